@@ -1,0 +1,125 @@
+#include "support/datetime.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+
+#include "support/fieldscanner.h"
+#include "support/result.h"
+
+namespace badgemint {
+
+namespace {
+
+constexpr int32_t kFirstYear = 1970;
+constexpr int32_t kLastYear = 2037;
+constexpr int32_t kLeapYearsBefore1970 = 477;
+constexpr uint32_t kSecondsPerDay = 86400;
+
+struct CalendarTime {
+  int32_t year, month, day, hour, minute, second;
+};
+
+bool isValid(const CalendarTime& t) {
+  const auto within = [](int32_t value, int32_t low, int32_t high) {
+    return value >= low && value <= high;
+  };
+  return within(t.year, kFirstYear, kLastYear) && within(t.month, 1, 12) && within(t.day, 1, 31) &&
+         within(t.hour, 0, 23) && within(t.minute, 0, 59) && within(t.second, 0, 59);
+}
+
+bool isLeapYear(int32_t year) {
+  return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
+}
+
+uint32_t toSeconds(const CalendarTime& t) {
+  constexpr std::array<int32_t, 12> kDaysBefore = {0,   31,  59,  90,  120, 151,
+                                                   181, 212, 243, 273, 304, 334};
+  const int32_t last = t.year - 1;
+  int32_t days = (t.year - kFirstYear) * 365 + last / 4 - last / 100 + last / 400 -
+                 kLeapYearsBefore1970 + kDaysBefore[static_cast<size_t>(t.month - 1)] + t.day - 1;
+  if (t.month > 2 && isLeapYear(t.year)) ++days;
+  return static_cast<uint32_t>(days) * kSecondsPerDay +
+         static_cast<uint32_t>(t.hour * 3600 + t.minute * 60 + t.second);
+}
+
+// Copies the start of a text into an array that keeps its last character as the NUL.
+template <size_t Size>
+void copyCut(std::string_view from, std::array<char, Size>& to) {
+  std::copy_n(from.begin(), std::min(from.size(), Size - 1), to.begin());
+}
+
+}  // namespace
+
+DateTimeText joinDateTime(PeriodEnd end, std::string_view date, std::string_view time) {
+  DateTimeText joined{};
+  if (date == "0") {
+    joined[0] = '0';
+    return joined;
+  }
+  if (time == "0") time = end == PeriodEnd::kStart ? "00:00:00" : "23:59:59";
+  size_t length = 0;
+  const auto append = [&](std::string_view part) {
+    const size_t room = std::min(part.size(), joined.size() - 1 - length);
+    std::copy_n(part.begin(), room, joined.begin() + length);
+    length += room;
+  };
+  append(date);
+  append("-");
+  append(time);
+  return joined;
+}
+
+int32_t parseDateTime(const char* text, uint32_t& seconds) {
+  if (std::strcmp(text, "0") == 0) {
+    seconds = 0;
+    return kSuccess;
+  }
+  FieldScanner scanner(text);
+  CalendarTime t{};
+  t.year = scanner.nextInt();
+  scanner.expect('/');
+  t.month = scanner.nextInt();
+  scanner.expect('/');
+  t.day = scanner.nextInt();
+  scanner.expect('-');
+  t.hour = scanner.nextInt();
+  scanner.expect(':');
+  t.minute = scanner.nextInt();
+  scanner.expect(':');
+  t.second = scanner.nextInt();
+  if (scanner.failed() || !isValid(t)) return kInvalidDate;
+  seconds = toSeconds(t);
+  return kSuccess;
+}
+
+DateTimeText formatDateTime(uint32_t seconds) {
+  DateTimeText text{};
+  if (seconds == 0) {
+    text[0] = '0';
+    return text;
+  }
+  const std::time_t time = seconds;
+  std::tm utc{};
+  gmtime_r(&time, &utc);
+  std::array<char, 80> wide{};  // Room for any six numbers, as the compiler wants to see.
+  std::snprintf(wide.data(), wide.size(), "%d/%02d/%02d-%02d:%02d:%02d", utc.tm_year + 1900,
+                utc.tm_mon + 1, utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec);
+  copyCut(wide.data(), text);
+  return text;
+}
+
+DateAndTime splitDateTime(std::string_view text) {
+  DateAndTime parts;
+  const size_t dash = text.find('-');
+  if (dash == std::string_view::npos) {
+    parts.date[0] = parts.time[0] = '0';
+    return parts;
+  }
+  copyCut(text.substr(0, dash), parts.date);
+  copyCut(text.substr(dash + 1), parts.time);
+  return parts;
+}
+
+}  // namespace badgemint

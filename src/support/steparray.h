@@ -1,0 +1,81 @@
+// An array that grows by a fixed step, for the collections of this system: formats, card sets, line
+// lists, access levels and the card index.
+#ifndef BADGEMINT_SUPPORT_STEPARRAY_H
+#define BADGEMINT_SUPPORT_STEPARRAY_H
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <span>
+#include <type_traits>
+
+namespace badgemint {
+
+// Owns its slots; of things that are not trivially copyable it holds pointers, which its owner
+// deletes. Slots beyond the count stand as zero bytes until they are filled. Growth goes through
+// realloc, which moves pages instead of copying them, so that a million small steps stay linear.
+template <typename T, int32_t Step>
+class StepArray {
+  static_assert(std::is_trivially_copyable_v<T> && Step > 0);
+
+ public:
+  StepArray() = default;
+  ~StepArray() { std::free(_slots); }
+  StepArray(const StepArray&) = delete;
+  StepArray& operator=(const StepArray&) = delete;
+
+  // Makes the first `capacity` slots (0 or more). False when there is no memory.
+  [[nodiscard]] bool create(int32_t capacity) { return resize(capacity); }
+
+  // The slot after the last element, grown into if needed and not yet counted; null when there is
+  // no memory, with everything as it was. commit() counts it.
+  [[nodiscard]] T* nextSlot() {
+    if (_count == _capacity && (_capacity > INT32_MAX - Step || !resize(_capacity + Step)))
+      return nullptr;
+    return &_slots[_count];
+  }
+  void commit() { ++_count; }
+
+  // Appends a copy. False when there is no memory, with everything as it was.
+  [[nodiscard]] bool add(const T& element) {
+    T* const slot = nextSlot();
+    if (slot == nullptr) return false;
+    *slot = element;
+    commit();
+    return true;
+  }
+
+  int32_t count() const { return _count; }
+  int32_t capacity() const { return _capacity; }
+
+  // i is 0 to capacity - 1.
+  T& operator[](int32_t i) { return _slots[i]; }
+  const T& operator[](int32_t i) const { return _slots[i]; }
+
+  // The elements in use, and all slots with the zero ones behind them.
+  std::span<T> elements() { return {_slots, static_cast<size_t>(_count)}; }
+  std::span<const T> elements() const { return {_slots, static_cast<size_t>(_count)}; }
+  std::span<const T> slots() const { return {_slots, static_cast<size_t>(_capacity)}; }
+
+ private:
+  bool resize(int32_t capacity) {
+    if (capacity == _capacity) return true;
+    void* const moved =
+        std::realloc(static_cast<void*>(_slots), sizeof(T) * static_cast<size_t>(capacity));
+    if (moved == nullptr) return false;
+    _slots = static_cast<T*>(moved);
+    std::memset(static_cast<void*>(_slots + _capacity), 0,
+                sizeof(T) * static_cast<size_t>(capacity - _capacity));
+    _capacity = capacity;
+    return true;
+  }
+
+  T* _slots = nullptr;
+  int32_t _count = 0;
+  int32_t _capacity = 0;
+};
+
+}  // namespace badgemint
+
+#endif  // BADGEMINT_SUPPORT_STEPARRAY_H

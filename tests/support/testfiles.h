@@ -1,0 +1,82 @@
+// What the tests share: a folder of their own with files in it, and the log as they see it.
+#ifndef BADGEMINT_TESTS_SUPPORT_TESTFILES_H
+#define BADGEMINT_TESTS_SUPPORT_TESTFILES_H
+
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <optional>
+#include <regex>
+#include <string>
+
+#include "support/logger.h"
+
+namespace badgemint {
+
+// A temporary folder that goes away with all that is in it.
+class TestFolder {
+ public:
+  TestFolder() {
+    std::string name = (std::filesystem::temp_directory_path() / "badgemint-XXXXXX").string();
+    _path = mkdtemp(name.data());
+  }
+  ~TestFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(_path, ignored);
+  }
+  TestFolder(const TestFolder&) = delete;
+  TestFolder& operator=(const TestFolder&) = delete;
+
+  std::string path(const std::string& name) const { return _path + "/" + name; }
+
+  // Writes a file and returns its path.
+  std::string write(const std::string& name, const std::string& content) const {
+    std::ofstream(path(name), std::ios::binary) << content;
+    return path(name);
+  }
+  std::string read(const std::string& name) const {
+    std::ifstream file(path(name), std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  }
+  bool has(const std::string& name) const { return std::filesystem::exists(path(name)); }
+
+ private:
+  std::string _path;
+};
+
+// Source lines change with every edit: "[module] " stands for the prefix "module 123 ".
+inline std::string withoutLineNumbers(const std::string& log) {
+  static const std::regex prefix(R"((^|\n)([A-Za-z_]+) \d+ )");
+  return std::regex_replace(log, prefix, "$1[$2] ");
+}
+
+// A logger of its own for one test: published while it lives, its text to be taken at the end.
+class TestLog {
+ public:
+  explicit TestLog(uint32_t threshold = 100) {
+    _logger.emplace(_folder.path("log").c_str(), threshold);
+    theLogger = &*_logger;
+  }
+  ~TestLog() { theLogger = nullptr; }
+  TestLog(const TestLog&) = delete;
+  TestLog& operator=(const TestLog&) = delete;
+
+  Logger& logger() { return *_logger; }
+
+  // What was logged since the last call, with "[module] " for each prefix.
+  std::string take() {
+    const std::string text = withoutLineNumbers(_folder.read("log"));
+    std::filesystem::resize_file(_folder.path("log"), 0);
+    return text;
+  }
+
+ private:
+  TestFolder _folder;
+  std::optional<Logger> _logger;
+};
+
+}  // namespace badgemint
+
+#endif  // BADGEMINT_TESTS_SUPPORT_TESTFILES_H
