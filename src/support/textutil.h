@@ -45,6 +45,9 @@ void printBitLine(std::span<const uint8_t> bytes);
 
 // Error codes that are reported to `reportSystemError`.
 inline constexpr uint16_t kReportOutOfMemory = 2;
+inline constexpr uint16_t kReportConfiguration = 14;  // The file, or one of its lines.
+inline constexpr uint16_t kReportEntryMissing = 15;   // The configuration lacks an entry.
+inline constexpr uint16_t kReportEntryUnopened = 16;  // The file of an entry cannot be opened.
 
 // The hook for error reports: takes the reporting module or area, an error code and what it is
 // about, has no visible effect, and returns its first argument.
