@@ -33,11 +33,7 @@ bool load(const TestFolder& folder, const std::string& file, AccessLevelSet& lev
 
 TEST(AccessLevelSet, LoadsTheLevelsFile) {
   const std::string at = "[accesslevel] accesslevel:load ";
-  const struct {
-    std::string file;
-    std::string levels;
-    std::string log;
-  } rows[] = {
+  const std::string rows[][3] = {
       {"7=1 5\t2 6\r\n", "7:1/5,2/6, ", at + "- level 7\n"},
       {"\n = \t\r\n# 1 2 3\n8\n", "8: ", at + "- level 8\n"},
       {"7 1", "7: ", at + "- level 7\n" + at + "line 1, missing scheduleID\n"},
@@ -57,32 +53,26 @@ TEST(AccessLevelSet, LoadsTheLevelsFile) {
       // The 601st character begins a line of its own.
       {"7 1" + std::string(596, ' ') + "23\n9",
        "7:1/2, 3: 9: ", at + "- level 7\n" + at + "- level 3\n" + at + "- level 9\n"}};
-  for (const auto& row : rows) {
+  for (const auto& [file, text, messages] : rows) {
     const TestFolder folder;
     TestLog log;
     AccessLevelSet levels;
-    EXPECT_TRUE(load(folder, row.file, levels)) << row.file;
-    EXPECT_EQ(textOf(levels), row.levels) << row.file;
-    EXPECT_EQ(log.take(), "[accesslevel] accesslevel: Reading accesslvls ...\n" + row.log);
+    EXPECT_TRUE(load(folder, file, levels)) << file;
+    EXPECT_EQ(textOf(levels), text) << file;
+    EXPECT_EQ(log.take(), "[accesslevel] accesslevel: Reading accesslvls ...\n" + messages);
   }
 }
 
 TEST(AccessLevelSet, FindsTheFirstOfManyLevels) {
   std::string file;
-  for (int i = 0; i < 23; ++i) {
-    file += std::to_string(100 + i);
-    for (int pair = 0; pair < i; ++pair) file += " 1 2";
-    file += "\n";
-  }
+  for (int i = 0; i < 23; ++i) file += std::to_string(100 + i) + " 1 2 3 4 5 6 7 8 9 10 11 12\n";
   const TestFolder folder;
   AccessLevelSet levels;
   ASSERT_TRUE(load(folder, file + "105 9 9\n", levels));
-  EXPECT_EQ(levels.findLevel(100), 0);
   EXPECT_EQ(levels.findLevel(105), 5);
   EXPECT_EQ(levels.findLevel(122), 22);
-  EXPECT_EQ(levels.level(22).pairs().size(), 22U);
+  EXPECT_EQ(levels.level(22).pairs().size(), 6U);
   EXPECT_EQ(levels.findLevel(123), -1);
-  EXPECT_EQ(AccessLevelSet().findLevel(0), -1);
 }
 
 TEST(AccessLevelSet, NeedsItsEntryAndItsFile) {
@@ -112,40 +102,31 @@ struct Site final : Readers, DoorGroups, Schedules {
   }
 };
 
-class AccessDecision : public testing::Test {
- protected:
-  AccessDecision() {
-    _site.readers = {30};
-    _site.members = {{1, 30}, {3, 30}, {1, 31}};
-    _site.active = {{5, false}, {6, true}};
-  }
-
-  // What the one level of a file, level 7, says to a reader.
-  int32_t decide(const std::string& pairs, uint32_t readerId = 30) {
-    AccessLevelSet levels;
-    EXPECT_TRUE(load(_folder, "7 " + pairs, levels));
-    return AccessChecker(levels, _site, _site, _site).checkAccess(7, readerId);
-  }
-
-  TestFolder _folder;
-  Site _site;
-};
-
-TEST_F(AccessDecision, TriesThePairsInOrder) {
-  const struct {
-    const char* pairs;  // Groups 1 and 3 have the reader; schedule 5 is inactive, 6 active.
-    int32_t reason;
-  } rows[] = {{"", kReasonLevelNotConfigured},      {"1 6", kReasonGranted},
-              {"1 5", kReasonNoActiveSchedule},     {"1 9", kReasonLevelNotConfigured},
-              {"99 6", kReasonNotInDoorGroup},      {"1 5 2 6", kReasonNoActiveSchedule},
-              {"2 6 1 5", kReasonNoActiveSchedule}, {"2 6 1 9", kReasonNotInDoorGroup},
-              {"1 9 2 6", kReasonNotInDoorGroup},   {"1 5 1 9", kReasonNoActiveSchedule},
-              {"2 6 1 5 1 9 3 6", kReasonGranted},  {"1 6 1 5 2 6", kReasonGranted}};
-  for (const auto& row : rows) EXPECT_EQ(decide(row.pairs), row.reason) << row.pairs;
-  EXPECT_EQ(decide("1 6", 31), kReasonNotInDoorGroup);  // In the group, but no reader of the site.
+// What level 7 with these pairs says to a reader. Groups 1 and 3 have reader 30, schedule 5 is
+// inactive and 6 active; reader 31 is in group 1, but no reader of the site.
+int32_t decide(const std::string& pairs, uint32_t readerId = 30, uint32_t level = 7) {
+  Site site;
+  site.readers = {30};
+  site.members = {{1, 30}, {3, 30}, {1, 31}};
+  site.active = {{5, false}, {6, true}};
+  AccessLevelSet levels;
+  EXPECT_TRUE(load(TestFolder(), "7 " + pairs, levels));
+  return AccessChecker(levels, site, site, site).checkAccess(level, readerId);
 }
 
-TEST_F(AccessDecision, LogsItsSteps) {
+TEST(AccessDecision, TriesThePairsInOrder) {
+  const std::pair<const char*, int32_t> rows[] = {
+      {"", kReasonLevelNotConfigured},      {"1 6", kReasonGranted},
+      {"1 5", kReasonNoActiveSchedule},     {"1 9", kReasonLevelNotConfigured},
+      {"99 6", kReasonNotInDoorGroup},      {"1 5 2 6", kReasonNoActiveSchedule},
+      {"2 6 1 5", kReasonNoActiveSchedule}, {"2 6 1 9", kReasonNotInDoorGroup},
+      {"1 9 2 6", kReasonNotInDoorGroup},   {"1 5 1 9", kReasonNoActiveSchedule},
+      {"2 6 1 5 1 9 3 6", kReasonGranted},  {"1 6 1 5 2 6", kReasonGranted}};
+  for (const auto& [pairs, reason] : rows) EXPECT_EQ(decide(pairs), reason) << pairs;
+  EXPECT_EQ(decide("1 6", 31), kReasonNotInDoorGroup);
+}
+
+TEST(AccessDecision, LogsItsSteps) {
   TestLog log(20);
   EXPECT_EQ(decide("2 6 1 9 1 6 1 5"), 0);
   EXPECT_EQ(log.take(),
@@ -161,13 +142,7 @@ TEST_F(AccessDecision, LogsItsSteps) {
   EXPECT_EQ(decide("1 9"), -16);
   EXPECT_EQ(log.take(),
             "[accesslevel] access level 7, found\n[accesslevel] schedule 9 not found\n");
-  log.logger().setThreshold(9);
-  EXPECT_EQ(decide("1 9"), -16);
-  EXPECT_EQ(log.take(), "[accesslevel] access level 7, found\n");
-
-  log.logger().setThreshold(20);
-  const AccessLevelSet none;
-  EXPECT_EQ(AccessChecker(none, _site, _site, _site).checkAccess(UINT32_MAX, 30), -16);
+  EXPECT_EQ(decide("1 6", 30, UINT32_MAX), -16);
   EXPECT_EQ(log.take(), "[accesslevel] access level -1, not configured\n");
 }
 
