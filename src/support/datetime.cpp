@@ -7,6 +7,7 @@
 
 #include "support/fieldscanner.h"
 #include "support/result.h"
+#include "support/textutil.h"
 
 namespace badgemint {
 
@@ -42,12 +43,6 @@ uint32_t toSeconds(const CalendarTime& t) {
   if (t.month > 2 && isLeapYear(t.year)) ++days;
   return static_cast<uint32_t>(days) * kSecondsPerDay +
          static_cast<uint32_t>(t.hour * 3600 + t.minute * 60 + t.second);
-}
-
-// Copies the start of a text into an array that keeps its last character as the NUL.
-template <size_t Size>
-void copyCut(std::string_view from, std::array<char, Size>& to) {
-  std::copy_n(from.begin(), std::min(from.size(), Size - 1), to.begin());
 }
 
 }  // namespace

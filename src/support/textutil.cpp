@@ -16,6 +16,11 @@ std::unique_ptr<char[]> copyText(std::string_view text) {
   return copy;
 }
 
+void copyCut(std::string_view text, std::span<char> buffer) {
+  const size_t length = std::min(text.size(), buffer.size() - 1);
+  std::fill(std::copy_n(text.begin(), length, buffer.begin()), buffer.end(), '\0');
+}
+
 void joinPath(const char* directory, char* name, size_t size) {
   const std::string_view base(directory);
   if (base.empty() || size == 0) return;

@@ -17,6 +17,10 @@ inline constexpr size_t kMaxJoinedPath = 254;
 // A heap copy of `text` with a NUL after it; null when there is no memory.
 std::unique_ptr<char[]> copyText(std::string_view text);
 
+// Copies `text` into a buffer of at least one character, cut to leave room for a NUL, and fills the
+// rest of the buffer with NULs.
+void copyCut(std::string_view text, std::span<char> buffer);
+
 // Joins a directory and the NUL-terminated name in `name`, in place: the directory, one backslash
 // unless it ends in one, the name. An empty directory leaves the name as it is. The separator is a
 // backslash on every system and no slash counts as one. The result is cut to `kMaxJoinedPath`

@@ -1,0 +1,138 @@
+// A card format: how a card number and up to seven site values, such as a facility code, become the
+// bit pattern that a reader delivers, and back. A format is one file; what kinds of file there are
+// differ in how they are read and in which mask characters name a field.
+#ifndef BADGEMINT_FORMATS_CARDFORMAT_H
+#define BADGEMINT_FORMATS_CARDFORMAT_H
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+#include "formats/bitlayout.h"
+#include "formats/bitpattern.h"
+#include "formats/fieldstate.h"
+#include "support/linereader.h"
+
+namespace badgemint {
+
+struct FieldDefinition {
+  static constexpr size_t kMaxLabel = 20;
+
+  std::array<char, 24> label{};  // Shown by printInfo only.
+  int32_t minval = 0;            // The bounds are printed, not enforced.
+  int32_t maxval = 0;
+  int64_t currentval = 0;
+  int32_t dir = kNotGiven;
+  int32_t ftyp = kNotGiven;
+};
+
+// One line or record of a format file, without its end, as a text.
+using FormatLine = std::array<char, BitPattern::kPositions + 1>;
+
+// Loaded once, then used for any number of cards: the caller sets the field values of the card's
+// card set and encodes. The values stay in the object, so one object serves one card at a time.
+// Before it is loaded, and after a failed load, a format encodes every card as zeros.
+class CardFormat {
+ public:
+  CardFormat() = default;
+  virtual ~CardFormat() = default;
+  CardFormat(const CardFormat&) = delete;
+  CardFormat& operator=(const CardFormat&) = delete;
+
+  // The ID under which the formats file lists the format.
+  uint32_t getFormatID() const { return _formatID; }
+  void setFormatID(uint32_t id) { _formatID = id; }
+
+  // Sets the value of a field; an index outside 0 to 7 is ignored. Setting the value that a field
+  // has already costs next to nothing.
+  void setFieldValue(int32_t index, int64_t value) {
+    if (index < 0 || index >= kFieldCount) return;
+    int64_t& current = _fieldDefs[static_cast<size_t>(index)].currentval;
+    _siteBitsStale |= current != value;
+    current = value;
+  }
+
+  // Encodes a card with the field values set; the card number takes the place of the value of its
+  // field. Values that do not fit their fields are cut without notice: decode to find out. The
+  // pattern is padded with zeros at its front to whole bytes; `bitCount` is without them. Always
+  // kSuccess.
+  int32_t encodeCard(int64_t cardNumber, CardPattern& pattern, int32_t& bitCount);
+
+  int64_t decodeCardNumber(const CardPattern& pattern) const {
+    return decodePositions(pattern, _cardNumberField, _cardNumberField);
+  }
+
+  // The value of a field, 0 for an index outside 0 to 7. Always kSuccess.
+  virtual int32_t decodeField(const CardPattern& pattern, int32_t field, int64_t& value) const;
+
+  // The number of positions of a field; 0 for an index outside 0 to 7.
+  virtual int32_t fieldBitCount(int32_t field) const;
+
+  // The highest position in use, 143 to 0, or -1.
+  int32_t lastUsedBit() const { return _layout.lastUsedBit(); }
+
+  // Sets the parity bit of mask i in an unaligned pattern; nothing for an index outside 0 to 7 and
+  // for a mask without 'E' or 'O'.
+  void computeParityBit(BitPattern& pattern, int32_t i) const;
+
+  // Reads the format file. Messages and codes are those of the kind; a failed load leaves what was
+  // read so far for printInfo and nothing else.
+  [[nodiscard]] virtual int32_t loadFormatFile(const char* path) = 0;
+
+  // Logs every member at level 100.
+  virtual void printInfo() const = 0;
+
+  // Fills a field definition from its line, which is taken apart.
+  virtual void parseFieldDef(FieldDefinition& definition, char* line) = 0;
+
+  // Reads the next line or record; on failure closes the file and returns the code of the kind.
+  // `reportErrors` says whether the end of the file gets a message, where the kind has one.
+  [[nodiscard]] virtual int32_t readFormatLine(LineReader& file, FormatLine& line,
+                                               bool reportErrors) = 0;
+
+ protected:
+  // The files that spread a character over two bytes: each holds a nibble in its bits 2 to 5, the
+  // low one first.
+  static constexpr int nibbleOf(int byte) { return (byte & 0x3C) >> 2; }
+  static constexpr char characterOf(int first, int second) {
+    return static_cast<char>(nibbleOf(first) | nibbleOf(second) << 4);
+  }
+  static constexpr char kErrorMarker = '^';  // Stands in such a file where nothing should be read.
+  // False when fewer than two bytes are left or cannot be read.
+  static bool readCharacter(LineReader& file, char& character);
+
+  // Makes the layout from the masks. `letters` names the fields in the output mask; NUL for a field
+  // without positions.
+  void compileMasks(const std::array<char, kFieldCount>& letters);
+  // To be called after the masks are compiled, with 0 to 144.
+  void setNumberOfBits(int32_t bits);
+  int32_t usedPositions() const { return _layout.usedPositions(); }
+
+  // The value at the positions of one field, read with the type and direction of another.
+  int64_t decodePositions(const CardPattern& pattern, int32_t positions, int32_t field) const;
+
+  // The parts of printInfo that all kinds share, logged as `module`.
+  void printFieldDefs(const char* module) const;
+  void printMasks(const char* module) const;
+
+  uint32_t _formatID = 0;
+  int32_t _cardNumberField = 0;   // 0 to 7, always.
+  int32_t _numberParityBits = 0;  // At most 8; below 1 no parity bit is set.
+  std::array<FieldDefinition, kFieldCount> _fieldDefs{};
+  BitMask _outputBitMask{};
+  BitMask _fixedBitMask{};
+  std::array<BitMask, kParityMaskCount> _parityMasks{};
+  int32_t _numberOfBits = 0;  // 0 to 144.
+
+ private:
+  fieldstate stateOf(int32_t field, int32_t width) const;
+  void placeSiteFields();
+
+  BitLayout _layout;
+  BitPattern _siteBits;  // All fields but the card number's: the same for all cards of a card set.
+  bool _siteBitsStale = false;
+};
+
+}  // namespace badgemint
+
+#endif  // BADGEMINT_FORMATS_CARDFORMAT_H
