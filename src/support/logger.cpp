@@ -137,7 +137,7 @@ void Logger::dumpBits(int32_t level, std::span<const uint8_t> bytes) {
 void Logger::put(const char* text, size_t length) {
   const std::lock_guard<std::mutex> lock(_mutex);
   if (_stream != nullptr) {
-    std::fwrite(text, 1, length, _stream);
+    static_cast<void>(std::fwrite(text, 1, length, _stream));
     std::fflush(_stream);
   } else if (_path) {
     const int file = open(_path.get(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
