@@ -1,0 +1,78 @@
+// The access database file: one record for each card holder, in the order in which they were
+// appended. The build only creates it and appends; programs that maintain an existing file load its
+// index and look up and update holders through it.
+#ifndef BADGEMINT_CARDDB_ACCESSFILE_H
+#define BADGEMINT_CARDDB_ACCESSFILE_H
+
+#include <cstdint>
+
+#include "carddb/accessrecord.h"
+#include "carddb/recordfile.h"
+
+namespace badgemint {
+
+// Results are 0 or negative unless stated. The messages of failures, all at level 25 with the
+// file's name; operations have them where they say so:
+//   kAccessOpenFailed   "Error opening access file %s\n"
+//   kAccessReadFailed   "Error reading access file %s\n" (also: the seek before an append failed)
+//   kAccessWriteFailed  "Error writing to access file %s\n"
+// The positioned operations, and all that are built on them, open and close the file themselves:
+// they close what is open. Appends that are still buffered are written before; should that fail,
+// it is the result, with its message.
+class AccessFile {
+ public:
+  AccessFile() = default;
+  // Closes the file as closeFile() does, and frees the index.
+  ~AccessFile() { static_cast<void>(closeFile()); }
+  AccessFile(const AccessFile&) = delete;
+  AccessFile& operator=(const AccessFile&) = delete;
+
+  // Keeps a copy of the name. kOutOfMemory with "Not enough memory to create access filename\n"
+  // (level 25), and no name.
+  [[nodiscard]] int32_t setFileName(const char* name);
+
+  // Opens the file with these open(2) flags, closing first what is open; a file that they create
+  // gets the mode 0600: it holds PINs. kAccessOpenFailed with its message.
+  [[nodiscard]] int32_t openFile(int flags);
+
+  // Writes what is buffered and closes the file, whatever the result: kAccessReadFailed or
+  // kAccessWriteFailed with their messages.
+  [[nodiscard]] int32_t closeFile();
+
+  // Appends a record to the open file, or to the closed file, which is opened for it alone.
+  // kAccessOpenFailed, kAccessReadFailed (seek) or kAccessWriteFailed (also a part of the record
+  // written, which then stays) with their messages.
+  [[nodiscard]] int32_t appendRecord(const AccessRecord& record);
+
+  // From now until closeFile(), appendRecord() gathers records in memory and writes them in big
+  // pieces; without memory it goes on one by one. The file must be open.
+  void startBuffering() { _file.startBuffering(); }
+  // Whether the next appendRecord() would write the buffer.
+  bool appendBufferFull() const { return _file.bufferFull(); }
+  // Writes what is buffered. Results and messages of a failing appendRecord; the records are
+  // dropped then.
+  [[nodiscard]] int32_t flushAppends();
+
+  // Reads the next record of the open file. kShortTransfer without a message, the record unchanged,
+  // when no whole record could be read for whatever reason.
+  [[nodiscard]] int32_t readNext(AccessRecord& record);
+
+  // Reads record number `recno`. kAccessOpenFailed, or kAccessReadFailed when there is no such
+  // record, which clears the given one; with their messages.
+  [[nodiscard]] int32_t readRecordAt(AccessRecord& record, uint32_t recno);
+
+  // Overwrites record number `recno`. kAccessOpenFailed, or kAccessWriteFailed when not the whole
+  // record could be written; no messages.
+  [[nodiscard]] int32_t writeRecordAt(const AccessRecord& record, uint32_t recno);
+
+ private:
+  // The result code of an outcome; logs the message of a failure.
+  int32_t answer(RecordFile::Outcome outcome) const;
+  int32_t reportFailure(RecordFile::Outcome outcome) const;
+
+  RecordFile _file{AccessRecord::kSize};
+};
+
+}  // namespace badgemint
+
+#endif  // BADGEMINT_CARDDB_ACCESSFILE_H

@@ -1,0 +1,137 @@
+#include "carddb/recordfile.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <new>
+#include <utility>
+
+#include "support/textutil.h"
+
+namespace badgemint {
+
+namespace {
+
+// Writes on after a short or interrupted write, until nothing more can be written.
+bool writeAll(int descriptor, std::span<const uint8_t> bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return false;
+    bytes = bytes.subspan(static_cast<size_t>(written));
+  }
+  return true;
+}
+
+// One write that must take everything.
+bool writeOnce(int descriptor, std::span<const uint8_t> bytes) {
+  return ::write(descriptor, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
+}
+
+}  // namespace
+
+bool RecordFile::setName(const char* name) {
+  std::unique_ptr<char[]> copy = copyText(name);  // Before the old one goes: it may be `name`.
+  _name = std::move(copy);
+  return _name != nullptr;
+}
+
+RecordFile::Outcome RecordFile::open(int flags, mode_t mode) {
+  if (const Outcome closed = close(); closed != Outcome::kDone) return closed;
+  _descriptor = ::open(name(), flags | O_CLOEXEC, mode);
+  return isOpen() ? Outcome::kDone : Outcome::kOpenFailed;
+}
+
+RecordFile::Outcome RecordFile::close() {
+  if (!isOpen()) return Outcome::kDone;
+  const Outcome flushed = flush();
+  _buffer.reset();
+  const int closed = ::close(std::exchange(_descriptor, kClosed));
+  return flushed == Outcome::kDone && closed != 0 ? Outcome::kWriteFailed : flushed;
+}
+
+void RecordFile::startBuffering() {
+  if (isOpen() && _buffer == nullptr) _buffer.reset(new (std::nothrow) uint8_t[kBufferSize]);
+}
+
+RecordFile::Outcome RecordFile::flush() {
+  const std::span<const uint8_t> bytes(_buffer.get(), std::exchange(_buffered, 0));
+  if (bytes.empty()) return Outcome::kDone;
+  if (::lseek(_descriptor, 0, SEEK_END) < 0) return Outcome::kSeekFailed;
+  return writeAll(_descriptor, bytes) ? Outcome::kDone : Outcome::kWriteFailed;
+}
+
+RecordFile::Outcome RecordFile::appendSlowly(std::span<const uint8_t> record) {
+  if (_buffer != nullptr) {
+    if (const Outcome flushed = flush(); flushed != Outcome::kDone) return flushed;
+    std::memcpy(_buffer.get(), record.data(), record.size());
+    _buffered = record.size();
+    return Outcome::kDone;
+  }
+  if (isOpen()) return appendUnbuffered(record);
+  if (const Outcome opened = open(O_WRONLY); opened != Outcome::kDone) return opened;
+  const Outcome appended = appendUnbuffered(record);
+  const Outcome closed = close();
+  return appended != Outcome::kDone ? appended : closed;
+}
+
+RecordFile::Outcome RecordFile::appendUnbuffered(std::span<const uint8_t> record) {
+  if (::lseek(_descriptor, 0, SEEK_END) < 0) return Outcome::kSeekFailed;
+  return writeOnce(_descriptor, record) ? Outcome::kDone : Outcome::kWriteFailed;
+}
+
+RecordFile::Outcome RecordFile::readNext(std::span<uint8_t> record) {
+  if (const Outcome flushed = flush(); flushed != Outcome::kDone) return flushed;
+  const ssize_t transferred = ::read(_descriptor, record.data(), record.size());
+  if (transferred < 0) return Outcome::kReadFailed;
+  return transferred == static_cast<ssize_t>(record.size()) ? Outcome::kDone : Outcome::kShortRead;
+}
+
+RecordFile::Outcome RecordFile::readAt(uint32_t recno, std::span<uint8_t> record) {
+  const Outcome sought = seekRecord(recno);
+  return sought == Outcome::kDone ? readNext(record) : sought;
+}
+
+RecordFile::Outcome RecordFile::writeAt(uint32_t recno, std::span<const uint8_t> record) {
+  if (const Outcome sought = seekRecord(recno); sought != Outcome::kDone) return sought;
+  return writeOnce(_descriptor, record) ? Outcome::kDone : Outcome::kWriteFailed;
+}
+
+RecordFile::Outcome RecordFile::seekRecord(uint32_t recno) {
+  if (const Outcome flushed = flush(); flushed != Outcome::kDone) return flushed;
+  const off_t offset = static_cast<off_t>(recno) * static_cast<off_t>(_recordSize);
+  return ::lseek(_descriptor, offset, SEEK_SET) < 0 ? Outcome::kSeekFailed : Outcome::kDone;
+}
+
+RecordReader::~RecordReader() {
+  if (_descriptor >= 0) ::close(_descriptor);
+}
+
+bool RecordReader::open(const char* path) {
+  _descriptor = ::open(path, O_RDONLY | O_CLOEXEC);
+  return _descriptor >= 0;
+}
+
+const uint8_t* RecordReader::next() {
+  if (_end - _next < _recordSize && !fill()) return nullptr;
+  const uint8_t* const record = &_block[_next];
+  _next += _recordSize;
+  return record;
+}
+
+bool RecordReader::fill() {
+  if (_failed) return false;
+  _end -= _next;
+  std::memmove(_block.data(), &_block[_next], _end);
+  _next = 0;
+  while (_end < _recordSize) {
+    const ssize_t transferred = ::read(_descriptor, &_block[_end], kBlockSize - _end);
+    _failed = transferred < 0;
+    if (transferred <= 0) return false;
+    _end += static_cast<size_t>(transferred);
+  }
+  return true;
+}
+
+}  // namespace badgemint

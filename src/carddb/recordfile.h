@@ -1,0 +1,127 @@
+// A file of fixed-size records without header, trailer or padding: record n lies at n times the
+// record size. The databases are such files; they share this mechanism, which says neutrally how
+// an operation went and leaves codes and messages to them.
+#ifndef BADGEMINT_CARDDB_RECORDFILE_H
+#define BADGEMINT_CARDDB_RECORDFILE_H
+
+#include <sys/types.h>
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <span>
+
+namespace badgemint {
+
+// Owns the descriptor and a copy of the path, and while appends are gathered their buffer. Every
+// span that is handed in holds exactly one record.
+class RecordFile {
+ public:
+  enum class Outcome {
+    kDone,
+    kOpenFailed,
+    kSeekFailed,
+    kReadFailed,
+    kShortRead,    // The end of the file, also in the middle of a record.
+    kWriteFailed,  // Also: a write that took only a part, and a failing close.
+  };
+
+  static constexpr size_t kBufferSize = 64 * 1024;
+
+  explicit RecordFile(size_t recordSize) : _recordSize(recordSize) {}
+  ~RecordFile() { static_cast<void>(close()); }
+  RecordFile(const RecordFile&) = delete;
+  RecordFile& operator=(const RecordFile&) = delete;
+
+  // Keeps a copy of the path for the next open. False when there is no memory: no path is set then.
+  [[nodiscard]] bool setName(const char* name);
+  // The path; "" when none is set.
+  const char* name() const { return _name == nullptr ? "" : _name.get(); }
+
+  bool isOpen() const { return _descriptor != kClosed; }
+
+  // Opens the path with these open(2) flags; `mode` counts when they create the file. Closes first
+  // what is open, and opens nothing when that fails.
+  [[nodiscard]] Outcome open(int flags, mode_t mode = 0);
+
+  // Writes what is buffered and closes; the file is closed whatever the outcome. Done at once when
+  // it is closed already.
+  [[nodiscard]] Outcome close();
+
+  // Gathers the appends of the open file in a buffer until it is closed. Without memory for it, and
+  // on a closed file, appends go on being written one by one.
+  void startBuffering();
+  // Whether the next append would have to write the buffer first. Never without a buffer.
+  bool bufferFull() const { return _buffer != nullptr && _buffered + _recordSize > kBufferSize; }
+  // Writes what is buffered at the end of the file, in as many writes as it takes. The buffer is
+  // empty afterwards, whatever the outcome: nothing is ever written twice.
+  [[nodiscard]] Outcome flush();
+
+  // Appends a record: into the buffer, or with one write at the end of the file. A closed file is
+  // opened for this one append.
+  template <size_t Size>
+  [[nodiscard]] Outcome append(const std::array<uint8_t, Size>& record) {
+    if (_buffer == nullptr || bufferFull()) return appendSlowly(record);
+    std::memcpy(&_buffer[_buffered], record.data(), Size);
+    _buffered += Size;
+    return Outcome::kDone;
+  }
+
+  // Transfers at the position of the open descriptor, which is behind the last record transferred.
+  // What is buffered is written first.
+  [[nodiscard]] Outcome readNext(std::span<uint8_t> record);
+  // The same at record number `recno`.
+  [[nodiscard]] Outcome readAt(uint32_t recno, std::span<uint8_t> record);
+  [[nodiscard]] Outcome writeAt(uint32_t recno, std::span<const uint8_t> record);
+
+ private:
+  static constexpr int kClosed = -1;
+
+  [[nodiscard]] Outcome appendSlowly(std::span<const uint8_t> record);
+  [[nodiscard]] Outcome appendUnbuffered(std::span<const uint8_t> record);
+  [[nodiscard]] Outcome seekRecord(uint32_t recno);
+
+  const size_t _recordSize;
+  int _descriptor = kClosed;
+  std::unique_ptr<char[]> _name;
+  std::unique_ptr<uint8_t[]> _buffer;  // Null while appends are not gathered.
+  size_t _buffered = 0;
+};
+
+// Reads the whole records of a file from first to last, in big blocks.
+class RecordReader {
+ public:
+  explicit RecordReader(size_t recordSize) : _recordSize(recordSize) {}
+  ~RecordReader();
+  RecordReader(const RecordReader&) = delete;
+  RecordReader& operator=(const RecordReader&) = delete;
+
+  // Opens the file. Once for each reader.
+  [[nodiscard]] bool open(const char* path);
+
+  // The next record, to be used before the next call; null at the end of the file, where a part of
+  // a record does not count, and after a read error.
+  const uint8_t* next();
+
+  // Whether a read error ended the records.
+  bool failed() const { return _failed; }
+
+ private:
+  // Reads until a whole record is there. False when none comes.
+  bool fill();
+
+  static constexpr size_t kBlockSize = 64 * 1024;
+
+  const size_t _recordSize;
+  int _descriptor = -1;
+  bool _failed = false;
+  size_t _next = 0;
+  size_t _end = 0;
+  std::array<uint8_t, kBlockSize> _block;
+};
+
+}  // namespace badgemint
+
+#endif  // BADGEMINT_CARDDB_RECORDFILE_H

@@ -1,0 +1,75 @@
+// How a record lies on disk: each record names its size and lists its fields with their offsets
+// once (forEachField), and the encoder and the decoder here both walk that list. Integers are
+// little-endian on disk whatever the machine; this file is the one place that knows.
+#ifndef BADGEMINT_CARDDB_RECORDLAYOUT_H
+#define BADGEMINT_CARDDB_RECORDLAYOUT_H
+
+#include <array>
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+namespace badgemint {
+
+// What a reader delivers for a card: the bit pattern, first position in the highest bit of byte 0.
+using CardPattern = std::array<uint8_t, 16>;
+
+template <typename Record>
+using RecordImage = std::array<uint8_t, Record::kSize>;
+
+template <std::unsigned_integral T>
+constexpr void storeField(uint8_t* bytes, T value) {
+  for (size_t i = 0; i < sizeof(T); ++i) bytes[i] = static_cast<uint8_t>(value >> 8 * i);
+}
+
+template <std::unsigned_integral T>
+constexpr void loadField(const uint8_t* bytes, T& value) {
+  uint64_t sum = 0;
+  for (size_t i = 0; i < sizeof(T); ++i) sum |= uint64_t{bytes[i]} << 8 * i;
+  value = static_cast<T>(sum);
+}
+
+template <typename T, size_t Count>
+constexpr void storeField(uint8_t* bytes, const std::array<T, Count>& values) {
+  for (size_t i = 0; i < Count; ++i) storeField(bytes + i * sizeof(T), values[i]);
+}
+
+template <typename T, size_t Count>
+constexpr void loadField(const uint8_t* bytes, std::array<T, Count>& values) {
+  for (size_t i = 0; i < Count; ++i) loadField(bytes + i * sizeof(T), values[i]);
+}
+
+template <typename Record>
+constexpr RecordImage<Record> encodeRecord(const Record& record) {
+  RecordImage<Record> image{};
+  Record::forEachField(record, [&image](size_t offset, const auto& field) {
+    storeField(image.data() + offset, field);
+  });
+  return image;
+}
+
+template <typename Record>
+constexpr Record decodeRecord(std::span<const uint8_t, Record::kSize> image) {
+  Record record;
+  Record::forEachField(
+      record, [image](size_t offset, auto& field) { loadField(image.data() + offset, field); });
+  return record;
+}
+
+// Whether the listed fields follow each other without gap or overlap and fill the record.
+template <typename Record>
+consteval bool fieldsFillRecord() {
+  const Record record;
+  size_t end = 0;
+  bool gapless = true;
+  Record::forEachField(record, [&](size_t offset, const auto& field) {
+    gapless = gapless && offset == end;
+    end += sizeof field;
+  });
+  return gapless && end == Record::kSize;
+}
+
+}  // namespace badgemint
+
+#endif  // BADGEMINT_CARDDB_RECORDLAYOUT_H
