@@ -4,10 +4,13 @@
 #ifndef BADGEMINT_CARDDB_RECORDLAYOUT_H
 #define BADGEMINT_CARDDB_RECORDLAYOUT_H
 
+#include <algorithm>
 #include <array>
+#include <bit>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <span>
 
 namespace badgemint {
@@ -18,30 +21,39 @@ using CardPattern = std::array<uint8_t, 16>;
 template <typename Record>
 using RecordImage = std::array<uint8_t, Record::kSize>;
 
+// A number as it stands on disk, and back.
 template <std::unsigned_integral T>
-constexpr void storeField(uint8_t* bytes, T value) {
-  for (size_t i = 0; i < sizeof(T); ++i) bytes[i] = static_cast<uint8_t>(value >> 8 * i);
+T littleEndian(T value) {
+  if constexpr (std::endian::native == std::endian::little) return value;
+  auto bytes = std::bit_cast<std::array<uint8_t, sizeof(T)>>(value);
+  std::reverse(bytes.begin(), bytes.end());
+  return std::bit_cast<T>(bytes);
 }
 
 template <std::unsigned_integral T>
-constexpr void loadField(const uint8_t* bytes, T& value) {
-  uint64_t sum = 0;
-  for (size_t i = 0; i < sizeof(T); ++i) sum |= uint64_t{bytes[i]} << 8 * i;
-  value = static_cast<T>(sum);
+void storeField(uint8_t* bytes, T value) {
+  value = littleEndian(value);
+  std::memcpy(bytes, &value, sizeof value);
+}
+
+template <std::unsigned_integral T>
+void loadField(const uint8_t* bytes, T& value) {
+  std::memcpy(&value, bytes, sizeof value);
+  value = littleEndian(value);
 }
 
 template <typename T, size_t Count>
-constexpr void storeField(uint8_t* bytes, const std::array<T, Count>& values) {
+void storeField(uint8_t* bytes, const std::array<T, Count>& values) {
   for (size_t i = 0; i < Count; ++i) storeField(bytes + i * sizeof(T), values[i]);
 }
 
 template <typename T, size_t Count>
-constexpr void loadField(const uint8_t* bytes, std::array<T, Count>& values) {
+void loadField(const uint8_t* bytes, std::array<T, Count>& values) {
   for (size_t i = 0; i < Count; ++i) loadField(bytes + i * sizeof(T), values[i]);
 }
 
 template <typename Record>
-constexpr RecordImage<Record> encodeRecord(const Record& record) {
+RecordImage<Record> encodeRecord(const Record& record) {
   RecordImage<Record> image{};
   Record::forEachField(record, [&image](size_t offset, const auto& field) {
     storeField(image.data() + offset, field);
@@ -50,7 +62,7 @@ constexpr RecordImage<Record> encodeRecord(const Record& record) {
 }
 
 template <typename Record>
-constexpr Record decodeRecord(std::span<const uint8_t, Record::kSize> image) {
+Record decodeRecord(std::span<const uint8_t, Record::kSize> image) {
   Record record;
   Record::forEachField(
       record, [image](size_t offset, auto& field) { loadField(image.data() + offset, field); });
