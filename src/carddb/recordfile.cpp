@@ -113,19 +113,12 @@ bool RecordReader::open(const char* path) {
   return _descriptor >= 0;
 }
 
-const uint8_t* RecordReader::next() {
-  if (_end - _next < _recordSize && !fill()) return nullptr;
-  const uint8_t* const record = &_block[_next];
-  _next += _recordSize;
-  return record;
-}
-
-bool RecordReader::fill() {
+bool RecordReader::fill(size_t recordSize) {
   if (_failed) return false;
   _end -= _next;
   std::memmove(_block.data(), &_block[_next], _end);
   _next = 0;
-  while (_end < _recordSize) {
+  while (_end < recordSize) {
     const ssize_t transferred = ::read(_descriptor, &_block[_end], kBlockSize - _end);
     _failed = transferred < 0;
     if (transferred <= 0) return false;

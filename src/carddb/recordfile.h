@@ -13,6 +13,8 @@
 #include <memory>
 #include <span>
 
+#include "carddb/recordlayout.h"
+
 namespace badgemint {
 
 // Owns the descriptor and a copy of the path, and while appends are gathered their buffer. Every
@@ -93,7 +95,7 @@ class RecordFile {
 // Reads the whole records of a file from first to last, in big blocks.
 class RecordReader {
  public:
-  explicit RecordReader(size_t recordSize) : _recordSize(recordSize) {}
+  RecordReader() = default;
   ~RecordReader();
   RecordReader(const RecordReader&) = delete;
   RecordReader& operator=(const RecordReader&) = delete;
@@ -101,20 +103,25 @@ class RecordReader {
   // Opens the file. Once for each reader.
   [[nodiscard]] bool open(const char* path);
 
-  // The next record, to be used before the next call; null at the end of the file, where a part of
-  // a record does not count, and after a read error.
-  const uint8_t* next();
+  // The next record. False at the end of the file, where a part of a record does not count, and
+  // after a read error.
+  template <typename Record>
+  [[nodiscard]] bool next(Record& record) {
+    if (_end - _next < Record::kSize && !fill(Record::kSize)) return false;
+    record = decodeRecord<Record>(std::span(_block).subspan(_next).template first<Record::kSize>());
+    _next += Record::kSize;
+    return true;
+  }
 
   // Whether a read error ended the records.
   bool failed() const { return _failed; }
 
  private:
-  // Reads until a whole record is there. False when none comes.
-  bool fill();
+  // Reads until a record of this size is there. False when none comes.
+  bool fill(size_t recordSize);
 
   static constexpr size_t kBlockSize = 64 * 1024;
 
-  const size_t _recordSize;
   int _descriptor = -1;
   bool _failed = false;
   size_t _next = 0;
