@@ -1,9 +1,15 @@
 #include "carddb/accessfile.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
 
 #include "support/log.h"
+#include "support/masterconfiguration.h"
 #include "support/result.h"
+#include "support/textutil.h"
 
 namespace badgemint {
 
@@ -12,6 +18,12 @@ namespace {
 constexpr char kLogModule[] = "accessfile";
 
 constexpr mode_t kCreationMode = 0600;
+
+constexpr int32_t kStateFlag = 2;  // The flag that the index entry's state value follows.
+
+// What goes to the error report hook.
+constexpr uint16_t kReportArea = 2;
+constexpr uint16_t kReportNotConfigured = 15;
 
 using Outcome = RecordFile::Outcome;
 
@@ -63,6 +75,109 @@ int32_t AccessFile::writeRecordAt(const AccessRecord& record, uint32_t recno) {
   const Outcome written = _file.writeAt(recno, encodeRecord(record));
   const Outcome closed = _file.close();
   return written == Outcome::kDone && closed == Outcome::kDone ? kSuccess : kAccessWriteFailed;
+}
+
+int32_t AccessFile::loadIndex(const char* name, uint32_t requested) {
+  if (const int32_t rc = flushAppends(); rc < 0) return rc;
+  if (const int32_t rc = setFileName(name); rc < 0) return rc;
+  LOG(kLogRecord, "get status info for %s\n", _file.name());
+  struct stat status;
+  if (::stat(_file.name(), &status) != 0) return answer(Outcome::kOpenFailed);
+  const uint32_t capacity =
+      indexCapacity(static_cast<uint64_t>(status.st_size), AccessRecord::kSize, requested);
+  LOG(kLogRecord, "access index nrecs = %u\n", capacity);
+  if (!_index.emplace().create(capacity)) {
+    _index.reset();
+    LOG(kLogError, "Not enough memory to create access index\n");
+    return kOutOfMemory;
+  }
+  if (const int32_t rc = _index->loadFromFile(_file.name()); rc < 0) return rc;
+  LOG(kLogStep, "access index created and loaded\n");
+  _index->sort();
+  LOG(kLogRecord, "access index sorted\n");
+  return kSuccess;
+}
+
+bool AccessFile::loadIndexFromConfig(MasterConfiguration& configuration) {
+  const MasterConfiguration::Entry* const entry = configuration.find("access");
+  if (entry == nullptr) {
+    errno = 0;
+    reportSystemError(kReportArea, kReportNotConfigured);
+    return false;
+  }
+  return loadIndex(entry->value.data(), static_cast<uint32_t>(std::max(entry->number, 0))) >= 0;
+}
+
+int32_t AccessFile::findAccess(uint32_t uniqid, AccessRecord& record, uint32_t& recno) {
+  const AccessIndexEntry* const entry = findEntry(uniqid);
+  if (entry == nullptr) {
+    LOG(kLogError, "Access record not found for unique id=%u\n", uniqid);
+    return kAccessNotFound;
+  }
+  if (const int32_t rc = readRecordAt(record, entry->recno); rc < 0) return rc;
+  recno = entry->recno;
+  return kSuccess;
+}
+
+int32_t AccessFile::findAccess(uint32_t uniqid, AccessRecord& record) {
+  uint32_t recno = 0;
+  return findAccess(uniqid, record, recno);
+}
+
+int32_t AccessFile::putAccess(const AccessRecord& record) {
+  if (!_index) return kAccessNotFound;
+  const AccessIndexEntry* const entry = findEntry(record.uniqid);
+  return entry != nullptr ? writeRecordAt(record, entry->recno) : appendRecord(record);
+}
+
+int32_t AccessFile::updateAccessTimes(const AccessRecord& record) {
+  AccessRecord stored;
+  uint32_t recno = 0;
+  if (findAccess(record.uniqid, stored, recno) < 0) return kAccessNotFound;
+  if (stored.uniqid != record.uniqid) return kAccessRecordDiffers;
+  stored.copyValidityFrom(record);
+  const int32_t written = writeRecordAt(stored, recno);
+  return findEntry(record.uniqid) != nullptr ? written : kAccessEntryLost;
+}
+
+int32_t AccessFile::mergeAccess(AccessRecord& record, bool keepValidity) {
+  AccessRecord stored;
+  uint32_t recno = 0;
+  const int32_t found = findAccess(record.uniqid, stored, recno);
+  if (found == kAccessNotFound) return addHolder(record);
+  if (found < 0) return found;
+  if (stored.uniqid != record.uniqid) return kAccessRecordDiffers;
+  if (keepValidity) record.copyValidityFrom(stored);
+  if (const int32_t rc = writeRecordAt(record, recno); rc < 0) return rc;
+  AccessIndexEntry* const entry = findEntry(record.uniqid);
+  if (entry == nullptr) return kAccessEntryLost;
+  return AccessIndex::setState(*entry, record.flag(kStateFlag));
+}
+
+int32_t AccessFile::addHolder(const AccessRecord& record) {
+  if (!_index) return kAccessNotFound;
+  if (const int32_t rc = appendRecord(record); rc < 0) return rc;
+  return _index->insert(record.uniqid);
+}
+
+int32_t AccessFile::setFlag3(uint32_t uniqid) {
+  return writeFlag3(uniqid, 1);
+}
+
+int32_t AccessFile::clearFlag3(uint32_t uniqid) {
+  return writeFlag3(uniqid, 0);
+}
+
+int32_t AccessFile::writeFlag3(uint32_t uniqid, int32_t value) {
+  AccessRecord record;
+  uint32_t recno = 0;
+  if (const int32_t rc = findAccess(uniqid, record, recno); rc < 0) return rc;
+  record.setFlag(3, value);
+  return writeRecordAt(record, recno);
+}
+
+AccessIndexEntry* AccessFile::findEntry(uint32_t uniqid) {
+  return _index ? _index->find(uniqid) : nullptr;
 }
 
 int32_t AccessFile::answer(Outcome outcome) const {

@@ -5,11 +5,15 @@
 #define BADGEMINT_CARDDB_ACCESSFILE_H
 
 #include <cstdint>
+#include <optional>
 
+#include "carddb/accessindx.h"
 #include "carddb/accessrecord.h"
 #include "carddb/recordfile.h"
 
 namespace badgemint {
+
+class MasterConfiguration;
 
 // Results are 0 or negative unless stated. The messages of failures, all at level 25 with the
 // file's name; operations have them where they say so:
@@ -65,12 +69,56 @@ class AccessFile {
   // record could be written; no messages.
   [[nodiscard]] int32_t writeRecordAt(const AccessRecord& record, uint32_t recno);
 
+  // Loads the index of this file in place of an earlier one, sized for `requested` records or, when
+  // the file has as many, for those of the file and 100 to come. kOutOfMemory, for the index with
+  // "Not enough memory to create access index\n" (level 25); kAccessOpenFailed or kAccessReadFailed
+  // with their messages. After a failure of AccessIndex::loadFromFile the index is there, and
+  // empty.
+  [[nodiscard]] int32_t loadIndex(const char* name, uint32_t requested);
+  // The same by name and record count of the configuration's entry "access". Whether that went
+  // well; false and errno 0 when there is no such entry.
+  [[nodiscard]] bool loadIndexFromConfig(MasterConfiguration& configuration);
+
+  // The index; null before loadIndex().
+  AccessIndex* index() { return _index ? &*_index : nullptr; }
+
+  // Finds a holder through the index and reads the record. kAccessNotFound, also without an index,
+  // with "Access record not found for unique id=%u\n" (level 25); results of readRecordAt.
+  [[nodiscard]] int32_t findAccess(uint32_t uniqid, AccessRecord& record, uint32_t& recno);
+  [[nodiscard]] int32_t findAccess(uint32_t uniqid, AccessRecord& record);
+
+  // Overwrites the holder's record, or appends the record, without adding it to the index, when the
+  // index does not hold the holder. Results of writeRecordAt or appendRecord; kAccessNotFound
+  // without an index.
+  [[nodiscard]] int32_t putAccess(const AccessRecord& record);
+
+  // Changes the validity of a stored record (see AccessRecord::copyValidityFrom) and nothing else.
+  // kAccessNotFound after any failure of findAccess; kAccessRecordDiffers when the stored record
+  // belongs to another holder; kAccessEntryLost; results of writeRecordAt.
+  [[nodiscard]] int32_t updateAccessTimes(const AccessRecord& record);
+
+  // Overwrites the holder's record and sets the state value of the index entry by flag 2, or
+  // appends the record of a new holder and adds it to the index. With `keepValidity` the stored
+  // validity goes into the given record first. Results of findAccess other than kAccessNotFound
+  // (which is logged all the same), of appendRecord, AccessIndex::insert and writeRecordAt;
+  // kAccessNotFound without an index; kAccessRecordDiffers, kAccessEntryLost as above.
+  [[nodiscard]] int32_t mergeAccess(AccessRecord& record, bool keepValidity);
+
+  // Sets flag 3 of a stored record to 1, or to 0. Results of findAccess and writeRecordAt.
+  [[nodiscard]] int32_t setFlag3(uint32_t uniqid);
+  [[nodiscard]] int32_t clearFlag3(uint32_t uniqid);
+
  private:
+  int32_t writeFlag3(uint32_t uniqid, int32_t value);
+  int32_t addHolder(const AccessRecord& record);
+  AccessIndexEntry* findEntry(uint32_t uniqid);
+
   // The result code of an outcome; logs the message of a failure.
   int32_t answer(RecordFile::Outcome outcome) const;
   int32_t reportFailure(RecordFile::Outcome outcome) const;
 
   RecordFile _file{AccessRecord::kSize};
+  std::optional<AccessIndex> _index;
 };
 
 }  // namespace badgemint

@@ -1,9 +1,15 @@
 #include "carddb/identfile.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
 
 #include "support/log.h"
+#include "support/masterconfiguration.h"
 #include "support/result.h"
+#include "support/textutil.h"
 
 namespace badgemint {
 
@@ -12,6 +18,15 @@ namespace {
 constexpr char kLogModule[] = "identfile";
 
 constexpr mode_t kCreationMode = 0666;
+
+constexpr uint32_t kValid = 0;
+constexpr uint32_t kDeleted = 1;
+
+// What goes to the error report hook.
+constexpr uint16_t kReportArea = 1;
+constexpr uint16_t kReportNotConfigured = 15;
+constexpr uint16_t kReportNotExamined = 16;
+constexpr uint16_t kReportNoIndex = 1024;
 
 using Outcome = RecordFile::Outcome;
 
@@ -65,6 +80,130 @@ int32_t IdentFile::writeRecordAt(const IdentRecord& record, uint32_t recno) {
   if (_file.writeAt(recno, encodeRecord(record)) != Outcome::kDone)
     return kShortTransfer;  // Unlike readRecordAt, and unlike the access file, stays open.
   return _file.close() == Outcome::kDone ? kSuccess : kShortTransfer;
+}
+
+bool IdentFile::loadIndex(const char* name, uint32_t requested) {
+  if (flushAppends() < 0 || setFileName(name) < 0) return false;
+  struct stat status;
+  if (::stat(_file.name(), &status) != 0) {
+    reportSystemError(kReportArea, kReportNotExamined);
+    LOG(kLogProgress, "unable to stat %s\n", _file.name());
+    return false;
+  }
+  const uint32_t capacity =
+      indexCapacity(static_cast<uint64_t>(status.st_size), IdentRecord::kSize, requested);
+  LOG(kLogProgress, "nrecs = %u\n", capacity);
+  if (!_index.emplace().create(capacity)) {
+    _index.reset();
+    LOG(kLogProgress, "ident index allocation failure\n");
+    reportSystemError(kReportArea, kReportNoIndex);
+    return false;
+  }
+  LOG(kLogProgress, "ident index created\n");
+  if (_index->buildFromFile(_file.name()) != 1) return false;
+  LOG(kLogProgress, "indxs created and loaded\n");
+  _index->sort();
+  LOG(kLogProgress, "indxs sorted\n");
+  IdentIndex::printEntrySize();
+  return true;
+}
+
+bool IdentFile::loadIndexFromConfig(MasterConfiguration& configuration) {
+  const MasterConfiguration::Entry* const entry = configuration.find("ident");
+  if (entry == nullptr) {
+    errno = 0;
+    reportSystemError(kReportArea, kReportNotConfigured);
+    return false;
+  }
+  return loadIndex(entry->value.data(), static_cast<uint32_t>(std::max(entry->number, 0)));
+}
+
+void IdentFile::indexStats(uint32_t& count, uint32_t& capacity) const {
+  count = _index ? _index->count() : 0;
+  capacity = _index ? _index->capacity() : 0;
+}
+
+int32_t IdentFile::addIndexKey(const CardPattern& cardnumber) {
+  return _index ? _index->insert(cardnumber) : kNotFound;
+}
+
+int32_t IdentFile::findCard(const CardPattern& cardnumber, IdentRecord& record, uint32_t& recno) {
+  const IdentIndexEntry* const entry = findEntry(cardnumber);
+  if (entry == nullptr) return kCardNotFound;
+  if (readRecordAt(record, entry->recno) < 0) return kIdentReadFailed;
+  recno = entry->recno;
+  return kSuccess;
+}
+
+int32_t IdentFile::findCard(const CardPattern& cardnumber, IdentRecord& record) {
+  uint32_t recno = 0;
+  return findCard(cardnumber, record, recno);
+}
+
+int32_t IdentFile::verifyCard(const CardPattern& cardnumber, uint32_t& uniqid, uint32_t& deleted) {
+  IdentRecord record;
+  if (findCard(cardnumber, record) < 0) return kNotFound;
+  LOG_HEX(kLogRecord, cardnumber, "   cardno ");
+  LOG_HEX(kLogRecord, record.cardnumber, "chkcardno ");
+  if (record.cardnumber != cardnumber) return kShortTransfer;
+  uniqid = record.uniqid;
+  LOG(kLogRecord, "uniqid = %u\n", uniqid);
+  deleted = record.deleted;
+  return kSuccess;
+}
+
+int32_t IdentFile::addOrReplace(const IdentRecord& record) {
+  IdentRecord stored;
+  uint32_t recno = 0;
+  if (findCard(record.cardnumber, stored, recno) < 0) {
+    if (const int32_t rc = appendRecord(record); rc < 0) return rc;
+    return _index ? addIndexKey(record.cardnumber) : kSuccess;
+  }
+  if (stored.cardnumber != record.cardnumber) return kNotFound;
+  return writeRecordAt(record, recno);
+}
+
+int32_t IdentFile::setCardDeleted(const CardPattern& cardnumber, uint32_t& uniqid) {
+  return markCard(cardnumber, kDeleted, uniqid);
+}
+
+int32_t IdentFile::setCardUndeleted(const CardPattern& cardnumber, uint32_t& uniqid) {
+  return markCard(cardnumber, kValid, uniqid);
+}
+
+int32_t IdentFile::markCard(const CardPattern& cardnumber, uint32_t deleted, uint32_t& uniqid) {
+  IdentRecord record;
+  uint32_t recno = 0;
+  if (const int32_t rc = findCard(cardnumber, record, recno); rc < 0) return rc;
+  uniqid = record.uniqid;
+  record.deleted = deleted;
+  if (writeRecordAt(record, recno) < 0) return kIdentWriteFailed;
+
+  CardPattern paired;
+  if (const int32_t rc = getPairedCard(cardnumber, paired); rc < 0) return rc;
+  if (paired == CardPattern{}) return kSuccess;
+  if (const int32_t rc = findCard(paired, record, recno); rc < 0) return rc;
+  if (record.uniqid != uniqid) return kPairedHolderDiffers;
+  record.deleted = deleted;
+  return writeRecordAt(record, recno) < 0 ? kIdentWriteFailed : kSuccess;
+}
+
+int32_t IdentFile::getPairedCard(const CardPattern& cardnumber, CardPattern& paired) {
+  const IdentIndexEntry* const entry = findEntry(cardnumber);
+  if (entry == nullptr) return kCardNotFound;
+  paired = entry->pairedcard;
+  return kSuccess;
+}
+
+int32_t IdentFile::setPairedCard(const CardPattern& cardnumber, const CardPattern& paired) {
+  IdentIndexEntry* const entry = findEntry(cardnumber);
+  if (entry == nullptr) return kNotFound;
+  entry->pairedcard = paired;
+  return kSuccess;
+}
+
+IdentIndexEntry* IdentFile::findEntry(const CardPattern& cardnumber) {
+  return _index ? _index->find(cardnumber) : nullptr;
 }
 
 int32_t IdentFile::answer(Outcome outcome) const {

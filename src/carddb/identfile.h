@@ -5,11 +5,15 @@
 #define BADGEMINT_CARDDB_IDENTFILE_H
 
 #include <cstdint>
+#include <optional>
 
+#include "carddb/identindx.h"
 #include "carddb/identrecord.h"
 #include "carddb/recordfile.h"
 
 namespace badgemint {
+
+class MasterConfiguration;
 
 // Results are 0 or negative unless stated. The messages of failures, all at level 25 with the
 // file's name; operations have them where they say so:
@@ -65,12 +69,65 @@ class IdentFile {
   // which leaves the file open, when not the whole record could be written; no messages.
   [[nodiscard]] int32_t writeRecordAt(const IdentRecord& record, uint32_t recno);
 
+  // Loads the index of this file in place of an earlier one, sized for `requested` records or, when
+  // the file has as many, for those of the file and 100 to come. Records of one holder are paired.
+  // Logs its steps at level 20. False when
+  // - there is no memory for the name (see setFileName), for the index ("ident index allocation
+  //   failure\n", level 20) or for the pairing;
+  // - the file does not exist: "unable to stat %s\n" (level 20);
+  // - the index cannot be filled (see IdentIndex::buildFromFile): it is there then, and empty.
+  [[nodiscard]] bool loadIndex(const char* name, uint32_t requested);
+  // The same by name and record count of the configuration's entry "ident"; false and errno 0 when
+  // there is none.
+  [[nodiscard]] bool loadIndexFromConfig(MasterConfiguration& configuration);
+
+  // The index; null before loadIndex().
+  IdentIndex* index() { return _index ? &*_index : nullptr; }
+  // Entries in use and capacity; both 0 without an index.
+  void indexStats(uint32_t& count, uint32_t& capacity) const;
+  // Adds the key of a record that was appended. kNotFound without an index, kIndexFull.
+  [[nodiscard]] int32_t addIndexKey(const CardPattern& cardnumber);
+
+  // Finds a card through the index and reads its record. kCardNotFound, also without an index;
+  // kIdentReadFailed; no messages.
+  [[nodiscard]] int32_t findCard(const CardPattern& cardnumber, IdentRecord& record,
+                                 uint32_t& recno);
+  [[nodiscard]] int32_t findCard(const CardPattern& cardnumber, IdentRecord& record);
+
+  // Finds a card through the index and compares it with its record; logs both keys in hex and the
+  // holder (level 100). kNotFound: no index, no such card, or its record could not be read;
+  // kShortTransfer: the record holds another card. The outputs are set on success only.
+  [[nodiscard]] int32_t verifyCard(const CardPattern& cardnumber, uint32_t& uniqid,
+                                   uint32_t& deleted);
+
+  // Overwrites the record of this card, or appends the record and adds it to the index, if there is
+  // one, when the card is not found. Results of appendRecord, addIndexKey or writeRecordAt;
+  // kNotFound when the index led to the record of another card.
+  [[nodiscard]] int32_t addOrReplace(const IdentRecord& record);
+
+  // Marks a card deleted, or valid again, and the holder's paired record with it. Stores the holder
+  // in `uniqid` as soon as the card is found. Results of findCard and getPairedCard;
+  // kIdentWriteFailed without a message; kPairedHolderDiffers when the paired record belongs to
+  // another holder.
+  [[nodiscard]] int32_t setCardDeleted(const CardPattern& cardnumber, uint32_t& uniqid);
+  [[nodiscard]] int32_t setCardUndeleted(const CardPattern& cardnumber, uint32_t& uniqid);
+
+  // The card number of the holder's other record, as the index has it; zero when there is none.
+  // kCardNotFound, also without an index.
+  [[nodiscard]] int32_t getPairedCard(const CardPattern& cardnumber, CardPattern& paired);
+  // Changes it in the index. kNotFound, also without an index.
+  [[nodiscard]] int32_t setPairedCard(const CardPattern& cardnumber, const CardPattern& paired);
+
  private:
+  int32_t markCard(const CardPattern& cardnumber, uint32_t deleted, uint32_t& uniqid);
+  IdentIndexEntry* findEntry(const CardPattern& cardnumber);
+
   // The result code of an outcome; logs the message of a failure.
   int32_t answer(RecordFile::Outcome outcome) const;
   int32_t reportFailure(RecordFile::Outcome outcome) const;
 
   RecordFile _file{IdentRecord::kSize};
+  std::optional<IdentIndex> _index;
 };
 
 }  // namespace badgemint
