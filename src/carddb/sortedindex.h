@@ -24,6 +24,10 @@ class SortedIndex {
   static_assert(std::is_trivially_copyable_v<Entry>);
 
  public:
+  SortedIndex() = default;
+  SortedIndex(const SortedIndex&) = delete;
+  SortedIndex& operator=(const SortedIndex&) = delete;
+
   // Makes `capacity` zero entries, none of them in use, in place of what was there. False when
   // there is no memory: the capacity is 0 then.
   [[nodiscard]] bool create(uint32_t capacity) {
