@@ -27,13 +27,11 @@ static_assert(sizeof(IdentIndexEntry) == 36);
 // One record of the file while the pairs are sought. `position` is where in the ordered table a
 // lookup of the record's key ends: at the lowest recno of that key. So no pair costs a search.
 struct IdentIndex::HolderRow {
-  uint32_t uniqid;
-  uint32_t recno;
+  uint64_t order;  // uniqid, then recno in the low half.
   uint32_t position;
 
-  bool operator<(const HolderRow& other) const {
-    return uniqid != other.uniqid ? uniqid < other.uniqid : recno < other.recno;
-  }
+  uint32_t uniqid() const { return static_cast<uint32_t>(order >> 32); }
+  bool operator<(const HolderRow& other) const { return order < other.order; }
 };
 
 bool IdentIndex::create(uint32_t capacity) {
@@ -74,7 +72,7 @@ bool IdentIndex::load(RecordReader& records, HolderRow* idrecs) {
   _table.clear();
   for (IdentRecord record; !_table.isFull() && records.next(record);) {
     const uint32_t recno = count();
-    idrecs[recno] = {record.uniqid, recno, 0};
+    idrecs[recno] = {uint64_t{record.uniqid} << 32 | recno, 0};
     _table.append({record.cardnumber, recno});
     if (count() % kLoggedStep == 0) LOG(kLogRecord, "record %d written \n", count());
   }
@@ -99,8 +97,8 @@ void IdentIndex::pairHolders(const HolderRow* idrecs) {
   const auto entries = _table.entries();
   for (uint32_t i = 1; i < count(); ++i) {
     const HolderRow &previous = idrecs[i - 1], &row = idrecs[i];
-    if (previous.uniqid == row.uniqid) {
-      LOG(kLogProgress, "uniqid=%u has both card and pin ident records\n", row.uniqid);
+    if (previous.uniqid() == row.uniqid()) {
+      LOG(kLogProgress, "uniqid=%u has both card and pin ident records\n", row.uniqid());
       entries[previous.position].pairedcard = entries[row.position].key;
       entries[row.position].pairedcard = entries[previous.position].key;
     }
