@@ -15,25 +15,38 @@ struct Number {
   bool converted = false;  // There was a digit.
 };
 
+constexpr ptrdiff_t kSafeDigits = 19;  // So many digits always fit 64 bits.
+
 const char* skipSpace(const char* text) {
   while (isSpace(*text)) ++text;
   return text;
 }
 
+// All characters that end a word are below '!'; most that do not are not.
+constexpr bool endsWord(char c) {
+  return static_cast<unsigned char>(c) <= ' ' && (c == '\0' || isSpace(c));
+}
+
+bool overflows(const char* digits, const char* end) {
+  uint64_t magnitude = 0;
+  for (; digits != end; ++digits) {
+    const auto digit = static_cast<uint64_t>(*digits - '0');
+    if (magnitude > (UINT64_MAX - digit) / 10) return true;
+    magnitude = magnitude * 10 + digit;
+  }
+  return false;
+}
+
 // Scans white space, a sign and digits, and leaves `text` behind them.
-Number scanNumber(const char*& text) {
-  constexpr uint64_t kSafe = UINT64_MAX / 10 - 1;  // Below it another digit cannot overflow.
+inline Number scanNumber(const char*& text) {
   Number number;
   const char* p = skipSpace(text);
   if (*p == '-' || *p == '+') number.negative = *p++ == '-';
-  number.converted = isDigit(*p);
-  uint64_t magnitude = 0;
-  for (; isDigit(*p); ++p) {
-    const auto digit = static_cast<uint64_t>(*p - '0');
-    if (magnitude > kSafe && magnitude > (UINT64_MAX - digit) / 10) number.overflow = true;
-    magnitude = magnitude * 10 + digit;
-  }
-  number.magnitude = magnitude;
+  const char* const digits = p;
+  for (; isDigit(*p); ++p)
+    number.magnitude = number.magnitude * 10 + static_cast<uint64_t>(*p - '0');
+  number.converted = p != digits;
+  if (p - digits > kSafeDigits) number.overflow = overflows(digits, p);
   text = p;
   return number;
 }
@@ -66,8 +79,9 @@ uint32_t FieldScanner::nextUnsigned() {
 
 std::string_view FieldScanner::nextWord(size_t width) {
   const char* const start = skipSpace(_next);
+  const char* const limit = start + width;
   const char* end = start;
-  while (*end != '\0' && !isSpace(*end) && static_cast<size_t>(end - start) < width) ++end;
+  while (end != limit && !endsWord(*end)) ++end;
   _next = end == start ? kFailed : end;
   return {start, static_cast<size_t>(end - start)};
 }

@@ -15,7 +15,7 @@ inline constexpr int32_t kSuccess = 0;
 inline constexpr int32_t kEndOfFile = 1;  // Readers only: nothing was read, nothing is wrong.
 
 // Answers of the positioned record operations and of lookups that have no code of their own.
-inline constexpr int32_t kNotFound = -1;       // Also: the file could not be opened.
+inline constexpr int32_t kNotFound = -1;  // Also: the file could not be opened.
 inline constexpr int32_t kIndexFull = -1;
 inline constexpr int32_t kShortTransfer = -2;  // Also: the stored bytes differ from the key.
 

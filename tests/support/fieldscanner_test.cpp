@@ -21,7 +21,7 @@ size_t below(Random& random, size_t n) {
 }
 
 std::string anyField(Random& random) {
-  static const char* const kFields[] = {"0",
+  static const std::string kFields[] = {"0",
                                         "-1",
                                         "+7",
                                         "--1",
@@ -45,9 +45,7 @@ std::string anyField(Random& random) {
                                         "18446744073709551616",
                                         "-18446744073709551615",
                                         "-18446744073709551616",
-                                        ("999999999999999999999999999999999999999999999999999999999"
-                                         "99999999999999999999999999999999999"
-                                         "99999999999999999999999")};
+                                        std::string(100, '9')};
   if (below(random, 3) != 0) return kFields[below(random, std::size(kFields))];
   std::string field;
   for (size_t n = below(random, 24); n > 0; --n) field += "0123456789+-ax/:"[below(random, 16)];

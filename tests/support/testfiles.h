@@ -4,11 +4,12 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <optional>
-#include <regex>
 #include <string>
 
 #include "support/logger.h"
@@ -48,8 +49,18 @@ class TestFolder {
 
 // Source lines change with every edit: "[module] " stands for the prefix "module 123 ".
 inline std::string withoutLineNumbers(const std::string& log) {
-  static const std::regex prefix(R"((^|\n)([A-Za-z_]+) \d+ )");
-  return std::regex_replace(log, prefix, "$1[$2] ");
+  std::string text;
+  for (size_t start = 0; start < log.size();) {
+    const size_t end = std::min(log.find('\n', start), log.size() - 1) + 1;
+    int module = 0;
+    int prefix = 0;
+    const char* const line = log.c_str() + start;
+    std::sscanf(line, "%*[A-Za-z_]%n%*d%n", &module, &prefix);
+    if (prefix > 0) text += '[' + std::string(line, static_cast<size_t>(module)) + ']';
+    text.append(line + prefix, log.c_str() + end);
+    start = end;
+  }
+  return text;
 }
 
 // A logger of its own for one test: published while it lives, its text to be taken at the end.

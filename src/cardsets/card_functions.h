@@ -1,0 +1,61 @@
+// What every card line of the input cards file passes: the checks of its card number and PIN, and
+// the computation of its bit pattern; and the conversions between a pattern and its hexadecimal
+// text.
+#ifndef BADGEMINT_CARDSETS_CARD_FUNCTIONS_H
+#define BADGEMINT_CARDSETS_CARD_FUNCTIONS_H
+
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+#include "formats/bitpattern.h"
+
+namespace badgemint {
+
+class CardFormat;
+class CardFormatSet;
+class cardsets;
+struct cardset;
+
+// The card set IDs that a site may use. The codes outside mark records without a card set.
+inline constexpr int32_t kFirstCardSetId = 1;
+inline constexpr int32_t kLastCardSetId = 253;
+
+// The most digits of a card number, of the PIN of a card holder, and of a PIN that stands alone.
+inline constexpr size_t kMaxCardNumberDigits = 32;
+inline constexpr size_t kMaxPinDigits = 8;
+inline constexpr size_t kMaxPinIdentDigits = 16;
+
+// Checks the text of a card number: at most 32 characters; decimal digits when `csid` is 1 or more;
+// hexadecimal digits when it is below 1 and `hex` is 1; anything, an empty text becoming "0",
+// otherwise. kSuccess; kInvalidCardNumber with its message; kEmptyCardNumber, without one, when the
+// text may not be empty.
+[[nodiscard]] int32_t checkCardNumber(std::string_view& text, int32_t csid, int32_t hex);
+
+// Checks the text of a PIN: at most `maxDigits` decimal digits; an empty text becomes "0".
+// kSuccess, or kInvalidPin with its message.
+[[nodiscard]] int32_t checkPinCode(std::string_view& text, size_t maxDigits);
+
+// Copies the eight field values of a card set into its format.
+void setFieldValues(CardFormat& format, const cardset& record);
+
+// Computes the bit pattern of a card and proves that it decodes to the same number. `text` is the
+// card number, read up to the first character that is no digit; `line` is the number of its line,
+// or at most 0 when there is none. `sets` and `formats` may be null. kSuccess with the number and
+// its pattern; kInvalidCardSet, kFormatNotDefined or kCardMismatch with their messages.
+[[nodiscard]] int32_t computeCardBits(uint32_t csid, const char* text, int32_t line,
+                                      const cardsets* sets, CardFormatSet* formats, int64_t& number,
+                                      CardPattern& pattern);
+
+// Writes bytes as upper-case hexadecimal digits and a NUL into `text`, as many as fit. Zeros at the
+// end are left out, unless all but the first digit are zeros, and a "0" then makes the number of
+// digits even.
+void bitsToHex(std::span<const uint8_t> bytes, std::span<char> text);
+
+// Reads pairs of hexadecimal digits into bytes, an odd last digit as if a "0" followed it, and
+// fills the rest with zeros. Logs the bytes at level 75.
+void hexToBits(std::string_view text, std::span<uint8_t> bytes);
+
+}  // namespace badgemint
+
+#endif  // BADGEMINT_CARDSETS_CARD_FUNCTIONS_H

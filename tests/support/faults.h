@@ -1,0 +1,40 @@
+// Faults on demand: lets the n-th allocation or system call of the code under test fail, and tells
+// what it asked of the system. Works by link-time replacement (--wrap): the product knows nothing
+// of it.
+#ifndef BADGEMINT_TESTS_SUPPORT_FAULTS_H
+#define BADGEMINT_TESTS_SUPPORT_FAULTS_H
+
+#include <cerrno>
+#include <vector>
+
+namespace badgemint {
+
+enum class Call { kAllocate, kOpen, kRead, kWrite, kSeek, kClose, kUnlink, kChmod, kFcntl, kStat };
+
+struct Fault {
+  Call call;
+  int nth = 0;           // From 1; 0 only counts.
+  bool forEver = false;  // Also every later call.
+  int error = EIO;
+  bool isShort = false;  // A read or write transfers half of what it was asked for instead.
+};
+
+// Arms one fault while it lives.
+class ArmedFault {
+ public:
+  explicit ArmedFault(const Fault& fault);
+  ~ArmedFault();
+  ArmedFault(const ArmedFault&) = delete;
+  ArmedFault& operator=(const ArmedFault&) = delete;
+
+  // Calls of the fault's kind so far, and whether it struck.
+  int calls() const;
+  bool struck() const;
+};
+
+// What the code under test asked `sleep` for since the last call; it never really sleeps.
+std::vector<unsigned> takeSleeps();
+
+}  // namespace badgemint
+
+#endif  // BADGEMINT_TESTS_SUPPORT_FAULTS_H

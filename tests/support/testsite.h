@@ -1,0 +1,62 @@
+// A small site in a folder of its own: two formats, and whatever cards a test gives it.
+#ifndef BADGEMINT_TESTS_SUPPORT_TESTSITE_H
+#define BADGEMINT_TESTS_SUPPORT_TESTSITE_H
+
+#include <filesystem>
+#include <string>
+
+#include "inputcards/inputcards.h"
+#include "support/testfiles.h"
+
+namespace badgemint {
+
+// A CDF file of a layout of up to 48 positions whose field A is fixed and whose field B is the card
+// number.
+inline std::string cdfText(const std::string& outputMask, const std::string& parity1 = "",
+                           const std::string& parity2 = "", const std::string& type = "BIN") {
+  return "Test\n1\n31\n2024\n1\n1\n2\nB\n2\n0\n0\n-\nA,0,0,MSB,BIN\nB,0,0,MSB," + type +
+         "\n\n\n\n\n\n\n" + outputMask + "\n\n" + parity1 + "\n" + parity2 + "\n\n\n\n\n\n\n";
+}
+
+// Format 1 is 26 bits with an 8-bit facility code and a 16-bit number between parity bits; format 2
+// is a 32-bit number alone.
+class TestSite {
+ public:
+  TestSite() {
+    std::filesystem::current_path(folder.path(""));
+    folder.write("26.cdf", cdfText("PAAAAAAAABBBBBBBBBBBBBBBBP", "EXXXXXXXXXXXX",
+                                   ".............XXXXXXXXXXXXO"));
+    folder.write("32.cdf", cdfText(std::string(32, 'B')));
+    folder.write("formats", "1 26.cdf\n2 = dir/32.cdf # wide\n");
+  }
+  ~TestSite() { std::filesystem::current_path("/"); }
+
+  // Runs the stages of a build on these lines and returns its result. Logs to `log`.
+  int32_t build(const std::string& cards) {
+    folder.write("cards", cards);
+    std::filesystem::remove(folder.path("ident"));
+    std::filesystem::remove(folder.path("access"));
+    InputCards loader("cards", "ident", "access", "cardsets");
+    int32_t result = loader.isInitialised() ? loader.loadFormats("", "formats") : -1;
+    if (result == 0) result = loader.pass1();
+    if (result == 0) result = loader.pass2();
+    return result;
+  }
+
+  // A file as lines of hexadecimal digits, one for each `recordSize` bytes.
+  std::string hex(const std::string& name, size_t recordSize) const {
+    std::string text;
+    for (size_t i = 0; const unsigned char byte : folder.read(name)) {
+      text += "0123456789ABCDEF"[byte >> 4];
+      text += "0123456789ABCDEF"[byte & 15];
+      if (++i % recordSize == 0) text += '\n';
+    }
+    return text;
+  }
+
+  TestFolder folder;
+};
+
+}  // namespace badgemint
+
+#endif  // BADGEMINT_TESTS_SUPPORT_TESTSITE_H
