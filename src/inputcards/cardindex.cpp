@@ -1,0 +1,212 @@
+#include "inputcards/cardindex.h"
+
+#include <algorithm>
+#include <cinttypes>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <span>
+
+#include "inputcards/cardline.h"
+#include "support/log.h"
+#include "support/packeddecimal.h"
+#include "support/result.h"
+
+namespace badgemint {
+
+namespace {
+
+constexpr char kLogModule[] = "cardindex";
+
+using Entries = std::span<const CardIndexEntry>;
+using Positions = StepArray<int32_t, 65536>;  // Positions of entries in the index.
+
+// A table of bits, about 8 for each entry, in which every value has its place. Values that share a
+// place may be equal; values that do not are not.
+class HashBits {
+ public:
+  bool create(size_t entries) {
+    _words = entries / 8 + 1;
+    _bits.reset(new (std::nothrow) uint64_t[_words]());
+    return _bits != nullptr;
+  }
+
+  // Marks the place of a hash and tells whether it was marked before.
+  bool mark(uint64_t hash) {
+    uint64_t& word = _bits[wordOf(hash)];
+    const uint64_t bit = bitOf(hash);
+    const bool marked = (word & bit) != 0;
+    word |= bit;
+    return marked;
+  }
+  bool isMarked(uint64_t hash) const { return (_bits[wordOf(hash)] & bitOf(hash)) != 0; }
+
+ private:
+  size_t wordOf(uint64_t hash) const { return (hash >> 32) * _words >> 32; }
+  static uint64_t bitOf(uint64_t hash) { return uint64_t{1} << (hash >> 26 & 63); }
+
+  size_t _words = 0;
+  std::unique_ptr<uint64_t[]> _bits;
+};
+
+constexpr uint64_t kMix = 0x9E3779B97F4A7C15;  // Odd, its bits well spread.
+
+uint64_t hashOfKey(const CardIndexEntry& entry) {
+  std::array<uint64_t, 2> words;
+  std::memcpy(words.data(), entry.key.data(), sizeof words);
+  const uint64_t mixed = (words[0] * kMix) ^ words[1];
+  return (mixed ^ mixed >> 32) * kMix;
+}
+
+uint64_t hashOfUniqid(const CardIndexEntry& entry) {
+  return entry.uniqid * kMix;
+}
+
+// Collects the entries whose value may occur twice, in file order: the proof that all others differ
+// takes two walks over the index and no sort. The first walk marks each value's place and notes the
+// places that are met again; the second picks the entries in those places.
+template <typename Hash, typename Always>
+bool collectSuspects(Entries entries, Hash hash, Always always, Positions& suspects) {
+  HashBits met;
+  HashBits metAgain;
+  if (!met.create(entries.size()) || !metAgain.create(entries.size())) return false;
+  for (const CardIndexEntry& entry : entries) {
+    if (met.mark(hash(entry))) metAgain.mark(hash(entry));
+  }
+  for (size_t i = 0; i < entries.size(); ++i) {
+    if (!metAgain.isMarked(hash(entries[i])) && !always(entries[i])) continue;
+    if (!suspects.add(static_cast<int32_t>(i))) return false;
+  }
+  return true;
+}
+
+// Sorts positions by what `compare` says of their entries, equal ones by position.
+template <typename Compare>
+void sortPositions(Positions& positions, Entries entries, Compare compare) {
+  const std::span<int32_t> sorted = positions.elements();
+  std::sort(sorted.begin(), sorted.end(), [&](int32_t a, int32_t b) {
+    const auto order = compare(entries[static_cast<size_t>(a)], entries[static_cast<size_t>(b)]);
+    return order != 0 ? order < 0 : a < b;
+  });
+}
+
+int compareKeys(const CardIndexEntry& a, const CardIndexEntry& b) {
+  return std::memcmp(a.key.data(), b.key.data(), a.key.size());
+}
+
+int compareUniqids(const CardIndexEntry& a, const CardIndexEntry& b) {
+  return a.uniqid < b.uniqid ? -1 : a.uniqid > b.uniqid ? 1 : 0;
+}
+
+bool isCard(const CardIndexEntry& entry) {
+  return entry.type == kCardLine || entry.type == kMultiCardsLine ||
+         entry.type == kNoFormatCardLine;
+}
+
+bool isPinIdent(const CardIndexEntry& entry) {
+  return entry.type == kPinIdentLine;
+}
+
+bool mayShareUniqid(const CardIndexEntry& a, const CardIndexEntry& b) {
+  return (isPinIdent(a) && isCard(b)) || (isCard(a) && isPinIdent(b));
+}
+
+void reportPin(const char* label, const CardIndexEntry& entry) {
+  LOG(kLogError, "%s - pin=%s\n", label, DigitText<2 * sizeof entry.key>(entry.key).c_str());
+}
+
+// What only the entry's key tells: the digits of a card without format, or a PIN.
+void reportKey(const char* label, const CardIndexEntry& entry) {
+  if (entry.type == kNoFormatCardLine) {
+    LOG_HEX(kLogError, entry.key, "%s - hexcardno=", label);
+  } else if (!isCard(entry)) {
+    reportPin(label, entry);
+  }
+}
+
+// The reports of the two checks differ in their commas.
+void reportSameKey(const char* label, const CardIndexEntry& entry) {
+  LOG(kLogError, "%s - uniqid=%u, linetype=%c line#=%d csid=%d cardno=%" PRId64 "\n", label,
+      entry.uniqid, entry.type, entry.line, entry.csid, entry.cardNumber());
+  reportKey(label, entry);
+}
+
+void reportUniqid(const char* label, const CardIndexEntry& entry) {
+  LOG(kLogError, "%s - uniqid=%u, linetype=%c, line#=%d, csid=%d, cardno=%" PRId64 "\n", label,
+      entry.uniqid, entry.type, entry.line, entry.csid, entry.cardNumber());
+}
+
+int32_t reportDuplicateKey(const CardIndexEntry& first, const CardIndexEntry& second) {
+  LOG(kLogError, "Error - Duplicate hex card number\n");
+  reportSameKey("First card info", first);
+  reportSameKey("Second card info", second);
+  return kDuplicateCardKey;
+}
+
+int32_t reportUnpaired(const CardIndexEntry& entry) {
+  LOG(kLogError, "Error - Unpaired 'o' line\n");
+  reportUniqid("card info", entry);
+  reportPin("card info", entry);
+  return kUnpairedPinIdent;
+}
+
+int32_t reportDuplicateUniqid(const CardIndexEntry& first, const CardIndexEntry& second) {
+  LOG(kLogError, "Error - Duplicate unique ID\n");
+  reportUniqid("First card info", first);
+  reportKey("First card info", first);
+  reportUniqid("Second card info", second);
+  reportKey("Second card info", second);
+  return kDuplicateUniqueId;
+}
+
+}  // namespace
+
+CardIndex::CardIndex() : _initialised(_entries.create(kGrowthStep)) {
+  if (!_initialised) static_cast<void>(reportNoMemory());
+}
+
+int32_t CardIndex::reportNoMemory() {
+  LOG(kLogError, "Not enough memory to create card index\n");
+  return kOutOfMemory;
+}
+
+int32_t CardIndex::checkDuplicateKeys() const {
+  const Entries entries = _entries.elements();
+  const auto none = [](const CardIndexEntry&) { return false; };
+  Positions suspects;
+  if (!collectSuspects(entries, hashOfKey, none, suspects)) return reportNoMemory();
+  sortPositions(suspects, entries, compareKeys);
+  for (int32_t i = 1; i < suspects.count(); ++i) {
+    const CardIndexEntry& first = _entries[suspects[i - 1]];
+    const CardIndexEntry& second = _entries[suspects[i]];
+    if (compareKeys(first, second) == 0) return reportDuplicateKey(first, second);
+  }
+  return kSuccess;
+}
+
+int32_t CardIndex::checkDuplicateUniqueIds() const {
+  const Entries entries = _entries.elements();
+  Positions suspects;
+  if (!collectSuspects(entries, hashOfUniqid, isPinIdent, suspects)) return reportNoMemory();
+  sortPositions(suspects, entries, compareUniqids);
+
+  const auto lowest = std::min_element(
+      entries.begin(), entries.end(),
+      [](const CardIndexEntry& a, const CardIndexEntry& b) { return a.uniqid < b.uniqid; });
+  for (int32_t i = 0; i < suspects.count(); ++i) {
+    const CardIndexEntry& entry = _entries[suspects[i]];
+    if (&entry == &*lowest) continue;
+    const auto sharesWith = [&](int32_t neighbour) {
+      return neighbour >= 0 && neighbour < suspects.count() &&
+             _entries[suspects[neighbour]].uniqid == entry.uniqid;
+    };
+    if (isPinIdent(entry) && !sharesWith(i - 1) && !sharesWith(i + 1)) return reportUnpaired(entry);
+    if (!sharesWith(i - 1)) continue;
+    const CardIndexEntry& before = _entries[suspects[i - 1]];
+    if (!mayShareUniqid(before, entry)) return reportDuplicateUniqid(before, entry);
+  }
+  return kSuccess;
+}
+
+}  // namespace badgemint

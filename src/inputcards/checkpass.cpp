@@ -1,0 +1,124 @@
+// Pass 1 of the loader: every line is checked and every key enters the card index; the duplicate
+// checks follow when the whole file is known.
+#include <cinttypes>
+#include <new>
+
+#include "cardsets/card_functions.h"
+#include "formats/CardFormat.h"
+#include "inputcards/inputcards.h"
+#include "support/log.h"
+#include "support/result.h"
+
+namespace badgemint {
+
+namespace {
+
+constexpr char kLogModule[] = "inputcards";
+
+}  // namespace
+
+int32_t InputCards::pass1() {
+  LineReader input;
+  if (const int32_t rc = openInput(input); rc < 0) return rc;
+  const std::unique_ptr<CardIndex> index(new (std::nothrow) CardIndex);
+  if (!index) {
+    LOG(kLogError, "Not enough memory to create card index\n");
+    return kOutOfMemory;
+  }
+  if (!index->isInitialised()) return kCardIndexNotInitialised;
+
+  _index = index.get();
+  int32_t result = readLines(input, &LineType::check);
+  _index = nullptr;
+  if (result < 0) return result;
+  input.close();
+
+  result = index->checkDuplicateKeys();
+  if (result == kSuccess) result = index->checkDuplicateUniqueIds();
+  LOG(kLogRun, "Number of cards=%d\n", index->count());
+  return result;
+}
+
+int32_t InputCards::reportPin(int32_t result) const {
+  LOG(kLogError, "Invalid pin code on line#=%d\n", _lineNumber);
+  return result;
+}
+
+int32_t InputCards::checkCard(char* line) {
+  FieldScanner scanner(line + 1);
+  CardLine card = scanCardLine(scanner);
+  if (const int32_t rc = checkCardSetId(card.csid); rc < 0) return rc;
+  if (const int32_t rc = checkCardNumber(card.cardNumber, card.csid, 0); rc < 0)
+    return reportCardNumber(rc);
+  if (const int32_t rc = checkPinCode(card.pin, kMaxPinDigits); rc < 0) return reportPin(rc);
+
+  int64_t number = 0;
+  CardPattern key;
+  if (const int32_t rc = computeCardBits(static_cast<uint32_t>(card.csid), card.cardNumber.data(),
+                                         _lineNumber, _cardSets.get(), _formats.get(), number, key);
+      rc < 0)
+    return rc;
+  const int32_t result = _index->add(key, card.uniqid, kCardLine, _lineNumber, card.csid, number);
+  LOG(kLogStep, "dupcard line#=%d\n", _lineNumber);
+  return result;
+}
+
+int32_t InputCards::checkNoFormatCard(char* line) {
+  FieldScanner scanner(line + 1);
+  CardLine card = scanCardLine(scanner);
+  if (const int32_t rc = checkCardNumber(card.cardNumber, 0, 1); rc < 0)
+    return reportCardNumber(rc);
+  if (const int32_t rc = checkPinCode(card.pin, kMaxPinDigits); rc < 0) return reportPin(rc);
+
+  CardPattern key;
+  hexToBits(card.cardNumber, key);
+  const int32_t result = _index->add(key, card.uniqid, kNoFormatCardLine, _lineNumber, 0, 0);
+  LOG(kLogStep, "dupnoformat line#=%d\n", _lineNumber);
+  return result;
+}
+
+int32_t InputCards::checkPin(char* line) {
+  const int32_t result = indexPin(line);
+  if (result != kInvalidPin) LOG(kLogStep, "duppin line#=%d\n", _lineNumber);
+  return result;
+}
+
+int32_t InputCards::checkPinIdent(char* line) {
+  const int32_t result = indexPin(line);
+  if (result != kInvalidPin) LOG(kLogStep, "duppinident line#=%d\n", _lineNumber);
+  return result;
+}
+
+int32_t InputCards::indexPin(const char* line) {
+  FieldScanner scanner(line + 1);
+  PinLine pin = scanPinLine(scanner);
+  if (const int32_t rc = checkPinCode(pin.pin, kMaxPinIdentDigits); rc < 0) return reportPin(rc);
+  return _index->add(packedPin(pin.pin), pin.uniqid, *line, _lineNumber, 0, 0);
+}
+
+int32_t InputCards::checkMultiCards(char* line) {
+  MultiCards block;
+  if (const int32_t rc = prepareMultiCards(line, block); rc < 0) return rc;
+  const int32_t result = indexMultiCards(block);
+  LOG(kLogStep, "dupmulti line#=%d\n", _lineNumber);
+  return result;
+}
+
+int32_t InputCards::indexMultiCards(const MultiCards& block) {
+  uint32_t uniqid = block.firstUniqid;
+  const auto csid = static_cast<int32_t>(block.set->csid);
+  for (int64_t card = block.firstCard; card < block.firstCard + block.count; ++card, ++uniqid) {
+    CardPattern key;
+    int32_t bitCount = 0;
+    block.format->encodeCard(card, key, bitCount);
+    if (const int64_t decoded = block.format->decodeCardNumber(key); decoded != card) {
+      LOG(kLogError, "Card mismatch cardno=%" PRId64 ", chkcardno=%" PRId64 "\n", card, decoded);
+      return kCardMismatch;
+    }
+    const int32_t rc = _index->add(key, uniqid, kMultiCardsLine, _lineNumber, csid, card);
+    if (rc < 0) return rc;
+  }
+  return kSuccess;
+}
+
+}  // namespace badgemint

@@ -1,0 +1,234 @@
+// Pass 2 of the loader: every line of the checked file becomes its records, appended in file order.
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cinttypes>
+
+#include "cardsets/card_functions.h"
+#include "formats/CardFormat.h"
+#include "inputcards/inputcards.h"
+#include "support/datetime.h"
+#include "support/log.h"
+#include "support/packeddecimal.h"
+#include "support/result.h"
+
+namespace badgemint {
+
+namespace {
+
+constexpr char kLogModule[] = "inputcards";
+
+constexpr int kCreateFlags = O_WRONLY | O_CREAT | O_TRUNC;
+constexpr mode_t kOwnerOnly = 0600;
+
+constexpr uint8_t kFlag1 = 1 << 1;
+constexpr uint8_t kFlag2 = 1 << 2;
+constexpr uint8_t kFlag4 = 1 << 4;
+constexpr uint8_t kFlag5 = 1 << 5;
+
+int length(std::string_view text) {
+  return static_cast<int>(text.size());
+}
+
+constexpr uint8_t flagIf(int32_t value, uint8_t flag) {
+  return value != 0 ? flag : 0;
+}
+
+// A date and time that do not parse mean none, without an error.
+uint32_t secondsOf(PeriodEnd end, std::string_view date, std::string_view time) {
+  uint32_t seconds = 0;
+  return parseDateTime(joinDateTime(end, date, time).data(), seconds) == kSuccess ? seconds : 0;
+}
+
+// The fields that 'c', 'n' and 'p' lines have in common. Values are cut to their record field.
+void setHolder(CardRecord& card, const HolderFields& holder) {
+  std::transform(holder.accessLevels.begin(), holder.accessLevels.end(), card.acclevel.begin(),
+                 [](int32_t level) { return static_cast<uint16_t>(level); });
+  card.bitflds = static_cast<uint8_t>(flagIf(holder.flag2, kFlag2) | flagIf(holder.flag1, kFlag1) |
+                                      flagIf(holder.flag4, kFlag4));
+  card.escortid = holder.escortId;
+  card.starttime = secondsOf(PeriodEnd::kStart, holder.startDate, holder.startTime);
+  card.endtime = secondsOf(PeriodEnd::kEnd, holder.endDate, holder.endTime);
+  card.elevatoraccess = static_cast<uint8_t>(holder.elevatorAccess);
+  card.outrelaygrpid = static_cast<uint8_t>(holder.outputRelayGroup);
+}
+
+// What only 'c' and 'n' lines have: the holder's PIN beside the card, and one more flag at the end.
+void setCardHolder(CardRecord& card, const CardLine& line, const HolderFields& holder,
+                   int32_t flag5) {
+  setHolder(card, holder);
+  card.uniqid = line.uniqid;
+  card.bitflds = static_cast<uint8_t>(card.bitflds | flagIf(flag5, kFlag5));
+  packDigits(line.pin, card.pincode);
+}
+
+void restrictToOwner(const char* path) {
+  if (chmod(path, kOwnerOnly) != 0) LOG(kLogError, "Error restricting %s to its owner\n", path);
+}
+
+}  // namespace
+
+int32_t InputCards::pass2() {
+  LineReader input;
+  if (const int32_t rc = openInput(input); rc < 0) return rc;
+  int32_t result = openDatabases();
+  if (result == kSuccess) result = readLines(input, &LineType::write);
+  if (result == kSuccess) result = flushDatabases();
+  if (result < 0) {
+    static_cast<void>(closeDatabases());
+    return result;
+  }
+  result = _cardSets->writeCardSetsFile(_cardSetsName.get());
+  const int32_t closed = closeDatabases();
+  restrictToOwner(_identName.get());
+  restrictToOwner(_accessName.get());
+  return result < 0 ? result : closed;
+}
+
+int32_t InputCards::openDatabases() {
+  if (const int32_t rc = _identFile->openFile(kCreateFlags); rc < 0) return rc;
+  if (const int32_t rc = _accessFile->openFile(kCreateFlags); rc < 0) return rc;
+  _identFile->startBuffering();
+  _accessFile->startBuffering();
+  return kSuccess;
+}
+
+// Both together, so that neither file runs far ahead of the other.
+int32_t InputCards::flushDatabases() {
+  if (const int32_t rc = _identFile->flushAppends(); rc < 0) return rc;
+  return _accessFile->flushAppends();
+}
+
+int32_t InputCards::closeDatabases() {
+  const int32_t identResult = _identFile->closeFile();
+  const int32_t accessResult = _accessFile->closeFile();
+  return identResult < 0 ? identResult : accessResult;
+}
+
+int32_t InputCards::writeIdent(const CardRecord& card) {
+  if (_identFile->appendBufferFull() || _accessFile->appendBufferFull()) {
+    if (const int32_t rc = flushDatabases(); rc < 0) return rc;
+  }
+  return _identFile->appendRecord(identRecordOf(card));
+}
+
+int32_t InputCards::writeHolder(const CardRecord& card) {
+  if (const int32_t rc = writeIdent(card); rc < 0) return rc;
+  return _accessFile->appendRecord(accessRecordOf(card));
+}
+
+int32_t InputCards::writeCard(char* line) {
+  FieldScanner scanner(line + 1);
+  CardLine fields = scanCardLine(scanner);
+  const HolderFields holder = scanHolderFields(scanner);
+  const int32_t flag5 = scanner.nextInt();
+  if (const int32_t rc = checkCardSetId(fields.csid); rc < 0) return rc;
+  if (const int32_t rc = checkCardNumber(fields.cardNumber, fields.csid, 0); rc < 0) return rc;
+  if (const int32_t rc = checkPinCode(fields.pin, kMaxPinDigits); rc < 0) return rc;
+
+  CardRecord card;
+  int64_t number = 0;
+  if (const int32_t rc =
+          computeCardBits(static_cast<uint32_t>(fields.csid), fields.cardNumber.data(), _lineNumber,
+                          _cardSets.get(), _formats.get(), number, card.cardnumber);
+      rc < 0)
+    return rc;
+  card.cardsetcode = static_cast<uint8_t>(fields.csid);
+  setCardHolder(card, fields, holder, flag5);
+  if (const int32_t rc = writeHolder(card); rc < 0) return rc;
+  LOG(kLogStep, "cardline card=%" PRId64 " line#=%d\n", number, _lineNumber);
+  return kSuccess;
+}
+
+int32_t InputCards::writeNoFormatCard(char* line) {
+  FieldScanner scanner(line + 1);
+  CardLine fields = scanCardLine(scanner);
+  const HolderFields holder = scanHolderFields(scanner);
+  const int32_t flag5 = scanner.nextInt();
+  if (const int32_t rc = checkCardNumber(fields.cardNumber, 0, 1); rc < 0) return rc;
+  if (const int32_t rc = checkPinCode(fields.pin, kMaxPinDigits); rc < 0) return rc;
+
+  CardRecord card;
+  hexToBits(fields.cardNumber, card.cardnumber);
+  LOG(kLogRecord, "pcd=%.*s acclvl[0]=%d \n", length(fields.pin), fields.pin.data(),
+      holder.accessLevels[0]);
+  LOG(kLogRecord, "unqid=%u acclvl[1]=%d \n", fields.uniqid, holder.accessLevels[1]);
+  card.cardsetcode = uint8_t{kFormatlessCode};
+  setCardHolder(card, fields, holder, flag5);
+  if (const int32_t rc = writeHolder(card); rc < 0) return rc;
+  LOG(kLogStep, "noformatcardline card=%.*s line#=%d\n", length(fields.cardNumber),
+      fields.cardNumber.data(), _lineNumber);
+  return kSuccess;
+}
+
+int32_t InputCards::writePin(char* line) {
+  FieldScanner scanner(line + 1);
+  PinLine fields = scanPinLine(scanner);
+  const HolderFields holder = scanHolderFields(scanner);
+  if (const int32_t rc = checkPinCode(fields.pin, kMaxPinIdentDigits); rc < 0) return rc;
+
+  CardRecord card;
+  setHolder(card, holder);
+  card.cardsetcode = uint8_t{kPinOnlyCode};
+  card.cardnumber = packedPin(fields.pin);
+  card.uniqid = fields.uniqid;
+  if (const int32_t rc = writeHolder(card); rc < 0) return rc;
+  LOG(kLogStep, "pinline pin=%.*s line#=%d\n", length(fields.pin), fields.pin.data(), _lineNumber);
+  return kSuccess;
+}
+
+int32_t InputCards::writePinIdent(char* line) {
+  FieldScanner scanner(line + 1);
+  PinLine fields = scanPinLine(scanner);
+  if (const int32_t rc = checkPinCode(fields.pin, kMaxPinIdentDigits); rc < 0) return rc;
+
+  CardRecord card;
+  card.cardsetcode = uint8_t{kPinIdentCode};
+  card.cardnumber = packedPin(fields.pin);
+  card.uniqid = fields.uniqid;
+  if (const int32_t rc = writeIdent(card); rc < 0) return rc;
+  LOG(kLogStep, "pinidentline pin=%.*s line#=%d\n", length(fields.pin), fields.pin.data(),
+      _lineNumber);
+  return kSuccess;
+}
+
+int32_t InputCards::writeMultiCards(char* line) {
+  MultiCards block;
+  if (const int32_t rc = prepareMultiCards(line, block); rc < 0) return rc;
+  LOG(kLogRecord,
+      "multicards fmt %u fcard %" PRId64 " ncards %" PRId64 " lcard %" PRId64 ", line#=%d \n",
+      block.set->fmtid, block.firstCard, block.count, block.firstCard + block.count - 1,
+      _lineNumber);
+  const int32_t result = writeBlock(block);
+  if (result == kSuccess || result == kCardMismatch)
+    LOG(kLogStep, "multicardsline first card=%" PRId64 " line#=%d\n", block.firstCard, _lineNumber);
+  return result;
+}
+
+// A card that does not decode to its own number is left out and fails the block at its end.
+int32_t InputCards::writeBlock(const MultiCards& block) {
+  CardRecord card;
+  card.cardsetcode = static_cast<uint8_t>(block.set->csid);
+  card.acclevel[0] = static_cast<uint16_t>(block.accessLevel);
+  packDigits("0", card.pincode);
+  card.uniqid = block.firstUniqid;
+
+  int32_t result = kSuccess;
+  for (int64_t number = block.firstCard; number < block.firstCard + block.count; ++number) {
+    int32_t bitCount = 0;
+    block.format->encodeCard(number, card.cardnumber, bitCount);
+    if (const int64_t decoded = block.format->decodeCardNumber(card.cardnumber);
+        decoded != number) {
+      LOG(kLogError, "Card mismatch cardno=%" PRId64 ", chkcardno=%" PRId64 ", line#=%d\n", number,
+          decoded, _lineNumber);
+      result = kCardMismatch;
+    } else if (const int32_t rc = writeHolder(card); rc < 0) {
+      return rc;
+    }
+    ++card.uniqid;
+  }
+  return result;
+}
+
+}  // namespace badgemint
