@@ -1,0 +1,79 @@
+// The build: from an input cards file to the two databases.
+#include <unistd.h>
+
+#include <new>
+
+#include "inputcards/inputcards.h"
+#include "support/log.h"
+#include "support/result.h"
+#include "tools/badgemint.h"
+#include "tools/entryrun.h"
+
+namespace badgemint {
+
+namespace {
+
+constexpr const char* kLogModule = kEntryModule;
+
+struct BuildNames {
+  const char *inputCards, *identDb, *accessDb, *formats, *cardSets;
+};
+
+void logFiles(const BuildNames& files, const char* logPath) {
+  LOG(kLogStep, "Files:\n");
+  LOG(kLogStep, "Cards file=%s\n", files.inputCards);
+  LOG(kLogStep, "Formats file=%s\n", files.formats);
+  LOG(kLogStep, "Card Sets file=%s\n", files.cardSets);
+  LOG(kLogStep, "Ident file=%s\n", files.identDb);
+  LOG(kLogStep, "Access file=%s\n", files.accessDb);
+  LOG(kLogStep, "Log file=%s\n", logPath);
+}
+
+int32_t runStages(const EntryRun& run, const BuildNames& files) {
+  const std::unique_ptr<InputCards> loader(new (std::nothrow) InputCards(
+      files.inputCards, files.identDb, files.accessDb, files.cardSets));
+  if (!loader) {
+    LOG(kLogError, "Not enough memory to create input cards\n");
+    return kOutOfMemory;
+  }
+  if (!loader->isInitialised()) return kLoaderNotInitialised;
+
+  int32_t result = loader->loadFormats(run.baseDirectory(), files.formats);
+  if (result == kSuccess || result == kEndOfFile) result = loader->pass1();
+  if (result == kSuccess) result = loader->pass2();
+  return result;
+}
+
+int32_t build(const EntryRun& run, const BuildNames& names) {
+  const auto inputCards = run.joinName(names.inputCards, "input cards");
+  if (!inputCards) return kOutOfMemory;
+  const auto identDb = run.joinName(names.identDb, "ident");
+  if (!identDb) return kOutOfMemory;
+  const auto accessDb = run.joinName(names.accessDb, "access");
+  if (!accessDb) return kOutOfMemory;
+  const auto formats = run.joinName(names.formats, "formats");
+  if (!formats) return kOutOfMemory;
+  const auto cardSets = run.joinName(names.cardSets, "card sets");
+  if (!cardSets) return kOutOfMemory;
+
+  unlink(identDb.get());
+  unlink(accessDb.get());
+  run.logStart();
+  const BuildNames files = {inputCards.get(), identDb.get(), accessDb.get(), formats.get(),
+                            cardSets.get()};
+  logFiles(files, run.logPath());
+  return runStages(run, files);
+}
+
+}  // namespace
+
+}  // namespace badgemint
+
+int32_t BadgeMint(const char* baseDirectory, const char* inputCardsName, const char* identDbName,
+                  const char* accessDbName, const char* formatsName, const char* cardSetsName,
+                  const char* logName, uint32_t logLevel) {
+  using namespace badgemint;
+  const BuildNames names = {inputCardsName, identDbName, accessDbName, formatsName, cardSetsName};
+  EntryRun entry("BadgeMint", baseDirectory, kDatabasePause);
+  return entry.run(logName, logLevel, [&](const EntryRun& run) { return build(run, names); });
+}

@@ -1,0 +1,46 @@
+#include "tools/entryrun.h"
+
+#include <unistd.h>
+
+#include <new>
+
+#include "support/log.h"
+#include "support/result.h"
+#include "support/textutil.h"
+
+namespace badgemint {
+
+namespace {
+
+constexpr const char* kLogModule = kEntryModule;
+
+}  // namespace
+
+int32_t EntryRun::openLog(const char* logName, uint32_t logLevel) {
+  theLogger = nullptr;
+  _logPath = joinedPath(_baseDirectory, logName);
+  if (!_logPath) return kOutOfMemory;
+  _logger.reset(new (std::nothrow) Logger(_logPath.get(), logLevel));
+  if (!_logger) return kOutOfMemory;
+  theLogger = _logger.get();
+  return _logger->isOpen() ? kSuccess : kLogNotOpen;
+}
+
+void EntryRun::logStart() const {
+  LOG(kLogRun, "%s version %s\n", _function, BADGEMINT_VERSION);
+}
+
+std::unique_ptr<char[]> EntryRun::joinName(const char* name, const char* what) const {
+  std::unique_ptr<char[]> joined = joinedPath(_baseDirectory, name);
+  if (!joined) LOG(kLogError, "Not enough memory to create %s filename\n", what);
+  return joined;
+}
+
+void EntryRun::close(int32_t result) {
+  LOG(kLogRun, "%s Complete, result=%d\n", _function, result);
+  theLogger = nullptr;
+  _logger.reset();
+  sleep(_pause);
+}
+
+}  // namespace badgemint

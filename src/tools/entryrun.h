@@ -1,0 +1,58 @@
+// What the four entry functions share: the log of the run, its start and end lines, the file names,
+// and the pause before they return.
+#ifndef BADGEMINT_TOOLS_ENTRYRUN_H
+#define BADGEMINT_TOOLS_ENTRYRUN_H
+
+#include <cstdint>
+#include <memory>
+
+#include "support/logger.h"
+
+namespace badgemint {
+
+// All entry functions log as one module.
+inline constexpr char kEntryModule[] = "badgemintdump";
+
+// Seconds that the entry functions wait before they return, whatever the result.
+inline constexpr unsigned kDatabasePause = 5;
+inline constexpr unsigned kPatternPause = 1;
+
+// One run of an entry function. It owns the logger that `theLogger` points to while it lasts.
+class EntryRun {
+ public:
+  // `function` names the entry function in the log. The texts are not copied.
+  EntryRun(const char* function, const char* baseDirectory, unsigned pause)
+      : _function(function), _baseDirectory(baseDirectory), _pause(pause) {}
+
+  // Opens the log, runs `body` (which returns a result code) if that worked, logs the end line,
+  // closes the log, pauses, and returns the result: the body's, kOutOfMemory or kLogNotOpen.
+  template <typename Body>
+  int32_t run(const char* logName, uint32_t logLevel, Body body) {
+    int32_t result = openLog(logName, logLevel);
+    if (result == 0) result = body(*this);
+    close(result);
+    return result;
+  }
+
+  void logStart() const;
+  const char* logPath() const { return _logPath.get(); }
+  const char* baseDirectory() const { return _baseDirectory; }
+
+  // A file name joined to the base directory. Null when there is no memory, logged with what the
+  // file is.
+  std::unique_ptr<char[]> joinName(const char* name, const char* what) const;
+
+ private:
+  int32_t openLog(const char* logName, uint32_t logLevel);
+  void close(int32_t result);
+
+  const char* _function;
+  const char* _baseDirectory;
+  unsigned _pause;
+  std::unique_ptr<char[]> _logPath;
+  std::unique_ptr<Logger> _logger;
+};
+
+}  // namespace badgemint
+
+#endif  // BADGEMINT_TOOLS_ENTRYRUN_H
