@@ -4,6 +4,7 @@
 
 #include "support/fieldscanner.h"
 #include "support/log.h"
+#include "support/masterconfiguration.h"
 #include "support/result.h"
 #include "support/textutil.h"
 #include "support/tokenizer.h"
@@ -13,6 +14,8 @@ namespace {
 
 constexpr char kLogModule[] = "fmtfile";
 constexpr int kMaxLine = 100;
+constexpr uint16_t kReportingModule = 1;
+constexpr uint16_t kReportNoFormatsFile = 21;
 
 // Takes an entry from a line. False when it holds none, which is reported unless the line is blank.
 bool parseEntry(char* line, int number, uint32_t& formatID, FormatFileName& fileName) {
@@ -38,6 +41,12 @@ bool parseEntry(char* line, int number, uint32_t& formatID, FormatFileName& file
 int32_t fmtfile::open(const char* path) {
   if (_file.open(path)) return kSuccess;
   LOG(kLogError, "Error opening formats file %s\n", path);
+  return kFormatsOpenFailed;
+}
+
+int32_t fmtfile::openFromConfiguration(MasterConfiguration& configuration) {
+  if (configuration.openEntryFile("fmts", _file)) return kSuccess;
+  reportSystemError(kReportingModule, kReportNoFormatsFile);
   return kFormatsOpenFailed;
 }
 

@@ -5,6 +5,7 @@
 
 #include "formats/fmtfile.h"
 #include "formats/formatfiles.h"
+#include "support/masterconfiguration.h"
 #include "support/result.h"
 #include "support/testfiles.h"
 
@@ -86,34 +87,44 @@ TEST(CardFormatSet, ChoosesTheKindByTheName) {
 TEST(LoadFormats, LoadsTheSite) {
   TestFolder folder;
   TestLog log(75);
-  std::string list;
-  for (int i = 1; i <= 12; ++i) list += std::to_string(i) + " x/\\a.cdf\n";
-  const std::string path = folder.write("formats", list + "12 \\b.eff\n");
+  const std::string base = folder.path(""), name = base + "\\a.cdf";
   folder.write("\\a.cdf", TestLayout().cdf());
-  folder.write("\\b.eff", TestLayout().eff());
-  CardFormatSet formats;
-  ASSERT_EQ(formats.create(10), kSuccess);
-  const std::string base = folder.path("");
-  ASSERT_EQ(loadFormats("caller", base.c_str(), path.c_str(), formats), kFormatFileOpenFailed);
-  EXPECT_EQ(formats.count(), 1);
-  log.take();
-
-  std::string name = base + "\\a.cdf";
+  std::string list = "3 x/a.cdf\n4 a.cdf\n3 a.cdf\n";
+  for (int i = 0; i < 9; ++i) list += "9 a.cdf\n";
   CardFormatSet site;
-  const std::string one = folder.write("formats", "3 a.cdf\n3 b.eff\n4294967295 a.cdf\n5 a.txt\n");
-  EXPECT_EQ(loadFormats("caller", base.c_str(), one.c_str(), site), kFormatNotAdded);
-  EXPECT_EQ(site.count(), 3);
-  ASSERT_NE(site.findFormat(3), nullptr);
+  EXPECT_EQ(site.create(10), kSuccess);
+  EXPECT_EQ(loadFormats("caller", base.c_str(), folder.write("f", list).c_str(), site), kSuccess);
+  EXPECT_EQ(site.count(), 12);
+  EXPECT_TRUE(log.take().starts_with("[caller] Load fmtid=3 fmtfile=" + name +
+                                     "\n[CdfCardFormat] load format file " + name +
+                                     "\n[CdfCardFormat] format loaded\n[caller] Load fmtid=4 "));
   EXPECT_EQ(site.findFormat(5), nullptr);
-  EXPECT_TRUE(
-      log.take().starts_with("[caller] Load fmtid=3 fmtfile=" + name +
-                             "\n"
-                             "[CdfCardFormat] load format file " +
-                             name +
-                             "\n"
-                             "[CdfCardFormat] format loaded\n[caller] Load fmtid=3 fmtfile="));
+  CardFormat* const first = site.findFormat(3);
+  ASSERT_NE(first, nullptr);
+  first->setFormatID(4);
+  EXPECT_EQ(site.findFormat(4), first);
+
+  const std::pair<const char*, int32_t> failures[] = {
+      {"#\n", kSuccess},
+      {"5 a.txt\n", kFormatNotAdded},
+      {"5 b.cdf\n6 a.cdf\n", kFormatFileOpenFailed}};
+  for (const auto& [content, rc] : failures)
+    EXPECT_EQ(loadFormats("caller", base.c_str(), folder.write("f", content).c_str(), site), rc);
+  EXPECT_EQ(site.count(), 13);
   EXPECT_EQ(loadFormats("caller", "", "none", site), kFormatsOpenFailed);
-  EXPECT_EQ(loadFormats("caller", "", folder.write("empty", "#\n").c_str(), site), kSuccess);
+}
+
+TEST(Fmtfile, OpensWhatTheConfigurationNames) {
+  TestFolder folder;
+  const std::string fmts = "fmts " + folder.write("f", "1 A.CDF\n") + "\n";
+  fmtfile file;
+  uint32_t id = 0;
+  FormatFileName name;
+  MasterConfiguration with(1, folder.write("with", fmts).c_str());
+  ASSERT_EQ(file.openFromConfiguration(with), kSuccess);
+  EXPECT_EQ(file.readEntry(id, name), kSuccess);
+  MasterConfiguration without(1, folder.write("without", "").c_str());
+  EXPECT_EQ(file.openFromConfiguration(without), kFormatsOpenFailed);
 }
 
 }  // namespace
