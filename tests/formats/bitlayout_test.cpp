@@ -177,7 +177,7 @@ struct Generator {
 void compare(CardFormat& format, const Judge& judge, Generator& make) {
   std::array<int64_t, 8> values{};
   ASSERT_EQ(format.lastUsedBit(), judge.last());
-  for (int card = 0; card < 4; ++card) {
+  for (int card = 0; card < 3; ++card) {
     for (size_t f = 0; f < 8 && card != 1; ++f)
       format.setFieldValue(static_cast<int32_t>(f), values[f] = make.number());
     const int64_t number = make.number();
@@ -186,7 +186,7 @@ void compare(CardFormat& format, const Judge& judge, Generator& make) {
     format.encodeCard(number, pattern, bits);
     ASSERT_EQ(pattern, judge.encode(values, number));
     ASSERT_EQ(bits, judge.numberOfBits);
-    if (card == 3)
+    if (card == 2)
       for (uint8_t& byte : pattern) byte = static_cast<uint8_t>(make.below(256));
     ASSERT_EQ(format.decodeCardNumber(pattern),
               judge.decode(pattern, judge.layout.cardNumberField));
@@ -202,7 +202,7 @@ void compare(CardFormat& format, const Judge& judge, Generator& make) {
 TEST(BitLayout, AgreesWithTheJudge) {
   TestFolder folder;
   Generator make;
-  for (int round = 0; round < 1500 && !HasFatalFailure(); ++round) {
+  for (int round = 0; round < 1000 && !HasFatalFailure(); ++round) {
     SCOPED_TRACE(round);
     const size_t width = 48 * (1 + make.below(3));
     const TestLayout text = make.layout(false, width);
