@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "site/accesslevel.h"
 #include "support/log.h"
 #include "support/masterconfiguration.h"
 #include "support/result.h"
@@ -174,6 +175,20 @@ int32_t AccessFile::writeFlag3(uint32_t uniqid, int32_t value) {
   if (const int32_t rc = findAccess(uniqid, record, recno); rc < 0) return rc;
   record.setFlag(3, value);
   return writeRecordAt(record, recno);
+}
+
+int32_t AccessFile::checkAccessLevels(const AccessLevelSet& levels) {
+  if (const int32_t rc = openFile(O_RDONLY); rc < 0) return rc;
+  int32_t missing = 0;
+  AccessRecord record;
+  for (uint32_t recno = 0; readRecordAt(record, recno) == kSuccess; ++recno) {
+    for (const uint16_t number : record.acclevel) {
+      if (number == 0 || levels.findLevel(number) >= 0) continue;
+      LOG(kLogDuplicate, "access level %d not found for usr %u\n", number, record.uniqid);
+      ++missing;
+    }
+  }
+  return missing;  // The read that failed has closed the file.
 }
 
 AccessIndexEntry* AccessFile::findEntry(uint32_t uniqid) {

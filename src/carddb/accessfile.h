@@ -13,6 +13,7 @@
 
 namespace badgemint {
 
+class AccessLevelSet;
 class MasterConfiguration;
 
 // Results are 0 or negative unless stated. The messages of failures, all at level 25 with the
@@ -107,6 +108,11 @@ class AccessFile {
   // Sets flag 3 of a stored record to 1, or to 0. Results of findAccess and writeRecordAt.
   [[nodiscard]] int32_t setFlag3(uint32_t uniqid);
   [[nodiscard]] int32_t clearFlag3(uint32_t uniqid);
+
+  // Reads the whole file and returns how many access levels its records name that are not in
+  // `levels`; logs each: "access level %d not found for usr %u\n" (level 3). The end of the file
+  // ends the walk as a failed read, with its message. kAccessOpenFailed with its message.
+  [[nodiscard]] int32_t checkAccessLevels(const AccessLevelSet& levels);
 
  private:
   int32_t writeFlag3(uint32_t uniqid, int32_t value);

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "cardsets/cardsets.h"
 #include "support/log.h"
 #include "support/masterconfiguration.h"
 #include "support/result.h"
@@ -18,6 +19,11 @@ namespace {
 constexpr char kLogModule[] = "identfile";
 
 constexpr mode_t kCreationMode = 0666;
+
+bool namesCardSet(const IdentRecord& record) {
+  return record.cardsetcode != kPinOnlyCode && record.cardsetcode != kFormatlessCode &&
+         record.cardsetcode != kPinIdentCode;
+}
 
 constexpr uint32_t kValid = 0;
 constexpr uint32_t kDeleted = 1;
@@ -200,6 +206,18 @@ int32_t IdentFile::setPairedCard(const CardPattern& cardnumber, const CardPatter
   if (entry == nullptr) return kNotFound;
   entry->pairedcard = paired;
   return kSuccess;
+}
+
+int32_t IdentFile::countUnloadedCardSets(const cardsets& sets) {
+  if (const int32_t rc = openFile(O_RDONLY); rc < 0) return rc;
+  int32_t unloaded = 0;
+  for (IdentRecord record; readNext(record) == kSuccess;) {
+    if (!namesCardSet(record) || sets.getCardSet(record.cardsetcode) != nullptr) continue;
+    LOG(kLogRecord, "cardset %u not loaded \n", record.cardsetcode);
+    ++unloaded;
+  }
+  static_cast<void>(_file.close());  // Nothing was written that could be lost.
+  return unloaded;
 }
 
 IdentIndexEntry* IdentFile::findEntry(const CardPattern& cardnumber) {

@@ -14,6 +14,7 @@
 namespace badgemint {
 
 class MasterConfiguration;
+class cardsets;
 
 // Results are 0 or negative unless stated. The messages of failures, all at level 25 with the
 // file's name; operations have them where they say so:
@@ -117,6 +118,11 @@ class IdentFile {
   [[nodiscard]] int32_t getPairedCard(const CardPattern& cardnumber, CardPattern& paired);
   // Changes it in the index. kNotFound, also without an index.
   [[nodiscard]] int32_t setPairedCard(const CardPattern& cardnumber, const CardPattern& paired);
+
+  // Reads the whole file and returns how many of its records name a card set that is not in `sets`;
+  // logs each: "cardset %u not loaded \n" (level 100). A read error ends the count, with its
+  // message. kIdentOpenFailed with its message.
+  [[nodiscard]] int32_t countUnloadedCardSets(const cardsets& sets);
 
  private:
   int32_t markCard(const CardPattern& cardnumber, uint32_t deleted, uint32_t& uniqid);
