@@ -2,15 +2,13 @@
 #ifndef BADGEMINT_TESTS_CARDDB_DATABASES_H
 #define BADGEMINT_TESTS_CARDDB_DATABASES_H
 
-#include <sys/resource.h>
-
-#include <csignal>
 #include <cstdio>
 #include <string>
 #include <vector>
 
 #include "carddb/accessrecord.h"
 #include "carddb/identrecord.h"
+#include "support/testfiles.h"
 
 namespace badgemint {
 
@@ -25,14 +23,16 @@ inline IdentRecord ident(int key, uint32_t uniqid, uint32_t cardsetcode = 1) {
   return {cardKey(key), uniqid, cardsetcode, 0};
 }
 
-inline AccessRecord access(uint32_t uniqid, uint32_t starttime = 0) {
-  AccessRecord record;
+// A record whose every byte but uniqid and flags counts up from `value`.
+inline AccessRecord access(uint32_t uniqid, uint8_t value = 0) {
+  RecordImage<AccessRecord> image;
+  for (uint8_t& byte : image) byte = value++;
+  AccessRecord record = decodeRecord<AccessRecord>(image);
   record.uniqid = uniqid;
-  record.starttime = starttime;
+  record.bitflds = 0;
   return record;
 }
 
-// The bytes of a database file of these records.
 template <typename Record>
 std::string fileOf(const std::vector<Record>& records) {
   std::string bytes;
@@ -44,34 +44,13 @@ std::string fileOf(const std::vector<Record>& records) {
 template <typename Bytes>
 std::string hex(const Bytes& bytes) {
   std::string text;
-  for (const auto byte : bytes) {
-    char digits[4];
-    std::snprintf(digits, sizeof digits, "%02X ", static_cast<unsigned char>(byte));
+  char digits[4];
+  for (const uint8_t byte : bytes) {
+    std::snprintf(digits, sizeof digits, "%02X ", byte);
     text += digits;
   }
   return text;
 }
-
-// A record so far behind in its file that a limit there leaves room for the log.
-inline constexpr uint32_t kFarRecord = 4000;
-
-// While it lives, no file can be written beyond `bytes`: the write that would is short, the next
-// fails.
-class FileSizeLimit {
- public:
-  explicit FileSizeLimit(rlim_t bytes) {
-    std::signal(SIGXFSZ, SIG_IGN);
-    getrlimit(RLIMIT_FSIZE, &_old);
-    const rlimit limit{bytes, _old.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &limit);
-  }
-  ~FileSizeLimit() { setrlimit(RLIMIT_FSIZE, &_old); }
-  FileSizeLimit(const FileSizeLimit&) = delete;
-  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-
- private:
-  rlimit _old{};
-};
 
 }  // namespace badgemint
 
