@@ -150,7 +150,7 @@ TEST_F(IndexTest, KeepsHoldersWithTheirState) {
   EXPECT_EQ(log.take(), "[accessindx] duplicate records for 5 \n");
   EXPECT_EQ(AccessIndex::setState(*accesses.find(5), 4), 0);
   EXPECT_EQ(AccessIndex::setState(*accesses.find(1), 0), 0);
-  for (const uint32_t uniqid : {3, 5}) EXPECT_EQ(accesses.insert(uniqid), kSuccess);
+  for (const uint32_t uniqid : {3u, 5u}) EXPECT_EQ(accesses.insert(uniqid), kSuccess);
   EXPECT_EQ(accesses.insert(6), -1);
   const uint32_t expected[][3] = {{1, 2, 1}, {3, 4, 0}, {5, 1, 2}, {0x80000000, 0, 0}};
   for (const auto& [uniqid, recno, state] : expected) {
