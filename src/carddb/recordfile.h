@@ -30,7 +30,7 @@ class RecordFile {
     kWriteFailed,  // Also: a write that took only a part, and a failing close.
   };
 
-  static constexpr size_t kBufferSize = 64 * 1024;
+  static constexpr size_t kBufferSize = size_t{64} * 1024;
 
   explicit RecordFile(size_t recordSize) : _recordSize(recordSize) {}
   ~RecordFile() { static_cast<void>(close()); }
@@ -120,7 +120,7 @@ class RecordReader {
   // Reads until a record of this size is there. False when none comes.
   bool fill(size_t recordSize);
 
-  static constexpr size_t kBlockSize = 64 * 1024;
+  static constexpr size_t kBlockSize = size_t{64} * 1024;
 
   int _descriptor = -1;
   bool _failed = false;
