@@ -105,7 +105,7 @@ TEST(CardSet, ParsesATextLeniently) {
             "[cardset] Unable to parse fmtid in card set line f 1\n");
   set.csid = UINT32_MAX;
   set.printInfo();
-  EXPECT_EQ(log.take().substr(0, 154),
+  EXPECT_EQ(log.take().substr(0, 153),
             "[cardset] Card Set Info:\n[cardset] csid=4294967295\n[cardset] fmtid=1215752191\n"
             "[cardset] fldvalues  n=8\n[cardset]    ii=0, fldvalues=5000000000\n\n[cardset]");
 }
