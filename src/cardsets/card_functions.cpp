@@ -21,8 +21,7 @@ constexpr char kLogModule[] = "card_functions";
 constexpr int hexValue(char c) {
   if (isDigit(c)) return c - '0';
   if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  return -1;
+  return c >= 'a' && c <= 'f' ? c - 'a' + 10 : -1;
 }
 
 bool isDecimal(std::string_view text) {
@@ -31,10 +30,6 @@ bool isDecimal(std::string_view text) {
 
 bool isHexadecimal(std::string_view text) {
   return std::all_of(text.begin(), text.end(), [](char c) { return hexValue(c) >= 0; });
-}
-
-int length(std::string_view text) {
-  return static_cast<int>(text.size());
 }
 
 int32_t reportMismatch(int64_t number, int64_t decoded, int32_t line) {
@@ -82,7 +77,7 @@ int32_t checkCardNumber(std::string_view& text, int32_t csid, int32_t hex) {
     flaw = "must be hexidecimal";
   }
   if (flaw == nullptr) return kSuccess;
-  LOG(kLogError, "Invalid card number %.*s, %s\n", length(text), text.data(), flaw);
+  LOG(kLogError, "Invalid card number %.*s, %s\n", printLength(text), text.data(), flaw);
   return kInvalidCardNumber;
 }
 
@@ -96,31 +91,38 @@ int32_t checkPinCode(std::string_view& text, size_t maxDigits) {
     flaw = "must be numeric";
   }
   if (flaw == nullptr) return kSuccess;
-  LOG(kLogError, "Invalid pin code %.*s, %s\n", length(text), text.data(), flaw);
+  LOG(kLogError, "Invalid pin code %.*s, %s\n", printLength(text), text.data(), flaw);
   return kInvalidPin;
 }
 
-void setFieldValues(CardFormat& format, const cardset& record) {
-  for (int32_t i = 0; i < kCardSetFields; ++i) format.setFieldValue(i, record.value(i));
+int32_t findCardEncoder(uint32_t csid, int32_t line, const cardsets* sets,
+                        const CardFormatSet* formats, CardEncoder& encoder) {
+  const cardset* const record = sets != nullptr ? sets->getCardSet(csid) : nullptr;
+  if (record == nullptr) return reportNoCardSet(csid, line);
+  if (encoder.format != nullptr) return kSuccess;
+  const CardFormat* const format =
+      formats != nullptr ? formats->findFormat(record->fmtid) : nullptr;
+  if (format == nullptr) return reportNoFormat(record->fmtid, line);
+  encoder = {format, format->encodeSite(record->fldvalues)};
+  return kSuccess;
+}
+
+int32_t encodeCardNumber(const CardEncoder& encoder, const SaturatedInt64& number, int32_t line,
+                         CardPattern& pattern) {
+  pattern = encoder.encode(number.value);
+  const int64_t decoded = encoder.decode(pattern);
+  if (decoded == number.value && !number.saturated) return kSuccess;
+  return reportMismatch(number.value, decoded, line);
 }
 
 int32_t computeCardBits(uint32_t csid, const char* text, int32_t line, const cardsets* sets,
-                        CardFormatSet* formats, int64_t& number, CardPattern& pattern) {
+                        const CardFormatSet* formats, int64_t& number, CardPattern& pattern) {
   const SaturatedInt64 scanned = scanInt64(text);
   number = scanned.value;
   pattern = {};
-
-  const cardset* const record = sets != nullptr ? sets->getCardSet(csid) : nullptr;
-  if (record == nullptr) return reportNoCardSet(csid, line);
-  CardFormat* const format = formats != nullptr ? formats->findFormat(record->fmtid) : nullptr;
-  if (format == nullptr) return reportNoFormat(record->fmtid, line);
-
-  setFieldValues(*format, *record);
-  int32_t bitCount = 0;
-  format->encodeCard(number, pattern, bitCount);
-  const int64_t decoded = format->decodeCardNumber(pattern);
-  if (decoded != number || scanned.saturated) return reportMismatch(number, decoded, line);
-  return kSuccess;
+  CardEncoder encoder;
+  if (const int32_t rc = findCardEncoder(csid, line, sets, formats, encoder); rc < 0) return rc;
+  return encodeCardNumber(encoder, scanned, line, pattern);
 }
 
 void bitsToHex(std::span<const uint8_t> bytes, std::span<char> text) {
@@ -129,8 +131,8 @@ void bitsToHex(std::span<const uint8_t> bytes, std::span<char> text) {
   size_t length = 0;
   for (const uint8_t byte : bytes) {
     if (length + 2 >= text.size()) break;
-    text[length++] = "0123456789ABCDEF"[byte >> 4];
-    text[length++] = "0123456789ABCDEF"[byte & 0xF];
+    putHex(byte, &text[length]);
+    length += 2;
   }
   size_t kept = length;
   while (kept > 1 && text[kept - 1] == '0') --kept;
@@ -146,7 +148,6 @@ void hexToBits(std::string_view text, std::span<uint8_t> bytes) {
   for (size_t i = 0; i < bytes.size(); ++i) {
     const int high = digit(2 * i);
     const int low = digit(2 * i + 1);
-    // What is no digit ends the number that the pair is read as.
     bytes[i] = static_cast<uint8_t>(high < 0 ? 0 : low < 0 ? high : high * 16 + low);
   }
   LOG_HEX(kLogStep, bytes, "no format card bits\n");

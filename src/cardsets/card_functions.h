@@ -8,14 +8,14 @@
 #include <span>
 #include <string_view>
 
+#include "formats/CardFormat.h"
 #include "formats/bitpattern.h"
+#include "support/fieldscanner.h"
 
 namespace badgemint {
 
-class CardFormat;
 class CardFormatSet;
 class cardsets;
-struct cardset;
 
 // The card set IDs that a site may use. The codes outside mark records without a card set.
 inline constexpr int32_t kFirstCardSetId = 1;
@@ -36,16 +36,32 @@ inline constexpr size_t kMaxPinIdentDigits = 16;
 // kSuccess, or kInvalidPin with its message.
 [[nodiscard]] int32_t checkPinCode(std::string_view& text, size_t maxDigits);
 
-// Copies the eight field values of a card set into its format.
-void setFieldValues(CardFormat& format, const cardset& record);
+// What the cards of one card set are encoded with: worked out once for the set, not for each card.
+// Good as long as the format that it points to, and as long as the card set keeps its values.
+struct CardEncoder {
+  const CardFormat* format = nullptr;
+  SitePattern site;
 
-// Computes the bit pattern of a card and proves that it decodes to the same number. `text` is the
-// card number, read up to the first character that is no digit; `line` is the number of its line,
-// or at most 0 when there is none. `sets` and `formats` may be null. kSuccess with the number and
-// its pattern; kInvalidCardSet, kFormatNotDefined or kCardMismatch with their messages.
+  CardPattern encode(int64_t number) const { return format->encodeNumber(site, number); }
+  int64_t decode(const CardPattern& pattern) const { return format->decodeCardNumber(pattern); }
+};
+
+// Finds the card set and its format and prepares the encoder, which is kept when it has a format
+// already. `sets` and `formats` may be null; `line` is the number of the card's line, or at most 0
+// when there is none. kSuccess; kInvalidCardSet or kFormatNotDefined with their messages.
+[[nodiscard]] int32_t findCardEncoder(uint32_t csid, int32_t line, const cardsets* sets,
+                                      const CardFormatSet* formats, CardEncoder& encoder);
+
+// Encodes a card number and proves that it decodes to the same number. kSuccess; kCardMismatch with
+// its message and the pattern all the same.
+[[nodiscard]] int32_t encodeCardNumber(const CardEncoder& encoder, const SaturatedInt64& number,
+                                       int32_t line, CardPattern& pattern);
+
+// Both in one, from the text of a card number, which is read up to the first character that is no
+// digit.
 [[nodiscard]] int32_t computeCardBits(uint32_t csid, const char* text, int32_t line,
-                                      const cardsets* sets, CardFormatSet* formats, int64_t& number,
-                                      CardPattern& pattern);
+                                      const cardsets* sets, const CardFormatSet* formats,
+                                      int64_t& number, CardPattern& pattern);
 
 // Writes bytes as upper-case hexadecimal digits and a NUL into `text`, as many as fit. Zeros at the
 // end are left out, unless all but the first digit are zeros, and a "0" then makes the number of
@@ -53,7 +69,8 @@ void setFieldValues(CardFormat& format, const cardset& record);
 void bitsToHex(std::span<const uint8_t> bytes, std::span<char> text);
 
 // Reads pairs of hexadecimal digits into bytes, an odd last digit as if a "0" followed it, and
-// fills the rest with zeros. Logs the bytes at level 75.
+// fills the rest with zeros. In a pair, what is no digit ends the number. Logs the bytes at
+// level 75.
 void hexToBits(std::string_view text, std::span<uint8_t> bytes);
 
 }  // namespace badgemint

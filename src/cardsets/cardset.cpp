@@ -1,5 +1,6 @@
 #include "cardsets/cardset.h"
 
+#include <algorithm>
 #include <cctype>
 #include <charconv>
 #include <cinttypes>
@@ -8,6 +9,7 @@
 #include "support/fieldscanner.h"
 #include "support/log.h"
 #include "support/result.h"
+#include "support/textutil.h"
 
 namespace badgemint {
 
@@ -16,12 +18,13 @@ namespace {
 constexpr char kLogModule[] = "cardset";
 constexpr const char* kTextDelimiters = " \n\r";
 
-// The start of the next word, which ends at the next delimiter; null when there is none.
+// The next word, as a text that goes on behind it; null when there is none. A word of white space
+// alone, such as a tab, reads as an empty text: as a number it must not run on into the next word.
 const char* nextWord(const char*& rest) {
   const char* const word = rest + std::strspn(rest, kTextDelimiters);
   if (*word == '\0') return nullptr;
   rest = word + std::strcspn(word, kTextDelimiters);
-  return word;
+  return std::all_of(word, rest, isSpace) ? "" : word;
 }
 
 int32_t upperIndex(char letter) {

@@ -70,11 +70,16 @@ int32_t cardsets::addCardSetLine(Tokenizer& tokens, int32_t lineNumber) {
       !readId(tokens.next(), lineNumber, record->fmtid) || !readFieldValues(tokens, *record))
     return 0;
   _records.commit();
+  if (record->csid < kTableSize && _firstOf[record->csid] == 0) _firstOf[record->csid] = count();
   return 1;
 }
 
 const cardset* cardsets::getCardSet(uint32_t csid) const {
   LOG(kLogRecord, "cardsets:getcardset %u, count = %d\n", csid, count());
+  if (csid < kTableSize) {
+    const int32_t first = _firstOf[csid];
+    return first == 0 ? nullptr : &_records[first - 1];
+  }
   for (const cardset& record : _records.elements()) {
     if (record.csid == csid) return &record;
   }
@@ -88,9 +93,10 @@ int32_t cardsets::load(const char* path) {
     return kCardSetsOpenFailed;
   }
   Tokenizer tokens;
-  for (int32_t line = 1; reader.readLine(kMaxLine) == LineReader::Status::kLine; ++line) {
+  uint32_t lines = 0;  // Wraps where a signed number must not.
+  while (reader.readLine(kMaxLine) == LineReader::Status::kLine) {
     tokens.split(reader.line(), kWordDelimiters);
-    static_cast<void>(addCardSetLine(tokens, line));
+    static_cast<void>(addCardSetLine(tokens, static_cast<int32_t>(++lines)));
   }
   if (reader.failed()) {
     LOG(kLogError, "Error reading card sets file %s\n", path);

@@ -35,7 +35,8 @@ class cardsets {
   [[nodiscard]] int32_t addCardSetLine(Tokenizer& tokens, int32_t lineNumber);
 
   // The first card set of this ID; null when there is none. Logs each call at level 100. The
-  // pointer holds until the next card set is added.
+  // pointer holds until the next card set is added. IDs below 256, all that a build has, are found
+  // through a table of the first card set of each, others by a search.
   const cardset* getCardSet(uint32_t csid) const;
 
   // Reads a card sets file; a rejected line does not stop it. kSuccess; kCardSetsOpenFailed or
@@ -58,7 +59,10 @@ class cardsets {
   int32_t capacity() const { return _records.capacity(); }
 
  private:
+  static constexpr uint32_t kTableSize = 256;
+
   StepArray<cardset, kGrowthStep> _records;
+  std::array<int32_t, kTableSize> _firstOf{};  // Counted from 1; 0 is none.
 };
 
 }  // namespace badgemint

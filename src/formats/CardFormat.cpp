@@ -1,30 +1,46 @@
 #include "formats/CardFormat.h"
 
+#include <bit>
+
 #include "support/log.h"
 #include "support/result.h"
 
 namespace badgemint {
 
 int32_t CardFormat::encodeCard(int64_t cardNumber, CardPattern& pattern, int32_t& bitCount) {
-  if (_siteBitsStale) placeSiteFields();
-  BitPattern work = _siteBits;
-  const fieldstate state = stateOf(_cardNumberField, _layout.fieldWidth(_cardNumberField));
-  _layout.placeField(_cardNumberField, state.toBits(cardNumber), work);
-  _layout.placeFixedBits(work);
-  for (int32_t i = 0; i < _numberParityBits; ++i) _layout.placeParityBit(i, work);
-  pattern = _layout.toCard(work);
+  pattern = encodeNumber(encodeSite(_currentValues), cardNumber);
   bitCount = _numberOfBits;
   return kSuccess;
 }
 
-void CardFormat::placeSiteFields() {
-  _siteBits = {};
+SitePattern CardFormat::encodeSite(const FieldValues& values) const {
+  BitPattern site;
   for (int32_t i = 0; i < kFieldCount; ++i) {
     if (i == _cardNumberField) continue;
-    const int64_t value = _fieldDefs[static_cast<size_t>(i)].currentval;
-    _layout.placeField(i, stateOf(i, _layout.fieldWidth(i)).toBits(value), _siteBits);
+    const int64_t value = values[static_cast<size_t>(i)];
+    _layout.placeField(i, stateOf(i, _layout.fieldWidth(i)).toBits(value), site);
   }
-  _siteBitsStale = false;
+  return {encodeBits(site, 0)};
+}
+
+PatternWords CardFormat::encodeBits(const BitPattern& site, uint64_t bits) const {
+  BitPattern work = site;
+  _layout.placeField(_cardNumberField, bits, work);
+  _layout.placeFixedBits(work);
+  for (int32_t i = 0; i < _numberParityBits; ++i) _layout.placeParityBit(i, work);
+  return std::bit_cast<PatternWords>(_layout.toCard(work));
+}
+
+void CardFormat::compileDigits() {
+  const PatternWords zero = encodeBits({}, 0);
+  for (size_t i = 0; i < _digits.size(); ++i) {
+    const PatternWords words = encodeBits({}, uint64_t{i % 16} << (i / 16 * 4));
+    _digits[i] = {words[0] ^ zero[0], words[1] ^ zero[1]};
+  }
+}
+
+void CardFormat::setFieldValue(int32_t index, int64_t value) {
+  if (index >= 0 && index < kFieldCount) _currentValues[static_cast<size_t>(index)] = value;
 }
 
 fieldstate CardFormat::stateOf(int32_t field, int32_t width) const {
@@ -48,7 +64,10 @@ int32_t CardFormat::fieldBitCount(int32_t field) const {
 }
 
 void CardFormat::computeParityBit(BitPattern& pattern, int32_t i) const {
-  if (i >= 0 && i < kParityMaskCount) _layout.placeParityBit(i, pattern);
+  if (i < 0 || i >= kParityMaskCount) return;
+  BitPattern work = pattern.moved(-_layout.origin());
+  _layout.placeParityBit(i, work);
+  pattern = work.moved(_layout.origin());
 }
 
 bool CardFormat::readCharacter(LineReader& file, char& character) {
@@ -59,24 +78,21 @@ bool CardFormat::readCharacter(LineReader& file, char& character) {
   return true;
 }
 
-void CardFormat::compileMasks(const std::array<char, kFieldCount>& letters) {
-  _layout.compile({_outputBitMask, _fixedBitMask, _parityMasks, letters});
-  _siteBitsStale = true;
-}
-
-void CardFormat::setNumberOfBits(int32_t bits) {
-  _numberOfBits = bits;
-  _layout.alignTo(bits);
+void CardFormat::compileMasks(const std::array<char, kFieldCount>& letters, int32_t bitCount) {
+  _layout.compile({_outputBitMask, _fixedBitMask, _parityMasks, letters}, bitCount);
+  _numberOfBits = _layout.bitCount();
+  _numberState = stateOf(_cardNumberField, _layout.fieldWidth(_cardNumberField));
+  compileDigits();
 }
 
 void CardFormat::printFieldDefs(const char* module) const {
   LOG_AS(module, kLogRecord, "_fieldDefs  n=%d\n", kFieldCount);
-  int i = 0;
-  for (const FieldDefinition& field : _fieldDefs) {
-    LOG_AS(module, kLogRecord, "   ii=%d, label=%s\n", i++, field.label.data());
+  for (size_t i = 0; i < _fieldDefs.size(); ++i) {
+    const FieldDefinition& field = _fieldDefs[i];
+    LOG_AS(module, kLogRecord, "   ii=%d, label=%s\n", static_cast<int>(i), field.label.data());
     LOG_AS(module, kLogRecord, "   minval=%ld maxval=%ld\n", long{field.minval},
            long{field.maxval});
-    LOG_AS(module, kLogRecord, "   currentval=%lld\n", static_cast<long long>(field.currentval));
+    LOG_AS(module, kLogRecord, "   currentval=%lld\n", static_cast<long long>(_currentValues[i]));
     LOG_AS(module, kLogRecord, "   dir=%d ftyp=%d\n", field.dir, field.ftyp);
   }
 }

@@ -5,6 +5,7 @@
 #define BADGEMINT_FORMATS_CARDFORMAT_H
 
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 
@@ -21,13 +22,20 @@ struct FieldDefinition {
   std::array<char, 24> label{};  // Shown by printInfo only.
   int32_t minval = 0;            // The bounds are printed, not enforced.
   int32_t maxval = 0;
-  int64_t currentval = 0;
   int32_t dir = kNotGiven;
   int32_t ftyp = kNotGiven;
 };
 
 // One line or record of a format file, without its end, as a text.
 using FormatLine = std::array<char, BitPattern::kPositions + 1>;
+
+// A card pattern as two words, to be combined bit by bit.
+using PatternWords = std::array<uint64_t, 2>;
+
+// A card of a site whose number has no bit set: site values, fixed bits and their parity.
+struct SitePattern {
+  PatternWords words{};
+};
 
 // Loaded once, then used for any number of cards: the caller sets the field values of the card's
 // card set and encodes. The values stay in the object, so one object serves one card at a time.
@@ -43,14 +51,8 @@ class CardFormat {
   uint32_t getFormatID() const { return _formatID; }
   void setFormatID(uint32_t id) { _formatID = id; }
 
-  // Sets the value of a field; an index outside 0 to 7 is ignored. Setting the value that a field
-  // has already costs next to nothing.
-  void setFieldValue(int32_t index, int64_t value) {
-    if (index < 0 || index >= kFieldCount) return;
-    int64_t& current = _fieldDefs[static_cast<size_t>(index)].currentval;
-    _siteBitsStale |= current != value;
-    current = value;
-  }
+  // Sets the value of a field; an index outside 0 to 7 is ignored.
+  void setFieldValue(int32_t index, int64_t value);
 
   // Encodes a card with the field values set; the card number takes the place of the value of its
   // field. Values that do not fit their fields are cut without notice: decode to find out. The
@@ -58,8 +60,23 @@ class CardFormat {
   // kSuccess.
   int32_t encodeCard(int64_t cardNumber, CardPattern& pattern, int32_t& bitCount);
 
+  // The same in two steps, for many cards of one card set: what the site's values make of a
+  // pattern, and a card of such a site. The values set count for neither.
+  using FieldValues = std::array<int64_t, kFieldCount>;
+  SitePattern encodeSite(const FieldValues& values) const;
+  CardPattern encodeNumber(const SitePattern& site, int64_t cardNumber) const {
+    PatternWords words = site.words;
+    uint64_t bits = _numberState.toBits(cardNumber);
+    for (const PatternWords* digit = _digits.data(); bits != 0; bits >>= 4, digit += 16) {
+      const PatternWords& flipped = digit[bits & 15];
+      words[0] ^= flipped[0];
+      words[1] ^= flipped[1];
+    }
+    return std::bit_cast<CardPattern>(words);
+  }
+
   int64_t decodeCardNumber(const CardPattern& pattern) const {
-    return decodePositions(pattern, _cardNumberField, _cardNumberField);
+    return _numberState.toValue(_layout.collectField(_cardNumberField, _layout.fromCard(pattern)));
   }
 
   // The value of a field, 0 for an index outside 0 to 7. Always kSuccess.
@@ -71,8 +88,8 @@ class CardFormat {
   // The highest position in use, 143 to 0, or -1.
   int32_t lastUsedBit() const { return _layout.lastUsedBit(); }
 
-  // Sets the parity bit of mask i in an unaligned pattern; nothing for an index outside 0 to 7 and
-  // for a mask without 'E' or 'O'.
+  // Sets the parity bit of mask i in a pattern whose positions are those of the masks; nothing for
+  // an index outside 0 to 7 and for a mask without 'E' or 'O'.
   void computeParityBit(BitPattern& pattern, int32_t i) const;
 
   // Reads the format file. Messages and codes are those of the kind; a failed load leaves what was
@@ -101,12 +118,9 @@ class CardFormat {
   // False when fewer than two bytes are left or cannot be read.
   static bool readCharacter(LineReader& file, char& character);
 
-  // Makes the layout from the masks. `letters` names the fields in the output mask; NUL for a field
-  // without positions.
-  void compileMasks(const std::array<char, kFieldCount>& letters);
-  // To be called after the masks are compiled, with 0 to 144.
-  void setNumberOfBits(int32_t bits);
-  int32_t usedPositions() const { return _layout.usedPositions(); }
+  // Makes the layout from the masks, and the number of bits with it. `letters` names the fields in
+  // the output mask, NUL for a field without positions; `bitCount` is BitLayout's.
+  void compileMasks(const std::array<char, kFieldCount>& letters, int32_t bitCount);
 
   // The value at the positions of one field, read with the type and direction of another.
   int64_t decodePositions(const CardPattern& pattern, int32_t positions, int32_t field) const;
@@ -125,12 +139,18 @@ class CardFormat {
   int32_t _numberOfBits = 0;  // 0 to 144.
 
  private:
+  // The pattern of a card with these bits of site fields and of its number.
+  PatternWords encodeBits(const BitPattern& site, uint64_t bits) const;
+  void compileDigits();
   fieldstate stateOf(int32_t field, int32_t width) const;
-  void placeSiteFields();
-
   BitLayout _layout;
-  BitPattern _siteBits;  // All fields but the card number's: the same for all cards of a card set.
-  bool _siteBitsStale = false;
+  FieldValues _currentValues{};
+  fieldstate _numberState{.ftyp = kNotGiven};  // Of the card number field.
+
+  // Which positions each hexadecimal digit of the number's bits flips: every position of a pattern,
+  // parity included, is a sum modulo 2 of a constant and of bits of the number, so that the digits
+  // act each for itself. Sixteen values for each of sixteen digits, the lowest digit first.
+  std::array<PatternWords, 256> _digits{};
 };
 
 }  // namespace badgemint

@@ -142,8 +142,7 @@ void CdfCardFormat::storeMask(int i, size_t position, const FormatLine& line) {
 }
 
 void CdfCardFormat::compile() {
-  compileMasks({'A', 'B', 'C', 'D', 'E', 'F', 'G', 'H'});
-  setNumberOfBits(usedPositions());
+  compileMasks({'A', 'B', 'C', 'D', 'E', 'F', 'G', 'H'}, BitLayout::kCountBits);
 }
 
 void CdfCardFormat::parseFieldDef(FieldDefinition& definition, char* line) {

@@ -112,8 +112,7 @@ int32_t VffCardFormat::usedParityMasks() const {
 void VffCardFormat::compile() {
   std::array<char, kFieldCount> letters{};
   letters[static_cast<size_t>(_cardNumberField)] = '*';
-  compileMasks(letters);
-  setNumberOfBits(_numberOfBits);
+  compileMasks(letters, _numberOfBits);
 }
 
 int32_t VffCardFormat::decodeField(const CardPattern& pattern, int32_t field,

@@ -29,10 +29,19 @@ struct LayoutMasks {
 };
 
 // Everything that a layout holds is in range, whatever the masks were: it cannot fail.
+//
+// A card ends with the layout's last used position, and almost every layout can be compiled as it
+// stands there: a pattern is then put together in its final place. Only where that would push
+// positions in use over an end of a pattern is it put together as the masks have it and moved.
 class BitLayout {
  public:
-  void compile(const LayoutMasks& masks);
+  static constexpr int32_t kCountBits = -1;
 
+  // `bitCount` is what the card has, 0 to 144, or kCountBits for as many as there are used
+  // positions.
+  void compile(const LayoutMasks& masks, int32_t bitCount);
+
+  int32_t bitCount() const { return _bitCount; }
   // Positions of fields, of parity ('P'), and fixed ones where the output mask holds a '.'.
   int32_t usedPositions() const { return _usedPositions; }
   // The highest of them, -1 when there is none.
@@ -60,19 +69,21 @@ class BitLayout {
     word = (word & ~parity.bit) | (parity.bit & (0 - one));
   }
 
-  // The last used position moves to the last of `bitCount` positions (0 to 144) in whole bytes.
-  // Both ways, what has no place there is lost.
-  void alignTo(int32_t bitCount);
+  // The last used position comes to stand on the last of the card's positions in whole bytes. Both
+  // ways, what has no place there is lost.
   CardPattern toCard(const BitPattern& work) const {
-    BitPattern aligned = work.moved(_distance);
+    BitPattern aligned = _distance == 0 ? work : work.moved(_distance);
     aligned &= _aligned;
     return aligned.toCard();
   }
   BitPattern fromCard(const CardPattern& card) const {
     BitPattern aligned = BitPattern::fromCard(card);
     aligned &= _aligned;
-    return aligned.moved(-_distance);
+    return _distance == 0 ? aligned : aligned.moved(-_distance);
   }
+
+  // Where position 0 of the masks stands in a pattern of this layout.
+  int32_t origin() const { return _origin; }
 
   // Decoding: the bits of a field (0 to 7) for `fieldstate`.
   uint64_t collectField(int32_t field, const BitPattern& work) const {
@@ -108,17 +119,20 @@ class BitLayout {
   }
 
   void countUsed(const LayoutMasks& masks);
+  void align(const LayoutMasks& masks, int32_t bitCount);
   size_t compileField(const LayoutMasks& masks, size_t field, size_t firstRun);
   void compileFixedBits(const BitMask& mask);
-  static Parity compileParity(const BitMask& mask);
+  Parity compileParity(const BitMask& mask) const;
 
   std::array<Run, BitPattern::kPositions> _runs{};  // Never more than a run per position.
   std::array<Field, kFieldCount> _fields{};
   BitPattern _set;
   BitPattern _notCleared;
   std::array<Parity, kParityMaskCount> _parities{};
-  BitPattern _aligned;    // The positions that alignment leaves.
-  int32_t _distance = 0;  // Of alignment, towards the first position.
+  BitPattern _aligned;  // The positions that alignment leaves.
+  int32_t _origin = 0;
+  int32_t _distance = 0;  // What is left to move, towards the first position.
+  int32_t _bitCount = 0;
   int32_t _usedPositions = 0;
   int32_t _lastUsedBit = -1;
 };

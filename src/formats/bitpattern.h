@@ -16,13 +16,13 @@ namespace badgemint {
 using CardPattern = std::array<uint8_t, 16>;
 
 // 144 positions as three words: position p is bit 63 - p mod 64 of word p / 64. A plain value. The
-// words have room for 192 positions; those from 144 on mean nothing.
+// words have room for 192 positions, so that a pattern may stand up to 48 positions further back.
 struct BitPattern {
   static constexpr int32_t kPositions = 144;
 
   std::array<uint64_t, 3> words{};
 
-  // p is 0 to 143 in all three.
+  // p is 0 to 191 in all three.
   static constexpr size_t wordOf(int32_t p) { return static_cast<size_t>(p / 64); }
   static constexpr uint64_t bitOf(int32_t p) { return uint64_t{1} << (63 - p % 64); }
   constexpr void set(int32_t p) { words[wordOf(p)] |= bitOf(p); }

@@ -52,7 +52,7 @@ int32_t typeFromText(std::string_view text) {
   return text == "MSD" ? kTypeMsd : kNotGiven;
 }
 
-uint64_t fieldstate::toBits(int64_t value) const {
+uint64_t fieldstate::convertToBits(int64_t value) const {
   const auto v = static_cast<uint64_t>(value);
   switch (ftyp) {
     case kTypeBin:
@@ -66,7 +66,7 @@ uint64_t fieldstate::toBits(int64_t value) const {
   }
 }
 
-int64_t fieldstate::toValue(uint64_t bits) const {
+int64_t fieldstate::convertToValue(uint64_t bits) const {
   switch (ftyp) {
     case kTypeBin:
       return static_cast<int64_t>(directed(bits));

@@ -29,13 +29,21 @@ struct fieldstate {
 
   // What does not fit the width is lost without notice. A negative value of a decimal type gives
   // the digits of its unsigned form. Bits beyond the width may be set and belong to no position.
-  uint64_t toBits(int64_t value) const;
+  uint64_t toBits(int64_t value) const {
+    return isPlain() ? static_cast<uint64_t>(value) : convertToBits(value);
+  }
 
   // Decimal nibbles above 9 count as they are. A five-bit group that is no digit is skipped and
   // logged.
-  int64_t toValue(uint64_t bits) const;
+  int64_t toValue(uint64_t bits) const {
+    return isPlain() ? static_cast<int64_t>(bits) : convertToValue(bits);
+  }
 
  private:
+  // The value is the bits.
+  bool isPlain() const { return ftyp == kTypeBin && dir != kDirectionLsb; }
+  uint64_t convertToBits(int64_t value) const;
+  int64_t convertToValue(uint64_t bits) const;
   uint64_t directed(uint64_t bits) const;
   uint64_t toStripeDigits(uint64_t value) const;
   uint64_t fromStripeDigits(uint64_t bits) const;

@@ -1,8 +1,9 @@
 #include "inputcards/cardindex.h"
 
 #include <algorithm>
+#include <array>
 #include <cinttypes>
-#include <cstdlib>
+#include <compare>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -20,10 +21,9 @@ namespace {
 constexpr char kLogModule[] = "cardindex";
 
 using Entries = std::span<const CardIndexEntry>;
-using Positions = StepArray<int32_t, 65536>;  // Positions of entries in the index.
 
-// A table of bits, about 8 for each entry, in which every value has its place. Values that share a
-// place may be equal; values that do not are not.
+// A table of bits, about 8 for each entry, in which every value has its place: two bits of one
+// word. Values that share a place may be equal; values that do not are not.
 class HashBits {
  public:
   bool create(size_t entries) {
@@ -34,17 +34,20 @@ class HashBits {
 
   // Marks the place of a hash and tells whether it was marked before.
   bool mark(uint64_t hash) {
-    uint64_t& word = _bits[wordOf(hash)];
-    const uint64_t bit = bitOf(hash);
-    const bool marked = (word & bit) != 0;
-    word |= bit;
+    const bool marked = isMarked(hash);
+    _bits[wordOf(hash)] |= placeOf(hash);
     return marked;
   }
-  bool isMarked(uint64_t hash) const { return (_bits[wordOf(hash)] & bitOf(hash)) != 0; }
+  bool isMarked(uint64_t hash) const {
+    const uint64_t place = placeOf(hash);
+    return (_bits[wordOf(hash)] & place) == place;
+  }
 
  private:
   size_t wordOf(uint64_t hash) const { return (hash >> 32) * _words >> 32; }
-  static uint64_t bitOf(uint64_t hash) { return uint64_t{1} << (hash >> 26 & 63); }
+  static uint64_t placeOf(uint64_t hash) {
+    return uint64_t{1} << (hash >> 26 & 63) | uint64_t{1} << (hash >> 20 & 63);
+  }
 
   size_t _words = 0;
   std::unique_ptr<uint64_t[]> _bits;
@@ -63,11 +66,22 @@ uint64_t hashOfUniqid(const CardIndexEntry& entry) {
   return entry.uniqid * kMix;
 }
 
-// Collects the entries whose value may occur twice, in file order: the proof that all others differ
-// takes two walks over the index and no sort. The first walk marks each value's place and notes the
-// places that are met again; the second picks the entries in those places.
-template <typename Hash, typename Always>
-bool collectSuspects(Entries entries, Hash hash, Always always, Positions& suspects) {
+// An entry that may be a duplicate: what the check sorts by, then its position in the index, so
+// that plain order is the order of the check with equal values in file order.
+struct Suspect {
+  uint64_t order;
+  int32_t position;
+
+  auto operator<=>(const Suspect&) const = default;
+};
+using Suspects = StepArray<Suspect, 16384>;
+
+// Collects the entries whose value may occur twice, and those that `always` asks for: the proof
+// that all others differ takes two walks over the index and no sort. The first walk marks each
+// value's place and notes the places that are met again; the second picks the entries in those
+// places.
+template <typename Hash, typename Order, typename Always>
+bool collectSuspects(Entries entries, Hash hash, Order order, Always always, Suspects& suspects) {
   HashBits met;
   HashBits metAgain;
   if (!met.create(entries.size()) || !metAgain.create(entries.size())) return false;
@@ -76,27 +90,20 @@ bool collectSuspects(Entries entries, Hash hash, Always always, Positions& suspe
   }
   for (size_t i = 0; i < entries.size(); ++i) {
     if (!metAgain.isMarked(hash(entries[i])) && !always(entries[i])) continue;
-    if (!suspects.add(static_cast<int32_t>(i))) return false;
+    if (!suspects.add({order(entries[i]), static_cast<int32_t>(i)})) return false;
   }
   return true;
 }
 
-// Sorts positions by what `compare` says of their entries, equal ones by position.
-template <typename Compare>
-void sortPositions(Positions& positions, Entries entries, Compare compare) {
-  const std::span<int32_t> sorted = positions.elements();
-  std::sort(sorted.begin(), sorted.end(), [&](int32_t a, int32_t b) {
-    const auto order = compare(entries[static_cast<size_t>(a)], entries[static_cast<size_t>(b)]);
-    return order != 0 ? order < 0 : a < b;
-  });
+// The front of a key as a number in the order of its bytes.
+uint64_t frontOfKey(const CardIndexEntry& entry) {
+  uint64_t front = 0;
+  for (size_t i = 0; i < sizeof front; ++i) front = front << 8 | entry.key[i];
+  return front;
 }
 
 int compareKeys(const CardIndexEntry& a, const CardIndexEntry& b) {
   return std::memcmp(a.key.data(), b.key.data(), a.key.size());
-}
-
-int compareUniqids(const CardIndexEntry& a, const CardIndexEntry& b) {
-  return a.uniqid < b.uniqid ? -1 : a.uniqid > b.uniqid ? 1 : 0;
 }
 
 bool isCard(const CardIndexEntry& entry) {
@@ -174,12 +181,17 @@ int32_t CardIndex::reportNoMemory() {
 int32_t CardIndex::checkDuplicateKeys() const {
   const Entries entries = _entries.elements();
   const auto none = [](const CardIndexEntry&) { return false; };
-  Positions suspects;
-  if (!collectSuspects(entries, hashOfKey, none, suspects)) return reportNoMemory();
-  sortPositions(suspects, entries, compareKeys);
-  for (int32_t i = 1; i < suspects.count(); ++i) {
-    const CardIndexEntry& first = _entries[suspects[i - 1]];
-    const CardIndexEntry& second = _entries[suspects[i]];
+  Suspects suspects;
+  if (!collectSuspects(entries, hashOfKey, frontOfKey, none, suspects)) return reportNoMemory();
+  const std::span<Suspect> sorted = suspects.elements();
+  std::sort(sorted.begin(), sorted.end(), [this](const Suspect& a, const Suspect& b) {
+    if (a.order != b.order) return a.order < b.order;
+    const int order = compareKeys(_entries[a.position], _entries[b.position]);
+    return order != 0 ? order < 0 : a.position < b.position;
+  });
+  for (size_t i = 1; i < sorted.size(); ++i) {
+    const CardIndexEntry& first = _entries[sorted[i - 1].position];
+    const CardIndexEntry& second = _entries[sorted[i].position];
     if (compareKeys(first, second) == 0) return reportDuplicateKey(first, second);
   }
   return kSuccess;
@@ -187,23 +199,24 @@ int32_t CardIndex::checkDuplicateKeys() const {
 
 int32_t CardIndex::checkDuplicateUniqueIds() const {
   const Entries entries = _entries.elements();
-  Positions suspects;
-  if (!collectSuspects(entries, hashOfUniqid, isPinIdent, suspects)) return reportNoMemory();
-  sortPositions(suspects, entries, compareUniqids);
+  const auto uniqidOf = [](const CardIndexEntry& entry) { return uint64_t{entry.uniqid}; };
+  Suspects suspects;
+  if (!collectSuspects(entries, hashOfUniqid, uniqidOf, isPinIdent, suspects))
+    return reportNoMemory();
+  const std::span<Suspect> sorted = suspects.elements();
+  std::sort(sorted.begin(), sorted.end());
 
   const auto lowest = std::min_element(
       entries.begin(), entries.end(),
       [](const CardIndexEntry& a, const CardIndexEntry& b) { return a.uniqid < b.uniqid; });
-  for (int32_t i = 0; i < suspects.count(); ++i) {
-    const CardIndexEntry& entry = _entries[suspects[i]];
+  for (size_t i = 0; i < sorted.size(); ++i) {
+    const CardIndexEntry& entry = _entries[sorted[i].position];
     if (&entry == &*lowest) continue;
-    const auto sharesWith = [&](int32_t neighbour) {
-      return neighbour >= 0 && neighbour < suspects.count() &&
-             _entries[suspects[neighbour]].uniqid == entry.uniqid;
-    };
-    if (isPinIdent(entry) && !sharesWith(i - 1) && !sharesWith(i + 1)) return reportUnpaired(entry);
-    if (!sharesWith(i - 1)) continue;
-    const CardIndexEntry& before = _entries[suspects[i - 1]];
+    const bool sharedBefore = i > 0 && sorted[i - 1].order == sorted[i].order;
+    const bool sharedBehind = i + 1 < sorted.size() && sorted[i + 1].order == sorted[i].order;
+    if (isPinIdent(entry) && !sharedBefore && !sharedBehind) return reportUnpaired(entry);
+    if (!sharedBefore) continue;
+    const CardIndexEntry& before = _entries[sorted[i - 1].position];
     if (!mayShareUniqid(before, entry)) return reportDuplicateUniqid(before, entry);
   }
   return kSuccess;

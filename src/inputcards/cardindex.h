@@ -17,7 +17,7 @@ struct CardIndexEntry {
   CardPattern key{};  // Encoded card, raw card bytes, or packed PIN.
   uint32_t uniqid = 0;
   int32_t line = 0;                          // The line of the input file that made the entry.
-  std::array<uint8_t, 8> cardNumberBytes{};  // See cardNumber().
+  std::array<uint8_t, 8> cardNumberBytes{};  // As a number it would align the entry to 40 bytes.
   uint8_t csid = 0;                          // 0 for 'n', 'o' and 'p' entries, as the card number.
   char type = '\0';                          // 'c', 'd', 'n', 'o' or 'p'.
 

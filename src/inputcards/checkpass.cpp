@@ -3,8 +3,6 @@
 #include <cinttypes>
 #include <new>
 
-#include "cardsets/card_functions.h"
-#include "formats/CardFormat.h"
 #include "inputcards/inputcards.h"
 #include "support/log.h"
 #include "support/result.h"
@@ -54,10 +52,7 @@ int32_t InputCards::checkCard(char* line) {
 
   int64_t number = 0;
   CardPattern key;
-  if (const int32_t rc = computeCardBits(static_cast<uint32_t>(card.csid), card.cardNumber.data(),
-                                         _lineNumber, _cardSets.get(), _formats.get(), number, key);
-      rc < 0)
-    return rc;
+  if (const int32_t rc = encodeCard(card, number, key); rc < 0) return rc;
   const int32_t result = _index->add(key, card.uniqid, kCardLine, _lineNumber, card.csid, number);
   LOG(kLogStep, "dupcard line#=%d\n", _lineNumber);
   return result;
@@ -106,12 +101,10 @@ int32_t InputCards::checkMultiCards(char* line) {
 
 int32_t InputCards::indexMultiCards(const MultiCards& block) {
   uint32_t uniqid = block.firstUniqid;
-  const auto csid = static_cast<int32_t>(block.set->csid);
+  const auto csid = static_cast<int32_t>(block.csid);
   for (int64_t card = block.firstCard; card < block.firstCard + block.count; ++card, ++uniqid) {
-    CardPattern key;
-    int32_t bitCount = 0;
-    block.format->encodeCard(card, key, bitCount);
-    if (const int64_t decoded = block.format->decodeCardNumber(key); decoded != card) {
+    const CardPattern key = block.encoder->encode(card);
+    if (const int64_t decoded = block.encoder->decode(key); decoded != card) {
       LOG(kLogError, "Card mismatch cardno=%" PRId64 ", chkcardno=%" PRId64 "\n", card, decoded);
       return kCardMismatch;
     }

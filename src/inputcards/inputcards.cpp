@@ -1,12 +1,9 @@
 #include "inputcards/inputcards.h"
 
 #include <algorithm>
-#include <cstring>
 #include <iterator>
 #include <new>
 
-#include "cardsets/card_functions.h"
-#include "formats/CardFormat.h"
 #include "formats/loadformats.h"
 #include "support/log.h"
 #include "support/packeddecimal.h"
@@ -79,9 +76,9 @@ int32_t InputCards::openInput(LineReader& input) const {
 }
 
 int32_t InputCards::readLines(LineReader& input, Handler LineType::*pass) {
-  _lineNumber = 0;
+  uint32_t lines = 0;  // Wraps where a signed number must not.
   while (input.readLine(kMaxInputLine) == LineReader::Status::kLine) {
-    ++_lineNumber;
+    _lineNumber = static_cast<int32_t>(++lines);
     if (const int32_t rc = handleLine(input.line(), pass); rc < 0) return rc;
   }
   if (!input.failed()) return kSuccess;
@@ -133,6 +130,18 @@ int32_t InputCards::checkCardSetId(int32_t csid) const {
   return kInvalidCardSet;
 }
 
+int32_t InputCards::encodeCard(const CardLine& line, int64_t& number, CardPattern& pattern) {
+  const auto csid = static_cast<uint32_t>(line.csid);
+  CardEncoder& encoder = _encoders[csid];
+  if (const int32_t rc =
+          findCardEncoder(csid, _lineNumber, _cardSets.get(), _formats.get(), encoder);
+      rc < 0)
+    return rc;
+  const SaturatedInt64 scanned = scanInt64(line.cardNumber.data());
+  number = scanned.value;
+  return encodeCardNumber(encoder, scanned, _lineNumber, pattern);
+}
+
 int32_t InputCards::checkMultiCardsWords(const MultiCardsLine& words) const {
   const struct {
     const char *word, *name;
@@ -155,24 +164,28 @@ int32_t InputCards::prepareMultiCards(char* line, MultiCards& block) {
 
   const int32_t csid = textToInt32(words.csid);
   if (const int32_t rc = checkCardSetId(csid); rc < 0) return rc;
-  block.set = _cardSets->getCardSet(static_cast<uint32_t>(csid));
-  if (block.set == nullptr) {
+  const cardset* const set = _cardSets->getCardSet(static_cast<uint32_t>(csid));
+  if (set == nullptr) {
     LOG(kLogError, "Card set %d not defined (no f line), line#=%d \n", csid, _lineNumber);
     return kInvalidCardSet;
   }
-  block.format = _formats->findFormat(block.set->fmtid);
-  if (block.format == nullptr) {
-    LOG(kLogError, "Card format %u not defined, line#=%d\n", block.set->fmtid, _lineNumber);
+  const CardFormat* const format = _formats->findFormat(set->fmtid);
+  if (format == nullptr) {
+    LOG(kLogError, "Card format %u not defined, line#=%d\n", set->fmtid, _lineNumber);
     return kFormatNotDefined;
   }
   std::string_view firstCard = words.firstCard;
   if (const int32_t rc = checkCardNumber(firstCard, csid, 0); rc < 0) return reportCardNumber(rc);
 
+  block.csid = set->csid;
+  block.fmtid = set->fmtid;
   block.firstCard = textToInt32(words.firstCard);
   block.count = textToInt32(words.count);
   block.firstUniqid = static_cast<uint32_t>(textToInt32(words.firstUniqid));
   block.accessLevel = words.accessLevel != nullptr ? textToInt32(words.accessLevel) : 0;
-  setFieldValues(*block.format, *block.set);
+  CardEncoder& encoder = _encoders[set->csid];
+  if (encoder.format == nullptr) encoder = {format, format->encodeSite(set->fldvalues)};
+  block.encoder = &encoder;
   return kSuccess;
 }
 

@@ -4,11 +4,14 @@
 #ifndef BADGEMINT_INPUTCARDS_INPUTCARDS_H
 #define BADGEMINT_INPUTCARDS_INPUTCARDS_H
 
+#include <array>
 #include <cstdint>
 #include <memory>
+#include <string_view>
 
 #include "carddb/accessfile.h"
 #include "carddb/identfile.h"
+#include "cardsets/card_functions.h"
 #include "cardsets/cardsets.h"
 #include "formats/CardFormatSet.h"
 #include "inputcards/cardindex.h"
@@ -60,8 +63,9 @@ class InputCards {
 
   // A 'd' line's block, checked and ready to be encoded card by card.
   struct MultiCards {
-    const cardset* set;
-    CardFormat* format;
+    uint32_t csid;
+    uint32_t fmtid;
+    const CardEncoder* encoder;
     int64_t firstCard;
     int64_t count;  // 0 or less: an empty block.
     uint32_t firstUniqid;
@@ -76,6 +80,7 @@ class InputCards {
   int32_t ignoreLine(char* line);
   int32_t defineCardSet(char* line);
   int32_t checkCardSetId(int32_t csid) const;
+  int32_t encodeCard(const CardLine& line, int64_t& number, CardPattern& pattern);
   int32_t prepareMultiCards(char* line, MultiCards& block);
   int32_t checkMultiCardsWords(const MultiCardsLine& words) const;
   int32_t reportCardNumber(int32_t result) const;
@@ -112,7 +117,8 @@ class InputCards {
   std::unique_ptr<AccessFile> _accessFile;
   std::unique_ptr<CardFormatSet> _formats;
   std::unique_ptr<cardsets> _cardSets;
-  CardIndex* _index = nullptr;  // Only during pass 1, which owns it.
+  std::array<CardEncoder, kLastCardSetId + 1> _encoders;  // By card set ID, when first used.
+  CardIndex* _index = nullptr;                            // Only during pass 1, which owns it.
   int32_t _lineNumber = 0;
   bool _initialised;
 };

@@ -5,13 +5,12 @@
 #include <algorithm>
 #include <cinttypes>
 
-#include "cardsets/card_functions.h"
-#include "formats/CardFormat.h"
 #include "inputcards/inputcards.h"
 #include "support/datetime.h"
 #include "support/log.h"
 #include "support/packeddecimal.h"
 #include "support/result.h"
+#include "support/textutil.h"
 
 namespace badgemint {
 
@@ -26,10 +25,6 @@ constexpr uint8_t kFlag1 = 1 << 1;
 constexpr uint8_t kFlag2 = 1 << 2;
 constexpr uint8_t kFlag4 = 1 << 4;
 constexpr uint8_t kFlag5 = 1 << 5;
-
-int length(std::string_view text) {
-  return static_cast<int>(text.size());
-}
 
 constexpr uint8_t flagIf(int32_t value, uint8_t flag) {
   return value != 0 ? flag : 0;
@@ -129,11 +124,7 @@ int32_t InputCards::writeCard(char* line) {
 
   CardRecord card;
   int64_t number = 0;
-  if (const int32_t rc =
-          computeCardBits(static_cast<uint32_t>(fields.csid), fields.cardNumber.data(), _lineNumber,
-                          _cardSets.get(), _formats.get(), number, card.cardnumber);
-      rc < 0)
-    return rc;
+  if (const int32_t rc = encodeCard(fields, number, card.cardnumber); rc < 0) return rc;
   card.cardsetcode = static_cast<uint8_t>(fields.csid);
   setCardHolder(card, fields, holder, flag5);
   if (const int32_t rc = writeHolder(card); rc < 0) return rc;
@@ -151,13 +142,13 @@ int32_t InputCards::writeNoFormatCard(char* line) {
 
   CardRecord card;
   hexToBits(fields.cardNumber, card.cardnumber);
-  LOG(kLogRecord, "pcd=%.*s acclvl[0]=%d \n", length(fields.pin), fields.pin.data(),
+  LOG(kLogRecord, "pcd=%.*s acclvl[0]=%d \n", printLength(fields.pin), fields.pin.data(),
       holder.accessLevels[0]);
   LOG(kLogRecord, "unqid=%u acclvl[1]=%d \n", fields.uniqid, holder.accessLevels[1]);
   card.cardsetcode = uint8_t{kFormatlessCode};
   setCardHolder(card, fields, holder, flag5);
   if (const int32_t rc = writeHolder(card); rc < 0) return rc;
-  LOG(kLogStep, "noformatcardline card=%.*s line#=%d\n", length(fields.cardNumber),
+  LOG(kLogStep, "noformatcardline card=%.*s line#=%d\n", printLength(fields.cardNumber),
       fields.cardNumber.data(), _lineNumber);
   return kSuccess;
 }
@@ -174,7 +165,8 @@ int32_t InputCards::writePin(char* line) {
   card.cardnumber = packedPin(fields.pin);
   card.uniqid = fields.uniqid;
   if (const int32_t rc = writeHolder(card); rc < 0) return rc;
-  LOG(kLogStep, "pinline pin=%.*s line#=%d\n", length(fields.pin), fields.pin.data(), _lineNumber);
+  LOG(kLogStep, "pinline pin=%.*s line#=%d\n", printLength(fields.pin), fields.pin.data(),
+      _lineNumber);
   return kSuccess;
 }
 
@@ -188,7 +180,7 @@ int32_t InputCards::writePinIdent(char* line) {
   card.cardnumber = packedPin(fields.pin);
   card.uniqid = fields.uniqid;
   if (const int32_t rc = writeIdent(card); rc < 0) return rc;
-  LOG(kLogStep, "pinidentline pin=%.*s line#=%d\n", length(fields.pin), fields.pin.data(),
+  LOG(kLogStep, "pinidentline pin=%.*s line#=%d\n", printLength(fields.pin), fields.pin.data(),
       _lineNumber);
   return kSuccess;
 }
@@ -198,8 +190,7 @@ int32_t InputCards::writeMultiCards(char* line) {
   if (const int32_t rc = prepareMultiCards(line, block); rc < 0) return rc;
   LOG(kLogRecord,
       "multicards fmt %u fcard %" PRId64 " ncards %" PRId64 " lcard %" PRId64 ", line#=%d \n",
-      block.set->fmtid, block.firstCard, block.count, block.firstCard + block.count - 1,
-      _lineNumber);
+      block.fmtid, block.firstCard, block.count, block.firstCard + block.count - 1, _lineNumber);
   const int32_t result = writeBlock(block);
   if (result == kSuccess || result == kCardMismatch)
     LOG(kLogStep, "multicardsline first card=%" PRId64 " line#=%d\n", block.firstCard, _lineNumber);
@@ -209,17 +200,15 @@ int32_t InputCards::writeMultiCards(char* line) {
 // A card that does not decode to its own number is left out and fails the block at its end.
 int32_t InputCards::writeBlock(const MultiCards& block) {
   CardRecord card;
-  card.cardsetcode = static_cast<uint8_t>(block.set->csid);
+  card.cardsetcode = static_cast<uint8_t>(block.csid);
   card.acclevel[0] = static_cast<uint16_t>(block.accessLevel);
   packDigits("0", card.pincode);
   card.uniqid = block.firstUniqid;
 
   int32_t result = kSuccess;
   for (int64_t number = block.firstCard; number < block.firstCard + block.count; ++number) {
-    int32_t bitCount = 0;
-    block.format->encodeCard(number, card.cardnumber, bitCount);
-    if (const int64_t decoded = block.format->decodeCardNumber(card.cardnumber);
-        decoded != number) {
+    card.cardnumber = block.encoder->encode(number);
+    if (const int64_t decoded = block.encoder->decode(card.cardnumber); decoded != number) {
       LOG(kLogError, "Card mismatch cardno=%" PRId64 ", chkcardno=%" PRId64 ", line#=%d\n", number,
           decoded, _lineNumber);
       result = kCardMismatch;

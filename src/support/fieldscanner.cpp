@@ -1,7 +1,5 @@
 #include "support/fieldscanner.h"
 
-#include "support/textutil.h"
-
 namespace badgemint {
 
 const char FieldScanner::kFailed[1] = "";
@@ -17,16 +15,6 @@ struct Number {
 
 constexpr ptrdiff_t kSafeDigits = 19;  // So many digits always fit 64 bits.
 
-const char* skipSpace(const char* text) {
-  while (isSpace(*text)) ++text;
-  return text;
-}
-
-// All characters that end a word are below '!'; most that do not are not.
-constexpr bool endsWord(char c) {
-  return static_cast<unsigned char>(c) <= ' ' && (c == '\0' || isSpace(c));
-}
-
 bool overflows(const char* digits, const char* end) {
   uint64_t magnitude = 0;
   for (; digits != end; ++digits) {
@@ -38,13 +26,16 @@ bool overflows(const char* digits, const char* end) {
 }
 
 // Scans white space, a sign and digits, and leaves `text` behind them.
-inline Number scanNumber(const char*& text) {
+Number scanNumber(const char*& text) {
   Number number;
-  const char* p = skipSpace(text);
+  const char* p = text;
+  while (isSpace(*p)) ++p;
   if (*p == '-' || *p == '+') number.negative = *p++ == '-';
   const char* const digits = p;
-  for (; isDigit(*p); ++p)
-    number.magnitude = number.magnitude * 10 + static_cast<uint64_t>(*p - '0');
+  uint64_t magnitude = 0;
+  for (unsigned digit; (digit = static_cast<unsigned char>(*p) - unsigned{'0'}) <= 9; ++p)
+    magnitude = magnitude * 10 + digit;
+  number.magnitude = magnitude;
   number.converted = p != digits;
   if (p - digits > kSafeDigits) number.overflow = overflows(digits, p);
   text = p;
@@ -65,29 +56,10 @@ uint64_t toUint64(const Number& number) {
 
 }  // namespace
 
-int32_t FieldScanner::nextInt() {
+uint64_t FieldScanner::nextNumber(bool isSigned) {
   const Number number = scanNumber(_next);
   if (!number.converted) _next = kFailed;
-  return static_cast<int32_t>(toInt64(number).value);
-}
-
-uint32_t FieldScanner::nextUnsigned() {
-  const Number number = scanNumber(_next);
-  if (!number.converted) _next = kFailed;
-  return static_cast<uint32_t>(toUint64(number));
-}
-
-std::string_view FieldScanner::nextWord(size_t width) {
-  const char* const start = skipSpace(_next);
-  const char* const limit = start + width;
-  const char* end = start;
-  while (end != limit && !endsWord(*end)) ++end;
-  _next = end == start ? kFailed : end;
-  return {start, static_cast<size_t>(end - start)};
-}
-
-void FieldScanner::expect(char literal) {
-  _next = *_next == literal ? _next + 1 : kFailed;
+  return isSigned ? static_cast<uint64_t>(toInt64(number).value) : toUint64(number);
 }
 
 SaturatedInt64 scanInt64(const char* text) {

@@ -8,32 +8,72 @@
 #include <cstdint>
 #include <string_view>
 
+#include "support/textutil.h"
+
 namespace badgemint {
 
 // Scans the NUL-terminated text that it is given, which must outlive the scanner and its words.
 // Once a field does not convert, that field and all later ones read as 0 or empty: a scan that
 // fails leaves the rest of its targets alone.
+//
+// Numbers of one to eighteen digits without a sign, nearly all there are, are read in line: they do
+// not reach the ends of the 64-bit range, so that no rule for saturation or signs can apply to
+// them. All other numbers are read from their first character on in scanNumber().
 class FieldScanner {
  public:
   explicit FieldScanner(const char* text) : _next(text) {}
 
   // A decimal number: the low 32 bits of its value, which saturates at the signed ("%d") or
   // unsigned ("%u") 64-bit range. An unsigned number may carry a minus and is then negated.
-  int32_t nextInt();
-  uint32_t nextUnsigned();
+  int32_t nextInt() {
+    uint64_t value = 0;
+    return static_cast<int32_t>(scanShortNumber(_next, value) ? value : nextNumber(true));
+  }
+  uint32_t nextUnsigned() {
+    uint64_t value = 0;
+    return static_cast<uint32_t>(scanShortNumber(_next, value) ? value : nextNumber(false));
+  }
 
   // A run of at most `width` characters that are no white space. A longer run goes on in the next
   // field.
-  std::string_view nextWord(size_t width);
+  std::string_view nextWord(size_t width) {
+    const char* const start = skipSpace(_next);
+    size_t length = 0;
+    while (length != width && !endsWord(start[length])) ++length;
+    _next = length == 0 ? kFailed : start + length;
+    return {start, length};
+  }
 
   // Exactly this character, without skipping white space before it.
-  void expect(char literal);
+  void expect(char literal) { _next = *_next == literal ? _next + 1 : kFailed; }
 
   // Whether a field did not convert.
   bool failed() const { return _next == kFailed; }
 
  private:
+  static constexpr ptrdiff_t kShortNumber = 18;  // Digits that stay within 63 bits.
   static const char kFailed[1];  // Where a failed scan stands: an empty text of its own.
+
+  // White space and the NUL are below '!', and of the characters there only rare ones are neither.
+  static bool mayEndWord(char c) { return static_cast<unsigned char>(c) <= ' '; }
+  static bool endsWord(char c) { return mayEndWord(c) && (c == '\0' || isSpace(c)); }
+  static const char* skipSpace(const char* text) {
+    while (mayEndWord(*text) && isSpace(*text)) ++text;
+    return text;
+  }
+
+  static bool scanShortNumber(const char*& text, uint64_t& value) {
+    const char* const digits = skipSpace(text);
+    const char* end = digits;
+    uint64_t scanned = 0;
+    for (unsigned digit; (digit = static_cast<unsigned char>(*end) - unsigned{'0'}) <= 9; ++end)
+      scanned = scanned * 10 + digit;
+    if (end == digits || end - digits > kShortNumber) return false;
+    value = scanned;
+    text = end;
+    return true;
+  }
+  uint64_t nextNumber(bool isSigned);
 
   const char* _next;
 };

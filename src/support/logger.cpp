@@ -44,7 +44,9 @@ Logger::Logger(const char* path, LevelList list) {
   if (_path) static_cast<void>(createFile());
 }
 
-Logger::Logger(LevelList list) : _stream(stderr), _open(readLevelList(list.path)) {}
+Logger::Logger(LevelList list) : _stream(stderr) {
+  _open = readLevelList(list.path);
+}
 
 Logger::Logger(uint32_t threshold)
     : _stream(stderr), _threshold(static_cast<int32_t>(threshold)), _open(true) {}
@@ -66,8 +68,8 @@ bool Logger::readLevelList(const char* path) {
   return true;
 }
 
-// A blank or '=' separates words for the blank-line test, but only a blank separates the two ends
-// of a range: "25=30" is the single level 25.
+// A tab or '=' separates words for the blank-line test, but not the two ends of a range: "25=30" is
+// the single level 25.
 void Logger::listLevels(char* line) {
   std::array<char, kMaxLevelListLine + 1> words{};
   std::strncpy(words.data(), line, kMaxLevelListLine);
@@ -114,9 +116,9 @@ void Logger::dumpHex(int32_t level, std::span<const uint8_t> bytes) {
   std::array<char, 3 * kMaxHexBytes> text;
   size_t length = 0;
   for (const uint8_t byte : bytes) {
-    text[length++] = "0123456789ABCDEF"[byte >> 4];
-    text[length++] = "0123456789ABCDEF"[byte & 0xF];
-    text[length++] = ' ';
+    putHex(byte, &text[length]);
+    text[length + 2] = ' ';
+    length += 3;
   }
   put(text.data(), length);
 }

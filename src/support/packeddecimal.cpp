@@ -1,21 +1,23 @@
 #include "support/packeddecimal.h"
 
+#include <algorithm>
+
 namespace badgemint {
 
 namespace {
 
-constexpr uint8_t kFiller = 15;
+constexpr int kFiller = 15;
 
 }  // namespace
 
 void packDigits(std::string_view digits, std::span<uint8_t> bytes) {
-  if (digits.size() > 2 * bytes.size()) digits = digits.substr(0, 2 * bytes.size());
-  const auto put = [bytes](size_t i, int nibble) {
-    uint8_t& byte = bytes[i / 2];
-    byte = static_cast<uint8_t>(i % 2 == 0 ? nibble << 4 : byte | nibble);
-  };
-  for (size_t i = 0; i < digits.size(); ++i) put(i, digits[i] - '0');
-  if (digits.size() < 2 * bytes.size()) put(digits.size(), kFiller);
+  const auto nibble = [digits](size_t i) { return i < digits.size() ? digits[i] - '0' : kFiller; };
+  const size_t whole = std::min(digits.size() / 2, bytes.size());
+  for (size_t i = 0; i < whole; ++i)
+    bytes[i] = static_cast<uint8_t>(nibble(2 * i) << 4 | nibble(2 * i + 1));
+  if (whole == bytes.size()) return;
+  const bool odd = digits.size() % 2 != 0;
+  bytes[whole] = static_cast<uint8_t>(nibble(2 * whole) << 4 | (odd ? kFiller : 0));
 }
 
 size_t unpackDigits(std::span<const uint8_t> bytes, size_t count, char* text) {

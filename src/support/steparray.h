@@ -6,15 +6,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <span>
 #include <type_traits>
 
 namespace badgemint {
 
 // Owns its slots; of things that are not trivially copyable it holds pointers, which its owner
-// deletes. Slots beyond the count stand as zero bytes until they are filled. Growth goes through
-// realloc, which moves pages instead of copying them, so that a million small steps stay linear.
+// deletes. Growth goes through realloc, which moves pages instead of copying them, so that a
+// million small steps stay linear.
 template <typename T, int32_t Step>
 class StepArray {
   static_assert(std::is_trivially_copyable_v<T> && Step > 0);
@@ -25,14 +24,16 @@ class StepArray {
   StepArray(const StepArray&) = delete;
   StepArray& operator=(const StepArray&) = delete;
 
-  // Makes the first `capacity` slots (0 or more). False when there is no memory.
-  [[nodiscard]] bool create(int32_t capacity) { return resize(capacity); }
+  // Makes room for `capacity` elements (0 or more). False when there is no memory.
+  [[nodiscard]] bool create(int32_t capacity) { return capacity <= _capacity || resize(capacity); }
 
   // The slot after the last element, grown into if needed and not yet counted; null when there is
-  // no memory, with everything as it was. commit() counts it.
+  // no memory, with everything as it was. commit() counts it. It is all zero when it is handed out
+  // for the first time and keeps what was put there when it was not committed.
   [[nodiscard]] T* nextSlot() {
     if (_count == _capacity && (_capacity > INT32_MAX - Step || !resize(_capacity + Step)))
       return nullptr;
+    if (_count == _opened) _slots[_opened++] = T{};
     return &_slots[_count];
   }
   void commit() { ++_count; }
@@ -49,30 +50,28 @@ class StepArray {
   int32_t count() const { return _count; }
   int32_t capacity() const { return _capacity; }
 
-  // i is 0 to capacity - 1.
+  // i is 0 to count - 1.
   T& operator[](int32_t i) { return _slots[i]; }
   const T& operator[](int32_t i) const { return _slots[i]; }
 
-  // The elements in use, and all slots with the zero ones behind them.
+  // The elements in use; and with them the slot behind that was handed out but not committed.
   std::span<T> elements() { return {_slots, static_cast<size_t>(_count)}; }
   std::span<const T> elements() const { return {_slots, static_cast<size_t>(_count)}; }
-  std::span<const T> slots() const { return {_slots, static_cast<size_t>(_capacity)}; }
+  std::span<const T> slots() const { return {_slots, static_cast<size_t>(_opened)}; }
 
  private:
   bool resize(int32_t capacity) {
-    if (capacity == _capacity) return true;
     void* const moved =
         std::realloc(static_cast<void*>(_slots), sizeof(T) * static_cast<size_t>(capacity));
     if (moved == nullptr) return false;
     _slots = static_cast<T*>(moved);
-    std::memset(static_cast<void*>(_slots + _capacity), 0,
-                sizeof(T) * static_cast<size_t>(capacity - _capacity));
     _capacity = capacity;
     return true;
   }
 
   T* _slots = nullptr;
   int32_t _count = 0;
+  int32_t _opened = 0;  // Slots handed out so far.
   int32_t _capacity = 0;
 };
 

@@ -39,6 +39,17 @@ constexpr bool isDigit(char c) {
   return c >= '0' && c <= '9';
 }
 
+// Writes a byte as two upper-case hexadecimal digits.
+constexpr void putHex(uint8_t byte, char* digits) {
+  digits[0] = "0123456789ABCDEF"[byte >> 4];
+  digits[1] = "0123456789ABCDEF"[byte & 0xF];
+}
+
+// The length of a text for "%.*s".
+constexpr int printLength(std::string_view text) {
+  return static_cast<int>(text.size());
+}
+
 // Whether every character is white space; so the empty text is blank.
 bool isBlank(const char* text);
 

@@ -34,11 +34,6 @@ void TextWriter::writeInt(int64_t number) {
   write({digits, std::to_chars(digits, digits + sizeof digits, number).ptr});
 }
 
-void TextWriter::writeUnsigned(uint64_t number) {
-  char digits[20];
-  write({digits, std::to_chars(digits, digits + sizeof digits, number).ptr});
-}
-
 // A write that transfers nothing would go on for ever: it counts as a failure.
 void TextWriter::flush() {
   size_t done = 0;

@@ -24,7 +24,6 @@ class TextWriter {
   void write(std::string_view text);
   void writeChar(char c);
   void writeInt(int64_t number);
-  void writeUnsigned(uint64_t number);
 
   // Whether everything so far could be written.
   bool good() const { return _file >= 0 && !_failed; }

@@ -73,11 +73,10 @@ int32_t patternOfSite(const EntryRun& run, uint32_t csid, const char* cardNumber
   return writePattern(pattern, out);
 }
 
-int32_t encodeLone(CardFormat& format, const char* cardNumber, CardPattern& pattern) {
+int32_t encodeLone(const CardEncoder& encoder, const char* cardNumber, CardPattern& pattern) {
   const SaturatedInt64 number = scanInt64(cardNumber);
-  int32_t bitCount = 0;
-  format.encodeCard(number.value, pattern, bitCount);
-  const int64_t decoded = format.decodeCardNumber(pattern);
+  pattern = encoder.encode(number.value);
+  const int64_t decoded = encoder.decode(pattern);
   if (decoded == number.value && !number.saturated) return kSuccess;
   LOG(kLogError, "Card mismatch cno=%" PRId64 ",chkcardno=%" PRId64 "\n", number.value, decoded);
   return kCardMismatch;
@@ -99,9 +98,11 @@ int32_t patternOfFormat(const EntryRun& run, const char* cardNumber, const char*
   if (const int32_t rc = parseCardSetText(set, cardSetText); rc < 0) return rc;
   std::string_view digits = cardNumber;
   if (const int32_t rc = checkCardNumber(digits, kLoneId, 0); rc < 0) return rc;
-  setFieldValues(*format, set);
   CardPattern pattern;
-  if (const int32_t rc = encodeLone(*format, cardNumber, pattern); rc < 0) return rc;
+  if (const int32_t rc =
+          encodeLone({format, format->encodeSite(set.fldvalues)}, cardNumber, pattern);
+      rc < 0)
+    return rc;
   return writePattern(pattern, out);
 }
 

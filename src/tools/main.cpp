@@ -1,6 +1,5 @@
 // The command line: seven arguments in, one result line out.
 #include <cstdio>
-#include <cstdlib>
 
 #include "support/fieldscanner.h"
 #include "tools/badgemint.h"
