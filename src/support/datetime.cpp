@@ -15,7 +15,6 @@ namespace {
 
 constexpr int32_t kFirstYear = 1970;
 constexpr int32_t kLastYear = 2037;
-constexpr int32_t kLeapYearsBefore1970 = 477;
 constexpr uint32_t kSecondsPerDay = 86400;
 
 struct CalendarTime {
@@ -30,17 +29,14 @@ bool isValid(const CalendarTime& t) {
          within(t.hour, 0, 23) && within(t.minute, 0, 59) && within(t.second, 0, 59);
 }
 
-bool isLeapYear(int32_t year) {
-  return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
-}
-
+// From 1970 to 2037 every fourth year is a leap year.
 uint32_t toSeconds(const CalendarTime& t) {
   constexpr std::array<int32_t, 12> kDaysBefore = {0,   31,  59,  90,  120, 151,
                                                    181, 212, 243, 273, 304, 334};
-  const int32_t last = t.year - 1;
-  int32_t days = (t.year - kFirstYear) * 365 + last / 4 - last / 100 + last / 400 -
-                 kLeapYearsBefore1970 + kDaysBefore[static_cast<size_t>(t.month - 1)] + t.day - 1;
-  if (t.month > 2 && isLeapYear(t.year)) ++days;
+  const int32_t leapDaysBefore = (t.year - 1969) / 4;
+  const int32_t leapDay = t.year % 4 == 0 && t.month > 2 ? 1 : 0;
+  const int32_t days = (t.year - kFirstYear) * 365 + leapDaysBefore +
+                       kDaysBefore[static_cast<size_t>(t.month - 1)] + leapDay + t.day - 1;
   return static_cast<uint32_t>(days) * kSecondsPerDay +
          static_cast<uint32_t>(t.hour * 3600 + t.minute * 60 + t.second);
 }

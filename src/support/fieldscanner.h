@@ -4,6 +4,7 @@
 #ifndef BADGEMINT_SUPPORT_FIELDSCANNER_H
 #define BADGEMINT_SUPPORT_FIELDSCANNER_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -38,8 +39,9 @@ class FieldScanner {
   // field.
   std::string_view nextWord(size_t width) {
     const char* const start = skipSpace(_next);
-    size_t length = 0;
-    while (length != width && !endsWord(start[length])) ++length;
+    const char* end = start;
+    while (!endsWord(*end)) ++end;
+    const size_t length = std::min(static_cast<size_t>(end - start), width);
     _next = length == 0 ? kFailed : start + length;
     return {start, length};
   }
@@ -51,7 +53,7 @@ class FieldScanner {
   bool failed() const { return _next == kFailed; }
 
  private:
-  static constexpr ptrdiff_t kShortNumber = 18;  // Digits that stay within 63 bits.
+  static constexpr size_t kShortNumber = 18;  // Digits that stay within 63 bits.
   static const char kFailed[1];  // Where a failed scan stands: an empty text of its own.
 
   // White space and the NUL are below '!', and of the characters there only rare ones are neither.
@@ -68,7 +70,7 @@ class FieldScanner {
     uint64_t scanned = 0;
     for (unsigned digit; (digit = static_cast<unsigned char>(*end) - unsigned{'0'}) <= 9; ++end)
       scanned = scanned * 10 + digit;
-    if (end == digits || end - digits > kShortNumber) return false;
+    if (static_cast<size_t>(end - digits) - 1 >= kShortNumber) return false;  // None, or too many.
     value = scanned;
     text = end;
     return true;
