@@ -61,11 +61,14 @@ int32_t AccessFile::readNext(AccessRecord& record) {
 }
 
 int32_t AccessFile::readRecordAt(AccessRecord& record, uint32_t recno) {
-  if (const int32_t rc = openFile(O_RDONLY); rc < 0) return rc;
+  const bool staysOpen = _file.readsAhead();
+  if (!staysOpen) {
+    if (const int32_t rc = openFile(O_RDONLY); rc < 0) return rc;
+  }
   record = {};
   RecordImage<AccessRecord> image;
   const Outcome outcome = _file.readAt(recno, image);
-  static_cast<void>(_file.close());  // Nothing was written that could be lost.
+  if (!staysOpen) static_cast<void>(_file.close());  // Nothing was written that could be lost.
   if (outcome == Outcome::kDone) record = decodeRecord<AccessRecord>(image);
   return answer(outcome);
 }

@@ -22,8 +22,8 @@ class MasterConfiguration;
 //   kAccessReadFailed   "Error reading access file %s\n" (also: the seek before an append failed)
 //   kAccessWriteFailed  "Error writing to access file %s\n"
 // The positioned operations, and all that are built on them, open and close the file themselves:
-// they close what is open. Appends that are still buffered are written before; should that fail,
-// it is the result, with its message.
+// they close what is open (but see startReadingAhead). Appends that are still buffered are written
+// before; should that fail, it is the result, with its message.
 class AccessFile {
  public:
   AccessFile() = default;
@@ -57,6 +57,10 @@ class AccessFile {
   // Writes what is buffered. Results and messages of a failing appendRecord; the records are
   // dropped then.
   [[nodiscard]] int32_t flushAppends();
+
+  // From now until closeFile(), lookups and reads by number leave the file open and read it in
+  // blocks. The file must be open and nobody may write to it.
+  void startReadingAhead() { _file.startReadingAhead(); }
 
   // Reads the next record of the open file. kShortTransfer without a message, the record unchanged,
   // when no whole record could be read for whatever reason.

@@ -58,6 +58,10 @@ class IdentFile {
   // dropped then.
   [[nodiscard]] int32_t flushAppends();
 
+  // From now until closeFile(), readNext() reads the file in blocks. The file must be open, from
+  // its first record on, and nobody may write to it.
+  void startReadingAhead() { _file.startReadingAhead(); }
+
   // Reads the next record of the open file. kEndOfFile (1), the record unchanged, at the end;
   // kIdentReadFailed, with its message unless the file is not open.
   [[nodiscard]] int32_t readNext(IdentRecord& record);

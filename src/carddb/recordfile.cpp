@@ -47,6 +47,7 @@ RecordFile::Outcome RecordFile::close() {
   if (!isOpen()) return Outcome::kDone;
   const Outcome flushed = flush();
   _buffer.reset();
+  _block.reset();
   const int closed = ::close(std::exchange(_descriptor, kClosed));
   return flushed == Outcome::kDone && closed != 0 ? Outcome::kWriteFailed : flushed;
 }
@@ -81,7 +82,34 @@ RecordFile::Outcome RecordFile::appendUnbuffered(std::span<const uint8_t> record
   return writeOnce(_descriptor, record) ? Outcome::kDone : Outcome::kWriteFailed;
 }
 
+void RecordFile::startReadingAhead() {
+  if (!isOpen() || readsAhead()) return;
+  _block.reset(new (std::nothrow) uint8_t[kBlockSize]);
+  _blockStart = _blockCount = _nextRecord = 0;
+}
+
+RecordFile::Outcome RecordFile::readAhead(std::span<uint8_t> record) {
+  if (_nextRecord - _blockStart >= _blockCount) {
+    if (const Outcome filled = fillBlock(); filled != Outcome::kDone) return filled;
+  }
+  std::memcpy(record.data(), &_block[(_nextRecord - _blockStart) * _recordSize], record.size());
+  ++_nextRecord;
+  return Outcome::kDone;
+}
+
+// Reads the block from the next record on; done when that is there as a whole.
+RecordFile::Outcome RecordFile::fillBlock() {
+  _blockStart = _nextRecord;
+  _blockCount = 0;
+  const auto offset = static_cast<off_t>(_nextRecord * _recordSize);
+  const ssize_t transferred = ::pread(_descriptor, _block.get(), kBlockSize, offset);
+  if (transferred < 0) return Outcome::kReadFailed;
+  _blockCount = static_cast<size_t>(transferred) / _recordSize;
+  return _blockCount > 0 ? Outcome::kDone : Outcome::kShortRead;
+}
+
 RecordFile::Outcome RecordFile::readNext(std::span<uint8_t> record) {
+  if (readsAhead()) return readAhead(record);
   if (const Outcome flushed = flush(); flushed != Outcome::kDone) return flushed;
   const ssize_t transferred = ::read(_descriptor, record.data(), record.size());
   if (transferred < 0) return Outcome::kReadFailed;
@@ -89,6 +117,10 @@ RecordFile::Outcome RecordFile::readNext(std::span<uint8_t> record) {
 }
 
 RecordFile::Outcome RecordFile::readAt(uint32_t recno, std::span<uint8_t> record) {
+  if (readsAhead()) {
+    _nextRecord = recno;
+    return readAhead(record);
+  }
   const Outcome sought = seekRecord(recno);
   return sought == Outcome::kDone ? readNext(record) : sought;
 }

@@ -71,6 +71,12 @@ class RecordFile {
     return Outcome::kDone;
   }
 
+  // Reads from now on in blocks, each from the record asked for onwards, until the open file is
+  // closed; nobody writes to it meanwhile. Without memory for a block, and on a closed file, reads
+  // go on being made one by one.
+  void startReadingAhead();
+  bool readsAhead() const { return _block != nullptr; }
+
   // Transfers at the position of the open descriptor, which is behind the last record transferred.
   // What is buffered is written first.
   [[nodiscard]] Outcome readNext(std::span<uint8_t> record);
@@ -84,12 +90,21 @@ class RecordFile {
   [[nodiscard]] Outcome appendSlowly(std::span<const uint8_t> record);
   [[nodiscard]] Outcome appendUnbuffered(std::span<const uint8_t> record);
   [[nodiscard]] Outcome seekRecord(uint32_t recno);
+  [[nodiscard]] Outcome readAhead(std::span<uint8_t> record);
+  [[nodiscard]] Outcome fillBlock();
 
   const size_t _recordSize;
   int _descriptor = kClosed;
   std::unique_ptr<char[]> _name;
   std::unique_ptr<uint8_t[]> _buffer;  // Null while appends are not gathered.
   size_t _buffered = 0;
+
+  // Small, so that records in no order cost little more than a read each.
+  static constexpr size_t kBlockSize = size_t{8} * 1024;
+  std::unique_ptr<uint8_t[]> _block;  // Null while reads are made one by one.
+  uint64_t _blockStart = 0;           // The number of the first record in it.
+  uint64_t _blockCount = 0;
+  uint64_t _nextRecord = 0;  // What readNext reads from the block.
 };
 
 // Reads the whole records of a file from first to last, in big blocks.

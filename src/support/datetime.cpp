@@ -1,9 +1,9 @@
 #include "support/datetime.h"
 
 #include <algorithm>
-#include <cstdio>
+#include <charconv>
+#include <chrono>
 #include <cstring>
-#include <ctime>
 
 #include "support/fieldscanner.h"
 #include "support/result.h"
@@ -39,6 +39,13 @@ uint32_t toSeconds(const CalendarTime& t) {
                        kDaysBefore[static_cast<size_t>(t.month - 1)] + leapDay + t.day - 1;
   return static_cast<uint32_t>(days) * kSecondsPerDay +
          static_cast<uint32_t>(t.hour * 3600 + t.minute * 60 + t.second);
+}
+
+char* appendTwoDigits(char* text, char separator, uint32_t number) {
+  *text++ = separator;
+  *text++ = static_cast<char>('0' + number / 10);
+  *text++ = static_cast<char>('0' + number % 10);
+  return text;
 }
 
 }  // namespace
@@ -91,13 +98,15 @@ DateTimeText formatDateTime(uint32_t seconds) {
     text[0] = '0';
     return text;
   }
-  const std::time_t time = seconds;
-  std::tm utc{};
-  gmtime_r(&time, &utc);
-  std::array<char, 80> wide{};  // Room for any six numbers, as the compiler wants to see.
-  std::snprintf(wide.data(), wide.size(), "%d/%02d/%02d-%02d:%02d:%02d", utc.tm_year + 1900,
-                utc.tm_mon + 1, utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec);
-  copyCut(wide.data(), text);
+  const std::chrono::sys_days day{std::chrono::days{seconds / kSecondsPerDay}};
+  const std::chrono::year_month_day date(day);
+  const uint32_t second = seconds % kSecondsPerDay;
+  char* next = std::to_chars(text.data(), text.data() + text.size(), int{date.year()}).ptr;
+  next = appendTwoDigits(next, '/', unsigned{date.month()});
+  next = appendTwoDigits(next, '/', unsigned{date.day()});
+  next = appendTwoDigits(next, '-', second / 3600);
+  next = appendTwoDigits(next, ':', second / 60 % 60);
+  appendTwoDigits(next, ':', second % 60);
   return text;
 }
 

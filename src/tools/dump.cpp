@@ -1,6 +1,8 @@
 // The dump: from the two databases back to an input cards file.
 #include <fcntl.h>
 
+#include <cinttypes>
+
 #include "carddb/accessfile.h"
 #include "carddb/identfile.h"
 #include "cardsets/card_functions.h"
@@ -43,7 +45,7 @@ class DumpWriter {
   // kSuccess; kInvalidCardSet, kFormatNotDefined, kOutputFailed or a code of the access file.
   int32_t writeRecord(const IdentRecord& ident) {
     ++_recordCount;
-    LOG(kLogStep, "Dump card#=%d\n", _recordCount);
+    LOG(kLogStep, "Dump card#=%" PRId64 "\n", _recordCount);
     switch (ident.cardsetcode) {
       case kPinIdentCode:
         return writePinIdent(ident);
@@ -100,7 +102,7 @@ class DumpWriter {
     const auto code = static_cast<int32_t>(ident.cardsetcode);
     const cardset* const set = _sets.getCardSet(ident.cardsetcode);
     if (set == nullptr) {
-      LOG(kLogError, "Card set %d not found, card record no=%d\n", code, _recordCount);
+      LOG(kLogError, "Card set %d not found, card record no=%" PRId64 "\n", code, _recordCount);
       return kInvalidCardSet;
     }
     const CardFormat* const format = _formats.findFormat(set->fmtid);
@@ -151,7 +153,7 @@ class DumpWriter {
   const cardsets& _sets;
   const CardFormatSet& _formats;
   TextWriter& _output;
-  int32_t _recordCount = 0;
+  int64_t _recordCount = 0;
 };
 
 int32_t writeRecords(IdentFile& identFile, DumpWriter& writer) {
@@ -204,6 +206,9 @@ int32_t runDump(const EntryRun& run, const DumpNames& files) {
   AccessFile accessFile;
   if (const int32_t rc = accessFile.loadIndex(files.accessDb, 0); rc < 0) return rc;
   if (const int32_t rc = identFile.openFile(O_RDONLY); rc < 0) return rc;
+  identFile.startReadingAhead();
+  if (const int32_t rc = accessFile.openFile(O_RDONLY); rc < 0) return rc;
+  accessFile.startReadingAhead();
   return writeOutput(files, identFile, accessFile, sets, formats);
 }
 
