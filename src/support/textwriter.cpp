@@ -25,13 +25,10 @@ void TextWriter::write(std::string_view text) {
   }
 }
 
-void TextWriter::writeChar(char c) {
-  write({&c, 1});
-}
-
 void TextWriter::writeInt(int64_t number) {
-  char digits[20];
-  write({digits, std::to_chars(digits, digits + sizeof digits, number).ptr});
+  if (kBufferSize - _used < kMaxDigits) flush();
+  char* const digits = _buffer + _used;
+  _used = static_cast<size_t>(std::to_chars(digits, digits + kMaxDigits, number).ptr - _buffer);
 }
 
 // A write that transfers nothing would go on for ever: it counts as a failure.

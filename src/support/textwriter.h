@@ -22,7 +22,10 @@ class TextWriter {
   [[nodiscard]] bool open(const char* path);
 
   void write(std::string_view text);
-  void writeChar(char c);
+  void writeChar(char c) {
+    if (_used == kBufferSize) flush();
+    _buffer[_used++] = c;
+  }
   void writeInt(int64_t number);
 
   // Whether everything so far could be written.
@@ -34,6 +37,8 @@ class TextWriter {
 
  private:
   static constexpr size_t kBufferSize = 16384;
+  static constexpr size_t kMaxDigits = 20;  // Of a 64-bit number, its sign included.
+
 
   void flush();
 
