@@ -7,8 +7,8 @@
 #include <cstdint>
 
 #include "carddb/recordfile.h"
-#include "carddb/recordlayout.h"
 #include "carddb/sortedindex.h"
+#include "formats/bitpattern.h"
 
 namespace badgemint {
 

@@ -8,6 +8,7 @@
 #include <span>
 
 #include "carddb/recordlayout.h"
+#include "formats/bitpattern.h"
 
 namespace badgemint {
 

@@ -15,9 +15,6 @@
 
 namespace badgemint {
 
-// What a reader delivers for a card: the bit pattern, first position in the highest bit of byte 0.
-using CardPattern = std::array<uint8_t, 16>;
-
 template <typename Record>
 using RecordImage = std::array<uint8_t, Record::kSize>;
 
