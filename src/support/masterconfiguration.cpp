@@ -15,20 +15,9 @@
 
 namespace badgemint {
 
-namespace {
-
-// Copies what fits, with a NUL after it. `text` may be what stands there already.
-void copyCut(std::span<char> target, const char* text) {
-  const size_t length = std::min(std::strlen(text), target.size() - 1);
-  std::memmove(target.data(), text, length);
-  target[length] = '\0';
-}
-
-}  // namespace
-
 MasterConfiguration::MasterConfiguration(uint32_t moduleId, const char* path)
     : _moduleId(moduleId) {
-  copyCut(_path, path);
+  copyCut(path, _path);
 }
 
 void MasterConfiguration::load() {
@@ -55,8 +44,8 @@ void MasterConfiguration::addEntry(const Tokenizer& words, uint32_t lineNumber) 
   if (words.count() == 1) return reportLine(lineNumber, "no task path");
   if (_count == kMaxEntries) return reportLine(lineNumber, " exceeds param limit");
   Entry& entry = _entries[_count++];
-  copyCut(entry.name, words.word(0));
-  copyCut(entry.value, words.word(1));
+  copyCut(words.word(0), entry.name);
+  copyCut(words.word(1), entry.value);
   entry.number = words.count() > 2 ? textToInt32(words.word(2)) : 0;
 }
 
@@ -81,7 +70,7 @@ int32_t MasterConfiguration::number(const char* name) {
 bool MasterConfiguration::setValue(const char* name, const char* value) {
   Entry* const entry = lookUp(name);
   if (entry == nullptr) return false;
-  copyCut(entry->value, value);
+  copyCut(value, entry->value);
   return true;
 }
 

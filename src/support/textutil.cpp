@@ -18,7 +18,8 @@ std::unique_ptr<char[]> copyText(std::string_view text) {
 
 void copyCut(std::string_view text, std::span<char> buffer) {
   const size_t length = std::min(text.size(), buffer.size() - 1);
-  std::fill(std::copy_n(text.begin(), length, buffer.begin()), buffer.end(), '\0');
+  if (length > 0) std::memmove(buffer.data(), text.data(), length);
+  std::fill(buffer.begin() + static_cast<std::ptrdiff_t>(length), buffer.end(), '\0');
 }
 
 void joinPath(const char* directory, char* name, size_t size) {

@@ -18,7 +18,7 @@ inline constexpr size_t kMaxJoinedPath = 254;
 std::unique_ptr<char[]> copyText(std::string_view text);
 
 // Copies `text` into a buffer of at least one character, cut to leave room for a NUL, and fills the
-// rest of the buffer with NULs.
+// rest of the buffer with NULs. The text may stand in the buffer itself.
 void copyCut(std::string_view text, std::span<char> buffer);
 
 // Joins a directory and the NUL-terminated name in `name`, in place: the directory, one backslash
