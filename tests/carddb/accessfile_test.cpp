@@ -39,6 +39,30 @@ class AccessFileTest : public testing::Test {
   std::string path;
 };
 
+TEST_F(AccessFileTest, ReadsAheadWhatItReadsOneByOne) {
+  std::vector<AccessRecord> records;
+  for (uint32_t i = 0; i < 500; ++i) records.push_back(access(i + 1, static_cast<uint8_t>(i)));
+  load(records);
+  ASSERT_EQ(file.openFile(O_RDONLY), kSuccess);
+  file.startReadingAhead();
+  for (const uint32_t uniqid : {1U, 2U, 186U, 187U, 188U, 500U, 187U, 1U}) {
+    EXPECT_EQ(file.findAccess(uniqid, record), kSuccess);
+    EXPECT_EQ(record, records[uniqid - 1]);
+  }
+  EXPECT_EQ(file.readNext(record), kSuccess);
+  EXPECT_EQ(record, records[1]);
+  EXPECT_EQ(file.findAccess(501, record), kAccessNotFound);
+  EXPECT_EQ(log.take(), notFound(501));
+  EXPECT_EQ(file.readRecordAt(record, UINT32_MAX), kAccessReadFailed);
+  EXPECT_EQ(record, AccessRecord{});
+  EXPECT_EQ(log.take(), message("reading"));
+
+  record = access(7, 70);
+  EXPECT_EQ(file.writeRecordAt(record, 6), kSuccess);
+  EXPECT_EQ(file.findAccess(7, record), kSuccess);
+  EXPECT_EQ(record, access(7, 70));
+}
+
 TEST_F(AccessFileTest, AppendsAndReportsFailures) {
   EXPECT_EQ(file.readNext(record), -2);
   EXPECT_EQ(file.writeRecordAt(record, 0), kAccessOpenFailed);
