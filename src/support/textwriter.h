@@ -39,7 +39,6 @@ class TextWriter {
   static constexpr size_t kBufferSize = 16384;
   static constexpr size_t kMaxDigits = 20;  // Of a 64-bit number, its sign included.
 
-
   void flush();
 
   int _file = -1;
