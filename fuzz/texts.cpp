@@ -1,0 +1,129 @@
+// The functions that take texts apart. Input: a line or two; the fields of the scanner are compared
+// with those of the C library.
+#include <algorithm>
+#include <array>
+#include <cinttypes>
+#include <cstring>
+
+#include "cardsets/card_functions.h"
+#include "fuzz.h"
+#include "inputcards/cardline.h"
+#include "support/datetime.h"
+#include "support/fieldscanner.h"
+#include "support/linelist.h"
+#include "support/packeddecimal.h"
+#include "support/result.h"
+#include "support/textutil.h"
+#include "support/tokenizer.h"
+
+namespace badgemint {
+namespace {
+
+void scanFields(const char* line) {
+  FieldScanner scanner(line);
+  const int32_t number = scanner.nextInt();
+  const std::string_view word = scanner.nextWord(14);
+  const uint32_t id = scanner.nextUnsigned();
+  const std::string_view last = scanner.nextWord(99);
+
+  int wantedNumber = 0;
+  char wantedWord[15] = "";
+  unsigned wantedId = 0;
+  char wantedLast[100] = "";
+  const int fields =
+      std::sscanf(line, "%d%14s%u%99s", &wantedNumber, wantedWord, &wantedId, wantedLast);
+  require(number == wantedNumber && word == wantedWord && id == wantedId && last == wantedLast,
+          "the scanner reads what the C library reads");
+  require(scanner.failed() == (fields < 4), "and stops where it stops");
+  require(textToInt64(line) == std::atoll(line), "a number is what the C library reads");
+  require(textToInt32(line) == std::atoi(line), "also one of 32 bits");
+
+  FieldScanner cardLine(line);
+  static_cast<void>(scanCardLine(cardLine));
+  static_cast<void>(scanHolderFields(cardLine));
+  FieldScanner pinLine(line);
+  static_cast<void>(scanPinLine(pinLine));
+}
+
+void splitWords(const std::string& line) {
+  for (const char* const delimiters : {kWordDelimiters, " ", ","}) {
+    std::string copy = line;
+    Tokenizer words;
+    words.split(copy.data(), delimiters);
+    require(words.count() <= Tokenizer::kMaxWords && words.word(words.count()) == nullptr,
+            "the words end");
+    for (uint32_t i = 0; i < words.count(); ++i) {
+      const std::string_view word = words.word(i);
+      require(word.find_first_of(delimiters) == word.npos, "a word holds no delimiter");
+      require(words.next() == words.word(i), "words come in order");
+    }
+    require(words.next() == nullptr && words.nextInt() == 0, "and then no more");
+    words.unquoteSecond();
+    words.stripEqualsFirst();
+  }
+  std::string copy = line;
+  static_cast<void>(splitMultiCardsLine(copy.data()));
+}
+
+void readDates(const std::string& line) {
+  uint32_t seconds = 7;
+  const int32_t parsed = parseDateTime(line.c_str(), seconds);
+  require(parsed == kSuccess || seconds == 7, "an invalid date changes nothing");
+  const DateTimeText text = formatDateTime(seconds);
+  uint32_t again = 0;
+  require(parseDateTime(text.data(), again) == kInvalidDate || again == seconds,
+          "a time that is written is read");
+  const DateAndTime parts = splitDateTime(line);
+  const DateTimeText joined = joinDateTime(PeriodEnd::kEnd, parts.date.data(), parts.time.data());
+  require(joined.back() == '\0', "a joined text ends");
+}
+
+void useDigits(const std::string& line) {
+  std::string_view number = line;
+  static_cast<void>(checkCardNumber(number, 1, 0));
+  number = line;
+  if (checkCardNumber(number, 0, 1) == kSuccess) {
+    CardPattern bytes{};
+    std::array<char, 2 * sizeof bytes + 1> digits{};
+    hexToBits(number, bytes);
+    bitsToHex(bytes, digits);
+    CardPattern again{};
+    hexToBits(digits.data(), again);
+    require(again == bytes, "hexadecimal digits come back");
+  }
+  std::string_view pin = line;
+  if (checkPinCode(pin, kMaxPinIdentDigits) == kSuccess) {
+    CardPattern bytes{};
+    bytes.fill(0xFF);
+    packDigits(pin, std::span(bytes).first(kMaxPinIdentDigits / 2));
+    require(DigitText<kMaxPinIdentDigits>(bytes).c_str() == std::string(pin), "a PIN comes back");
+  }
+}
+
+void keepTexts(const std::string& line) {
+  isBlank(line.c_str());
+  LineList lines(1, 0);
+  require(lines.add(line.c_str()) == 0 && std::strcmp(lines.get(0), line.c_str()) == 0,
+          "a line is kept");
+  const auto joined = joinedPath(line.c_str(), line.c_str());
+  require(joined != nullptr && std::strlen(joined.get()) <= kMaxJoinedPath, "a path is bounded");
+  std::array<char, 5> cut;
+  copyCut(line, cut);
+  require(cut.back() == '\0', "a cut text ends");
+}
+
+}  // namespace
+}  // namespace badgemint
+
+int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  using namespace badgemint;
+  const DroppedLog log(0);
+  const std::string text(textOf(data, size));
+  const std::string line = text.c_str();  // Lines end at a NUL.
+  scanFields(line.c_str());
+  splitWords(line);
+  readDates(line);
+  useDigits(line);
+  keepTexts(line);
+  return 0;
+}
