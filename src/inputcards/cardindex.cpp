@@ -1,5 +1,8 @@
 #include "inputcards/cardindex.h"
 
+#include <sys/resource.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
 #include <cinttypes>
@@ -52,6 +55,23 @@ class HashBits {
   size_t _words = 0;
   std::unique_ptr<uint64_t[]> _bits;
 };
+
+// The memory that the process may have: its address space limit or the machine's memory, whichever
+// is less. Asking the kernel for more may succeed and end in its killing some process.
+uint64_t processMemory() {
+  const auto machine = static_cast<uint64_t>(std::max(sysconf(_SC_PHYS_PAGES), 0L)) *
+                       static_cast<uint64_t>(std::max(sysconf(_SC_PAGESIZE), 0L));
+  rlimit addressSpace{};
+  if (getrlimit(RLIMIT_AS, &addressSpace) != 0) return machine;
+  return std::min<uint64_t>(addressSpace.rlim_cur, machine);
+}
+
+// How many entries fit, with the bits of the checks, when a quarter stays for everything else.
+int32_t entriesInMemory() {
+  constexpr uint64_t kBytesPerEntry = sizeof(CardIndexEntry) + 2 * sizeof(uint64_t) / 8;
+  return static_cast<int32_t>(
+      std::min<uint64_t>(processMemory() / 4 * 3 / kBytesPerEntry, INT32_MAX));
+}
 
 constexpr uint64_t kMix = 0x9E3779B97F4A7C15;  // Odd, its bits well spread.
 
@@ -169,7 +189,7 @@ int32_t reportDuplicateUniqid(const CardIndexEntry& first, const CardIndexEntry&
 
 }  // namespace
 
-CardIndex::CardIndex() : _initialised(_entries.create(kGrowthStep)) {
+CardIndex::CardIndex() : _limit(entriesInMemory()), _initialised(_entries.create(kGrowthStep)) {
   if (!_initialised) static_cast<void>(reportNoMemory());
 }
 

@@ -30,14 +30,16 @@ class CardIndex {
  public:
   static constexpr int32_t kGrowthStep = 1000;
 
-  // Logs "Not enough memory to create card index\n" and is not initialised when there is none.
+  // Logs "Not enough memory to create card index\n" and is not initialised when there is none. The
+  // memory that the process may have now bounds how far the index will grow.
   CardIndex();
   bool isInitialised() const { return _initialised; }
 
-  // Appends an entry. kSuccess; kOutOfMemory, logged, when the table cannot grow.
+  // Appends an entry. kSuccess; kOutOfMemory, logged, when the table cannot grow or would
+  // take the memory that the machine needs to go on.
   [[nodiscard]] int32_t add(const CardPattern& key, uint32_t uniqid, char type, int32_t line,
                             int32_t csid, int64_t cardNumber) {
-    CardIndexEntry* const entry = _entries.nextSlot();
+    CardIndexEntry* const entry = count() < _limit ? _entries.nextSlot() : nullptr;
     if (entry == nullptr) return reportNoMemory();
     entry->key = key;
     entry->uniqid = uniqid;
@@ -66,6 +68,7 @@ class CardIndex {
   static int32_t reportNoMemory();
 
   StepArray<CardIndexEntry, kGrowthStep> _entries;
+  const int32_t _limit;  // Entries.
   bool _initialised;
 };
 

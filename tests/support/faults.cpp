@@ -93,6 +93,7 @@ int __real_close(int file);
 int __real_unlink(const char* path);
 int __real_chmod(const char* path, mode_t mode);
 int __real_stat(const char* path, struct stat* status);
+int __real_fcntl(int file, int command, ...);
 
 void* __wrap_realloc(void* old, size_t size) {
   return strikes(Call::kAllocate) ? nullptr : __real_realloc(old, size);
@@ -138,6 +139,11 @@ int __wrap_chmod(const char* path, mode_t mode) {
 }
 int __wrap_stat(const char* path, struct stat* status) {
   return strikes(Call::kStat) ? -1 : __real_stat(path, status);
+}
+
+// The locks of the product: its only use of this call.
+int __wrap_fcntl(int file, int command, struct flock* lock) {
+  return strikes(Call::kFcntl) ? -1 : __real_fcntl(file, command, lock);
 }
 
 unsigned __wrap_sleep(unsigned seconds) {

@@ -46,7 +46,8 @@ class TestSite {
   // A file as lines of hexadecimal digits, one for each `recordSize` bytes.
   std::string hex(const std::string& name, size_t recordSize) const {
     std::string text;
-    for (size_t i = 0; const unsigned char byte : folder.read(name)) {
+    for (size_t i = 0; const char c : folder.read(name)) {
+      const auto byte = static_cast<unsigned char>(c);
       text += "0123456789ABCDEF"[byte >> 4];
       text += "0123456789ABCDEF"[byte & 15];
       if (++i % recordSize == 0) text += '\n';
