@@ -1,13 +1,17 @@
 #include "support/syserr_report.h"
 
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
+#include <cstring>
+#include <random>
 #include <set>
 #include <string>
 
+#include "support/faults.h"
 #include "support/testfiles.h"
 
 namespace badgemint {
@@ -93,6 +97,60 @@ TEST(SyserrReport, LosesNoRecordOfSeveralWriters) {
   std::set<std::string> records;
   for (size_t at = 20; at < file.size(); at += 64) records.insert(file.substr(at, 2));
   EXPECT_EQ(records.size(), 250U);
+}
+
+// A ring stays readable when its writers die at any point: header and file size agree, and a
+// writer goes on behind the last record.
+TEST(SyserrReport, StaysReadableWhenWritersAreKilled) {
+  const TestFolder folder;
+  const std::string path = folder.path("errors");
+  std::mt19937 random(1);
+  for (int round = 0; round < 40; ++round) {
+    const auto startWriter = [&path](uint8_t name, int reports) {
+      const pid_t writer = fork();
+      if (writer != 0) return writer;
+      bool written = true;
+      for (int i = 0; i < reports; ++i) written &= reportOnce(path, Record{name});
+      _exit(written ? 0 : 1);
+    };
+    const pid_t victim = startWriter('v', 100000);
+    const pid_t survivor = startWriter('s', 10);
+    usleep(random() % 3000);
+    kill(victim, SIGKILL);
+    int status = -1;
+    waitpid(victim, nullptr, 0);
+    waitpid(survivor, &status, 0);
+    ASSERT_EQ(status, 0) << "round " << round;
+    ASSERT_TRUE(reportOnce(path, Record{'l'}));
+
+    const std::string file = folder.read("errors");
+    ErrorFileHeader header;
+    ASSERT_GE(file.size(), sizeof header);
+    std::memcpy(&header, file.data(), sizeof header);
+    ASSERT_EQ(bytesOf(header).substr(0, 8), bytesOf({4243, 64, 0, 0, 0}).substr(0, 8));
+    ASSERT_LT(header.lastslot, header.recordcount);
+    ASSERT_GE(file.size(), sizeof header + kErrorRecordSize * header.recordcount);
+    ASSERT_EQ(file[sizeof header + kErrorRecordSize * header.lastslot], 'l');
+  }
+}
+
+// Every call of a report fails once: the report says so, or is in the ring.
+TEST(SyserrReport, TellsWhichCallFailed) {
+  for (const Call call : {Call::kFcntl, Call::kRead, Call::kWrite, Call::kSeek, Call::kClose}) {
+    const TestFolder folder;
+    testing::internal::CaptureStdout();
+    int struck = 0;
+    for (int nth = 1; nth <= 10; ++nth) {
+      const ArmedFault fault({.call = call, .nth = nth});
+      const bool written = reportOnce(folder.path("errors"), Record{'r'});
+      struck += fault.struck();
+      // A lock that is not freed goes with the descriptor.
+      EXPECT_EQ(written, !fault.struck() || (call == Call::kFcntl && nth == 2));
+    }
+    const std::string printed = testing::internal::GetCapturedStdout();
+    EXPECT_GT(struck, 0);
+    EXPECT_EQ(printed.find("syserr_report: ERROR ") == printed.npos, call == Call::kClose);
+  }
 }
 
 }  // namespace

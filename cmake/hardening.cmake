@@ -1,0 +1,29 @@
+# What a distribution builds its packages with, added to the user's own flags: the program reads files
+# that anyone may have written, and writes files that open doors. Everything here is a defence of the
+# finished program; what changes code generation in optimised builds only is given to those alone.
+# Fortification and the library's assertions stay out of builds with tests, whose sweeps replace
+# system calls by their names, and out of the sanitizers' way.
+include(CheckCXXCompilerFlag)
+include(CheckPIESupported)
+
+check_pie_supported(LANGUAGES CXX)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+
+foreach(flag -fstack-protector-strong -fstack-clash-protection -fcf-protection)
+  string(MAKE_C_IDENTIFIER "BADGEMINT_HAS${flag}" supported)
+  check_cxx_compiler_flag("${flag} -Werror" ${supported}) # Not every processor has them all.
+  if(${supported})
+    add_compile_options(${flag})
+  endif()
+endforeach()
+add_link_options(-Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
+
+# The program is the same in whatever folder it is built.
+add_compile_options("-ffile-prefix-map=${PROJECT_SOURCE_DIR}=." "-ffile-prefix-map=${PROJECT_BINARY_DIR}=build")
+
+# For the library and the program, in optimised builds. Some compilers define _FORTIFY_SOURCE already.
+function(badgemint_hardening target)
+  if(BADGEMINT_FORTIFY)
+    target_compile_options(${target} PRIVATE "$<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=3;-D_GLIBCXX_ASSERTIONS>")
+  endif()
+endfunction()
