@@ -63,6 +63,20 @@ inline std::string withoutLineNumbers(const std::string& log) {
   return text;
 }
 
+// Bytes as hexadecimal digits in groups of four bytes, `perLine` bytes a line.
+template <typename Bytes>
+std::string hexLines(const Bytes& bytes, size_t perLine = 64) {
+  std::string text;
+  char digits[4];
+  for (size_t i = 0; const auto byte : bytes) {
+    if (i % perLine % 4 == 0 && !text.empty() && text.back() != '\n') text += ' ';
+    std::snprintf(digits, sizeof digits, "%02X", static_cast<uint8_t>(byte));
+    text += digits;
+    if (++i % perLine == 0) text += '\n';
+  }
+  return text;
+}
+
 // A logger of its own for one test: published while it lives, its text to be taken at the end.
 class TestLog {
  public:

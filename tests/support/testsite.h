@@ -18,6 +18,18 @@ inline std::string cdfText(const std::string& outputMask, const std::string& par
          "\n\n\n\n\n\n\n" + outputMask + "\n\n" + parity1 + "\n" + parity2 + "\n\n\n\n\n\n\n";
 }
 
+// Runs the stages of a build on these lines, in the current folder, and returns its result.
+inline int32_t buildCards(const std::string& cards) {
+  std::ofstream("cards") << cards;
+  std::filesystem::remove("ident");
+  std::filesystem::remove("access");
+  InputCards loader("cards", "ident", "access", "cardsets");
+  int32_t result = loader.isInitialised() ? loader.loadFormats("", "formats") : -1;
+  if (result == 0) result = loader.pass1();
+  if (result == 0) result = loader.pass2();
+  return result;
+}
+
 // Format 1 is 26 bits with an 8-bit facility code and a 16-bit number between parity bits; format 2
 // is a 32-bit number alone.
 class TestSite {
@@ -31,29 +43,7 @@ class TestSite {
   }
   ~TestSite() { std::filesystem::current_path("/"); }
 
-  // Runs the stages of a build on these lines and returns its result. Logs to `log`.
-  int32_t build(const std::string& cards) {
-    folder.write("cards", cards);
-    std::filesystem::remove(folder.path("ident"));
-    std::filesystem::remove(folder.path("access"));
-    InputCards loader("cards", "ident", "access", "cardsets");
-    int32_t result = loader.isInitialised() ? loader.loadFormats("", "formats") : -1;
-    if (result == 0) result = loader.pass1();
-    if (result == 0) result = loader.pass2();
-    return result;
-  }
-
-  // A file as lines of hexadecimal digits, one for each `recordSize` bytes.
-  std::string hex(const std::string& name, size_t recordSize) const {
-    std::string text;
-    for (size_t i = 0; const char c : folder.read(name)) {
-      const auto byte = static_cast<unsigned char>(c);
-      text += "0123456789ABCDEF"[byte >> 4];
-      text += "0123456789ABCDEF"[byte & 15];
-      if (++i % recordSize == 0) text += '\n';
-    }
-    return text;
-  }
+  int32_t build(const std::string& cards) const { return buildCards(cards); }
 
   TestFolder folder;
 };
