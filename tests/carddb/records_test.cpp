@@ -22,12 +22,12 @@ constexpr AccessRecord kAccess{0x01020304,
                                0xD1};
 
 TEST(Records, LieOnDiskAsDocumented) {
-  EXPECT_EQ(hex(encodeRecord(kIdent)),
-            "A0 01 02 03 04 05 06 07 08 09 0A 0B 0C 0D 0E AF 13 12 11 10 23 22 21 20 33 32 31 30 ");
+  EXPECT_EQ(hexLines(encodeRecord(kIdent)),
+            "A0010203 04050607 08090A0B 0C0D0EAF 13121110 23222120 33323130");
   EXPECT_EQ(decodeRecord<IdentRecord>(encodeRecord(kIdent)), kIdent);
-  EXPECT_EQ(hex(encodeRecord(kAccess)),
-            "04 03 02 01 12 34 F5 06 01 00 02 00 03 00 04 00 05 00 06 00 07 00 81 80 "
-            "64 63 62 61 74 73 72 71 84 83 82 81 94 93 92 91 2A B1 C1 D1 ");
+  EXPECT_EQ(hexLines(encodeRecord(kAccess)),
+            "04030201 1234F506 01000200 03000400 05000600 07008180 64636261 74737271 84838281 "
+            "94939291 2AB1C1D1");
   EXPECT_EQ(decodeRecord<AccessRecord>(encodeRecord(kAccess)), kAccess);
 }
 
@@ -60,7 +60,7 @@ TEST(Records, HaveTextForms) {
   EXPECT_STREQ(text, "0000000007   \xF1# 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0");
   for (int i = 0; i < 2; ++i) holder.toText(text);
   EXPECT_STREQ(text, "0 0000000007 0 0 0 0 0 0 0 0 0 0 0 0 1 0 0 0 0 0 0 0 0");
-  EXPECT_EQ(hex(holder.pincode), "0F 00 00 00 ");
+  EXPECT_EQ(hexLines(holder.pincode), "0F000000");
   EXPECT_EQ(log.take(), "[accessrecord] pincode for uniqid=7 was blank and is now 0\n");
 }
 

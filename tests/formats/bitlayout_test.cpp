@@ -6,16 +6,56 @@
 
 #include <algorithm>
 #include <random>
-#include <span>
+#include <string>
 
-#include "formats/CdfCardFormat.h"
-#include "formats/VffCardFormat.h"
-#include "formats/formatfiles.h"
-#include "support/result.h"
-#include "support/testfiles.h"
+#include "formats/CardFormat.h"
 
 namespace badgemint {
 namespace {
+
+constexpr const char* kKinds[] = {"MSB,BIN", "LSB,BIN", "MSB,BCD", "LSB,BCD",
+                                  "MSB,MSD", "LSB,MSD", "LSB,"};
+
+// Made in memory: the masks of a file of 144 positions, and the kinds of its fields.
+struct MadeFormat final : CardFormat {
+  std::array<std::string, 10> masks;  // Output, fixed and parity.
+  std::array<std::string, 8> kinds;
+
+  MadeFormat(std::mt19937_64& random) {
+    const auto below = [&](size_t n) { return random() % n; };
+    // Runs of equal characters; now and then the mask is too short.
+    const auto fill = [&](size_t mask, const std::string& characters, size_t longest) {
+      std::string& text = masks[mask];
+      while (text.size() < 144)
+        text.append(1 + below(longest), characters[below(characters.size())]);
+      text.resize(below(4) == 0 ? below(145) : 144);
+      BitMask& to = mask == 0 ? _outputBitMask : mask == 1 ? _fixedBitMask : _parityMasks[mask - 2];
+      std::ranges::copy(text, to.begin());
+    };
+    fill(0, std::array{"ABCDEFGHP.-*", "AB", "H*", "ABP.", "A*.P-a"}[below(5)], 1 + below(60));
+    fill(1, below(2) == 0 ? "." : "01...", 1 + below(9));
+    for (size_t mask = 2; mask < 10; ++mask)
+      fill(mask, below(3) == 0 ? "." : "XXX..E-O.", 1 + below(30));
+    for (size_t f = 0; f < 8; ++f) {
+      kinds[f] = kKinds[below(std::size(kKinds))];
+      _fieldDefs[f].dir = directionFromText(kinds[f].substr(0, 3).c_str());
+      _fieldDefs[f].ftyp = typeFromText(kinds[f].substr(4).c_str());
+    }
+    _cardNumberField = static_cast<int32_t>(below(8));
+    _numberParityBits = static_cast<int32_t>(below(10)) - 1;
+    _numberParityBits = std::min(_numberParityBits, 8);
+    compileMasks({'A', 'B', 'C', 'D', 'E', 'F', 'G', 'H'});
+    setNumberOfBits(below(2) == 0 ? usedPositions() : static_cast<int32_t>(below(145)));
+  }
+  int cardNumberField() const { return _cardNumberField; }
+  int parityBits() const { return _numberParityBits; }
+  int numberOfBits() const { return _numberOfBits; }
+
+  int32_t loadFormatFile(const char*) override { return 0; }
+  void printInfo() const override {}
+  void parseFieldDef(FieldDefinition&, char*) override {}
+  int32_t readFormatLine(LineReader&, FormatLine&, bool) override { return 0; }
+};
 
 // Positions outside read 0 and are never written.
 template <int Size>
@@ -30,24 +70,17 @@ struct Bits {
 struct Judge {
   static constexpr uint64_t kCodes[] = {0x01, 0x10, 0x08, 0x19, 0x04, 0x15, 0x0D, 0x1C, 0x02, 0x13};
 
-  const TestLayout& layout;
-  bool vff;
-  int parityBits;
-  int numberOfBits = 0;
+  const MadeFormat& layout;
+  const int bytes = (layout.numberOfBits() + 7) / 8 * 8;
 
   char at(size_t mask, int p) const {
     const auto i = static_cast<size_t>(p);
     return i < layout.masks[mask].size() ? layout.masks[mask][i] : '\0';
   }
-  bool belongs(int p, int field) const { return at(0, p) == (vff ? '*' : 'A' + field); }
+  bool belongs(int p, int field) const { return at(0, p) == 'A' + field; }
   bool isUsed(int p) const {
     if (at(0, p) == '.') return at(1, p) == '0' || at(1, p) == '1';
-    return at(0, p) == 'P' || (vff ? at(0, p) == '*' : at(0, p) >= 'A' && at(0, p) <= 'H');
-  }
-  int used() const {
-    int count = 0;
-    for (int p = 0; p < 144; ++p) count += isUsed(p);
-    return count;
+    return at(0, p) == 'P' || (at(0, p) >= 'A' && at(0, p) <= 'H');
   }
   int last() const {
     int p = 143;
@@ -60,7 +93,7 @@ struct Judge {
     return count;
   }
   bool is(int field, const char* word) const {
-    return layout.fields[static_cast<size_t>(field)].find(word) != std::string::npos;
+    return layout.kinds[static_cast<size_t>(field)].find(word) != std::string::npos;
   }
   Bits<64> directed(const Bits<64>& value, int field) const {
     if (!is(field, "LSB")) return value;
@@ -111,28 +144,25 @@ struct Judge {
   }
   CardPattern encode(std::array<int64_t, 8> values, int64_t card) const {
     Bits<144> work;
-    values[static_cast<size_t>(layout.cardNumberField)] = card;
+    values[static_cast<size_t>(layout.cardNumberField())] = card;
     for (int field = 0; field < 8; ++field) {
-      if (vff && field != layout.cardNumberField) continue;
       const Bits<64> bits = toBits(values[static_cast<size_t>(field)], field);
       for (int p = 143, cursor = 63; p >= 0; --p)
         if (belongs(p, field)) work.put(p, bits.get(cursor--));
     }
     for (int p = 0; p < 144; ++p)
       if (at(1, p) == '0' || at(1, p) == '1') work.put(p, at(1, p) == '1');
-    for (int i = 0; i < parityBits; ++i) placeParity(static_cast<size_t>(2 + i), work);
+    for (int i = 0; i < layout.parityBits(); ++i) placeParity(static_cast<size_t>(2 + i), work);
     CardPattern pattern{};
-    const int n = (numberOfBits + 7) / 8 * 8;
-    for (int d = 0, s = last(); d < std::min(n, 128); ++d)
+    for (int d = 0, s = last(); d < std::min(bytes, 128); ++d)
       pattern[static_cast<size_t>(d / 8)] |=
-          static_cast<uint8_t>(work.get(s - (n - 1) + d) << (7 - d % 8));
+          static_cast<uint8_t>(work.get(s - (bytes - 1) + d) << (7 - d % 8));
     return pattern;
   }
   int64_t decode(const CardPattern& pattern, int field) const {
     Bits<144> work;
-    const int n = (numberOfBits + 7) / 8 * 8;
-    for (int d = 0, s = last(); d < std::min(n, 128); ++d)
-      work.put(s - (n - 1) + d, pattern[static_cast<size_t>(d / 8)] >> (7 - d % 8) & 1);
+    for (int d = 0, s = last(); d < std::min(bytes, 128); ++d)
+      work.put(s - (bytes - 1) + d, pattern[static_cast<size_t>(d / 8)] >> (7 - d % 8) & 1);
     Bits<64> bits;
     for (int p = 143, cursor = 63; p >= 0; --p)
       if (belongs(p, field)) bits.put(cursor--, work.get(p));
@@ -140,90 +170,35 @@ struct Judge {
   }
 };
 
-struct Generator {
-  std::mt19937_64 random{20261121};
-
-  size_t below(size_t n) { return random() % n; }
-  int64_t number() {
-    return static_cast<int64_t>((random() >> below(64)) * (below(4) ? 1 : ~uint64_t{0}));
-  }
-
-  // Runs of equal characters; now and then the mask is too short.
-  std::string mask(const std::string& characters, size_t size, size_t longest) {
-    std::string text;
-    while (text.size() < size)
-      text.append(1 + below(longest), characters[below(characters.size())]);
-    text.resize(below(4) == 0 ? below(size + 1) : size);
-    return text;
-  }
-  TestLayout layout(bool vff, size_t width) {
-    TestLayout result;
-    const char* const outputs[] = {"ABCDEFGHP.-*", "AB", "H*", "ABP.", "A*.P-a"};
-    result.masks[0] = mask(outputs[below(5)], width, 1 + below(60));
-    result.masks[1] = mask(below(2) == 0 ? "." : "01...", width, 1 + below(9));
-    for (std::string& parity : std::span(result.masks).subspan(2))
-      parity = below(3) ? mask("XXX..E-O.", width, 1 + below(30)) : std::string(width, '.');
-    result.cardNumberField = static_cast<int>(below(8));
-    result.parityBits = static_cast<int>(below(10)) - 1;
-    const char* const fields[] = {"MSB,BIN", "LSB,BIN", "MSB,BCD", "LSB,BCD",
-                                  "MSB,MSD", "LSB,MSD", "LSB,"};
-    for (int i = 0; i < 8; ++i)  // A VFF file has nothing to say on the other fields.
-      if (!vff || i == result.cardNumberField)
-        result.fields[static_cast<size_t>(i)] = fields[below(7)];
-    return result;
-  }
-};
-
-void compare(CardFormat& format, const Judge& judge, Generator& make) {
-  std::array<int64_t, 8> values{};
-  ASSERT_EQ(format.lastUsedBit(), judge.last());
-  for (int card = 0; card < 3; ++card) {
-    for (size_t f = 0; f < 8 && card != 1; ++f)
-      format.setFieldValue(static_cast<int32_t>(f), values[f] = make.number());
-    const int64_t number = make.number();
-    CardPattern pattern;
-    int32_t bits = -1;
-    format.encodeCard(number, pattern, bits);
-    ASSERT_EQ(pattern, judge.encode(values, number));
-    ASSERT_EQ(bits, judge.numberOfBits);
-    if (card == 2)
-      for (uint8_t& byte : pattern) byte = static_cast<uint8_t>(make.below(256));
-    ASSERT_EQ(format.decodeCardNumber(pattern),
-              judge.decode(pattern, judge.layout.cardNumberField));
-    for (int f = 0; f < 8; ++f) {
-      int64_t value = -1;
-      format.decodeField(pattern, f, value);
-      ASSERT_EQ(value, judge.decode(pattern, f)) << "field " << f;
-      ASSERT_EQ(format.fieldBitCount(f), judge.width(f));
-    }
-  }
-}
-
 TEST(BitLayout, AgreesWithTheJudge) {
-  TestFolder folder;
-  Generator make;
-  for (int round = 0; round < 1000 && !HasFatalFailure(); ++round) {
-    SCOPED_TRACE(round);
-    const size_t width = 48 * (1 + make.below(3));
-    const TestLayout text = make.layout(false, width);
-    CdfCardFormat cdf;
-    ASSERT_EQ(cdf.loadFormatFile(folder.write("cdf", text.cdf(width)).c_str()), kSuccess);
-    Judge judge{text, false, std::min(text.parityBits, 8)};
-    judge.numberOfBits = judge.used();
-    compare(cdf, judge, make);
-
-    const TestLayout records = make.layout(true, 144);
-    Judge other{records, true, 0, static_cast<int>(make.below(145))};
-    for (const std::string& mask : std::span(records.masks).subspan(2))
-      other.parityBits += mask != std::string(144, '.');
-    std::string kind = records.fields[static_cast<size_t>(records.cardNumberField)];
-    kind[3] = ' ';
-    const std::string definition = std::to_string(other.numberOfBits) + " " +
-                                   std::to_string(records.cardNumberField + 1) + " " + kind;
-    VffCardFormat vff;
-    const std::string path = folder.write("vff", twoBytes(records.vffText(definition)));
-    ASSERT_EQ(vff.loadFormatFile(path.c_str()), kSuccess);
-    compare(vff, other, make);
+  std::mt19937_64 random{20261121};
+  const auto number = [&random] {
+    return static_cast<int64_t>((random() >> random() % 64) * (random() % 4 ? 1 : ~uint64_t{0}));
+  };
+  for (int round = 0; round < 500; ++round) {
+    MadeFormat format(random);
+    const Judge judge{format};
+    std::array<int64_t, 8> values{};
+    ASSERT_EQ(format.lastUsedBit(), judge.last());
+    for (int card = 0; card < 3; ++card) {
+      for (size_t f = 0; f < 8 && card != 1; ++f)
+        format.setFieldValue(static_cast<int32_t>(f), values[f] = number());
+      const int64_t cardNumber = number();
+      CardPattern pattern;
+      int32_t bits = -1;
+      format.encodeCard(cardNumber, pattern, bits);
+      ASSERT_EQ(pattern, judge.encode(values, cardNumber)) << round;
+      ASSERT_EQ(bits, format.numberOfBits());
+      if (card == 2)
+        for (uint8_t& byte : pattern) byte = static_cast<uint8_t>(random());
+      ASSERT_EQ(format.decodeCardNumber(pattern), judge.decode(pattern, format.cardNumberField()));
+      for (int f = 0; f < 8; ++f) {
+        int64_t value = -1;
+        format.decodeField(pattern, f, value);
+        ASSERT_EQ(value, judge.decode(pattern, f)) << round << ", field " << f;
+        ASSERT_EQ(format.fieldBitCount(f), judge.width(f));
+      }
+    }
   }
 }
 

@@ -1,0 +1,48 @@
+#include "carddb/databases.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "cardsets/cardsets.h"
+#include "site/accesslevel.h"
+
+namespace badgemint {
+namespace {
+
+TEST(IdentFile, FollowsTheTranscript) {
+  IdentFile file;
+  Commands commands;
+  addIdentCommands(commands, file);
+  commands["pipe"] = [](Call& c) { c.out << mkfifo(c.name(0), 0600); };
+  commands["umask"] = [](Call& c) { umask(c.as<mode_t>(0)); };
+  commands["mode"] = [](Call& c) {
+    c.out << std::oct << static_cast<int>(std::filesystem::status(c.word(0)).permissions());
+  };
+  commands["stats"] = [&](Call& c) {
+    uint32_t count = 0, capacity = 0;
+    file.indexStats(count, capacity);
+    c.out << count << '/' << capacity;
+  };
+  commands["unloaded-card-sets"] = [&](Call& c) {
+    cardsets sets;
+    const int32_t loaded = sets.load(c.name(0));
+    c.out << loaded << ' ' << file.countUnloadedCardSets(sets);
+  };
+  play("carddb/identfile.txt", commands);
+}
+
+TEST(AccessFile, FollowsTheTranscript) {
+  AccessFile file;
+  Commands commands;
+  addAccessCommands(commands, file);
+  commands["check-levels"] = [&](Call& c) {
+    AccessLevelSet levels;
+    for (size_t i = 0; i < c.words.size(); ++i)
+      EXPECT_TRUE(levels.add(std::make_unique<AccessLevel>(c.as<uint32_t>(i))));
+    c.out << file.checkAccessLevels(levels);
+  };
+  play("carddb/accessfile.txt", commands);
+}
+
+}  // namespace
+}  // namespace badgemint

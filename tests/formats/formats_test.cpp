@@ -1,0 +1,178 @@
+// The three kinds of format files, the formats file, the set of formats and the step that loads
+// all of them, by their transcripts.
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "formats/CdfCardFormat.h"
+#include "formats/EffCardFormat.h"
+#include "formats/VffCardFormat.h"
+#include "formats/fmtfile.h"
+#include "formats/formatfiles.h"
+#include "formats/loadformats.h"
+#include "support/result.h"
+#include "support/masterconfiguration.h"
+#include "support/script.h"
+#include "support/testfiles.h"
+
+namespace badgemint {
+namespace {
+
+std::unique_ptr<CardFormat> formatOf(const std::string& kind) {
+  if (kind == "cdf") return std::make_unique<CdfCardFormat>();
+  if (kind == "eff") return std::make_unique<EffCardFormat>();
+  return std::make_unique<VffCardFormat>();
+}
+
+std::string contentOf(const std::string& name) {
+  std::ifstream file(name, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// The first `count` lines of a text; of the last one without its end if `open`.
+std::string firstLines(const std::string& text, int64_t count, bool open) {
+  size_t end = 0;
+  while (count-- > 0) end = text.find('\n', end) + 1;
+  return text.substr(0, end - (open ? 1 : 0));
+}
+
+void encode(Call& c, CardFormat& format) {
+  CardPattern pattern;
+  int32_t bits = 0;
+  int64_t outside = -1;
+  for (const int32_t field : {-1, 0, 8}) format.setFieldValue(field, c.number(0));
+  format.encodeCard(c.number(1), pattern, bits);
+  format.decodeField(pattern, 8, outside);
+  c.out << bits << ' ' << hexLines(pattern) << ' ' << format.decodeCardNumber(pattern);
+  if (outside != 0) c.out << " reads outside";
+}
+
+TEST(CardFormat, FollowsTheTranscripts) {
+  std::unique_ptr<CardFormat> format;
+  const Commands commands = {
+      {"eff", [](Call& c) { std::ofstream(c.word(0)) << effFile(c.input); }},
+      {"vff", [](Call& c) { std::ofstream(c.word(0)) << vffFile(c.input); }},
+      {"load",  // A kind and its file; the format is used even if it is not loaded.
+       [&](Call& c) {
+         format = formatOf(c.word(0));
+         c.out << format->loadFormatFile(c.name(1));
+         CardPattern pattern;
+         int32_t bits = 0;
+         format->encodeCard(-1, pattern, bits);
+       }},
+      {"load-both",  // The input as CDF and EFF files; told once if both say the same.
+       [&](Call& c) {
+         std::ofstream("both") << c.input;
+         c.out << CdfCardFormat().loadFormatFile("both") << ' ';
+         std::ofstream("both") << effFile(c.input);
+         c.out << EffCardFormat().loadFormatFile("both");
+       }},
+      {"edit-both",  // The file 26.cdf with line N replaced by the input.
+       [&](Call& c) {
+         const std::string text = contentOf("26.cdf");
+         const size_t from = firstLines(text, c.number(0) - 1, false).size();
+         std::ofstream("cdf") << std::string(text).replace(from, text.find('\n', from) + 1 - from,
+                                                           c.input);
+         std::ofstream("eff") << effFile(contentOf("cdf"));
+         c.out << CdfCardFormat().loadFormatFile("cdf") << ' ';
+         c.out << EffCardFormat().loadFormatFile("eff");
+       }},
+      {"first-lines",  // Of a CDF file, as both kinds; "open" leaves out the end of the last.
+       [&](Call& c) {
+         const std::string text =
+             firstLines(contentOf(c.word(0)), c.number(1), c.word(2) == "open");
+         std::ofstream("cdf") << text;
+         std::ofstream("eff") << effFile(text);
+         c.out << CdfCardFormat().loadFormatFile("cdf") << ' ';
+         c.out << EffCardFormat().loadFormatFile("eff");
+       }},
+      {"loads",  // A kind and its file, cut to N bytes, for each N.
+       [&](Call& c) {
+         for (size_t i = 2; i < c.words.size(); ++i) {
+           std::filesystem::resize_file(c.word(1), c.as<size_t>(i));
+           c.out << formatOf(c.word(0))->loadFormatFile(c.name(1)) << ' ';
+         }
+       }},
+      {"crlf",
+       [](Call& c) {
+         std::string text = contentOf(c.word(0));
+         for (size_t at = 0; (at = text.find('\n', at)) != std::string::npos; at += 2)
+           text.replace(at, 1, "\r\n");
+         std::ofstream(c.word(0)) << text;
+       }},
+      {"encode", [&](Call& c) { encode(c, *format); }},
+      {"id", [&](Call& c) { format->setFormatID(c.as<uint32_t>(0)); }},
+      {"info", [&](Call&) { format->printInfo(); }},
+  };
+  for (const char* const part : {"known-cards", "cdf-eff", "vff"})
+    play(std::string("formats/") + part + ".txt", commands);
+}
+
+// Prints the entries of a formats file up to its end.
+void printEntries(Call& c, fmtfile& file) {
+  uint32_t id = 0;
+  FormatFileName name;
+  int32_t rc = kSuccess;
+  while ((rc = file.readEntryBaseName(id, name)) == kSuccess)
+    c.out << id << ':' << name.data() << '\n';
+  c.out << rc;
+}
+
+TEST(LoadFormats, FollowsTheTranscript) {
+  fmtfile file;
+  CardFormatSet formats;
+  ASSERT_EQ(formats.create(1), kSuccess);
+  play("formats/formats-file.txt",
+       {{"entries",
+         [&](Call& c) {
+           std::ofstream("list") << c.input;
+           EXPECT_EQ(file.open("list"), kSuccess);
+           printEntries(c, file);
+         }},
+        {"close", [&](Call&) { file.close(); }},
+        {"open", [&](Call& c) { c.out << file.open(c.name(0)); }},
+        {"read",
+         [&](Call& c) {
+           uint32_t id = 0;
+           FormatFileName name;
+           c.out << file.readEntry(id, name) << ' ' << name.data();
+         }},
+        {"configure",
+         [&](Call& c) {
+           MasterConfiguration configuration(1, c.name(0));
+           c.out << file.openFromConfiguration(configuration);
+         }},
+        {"add",  // The kind is seen in what it prints.
+         [&](Call& c) {
+           CardFormat* const format = formats.addFormat(7, c.text.c_str());
+           c.out << (format == nullptr ? "none" : typeid(*format).name());
+         }},
+        {"load",
+         [&](Call& c) {
+           c.out << loadFormats("caller", c.word(0).c_str(), c.name(1), formats) << ", "
+                 << formats.count() << " formats";
+         }},
+        {"find", [&](Call& c) {
+           CardFormat* const format = formats.findFormat(c.as<uint32_t>(0));
+           c.out << (format != nullptr ? "found" : "not found");
+           if (format != nullptr && c.words.size() > 1) format->setFormatID(c.as<uint32_t>(1));
+         }}});
+}
+
+TEST(Fieldstate, FollowsTheTranscript) {
+  play("formats/fieldstate.txt",
+       {{"bits",
+         [](Call& c) {
+           const fieldstate state{typeFromText(c.name(1)), directionFromText(c.name(0)),
+                                  c.as<int32_t>(2)};
+           c.out << "0x" << std::hex << std::uppercase << state.toBits(c.number(3));
+         }},
+        {"value", [](Call& c) {
+           const fieldstate state{typeFromText(c.name(1)), directionFromText(c.name(0)),
+                                  c.as<int32_t>(2)};
+           c.out << state.toValue(std::stoull(c.word(3), nullptr, 0));
+         }}});
+}
+
+}  // namespace
+}  // namespace badgemint
