@@ -161,6 +161,7 @@ inline void addAccessCommands(Commands& commands, AccessFile& file) {
     c.out << result;
     if (result == 0) c.out << " at " << recno << ": " << hexLines(bytesOf(record));
   };
+  commands["access-read-ahead"] = [&](Call&) { file.startReadingAhead(); };
   commands["put-access"] = [&](Call& c) { c.out << file.putAccess(accessOf(c, 0)); };
   commands["update-validity"] = [&](Call& c) { c.out << file.updateAccessTimes(accessOf(c, 0)); };
   // Unique ID, value, flag 2, whether to keep the validity.

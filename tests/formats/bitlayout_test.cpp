@@ -20,6 +20,7 @@ constexpr const char* kKinds[] = {"MSB,BIN", "LSB,BIN", "MSB,BCD", "LSB,BCD",
 struct MadeFormat final : CardFormat {
   std::array<std::string, 10> masks;  // Output, fixed and parity.
   std::array<std::string, 8> kinds;
+  int32_t bitCount = BitLayout::kCountBits;
 
   MadeFormat(std::mt19937_64& random) {
     const auto below = [&](size_t n) { return random() % n; };
@@ -44,12 +45,11 @@ struct MadeFormat final : CardFormat {
     _cardNumberField = static_cast<int32_t>(below(8));
     _numberParityBits = static_cast<int32_t>(below(10)) - 1;
     _numberParityBits = std::min(_numberParityBits, 8);
-    compileMasks({'A', 'B', 'C', 'D', 'E', 'F', 'G', 'H'});
-    setNumberOfBits(below(2) == 0 ? usedPositions() : static_cast<int32_t>(below(145)));
+    if (below(2) == 0) bitCount = static_cast<int32_t>(below(145));
+    compileMasks({'A', 'B', 'C', 'D', 'E', 'F', 'G', 'H'}, bitCount);
   }
   int cardNumberField() const { return _cardNumberField; }
   int parityBits() const { return _numberParityBits; }
-  int numberOfBits() const { return _numberOfBits; }
 
   int32_t loadFormatFile(const char*) override { return 0; }
   void printInfo() const override {}
@@ -71,7 +71,8 @@ struct Judge {
   static constexpr uint64_t kCodes[] = {0x01, 0x10, 0x08, 0x19, 0x04, 0x15, 0x0D, 0x1C, 0x02, 0x13};
 
   const MadeFormat& layout;
-  const int bytes = (layout.numberOfBits() + 7) / 8 * 8;
+  const int numberOfBits = layout.bitCount == BitLayout::kCountBits ? used() : layout.bitCount;
+  const int bytes = (numberOfBits + 7) / 8 * 8;
 
   char at(size_t mask, int p) const {
     const auto i = static_cast<size_t>(p);
@@ -81,6 +82,11 @@ struct Judge {
   bool isUsed(int p) const {
     if (at(0, p) == '.') return at(1, p) == '0' || at(1, p) == '1';
     return at(0, p) == 'P' || (at(0, p) >= 'A' && at(0, p) <= 'H');
+  }
+  int used() const {
+    int count = 0;
+    for (int p = 0; p < 144; ++p) count += isUsed(p);
+    return count;
   }
   int last() const {
     int p = 143;
@@ -188,7 +194,7 @@ TEST(BitLayout, AgreesWithTheJudge) {
       int32_t bits = -1;
       format.encodeCard(cardNumber, pattern, bits);
       ASSERT_EQ(pattern, judge.encode(values, cardNumber)) << round;
-      ASSERT_EQ(bits, format.numberOfBits());
+      ASSERT_EQ(bits, judge.numberOfBits);
       if (card == 2)
         for (uint8_t& byte : pattern) byte = static_cast<uint8_t>(random());
       ASSERT_EQ(format.decodeCardNumber(pattern), judge.decode(pattern, format.cardNumberField()));

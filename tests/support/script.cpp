@@ -18,7 +18,7 @@ namespace {
 // Takes the code of a character behind a backslash.
 char decoded(const std::string& code, size_t& at) {
   const char c = code[at++];
-  if (c != 'x') return c == 't' ? '\t' : c == 'n' ? '\n' : c;
+  if (c != 'x') return c == 't' ? '\t' : c == 'n' ? '\n' : c == 'r' ? '\r' : c;
   at += 2;
   return static_cast<char>(std::stoi(code.substr(at - 2, 2), nullptr, 16));
 }
@@ -117,7 +117,11 @@ class Player {
     call.input = std::exchange(_input, "");
     if (!_commands.contains(name)) return "no such command\n";
     testing::internal::CaptureStdout();
-    _commands[name](call);
+    try {
+      _commands[name](call);
+    } catch (const std::exception& wrong) {
+      call.out << "exception: " << wrong.what();
+    }
     std::string output = testing::internal::GetCapturedStdout() + call.out.str();
     if (!output.empty() && !output.ends_with('\n')) output += '\n';
     return encoded(output + _log.take());

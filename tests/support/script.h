@@ -5,8 +5,8 @@
 //   $ command word word    what follows is what it printed, then what it logged
 //   > a line of its input
 //
-// Words and texts know \t, \xHH, \n, \\ and "\{300x}" for 300 x's; a "\" at the end of a line of
-// text says that the line has no end; "" is an empty word.
+// Words and texts know \n, \r, \t, \xHH, \\ and "\{300x}" for 300 x's; a "\" at the end of a line
+// of text says that the line has no end; "" is an empty word.
 #ifndef BADGEMINT_TESTS_SUPPORT_SCRIPT_H
 #define BADGEMINT_TESTS_SUPPORT_SCRIPT_H
 

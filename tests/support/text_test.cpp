@@ -1,14 +1,18 @@
+// Texts, words, numbers, dates, packed digits, bits, lines and the master configuration.
 #include <gtest/gtest.h>
+#include <syslog.h>
 
+#include <cerrno>
 #include <random>
-#include <vector>
 
 #include "support/bits.h"
+#include "support/datetime.h"
 #include "support/fieldscanner.h"
 #include "support/linelist.h"
 #include "support/linereader.h"
+#include "support/masterconfiguration.h"
 #include "support/packeddecimal.h"
-#include "support/result.h"
+#include "support/script.h"
 #include "support/testfiles.h"
 #include "support/textutil.h"
 #include "support/tokenizer.h"
@@ -16,39 +20,96 @@
 namespace badgemint {
 namespace {
 
-std::string words(std::string line, const char* delimiters = kWordDelimiters) {
-  Tokenizer tokens;
-  tokens.split(line.data(), delimiters);
-  std::string joined;
-  while (const char* word = tokens.next()) joined += std::string(word) + "|";
-  EXPECT_EQ(tokens.next(), nullptr);
-  return joined;
+TEST(Text, FollowsTheTranscript) {
+  const auto words = [](Call& c, const char* delimiters) {
+    Tokenizer tokens;
+    tokens.split(c.text.data(), delimiters);
+    while (const char* const word = tokens.next()) c.out << word << '|';
+    c.out << tokens.count() << (tokens.next() == nullptr ? "" : " and more");
+  };
+  play("support/text.txt",
+       {{"words", [&](Call& c) { words(c, kWordDelimiters); }},
+        {"blank-words", [&](Call& c) { words(c, " "); }},
+        {"take-apart",
+         [](Call& c) {
+           Tokenizer tokens;
+           tokens.split(c.text.data(), " ");
+           c.out << tokens.stripEqualsFirst() << ' ' << tokens.unquoteSecond();
+           tokens.next();
+           tokens.next();
+           c.out << ' ' << tokens.nextInt();
+           c.out << ' ' << tokens.nextInt();
+         }},
+        {"join", [](Call& c) { c.out << joinedPath(c.name(0), c.name(1)).get(); }},
+        {"join-into",  // A buffer of N characters.
+         [](Call& c) {
+           std::string name = c.word(1);
+           name.resize(c.as<size_t>(2));
+           joinPath(c.name(0), name.data(), name.size());
+           c.out << name.c_str();
+         }},
+        {"blank", [](Call& c) { c.out << isBlank(c.text.c_str()); }},
+        {"pack",  // Into 4 bytes, and back.
+         [](Call& c) {
+           std::array<uint8_t, 4> bytes = {0xEE, 0xEE, 0xEE, 0xEE};
+           packDigits(c.word(0), bytes);
+           c.out << hexLines(bytes) << ' ' << DigitText<8>(bytes).c_str();
+         }},
+        {"unpack-AE", [](Call& c) { c.out << DigitText<2>(std::array<uint8_t, 1>{0xAE}).c_str(); }},
+        {"saturates", [](Call& c) { c.out << scanInt64(c.name(0)).saturated; }},
+        {"date",
+         [](Call& c) {
+           uint32_t seconds = 7;
+           c.out << parseDateTime(c.text.c_str(), seconds);
+           c.out << ' ' << seconds;
+         }},
+        {"join-start",
+         [](Call& c) { c.out << joinDateTime(PeriodEnd::kStart, c.word(0), c.word(1)).data(); }},
+        {"join-end",
+         [](Call& c) { c.out << joinDateTime(PeriodEnd::kEnd, c.word(0), c.word(1)).data(); }},
+        {"format-date", [](Call& c) { c.out << formatDateTime(c.as<uint32_t>(0)).data(); }},
+        {"split-date", [](Call& c) {
+           const DateAndTime parts = splitDateTime(c.word(0));
+           c.out << parts.date.data() << ' ' << parts.time.data();
+         }}});
 }
 
-TEST(Tokenizer, SplitsAndCutsComments) {
-  const struct {
-    const char *line, *words;
-  } rows[] = {{" \t\r\n=", ""},         {"a=b # c", "a|b|"}, {"abc#def ghi", "abc|ghi|"},
-              {"abc #def ghi", "abc|"}, {"#a b", ""},        {"5 = CARD.CDF\r\n", "5|CARD.CDF|"},
-              {"a\vb", "a\vb|"}};
-  for (const auto& row : rows) EXPECT_EQ(words(row.line), row.words) << row.line;
-  EXPECT_EQ(words("a\tb c", " "), "a\tb|c|");
-
-  std::string many;
-  for (int i = 0; i < 151; ++i) many += "w ";
-  EXPECT_EQ(words(many).size(), 2 * 150u);
+TEST(MasterConfiguration, FollowsTheTranscript) {
+  std::optional<MasterConfiguration> configuration;
+  LineReader reader;
+  play("support/masterconfiguration.txt",
+       {{"load",
+         [&](Call& c) {
+           std::ofstream("conf") << c.input;
+           configuration.emplace(1, "conf");
+         }},
+        {"load-missing", [&](Call& c) { configuration.emplace(1, c.name(0)); }},
+        {"save", [&](Call& c) { c.out << configuration->save(c.name(0)); }},
+        {"number", [&](Call& c) { c.out << configuration->number(c.name(0)); }},
+        {"find", [&](Call& c) { c.out << (configuration->find(c.name(0)) ? "found" : "none"); }},
+        {"set", [&](Call& c) { c.out << configuration->setValue(c.name(0), c.name(1)); }},
+        {"exists", [&](Call& c) { c.out << configuration->entryFileExists(c.name(0)); }},
+        {"open", [&](Call& c) {
+           errno = EINVAL;
+           c.out << configuration->openEntryFile(c.name(0), reader);
+           if (errno != EINVAL) c.out << (errno == 0 ? " no error" : " missing");
+         }}});
 }
 
-TEST(Tokenizer, TakesWordsApart) {
-  std::string line = "name= \"value\" 12x";
-  Tokenizer tokens;
-  tokens.split(line.data(), " ");
-  EXPECT_STREQ(tokens.stripEqualsFirst(), "name");
-  EXPECT_STREQ(tokens.unquoteSecond(), "value");
-  tokens.next();
-  tokens.next();
-  EXPECT_EQ(tokens.nextInt(), 12);
-  EXPECT_EQ(tokens.nextInt(), 0);
+TEST(MasterConfiguration, TellsTheSystemLogOnceThatAFileIsMissing) {
+  const std::string path(129, 'p');
+  const int mask = setlogmask(LOG_MASK(LOG_ERR));
+  openlog("test", LOG_PERROR, LOG_USER);
+  testing::internal::CaptureStderr();
+  MasterConfiguration configuration(1, path.c_str());
+  EXPECT_EQ(configuration.find("a"), nullptr);
+  EXPECT_EQ(configuration.number("a"), 0);
+  EXPECT_FALSE(configuration.save("/none/x"));
+  const std::string text = "test: MasterConfiguration: failed to open master configuration (";
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            text + path.substr(1) + ")\n" + text + "/none/x)\n");
+  closelog();
+  setlogmask(mask);
 }
 
 TEST(LineList, GrowsByTenAndKeepsCopies) {
@@ -59,52 +120,12 @@ TEST(LineList, GrowsByTenAndKeepsCopies) {
   EXPECT_EQ(lines.get(11), nullptr);
 }
 
-TEST(Text, JoinsPathsWithABackslash) {
-  const std::string longName(300, 'n');
-  const struct {
-    std::string directory, name, joined;
-  } rows[] = {{"", "cards.txt", "cards.txt"},
-              {"data", "cards.txt", "data\\cards.txt"},
-              {"data\\", "cards.txt", "data\\cards.txt"},
-              {"data/", "", "data/\\"},
-              {"", longName, longName},
-              {"data", longName, "data\\" + longName.substr(0, 249)}};
-  for (const auto& row : rows)
-    EXPECT_EQ(std::string(joinedPath(row.directory.c_str(), row.name.c_str()).get()), row.joined);
-  char tight[8] = "name";
-  joinPath("data", tight, sizeof tight);
-  EXPECT_STREQ(tight, "data\\na");
-
-  EXPECT_TRUE(isBlank(" \t\n\v\f\r"));
-  EXPECT_FALSE(isBlank(" \x01"));
-}
-
-TEST(PackedDecimal, WritesOneFillerNibble) {
-  const struct {
-    const char* digits;
-    std::vector<uint8_t> bytes;
-  } rows[] = {{"1234", {0x12, 0x34, 0xF0, 0xEE}},
-              {"0", {0x0F, 0xEE, 0xEE, 0xEE}},
-              {"123", {0x12, 0x3F, 0xEE, 0xEE}},
-              {"12345678", {0x12, 0x34, 0x56, 0x78}},
-              {"123456789", {0x12, 0x34, 0x56, 0x78}}};
-  for (const auto& row : rows) {
-    std::vector<uint8_t> bytes(4, 0xEE);
-    packDigits(row.digits, bytes);
-    EXPECT_EQ(bytes, row.bytes) << row.digits;
-    EXPECT_STREQ(DigitText<8>(bytes).c_str(), std::string(row.digits).substr(0, 8).c_str());
-  }
-  EXPECT_STREQ(DigitText<2>(std::vector<uint8_t>{0xAE}).c_str(), ":>");
-}
-
 TEST(Bits, ArePositionsMostSignificantFirst) {
   uint8_t bytes[2] = {0, 0xFF};
   setBit(bytes, 0);
   setBit(bytes, -1);
   clearBit(bytes, 9);
   clearBit(bytes, -7);
-  EXPECT_EQ(bytes[0], 0x80);
-  EXPECT_EQ(bytes[1], 0xBF);
   EXPECT_EQ(getBit(bytes, 0) + 2 * getBit(bytes, 9) + 4 * getBit(bytes, -1), 1);
   testing::internal::CaptureStdout();
   printHexLine(bytes);
@@ -127,8 +148,7 @@ TEST(LineReader, ReadsAsFgetsDoes) {
     ASSERT_STREQ(reader.line(), expected);
   }
   std::fclose(file);
-  EXPECT_EQ(reader.readLine(30), LineReader::Status::kEnd);
-  EXPECT_EQ(reader.readLine(30), LineReader::Status::kEnd);
+  for (int i = 0; i < 2; ++i) EXPECT_EQ(reader.readLine(30), LineReader::Status::kEnd);
 
   ASSERT_TRUE(reader.open(path.c_str()));
   for (size_t i = 0; i < content.size(); ++i) {
@@ -145,6 +165,50 @@ TEST(LineReader, ReadsAsFgetsDoes) {
   EXPECT_EQ(reader.readLine(30), LineReader::Status::kError);
   EXPECT_TRUE(reader.failed());
   EXPECT_FALSE(reader.open(folder.path("none").c_str()));
+}
+
+std::string anyField(std::mt19937& random) {
+  static std::istringstream words(
+      "0 -1 +7 --1 + - 2147483647 2147483648 -2147483649 4294967296 5000000000 abc 12ab 0x10 007 "
+      "2024/01/31 1.5 9223372036854775807 9223372036854775808 -9223372036854775809 "
+      "18446744073709551615 18446744073709551616 -18446744073709551615 -18446744073709551616 "
+      "99999999999999999999999999999999999");
+  static const std::vector<std::string> kFields(std::istream_iterator<std::string>(words), {});
+  if (random() % 3 != 0) return kFields[random() % kFields.size()];
+  std::string field;
+  for (size_t n = random() % 24; n > 0; --n) field += "0123456789+-ax/:"[random() % 16];
+  return field;
+}
+
+// The scanner against the formatted scan itself, on generated lines.
+TEST(FieldScanner, ReadsAsTheFormattedScanDoes) {
+  std::mt19937 random(20240131);
+  for (int round = 0; round < 10'000; ++round) {
+    static const char* const kBlanks[] = {" ", "  ", "\t", "\v\f", "\r", "\n", "", "\xA0"};
+    std::string line = "c";
+    for (size_t n = random() % 12; n > 0; --n) line += kBlanks[random() % 8] + anyField(random);
+    if (round % 100 == 0) line += ' ' + std::string(120, '9');
+    char type = 0;
+    char words[3][100] = {};
+    int ints[3] = {};
+    unsigned unsigneds[2] = {};
+    std::sscanf(line.c_str(), "%c%d%99s%99s%u%d%14s%u%d", &type, &ints[0], words[0], words[1],
+                &unsigneds[0], &ints[1], words[2], &unsigneds[1], &ints[2]);
+
+    FieldScanner scanner(line.c_str() + 1);
+    ASSERT_EQ(scanner.nextInt(), ints[0]) << line;
+    ASSERT_EQ(scanner.nextWord(99), words[0]) << line;
+    ASSERT_EQ(scanner.nextWord(99), words[1]) << line;
+    ASSERT_EQ(scanner.nextUnsigned(), unsigneds[0]) << line;
+    ASSERT_EQ(scanner.nextInt(), ints[1]) << line;
+    ASSERT_EQ(scanner.nextWord(14), words[2]) << line;
+    ASSERT_EQ(scanner.nextUnsigned(), unsigneds[1]) << line;
+    ASSERT_EQ(scanner.nextInt(), ints[2]) << line;
+
+    const std::string field = anyField(random);
+    ASSERT_EQ(textToInt32(field.c_str()), static_cast<int32_t>(std::atol(field.c_str())));
+    ASSERT_EQ(textToInt64(field.c_str()), std::atoll(field.c_str()));
+  }
 }
 
 }  // namespace
