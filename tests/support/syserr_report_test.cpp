@@ -115,7 +115,7 @@ TEST(SyserrReport, StaysReadableWhenWritersAreKilled) {
     };
     const pid_t victim = startWriter('v', 100000);
     const pid_t survivor = startWriter('s', 10);
-    usleep(random() % 3000);
+    usleep(static_cast<useconds_t>(random() % 3000));
     kill(victim, SIGKILL);
     int status = -1;
     waitpid(victim, nullptr, 0);
