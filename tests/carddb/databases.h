@@ -26,13 +26,13 @@ inline CardPattern keyOf(std::string digits) {
 }
 
 // Words from `i` on: key, unique ID, card set (1), deleted (0).
-inline IdentRecord identOf(const Call& c, size_t i) {
+inline IdentRecord identOf(const Step& c, size_t i) {
   return {keyOf(c.word(i)), c.as<uint32_t>(i + 1),
           c.words.size() > i + 2 ? c.as<uint32_t>(i + 2) : 1, c.as<uint32_t>(i + 3)};
 }
 
 // Words from `i` on: unique ID and the value from which every other byte but the flags counts up.
-inline AccessRecord accessOf(const Call& c, size_t i) {
+inline AccessRecord accessOf(const Step& c, size_t i) {
   RecordImage<AccessRecord> image;
   for (uint8_t value = c.as<uint8_t>(i + 1); uint8_t & byte : image) byte = value++;
   AccessRecord record = decodeRecord<AccessRecord>(image);
@@ -50,11 +50,11 @@ std::string bytesOf(const Record& record) {
 // "idents FILE" or "accesses FILE" writes a file of the records of its input, a
 // last word "xN" repeats one with N unique IDs in a row.
 template <typename Record>
-void writeRecords(Call& c, Record (*recordOf)(const Call&, size_t)) {
+void writeRecords(Step& c, Record (*recordOf)(const Step&, size_t)) {
   std::istringstream lines(c.input);
   std::string bytes;
   for (std::string line; std::getline(lines, line);) {
-    Call row;
+    Step row;
     std::istringstream words(line);
     int64_t times = 1;
     for (std::string word; words >> word;)
@@ -68,45 +68,45 @@ void writeRecords(Call& c, Record (*recordOf)(const Call&, size_t)) {
 // What both kinds of files do; `kind` is "ident" or "access".
 template <typename File, typename Record>
 void addFileCommands(Commands& commands, const std::string& kind, File& file, const char* plural,
-                     Record (*recordOf)(const Call&, size_t)) {
-  commands[plural] = [=](Call& c) { writeRecords(c, recordOf); };
-  commands[kind + "-name"] = [&](Call& c) { c.out << file.setFileName(c.name(0)); };
-  commands[kind + "-open"] = [&](Call& c) {
+                     Record (*recordOf)(const Step&, size_t)) {
+  commands[plural] = [=](Step& c) { writeRecords(c, recordOf); };
+  commands[kind + "-name"] = [&](Step& c) { c.out << file.setFileName(c.name(0)); };
+  commands[kind + "-open"] = [&](Step& c) {
     c.out << file.openFile(c.text == "new" ? O_RDWR | O_CREAT | O_TRUNC : O_RDWR);
   };
-  commands[kind + "-close"] = [&](Call& c) { c.out << file.closeFile(); };
-  commands[kind + "-buffer"] = [&](Call&) { file.startBuffering(); };
-  commands[kind + "-flush"] = [&](Call& c) { c.out << file.flushAppends(); };
+  commands[kind + "-close"] = [&](Step& c) { c.out << file.closeFile(); };
+  commands[kind + "-buffer"] = [&](Step&) { file.startBuffering(); };
+  commands[kind + "-flush"] = [&](Step& c) { c.out << file.flushAppends(); };
   // Appends N records and tells the last result, whether the buffer is full, and the file's size.
-  commands[kind + "-append"] = [&file, recordOf, kind](Call& c) {
+  commands[kind + "-append"] = [&file, recordOf, kind](Step& c) {
     int32_t result = 0;
     for (int64_t i = 0; i < std::max<int64_t>(1, c.number(0)); ++i)
       result = file.appendRecord(recordOf(c, 1));
     c.out << result << (file.appendBufferFull() ? " full " : " ");
     if (std::filesystem::is_regular_file(kind)) c.out << std::filesystem::file_size(kind);
   };
-  const auto print = [](Call& c, int32_t result, const Record& record) {
+  const auto print = [](Step& c, int32_t result, const Record& record) {
     c.out << result << ' ' << (record == Record{} ? "empty" : hexLines(bytesOf(record)));
   };
-  commands[kind + "-next"] = [&file, print](Call& c) {
+  commands[kind + "-next"] = [&file, print](Step& c) {
     Record record;
     const int32_t result = file.readNext(record);
     print(c, result, record);
   };
-  commands[kind + "-read"] = [&file, print](Call& c) {
+  commands[kind + "-read"] = [&file, print](Step& c) {
     Record record;
     const int32_t result = file.readRecordAt(record, c.as<uint32_t>(0));
     print(c, result, record);
   };
-  commands[kind + "-write"] = [&file, recordOf](Call& c) {
+  commands[kind + "-write"] = [&file, recordOf](Step& c) {
     c.out << file.writeRecordAt(recordOf(c, 1), c.as<uint32_t>(0));
   };
-  commands[kind + "-load"] = [&file](Call& c) {
+  commands[kind + "-load"] = [&file](Step& c) {
     c.out << file.loadIndex(c.name(0), c.as<uint32_t>(1));
     if (file.index() != nullptr)
       c.out << ' ' << file.index()->count() << '/' << file.index()->capacity();
   };
-  commands[kind + "-configure"] = [&file](Call& c) {
+  commands[kind + "-configure"] = [&file](Step& c) {
     MasterConfiguration configuration(0, c.name(0));
     errno = EINVAL;
     const bool loaded = file.loadIndexFromConfig(configuration);
@@ -117,36 +117,36 @@ void addFileCommands(Commands& commands, const std::string& kind, File& file, co
 // The operations of the ident file.
 inline void addIdentCommands(Commands& commands, IdentFile& file) {
   addFileCommands(commands, "ident", file, "idents", identOf);
-  commands["find-card"] = [&](Call& c) {
+  commands["find-card"] = [&](Step& c) {
     IdentRecord record;
     uint32_t recno = 0;
     const int32_t result = file.findCard(keyOf(c.word(0)), record, recno);
     c.out << result;
     if (result == 0) c.out << " at " << recno << ": " << hexLines(bytesOf(record));
   };
-  commands["verify-card"] = [&](Call& c) {
+  commands["verify-card"] = [&](Step& c) {
     uint32_t uniqid = 0, deleted = 0;
     c.out << file.verifyCard(keyOf(c.word(0)), uniqid, deleted);
     c.out << ' ' << uniqid << ' ' << deleted;
   };
-  commands["add-card"] = [&](Call& c) { c.out << file.addOrReplace(identOf(c, 0)); };
-  commands["add-key"] = [&](Call& c) { c.out << file.addIndexKey(keyOf(c.word(0))); };
-  commands["delete-card"] = [&](Call& c) {
+  commands["add-card"] = [&](Step& c) { c.out << file.addOrReplace(identOf(c, 0)); };
+  commands["add-key"] = [&](Step& c) { c.out << file.addIndexKey(keyOf(c.word(0))); };
+  commands["delete-card"] = [&](Step& c) {
     uint32_t uniqid = 0;
     c.out << file.setCardDeleted(keyOf(c.word(0)), uniqid);
     c.out << ' ' << uniqid;
   };
-  commands["restore-card"] = [&](Call& c) {
+  commands["restore-card"] = [&](Step& c) {
     uint32_t uniqid = 0;
     c.out << file.setCardUndeleted(keyOf(c.word(0)), uniqid);
     c.out << ' ' << uniqid;
   };
-  commands["paired-card"] = [&](Call& c) {
+  commands["paired-card"] = [&](Step& c) {
     CardPattern paired{};
     c.out << file.getPairedCard(keyOf(c.word(0)), paired);
     c.out << ' ' << hexLines(paired);
   };
-  commands["pair-card"] = [&](Call& c) {
+  commands["pair-card"] = [&](Step& c) {
     c.out << file.setPairedCard(keyOf(c.word(0)), keyOf(c.word(1)));
   };
 }
@@ -154,18 +154,18 @@ inline void addIdentCommands(Commands& commands, IdentFile& file) {
 // The operations of the access file.
 inline void addAccessCommands(Commands& commands, AccessFile& file) {
   addFileCommands(commands, "access", file, "accesses", accessOf);
-  commands["find-access"] = [&](Call& c) {
+  commands["find-access"] = [&](Step& c) {
     AccessRecord record;
     uint32_t recno = 0;
     const int32_t result = file.findAccess(c.as<uint32_t>(0), record, recno);
     c.out << result;
     if (result == 0) c.out << " at " << recno << ": " << hexLines(bytesOf(record));
   };
-  commands["access-read-ahead"] = [&](Call&) { file.startReadingAhead(); };
-  commands["put-access"] = [&](Call& c) { c.out << file.putAccess(accessOf(c, 0)); };
-  commands["update-validity"] = [&](Call& c) { c.out << file.updateAccessTimes(accessOf(c, 0)); };
+  commands["access-read-ahead"] = [&](Step&) { file.startReadingAhead(); };
+  commands["put-access"] = [&](Step& c) { c.out << file.putAccess(accessOf(c, 0)); };
+  commands["update-validity"] = [&](Step& c) { c.out << file.updateAccessTimes(accessOf(c, 0)); };
   // Unique ID, value, flag 2, whether to keep the validity.
-  commands["merge-access"] = [&](Call& c) {
+  commands["merge-access"] = [&](Step& c) {
     AccessRecord record = accessOf(c, 0);
     record.setFlag(2, c.as<int32_t>(2));
     c.out << file.mergeAccess(record, c.number(3) != 0) << ' ';
@@ -173,8 +173,8 @@ inline void addAccessCommands(Commands& commands, AccessFile& file) {
     if (entry != nullptr) c.out << "state " << entry->state.value << ' ';
     c.out << hexLines(bytesOf(record));
   };
-  commands["set-flag3"] = [&](Call& c) { c.out << file.setFlag3(c.as<uint32_t>(0)); };
-  commands["clear-flag3"] = [&](Call& c) { c.out << file.clearFlag3(c.as<uint32_t>(0)); };
+  commands["set-flag3"] = [&](Step& c) { c.out << file.setFlag3(c.as<uint32_t>(0)); };
+  commands["clear-flag3"] = [&](Step& c) { c.out << file.clearFlag3(c.as<uint32_t>(0)); };
 }
 
 }  // namespace badgemint

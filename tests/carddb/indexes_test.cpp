@@ -12,44 +12,44 @@ namespace {
 template <typename Index, typename Key>
 void addIndexCommands(Commands& commands, const std::string& kind, Index& index,
                       Key (*keyOfWord)(std::string)) {
-  commands[kind + "-create"] = [&](Call& c) { c.out << index.create(c.as<uint32_t>(0)); };
-  commands[kind + "-sort"] = [&](Call&) { index.sort(); };
-  commands[kind + "-count"] = [&](Call& c) { c.out << index.count(); };
-  commands[kind + "-recno"] = [&index, keyOfWord](Call& c) {
+  commands[kind + "-create"] = [&](Step& c) { c.out << index.create(c.as<uint32_t>(0)); };
+  commands[kind + "-sort"] = [&](Step&) { index.sort(); };
+  commands[kind + "-count"] = [&](Step& c) { c.out << index.count(); };
+  commands[kind + "-recno"] = [&index, keyOfWord](Step& c) {
     for (const std::string& word : c.words) c.out << index.findRecno(keyOfWord(word)) << ' ';
   };
-  commands[kind + "-insert"] = [&index, keyOfWord](Call& c) {
+  commands[kind + "-insert"] = [&index, keyOfWord](Step& c) {
     for (const std::string& word : c.words) c.out << index.insert(keyOfWord(word)) << ' ';
   };
-  commands[kind + "-duplicates"] = [&](Call& c) { c.out << index.countDuplicates(); };
-  commands[kind + "-size"] = [](Call&) { Index::printEntrySize(); };
+  commands[kind + "-duplicates"] = [&](Step& c) { c.out << index.countDuplicates(); };
+  commands[kind + "-size"] = [](Step&) { Index::printEntrySize(); };
 }
 
 TEST(Indexes, FollowTheTranscript) {
   IdentIndex idents;
   AccessIndex accesses;
   Commands commands = {
-      {"idents", [](Call& c) { writeRecords(c, identOf); }},
-      {"accesses", [](Call& c) { writeRecords(c, accessOf); }},
-      {"ident-build", [&](Call& c) { c.out << idents.buildFromFile(c.name(0)); }},
+      {"idents", [](Step& c) { writeRecords(c, identOf); }},
+      {"accesses", [](Step& c) { writeRecords(c, accessOf); }},
+      {"ident-build", [&](Step& c) { c.out << idents.buildFromFile(c.name(0)); }},
       {"ident-builds",  // Of the file's first N bytes, for each N.
-       [&](Call& c) {
+       [&](Step& c) {
          for (size_t i = 1; i < c.words.size(); ++i) {
            std::filesystem::resize_file(c.word(0), c.as<size_t>(i));
            c.out << idents.buildFromFile(c.name(0)) << '/' << idents.count() << ' ';
          }
        }},
       {"ident-pair",
-       [&](Call& c) { c.out << hexLines(idents.find(keyOf(c.word(0)))->pairedcard); }},
-      {"access-build", [&](Call& c) { c.out << accesses.loadFromFile(c.name(0)); }},
+       [&](Step& c) { c.out << hexLines(idents.find(keyOf(c.word(0)))->pairedcard); }},
+      {"access-build", [&](Step& c) { c.out << accesses.loadFromFile(c.name(0)); }},
       {"access-mark",
-       [&](Call& c) {
+       [&](Step& c) {
          c.out << AccessIndex::setState(*accesses.find(c.as<uint32_t>(0)), c.as<int32_t>(1));
        }},
-      {"access-state", [&](Call& c) { c.out << accesses.find(c.as<uint32_t>(0))->state.value; }},
-      {"access-destroy", [&](Call&) { accesses.destroy(); }},
+      {"access-state", [&](Step& c) { c.out << accesses.find(c.as<uint32_t>(0))->state.value; }},
+      {"access-destroy", [&](Step&) { accesses.destroy(); }},
       {"access-walk",
-       [&](Call& c) {
+       [&](Step& c) {
          const AccessIndexEntry* at = accesses.first();
          for (; at != nullptr; at = accesses.next()) c.out << at->uniqid << ' ';
          for (int i = 0; i < 4; ++i) at = accesses.next();

@@ -16,45 +16,45 @@ TEST(CardSets, FollowTheTranscript) {
   std::optional<cardsets> sets;
   CardFormatSet formats;
   cardset set;
-  const auto check = [](Call& c, auto checkText) {
+  const auto check = [](Step& c, auto checkText) {
     std::string_view text = c.words.at(0);
     c.out << checkText(text) << " \"" << text << '"';
   };
   play("cardsets/cardsets.txt",
-       {{"new", [&](Call& c) { c.out << sets.emplace().create(1); }},
+       {{"new", [&](Step& c) { c.out << sets.emplace().create(1); }},
         {"add",
-         [&](Call& c) {
+         [&](Step& c) {
            Tokenizer tokens;
            tokens.split(c.text.data(), kWordDelimiters);
            c.out << sets->addCardSetLine(tokens, 1);
          }},
         {"get",
-         [&](Call& c) {
+         [&](Step& c) {
            const cardset* const found = sets->getCardSet(c.as<uint32_t>(0));
            c.out << (found ? CardSetLine(*found).text() : "none") << " of " << sets->capacity();
          }},
-        {"verify", [&](Call& c) { c.out << sets->verifyFormats(formats); }},
-        {"load", [&](Call& c) { c.out << sets->load(c.name(0)) << ", " << sets->count(); }},
-        {"write", [&](Call& c) { c.out << sets->writeCardSetsFile(c.name(0)); }},
+        {"verify", [&](Step& c) { c.out << sets->verifyFormats(formats); }},
+        {"load", [&](Step& c) { c.out << sets->load(c.name(0)) << ", " << sets->count(); }},
+        {"write", [&](Step& c) { c.out << sets->writeCardSetsFile(c.name(0)); }},
         {"parse",
-         [&](Call& c) {
+         [&](Step& c) {
            c.out << parseCardSetText(set, c.text.c_str()) << ' ' << set.csid << ' ' << set.fmtid;
            for (const char letter : std::string("AaHI")) c.out << ' ' << set.valueOf(letter);
            c.out << ' ' << set.value(-1) << ' ' << set.value(8);
          }},
-        {"info", [&](Call&) { set.printInfo(); }},
+        {"info", [&](Step&) { set.printInfo(); }},
         {"check-number",
-         [&](Call& c) {
+         [&](Step& c) {
            check(c, [&](std::string_view& text) {
              return checkCardNumber(text, c.as<int32_t>(1), c.as<int32_t>(2));
            });
          }},
         {"check-pin",
-         [&](Call& c) {
+         [&](Step& c) {
            check(c, [&](std::string_view& text) { return checkPinCode(text, c.as<size_t>(1)); });
          }},
         {"digits",  // Text to 4 bytes and back, into a buffer of N characters.
-         [&](Call& c) {
+         [&](Step& c) {
            std::array<uint8_t, 4> bytes{};
            hexToBits(c.word(0), bytes);
            std::string text(c.words.size() > 1 ? c.as<size_t>(1) : 9, '!');
@@ -62,13 +62,13 @@ TEST(CardSets, FollowTheTranscript) {
            c.out << hexLines(bytes) << ' ' << text.c_str();
          }},
         {"load-format",
-         [&](Call& c) {
+         [&](Step& c) {
            EXPECT_EQ(formats.create(1), 0);
            CardFormat* const format = formats.addFormat(c.as<uint32_t>(0), c.name(1));
            c.out << format->loadFormatFile(c.name(1));
          }},
         {"compute",  // Card set, number, line, and what is missing.
-         [&](Call& c) {
+         [&](Step& c) {
            int64_t number = 0;
            CardPattern pattern{};
            c.out << computeCardBits(c.as<uint32_t>(0), c.name(1), c.as<int32_t>(2),

@@ -41,7 +41,7 @@ void writeBoth(const std::string& lines) {
   std::ofstream("eff") << effFile(lines);
 }
 
-void encode(Call& c, CardFormat& format) {
+void encode(Step& c, CardFormat& format) {
   CardPattern pattern;
   int32_t bits = 0;
   int64_t outside = -1;
@@ -55,10 +55,10 @@ void encode(Call& c, CardFormat& format) {
 TEST(CardFormat, FollowsTheTranscripts) {
   std::unique_ptr<CardFormat> format;
   const Commands commands = {
-      {"eff", [](Call& c) { std::ofstream(c.word(0)) << effFile(c.input); }},
-      {"vff", [](Call& c) { std::ofstream(c.word(0)) << vffFile(c.input); }},
+      {"eff", [](Step& c) { std::ofstream(c.word(0)) << effFile(c.input); }},
+      {"vff", [](Step& c) { std::ofstream(c.word(0)) << vffFile(c.input); }},
       {"load",  // A kind and its file; the format is used even if it is not loaded.
-       [&](Call& c) {
+       [&](Step& c) {
          format = formatOf(c.word(0));
          c.out << format->loadFormatFile(c.name(1));
          CardPattern pattern;
@@ -66,34 +66,34 @@ TEST(CardFormat, FollowsTheTranscripts) {
          format->encodeCard(-1, pattern, bits);
        }},
       {"edit",  // The file 26.cdf with line N replaced by the input, as both kinds.
-       [](Call& c) {
+       [](Step& c) {
          const std::string text = contentOf("26.cdf");
          const size_t from = firstLines(text, c.number(0) - 1, false).size();
          writeBoth(text.substr(0, from) + c.input + text.substr(text.find('\n', from) + 1));
        }},
       {"first-lines",  // Of a CDF file, as both kinds; "open" leaves out the end of the last.
-       [](Call& c) {
+       [](Step& c) {
          writeBoth(firstLines(contentOf(c.word(0)), c.number(1), c.word(2) == "open"));
          c.out << CdfCardFormat().loadFormatFile("cdf") << ' ';
          c.out << EffCardFormat().loadFormatFile("eff");
        }},
       {"loads",  // A kind and its file, cut to N bytes, for each N.
-       [&](Call& c) {
+       [&](Step& c) {
          for (size_t i = 2; i < c.words.size(); ++i) {
            std::filesystem::resize_file(c.word(1), c.as<size_t>(i));
            c.out << formatOf(c.word(0))->loadFormatFile(c.name(1)) << ' ';
          }
        }},
       {"crlf",
-       [](Call& c) {
+       [](Step& c) {
          std::string text = contentOf(c.word(0));
          for (size_t at = 0; (at = text.find('\n', at)) != std::string::npos; at += 2)
            text.replace(at, 1, "\r\n");
          std::ofstream(c.word(0)) << text;
        }},
-      {"encode", [&](Call& c) { encode(c, *format); }},
-      {"id", [&](Call& c) { format->setFormatID(c.as<uint32_t>(0)); }},
-      {"info", [&](Call&) { format->printInfo(); }},
+      {"encode", [&](Step& c) { encode(c, *format); }},
+      {"id", [&](Step& c) { format->setFormatID(c.as<uint32_t>(0)); }},
+      {"info", [&](Step&) { format->printInfo(); }},
   };
   for (const char* const part : {"known-cards", "cdf-eff", "vff"})
     play(std::string("formats/") + part + ".txt", commands);
@@ -105,7 +105,7 @@ const char* kindOf(CardFormat& format) {
 }
 
 // Prints the entries of a formats file up to its end.
-void printEntries(Call& c, fmtfile& file) {
+void printEntries(Step& c, fmtfile& file) {
   uint32_t id = 0;
   FormatFileName name;
   int32_t rc = kSuccess;
@@ -120,35 +120,35 @@ TEST(LoadFormats, FollowsTheTranscript) {
   ASSERT_EQ(formats.create(1), kSuccess);
   play("formats/formats-file.txt",
        {{"entries",
-         [&](Call& c) {
+         [&](Step& c) {
            std::ofstream("list") << c.input;
            EXPECT_EQ(file.open("list"), kSuccess);
            printEntries(c, file);
          }},
-        {"close", [&](Call&) { file.close(); }},
-        {"open", [&](Call& c) { c.out << file.open(c.name(0)); }},
+        {"close", [&](Step&) { file.close(); }},
+        {"open", [&](Step& c) { c.out << file.open(c.name(0)); }},
         {"read",
-         [&](Call& c) {
+         [&](Step& c) {
            uint32_t id = 0;
            FormatFileName name{};
            c.out << file.readEntry(id, name) << ' ' << name.data();
          }},
         {"configure",
-         [&](Call& c) {
+         [&](Step& c) {
            MasterConfiguration configuration(1, c.name(0));
            c.out << file.openFromConfiguration(configuration);
          }},
         {"add",
-         [&](Call& c) {
+         [&](Step& c) {
            CardFormat* const format = formats.addFormat(7, c.text.c_str());
            c.out << (format == nullptr ? "none" : kindOf(*format));
          }},
         {"load",
-         [&](Call& c) {
+         [&](Step& c) {
            c.out << loadFormats("caller", c.word(0).c_str(), c.name(1), formats) << ", "
                  << formats.count() << " formats";
          }},
-        {"find", [&](Call& c) {
+        {"find", [&](Step& c) {
            CardFormat* const format = formats.findFormat(c.as<uint32_t>(0));
            c.out << (format != nullptr ? "found" : "not found");
            if (format != nullptr && c.words.size() > 1) format->setFormatID(c.as<uint32_t>(1));
@@ -158,12 +158,12 @@ TEST(LoadFormats, FollowsTheTranscript) {
 TEST(Fieldstate, FollowsTheTranscript) {
   play("formats/fieldstate.txt",
        {{"bits",
-         [](Call& c) {
+         [](Step& c) {
            const fieldstate state{typeFromText(c.name(1)), directionFromText(c.name(0)),
                                   c.as<int32_t>(2)};
            c.out << "0x" << std::hex << std::uppercase << state.toBits(c.number(3));
          }},
-        {"value", [](Call& c) {
+        {"value", [](Step& c) {
            const fieldstate state{typeFromText(c.name(1)), directionFromText(c.name(0)),
                                   c.as<int32_t>(2)};
            c.out << state.toValue(std::stoull(c.word(3), nullptr, 0));

@@ -39,9 +39,9 @@ TEST(AccessLevels, FollowTheTranscript) {
     MasterConfiguration configuration(1, "conf");
     return levels.emplace().loadAccessLevels(configuration);
   };
-  play("site/accesslevels.txt", {{"configure", [&](Call& c) { c.out << configure(c.input); }},
+  play("site/accesslevels.txt", {{"configure", [&](Step& c) { c.out << configure(c.input); }},
                                  {"levels",
-                                  [&](Call& c) {
+                                  [&](Step& c) {
                                     std::ofstream("levels") << c.input;
                                     EXPECT_TRUE(configure("AccessLvls=levels"));
                                     for (int32_t i = 0; i < levels->count(); ++i) {
@@ -52,11 +52,11 @@ TEST(AccessLevels, FollowTheTranscript) {
                                     }
                                   }},
                                  {"find",
-                                  [&](Call& c) {
+                                  [&](Step& c) {
                                     for (size_t i = 0; i < c.words.size(); ++i)
                                       c.out << levels->findLevel(c.as<uint32_t>(i)) << ' ';
                                   }},
-                                 {"decide", [&](Call& c) {  // Level and reader.
+                                 {"decide", [&](Step& c) {  // Level and reader.
                                     c.out << AccessChecker(*levels, site, site, site)
                                                  .checkAccess(c.as<uint32_t>(0), c.as<uint32_t>(1));
                                   }}});

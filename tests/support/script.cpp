@@ -9,7 +9,7 @@
 
 namespace badgemint {
 
-int64_t Call::number(size_t i) const {
+int64_t Step::number(size_t i) const {
   return std::strtoll(word(i).c_str(), nullptr, 0);
 }
 
@@ -74,17 +74,17 @@ std::string encoded(const std::string& text) {
 class Player {
  public:
   explicit Player(Commands commands) : _commands(std::move(commands)) {
-    _commands["level"] = [&](Call& c) { _log.logger().setThreshold(c.as<uint32_t>(0)); };
-    _commands["file"] = [&](Call& c) { _site.folder.write(c.word(0), c.input); };
-    _commands["append"] = [&](Call& c) {
+    _commands["level"] = [&](Step& c) { _log.logger().setThreshold(c.as<uint32_t>(0)); };
+    _commands["file"] = [&](Step& c) { _site.folder.write(c.word(0), c.input); };
+    _commands["append"] = [&](Step& c) {
       _site.folder.write(c.word(0), _site.folder.read(c.word(0)) + c.input);
     };
-    _commands["show"] = [&](Call& c) { c.out << _site.folder.read(c.word(0)); };
-    _commands["hex"] = [&](Call& c) {
+    _commands["show"] = [&](Step& c) { c.out << _site.folder.read(c.word(0)); };
+    _commands["hex"] = [&](Step& c) {
       c.out << hexLines(_site.folder.read(c.word(0)), c.as<size_t>(1));
     };
-    _commands["folder"] = [](Call& c) { std::filesystem::create_directory(c.word(0)); };
-    _commands["remove"] = [](Call& c) { std::filesystem::remove(c.word(0)); };
+    _commands["folder"] = [](Step& c) { std::filesystem::create_directory(c.word(0)); };
+    _commands["remove"] = [](Step& c) { std::filesystem::remove(c.word(0)); };
   }
 
   // What a transcript says when it is played.
@@ -108,7 +108,7 @@ class Player {
  private:
   std::string finishCommand() {
     if (_command.empty()) return "";
-    Call call;
+    Step call;
     std::string name, word;
     std::istringstream words(std::exchange(_command, ""));
     words >> name >> std::ws;

@@ -20,7 +20,7 @@
 namespace badgemint {
 
 // One command of a transcript, and what it prints.
-struct Call {
+struct Step {
   std::vector<std::string> words;  // Without the command itself.
   std::string text;                // The words as they are written.
   std::string input;
@@ -34,7 +34,7 @@ struct Call {
     return static_cast<T>(number(i));
   }
 };
-using Commands = std::map<std::string, std::function<void(Call&)>>;
+using Commands = std::map<std::string, std::function<void(Step&)>>;
 
 // Plays in a TestSite with a log of its own. Every transcript has these commands too:
 //   level N         log up to level N, 25 at the start

@@ -21,17 +21,17 @@ namespace badgemint {
 namespace {
 
 TEST(Text, FollowsTheTranscript) {
-  const auto words = [](Call& c, const char* delimiters) {
+  const auto words = [](Step& c, const char* delimiters) {
     Tokenizer tokens;
     tokens.split(c.text.data(), delimiters);
     while (const char* const word = tokens.next()) c.out << word << '|';
     c.out << tokens.count() << (tokens.next() == nullptr ? "" : " and more");
   };
   play("support/text.txt",
-       {{"words", [&](Call& c) { words(c, kWordDelimiters); }},
-        {"blank-words", [&](Call& c) { words(c, " "); }},
+       {{"words", [&](Step& c) { words(c, kWordDelimiters); }},
+        {"blank-words", [&](Step& c) { words(c, " "); }},
         {"take-apart",
-         [](Call& c) {
+         [](Step& c) {
            Tokenizer tokens;
            tokens.split(c.text.data(), " ");
            c.out << tokens.stripEqualsFirst() << ' ' << tokens.unquoteSecond();
@@ -40,35 +40,35 @@ TEST(Text, FollowsTheTranscript) {
            c.out << ' ' << tokens.nextInt();
            c.out << ' ' << tokens.nextInt();
          }},
-        {"join", [](Call& c) { c.out << joinedPath(c.name(0), c.name(1)).get(); }},
+        {"join", [](Step& c) { c.out << joinedPath(c.name(0), c.name(1)).get(); }},
         {"join-into",  // A buffer of N characters.
-         [](Call& c) {
+         [](Step& c) {
            std::string name = c.word(1);
            name.resize(c.as<size_t>(2));
            joinPath(c.name(0), name.data(), name.size());
            c.out << name.c_str();
          }},
-        {"blank", [](Call& c) { c.out << isBlank(c.text.c_str()); }},
+        {"blank", [](Step& c) { c.out << isBlank(c.text.c_str()); }},
         {"pack",  // Into 4 bytes, and back.
-         [](Call& c) {
+         [](Step& c) {
            std::array<uint8_t, 4> bytes = {0xEE, 0xEE, 0xEE, 0xEE};
            packDigits(c.word(0), bytes);
            c.out << hexLines(bytes) << ' ' << DigitText<8>(bytes).c_str();
          }},
-        {"unpack-AE", [](Call& c) { c.out << DigitText<2>(std::array<uint8_t, 1>{0xAE}).c_str(); }},
-        {"saturates", [](Call& c) { c.out << scanInt64(c.name(0)).saturated; }},
+        {"unpack-AE", [](Step& c) { c.out << DigitText<2>(std::array<uint8_t, 1>{0xAE}).c_str(); }},
+        {"saturates", [](Step& c) { c.out << scanInt64(c.name(0)).saturated; }},
         {"date",
-         [](Call& c) {
+         [](Step& c) {
            uint32_t seconds = 7;
            c.out << parseDateTime(c.text.c_str(), seconds);
            c.out << ' ' << seconds;
          }},
         {"join-start",
-         [](Call& c) { c.out << joinDateTime(PeriodEnd::kStart, c.word(0), c.word(1)).data(); }},
+         [](Step& c) { c.out << joinDateTime(PeriodEnd::kStart, c.word(0), c.word(1)).data(); }},
         {"join-end",
-         [](Call& c) { c.out << joinDateTime(PeriodEnd::kEnd, c.word(0), c.word(1)).data(); }},
-        {"format-date", [](Call& c) { c.out << formatDateTime(c.as<uint32_t>(0)).data(); }},
-        {"split-date", [](Call& c) {
+         [](Step& c) { c.out << joinDateTime(PeriodEnd::kEnd, c.word(0), c.word(1)).data(); }},
+        {"format-date", [](Step& c) { c.out << formatDateTime(c.as<uint32_t>(0)).data(); }},
+        {"split-date", [](Step& c) {
            const DateAndTime parts = splitDateTime(c.word(0));
            c.out << parts.date.data() << ' ' << parts.time.data();
          }}});
@@ -79,17 +79,17 @@ TEST(MasterConfiguration, FollowsTheTranscript) {
   LineReader reader;
   play("support/masterconfiguration.txt",
        {{"load",
-         [&](Call& c) {
+         [&](Step& c) {
            std::ofstream("conf") << c.input;
            configuration.emplace(1, "conf");
          }},
-        {"load-missing", [&](Call& c) { configuration.emplace(1, c.name(0)); }},
-        {"save", [&](Call& c) { c.out << configuration->save(c.name(0)); }},
-        {"number", [&](Call& c) { c.out << configuration->number(c.name(0)); }},
-        {"find", [&](Call& c) { c.out << (configuration->find(c.name(0)) ? "found" : "none"); }},
-        {"set", [&](Call& c) { c.out << configuration->setValue(c.name(0), c.name(1)); }},
-        {"exists", [&](Call& c) { c.out << configuration->entryFileExists(c.name(0)); }},
-        {"open", [&](Call& c) {
+        {"load-missing", [&](Step& c) { configuration.emplace(1, c.name(0)); }},
+        {"save", [&](Step& c) { c.out << configuration->save(c.name(0)); }},
+        {"number", [&](Step& c) { c.out << configuration->number(c.name(0)); }},
+        {"find", [&](Step& c) { c.out << (configuration->find(c.name(0)) ? "found" : "none"); }},
+        {"set", [&](Step& c) { c.out << configuration->setValue(c.name(0), c.name(1)); }},
+        {"exists", [&](Step& c) { c.out << configuration->entryFileExists(c.name(0)); }},
+        {"open", [&](Step& c) {
            errno = EINVAL;
            c.out << configuration->openEntryFile(c.name(0), reader);
            if (errno != EINVAL) c.out << (errno == 0 ? " no error" : " missing");

@@ -1,0 +1,85 @@
+// The four entry functions by their transcripts. Their pauses are what they asked `sleep` for.
+#include <gtest/gtest.h>
+
+#include "carddb/databases.h"
+#include "support/faults.h"
+#include "support/script.h"
+#include "tools/badgemint.h"
+
+namespace badgemint {
+namespace {
+
+std::string textOf(const char* name) {
+  std::ifstream file(name);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// Runs an entry function, which uses a log of its own, and tells its result, pause and log.
+template <typename Entry>
+void run(Step& c, Entry entry) {
+  Logger* const ours = std::exchange(theLogger, nullptr);
+  c.out << entry();
+  theLogger = ours;
+  for (const unsigned seconds : takeSleeps()) c.out << ", pause " << seconds;
+  c.out << '\n' << withoutLineNumbers(textOf("run.log"));
+}
+
+// The words of a step, or what stands in their place; "-" leaves a word out.
+const char* wordOr(const Step& c, size_t i, const char* other) {
+  return c.word(i).empty() || c.words[i] == "-" ? other : c.name(i);
+}
+
+TEST(EntryFunctions, FollowTheTranscripts) {
+  IdentFile idents;
+  AccessFile accesses;
+  std::string buffer;
+  Commands commands = {
+      {"example-site",
+       [](Step&) { std::filesystem::copy(BADGEMINT_TEST_DATA "/../../examples/site", "."); }},
+      {"rename", [](Step& c) { std::filesystem::rename(c.word(0), c.word(1)); }},
+      {"same", [](Step& c) { c.out << (textOf(c.name(0)) == textOf(c.name(1))); }},
+      {"build",  // Level, cards, formats, log, base directory.
+       [](Step& c) {
+         run(c, [&] {
+           return BadgeMint(wordOr(c, 4, ""), wordOr(c, 1, "cards"), "ident", "access",
+                            wordOr(c, 2, "formats"), "cardsets", wordOr(c, 3, "run.log"),
+                            c.as<uint32_t>(0));
+         });
+       }},
+      {"dump",  // Level, ident, access, formats, card sets, output, log.
+       [](Step& c) {
+         run(c, [&] {
+           return DumpCardFile("", wordOr(c, 1, "ident"), wordOr(c, 2, "access"),
+                               wordOr(c, 3, "formats"), wordOr(c, 4, "cardsets"),
+                               wordOr(c, 5, "dump"), wordOr(c, 6, "run.log"), c.as<uint32_t>(0));
+         });
+       }},
+      {"pattern",  // Size of the buffer, level, card set, number, formats, card sets, log.
+       [&](Step& c) {
+         buffer.assign(40, '!');
+         run(c, [&] {
+           return ComputeCardBitPattern(c.as<uint32_t>(2), c.name(3), "", wordOr(c, 4, "formats"),
+                                        wordOr(c, 5, "cardsets"), wordOr(c, 6, "run.log"),
+                                        c.as<uint32_t>(1), buffer.data(), c.as<int32_t>(0));
+         });
+         c.out << buffer.c_str();
+       }},
+      {"pattern2",  // Size of the buffer, level, number, format, log; the card set is the input.
+       [&](Step& c) {
+         buffer.assign(40, '!');
+         run(c, [&] {
+           return ComputeCardBitPattern2(c.name(2), c.input.c_str(), "", c.name(3),
+                                         wordOr(c, 4, "run.log"), c.as<uint32_t>(1), buffer.data(),
+                                         c.as<int32_t>(0));
+         });
+         c.out << buffer.c_str();
+       }},
+  };
+  addIdentCommands(commands, idents);
+  addAccessCommands(commands, accesses);
+  for (const char* const part : {"round-trip", "maintenance", "bit-patterns", "failures"})
+    play(std::string("tools/") + part + ".txt", commands);
+}
+
+}  // namespace
+}  // namespace badgemint
