@@ -17,6 +17,7 @@ std::string textOf(const char* name) {
 // Runs an entry function, which uses a log of its own, and tells its result, pause and log.
 template <typename Entry>
 void run(Step& c, Entry entry) {
+  std::filesystem::remove("run.log");
   Logger* const ours = std::exchange(theLogger, nullptr);
   c.out << entry();
   theLogger = ours;
@@ -34,8 +35,7 @@ TEST(EntryFunctions, FollowTheTranscripts) {
   AccessFile accesses;
   std::string buffer;
   Commands commands = {
-      {"example-site",
-       [](Step&) { std::filesystem::copy(BADGEMINT_TEST_DATA "/../../examples/site", "."); }},
+      {"example-site", [](Step&) { std::filesystem::copy(BADGEMINT_EXAMPLE_SITE, "."); }},
       {"rename", [](Step& c) { std::filesystem::rename(c.word(0), c.word(1)); }},
       {"same", [](Step& c) { c.out << (textOf(c.name(0)) == textOf(c.name(1))); }},
       {"build",  // Level, cards, formats, log, base directory.

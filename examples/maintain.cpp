@@ -1,0 +1,52 @@
+// Changes an existing pair of databases: disables a card, with all that its holder has, or gives a
+// holder a new end of validity. The exit status tells the result.
+#include <cstdio>
+#include <cstdlib>
+#include <string_view>
+
+#include "carddb/accessfile.h"
+#include "carddb/identfile.h"
+#include "cardsets/card_functions.h"
+#include "support/datetime.h"
+
+namespace {
+
+// `bits` are the card's, in hexadecimal, as `bitpattern` prints them.
+int32_t disable(const char* identDb, const char* bits) {
+  badgemint::IdentFile cards;
+  if (!cards.loadIndex(identDb, 0)) return -1;
+  badgemint::CardPattern key{};
+  badgemint::hexToBits(bits, key);
+  uint32_t uniqid = 0;
+  const int32_t result = cards.setCardDeleted(key, uniqid);
+  if (result == 0) std::printf("holder %u\n", uniqid);
+  return result;
+}
+
+// `end` is "2030/12/31-18:00:00" or "0" for none.
+int32_t extend(const char* accessDb, uint32_t uniqid, const char* end) {
+  badgemint::AccessFile holders;
+  if (const int32_t rc = holders.loadIndex(accessDb, 0); rc < 0) return rc;
+  badgemint::AccessRecord holder;
+  if (const int32_t rc = holders.findAccess(uniqid, holder); rc < 0) return rc;
+  if (const int32_t rc = badgemint::parseDateTime(end, holder.endtime); rc < 0) return rc;
+  return holders.updateAccessTimes(holder);
+}
+
+}  // namespace
+
+int main(int argc, char* argv[]) {
+  int32_t result = 0;
+  if (argc == 4 && std::string_view(argv[1]) == "disable") {
+    result = disable(argv[2], argv[3]);
+  } else if (argc == 5 && std::string_view(argv[1]) == "extend") {
+    result = extend(argv[2], static_cast<uint32_t>(std::strtoul(argv[3], nullptr, 10)), argv[4]);
+  } else {
+    std::puts(
+        "Usage: maintain disable IdentDBFile CardBits\n"
+        "       maintain extend AccessDBFile UniqueID EndDate-EndTime");
+    return 2;
+  }
+  std::printf("maintain result = %d\n", result);
+  return result == 0 ? 0 : 1;
+}
