@@ -17,7 +17,7 @@ namespace badgemint {
 // Once a field does not convert, that field and all later ones read as 0 or empty: a scan that
 // fails leaves the rest of its targets alone.
 //
-// Numbers of one to eighteen digits without a sign, nearly all there are, are read in line: they do
+// Numbers of one to eighteen digits behind blanks, nearly all there are, are read in line: they do
 // not reach the ends of the 64-bit range, so that no rule for saturation or signs can apply to
 // them. All other numbers are read from their first character on in scanNumber().
 class FieldScanner {
@@ -53,7 +53,7 @@ class FieldScanner {
   bool failed() const { return _next == kFailed; }
 
  private:
-  static constexpr size_t kShortNumber = 18;  // Digits that stay within 63 bits.
+  static constexpr ptrdiff_t kShortNumber = 18;  // Digits that stay within 63 bits.
   static const char kFailed[1];  // Where a failed scan stands: an empty text of its own.
 
   // White space and the NUL are below '!', and of the characters there only rare ones are neither.
@@ -65,12 +65,17 @@ class FieldScanner {
   }
 
   static bool scanShortNumber(const char*& text, uint64_t& value) {
-    const char* const digits = skipSpace(text);
-    const char* end = digits;
-    uint64_t scanned = 0;
-    for (unsigned digit; (digit = static_cast<unsigned char>(*end) - unsigned{'0'}) <= 9; ++end)
-      scanned = scanned * 10 + digit;
-    if (static_cast<size_t>(end - digits) - 1 >= kShortNumber) return false;  // None, or too many.
+    const auto digitAt = [](const char* p) {
+      return static_cast<unsigned>(static_cast<unsigned char>(*p)) - unsigned{'0'};
+    };
+    const char* digits = text;
+    while (*digits == ' ') ++digits;
+    unsigned digit = digitAt(digits);
+    if (digit > 9) return false;
+    uint64_t scanned = digit;
+    const char* end = digits + 1;
+    for (; (digit = digitAt(end)) <= 9; ++end) scanned = scanned * 10 + digit;
+    if (end - digits > kShortNumber) return false;
     value = scanned;
     text = end;
     return true;
