@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <array>
 #include <cinttypes>
-#include <compare>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -92,7 +91,9 @@ struct Suspect {
   uint64_t order;
   int32_t position;
 
-  auto operator<=>(const Suspect&) const = default;
+  bool operator<(const Suspect& other) const {
+    return order != other.order ? order < other.order : position < other.position;
+  }
 };
 using Suspects = StepArray<Suspect, 16384>;
 
