@@ -131,16 +131,15 @@ inline void addIdentCommands(Commands& commands, IdentFile& file) {
   };
   commands["add-card"] = [&](Step& c) { c.out << file.addOrReplace(identOf(c, 0)); };
   commands["add-key"] = [&](Step& c) { c.out << file.addIndexKey(keyOf(c.word(0))); };
-  commands["delete-card"] = [&](Step& c) {
-    uint32_t uniqid = 0;
-    c.out << file.setCardDeleted(keyOf(c.word(0)), uniqid);
-    c.out << ' ' << uniqid;
+  const auto mark = [&](int32_t (IdentFile::*set)(const CardPattern&, uint32_t&)) {
+    return [&file, set](Step& c) {
+      uint32_t uniqid = 0;
+      c.out << (file.*set)(keyOf(c.word(0)), uniqid);
+      c.out << ' ' << uniqid;
+    };
   };
-  commands["restore-card"] = [&](Step& c) {
-    uint32_t uniqid = 0;
-    c.out << file.setCardUndeleted(keyOf(c.word(0)), uniqid);
-    c.out << ' ' << uniqid;
-  };
+  commands["delete-card"] = mark(&IdentFile::setCardDeleted);
+  commands["restore-card"] = mark(&IdentFile::setCardUndeleted);
   commands["paired-card"] = [&](Step& c) {
     CardPattern paired{};
     c.out << file.getPairedCard(keyOf(c.word(0)), paired);

@@ -32,13 +32,6 @@ TEST(Indexes, FollowTheTranscript) {
       {"idents", [](Step& c) { writeRecords(c, identOf); }},
       {"accesses", [](Step& c) { writeRecords(c, accessOf); }},
       {"ident-build", [&](Step& c) { c.out << idents.buildFromFile(c.name(0)); }},
-      {"ident-builds",  // Of the file's first N bytes, for each N.
-       [&](Step& c) {
-         for (size_t i = 1; i < c.words.size(); ++i) {
-           std::filesystem::resize_file(c.word(0), c.as<size_t>(i));
-           c.out << idents.buildFromFile(c.name(0)) << '/' << idents.count() << ' ';
-         }
-       }},
       {"ident-pair",
        [&](Step& c) { c.out << hexLines(idents.find(keyOf(c.word(0)))->pairedcard); }},
       {"access-build", [&](Step& c) { c.out << accesses.loadFromFile(c.name(0)); }},

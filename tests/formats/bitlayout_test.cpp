@@ -1,5 +1,6 @@
 // The judge of the compiled layouts: an encoder and a decoder that go position by position through
-// the mask characters, compared with the real ones on generated layouts.
+// the mask characters, compared with the real ones on generated layouts. How a value becomes bits
+// is known from tests/data/formats/fieldstate.txt.
 #include "formats/bitlayout.h"
 
 #include <gtest/gtest.h>
@@ -58,18 +59,15 @@ struct MadeFormat final : CardFormat {
 };
 
 // Positions outside read 0 and are never written.
-template <int Size>
-struct Bits {
-  std::array<bool, Size> bit{};
-  bool get(int p) const { return p >= 0 && p < Size && bit[static_cast<size_t>(p)]; }
+struct Positions {
+  std::array<bool, 144> bit{};
+  bool get(int p) const { return p >= 0 && p < 144 && bit[static_cast<size_t>(p)]; }
   void put(int p, uint64_t on) {
-    if (p >= 0 && p < Size) bit[static_cast<size_t>(p)] = on != 0;
+    if (p >= 0 && p < 144) bit[static_cast<size_t>(p)] = on != 0;
   }
 };
 
 struct Judge {
-  static constexpr uint64_t kCodes[] = {0x01, 0x10, 0x08, 0x19, 0x04, 0x15, 0x0D, 0x1C, 0x02, 0x13};
-
   const MadeFormat& layout;
   const int numberOfBits = layout.bitCount == BitLayout::kCountBits ? used() : layout.bitCount;
   const int bytes = (numberOfBits + 7) / 8 * 8;
@@ -98,46 +96,12 @@ struct Judge {
     for (int p = 0; p < 144; ++p) count += belongs(p, field);
     return count;
   }
-  bool is(int field, const char* word) const {
-    return layout.kinds[static_cast<size_t>(field)].find(word) != std::string::npos;
+  fieldstate state(int field) const {
+    const std::string& kind = layout.kinds[static_cast<size_t>(field)];
+    return {typeFromText(kind.substr(4).c_str()), directionFromText(kind.substr(0, 3).c_str()),
+            width(field)};
   }
-  Bits<64> directed(const Bits<64>& value, int field) const {
-    if (!is(field, "LSB")) return value;
-    Bits<64> turned;
-    for (int k = 0, n = width(field); k < n; ++k) turned.put(63 - k, value.get(64 - n + k));
-    return turned;
-  }
-  Bits<64> toBits(int64_t value, int field) const {
-    Bits<64> bits;
-    auto v = static_cast<uint64_t>(value);
-    if (is(field, "BIN"))
-      for (int p = 63; p >= 0; --p, v >>= 1) bits.put(p, v & 1);
-    if (is(field, "BCD"))
-      for (int p = 63; p >= 0 && v != 0; p -= 4, v /= 10)
-        for (int b = 0; b < 4; ++b) bits.put(p - b, v % 10 >> b & 1);
-    if (is(field, "MSD"))
-      for (int i = 0, n = width(field) / 5; i < n; ++i, v /= 10)
-        for (int b = 0; b < 5; ++b) bits.put(63 - 5 * i - b, kCodes[v % 10] >> b & 1);
-    return directed(bits, field);
-  }
-  int64_t toValue(const Bits<64>& taken, int field) const {
-    const Bits<64> bits = directed(taken, field);
-    const auto group = [&bits](int p, int size) {
-      uint64_t value = 0;
-      for (int b = 0; b < size; ++b) value = value << 1 | bits.get(p + b);
-      return value;
-    };
-    uint64_t v = 0;
-    if (is(field, "BIN")) v = group(0, 64);
-    if (is(field, "BCD"))
-      for (int p = 0; p < 64; p += 4) v = v * 10 + group(p, 4);
-    if (is(field, "MSD"))
-      for (int p = 64 - width(field); p < 64; p += 5)
-        if (const auto code = std::ranges::find(kCodes, group(p, 5)); code != std::end(kCodes))
-          v = v * 10 + static_cast<uint64_t>(code - kCodes);
-    return static_cast<int64_t>(v);
-  }
-  void placeParity(size_t mask, Bits<144>& work) const {
+  void placeParity(size_t mask, Positions& work) const {
     int ones = 0, position = -1;
     bool odd = false;
     for (int p = 143; p >= 0; --p) {
@@ -149,12 +113,12 @@ struct Judge {
     work.put(position, ones % 2 == (odd ? 0 : 1));
   }
   CardPattern encode(std::array<int64_t, 8> values, int64_t card) const {
-    Bits<144> work;
+    Positions work;
     values[static_cast<size_t>(layout.cardNumberField())] = card;
     for (int field = 0; field < 8; ++field) {
-      const Bits<64> bits = toBits(values[static_cast<size_t>(field)], field);
-      for (int p = 143, cursor = 63; p >= 0; --p)
-        if (belongs(p, field)) work.put(p, bits.get(cursor--));
+      const uint64_t bits = state(field).toBits(values[static_cast<size_t>(field)]);
+      for (int p = 143, bit = 0; p >= 0; --p)
+        if (belongs(p, field)) work.put(p, bit < 64 ? bits >> bit & 1 : 0), ++bit;
     }
     for (int p = 0; p < 144; ++p)
       if (at(1, p) == '0' || at(1, p) == '1') work.put(p, at(1, p) == '1');
@@ -166,13 +130,13 @@ struct Judge {
     return pattern;
   }
   int64_t decode(const CardPattern& pattern, int field) const {
-    Bits<144> work;
+    Positions work;
     for (int d = 0, s = last(); d < std::min(bytes, 128); ++d)
       work.put(s - (bytes - 1) + d, pattern[static_cast<size_t>(d / 8)] >> (7 - d % 8) & 1);
-    Bits<64> bits;
-    for (int p = 143, cursor = 63; p >= 0; --p)
-      if (belongs(p, field)) bits.put(cursor--, work.get(p));
-    return toValue(bits, field);
+    uint64_t bits = 0;
+    for (int p = 143, bit = 0; p >= 0; --p)
+      if (belongs(p, field) && bit < 64) bits |= uint64_t{work.get(p)} << bit++;
+    return state(field).toValue(bits);
   }
 };
 

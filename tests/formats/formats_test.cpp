@@ -77,20 +77,6 @@ TEST(CardFormat, FollowsTheTranscripts) {
          c.out << CdfCardFormat().loadFormatFile("cdf") << ' ';
          c.out << EffCardFormat().loadFormatFile("eff");
        }},
-      {"loads",  // A kind and its file, cut to N bytes, for each N.
-       [&](Step& c) {
-         for (size_t i = 2; i < c.words.size(); ++i) {
-           std::filesystem::resize_file(c.word(1), c.as<size_t>(i));
-           c.out << formatOf(c.word(0))->loadFormatFile(c.name(1)) << ' ';
-         }
-       }},
-      {"crlf",
-       [](Step& c) {
-         std::string text = contentOf(c.word(0));
-         for (size_t at = 0; (at = text.find('\n', at)) != std::string::npos; at += 2)
-           text.replace(at, 1, "\r\n");
-         std::ofstream(c.word(0)) << text;
-       }},
       {"encode", [&](Step& c) { encode(c, *format); }},
       {"id", [&](Step& c) { format->setFormatID(c.as<uint32_t>(0)); }},
       {"info", [&](Step&) { format->printInfo(); }},

@@ -83,6 +83,7 @@ class Player {
     _commands["hex"] = [&](Step& c) {
       c.out << hexLines(_site.folder.read(c.word(0)), c.as<size_t>(1));
     };
+    _commands["cut"] = [](Step& c) { std::filesystem::resize_file(c.word(0), c.as<size_t>(1)); };
     _commands["folder"] = [](Step& c) { std::filesystem::create_directory(c.word(0)); };
     _commands["remove"] = [](Step& c) { std::filesystem::remove(c.word(0)); };
   }

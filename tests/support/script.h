@@ -40,7 +40,7 @@ using Commands = std::map<std::string, std::function<void(Step&)>>;
 //   level N         log up to level N, 25 at the start
 //   file NAME       writes its input      append NAME   appends it
 //   show NAME       prints a file         hex NAME N    prints it, N bytes a line
-//   folder NAME     makes a folder        remove NAME
+//   folder NAME     makes a folder        remove NAME     cut NAME N    to N bytes
 void play(const std::string& name, Commands commands);
 
 }  // namespace badgemint
