@@ -67,18 +67,18 @@ void writeRecords(Step& c, Record (*recordOf)(const Step&, size_t)) {
 
 // What both kinds of files do; `kind` is "ident" or "access".
 template <typename File, typename Record>
-void addFileCommands(Commands& commands, const std::string& kind, File& file, const char* plural,
+void addFileCommands(Commands& on, const std::string& kind, File& file, const char* plural,
                      Record (*recordOf)(const Step&, size_t)) {
-  commands[plural] = [=](Step& c) { writeRecords(c, recordOf); };
-  commands[kind + "-name"] = [&](Step& c) { c.out << file.setFileName(c.name(0)); };
-  commands[kind + "-open"] = [&](Step& c) {
+  on[plural] = [=](Step& c) { writeRecords(c, recordOf); };
+  on[kind + "-name"] = [&](Step& c) { c.out << file.setFileName(c.name(0)); };
+  on[kind + "-open"] = [&](Step& c) {
     c.out << file.openFile(c.text == "new" ? O_RDWR | O_CREAT | O_TRUNC : O_RDWR);
   };
-  commands[kind + "-close"] = [&](Step& c) { c.out << file.closeFile(); };
-  commands[kind + "-buffer"] = [&](Step&) { file.startBuffering(); };
-  commands[kind + "-flush"] = [&](Step& c) { c.out << file.flushAppends(); };
+  on[kind + "-close"] = [&](Step& c) { c.out << file.closeFile(); };
+  on[kind + "-buffer"] = [&](Step&) { file.startBuffering(); };
+  on[kind + "-flush"] = [&](Step& c) { c.out << file.flushAppends(); };
   // Appends N records and tells the last result, whether the buffer is full, and the file's size.
-  commands[kind + "-append"] = [&file, recordOf, kind](Step& c) {
+  on[kind + "-append"] = [&file, recordOf, kind](Step& c) {
     int32_t result = 0;
     for (int64_t i = 0; i < std::max<int64_t>(1, c.number(0)); ++i)
       result = file.appendRecord(recordOf(c, 1));
@@ -88,25 +88,25 @@ void addFileCommands(Commands& commands, const std::string& kind, File& file, co
   const auto print = [](Step& c, int32_t result, const Record& record) {
     c.out << result << ' ' << (record == Record{} ? "empty" : hexLines(bytesOf(record)));
   };
-  commands[kind + "-next"] = [&file, print](Step& c) {
+  on[kind + "-next"] = [&file, print](Step& c) {
     Record record;
     const int32_t result = file.readNext(record);
     print(c, result, record);
   };
-  commands[kind + "-read"] = [&file, print](Step& c) {
+  on[kind + "-read"] = [&file, print](Step& c) {
     Record record;
     const int32_t result = file.readRecordAt(record, c.as<uint32_t>(0));
     print(c, result, record);
   };
-  commands[kind + "-write"] = [&file, recordOf](Step& c) {
+  on[kind + "-write"] = [&file, recordOf](Step& c) {
     c.out << file.writeRecordAt(recordOf(c, 1), c.as<uint32_t>(0));
   };
-  commands[kind + "-load"] = [&file](Step& c) {
+  on[kind + "-load"] = [&file](Step& c) {
     c.out << file.loadIndex(c.name(0), c.as<uint32_t>(1));
     if (file.index() != nullptr)
       c.out << ' ' << file.index()->count() << '/' << file.index()->capacity();
   };
-  commands[kind + "-configure"] = [&file](Step& c) {
+  on[kind + "-configure"] = [&file](Step& c) {
     MasterConfiguration configuration(0, c.name(0));
     errno = EINVAL;
     const bool loaded = file.loadIndexFromConfig(configuration);
@@ -115,22 +115,22 @@ void addFileCommands(Commands& commands, const std::string& kind, File& file, co
 }
 
 // The operations of the ident file.
-inline void addIdentCommands(Commands& commands, IdentFile& file) {
-  addFileCommands(commands, "ident", file, "idents", identOf);
-  commands["find-card"] = [&](Step& c) {
+inline void addIdentCommands(Commands& on, IdentFile& file) {
+  addFileCommands(on, "ident", file, "idents", identOf);
+  on["find-card"] = [&](Step& c) {
     IdentRecord record;
     uint32_t recno = 0;
     const int32_t result = file.findCard(keyOf(c.word(0)), record, recno);
     c.out << result;
     if (result == 0) c.out << " at " << recno << ": " << hexLines(bytesOf(record));
   };
-  commands["verify-card"] = [&](Step& c) {
+  on["verify-card"] = [&](Step& c) {
     uint32_t uniqid = 0, deleted = 0;
     c.out << file.verifyCard(keyOf(c.word(0)), uniqid, deleted);
     c.out << ' ' << uniqid << ' ' << deleted;
   };
-  commands["add-card"] = [&](Step& c) { c.out << file.addOrReplace(identOf(c, 0)); };
-  commands["add-key"] = [&](Step& c) { c.out << file.addIndexKey(keyOf(c.word(0))); };
+  on["add-card"] = [&](Step& c) { c.out << file.addOrReplace(identOf(c, 0)); };
+  on["add-key"] = [&](Step& c) { c.out << file.addIndexKey(keyOf(c.word(0))); };
   const auto mark = [&](int32_t (IdentFile::*set)(const CardPattern&, uint32_t&)) {
     return [&file, set](Step& c) {
       uint32_t uniqid = 0;
@@ -138,33 +138,33 @@ inline void addIdentCommands(Commands& commands, IdentFile& file) {
       c.out << ' ' << uniqid;
     };
   };
-  commands["delete-card"] = mark(&IdentFile::setCardDeleted);
-  commands["restore-card"] = mark(&IdentFile::setCardUndeleted);
-  commands["paired-card"] = [&](Step& c) {
+  on["delete-card"] = mark(&IdentFile::setCardDeleted);
+  on["restore-card"] = mark(&IdentFile::setCardUndeleted);
+  on["paired-card"] = [&](Step& c) {
     CardPattern paired{};
     c.out << file.getPairedCard(keyOf(c.word(0)), paired);
     c.out << ' ' << hexLines(paired);
   };
-  commands["pair-card"] = [&](Step& c) {
+  on["pair-card"] = [&](Step& c) {
     c.out << file.setPairedCard(keyOf(c.word(0)), keyOf(c.word(1)));
   };
 }
 
 // The operations of the access file.
-inline void addAccessCommands(Commands& commands, AccessFile& file) {
-  addFileCommands(commands, "access", file, "accesses", accessOf);
-  commands["find-access"] = [&](Step& c) {
+inline void addAccessCommands(Commands& on, AccessFile& file) {
+  addFileCommands(on, "access", file, "accesses", accessOf);
+  on["find-access"] = [&](Step& c) {
     AccessRecord record;
     uint32_t recno = 0;
     const int32_t result = file.findAccess(c.as<uint32_t>(0), record, recno);
     c.out << result;
     if (result == 0) c.out << " at " << recno << ": " << hexLines(bytesOf(record));
   };
-  commands["access-read-ahead"] = [&](Step&) { file.startReadingAhead(); };
-  commands["put-access"] = [&](Step& c) { c.out << file.putAccess(accessOf(c, 0)); };
-  commands["update-validity"] = [&](Step& c) { c.out << file.updateAccessTimes(accessOf(c, 0)); };
+  on["access-read-ahead"] = [&](Step&) { file.startReadingAhead(); };
+  on["put-access"] = [&](Step& c) { c.out << file.putAccess(accessOf(c, 0)); };
+  on["update-validity"] = [&](Step& c) { c.out << file.updateAccessTimes(accessOf(c, 0)); };
   // Unique ID, value, flag 2, whether to keep the validity.
-  commands["merge-access"] = [&](Step& c) {
+  on["merge-access"] = [&](Step& c) {
     AccessRecord record = accessOf(c, 0);
     record.setFlag(2, c.as<int32_t>(2));
     c.out << file.mergeAccess(record, c.number(3) != 0) << ' ';
@@ -172,8 +172,8 @@ inline void addAccessCommands(Commands& commands, AccessFile& file) {
     if (entry != nullptr) c.out << "state " << entry->state.value << ' ';
     c.out << hexLines(bytesOf(record));
   };
-  commands["set-flag3"] = [&](Step& c) { c.out << file.setFlag3(c.as<uint32_t>(0)); };
-  commands["clear-flag3"] = [&](Step& c) { c.out << file.clearFlag3(c.as<uint32_t>(0)); };
+  on["set-flag3"] = [&](Step& c) { c.out << file.setFlag3(c.as<uint32_t>(0)); };
+  on["clear-flag3"] = [&](Step& c) { c.out << file.clearFlag3(c.as<uint32_t>(0)); };
 }
 
 }  // namespace badgemint

@@ -10,50 +10,47 @@ namespace {
 
 // What both indexes do.
 template <typename Index, typename Key>
-void addIndexCommands(Commands& commands, const std::string& kind, Index& index,
+void addIndexCommands(Commands& on, const std::string& kind, Index& index,
                       Key (*keyOfWord)(std::string)) {
-  commands[kind + "-create"] = [&](Step& c) { c.out << index.create(c.as<uint32_t>(0)); };
-  commands[kind + "-sort"] = [&](Step&) { index.sort(); };
-  commands[kind + "-count"] = [&](Step& c) { c.out << index.count(); };
-  commands[kind + "-recno"] = [&index, keyOfWord](Step& c) {
+  on[kind + "-create"] = [&](Step& c) { c.out << index.create(c.as<uint32_t>(0)); };
+  on[kind + "-sort"] = [&](Step&) { index.sort(); };
+  on[kind + "-count"] = [&](Step& c) { c.out << index.count(); };
+  on[kind + "-recno"] = [&index, keyOfWord](Step& c) {
     for (const std::string& word : c.words) c.out << index.findRecno(keyOfWord(word)) << ' ';
   };
-  commands[kind + "-insert"] = [&index, keyOfWord](Step& c) {
+  on[kind + "-insert"] = [&index, keyOfWord](Step& c) {
     for (const std::string& word : c.words) c.out << index.insert(keyOfWord(word)) << ' ';
   };
-  commands[kind + "-duplicates"] = [&](Step& c) { c.out << index.countDuplicates(); };
-  commands[kind + "-size"] = [](Step&) { Index::printEntrySize(); };
+  on[kind + "-duplicates"] = [&](Step& c) { c.out << index.countDuplicates(); };
+  on[kind + "-size"] = [](Step&) { Index::printEntrySize(); };
 }
 
 TEST(Indexes, FollowTheTranscript) {
   IdentIndex idents;
   AccessIndex accesses;
-  Commands commands = {
-      {"idents", [](Step& c) { writeRecords(c, identOf); }},
-      {"accesses", [](Step& c) { writeRecords(c, accessOf); }},
-      {"ident-build", [&](Step& c) { c.out << idents.buildFromFile(c.name(0)); }},
-      {"ident-pair",
-       [&](Step& c) { c.out << hexLines(idents.find(keyOf(c.word(0)))->pairedcard); }},
-      {"access-build", [&](Step& c) { c.out << accesses.loadFromFile(c.name(0)); }},
-      {"access-mark",
-       [&](Step& c) {
-         c.out << AccessIndex::setState(*accesses.find(c.as<uint32_t>(0)), c.as<int32_t>(1));
-       }},
-      {"access-state", [&](Step& c) { c.out << accesses.find(c.as<uint32_t>(0))->state.value; }},
-      {"access-destroy", [&](Step&) { accesses.destroy(); }},
-      {"access-walk",
-       [&](Step& c) {
-         const AccessIndexEntry* at = accesses.first();
-         for (; at != nullptr; at = accesses.next()) c.out << at->uniqid << ' ';
-         for (int i = 0; i < 4; ++i) at = accesses.next();
-         c.out << (at == nullptr ? "end" : "went on");
-       }},
+  Commands on;
+  on["idents"] = [](Step& c) { writeRecords(c, identOf); };
+  on["accesses"] = [](Step& c) { writeRecords(c, accessOf); };
+  on["ident-build"] = [&](Step& c) { c.out << idents.buildFromFile(c.name(0)); };
+  on["ident-pair"] = [&](Step& c) { c.out << hexLines(idents.find(keyOf(c.word(0)))->pairedcard); };
+  on["access-build"] = [&](Step& c) { c.out << accesses.loadFromFile(c.name(0)); };
+  on["access-mark"] = [&](Step& c) {
+    c.out << AccessIndex::setState(*accesses.find(c.as<uint32_t>(0)), c.as<int32_t>(1));
   };
-  addIndexCommands(commands, "ident", idents, keyOf);
-  addIndexCommands<AccessIndex, uint32_t>(commands, "access", accesses, [](std::string word) {
+  on["access-state"] = [&](Step& c) { c.out << accesses.find(c.as<uint32_t>(0))->state.value; };
+  on["access-destroy"] = [&](Step&) { accesses.destroy(); };
+  on["access-walk"] = [&](Step& c) {
+    const AccessIndexEntry* at = accesses.first();
+    for (; at != nullptr; at = accesses.next()) c.out << at->uniqid << ' ';
+    for (int i = 0; i < 4; ++i) at = accesses.next();
+    c.out << (at == nullptr ? "end" : "went on");
+  };
+
+  addIndexCommands(on, "ident", idents, keyOf);
+  addIndexCommands<AccessIndex, uint32_t>(on, "access", accesses, [](std::string word) {
     return static_cast<uint32_t>(std::stoul(word));
   });
-  play("carddb/indexes.txt", commands);
+  play("carddb/indexes.txt", on);
 }
 
 TEST(IdentIndex, PairsLikeAPlainScan) {

@@ -16,46 +16,43 @@ Record recordOf(const Step& c) {
 
 TEST(Records, FollowTheTranscript) {
   char text[AccessRecord::kTextSize];
-  play("carddb/records.txt", {{"ident-fields",
-                               [](Step& c) {
-                                 const IdentRecord r = recordOf<IdentRecord>(c);
-                                 c.out << std::hex << hexLines(r.cardnumber) << ", " << r.uniqid
-                                       << ' ' << r.cardsetcode << ' ' << r.deleted << '\n'
-                                       << hexLines(bytesOf(r));
-                               }},
-                              {"access-fields",
-                               [](Step& c) {
-                                 const AccessRecord r = recordOf<AccessRecord>(c);
-                                 c.out << std::hex << r.uniqid << ' ' << hexLines(r.pincode) << ',';
-                                 for (const uint16_t level : r.acclevel) c.out << ' ' << level;
-                                 c.out << ", " << r.starttime << ' ' << r.endtime << ' '
-                                       << r.escortid << ' ' << r.cardissuelevel << ' '
-                                       << int{r.bitflds} << ' ' << int{r.elevatoraccess} << ' '
-                                       << int{r.outrelaygrpid} << ' ' << int{r.outgrpmode} << '\n'
-                                       << hexLines(bytesOf(r));
-                               }},
-                              {"ident-texts",
-                               [&](Step& c) {
-                                 const IdentRecord r = recordOf<IdentRecord>(c);
-                                 for (const bool isPin : {true, false}) {
-                                   r.toIdentifierText("0042", isPin, text);
-                                   c.out << text << '\n';
-                                 }
-                                 r.toNumericText(5, 1, text);
-                                 c.out << text;
-                               }},
-                              {"access-texts",
-                               [&](Step& c) {
-                                 AccessRecord r = recordOf<AccessRecord>(c);
-                                 r.toShortText(text);
-                                 c.out << text << '\n';
-                                 for (int i = 0; i < 2; ++i) r.toText(text);
-                                 c.out << text << '\n' << hexLines(r.pincode);
-                               }},
-                              {"sizes", [](Step&) {
-                                 IdentRecord::printSizes();
-                                 AccessRecord::printSizes();
-                               }}});
+  Commands on;
+  on["ident-fields"] = [](Step& c) {
+    const IdentRecord r = recordOf<IdentRecord>(c);
+    c.out << std::hex << hexLines(r.cardnumber) << ", " << r.uniqid << ' ' << r.cardsetcode << ' '
+          << r.deleted << '\n'
+          << hexLines(bytesOf(r));
+  };
+  on["access-fields"] = [](Step& c) {
+    const AccessRecord r = recordOf<AccessRecord>(c);
+    c.out << std::hex << r.uniqid << ' ' << hexLines(r.pincode) << ',';
+    for (const uint16_t level : r.acclevel) c.out << ' ' << level;
+    c.out << ", " << r.starttime << ' ' << r.endtime << ' ' << r.escortid << ' ' << r.cardissuelevel
+          << ' ' << int{r.bitflds} << ' ' << int{r.elevatoraccess} << ' ' << int{r.outrelaygrpid}
+          << ' ' << int{r.outgrpmode} << '\n'
+          << hexLines(bytesOf(r));
+  };
+  on["ident-texts"] = [&](Step& c) {
+    const IdentRecord r = recordOf<IdentRecord>(c);
+    for (const bool isPin : {true, false}) {
+      r.toIdentifierText("0042", isPin, text);
+      c.out << text << '\n';
+    }
+    r.toNumericText(5, 1, text);
+    c.out << text;
+  };
+  on["access-texts"] = [&](Step& c) {
+    AccessRecord r = recordOf<AccessRecord>(c);
+    r.toShortText(text);
+    c.out << text << '\n';
+    for (int i = 0; i < 2; ++i) r.toText(text);
+    c.out << text << '\n' << hexLines(r.pincode);
+  };
+  on["sizes"] = [](Step&) {
+    IdentRecord::printSizes();
+    AccessRecord::printSizes();
+  };
+  play("carddb/records.txt", on);
 }
 
 TEST(Records, GuardSlotsAndFlags) {

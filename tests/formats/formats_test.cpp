@@ -54,35 +54,35 @@ void encode(Step& c, CardFormat& format) {
 
 TEST(CardFormat, FollowsTheTranscripts) {
   std::unique_ptr<CardFormat> format;
-  const Commands commands = {
-      {"eff", [](Step& c) { std::ofstream(c.word(0)) << effFile(c.input); }},
-      {"vff", [](Step& c) { std::ofstream(c.word(0)) << vffFile(c.input); }},
-      {"load",  // A kind and its file; the format is used even if it is not loaded.
-       [&](Step& c) {
-         format = formatOf(c.word(0));
-         c.out << format->loadFormatFile(c.name(1));
-         CardPattern pattern;
-         int32_t bits = 0;
-         format->encodeCard(-1, pattern, bits);
-       }},
-      {"edit",  // The file 26.cdf with line N replaced by the input, as both kinds.
-       [](Step& c) {
-         const std::string text = contentOf("26.cdf");
-         const size_t from = firstLines(text, c.number(0) - 1, false).size();
-         writeBoth(text.substr(0, from) + c.input + text.substr(text.find('\n', from) + 1));
-       }},
-      {"first-lines",  // Of a CDF file, as both kinds; "open" leaves out the end of the last.
-       [](Step& c) {
-         writeBoth(firstLines(contentOf(c.word(0)), c.number(1), c.word(2) == "open"));
-         c.out << CdfCardFormat().loadFormatFile("cdf") << ' ';
-         c.out << EffCardFormat().loadFormatFile("eff");
-       }},
-      {"encode", [&](Step& c) { encode(c, *format); }},
-      {"id", [&](Step& c) { format->setFormatID(c.as<uint32_t>(0)); }},
-      {"info", [&](Step&) { format->printInfo(); }},
+  Commands on;
+  on["eff"] = [](Step& c) { std::ofstream(c.word(0)) << effFile(c.input); };
+  on["vff"] = [](Step& c) { std::ofstream(c.word(0)) << vffFile(c.input); };
+  // A kind and its file; the format is used even if it is not loaded.
+  on["load"] = [&](Step& c) {
+    format = formatOf(c.word(0));
+    c.out << format->loadFormatFile(c.name(1));
+    CardPattern pattern;
+    int32_t bits = 0;
+    format->encodeCard(-1, pattern, bits);
   };
+  // The file 26.cdf with line N replaced by the input, as both kinds.
+  on["edit"] = [](Step& c) {
+    const std::string text = contentOf("26.cdf");
+    const size_t from = firstLines(text, c.number(0) - 1, false).size();
+    writeBoth(text.substr(0, from) + c.input + text.substr(text.find('\n', from) + 1));
+  };
+  // Of a CDF file, as both kinds; "open" leaves out the end of the last.
+  on["first-lines"] = [](Step& c) {
+    writeBoth(firstLines(contentOf(c.word(0)), c.number(1), c.word(2) == "open"));
+    c.out << CdfCardFormat().loadFormatFile("cdf") << ' ';
+    c.out << EffCardFormat().loadFormatFile("eff");
+  };
+  on["encode"] = [&](Step& c) { encode(c, *format); };
+  on["id"] = [&](Step& c) { format->setFormatID(c.as<uint32_t>(0)); };
+  on["info"] = [&](Step&) { format->printInfo(); };
+
   for (const char* const part : {"known-cards", "cdf-eff", "vff"})
-    play(std::string("formats/") + part + ".txt", commands);
+    play(std::string("formats/") + part + ".txt", on);
 }
 
 const char* kindOf(CardFormat& format) {
@@ -104,56 +104,50 @@ TEST(LoadFormats, FollowsTheTranscript) {
   fmtfile file;
   CardFormatSet formats;
   ASSERT_EQ(formats.create(1), kSuccess);
-  play("formats/formats-file.txt",
-       {{"entries",
-         [&](Step& c) {
-           std::ofstream("list") << c.input;
-           EXPECT_EQ(file.open("list"), kSuccess);
-           printEntries(c, file);
-         }},
-        {"close", [&](Step&) { file.close(); }},
-        {"open", [&](Step& c) { c.out << file.open(c.name(0)); }},
-        {"read",
-         [&](Step& c) {
-           uint32_t id = 0;
-           FormatFileName name{};
-           c.out << file.readEntry(id, name) << ' ' << name.data();
-         }},
-        {"configure",
-         [&](Step& c) {
-           MasterConfiguration configuration(1, c.name(0));
-           c.out << file.openFromConfiguration(configuration);
-         }},
-        {"add",
-         [&](Step& c) {
-           CardFormat* const format = formats.addFormat(7, c.text.c_str());
-           c.out << (format == nullptr ? "none" : kindOf(*format));
-         }},
-        {"load",
-         [&](Step& c) {
-           c.out << loadFormats("caller", c.word(0).c_str(), c.name(1), formats) << ", "
-                 << formats.count() << " formats";
-         }},
-        {"find", [&](Step& c) {
-           CardFormat* const format = formats.findFormat(c.as<uint32_t>(0));
-           c.out << (format != nullptr ? "found" : "not found");
-           if (format != nullptr && c.words.size() > 1) format->setFormatID(c.as<uint32_t>(1));
-         }}});
+  Commands on;
+  on["entries"] = [&](Step& c) {
+    std::ofstream("list") << c.input;
+    EXPECT_EQ(file.open("list"), kSuccess);
+    printEntries(c, file);
+  };
+  on["close"] = [&](Step&) { file.close(); };
+  on["open"] = [&](Step& c) { c.out << file.open(c.name(0)); };
+  on["read"] = [&](Step& c) {
+    uint32_t id = 0;
+    FormatFileName name{};
+    c.out << file.readEntry(id, name) << ' ' << name.data();
+  };
+  on["configure"] = [&](Step& c) {
+    MasterConfiguration configuration(1, c.name(0));
+    c.out << file.openFromConfiguration(configuration);
+  };
+  on["add"] = [&](Step& c) {
+    CardFormat* const format = formats.addFormat(7, c.text.c_str());
+    c.out << (format == nullptr ? "none" : kindOf(*format));
+  };
+  on["load"] = [&](Step& c) {
+    c.out << loadFormats("caller", c.word(0).c_str(), c.name(1), formats) << ", " << formats.count()
+          << " formats";
+  };
+  on["find"] = [&](Step& c) {
+    CardFormat* const format = formats.findFormat(c.as<uint32_t>(0));
+    c.out << (format != nullptr ? "found" : "not found");
+    if (format != nullptr && c.words.size() > 1) format->setFormatID(c.as<uint32_t>(1));
+  };
+  play("formats/formats-file.txt", on);
 }
 
 TEST(Fieldstate, FollowsTheTranscript) {
-  play("formats/fieldstate.txt",
-       {{"bits",
-         [](Step& c) {
-           const fieldstate state{typeFromText(c.name(1)), directionFromText(c.name(0)),
-                                  c.as<int32_t>(2)};
-           c.out << "0x" << std::hex << std::uppercase << state.toBits(c.number(3));
-         }},
-        {"value", [](Step& c) {
-           const fieldstate state{typeFromText(c.name(1)), directionFromText(c.name(0)),
-                                  c.as<int32_t>(2)};
-           c.out << state.toValue(std::stoull(c.word(3), nullptr, 0));
-         }}});
+  Commands on;
+  on["bits"] = [](Step& c) {
+    const fieldstate state{typeFromText(c.name(1)), directionFromText(c.name(0)), c.as<int32_t>(2)};
+    c.out << "0x" << std::hex << std::uppercase << state.toBits(c.number(3));
+  };
+  on["value"] = [](Step& c) {
+    const fieldstate state{typeFromText(c.name(1)), directionFromText(c.name(0)), c.as<int32_t>(2)};
+    c.out << state.toValue(std::stoull(c.word(3), nullptr, 0));
+  };
+  play("formats/fieldstate.txt", on);
 }
 
 }  // namespace

@@ -39,27 +39,27 @@ TEST(AccessLevels, FollowTheTranscript) {
     MasterConfiguration configuration(1, "conf");
     return levels.emplace().loadAccessLevels(configuration);
   };
-  play("site/accesslevels.txt", {{"configure", [&](Step& c) { c.out << configure(c.input); }},
-                                 {"levels",
-                                  [&](Step& c) {
-                                    std::ofstream("levels") << c.input;
-                                    EXPECT_TRUE(configure("AccessLvls=levels"));
-                                    for (int32_t i = 0; i < levels->count(); ++i) {
-                                      c.out << levels->level(i).number() << ':';
-                                      for (const AccessPair& pair : levels->level(i).pairs())
-                                        c.out << ' ' << pair.doorgroup << '/' << pair.schedule;
-                                      c.out << '\n';
-                                    }
-                                  }},
-                                 {"find",
-                                  [&](Step& c) {
-                                    for (size_t i = 0; i < c.words.size(); ++i)
-                                      c.out << levels->findLevel(c.as<uint32_t>(i)) << ' ';
-                                  }},
-                                 {"decide", [&](Step& c) {  // Level and reader.
-                                    c.out << AccessChecker(*levels, site, site, site)
-                                                 .checkAccess(c.as<uint32_t>(0), c.as<uint32_t>(1));
-                                  }}});
+  Commands on;
+  on["configure"] = [&](Step& c) { c.out << configure(c.input); };
+  on["levels"] = [&](Step& c) {
+    std::ofstream("levels") << c.input;
+    EXPECT_TRUE(configure("AccessLvls=levels"));
+    for (int32_t i = 0; i < levels->count(); ++i) {
+      c.out << levels->level(i).number() << ':';
+      for (const AccessPair& pair : levels->level(i).pairs())
+        c.out << ' ' << pair.doorgroup << '/' << pair.schedule;
+      c.out << '\n';
+    }
+  };
+  on["find"] = [&](Step& c) {
+    for (size_t i = 0; i < c.words.size(); ++i)
+      c.out << levels->findLevel(c.as<uint32_t>(i)) << ' ';
+  };
+  on["decide"] = [&](Step& c) {  // Level and reader.
+    c.out << AccessChecker(*levels, site, site, site)
+                 .checkAccess(c.as<uint32_t>(0), c.as<uint32_t>(1));
+  };
+  play("site/accesslevels.txt", on);
 }
 
 }  // namespace

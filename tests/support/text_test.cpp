@@ -27,73 +27,74 @@ TEST(Text, FollowsTheTranscript) {
     while (const char* const word = tokens.next()) c.out << word << '|';
     c.out << tokens.count() << (tokens.next() == nullptr ? "" : " and more");
   };
-  play("support/text.txt",
-       {{"words", [&](Step& c) { words(c, kWordDelimiters); }},
-        {"blank-words", [&](Step& c) { words(c, " "); }},
-        {"take-apart",
-         [](Step& c) {
-           Tokenizer tokens;
-           tokens.split(c.text.data(), " ");
-           c.out << tokens.stripEqualsFirst() << ' ' << tokens.unquoteSecond();
-           tokens.next();
-           tokens.next();
-           c.out << ' ' << tokens.nextInt();
-           c.out << ' ' << tokens.nextInt();
-         }},
-        {"join", [](Step& c) { c.out << joinedPath(c.name(0), c.name(1)).get(); }},
-        {"join-into",  // A buffer of N characters.
-         [](Step& c) {
-           std::string name = c.word(1);
-           name.resize(c.as<size_t>(2));
-           joinPath(c.name(0), name.data(), name.size());
-           c.out << name.c_str();
-         }},
-        {"blank", [](Step& c) { c.out << isBlank(c.text.c_str()); }},
-        {"pack",  // Into 4 bytes, and back.
-         [](Step& c) {
-           std::array<uint8_t, 4> bytes = {0xEE, 0xEE, 0xEE, 0xEE};
-           packDigits(c.word(0), bytes);
-           c.out << hexLines(bytes) << ' ' << DigitText<8>(bytes).c_str();
-         }},
-        {"unpack-AE", [](Step& c) { c.out << DigitText<2>(std::array<uint8_t, 1>{0xAE}).c_str(); }},
-        {"saturates", [](Step& c) { c.out << scanInt64(c.name(0)).saturated; }},
-        {"date",
-         [](Step& c) {
-           uint32_t seconds = 7;
-           c.out << parseDateTime(c.text.c_str(), seconds);
-           c.out << ' ' << seconds;
-         }},
-        {"join-start",
-         [](Step& c) { c.out << joinDateTime(PeriodEnd::kStart, c.word(0), c.word(1)).data(); }},
-        {"join-end",
-         [](Step& c) { c.out << joinDateTime(PeriodEnd::kEnd, c.word(0), c.word(1)).data(); }},
-        {"format-date", [](Step& c) { c.out << formatDateTime(c.as<uint32_t>(0)).data(); }},
-        {"split-date", [](Step& c) {
-           const DateAndTime parts = splitDateTime(c.word(0));
-           c.out << parts.date.data() << ' ' << parts.time.data();
-         }}});
+  Commands on;
+  on["words"] = [&](Step& c) { words(c, kWordDelimiters); };
+  on["blank-words"] = [&](Step& c) { words(c, " "); };
+  on["take-apart"] = [](Step& c) {
+    Tokenizer tokens;
+    tokens.split(c.text.data(), " ");
+    c.out << tokens.stripEqualsFirst() << ' ' << tokens.unquoteSecond();
+    tokens.next();
+    tokens.next();
+    c.out << ' ' << tokens.nextInt();
+    c.out << ' ' << tokens.nextInt();
+  };
+  on["join"] = [](Step& c) { c.out << joinedPath(c.name(0), c.name(1)).get(); };
+  // A buffer of N characters.
+  on["join-into"] = [](Step& c) {
+    std::string name = c.word(1);
+    name.resize(c.as<size_t>(2));
+    joinPath(c.name(0), name.data(), name.size());
+    c.out << name.c_str();
+  };
+  on["blank"] = [](Step& c) { c.out << isBlank(c.text.c_str()); };
+  // Into 4 bytes, and back.
+  on["pack"] = [](Step& c) {
+    std::array<uint8_t, 4> bytes = {0xEE, 0xEE, 0xEE, 0xEE};
+    packDigits(c.word(0), bytes);
+    c.out << hexLines(bytes) << ' ' << DigitText<8>(bytes).c_str();
+  };
+  on["unpack-AE"] = [](Step& c) { c.out << DigitText<2>(std::array<uint8_t, 1>{0xAE}).c_str(); };
+  on["saturates"] = [](Step& c) { c.out << scanInt64(c.name(0)).saturated; };
+  on["date"] = [](Step& c) {
+    uint32_t seconds = 7;
+    c.out << parseDateTime(c.text.c_str(), seconds);
+    c.out << ' ' << seconds;
+  };
+  on["join-start"] = [](Step& c) {
+    c.out << joinDateTime(PeriodEnd::kStart, c.word(0), c.word(1)).data();
+  };
+  on["join-end"] = [](Step& c) {
+    c.out << joinDateTime(PeriodEnd::kEnd, c.word(0), c.word(1)).data();
+  };
+  on["format-date"] = [](Step& c) { c.out << formatDateTime(c.as<uint32_t>(0)).data(); };
+  on["split-date"] = [](Step& c) {
+    const DateAndTime parts = splitDateTime(c.word(0));
+    c.out << parts.date.data() << ' ' << parts.time.data();
+  };
+  play("support/text.txt", on);
 }
 
 TEST(MasterConfiguration, FollowsTheTranscript) {
   std::optional<MasterConfiguration> configuration;
   LineReader reader;
-  play("support/masterconfiguration.txt",
-       {{"load",
-         [&](Step& c) {
-           std::ofstream("conf") << c.input;
-           configuration.emplace(1, "conf");
-         }},
-        {"load-missing", [&](Step& c) { configuration.emplace(1, c.name(0)); }},
-        {"save", [&](Step& c) { c.out << configuration->save(c.name(0)); }},
-        {"number", [&](Step& c) { c.out << configuration->number(c.name(0)); }},
-        {"find", [&](Step& c) { c.out << (configuration->find(c.name(0)) ? "found" : "none"); }},
-        {"set", [&](Step& c) { c.out << configuration->setValue(c.name(0), c.name(1)); }},
-        {"exists", [&](Step& c) { c.out << configuration->entryFileExists(c.name(0)); }},
-        {"open", [&](Step& c) {
-           errno = EINVAL;
-           c.out << configuration->openEntryFile(c.name(0), reader);
-           if (errno != EINVAL) c.out << (errno == 0 ? " no error" : " missing");
-         }}});
+  Commands on;
+  on["load"] = [&](Step& c) {
+    std::ofstream("conf") << c.input;
+    configuration.emplace(1, "conf");
+  };
+  on["load-missing"] = [&](Step& c) { configuration.emplace(1, c.name(0)); };
+  on["save"] = [&](Step& c) { c.out << configuration->save(c.name(0)); };
+  on["number"] = [&](Step& c) { c.out << configuration->number(c.name(0)); };
+  on["find"] = [&](Step& c) { c.out << (configuration->find(c.name(0)) ? "found" : "none"); };
+  on["set"] = [&](Step& c) { c.out << configuration->setValue(c.name(0), c.name(1)); };
+  on["exists"] = [&](Step& c) { c.out << configuration->entryFileExists(c.name(0)); };
+  on["open"] = [&](Step& c) {
+    errno = EINVAL;
+    c.out << configuration->openEntryFile(c.name(0), reader);
+    if (errno != EINVAL) c.out << (errno == 0 ? " no error" : " missing");
+  };
+  play("support/masterconfiguration.txt", on);
 }
 
 TEST(MasterConfiguration, TellsTheSystemLogOnceThatAFileIsMissing) {

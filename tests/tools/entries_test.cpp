@@ -34,51 +34,51 @@ TEST(EntryFunctions, FollowTheTranscripts) {
   IdentFile idents;
   AccessFile accesses;
   std::string buffer;
-  Commands commands = {
-      {"example-site", [](Step&) { std::filesystem::copy(BADGEMINT_EXAMPLE_SITE, "."); }},
-      {"rename", [](Step& c) { std::filesystem::rename(c.word(0), c.word(1)); }},
-      {"same", [](Step& c) { c.out << (textOf(c.name(0)) == textOf(c.name(1))); }},
-      {"build",  // Level, cards, formats, log, base directory.
-       [](Step& c) {
-         run(c, [&] {
-           return BadgeMint(wordOr(c, 4, ""), wordOr(c, 1, "cards"), "ident", "access",
-                            wordOr(c, 2, "formats"), "cardsets", wordOr(c, 3, "run.log"),
-                            c.as<uint32_t>(0));
-         });
-       }},
-      {"dump",  // Level, ident, access, formats, card sets, output, log.
-       [](Step& c) {
-         run(c, [&] {
-           return DumpCardFile("", wordOr(c, 1, "ident"), wordOr(c, 2, "access"),
-                               wordOr(c, 3, "formats"), wordOr(c, 4, "cardsets"),
-                               wordOr(c, 5, "dump"), wordOr(c, 6, "run.log"), c.as<uint32_t>(0));
-         });
-       }},
-      {"pattern",  // Size of the buffer, level, card set, number, formats, card sets, log.
-       [&](Step& c) {
-         buffer.assign(40, '!');
-         run(c, [&] {
-           return ComputeCardBitPattern(c.as<uint32_t>(2), c.name(3), "", wordOr(c, 4, "formats"),
-                                        wordOr(c, 5, "cardsets"), wordOr(c, 6, "run.log"),
-                                        c.as<uint32_t>(1), buffer.data(), c.as<int32_t>(0));
-         });
-         c.out << buffer.c_str();
-       }},
-      {"pattern2",  // Size of the buffer, level, number, format, log; the card set is the input.
-       [&](Step& c) {
-         buffer.assign(40, '!');
-         run(c, [&] {
-           return ComputeCardBitPattern2(c.name(2), c.input.c_str(), "", c.name(3),
-                                         wordOr(c, 4, "run.log"), c.as<uint32_t>(1), buffer.data(),
-                                         c.as<int32_t>(0));
-         });
-         c.out << buffer.c_str();
-       }},
+  Commands on;
+  on["example-site"] = [](Step&) { std::filesystem::copy(BADGEMINT_EXAMPLE_SITE, "."); };
+  on["rename"] = [](Step& c) { std::filesystem::rename(c.word(0), c.word(1)); };
+  on["same"] = [](Step& c) { c.out << (textOf(c.name(0)) == textOf(c.name(1))); };
+  // Level, cards, formats, log, base directory.
+  on["build"] = [](Step& c) {
+    run(c, [&] {
+      return BadgeMint(wordOr(c, 4, ""), wordOr(c, 1, "cards"), "ident", "access",
+                       wordOr(c, 2, "formats"), "cardsets", wordOr(c, 3, "run.log"),
+                       c.as<uint32_t>(0));
+    });
   };
-  addIdentCommands(commands, idents);
-  addAccessCommands(commands, accesses);
+  // Level, ident, access, formats, card sets, output, log.
+  on["dump"] = [](Step& c) {
+    run(c, [&] {
+      return DumpCardFile("", wordOr(c, 1, "ident"), wordOr(c, 2, "access"),
+                          wordOr(c, 3, "formats"), wordOr(c, 4, "cardsets"), wordOr(c, 5, "dump"),
+                          wordOr(c, 6, "run.log"), c.as<uint32_t>(0));
+    });
+  };
+  // Size of the buffer, level, card set, number, formats, card sets, log.
+  on["pattern"] = [&](Step& c) {
+    buffer.assign(40, '!');
+    run(c, [&] {
+      return ComputeCardBitPattern(c.as<uint32_t>(2), c.name(3), "", wordOr(c, 4, "formats"),
+                                   wordOr(c, 5, "cardsets"), wordOr(c, 6, "run.log"),
+                                   c.as<uint32_t>(1), buffer.data(), c.as<int32_t>(0));
+    });
+    c.out << buffer.c_str();
+  };
+  // Size of the buffer, level, number, format, log; the card set is the input.
+  on["pattern2"] = [&](Step& c) {
+    buffer.assign(40, '!');
+    run(c, [&] {
+      return ComputeCardBitPattern2(c.name(2), c.input.c_str(), "", c.name(3),
+                                    wordOr(c, 4, "run.log"), c.as<uint32_t>(1), buffer.data(),
+                                    c.as<int32_t>(0));
+    });
+    c.out << buffer.c_str();
+  };
+
+  addIdentCommands(on, idents);
+  addAccessCommands(on, accesses);
   for (const char* const part : {"round-trip", "maintenance", "bit-patterns", "failures"})
-    play(std::string("tools/") + part + ".txt", commands);
+    play(std::string("tools/") + part + ".txt", on);
 }
 
 }  // namespace
