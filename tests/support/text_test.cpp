@@ -3,7 +3,6 @@
 #include <syslog.h>
 
 #include <cerrno>
-#include <random>
 
 #include "support/bits.h"
 #include "support/datetime.h"
@@ -166,50 +165,6 @@ TEST(LineReader, ReadsAsFgetsDoes) {
   EXPECT_EQ(reader.readLine(30), LineReader::Status::kError);
   EXPECT_TRUE(reader.failed());
   EXPECT_FALSE(reader.open(folder.path("none").c_str()));
-}
-
-std::string anyField(std::mt19937& random) {
-  static std::istringstream words(
-      "0 -1 +7 --1 + - 2147483647 2147483648 -2147483649 4294967296 5000000000 abc 12ab 0x10 007 "
-      "2024/01/31 1.5 9223372036854775807 9223372036854775808 -9223372036854775809 "
-      "18446744073709551615 18446744073709551616 -18446744073709551615 -18446744073709551616 "
-      "99999999999999999999999999999999999");
-  static const std::vector<std::string> kFields(std::istream_iterator<std::string>(words), {});
-  if (random() % 3 != 0) return kFields[random() % kFields.size()];
-  std::string field;
-  for (size_t n = random() % 24; n > 0; --n) field += "0123456789+-ax/:"[random() % 16];
-  return field;
-}
-
-// The scanner against the formatted scan itself, on generated lines.
-TEST(FieldScanner, ReadsAsTheFormattedScanDoes) {
-  std::mt19937 random(20240131);
-  for (int round = 0; round < 10'000; ++round) {
-    static const char* const kBlanks[] = {" ", "  ", "\t", "\v\f", "\r", "\n", "", "\xA0"};
-    std::string line = "c";
-    for (size_t n = random() % 12; n > 0; --n) line += kBlanks[random() % 8] + anyField(random);
-    if (round % 100 == 0) line += ' ' + std::string(120, '9');
-    char type = 0;
-    char words[3][100] = {};
-    int ints[3] = {};
-    unsigned unsigneds[2] = {};
-    std::sscanf(line.c_str(), "%c%d%99s%99s%u%d%14s%u%d", &type, &ints[0], words[0], words[1],
-                &unsigneds[0], &ints[1], words[2], &unsigneds[1], &ints[2]);
-
-    FieldScanner scanner(line.c_str() + 1);
-    ASSERT_EQ(scanner.nextInt(), ints[0]) << line;
-    ASSERT_EQ(scanner.nextWord(99), words[0]) << line;
-    ASSERT_EQ(scanner.nextWord(99), words[1]) << line;
-    ASSERT_EQ(scanner.nextUnsigned(), unsigneds[0]) << line;
-    ASSERT_EQ(scanner.nextInt(), ints[1]) << line;
-    ASSERT_EQ(scanner.nextWord(14), words[2]) << line;
-    ASSERT_EQ(scanner.nextUnsigned(), unsigneds[1]) << line;
-    ASSERT_EQ(scanner.nextInt(), ints[2]) << line;
-
-    const std::string field = anyField(random);
-    ASSERT_EQ(textToInt32(field.c_str()), static_cast<int32_t>(std::atol(field.c_str())));
-    ASSERT_EQ(textToInt64(field.c_str()), std::atoll(field.c_str()));
-  }
 }
 
 }  // namespace
