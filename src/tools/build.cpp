@@ -15,23 +15,9 @@ namespace {
 
 constexpr const char* kLogModule = kEntryModule;
 
-struct BuildNames {
-  const char *inputCards, *identDb, *accessDb, *formats, *cardSets;
-};
-
-void logFiles(const BuildNames& files, const char* logPath) {
-  LOG(kLogStep, "Files:\n");
-  LOG(kLogStep, "Cards file=%s\n", files.inputCards);
-  LOG(kLogStep, "Formats file=%s\n", files.formats);
-  LOG(kLogStep, "Card Sets file=%s\n", files.cardSets);
-  LOG(kLogStep, "Ident file=%s\n", files.identDb);
-  LOG(kLogStep, "Access file=%s\n", files.accessDb);
-  LOG(kLogStep, "Log file=%s\n", logPath);
-}
-
-int32_t runStages(const EntryRun& run, const BuildNames& files) {
-  const std::unique_ptr<InputCards> loader(new (std::nothrow) InputCards(
-      files.inputCards, files.identDb, files.accessDb, files.cardSets));
+int32_t runStages(const EntryRun& run, const SiteFiles& files) {
+  const std::unique_ptr<InputCards> loader(
+      new (std::nothrow) InputCards(files.cards, files.identDb, files.accessDb, files.cardSets));
   if (!loader) {
     LOG(kLogError, "Not enough memory to create input cards\n");
     return kOutOfMemory;
@@ -44,8 +30,8 @@ int32_t runStages(const EntryRun& run, const BuildNames& files) {
   return result;
 }
 
-int32_t build(const EntryRun& run, const BuildNames& names) {
-  const auto inputCards = run.joinName(names.inputCards, "input cards");
+int32_t build(const EntryRun& run, const SiteFiles& names) {
+  const auto inputCards = run.joinName(names.cards, "input cards");
   if (!inputCards) return kOutOfMemory;
   const auto identDb = run.joinName(names.identDb, "ident");
   if (!identDb) return kOutOfMemory;
@@ -59,9 +45,9 @@ int32_t build(const EntryRun& run, const BuildNames& names) {
   unlink(identDb.get());
   unlink(accessDb.get());
   run.logStart();
-  const BuildNames files = {inputCards.get(), identDb.get(), accessDb.get(), formats.get(),
-                            cardSets.get()};
-  logFiles(files, run.logPath());
+  const SiteFiles files = {inputCards.get(), identDb.get(), accessDb.get(), formats.get(),
+                           cardSets.get()};
+  run.logFiles(files);
   return runStages(run, files);
 }
 
@@ -73,7 +59,7 @@ int32_t BadgeMint(const char* baseDirectory, const char* inputCardsName, const c
                   const char* accessDbName, const char* formatsName, const char* cardSetsName,
                   const char* logName, uint32_t logLevel) {
   using namespace badgemint;
-  const BuildNames names = {inputCardsName, identDbName, accessDbName, formatsName, cardSetsName};
+  const SiteFiles names = {inputCardsName, identDbName, accessDbName, formatsName, cardSetsName};
   EntryRun entry("BadgeMint", baseDirectory, kDatabasePause);
   return entry.run(logName, logLevel, [&](const EntryRun& run) { return build(run, names); });
 }

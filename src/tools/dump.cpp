@@ -25,10 +25,6 @@ namespace {
 constexpr const char* kLogModule = kEntryModule;
 constexpr int32_t kInitialFormats = 20;
 
-struct DumpNames {
-  const char *identDb, *accessDb, *formats, *cardSets, *output;
-};
-
 // The digits of a packed PIN. A blank PIN gives "0", so that the fields keep their columns.
 template <size_t Digits>
 std::string_view pinText(const DigitText<Digits>& pin) {
@@ -165,33 +161,23 @@ int32_t writeRecords(IdentFile& identFile, DumpWriter& writer) {
   }
 }
 
-void logFiles(const DumpNames& files, const char* logPath) {
-  LOG(kLogStep, "Files:\n");
-  LOG(kLogStep, "Cards file=%s\n", files.output);
-  LOG(kLogStep, "Formats file=%s\n", files.formats);
-  LOG(kLogStep, "Card Sets file=%s\n", files.cardSets);
-  LOG(kLogStep, "Ident file=%s\n", files.identDb);
-  LOG(kLogStep, "Access file=%s\n", files.accessDb);
-  LOG(kLogStep, "Log file=%s\n", logPath);
-}
-
-int32_t writeOutput(const DumpNames& files, IdentFile& identFile, AccessFile& accessFile,
+int32_t writeOutput(const SiteFiles& files, IdentFile& identFile, AccessFile& accessFile,
                     const cardsets& sets, const CardFormatSet& formats) {
   TextWriter output;
-  if (!output.open(files.output)) {
-    LOG(kLogError, "Error opening output cards files %s\n", files.output);
+  if (!output.open(files.cards)) {
+    LOG(kLogError, "Error opening output cards files %s\n", files.cards);
     return kOutputFailed;
   }
   DumpWriter writer(accessFile, sets, formats, output);
   int32_t result = writeRecords(identFile, writer);
   if (!output.close()) {
-    LOG(kLogError, "Error writing output cards file %s\n", files.output);
+    LOG(kLogError, "Error writing output cards file %s\n", files.cards);
     if (result == kSuccess) result = kOutputFailed;
   }
   return result;
 }
 
-int32_t runDump(const EntryRun& run, const DumpNames& files) {
+int32_t runDump(const EntryRun& run, const SiteFiles& files) {
   CardFormatSet formats;
   if (const int32_t rc = formats.create(kInitialFormats); rc < 0) return rc;
   if (const int32_t rc = loadFormats(kLogModule, run.baseDirectory(), files.formats, formats);
@@ -212,7 +198,7 @@ int32_t runDump(const EntryRun& run, const DumpNames& files) {
   return writeOutput(files, identFile, accessFile, sets, formats);
 }
 
-int32_t dump(const EntryRun& run, const DumpNames& names) {
+int32_t dump(const EntryRun& run, const SiteFiles& names) {
   const auto identDb = run.joinName(names.identDb, "ident");
   if (!identDb) return kOutOfMemory;
   const auto accessDb = run.joinName(names.accessDb, "access");
@@ -221,13 +207,13 @@ int32_t dump(const EntryRun& run, const DumpNames& names) {
   if (!formats) return kOutOfMemory;
   const auto cardSets = run.joinName(names.cardSets, "cardsets");
   if (!cardSets) return kOutOfMemory;
-  const auto output = run.joinName(names.output, "output file");
+  const auto output = run.joinName(names.cards, "output file");
   if (!output) return kOutOfMemory;
 
   run.logStart();
-  const DumpNames files = {identDb.get(), accessDb.get(), formats.get(), cardSets.get(),
-                           output.get()};
-  logFiles(files, run.logPath());
+  const SiteFiles files = {output.get(), identDb.get(), accessDb.get(), formats.get(),
+                           cardSets.get()};
+  run.logFiles(files);
   return runDump(run, files);
 }
 
@@ -239,7 +225,7 @@ int32_t DumpCardFile(const char* baseDirectory, const char* identDbName, const c
                      const char* formatsName, const char* cardSetsName, const char* outputName,
                      const char* logName, uint32_t logLevel) {
   using namespace badgemint;
-  const DumpNames names = {identDbName, accessDbName, formatsName, cardSetsName, outputName};
+  const SiteFiles names = {outputName, identDbName, accessDbName, formatsName, cardSetsName};
   EntryRun entry("DumpCardFile", baseDirectory, kDatabasePause);
   return entry.run(logName, logLevel, [&](const EntryRun& run) { return dump(run, names); });
 }

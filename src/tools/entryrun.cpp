@@ -30,6 +30,16 @@ void EntryRun::logStart() const {
   LOG(kLogRun, "%s version %s\n", _function, BADGEMINT_VERSION);
 }
 
+void EntryRun::logFiles(const SiteFiles& files) const {
+  LOG(kLogStep, "Files:\n");
+  LOG(kLogStep, "Cards file=%s\n", files.cards);
+  LOG(kLogStep, "Formats file=%s\n", files.formats);
+  LOG(kLogStep, "Card Sets file=%s\n", files.cardSets);
+  LOG(kLogStep, "Ident file=%s\n", files.identDb);
+  LOG(kLogStep, "Access file=%s\n", files.accessDb);
+  LOG(kLogStep, "Log file=%s\n", _logPath.get());
+}
+
 std::unique_ptr<char[]> EntryRun::joinName(const char* name, const char* what) const {
   std::unique_ptr<char[]> joined = joinedPath(_baseDirectory, name);
   if (!joined) LOG(kLogError, "Not enough memory to create %s filename\n", what);

@@ -17,6 +17,11 @@ inline constexpr char kEntryModule[] = "badgemintdump";
 inline constexpr unsigned kDatabasePause = 5;
 inline constexpr unsigned kPatternPause = 1;
 
+// The files of a build, or of the dump that writes the cards file again.
+struct SiteFiles {
+  const char *cards, *identDb, *accessDb, *formats, *cardSets;
+};
+
 // One run of an entry function. It owns the logger that `theLogger` points to while it lasts.
 class EntryRun {
  public:
@@ -35,7 +40,8 @@ class EntryRun {
   }
 
   void logStart() const;
-  const char* logPath() const { return _logPath.get(); }
+  // Logs the names of the files and of the log itself, joined as they are, at level 75.
+  void logFiles(const SiteFiles& files) const;
   const char* baseDirectory() const { return _baseDirectory; }
 
   // A file name joined to the base directory. Null when there is no memory, logged with what the
