@@ -44,10 +44,6 @@ int32_t AccessFile::closeFile() {
   return answer(_file.close());
 }
 
-int32_t AccessFile::appendRecord(const AccessRecord& record) {
-  return answer(_file.append(encodeRecord(record)));
-}
-
 int32_t AccessFile::flushAppends() {
   return answer(_file.flush());
 }
@@ -196,10 +192,6 @@ int32_t AccessFile::checkAccessLevels(const AccessLevelSet& levels) {
 
 AccessIndexEntry* AccessFile::findEntry(uint32_t uniqid) {
   return _index ? _index->find(uniqid) : nullptr;
-}
-
-int32_t AccessFile::answer(Outcome outcome) const {
-  return outcome == Outcome::kDone ? kSuccess : reportFailure(outcome);
 }
 
 int32_t AccessFile::reportFailure(Outcome outcome) const {

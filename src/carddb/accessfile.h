@@ -10,6 +10,7 @@
 #include "carddb/accessindx.h"
 #include "carddb/accessrecord.h"
 #include "carddb/recordfile.h"
+#include "support/result.h"
 
 namespace badgemint {
 
@@ -47,7 +48,9 @@ class AccessFile {
   // Appends a record to the open file, or to the closed file, which is opened for it alone.
   // kAccessOpenFailed, kAccessReadFailed (seek) or kAccessWriteFailed (also a part of the record
   // written, which then stays) with their messages.
-  [[nodiscard]] int32_t appendRecord(const AccessRecord& record);
+  [[nodiscard]] int32_t appendRecord(const AccessRecord& record) {
+    return answer(_file.append(record));
+  }
 
   // From now until closeFile(), appendRecord() gathers records in memory and writes them in big
   // pieces; without memory it goes on one by one. The file must be open.
@@ -124,7 +127,9 @@ class AccessFile {
   AccessIndexEntry* findEntry(uint32_t uniqid);
 
   // The result code of an outcome; logs the message of a failure.
-  int32_t answer(RecordFile::Outcome outcome) const;
+  int32_t answer(RecordFile::Outcome outcome) const {
+    return outcome == RecordFile::Outcome::kDone ? kSuccess : reportFailure(outcome);
+  }
   int32_t reportFailure(RecordFile::Outcome outcome) const;
 
   RecordFile _file{AccessRecord::kSize};

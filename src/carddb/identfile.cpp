@@ -52,10 +52,6 @@ int32_t IdentFile::closeFile() {
   return answer(_file.close());
 }
 
-int32_t IdentFile::appendRecord(const IdentRecord& record) {
-  return answer(_file.append(encodeRecord(record)));
-}
-
 int32_t IdentFile::flushAppends() {
   return answer(_file.flush());
 }
@@ -222,10 +218,6 @@ int32_t IdentFile::countUnloadedCardSets(const cardsets& sets) {
 
 IdentIndexEntry* IdentFile::findEntry(const CardPattern& cardnumber) {
   return _index ? _index->find(cardnumber) : nullptr;
-}
-
-int32_t IdentFile::answer(Outcome outcome) const {
-  return outcome == Outcome::kDone ? kSuccess : reportFailure(outcome);
 }
 
 int32_t IdentFile::reportFailure(Outcome outcome) const {

@@ -10,6 +10,7 @@
 #include "carddb/identindx.h"
 #include "carddb/identrecord.h"
 #include "carddb/recordfile.h"
+#include "support/result.h"
 
 namespace badgemint {
 
@@ -47,7 +48,9 @@ class IdentFile {
   // Appends a record to the open file, or to the closed file, which is opened for it alone.
   // kIdentOpenFailed, kIdentReadFailed (seek) or kIdentWriteFailed (also a part of the record
   // written, which then stays) with their messages.
-  [[nodiscard]] int32_t appendRecord(const IdentRecord& record);
+  [[nodiscard]] int32_t appendRecord(const IdentRecord& record) {
+    return answer(_file.append(record));
+  }
 
   // From now until closeFile(), appendRecord() gathers records in memory and writes them in big
   // pieces; without memory it goes on one by one. The file must be open.
@@ -133,7 +136,9 @@ class IdentFile {
   IdentIndexEntry* findEntry(const CardPattern& cardnumber);
 
   // The result code of an outcome; logs the message of a failure.
-  int32_t answer(RecordFile::Outcome outcome) const;
+  int32_t answer(RecordFile::Outcome outcome) const {
+    return outcome == RecordFile::Outcome::kDone ? kSuccess : reportFailure(outcome);
+  }
   int32_t reportFailure(RecordFile::Outcome outcome) const;
 
   RecordFile _file{IdentRecord::kSize};

@@ -63,11 +63,11 @@ class RecordFile {
 
   // Appends a record: into the buffer, or with one write at the end of the file. A closed file is
   // opened for this one append.
-  template <size_t Size>
-  [[nodiscard]] Outcome append(const std::array<uint8_t, Size>& record) {
-    if (_buffer == nullptr || bufferFull()) return appendSlowly(record);
-    std::memcpy(&_buffer[_buffered], record.data(), Size);
-    _buffered += Size;
+  template <typename Record>
+  [[nodiscard]] Outcome append(const Record& record) {
+    if (_buffer == nullptr || bufferFull()) return appendEncoded(record);
+    encodeRecord(record, _buffer.get() + _buffered);
+    _buffered += Record::kSize;
     return Outcome::kDone;
   }
 
@@ -87,6 +87,11 @@ class RecordFile {
  private:
   static constexpr int kClosed = -1;
 
+  // Out of line: the image on its stack would be paid for by every append.
+  template <typename Record>
+  [[nodiscard, gnu::noinline]] Outcome appendEncoded(const Record& record) {
+    return appendSlowly(encodeRecord(record));
+  }
   [[nodiscard]] Outcome appendSlowly(std::span<const uint8_t> record);
   [[nodiscard]] Outcome appendUnbuffered(std::span<const uint8_t> record);
   [[nodiscard]] Outcome seekRecord(uint32_t recno);

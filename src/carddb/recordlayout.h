@@ -40,21 +40,28 @@ void loadField(const uint8_t* bytes, T& value) {
 }
 
 template <typename T, size_t Count>
-void storeField(uint8_t* bytes, const std::array<T, Count>& values) {
-  for (size_t i = 0; i < Count; ++i) storeField(bytes + i * sizeof(T), values[i]);
+void storeField(uint8_t* bytes, std::array<T, Count> values) {
+  for (T& value : values) value = littleEndian(value);
+  std::memcpy(bytes, values.data(), sizeof values);
 }
 
 template <typename T, size_t Count>
 void loadField(const uint8_t* bytes, std::array<T, Count>& values) {
-  for (size_t i = 0; i < Count; ++i) loadField(bytes + i * sizeof(T), values[i]);
+  std::memcpy(values.data(), bytes, sizeof values);
+  for (T& value : values) value = littleEndian(value);
+}
+
+// Writes the record's image, Record::kSize bytes, to where it is wanted.
+template <typename Record>
+void encodeRecord(const Record& record, uint8_t* image) {
+  Record::forEachField(
+      record, [image](size_t offset, const auto& field) { storeField(image + offset, field); });
 }
 
 template <typename Record>
 RecordImage<Record> encodeRecord(const Record& record) {
-  RecordImage<Record> image{};
-  Record::forEachField(record, [&image](size_t offset, const auto& field) {
-    storeField(image.data() + offset, field);
-  });
+  RecordImage<Record> image;
+  encodeRecord(record, image.data());
   return image;
 }
 

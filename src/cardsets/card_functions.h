@@ -4,9 +4,11 @@
 #ifndef BADGEMINT_CARDSETS_CARD_FUNCTIONS_H
 #define BADGEMINT_CARDSETS_CARD_FUNCTIONS_H
 
+#include <bit>
 #include <cstdint>
 #include <span>
 #include <string_view>
+#include <utility>
 
 #include "formats/CardFormat.h"
 #include "formats/bitpattern.h"
@@ -44,6 +46,26 @@ struct CardEncoder {
 
   CardPattern encode(int64_t number) const { return format->encodeNumber(site, number); }
   int64_t decode(const CardPattern& pattern) const { return format->decodeCardNumber(pattern); }
+};
+
+// Encodes cards of one card set one after the other, each from the one before: of consecutive
+// numbers hardly more than the last digit differs, so that little is left to flip.
+class CardSequence {
+ public:
+  // The encoder must have its format and outlive the sequence.
+  explicit CardSequence(const CardEncoder& encoder)
+      : _format(*encoder.format), _words(encoder.site.words) {}
+
+  CardPattern encode(int64_t number) {
+    const uint64_t bits = _format.numberBits(number);
+    _format.flip(bits ^ std::exchange(_bits, bits), _words);
+    return std::bit_cast<CardPattern>(_words);
+  }
+
+ private:
+  const CardFormat& _format;
+  uint64_t _bits = 0;
+  PatternWords _words;
 };
 
 // Finds the card set and its format and prepares the encoder, which is kept when it has a format

@@ -66,13 +66,19 @@ class CardFormat {
   SitePattern encodeSite(const FieldValues& values) const;
   CardPattern encodeNumber(const SitePattern& site, int64_t cardNumber) const {
     PatternWords words = site.words;
-    uint64_t bits = _numberState.toBits(cardNumber);
+    flip(numberBits(cardNumber), words);
+    return std::bit_cast<CardPattern>(words);
+  }
+
+  // The bits of a card number, and the positions of a pattern that they flip. From the card of one
+  // number to that of another it takes the bits in which the two differ.
+  uint64_t numberBits(int64_t cardNumber) const { return _numberState.toBits(cardNumber); }
+  void flip(uint64_t bits, PatternWords& words) const {
     for (const PatternWords* digit = _digits.data(); bits != 0; bits >>= 4, digit += 16) {
       const PatternWords& flipped = digit[bits & 15];
       words[0] ^= flipped[0];
       words[1] ^= flipped[1];
     }
-    return std::bit_cast<CardPattern>(words);
   }
 
   int64_t decodeCardNumber(const CardPattern& pattern) const {

@@ -24,35 +24,36 @@ constexpr char kLogModule[] = "cardindex";
 
 using Entries = std::span<const CardIndexEntry>;
 
-// A table of bits, about 8 for each entry, in which every value has its place: two bits of one
-// word. Values that share a place may be equal; values that do not are not.
+// A table of bits, about 16 for each entry, in which every value has its place: two bits of the low
+// half of a word, and the same two of its high half for a value that was met again. Values that
+// share a place may be equal; values that do not are not.
 class HashBits {
  public:
   bool create(size_t entries) {
-    _words = entries / 8 + 1;
-    _bits.reset(new (std::nothrow) uint64_t[_words]());
-    return _bits != nullptr;
+    _count = entries / 4 + 1;
+    _words.reset(new (std::nothrow) uint64_t[_count]());
+    return _words != nullptr;
   }
 
-  // Marks the place of a hash and tells whether it was marked before.
-  bool mark(uint64_t hash) {
-    const bool marked = isMarked(hash);
-    _bits[wordOf(hash)] |= placeOf(hash);
-    return marked;
-  }
-  bool isMarked(uint64_t hash) const {
+  void mark(uint64_t hash) {
+    uint64_t& word = _words[indexOf(hash)];
     const uint64_t place = placeOf(hash);
-    return (_bits[wordOf(hash)] & place) == place;
+    const uint64_t metAgain = (word & place) == place ? place << 32 : 0;
+    word |= place | metAgain;
+  }
+  bool metAgain(uint64_t hash) const {
+    const uint64_t place = placeOf(hash);
+    return (_words[indexOf(hash)] >> 32 & place) == place;
   }
 
  private:
-  size_t wordOf(uint64_t hash) const { return (hash >> 32) * _words >> 32; }
+  size_t indexOf(uint64_t hash) const { return (hash >> 32) * _count >> 32; }
   static uint64_t placeOf(uint64_t hash) {
-    return uint64_t{1} << (hash >> 26 & 63) | uint64_t{1} << (hash >> 20 & 63);
+    return uint64_t{1} << (hash >> 27 & 31) | uint64_t{1} << (hash >> 22 & 31);
   }
 
-  size_t _words = 0;
-  std::unique_ptr<uint64_t[]> _bits;
+  size_t _count = 0;
+  std::unique_ptr<uint64_t[]> _words;
 };
 
 // The memory that the process may have: its address space limit or the machine's memory, whichever
@@ -67,7 +68,7 @@ uint64_t processMemory() {
 
 // How many entries fit, with the bits of the checks, when a quarter stays for everything else.
 int32_t entriesInMemory() {
-  constexpr uint64_t kBytesPerEntry = sizeof(CardIndexEntry) + 2 * sizeof(uint64_t) / 8;
+  constexpr uint64_t kBytesPerEntry = sizeof(CardIndexEntry) + sizeof(uint64_t) / 4;
   return static_cast<int32_t>(
       std::min<uint64_t>(processMemory() / 4 * 3 / kBytesPerEntry, INT32_MAX));
 }
@@ -77,8 +78,7 @@ constexpr uint64_t kMix = 0x9E3779B97F4A7C15;  // Odd, its bits well spread.
 uint64_t hashOfKey(const CardIndexEntry& entry) {
   std::array<uint64_t, 2> words;
   std::memcpy(words.data(), entry.key.data(), sizeof words);
-  const uint64_t mixed = (words[0] * kMix) ^ words[1];
-  return (mixed ^ mixed >> 32) * kMix;
+  return ((words[0] * kMix) ^ words[1]) * kMix;
 }
 
 uint64_t hashOfUniqid(const CardIndexEntry& entry) {
@@ -103,14 +103,11 @@ using Suspects = StepArray<Suspect, 16384>;
 // places.
 template <typename Hash, typename Order, typename Always>
 bool collectSuspects(Entries entries, Hash hash, Order order, Always always, Suspects& suspects) {
-  HashBits met;
-  HashBits metAgain;
-  if (!met.create(entries.size()) || !metAgain.create(entries.size())) return false;
-  for (const CardIndexEntry& entry : entries) {
-    if (met.mark(hash(entry))) metAgain.mark(hash(entry));
-  }
+  HashBits bits;
+  if (!bits.create(entries.size())) return false;
+  for (const CardIndexEntry& entry : entries) bits.mark(hash(entry));
   for (size_t i = 0; i < entries.size(); ++i) {
-    if (!metAgain.isMarked(hash(entries[i])) && !always(entries[i])) continue;
+    if (!bits.metAgain(hash(entries[i])) && !always(entries[i])) continue;
     if (!suspects.add({order(entries[i]), static_cast<int32_t>(i)})) return false;
   }
   return true;
@@ -227,15 +224,16 @@ int32_t CardIndex::checkDuplicateUniqueIds() const {
   const std::span<Suspect> sorted = suspects.elements();
   std::sort(sorted.begin(), sorted.end());
 
-  const auto lowest = std::min_element(
-      entries.begin(), entries.end(),
-      [](const CardIndexEntry& a, const CardIndexEntry& b) { return a.uniqid < b.uniqid; });
+  const auto isLowest = [entries](const CardIndexEntry& entry) {
+    return std::ranges::none_of(
+        entries, [&entry](uint32_t id) { return id < entry.uniqid; }, &CardIndexEntry::uniqid);
+  };
   for (size_t i = 0; i < sorted.size(); ++i) {
     const CardIndexEntry& entry = _entries[sorted[i].position];
-    if (&entry == &*lowest) continue;
     const bool sharedBefore = i > 0 && sorted[i - 1].order == sorted[i].order;
     const bool sharedBehind = i + 1 < sorted.size() && sorted[i + 1].order == sorted[i].order;
-    if (isPinIdent(entry) && !sharedBefore && !sharedBehind) return reportUnpaired(entry);
+    const bool isUnpaired = isPinIdent(entry) && !sharedBefore && !sharedBehind;
+    if (isUnpaired && (i > 0 || !isLowest(entry))) return reportUnpaired(entry);
     if (!sharedBefore) continue;
     const CardIndexEntry& before = _entries[sorted[i - 1].position];
     if (!mayShareUniqid(before, entry)) return reportDuplicateUniqid(before, entry);

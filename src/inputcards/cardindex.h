@@ -39,16 +39,13 @@ class CardIndex {
   // take the memory that the machine needs to go on.
   [[nodiscard]] int32_t add(const CardPattern& key, uint32_t uniqid, char type, int32_t line,
                             int32_t csid, int64_t cardNumber) {
-    CardIndexEntry* const entry = count() < _limit ? _entries.nextSlot() : nullptr;
-    if (entry == nullptr) return reportNoMemory();
-    entry->key = key;
-    entry->uniqid = uniqid;
-    entry->line = line;
-    entry->cardNumberBytes = std::bit_cast<std::array<uint8_t, 8>>(cardNumber);
-    entry->csid = static_cast<uint8_t>(csid);
-    entry->type = type;
-    _entries.commit();
-    return 0;
+    const CardIndexEntry entry{key,
+                               uniqid,
+                               line,
+                               std::bit_cast<std::array<uint8_t, 8>>(cardNumber),
+                               static_cast<uint8_t>(csid),
+                               type};
+    return count() < _limit && _entries.add(entry) ? 0 : reportNoMemory();
   }
 
   int32_t count() const { return _entries.count(); }

@@ -102,8 +102,9 @@ int32_t InputCards::checkMultiCards(char* line) {
 int32_t InputCards::indexMultiCards(const MultiCards& block) {
   uint32_t uniqid = block.firstUniqid;
   const auto csid = static_cast<int32_t>(block.csid);
+  CardSequence sequence(*block.encoder);
   for (int64_t card = block.firstCard; card < block.firstCard + block.count; ++card, ++uniqid) {
-    const CardPattern key = block.encoder->encode(card);
+    const CardPattern key = sequence.encode(card);
     if (const int64_t decoded = block.encoder->decode(key); decoded != card) {
       LOG(kLogError, "Card mismatch cardno=%" PRId64 ", chkcardno=%" PRId64 "\n", card, decoded);
       return kCardMismatch;

@@ -107,7 +107,7 @@ class InputCards {
   int32_t writeMultiCards(char* line);
   int32_t writeBlock(const MultiCards& block);
   int32_t writeHolder(const CardRecord& card);
-  int32_t writeIdent(const CardRecord& card);
+  int32_t writeIdent(const IdentRecord& record);
 
   std::unique_ptr<char[]> _inputName;
   std::unique_ptr<char[]> _identName;

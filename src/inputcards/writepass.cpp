@@ -37,25 +37,25 @@ uint32_t secondsOf(PeriodEnd end, std::string_view date, std::string_view time) 
 }
 
 // The fields that 'c', 'n' and 'p' lines have in common. Values are cut to their record field.
-void setHolder(CardRecord& card, const HolderFields& holder) {
-  std::transform(holder.accessLevels.begin(), holder.accessLevels.end(), card.acclevel.begin(),
+void setHolder(AccessRecord& access, const HolderFields& holder) {
+  std::transform(holder.accessLevels.begin(), holder.accessLevels.end(), access.acclevel.begin(),
                  [](int32_t level) { return static_cast<uint16_t>(level); });
-  card.bitflds = static_cast<uint8_t>(flagIf(holder.flag2, kFlag2) | flagIf(holder.flag1, kFlag1) |
-                                      flagIf(holder.flag4, kFlag4));
-  card.escortid = holder.escortId;
-  card.starttime = secondsOf(PeriodEnd::kStart, holder.startDate, holder.startTime);
-  card.endtime = secondsOf(PeriodEnd::kEnd, holder.endDate, holder.endTime);
-  card.elevatoraccess = static_cast<uint8_t>(holder.elevatorAccess);
-  card.outrelaygrpid = static_cast<uint8_t>(holder.outputRelayGroup);
+  access.bitflds = static_cast<uint8_t>(
+      flagIf(holder.flag2, kFlag2) | flagIf(holder.flag1, kFlag1) | flagIf(holder.flag4, kFlag4));
+  access.escortid = holder.escortId;
+  access.starttime = secondsOf(PeriodEnd::kStart, holder.startDate, holder.startTime);
+  access.endtime = secondsOf(PeriodEnd::kEnd, holder.endDate, holder.endTime);
+  access.elevatoraccess = static_cast<uint8_t>(holder.elevatorAccess);
+  access.outrelaygrpid = static_cast<uint8_t>(holder.outputRelayGroup);
 }
 
 // What only 'c' and 'n' lines have: the holder's PIN beside the card, and one more flag at the end.
 void setCardHolder(CardRecord& card, const CardLine& line, const HolderFields& holder,
                    int32_t flag5) {
-  setHolder(card, holder);
-  card.uniqid = line.uniqid;
-  card.bitflds = static_cast<uint8_t>(card.bitflds | flagIf(flag5, kFlag5));
-  packDigits(line.pin, card.pincode);
+  setHolder(card.access, holder);
+  card.setUniqid(line.uniqid);
+  card.access.bitflds = static_cast<uint8_t>(card.access.bitflds | flagIf(flag5, kFlag5));
+  packDigits(line.pin, card.access.pincode);
 }
 
 void restrictToOwner(const char* path) {
@@ -101,16 +101,16 @@ int32_t InputCards::closeDatabases() {
   return identResult < 0 ? identResult : accessResult;
 }
 
-int32_t InputCards::writeIdent(const CardRecord& card) {
+int32_t InputCards::writeIdent(const IdentRecord& record) {
   if (_identFile->appendBufferFull() || _accessFile->appendBufferFull()) {
     if (const int32_t rc = flushDatabases(); rc < 0) return rc;
   }
-  return _identFile->appendRecord(identRecordOf(card));
+  return _identFile->appendRecord(record);
 }
 
 int32_t InputCards::writeHolder(const CardRecord& card) {
-  if (const int32_t rc = writeIdent(card); rc < 0) return rc;
-  return _accessFile->appendRecord(accessRecordOf(card));
+  if (const int32_t rc = writeIdent(card.ident); rc < 0) return rc;
+  return _accessFile->appendRecord(card.access);
 }
 
 int32_t InputCards::writeCard(char* line) {
@@ -124,8 +124,8 @@ int32_t InputCards::writeCard(char* line) {
 
   CardRecord card;
   int64_t number = 0;
-  if (const int32_t rc = encodeCard(fields, number, card.cardnumber); rc < 0) return rc;
-  card.cardsetcode = static_cast<uint8_t>(fields.csid);
+  if (const int32_t rc = encodeCard(fields, number, card.ident.cardnumber); rc < 0) return rc;
+  card.ident.cardsetcode = static_cast<uint32_t>(fields.csid);
   setCardHolder(card, fields, holder, flag5);
   if (const int32_t rc = writeHolder(card); rc < 0) return rc;
   LOG(kLogStep, "cardline card=%" PRId64 " line#=%d\n", number, _lineNumber);
@@ -141,11 +141,11 @@ int32_t InputCards::writeNoFormatCard(char* line) {
   if (const int32_t rc = checkPinCode(fields.pin, kMaxPinDigits); rc < 0) return rc;
 
   CardRecord card;
-  hexToBits(fields.cardNumber, card.cardnumber);
+  hexToBits(fields.cardNumber, card.ident.cardnumber);
   LOG(kLogRecord, "pcd=%.*s acclvl[0]=%d \n", printLength(fields.pin), fields.pin.data(),
       holder.accessLevels[0]);
   LOG(kLogRecord, "unqid=%u acclvl[1]=%d \n", fields.uniqid, holder.accessLevels[1]);
-  card.cardsetcode = uint8_t{kFormatlessCode};
+  card.ident.cardsetcode = kFormatlessCode;
   setCardHolder(card, fields, holder, flag5);
   if (const int32_t rc = writeHolder(card); rc < 0) return rc;
   LOG(kLogStep, "noformatcardline card=%.*s line#=%d\n", printLength(fields.cardNumber),
@@ -160,10 +160,10 @@ int32_t InputCards::writePin(char* line) {
   if (const int32_t rc = checkPinCode(fields.pin, kMaxPinIdentDigits); rc < 0) return rc;
 
   CardRecord card;
-  setHolder(card, holder);
-  card.cardsetcode = uint8_t{kPinOnlyCode};
-  card.cardnumber = packedPin(fields.pin);
-  card.uniqid = fields.uniqid;
+  setHolder(card.access, holder);
+  card.ident.cardsetcode = kPinOnlyCode;
+  card.ident.cardnumber = packedPin(fields.pin);
+  card.setUniqid(fields.uniqid);
   if (const int32_t rc = writeHolder(card); rc < 0) return rc;
   LOG(kLogStep, "pinline pin=%.*s line#=%d\n", printLength(fields.pin), fields.pin.data(),
       _lineNumber);
@@ -175,11 +175,11 @@ int32_t InputCards::writePinIdent(char* line) {
   PinLine fields = scanPinLine(scanner);
   if (const int32_t rc = checkPinCode(fields.pin, kMaxPinIdentDigits); rc < 0) return rc;
 
-  CardRecord card;
-  card.cardsetcode = uint8_t{kPinIdentCode};
-  card.cardnumber = packedPin(fields.pin);
-  card.uniqid = fields.uniqid;
-  if (const int32_t rc = writeIdent(card); rc < 0) return rc;
+  IdentRecord record;
+  record.cardsetcode = kPinIdentCode;
+  record.cardnumber = packedPin(fields.pin);
+  record.uniqid = fields.uniqid;
+  if (const int32_t rc = writeIdent(record); rc < 0) return rc;
   LOG(kLogStep, "pinidentline pin=%.*s line#=%d\n", printLength(fields.pin), fields.pin.data(),
       _lineNumber);
   return kSuccess;
@@ -200,22 +200,23 @@ int32_t InputCards::writeMultiCards(char* line) {
 // A card that does not decode to its own number is left out and fails the block at its end.
 int32_t InputCards::writeBlock(const MultiCards& block) {
   CardRecord card;
-  card.cardsetcode = static_cast<uint8_t>(block.csid);
-  card.acclevel[0] = static_cast<uint16_t>(block.accessLevel);
-  packDigits("0", card.pincode);
-  card.uniqid = block.firstUniqid;
+  card.ident.cardsetcode = block.csid;
+  card.access.acclevel[0] = static_cast<uint16_t>(block.accessLevel);
+  packDigits("0", card.access.pincode);
 
   int32_t result = kSuccess;
+  uint32_t uniqid = block.firstUniqid;
+  CardSequence sequence(*block.encoder);
   for (int64_t number = block.firstCard; number < block.firstCard + block.count; ++number) {
-    card.cardnumber = block.encoder->encode(number);
-    if (const int64_t decoded = block.encoder->decode(card.cardnumber); decoded != number) {
+    card.setUniqid(uniqid++);
+    card.ident.cardnumber = sequence.encode(number);
+    if (const int64_t decoded = block.encoder->decode(card.ident.cardnumber); decoded != number) {
       LOG(kLogError, "Card mismatch cardno=%" PRId64 ", chkcardno=%" PRId64 ", line#=%d\n", number,
           decoded, _lineNumber);
       result = kCardMismatch;
     } else if (const int32_t rc = writeHolder(card); rc < 0) {
       return rc;
     }
-    ++card.uniqid;
   }
   return result;
 }

@@ -89,7 +89,7 @@ class DoorGroups {
   virtual bool contains(uint32_t groupId, uint32_t readerId) const = 0;
 };
 
-enum class ScheduleState { kNotFound, kInactive, kActive };
+enum class ScheduleState { kMissing, kInactive, kActive };
 
 class Schedules {
  public:

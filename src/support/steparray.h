@@ -3,6 +3,7 @@
 #ifndef BADGEMINT_SUPPORT_STEPARRAY_H
 #define BADGEMINT_SUPPORT_STEPARRAY_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -31,8 +32,7 @@ class StepArray {
   // no memory, with everything as it was. commit() counts it. It is all zero when it is handed out
   // for the first time and keeps what was put there when it was not committed.
   [[nodiscard]] T* nextSlot() {
-    if (_count == _capacity && (_capacity > INT32_MAX - Step || !resize(_capacity + Step)))
-      return nullptr;
+    if (!hasRoom()) return nullptr;
     if (_count == _opened) _slots[_opened++] = T{};
     return &_slots[_count];
   }
@@ -40,10 +40,9 @@ class StepArray {
 
   // Appends a copy. False when there is no memory, with everything as it was.
   [[nodiscard]] bool add(const T& element) {
-    T* const slot = nextSlot();
-    if (slot == nullptr) return false;
-    *slot = element;
-    commit();
+    if (!hasRoom()) return false;
+    _slots[_count++] = element;
+    _opened = std::max(_opened, _count);
     return true;
   }
 
@@ -60,6 +59,11 @@ class StepArray {
   std::span<const T> slots() const { return {_slots, static_cast<size_t>(_opened)}; }
 
  private:
+  // Whether there is room for one more element, after growth if needed.
+  bool hasRoom() {
+    return _count < _capacity || (_capacity <= INT32_MAX - Step && resize(_capacity + Step));
+  }
+
   bool resize(int32_t capacity) {
     void* const moved =
         std::realloc(static_cast<void*>(_slots), sizeof(T) * static_cast<size_t>(capacity));

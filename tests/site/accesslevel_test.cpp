@@ -26,7 +26,7 @@ struct Site final : Readers, DoorGroups, Schedules {
   }
   ScheduleState state(uint32_t scheduleId) const override {
     const auto schedule = active.find(scheduleId);
-    if (schedule == active.end()) return ScheduleState::kNotFound;
+    if (schedule == active.end()) return ScheduleState::kMissing;
     return schedule->second ? ScheduleState::kActive : ScheduleState::kInactive;
   }
 };
