@@ -57,8 +57,7 @@ BENCHMARK(scanLineWithSscanf);
 void parseDate(benchmark::State& state) {
   for (auto _ : state) {
     uint32_t seconds = 0;
-    benchmark::DoNotOptimize(
-        parseDateTime(joinDateTime(PeriodEnd::kStart, "2024/07/03", "06:30:00").data(), seconds));
+    benchmark::DoNotOptimize(parsePeriodEnd(PeriodEnd::kStart, "2024/07/03", "06:30:00", seconds));
   }
 }
 BENCHMARK(parseDate);

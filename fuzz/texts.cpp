@@ -74,8 +74,16 @@ void readDates(const std::string& line) {
   require(parseDateTime(text.data(), again) == kInvalidDate || again == seconds,
           "a time that is written is read");
   const DateAndTime parts = splitDateTime(line);
-  const DateTimeText joined = joinDateTime(PeriodEnd::kEnd, parts.date.data(), parts.time.data());
-  require(joined.back() == '\0', "a joined text ends");
+  for (const PeriodEnd end : {PeriodEnd::kStart, PeriodEnd::kEnd}) {
+    const DateTimeText joined = joinDateTime(end, parts.date.data(), parts.time.data());
+    require(joined.back() == '\0', "a joined text ends");
+    uint32_t scanned = 7;
+    uint32_t inPlace = 7;
+    require(parsePeriodEnd(end, parts.date.data(), parts.time.data(), inPlace) ==
+                    parseDateTime(joined.data(), scanned) &&
+                inPlace == scanned,
+            "a date and a time are what their joined text is");
+  }
 }
 
 void useDigits(const std::string& line) {

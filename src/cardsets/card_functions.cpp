@@ -32,6 +32,11 @@ bool isHexadecimal(std::string_view text) {
   return std::all_of(text.begin(), text.end(), [](char c) { return hexValue(c) >= 0; });
 }
 
+int32_t reportCardNumber(std::string_view text, const char* flaw) {
+  LOG(kLogError, "Invalid card number %.*s, %s\n", printLength(text), text.data(), flaw);
+  return kInvalidCardNumber;
+}
+
 int32_t reportMismatch(int64_t number, int64_t decoded, int32_t line) {
   if (line < 1) {
     LOG(kLogError, "Card mismatch cardno=%" PRId64 ",chkcardno=%" PRId64 "\n", number, decoded);
@@ -64,21 +69,21 @@ int32_t reportNoFormat(uint32_t fmtid, int32_t line) {
 }  // namespace
 
 int32_t checkCardNumber(std::string_view& text, int32_t csid, int32_t hex) {
-  const char* flaw = nullptr;
-  if (text.size() > kMaxCardNumberDigits) {
-    flaw = "too many digits";
-  } else if (csid < 1 && hex != 1) {
+  SaturatedInt64 number{};
+  if (csid >= 1) return readCardNumber(text, number);
+  if (text.size() > kMaxCardNumberDigits) return reportCardNumber(text, "too many digits");
+  if (hex != 1) {
     if (text.empty()) text = "0";
-  } else if (text.empty()) {
-    return kEmptyCardNumber;
-  } else if (csid >= 1 && !isDecimal(text)) {
-    flaw = "must be numeric";
-  } else if (csid < 1 && !isHexadecimal(text)) {
-    flaw = "must be hexidecimal";
+    return kSuccess;
   }
-  if (flaw == nullptr) return kSuccess;
-  LOG(kLogError, "Invalid card number %.*s, %s\n", printLength(text), text.data(), flaw);
-  return kInvalidCardNumber;
+  if (text.empty()) return kEmptyCardNumber;
+  return isHexadecimal(text) ? kSuccess : reportCardNumber(text, "must be hexidecimal");
+}
+
+int32_t readCardNumber(std::string_view text, SaturatedInt64& number) {
+  if (text.size() > kMaxCardNumberDigits) return reportCardNumber(text, "too many digits");
+  if (text.empty()) return kEmptyCardNumber;
+  return digitsToInt64(text, number) ? kSuccess : reportCardNumber(text, "must be numeric");
 }
 
 int32_t checkPinCode(std::string_view& text, size_t maxDigits) {

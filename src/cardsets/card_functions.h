@@ -34,6 +34,9 @@ inline constexpr size_t kMaxPinIdentDigits = 16;
 // text may not be empty.
 [[nodiscard]] int32_t checkCardNumber(std::string_view& text, int32_t csid, int32_t hex);
 
+// Checks the text of a card number of a card set, as checkCardNumber does, and reads it.
+[[nodiscard]] int32_t readCardNumber(std::string_view text, SaturatedInt64& number);
+
 // Checks the text of a PIN: at most `maxDigits` decimal digits; an empty text becomes "0".
 // kSuccess, or kInvalidPin with its message.
 [[nodiscard]] int32_t checkPinCode(std::string_view& text, size_t maxDigits);

@@ -46,14 +46,15 @@ int32_t InputCards::checkCard(char* line) {
   FieldScanner scanner(line + 1);
   CardLine card = scanCardLine(scanner);
   if (const int32_t rc = checkCardSetId(card.csid); rc < 0) return rc;
-  if (const int32_t rc = checkCardNumber(card.cardNumber, card.csid, 0); rc < 0)
+  SaturatedInt64 number;
+  if (const int32_t rc = readCardNumber(card.cardNumber, number); rc < 0)
     return reportCardNumber(rc);
   if (const int32_t rc = checkPinCode(card.pin, kMaxPinDigits); rc < 0) return reportPin(rc);
 
-  int64_t number = 0;
   CardPattern key;
-  if (const int32_t rc = encodeCard(card, number, key); rc < 0) return rc;
-  const int32_t result = _index->add(key, card.uniqid, kCardLine, _lineNumber, card.csid, number);
+  if (const int32_t rc = encodeCard(card.csid, number, key); rc < 0) return rc;
+  const int32_t result =
+      _index->add(key, card.uniqid, kCardLine, _lineNumber, card.csid, number.value);
   LOG(kLogStep, "dupcard line#=%d\n", _lineNumber);
   return result;
 }

@@ -130,16 +130,13 @@ int32_t InputCards::checkCardSetId(int32_t csid) const {
   return kInvalidCardSet;
 }
 
-int32_t InputCards::encodeCard(const CardLine& line, int64_t& number, CardPattern& pattern) {
-  const auto csid = static_cast<uint32_t>(line.csid);
-  CardEncoder& encoder = _encoders[csid];
-  if (const int32_t rc =
-          findCardEncoder(csid, _lineNumber, _cardSets.get(), _formats.get(), encoder);
+int32_t InputCards::encodeCard(int32_t csid, const SaturatedInt64& number, CardPattern& pattern) {
+  const auto id = static_cast<uint32_t>(csid);
+  CardEncoder& encoder = _encoders[id];
+  if (const int32_t rc = findCardEncoder(id, _lineNumber, _cardSets.get(), _formats.get(), encoder);
       rc < 0)
     return rc;
-  const SaturatedInt64 scanned = scanInt64(line.cardNumber.data());
-  number = scanned.value;
-  return encodeCardNumber(encoder, scanned, _lineNumber, pattern);
+  return encodeCardNumber(encoder, number, _lineNumber, pattern);
 }
 
 int32_t InputCards::checkMultiCardsWords(const MultiCardsLine& words) const {

@@ -80,7 +80,7 @@ class InputCards {
   int32_t ignoreLine(char* line);
   int32_t defineCardSet(char* line);
   int32_t checkCardSetId(int32_t csid) const;
-  int32_t encodeCard(const CardLine& line, int64_t& number, CardPattern& pattern);
+  int32_t encodeCard(int32_t csid, const SaturatedInt64& number, CardPattern& pattern);
   int32_t prepareMultiCards(char* line, MultiCards& block);
   int32_t checkMultiCardsWords(const MultiCardsLine& words) const;
   int32_t reportCardNumber(int32_t result) const;

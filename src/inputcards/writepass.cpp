@@ -33,7 +33,7 @@ constexpr uint8_t flagIf(int32_t value, uint8_t flag) {
 // A date and time that do not parse mean none, without an error.
 uint32_t secondsOf(PeriodEnd end, std::string_view date, std::string_view time) {
   uint32_t seconds = 0;
-  return parseDateTime(joinDateTime(end, date, time).data(), seconds) == kSuccess ? seconds : 0;
+  return parsePeriodEnd(end, date, time, seconds) == kSuccess ? seconds : 0;
 }
 
 // The fields that 'c', 'n' and 'p' lines have in common. Values are cut to their record field.
@@ -119,16 +119,16 @@ int32_t InputCards::writeCard(char* line) {
   const HolderFields holder = scanHolderFields(scanner);
   const int32_t flag5 = scanner.nextInt();
   if (const int32_t rc = checkCardSetId(fields.csid); rc < 0) return rc;
-  if (const int32_t rc = checkCardNumber(fields.cardNumber, fields.csid, 0); rc < 0) return rc;
+  SaturatedInt64 number;
+  if (const int32_t rc = readCardNumber(fields.cardNumber, number); rc < 0) return rc;
   if (const int32_t rc = checkPinCode(fields.pin, kMaxPinDigits); rc < 0) return rc;
 
   CardRecord card;
-  int64_t number = 0;
-  if (const int32_t rc = encodeCard(fields, number, card.ident.cardnumber); rc < 0) return rc;
+  if (const int32_t rc = encodeCard(fields.csid, number, card.ident.cardnumber); rc < 0) return rc;
   card.ident.cardsetcode = static_cast<uint32_t>(fields.csid);
   setCardHolder(card, fields, holder, flag5);
   if (const int32_t rc = writeHolder(card); rc < 0) return rc;
-  LOG(kLogStep, "cardline card=%" PRId64 " line#=%d\n", number, _lineNumber);
+  LOG(kLogStep, "cardline card=%" PRId64 " line#=%d\n", number.value, _lineNumber);
   return kSuccess;
 }
 

@@ -41,6 +41,39 @@ uint32_t toSeconds(const CalendarTime& t) {
          static_cast<uint32_t>(t.hour * 3600 + t.minute * 60 + t.second);
 }
 
+constexpr size_t kUsualDate = 10;  // "2024/01/31"
+constexpr size_t kUsualTime = 8;   // "07:30:00"
+
+// Reads a date and a time of the usual lengths if all their digits stand in the usual places.
+// False, with anything in `t`, when they do not.
+bool readUsualForm(std::string_view date, std::string_view time, CalendarTime& t) {
+  static constexpr char kForm[] = "0000/00/0000:00:00";
+  static constexpr char kHighest[] = "9999/99/9999:99:99";
+  constexpr size_t kLength = kUsualDate + kUsualTime;
+  uint8_t digits[kLength];
+  std::memcpy(digits, date.data(), kUsualDate);
+  std::memcpy(digits + kUsualDate, time.data(), kUsualTime);
+  uint8_t deviations = 0;
+  for (size_t i = 0; i < kLength; ++i) {
+    digits[i] = static_cast<uint8_t>(digits[i] - kForm[i]);
+    deviations |= digits[i] > static_cast<uint8_t>(kHighest[i] - kForm[i]) ? 1 : 0;
+  }
+  const auto two = [&digits](size_t i) { return digits[i] * 10 + digits[i + 1]; };
+  t = {two(0) * 100 + two(2), two(5), two(8), two(10), two(13), two(16)};
+  return deviations == 0;
+}
+
+int32_t checkedSeconds(const CalendarTime& t, uint32_t& seconds) {
+  if (!isValid(t)) return kInvalidDate;
+  seconds = toSeconds(t);
+  return kSuccess;
+}
+
+std::string_view timeOrDefault(PeriodEnd end, std::string_view time) {
+  if (time != "0") return time;
+  return end == PeriodEnd::kStart ? "00:00:00" : "23:59:59";
+}
+
 char* appendTwoDigits(char* text, char separator, uint32_t number) {
   *text++ = separator;
   *text++ = static_cast<char>('0' + number / 10);
@@ -56,7 +89,7 @@ DateTimeText joinDateTime(PeriodEnd end, std::string_view date, std::string_view
     joined[0] = '0';
     return joined;
   }
-  if (time == "0") time = end == PeriodEnd::kStart ? "00:00:00" : "23:59:59";
+  time = timeOrDefault(end, time);
   size_t length = 0;
   const auto append = [&](std::string_view part) {
     const size_t room = std::min(part.size(), joined.size() - 1 - length);
@@ -87,9 +120,16 @@ int32_t parseDateTime(const char* text, uint32_t& seconds) {
   t.minute = scanner.nextInt();
   scanner.expect(':');
   t.second = scanner.nextInt();
-  if (scanner.failed() || !isValid(t)) return kInvalidDate;
-  seconds = toSeconds(t);
-  return kSuccess;
+  return scanner.failed() ? kInvalidDate : checkedSeconds(t, seconds);
+}
+
+int32_t parsePeriodEnd(PeriodEnd end, std::string_view date, std::string_view time,
+                       uint32_t& seconds) {
+  time = timeOrDefault(end, time);
+  CalendarTime t;
+  if (date.size() == kUsualDate && time.size() == kUsualTime && readUsualForm(date, time, t))
+    return checkedSeconds(t, seconds);
+  return parseDateTime(joinDateTime(end, date, time).data(), seconds);
 }
 
 DateTimeText formatDateTime(uint32_t seconds) {

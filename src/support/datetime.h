@@ -27,6 +27,11 @@ DateTimeText joinDateTime(PeriodEnd end, std::string_view date, std::string_view
 // kSuccess with the seconds, or kInvalidDate with `seconds` unchanged.
 [[nodiscard]] int32_t parseDateTime(const char* text, uint32_t& seconds);
 
+// Both in one. A date and a time written with all their digits, as nearly all are, are read where
+// they stand: each digit has its place then, and a scan of the joined text would find the same.
+[[nodiscard]] int32_t parsePeriodEnd(PeriodEnd end, std::string_view date, std::string_view time,
+                                     uint32_t& seconds);
+
 // "%d/%02d/%02d-%02d:%02d:%02d", or "0".
 DateTimeText formatDateTime(uint32_t seconds);
 

@@ -13,12 +13,12 @@ struct Number {
   bool converted = false;  // There was a digit.
 };
 
-constexpr ptrdiff_t kSafeDigits = 19;  // So many digits always fit 64 bits.
+constexpr size_t kSafeDigits = 19;  // So many digits always fit 64 bits.
 
-bool overflows(const char* digits, const char* end) {
+bool overflows(std::string_view digits) {
   uint64_t magnitude = 0;
-  for (; digits != end; ++digits) {
-    const auto digit = static_cast<uint64_t>(*digits - '0');
+  for (const char c : digits) {
+    const auto digit = static_cast<uint64_t>(c - '0');
     if (magnitude > (UINT64_MAX - digit) / 10) return true;
     magnitude = magnitude * 10 + digit;
   }
@@ -37,7 +37,8 @@ Number scanNumber(const char*& text) {
     magnitude = magnitude * 10 + digit;
   number.magnitude = magnitude;
   number.converted = p != digits;
-  if (p - digits > kSafeDigits) number.overflow = overflows(digits, p);
+  const std::string_view scanned(digits, p);
+  if (scanned.size() > kSafeDigits) number.overflow = overflows(scanned);
   text = p;
   return number;
 }
@@ -64,6 +65,18 @@ uint64_t FieldScanner::nextNumber(bool isSigned) {
 
 SaturatedInt64 scanInt64(const char* text) {
   return toInt64(scanNumber(text));
+}
+
+bool digitsToInt64(std::string_view text, SaturatedInt64& number) {
+  Number scanned;
+  for (const char c : text) {
+    const unsigned digit = static_cast<unsigned char>(c) - unsigned{'0'};
+    if (digit > 9) return false;
+    scanned.magnitude = scanned.magnitude * 10 + digit;
+  }
+  scanned.overflow = text.size() > kSafeDigits && overflows(text);
+  number = toInt64(scanned);
+  return true;
 }
 
 int64_t textToInt64(const char* text) {

@@ -98,6 +98,10 @@ struct SaturatedInt64 {
 };
 SaturatedInt64 scanInt64(const char* text);
 
+// The same of a text that must hold nothing but digits. False, `number` unchanged, when it does
+// not.
+[[nodiscard]] bool digitsToInt64(std::string_view text, SaturatedInt64& number);
+
 }  // namespace badgemint
 
 #endif  // BADGEMINT_SUPPORT_FIELDSCANNER_H
