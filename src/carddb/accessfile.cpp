@@ -24,7 +24,6 @@ constexpr int32_t kStateFlag = 2;  // The flag that the index entry's state valu
 
 // What goes to the error report hook.
 constexpr uint16_t kReportArea = 2;
-constexpr uint16_t kReportNotConfigured = 15;
 
 using Outcome = RecordFile::Outcome;
 
@@ -102,7 +101,7 @@ bool AccessFile::loadIndexFromConfig(MasterConfiguration& configuration) {
   const MasterConfiguration::Entry* const entry = configuration.find("access");
   if (entry == nullptr) {
     errno = 0;
-    reportSystemError(kReportArea, kReportNotConfigured);
+    reportSystemError(kReportArea, kReportEntryMissing);
     return false;
   }
   return loadIndex(entry->value.data(), static_cast<uint32_t>(std::max(entry->number, 0))) >= 0;

@@ -30,8 +30,6 @@ constexpr uint32_t kDeleted = 1;
 
 // What goes to the error report hook.
 constexpr uint16_t kReportArea = 1;
-constexpr uint16_t kReportNotConfigured = 15;
-constexpr uint16_t kReportNotExamined = 16;
 constexpr uint16_t kReportNoIndex = 1024;
 
 using Outcome = RecordFile::Outcome;
@@ -88,7 +86,7 @@ bool IdentFile::loadIndex(const char* name, uint32_t requested) {
   if (flushAppends() < 0 || setFileName(name) < 0) return false;
   struct stat status;
   if (::stat(_file.name(), &status) != 0) {
-    reportSystemError(kReportArea, kReportNotExamined);
+    reportSystemError(kReportArea, kReportEntryUnopened);
     LOG(kLogProgress, "unable to stat %s\n", _file.name());
     return false;
   }
@@ -114,7 +112,7 @@ bool IdentFile::loadIndexFromConfig(MasterConfiguration& configuration) {
   const MasterConfiguration::Entry* const entry = configuration.find("ident");
   if (entry == nullptr) {
     errno = 0;
-    reportSystemError(kReportArea, kReportNotConfigured);
+    reportSystemError(kReportArea, kReportEntryMissing);
     return false;
   }
   return loadIndex(entry->value.data(), static_cast<uint32_t>(std::max(entry->number, 0)));
