@@ -24,11 +24,6 @@ std::unique_ptr<CardFormat> formatOf(const std::string& kind) {
   return std::make_unique<VffCardFormat>();
 }
 
-std::string contentOf(const std::string& name) {
-  std::ifstream file(name, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
 // The first `count` lines of a text; of the last one without its end if `open`.
 std::string firstLines(const std::string& text, int64_t count, bool open) {
   size_t end = 0;

@@ -32,23 +32,16 @@ void writeAll(Logger& logger, int thread) {
 }
 
 // Whether the texts of all writes stand in the log one after the other, none inside another.
-bool isWhole(std::string log) {
+bool isWhole(std::string_view log) {
+  std::vector<std::string> texts = {"DE AD BF ", "11011110 10101101 10111111 "};
+  for (int thread = 0; thread < kThreads; ++thread) texts.push_back(message(thread));
   int lines = 0;
-  while (!log.empty()) {
-    bool taken = false;
-    for (int thread = 0; thread < kThreads; ++thread) {
-      if (!log.starts_with(message(thread))) continue;
-      log.erase(0, message(thread).size());
-      taken = true;
-      ++lines;
-      break;
-    }
-    for (const std::string text : {"DE AD BF ", "11011110 10101101 10111111 "}) {
-      if (taken || !log.starts_with(text)) continue;
-      log.erase(0, text.size());
-      taken = true;
-    }
-    if (!taken) return false;
+  for (size_t length = 0; !log.empty(); log.remove_prefix(length)) {
+    length = 0;
+    for (const std::string& text : texts)
+      if (log.starts_with(text)) length = text.size();
+    if (length == 0) return false;
+    lines += length == message(0).size();
   }
   return lines >= kThreads * kRounds;
 }

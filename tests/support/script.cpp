@@ -136,11 +136,29 @@ class Player {
 
 }  // namespace
 
+// Plays without a log: what is printed must still stand in the transcript, in order.
+static bool playsQuietly(const std::string& transcript, const Commands& commands, Logger* logger) {
+  Player player(commands);
+  theLogger = logger;
+  std::istringstream lines(player.play(transcript));
+  size_t at = 0;
+  for (std::string line; at != transcript.npos && std::getline(lines, line);)
+    at = transcript.find(line + '\n', at);
+  return at != transcript.npos;
+}
+
 void play(const std::string& name, Commands commands) {
   const std::string path = std::string(BADGEMINT_TEST_DATA "/") + name;
   std::ifstream file(path);
   ASSERT_TRUE(file) << path;
   const std::string expected(std::istreambuf_iterator<char>(file), {});
+  // Nobody logs, or a log that takes nothing: each in a process that leaves no traces in this one.
+  Logger deaf(UINT32_MAX);
+  for (Logger* const logger : {static_cast<Logger*>(nullptr), &deaf}) {
+    EXPECT_EXIT(std::exit(!playsQuietly(expected, commands, logger)), testing::ExitedWithCode(0),
+                "")
+        << name << (logger == nullptr ? " without a logger" : " with a log that takes nothing");
+  }
   const std::string played = Player(std::move(commands)).play(expected);
   EXPECT_EQ(played, expected);
   if (std::getenv("BADGEMINT_RECORD") != nullptr) std::ofstream(path) << played;

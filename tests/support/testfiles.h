@@ -16,6 +16,12 @@
 
 namespace badgemint {
 
+// The bytes of a file; none when there is no such file.
+inline std::string contentOf(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
 // A temporary folder that goes away with all that is in it.
 class TestFolder {
  public:
@@ -37,10 +43,7 @@ class TestFolder {
     std::ofstream(path(name), std::ios::binary) << content;
     return path(name);
   }
-  std::string read(const std::string& name) const {
-    std::ifstream file(path(name), std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-  }
+  std::string read(const std::string& name) const { return contentOf(path(name)); }
   bool has(const std::string& name) const { return std::filesystem::exists(path(name)); }
 
  private:

@@ -60,11 +60,9 @@ TEST(Text, FollowsTheTranscript) {
     c.out << parseDateTime(c.text.c_str(), seconds);
     c.out << ' ' << seconds;
   };
-  on["join-start"] = [](Step& c) {
-    c.out << joinDateTime(PeriodEnd::kStart, c.word(0), c.word(1)).data();
-  };
-  on["join-end"] = [](Step& c) {
-    c.out << joinDateTime(PeriodEnd::kEnd, c.word(0), c.word(1)).data();
+  on["join-date"] = [](Step& c) {  // End of the period, date, time.
+    const PeriodEnd end = c.word(0) == "start" ? PeriodEnd::kStart : PeriodEnd::kEnd;
+    c.out << joinDateTime(end, c.word(1), c.word(2)).data();
   };
   on["format-date"] = [](Step& c) { c.out << formatDateTime(c.as<uint32_t>(0)).data(); };
   on["split-date"] = [](Step& c) {

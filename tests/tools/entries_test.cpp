@@ -9,11 +9,6 @@
 namespace badgemint {
 namespace {
 
-std::string textOf(const char* name) {
-  std::ifstream file(name);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
 // Runs an entry function, which uses a log of its own, and tells its result, pause and log.
 template <typename Entry>
 void run(Step& c, Entry entry) {
@@ -22,7 +17,7 @@ void run(Step& c, Entry entry) {
   c.out << entry();
   theLogger = ours;
   for (const unsigned seconds : takeSleeps()) c.out << ", pause " << seconds;
-  c.out << '\n' << withoutLineNumbers(textOf("run.log"));
+  c.out << '\n' << withoutLineNumbers(contentOf("run.log"));
 }
 
 // The words of a step, or what stands in their place; "-" leaves a word out.
@@ -37,7 +32,7 @@ TEST(EntryFunctions, FollowTheTranscripts) {
   Commands on;
   on["example-site"] = [](Step&) { std::filesystem::copy(BADGEMINT_EXAMPLE_SITE, "."); };
   on["rename"] = [](Step& c) { std::filesystem::rename(c.word(0), c.word(1)); };
-  on["same"] = [](Step& c) { c.out << (textOf(c.name(0)) == textOf(c.name(1))); };
+  on["same"] = [](Step& c) { c.out << (contentOf(c.name(0)) == contentOf(c.name(1))); };
   // Level, cards, formats, log, base directory.
   on["build"] = [](Step& c) {
     run(c, [&] {
