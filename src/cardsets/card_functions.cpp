@@ -145,7 +145,7 @@ void bitsToHex(std::span<const uint8_t> bytes, std::span<char> text) {
     std::fill(text.begin() + static_cast<ptrdiff_t>(kept), text.end(), '\0');
     length = kept;
   }
-  if (length % 2 != 0 && length + 1 < text.size()) text[length] = '0';
+  if (length % 2 != 0) text[length] = '0';
 }
 
 void hexToBits(std::string_view text, std::span<uint8_t> bytes) {
