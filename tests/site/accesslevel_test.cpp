@@ -2,10 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <map>
-#include <set>
-#include <utility>
-
 #include "support/masterconfiguration.h"
 #include "support/script.h"
 #include "support/testfiles.h"
@@ -16,18 +12,13 @@ namespace {
 // A site in memory: groups 1 and 3 have reader 30, schedule 5 is inactive and 6 active; reader 31
 // is in group 1, but no reader of the site.
 struct Site final : Readers, DoorGroups, Schedules {
-  const std::set<uint32_t> readers{30};
-  const std::set<std::pair<uint32_t, uint32_t>> members{{1, 30}, {3, 30}, {1, 31}};
-  const std::map<uint32_t, bool> active{{5, false}, {6, true}};
-
-  bool has(uint32_t readerId) const override { return readers.contains(readerId); }
+  bool has(uint32_t readerId) const override { return readerId == 30; }
   bool contains(uint32_t groupId, uint32_t readerId) const override {
-    return members.contains({groupId, readerId});
+    return (readerId == 30 && (groupId == 1 || groupId == 3)) || (readerId == 31 && groupId == 1);
   }
   ScheduleState state(uint32_t scheduleId) const override {
-    const auto schedule = active.find(scheduleId);
-    if (schedule == active.end()) return ScheduleState::kMissing;
-    return schedule->second ? ScheduleState::kActive : ScheduleState::kInactive;
+    if (scheduleId == 5) return ScheduleState::kInactive;
+    return scheduleId == 6 ? ScheduleState::kActive : ScheduleState::kMissing;
   }
 };
 

@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <set>
-#include <sstream>
+#include <span>
 #include <thread>
 #include <vector>
 
@@ -15,10 +15,11 @@ namespace {
 
 constexpr int kThreads = 4;
 constexpr int kRounds = 200;
-constexpr std::array<uint8_t, 3> kBytes = {0xDE, 0xAD, 0xBF};
+constexpr size_t kSize = 27;  // Of each text: nine bytes as hexadecimal digits, or three as bits.
+constexpr std::array<uint8_t, 9> kBytes = {0xDE, 0xAD, 0xBF};
 
 std::string message(int thread) {
-  return std::string(150, static_cast<char>('a' + thread)) + "\n";
+  return std::string(kSize - 1, static_cast<char>('a' + thread)) + "\n";
 }
 
 void writeAll(Logger& logger, int thread) {
@@ -27,23 +28,17 @@ void writeAll(Logger& logger, int thread) {
     logger.write(25, "%s", message(thread).c_str());
     logger.write(75, "%s", message(thread).c_str());  // Now and then.
     if (logger.passes(25)) logger.dumpHex(25, kBytes);
-    logger.dumpBits(25, kBytes);
+    logger.dumpBits(25, std::span(kBytes).first(3));
   }
 }
 
 // Whether the texts of all writes stand in the log one after the other, none inside another.
-bool isWhole(std::string_view log) {
-  std::vector<std::string> texts = {"DE AD BF ", "11011110 10101101 10111111 "};
-  for (int thread = 0; thread < kThreads; ++thread) texts.push_back(message(thread));
-  int lines = 0;
-  for (size_t length = 0; !log.empty(); log.remove_prefix(length)) {
-    length = 0;
-    for (const std::string& text : texts)
-      if (log.starts_with(text)) length = text.size();
-    if (length == 0) return false;
-    lines += length == message(0).size();
-  }
-  return lines >= kThreads * kRounds;
+bool isWhole(const std::string& log) {
+  std::set<std::string> texts = {"DE AD BF 00 00 00 00 00 00 ", "11011110 10101101 10111111 "};
+  for (int thread = 0; thread < kThreads; ++thread) texts.insert(message(thread));
+  for (size_t at = 0; at < log.size(); at += kSize)
+    if (!texts.contains(log.substr(at, kSize))) return false;
+  return log.size() >= kSize * kThreads * kRounds * 3;
 }
 
 }  // namespace
