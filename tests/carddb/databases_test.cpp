@@ -15,9 +15,6 @@ TEST(IdentFile, FollowsTheTranscript) {
   addIdentCommands(on, file);
   on["pipe"] = [](Step& c) { c.out << mkfifo(c.name(0), 0600); };
   on["umask"] = [](Step& c) { umask(c.as<mode_t>(0)); };
-  on["mode"] = [](Step& c) {
-    c.out << std::oct << static_cast<int>(std::filesystem::status(c.word(0)).permissions());
-  };
   on["stats"] = [&](Step& c) {
     uint32_t count = 0, capacity = 0;
     file.indexStats(count, capacity);

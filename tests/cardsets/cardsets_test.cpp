@@ -5,6 +5,7 @@
 #include "cardsets/card_functions.h"
 #include "formats/CardFormat.h"
 #include "formats/CardFormatSet.h"
+#include "support/masterconfiguration.h"
 #include "support/script.h"
 #include "support/testfiles.h"
 #include "support/tokenizer.h"
@@ -33,6 +34,10 @@ TEST(CardSets, FollowTheTranscript) {
   };
   on["verify"] = [&](Step& c) { c.out << sets->verifyFormats(formats); };
   on["load"] = [&](Step& c) { c.out << sets->load(c.name(0)) << ", " << sets->count(); };
+  on["configure"] = [&](Step& c) {
+    MasterConfiguration configuration(1, c.name(0));
+    c.out << sets->loadFromConfiguration(configuration) << ", " << sets->count();
+  };
   on["write"] = [&](Step& c) { c.out << sets->writeCardSetsFile(c.name(0)); };
   on["parse"] = [&](Step& c) {
     c.out << parseCardSetText(set, c.text.c_str()) << ' ' << set.csid << ' ' << set.fmtid;

@@ -8,7 +8,6 @@
 #include "formats/EffCardFormat.h"
 #include "formats/VffCardFormat.h"
 #include "formats/fmtfile.h"
-#include "formats/formatfiles.h"
 #include "formats/loadformats.h"
 #include "support/masterconfiguration.h"
 #include "support/result.h"
@@ -17,6 +16,31 @@
 
 namespace badgemint {
 namespace {
+
+// Two bytes a character; the bits that carry nothing differ from character to character.
+std::string twoBytes(const std::string& text) {
+  std::string bytes;
+  for (const char c : text) {
+    bytes += static_cast<char>((c & 0xF) << 2 | (c & 3) | (c * 5 & 0xC0));
+    bytes += static_cast<char>((c >> 4 & 0xF) << 2 | (c * 3 & 0xC3));
+  }
+  return bytes;
+}
+
+// An EFF file of the lines of a CDF text.
+std::string effFile(std::string text) {
+  for (char& c : text)
+    if (c == '\n') c = '~';
+  return twoBytes(text);
+}
+
+// A VFF file of lines, a record of 144 characters each.
+std::string vffFile(const std::string& lines) {
+  std::string text;
+  for (const char c : lines)
+    c == '\n' ? text.resize((text.size() + 143) / 144 * 144, ' ') : void(text += c);
+  return twoBytes(text);
+}
 
 std::unique_ptr<CardFormat> formatOf(const std::string& kind) {
   if (kind == "cdf") return std::make_unique<CdfCardFormat>();
@@ -121,8 +145,8 @@ TEST(LoadFormats, FollowsTheTranscript) {
     c.out << (format == nullptr ? "none" : kindOf(*format));
   };
   on["load"] = [&](Step& c) {
-    c.out << loadFormats("caller", c.word(0).c_str(), c.name(1), formats) << ", " << formats.count()
-          << " formats";
+    c.out << loadFormats("inputcards", c.word(0).c_str(), c.name(1), formats) << ", "
+          << formats.count() << " formats";
   };
   on["find"] = [&](Step& c) {
     CardFormat* const format = formats.findFormat(c.as<uint32_t>(0));

@@ -1,19 +1,19 @@
 // Faults on demand: lets the n-th allocation or system call of the code under test fail, and tells
 // what it asked of the system. Works by link-time replacement (--wrap): the product knows nothing
-// of it.
+// of it. The log of a test also shows the level of each message, in place of its source line, and
+// what went to the system log and to the error report hook.
 #ifndef BADGEMINT_TESTS_SUPPORT_FAULTS_H
 #define BADGEMINT_TESTS_SUPPORT_FAULTS_H
 
 #include <cerrno>
+#include <string>
 #include <vector>
 
 namespace badgemint {
 
-enum class Call { kAllocate, kOpen, kRead, kWrite, kSeek, kClose, kUnlink, kChmod, kFcntl, kStat };
-
 struct Fault {
-  Call call;
-  int nth = 0;           // From 1; 0 only counts.
+  std::string call;      // "allocate", "open", "read", "write", "lseek", "close", "unlink", ...
+  int nth = 0;           // From 1.
   bool forEver = false;  // Also every later call.
   int error = EIO;
   bool isShort = false;  // A read or write transfers half of what it was asked for instead.
@@ -27,8 +27,6 @@ class ArmedFault {
   ArmedFault(const ArmedFault&) = delete;
   ArmedFault& operator=(const ArmedFault&) = delete;
 
-  // Calls of the fault's kind so far, and whether it struck.
-  int calls() const;
   bool struck() const;
 };
 

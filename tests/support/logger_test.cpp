@@ -4,6 +4,7 @@
 
 #include <vector>
 
+#include "support/script.h"
 #include "support/testfiles.h"
 
 namespace badgemint {
@@ -11,44 +12,37 @@ namespace {
 
 constexpr char kLogModule[] = "tests";
 
-TEST(Logger, FiltersBySignedThreshold) {
-  struct Row {
-    uint32_t threshold;
-    const char* passing;
+TEST(Logger, FollowsTheTranscript) {
+  Commands on;
+  const auto onLog = [](auto use) {
+    return [use](Step& c) {
+      if (theLogger != nullptr) use(c, *theLogger);
+    };
   };
-  for (const Row& row : {Row{25, "0 25 "}, Row{100, "0 25 26 100 "}, Row{UINT32_MAX, ""}}) {
-    TestLog log(row.threshold);
-    for (const int level : {0, 25, 26, 100, 101}) log.logger().write(level, "%d ", level);
-    EXPECT_EQ(log.take(), row.passing);
-  }
+  on["write"] = onLog([](Step& c, Logger& log) {
+    for (size_t i = 0; i < c.words.size(); ++i) log.write(c.as<int32_t>(i), "%s ", c.name(i));
+  });
+  // N bytes at a level.
+  on["hex-dump"] = onLog([](Step& c, Logger& log) {
+    log.dumpHex(c.as<int32_t>(1), std::vector<uint8_t>(c.as<size_t>(0), 0xA5));
+  });
+  on["bit-dump"] = onLog([](Step& c, Logger& log) {
+    log.dumpBits(c.as<int32_t>(1), std::vector<uint8_t>(c.as<size_t>(0), 0xA5));
+  });
+  play("support/logger.txt", on);
 }
 
 TEST(Logger, WritesPrefixAndTextAndCutsAfter199Characters) {
   TestLog log(25);
   LOG(25, "line=%s\n", std::string(300, 'x').c_str());
   LOG_HEX(25, (std::vector<uint8_t>{0x0A, 0xFF}), "label ");
-  EXPECT_EQ(log.take(), "[tests] line=" + std::string(194, 'x') + "tests " +
-                            std::to_string(__LINE__ - 2) + " label 0A FF \n");
+  EXPECT_EQ(log.take(), "[25 tests] line=" + std::string(194, 'x') + "[25 tests] label 0A FF \n");
   int evaluated = 0;
   LOG(26, "%d\n", ++evaluated);
   EXPECT_EQ(evaluated, 0);
   theLogger = nullptr;
   LOG(0, "%d\n", ++evaluated);
   EXPECT_EQ(evaluated, 0);
-}
-
-TEST(Logger, DumpsUpToTheirLimits) {
-  TestLog log;
-  log.logger().dumpBits(0, std::vector<uint8_t>{0xA5});
-  EXPECT_EQ(log.take(), "10100101 ");
-  log.logger().dumpHex(0, std::vector<uint8_t>(100));
-  EXPECT_EQ(log.take().size(), 300u);
-  log.logger().dumpHex(0, std::vector<uint8_t>(101));
-  log.logger().dumpBits(0, std::vector<uint8_t>(25));
-  log.logger().dumpBits(0, std::vector<uint8_t>(26));
-  const std::string text = log.take();
-  EXPECT_EQ(text.substr(0, 33), "hex data buffer not large enough\n");
-  EXPECT_EQ(text.substr(33 + 225), "bin data bufr not large enough\n");
 }
 
 TEST(Logger, OpensFilesAndStreams) {

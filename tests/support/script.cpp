@@ -13,6 +13,16 @@ int64_t Step::number(size_t i) const {
   return std::strtoll(word(i).c_str(), nullptr, 0);
 }
 
+Fault Step::fault() const {
+  Fault fault{.call = word(0)};
+  for (size_t i = 1; i < words.size(); ++i) {
+    fault.isShort |= words[i] == "short";
+    if (words[i] == "interrupted") fault.error = EINTR;
+    if (number(i) != 0) fault.nth = as<int>(i);
+  }
+  return fault;
+}
+
 namespace {
 
 // Takes the code of a character behind a backslash.
@@ -84,7 +94,12 @@ class Player {
       c.out << hexLines(_site.folder.read(c.word(0)), c.as<size_t>(1));
     };
     _commands["cut"] = [](Step& c) { std::filesystem::resize_file(c.word(0), c.as<size_t>(1)); };
+    _commands["modes"] = [](Step& c) {
+      for (const std::string& name : c.words)
+        c.out << std::oct << static_cast<int>(std::filesystem::status(name).permissions()) << ' ';
+    };
     _commands["folder"] = [](Step& c) { std::filesystem::create_directory(c.word(0)); };
+    _commands["fail"] = [&](Step& c) { _fault = c.fault(); };
     _commands["remove"] = [](Step& c) { std::filesystem::remove(c.word(0)); };
   }
 
@@ -117,12 +132,15 @@ class Player {
     while (words >> word) call.words.push_back(word == "\"\"" ? "" : decoded(word));
     call.input = std::exchange(_input, "");
     if (!_commands.contains(name)) return "no such command\n";
+    std::optional<ArmedFault> armed;
     testing::internal::CaptureStdout();
     try {
+      if (_fault) armed.emplace(*std::exchange(_fault, {}));
       _commands[name](call);
     } catch (const std::exception& wrong) {
       call.out << "exception: " << wrong.what();
     }
+    armed.reset();
     std::string output = testing::internal::GetCapturedStdout() + call.out.str();
     if (!output.empty() && !output.ends_with('\n')) output += '\n';
     return encoded(output + _log.take());
@@ -131,6 +149,7 @@ class Player {
   TestSite _site;
   TestLog _log{25};
   Commands _commands;
+  std::optional<Fault> _fault;  // Of the next command.
   std::string _command, _input;
 };
 

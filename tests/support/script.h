@@ -17,6 +17,8 @@
 #include <string>
 #include <vector>
 
+#include "support/faults.h"
+
 namespace badgemint {
 
 // One command of a transcript, and what it prints.
@@ -29,6 +31,8 @@ struct Step {
   std::string word(size_t i) const { return i < words.size() ? words[i] : ""; }
   const char* name(size_t i) const { return words.at(i).c_str(); }
   int64_t number(size_t i) const;  // 0 for a word that is missing.
+  // Of the words: a call, and a number, "short" or "interrupted".
+  Fault fault() const;
   template <typename T>
   T as(size_t i) const {
     return static_cast<T>(number(i));
@@ -41,6 +45,8 @@ using Commands = std::map<std::string, std::function<void(Step&)>>;
 //   file NAME       writes its input      append NAME   appends it
 //   show NAME       prints a file         hex NAME N    prints it, N bytes a line
 //   folder NAME     makes a folder        remove NAME     cut NAME N    to N bytes
+//   modes NAME...   prints the access modes of files
+//   fail CALL N     lets the N-th such call of the next command fail, see Step::fault
 void play(const std::string& name, Commands commands);
 
 }  // namespace badgemint

@@ -11,7 +11,7 @@
 #include <set>
 #include <string>
 
-#include "support/faults.h"
+#include "support/script.h"
 #include "support/testfiles.h"
 
 namespace badgemint {
@@ -21,6 +21,18 @@ using Record = std::array<uint8_t, kErrorRecordSize>;
 
 std::string bytesOf(const ErrorFileHeader& header) {
   return {reinterpret_cast<const char*>(&header), sizeof header};
+}
+
+ErrorFileHeader headerOf(const std::string& file) {
+  ErrorFileHeader header{};
+  std::memcpy(&header, file.data(), std::min(file.size(), sizeof header));
+  return header;
+}
+
+// The last record of a file, empty if there is none.
+std::string recordOf(const std::string& file, const ErrorFileHeader& header) {
+  const size_t at = sizeof header + kErrorRecordSize * header.lastslot;
+  return at < file.size() ? file.substr(at, kErrorRecordSize) : "";
 }
 
 // One report as a caller makes it: lock, header, record, unlock.
@@ -33,63 +45,41 @@ bool reportOnce(const std::string& path, const Record& record) {
   return unlockAndCloseErrorFile(file, lock) == 0 && written;
 }
 
-TEST(SyserrReport, GoesOnBehindTheLastRecord) {
-  const ErrorFileHeader first{4243, 64, 0, 1, 250};
-  const std::pair<std::string, ErrorFileHeader> rows[] = {
-      {"", first},
-      {bytesOf({4243, 64, 0x0107, 0, 0}).substr(0, 9), {4243, 64, 8, 1, 0}},
-      {bytesOf({4243, 64, 248, 249, 250}), {4243, 64, 249, 250, 250}},
-      {bytesOf({4243, 1, 249, 250, 9}), {4243, 1, 0, 250, 9}},
-      {bytesOf({4243, 64, UINT32_MAX, UINT32_MAX, 250}), {4243, 64, 0, 250, 250}}};
-  for (const auto& [file, header] : rows) {
-    const TestFolder folder;
-    EXPECT_TRUE(reportOnce(folder.write("errors", file), Record{'r'}));
-    const std::string written = folder.read("errors");
-    EXPECT_EQ(written.substr(0, 20), bytesOf(header));
-    EXPECT_EQ(written.substr(20 + 64 * header.lastslot), "r" + std::string(63, '\0'));
-  }
+TEST(SyserrReport, FollowsTheTranscript) {
+  Commands on;
+  // A file of a header: magic, record size, last slot, record count and capacity.
+  on["ring"] = [](Step& c) {
+    std::ofstream("errors") << bytesOf({c.as<uint32_t>(0), c.as<uint32_t>(1), c.as<uint32_t>(2),
+                                        c.as<uint32_t>(3), c.as<uint32_t>(4)});
+  };
+  // Reports a record that begins with a letter; tells the header, and the record by its slot.
+  on["report"] = [](Step& c) {
+    c.out << (reportOnce("errors", Record{static_cast<uint8_t>(c.word(0)[0])}) ? "" : "failed:");
+    const std::string file = contentOf("errors");
+    const ErrorFileHeader header = headerOf(file);
+    for (const uint32_t value :
+         {header.magic, header.recordsize, header.lastslot, header.recordcount, header.capacity})
+      c.out << ' ' << value;
+    const std::string record = recordOf(file, header);
+    if (!record.empty()) c.out << ", " << record.c_str();
+  };
+  play("support/syserr_report.txt", on);
 }
 
-TEST(SyserrReport, WritesAFreshHeaderBehindAnotherMagic) {
-  const TestFolder folder;
-  const std::string other(20, 'x');
-  const int file = ::open(folder.write("errors", other).c_str(), O_RDWR);
-  ErrorFileHeader header;
-  EXPECT_TRUE(readErrorFileHeader(file, header));
-  EXPECT_EQ(folder.read("errors"), other + bytesOf({4243, 64, 250, 0, 250}));
-  ::close(file);
-}
-
-TEST(SyserrReport, PrintsWhatFailed) {
-  const TestFolder folder;
-  const int reading = ::open(folder.write("errors", "").c_str(), O_RDONLY);
-  struct flock lock;
-  ErrorFileHeader header{4243, 64, 7, 8, 250};
-  testing::internal::CaptureStdout();
-  EXPECT_FALSE(lockErrorFile(-1, lock));
-  EXPECT_FALSE(syserr_report(reading, header, Record{}));
-  EXPECT_EQ(bytesOf(header), bytesOf({4243, 64, 7, 8, 250}));
-  EXPECT_FALSE(readErrorFileHeader(reading, header));
-  EXPECT_FALSE(readErrorFileHeader(-1, header));
-  EXPECT_EQ(unlockAndCloseErrorFile(-1, lock), -1);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            "syserr_report: ERROR setting lock (Bad file descriptor)\n"
-            "syserr_report: ERROR writing record (Bad file descriptor)"
-            "syserr_report: ERROR writing initial header (Bad file descriptor)"
-            "syserr_report: ERROR reading header (Bad file descriptor)"
-            "syserr_report: ERROR freeing lock (Bad file descriptor)");
-  ::close(reading);
+// A process that reports records of its name and their number.
+pid_t startWriter(const std::string& path, uint8_t name, int reports) {
+  const pid_t writer = fork();
+  if (writer != 0) return writer;
+  bool written = true;
+  for (int i = 0; i < reports; ++i)
+    written &= reportOnce(path, Record{name, static_cast<uint8_t>(i)});
+  _exit(written ? 0 : 1);
 }
 
 TEST(SyserrReport, LosesNoRecordOfSeveralWriters) {
   const TestFolder folder;
   const std::string path = folder.path("errors");
-  for (uint8_t w = 0; w < 5; ++w) {
-    if (fork() != 0) continue;
-    bool written = true;
-    for (uint8_t r = 0; r < 50; ++r) written &= reportOnce(path, Record{w, r});
-    _exit(written ? 0 : 1);
-  }
+  for (uint8_t name = 0; name < 5; ++name) startWriter(path, name, 50);
   int status = -1;
   while (wait(&status) > 0) EXPECT_EQ(status, 0);
   const std::string file = folder.read("errors");
@@ -106,15 +96,8 @@ TEST(SyserrReport, StaysReadableWhenWritersAreKilled) {
   const std::string path = folder.path("errors");
   std::mt19937 random(1);
   for (int round = 0; round < 40; ++round) {
-    const auto startWriter = [&path](uint8_t name, int reports) {
-      const pid_t writer = fork();
-      if (writer != 0) return writer;
-      bool written = true;
-      for (int i = 0; i < reports; ++i) written &= reportOnce(path, Record{name});
-      _exit(written ? 0 : 1);
-    };
-    const pid_t victim = startWriter('v', 100000);
-    const pid_t survivor = startWriter('s', 10);
+    const pid_t victim = startWriter(path, 'v', 100000);
+    const pid_t survivor = startWriter(path, 's', 10);
     usleep(static_cast<useconds_t>(random() % 3000));
     kill(victim, SIGKILL);
     int status = -1;
@@ -124,32 +107,11 @@ TEST(SyserrReport, StaysReadableWhenWritersAreKilled) {
     ASSERT_TRUE(reportOnce(path, Record{'l'}));
 
     const std::string file = folder.read("errors");
-    ErrorFileHeader header;
-    ASSERT_GE(file.size(), sizeof header);
-    std::memcpy(&header, file.data(), sizeof header);
-    ASSERT_EQ(bytesOf(header).substr(0, 8), bytesOf({4243, 64, 0, 0, 0}).substr(0, 8));
+    const ErrorFileHeader header = headerOf(file);
+    ASSERT_EQ(file.substr(0, 8), bytesOf({4243, 64, 0, 0, 0}).substr(0, 8));
     ASSERT_LT(header.lastslot, header.recordcount);
     ASSERT_GE(file.size(), sizeof header + kErrorRecordSize * header.recordcount);
-    ASSERT_EQ(file[sizeof header + kErrorRecordSize * header.lastslot], 'l');
-  }
-}
-
-// Every call of a report fails once: the report says so, or is in the ring.
-TEST(SyserrReport, TellsWhichCallFailed) {
-  for (const Call call : {Call::kFcntl, Call::kRead, Call::kWrite, Call::kSeek, Call::kClose}) {
-    const TestFolder folder;
-    testing::internal::CaptureStdout();
-    int struck = 0;
-    for (int nth = 1; nth <= 10; ++nth) {
-      const ArmedFault fault({.call = call, .nth = nth});
-      const bool written = reportOnce(folder.path("errors"), Record{'r'});
-      struck += fault.struck();
-      // A lock that is not freed goes with the descriptor.
-      EXPECT_EQ(written, !fault.struck() || (call == Call::kFcntl && nth == 2));
-    }
-    const std::string printed = testing::internal::GetCapturedStdout();
-    EXPECT_GT(struck, 0);
-    EXPECT_EQ(printed.find("syserr_report: ERROR ") == printed.npos, call == Call::kClose);
+    ASSERT_EQ(recordOf(file, header)[0], 'l');
   }
 }
 

@@ -44,27 +44,10 @@ class TestFolder {
     return path(name);
   }
   std::string read(const std::string& name) const { return contentOf(path(name)); }
-  bool has(const std::string& name) const { return std::filesystem::exists(path(name)); }
 
  private:
   std::string _path;
 };
-
-// Source lines change with every edit: "[module] " stands for the prefix "module 123 ".
-inline std::string withoutLineNumbers(const std::string& log) {
-  std::string text;
-  for (size_t start = 0; start < log.size();) {
-    const size_t end = std::min(log.find('\n', start), log.size() - 1) + 1;
-    int module = 0;
-    int prefix = 0;
-    const char* const line = log.c_str() + start;
-    std::sscanf(line, "%*[A-Za-z_]%n%*d%n", &module, &prefix);
-    if (prefix > 0) text += '[' + std::string(line, static_cast<size_t>(module)) + ']';
-    text.append(line + prefix, log.c_str() + end);
-    start = end;
-  }
-  return text;
-}
 
 // Bytes as hexadecimal digits in groups of four bytes, `perLine` bytes a line.
 template <typename Bytes>
@@ -93,9 +76,9 @@ class TestLog {
 
   Logger& logger() { return *_logger; }
 
-  // What was logged since the last call, with "[module] " for each prefix.
+  // What was logged since the last call, with "[level module] " for each prefix.
   std::string take() {
-    const std::string text = withoutLineNumbers(_folder.read("log"));
+    const std::string text = _folder.read("log");
     std::filesystem::resize_file(_folder.path("log"), 0);
     return text;
   }

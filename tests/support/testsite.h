@@ -43,8 +43,6 @@ class TestSite {
   }
   ~TestSite() { std::filesystem::current_path("/"); }
 
-  int32_t build(const std::string& cards) const { return buildCards(cards); }
-
   TestFolder folder;
 };
 

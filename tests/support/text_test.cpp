@@ -1,6 +1,5 @@
 // Texts, words, numbers, dates, packed digits, bits, lines and the master configuration.
 #include <gtest/gtest.h>
-#include <syslog.h>
 
 #include <cerrno>
 
@@ -69,6 +68,16 @@ TEST(Text, FollowsTheTranscript) {
     const DateAndTime parts = splitDateTime(c.word(0));
     c.out << parts.date.data() << ' ' << parts.time.data();
   };
+  // Lines with room for N at first.
+  std::optional<LineList> lines;
+  on["lines"] = [&](Step& c) { c.out << lines.emplace(7, c.as<int32_t>(0)).capacity(); };
+  on["add-line"] = [&](Step& c) {
+    c.out << lines->add(c.text.c_str()) << ' ' << lines->count() << '/' << lines->capacity();
+  };
+  on["line"] = [&](Step& c) {
+    const char* const line = lines->get(c.as<int32_t>(0));
+    c.out << (line != nullptr ? line : "none");
+  };
   play("support/text.txt", on);
 }
 
@@ -92,30 +101,6 @@ TEST(MasterConfiguration, FollowsTheTranscript) {
     if (errno != EINVAL) c.out << (errno == 0 ? " no error" : " missing");
   };
   play("support/masterconfiguration.txt", on);
-}
-
-TEST(MasterConfiguration, TellsTheSystemLogOnceThatAFileIsMissing) {
-  const std::string path(129, 'p');
-  const int mask = setlogmask(LOG_MASK(LOG_ERR));
-  openlog("test", LOG_PERROR, LOG_USER);
-  testing::internal::CaptureStderr();
-  MasterConfiguration configuration(1, path.c_str());
-  EXPECT_EQ(configuration.find("a"), nullptr);
-  EXPECT_EQ(configuration.number("a"), 0);
-  EXPECT_FALSE(configuration.save("/none/x"));
-  const std::string text = "test: MasterConfiguration: failed to open master configuration (";
-  EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            text + path.substr(1) + ")\n" + text + "/none/x)\n");
-  closelog();
-  setlogmask(mask);
-}
-
-TEST(LineList, GrowsByTenAndKeepsCopies) {
-  LineList lines(1, 0);
-  for (int i = 0; i < 11; ++i) EXPECT_EQ(lines.add(std::to_string(i).c_str()), i);
-  EXPECT_EQ(lines.capacity(), 20);
-  EXPECT_STREQ(lines.get(10), "10");
-  EXPECT_EQ(lines.get(11), nullptr);
 }
 
 TEST(Bits, ArePositionsMostSignificantFirst) {
@@ -158,11 +143,6 @@ TEST(LineReader, ReadsAsFgetsDoes) {
   }
   EXPECT_EQ(reader.readByte(), -1);
   EXPECT_FALSE(reader.failed());
-
-  ASSERT_TRUE(reader.open(folder.path("").c_str()));  // A folder opens but does not read.
-  EXPECT_EQ(reader.readLine(30), LineReader::Status::kError);
-  EXPECT_TRUE(reader.failed());
-  EXPECT_FALSE(reader.open(folder.path("none").c_str()));
 }
 
 }  // namespace

@@ -17,7 +17,7 @@ void run(Step& c, Entry entry) {
   c.out << entry();
   theLogger = ours;
   for (const unsigned seconds : takeSleeps()) c.out << ", pause " << seconds;
-  c.out << '\n' << withoutLineNumbers(contentOf("run.log"));
+  c.out << '\n' << contentOf("run.log");
 }
 
 // The words of a step, or what stands in their place; "-" leaves a word out.
