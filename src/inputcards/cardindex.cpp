@@ -24,36 +24,55 @@ constexpr char kLogModule[] = "cardindex";
 
 using Entries = std::span<const CardIndexEntry>;
 
-// A table of bits, about 16 for each entry, in which every value has its place: two bits of the low
-// half of a word, and the same two of its high half for a value that was met again. Values that
-// share a place may be equal; values that do not are not.
+// A value as the table of bits takes it: neighbours have the same block and differ in `last`.
+struct HashedValue {
+  uint64_t block;  // Well mixed.
+  uint32_t last;   // 0 to 255.
+};
+
+// A table of bits, about 16 for each entry, in which every value has its place: two bits of a slot,
+// which are set when it is met and once more when it is met again. Values that share a place may be
+// equal; values that do not are not. A block is 64 slots in a row, each for four neighbours, which
+// get places of their own: a run of neighbours stays within the processor's cache.
 class HashBits {
  public:
   bool create(size_t entries) {
-    _count = entries / 4 + 1;
-    _words.reset(new (std::nothrow) uint64_t[_count]());
-    return _words != nullptr;
+    _blocks = entries / (kBlockSlots * kNeighbours) + 1;
+    _slots.reset(new (std::nothrow) Slot[_blocks * kBlockSlots]());
+    return _slots != nullptr;
   }
 
-  void mark(uint64_t hash) {
-    uint64_t& word = _words[indexOf(hash)];
-    const uint64_t place = placeOf(hash);
-    const uint64_t metAgain = (word & place) == place ? place << 32 : 0;
-    word |= place | metAgain;
+  void mark(HashedValue value) {
+    Slot& slot = _slots[indexOf(value)];
+    const uint32_t place = placeOf(value);
+    if ((slot.met & place) == place) slot.metAgain |= place;
+    slot.met |= place;
   }
-  bool metAgain(uint64_t hash) const {
-    const uint64_t place = placeOf(hash);
-    return (_words[indexOf(hash)] >> 32 & place) == place;
+  bool isMetAgain(HashedValue value) const {
+    const uint32_t place = placeOf(value);
+    return (_slots[indexOf(value)].metAgain & place) == place;
   }
 
  private:
-  size_t indexOf(uint64_t hash) const { return (hash >> 32) * _count >> 32; }
-  static uint64_t placeOf(uint64_t hash) {
-    return uint64_t{1} << (hash >> 27 & 31) | uint64_t{1} << (hash >> 22 & 31);
+  struct Slot {
+    uint32_t met, metAgain;
+  };
+  static constexpr size_t kBlockSlots = 64;
+  static constexpr uint32_t kNeighbours = 4;  // In a slot.
+
+  size_t indexOf(HashedValue value) const {
+    return ((value.block >> 32) * _blocks >> 32) * kBlockSlots + value.last / kNeighbours;
+  }
+  // The two bits of four neighbours are eight apart, and from the first to the second is an odd
+  // number: no two of the eight are the same.
+  static uint32_t placeOf(HashedValue value) {
+    const uint32_t first = static_cast<uint32_t>(value.block) + 8 * value.last;
+    const uint32_t second = first + (static_cast<uint32_t>(value.block >> 8) | 1);
+    return uint32_t{1} << (first & 31) | uint32_t{1} << (second & 31);
   }
 
-  size_t _count = 0;
-  std::unique_ptr<uint64_t[]> _words;
+  size_t _blocks = 0;
+  std::unique_ptr<Slot[]> _slots;
 };
 
 // The memory that the process may have: its address space limit or the machine's memory, whichever
@@ -75,20 +94,23 @@ int32_t entriesInMemory() {
 
 constexpr uint64_t kMix = 0x9E3779B97F4A7C15;  // Odd, its bits well spread.
 
-uint64_t hashOfKey(const CardIndexEntry& entry) {
-  std::array<uint64_t, 2> words;
-  std::memcpy(words.data(), entry.key.data(), sizeof words);
-  return ((words[0] * kMix) ^ words[1]) * kMix;
+// Neighbours differ in the last byte that is not 0: there the numbers of consecutive cards differ.
+HashedValue hashOfKey(const CardIndexEntry& entry) {
+  const std::array<uint64_t, 3> words = BitPattern::fromCard(entry.key).words;
+  const uint64_t front = words[1] != 0 ? words[0] : 0;
+  const uint64_t end = words[1] != 0 ? words[1] : words[0];
+  const uint64_t trimmed = end >> (__builtin_ctzll(end | uint64_t{1} << 63) & ~7);
+  return {(front * kMix ^ trimmed >> 8) * kMix, static_cast<uint32_t>(trimmed & 255)};
 }
 
-uint64_t hashOfUniqid(const CardIndexEntry& entry) {
-  return entry.uniqid * kMix;
+HashedValue hashOfUniqid(const CardIndexEntry& entry) {
+  return {(entry.uniqid >> 8) * kMix, entry.uniqid & 255};
 }
 
-// An entry that may be a duplicate: what the check sorts by, then its position in the index, so
-// that plain order is the order of the check with equal values in file order.
+// An entry that may be a duplicate: what the check sorts by, the same for equal values, and its
+// position in the index.
 struct Suspect {
-  uint64_t order;
+  uint32_t order;
   int32_t position;
 
   bool operator<(const Suspect& other) const {
@@ -107,17 +129,15 @@ bool collectSuspects(Entries entries, Hash hash, Order order, Always always, Sus
   if (!bits.create(entries.size())) return false;
   for (const CardIndexEntry& entry : entries) bits.mark(hash(entry));
   for (size_t i = 0; i < entries.size(); ++i) {
-    if (!bits.metAgain(hash(entries[i])) && !always(entries[i])) continue;
+    if (!bits.isMetAgain(hash(entries[i])) && !always(entries[i])) continue;
     if (!suspects.add({order(entries[i]), static_cast<int32_t>(i)})) return false;
   }
   return true;
 }
 
-// The front of a key as a number in the order of its bytes.
-uint64_t frontOfKey(const CardIndexEntry& entry) {
-  uint64_t front = 0;
-  for (size_t i = 0; i < sizeof front; ++i) front = front << 8 | entry.key[i];
-  return front;
+uint32_t orderOfKey(const CardIndexEntry& entry) {
+  const HashedValue value = hashOfKey(entry);
+  return static_cast<uint32_t>(value.block >> 32) ^ value.last;
 }
 
 int compareKeys(const CardIndexEntry& a, const CardIndexEntry& b) {
@@ -200,24 +220,31 @@ int32_t CardIndex::checkDuplicateKeys() const {
   const Entries entries = _entries.elements();
   const auto none = [](const CardIndexEntry&) { return false; };
   Suspects suspects;
-  if (!collectSuspects(entries, hashOfKey, frontOfKey, none, suspects)) return reportNoMemory();
+  if (!collectSuspects(entries, hashOfKey, orderOfKey, none, suspects)) return reportNoMemory();
   const std::span<Suspect> sorted = suspects.elements();
   std::sort(sorted.begin(), sorted.end(), [this](const Suspect& a, const Suspect& b) {
     if (a.order != b.order) return a.order < b.order;
     const int order = compareKeys(_entries[a.position], _entries[b.position]);
     return order != 0 ? order < 0 : a.position < b.position;
   });
+
+  const CardIndexEntry* first = nullptr;  // Of the smallest key that occurs twice.
+  const CardIndexEntry* second = nullptr;
   for (size_t i = 1; i < sorted.size(); ++i) {
-    const CardIndexEntry& first = _entries[sorted[i - 1].position];
-    const CardIndexEntry& second = _entries[sorted[i].position];
-    if (compareKeys(first, second) == 0) return reportDuplicateKey(first, second);
+    if (sorted[i - 1].order != sorted[i].order) continue;
+    const CardIndexEntry& before = _entries[sorted[i - 1].position];
+    const CardIndexEntry& entry = _entries[sorted[i].position];
+    if (compareKeys(before, entry) != 0) continue;
+    if (first != nullptr && compareKeys(entry, *first) >= 0) continue;
+    first = &before;
+    second = &entry;
   }
-  return kSuccess;
+  return first != nullptr ? reportDuplicateKey(*first, *second) : kSuccess;
 }
 
 int32_t CardIndex::checkDuplicateUniqueIds() const {
   const Entries entries = _entries.elements();
-  const auto uniqidOf = [](const CardIndexEntry& entry) { return uint64_t{entry.uniqid}; };
+  const auto uniqidOf = [](const CardIndexEntry& entry) { return entry.uniqid; };
   Suspects suspects;
   if (!collectSuspects(entries, hashOfUniqid, uniqidOf, isPinIdent, suspects))
     return reportNoMemory();
