@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cinttypes>
 #include <cstring>
 #include <memory>
@@ -32,13 +33,13 @@ struct HashedValue {
 
 // A table of bits, about 16 for each entry, in which every value has its place: two bits of a slot,
 // which are set when it is met and once more when it is met again. Values that share a place may be
-// equal; values that do not are not. A block is 64 slots in a row, each for four neighbours, which
-// get places of their own: a run of neighbours stays within the processor's cache.
+// equal; values that do not are not. A block has 64 slots in a row, from any slot on, each for four
+// neighbours, which get places of their own: a run of neighbours stays in the processor's cache.
 class HashBits {
  public:
   bool create(size_t entries) {
-    _blocks = entries / (kBlockSlots * kNeighbours) + 1;
-    _slots.reset(new (std::nothrow) Slot[_blocks * kBlockSlots]());
+    _starts = entries / kNeighbours + 1;
+    _slots.reset(new (std::nothrow) Slot[_starts + kBlockSlots]());
     return _slots != nullptr;
   }
 
@@ -61,7 +62,7 @@ class HashBits {
   static constexpr uint32_t kNeighbours = 4;  // In a slot.
 
   size_t indexOf(HashedValue value) const {
-    return ((value.block >> 32) * _blocks >> 32) * kBlockSlots + value.last / kNeighbours;
+    return ((value.block >> 32) * _starts >> 32) + value.last / kNeighbours;
   }
   // The two bits of four neighbours are eight apart, and from the first to the second is an odd
   // number: no two of the eight are the same.
@@ -71,7 +72,7 @@ class HashBits {
     return uint32_t{1} << (first & 31) | uint32_t{1} << (second & 31);
   }
 
-  size_t _blocks = 0;
+  size_t _starts = 0;  // Of blocks: all slots but the last ones.
   std::unique_ptr<Slot[]> _slots;
 };
 
@@ -99,7 +100,7 @@ HashedValue hashOfKey(const CardIndexEntry& entry) {
   const std::array<uint64_t, 3> words = BitPattern::fromCard(entry.key).words;
   const uint64_t front = words[1] != 0 ? words[0] : 0;
   const uint64_t end = words[1] != 0 ? words[1] : words[0];
-  const uint64_t trimmed = end >> (__builtin_ctzll(end | uint64_t{1} << 63) & ~7);
+  const uint64_t trimmed = end >> (std::countr_zero(end | uint64_t{1} << 63) & ~7);
   return {(front * kMix ^ trimmed >> 8) * kMix, static_cast<uint32_t>(trimmed & 255)};
 }
 
