@@ -61,7 +61,9 @@ TEST(Text, FollowsTheTranscript) {
   };
   on["join-date"] = [](Step& c) {  // End of the period, date, time.
     const PeriodEnd end = c.word(0) == "start" ? PeriodEnd::kStart : PeriodEnd::kEnd;
+    uint32_t seconds = 7;
     c.out << joinDateTime(end, c.word(1), c.word(2)).data();
+    c.out << ' ' << parsePeriodEnd(end, c.word(1), c.word(2), seconds) << ' ' << seconds;
   };
   on["format-date"] = [](Step& c) { c.out << formatDateTime(c.as<uint32_t>(0)).data(); };
   on["split-date"] = [](Step& c) {
