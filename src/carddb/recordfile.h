@@ -61,8 +61,8 @@ class RecordFile {
   // empty afterwards, whatever the outcome: nothing is ever written twice.
   [[nodiscard]] Outcome flush();
 
-  // Appends a record: into the buffer, or with one write at the end of the file. A closed file is
-  // opened for this one append.
+  // Appends a record of the file's size: into the buffer, or with one write at the end of the file.
+  // A closed file is opened for this one append.
   template <typename Record>
   [[nodiscard]] Outcome append(const Record& record) {
     if (_buffer == nullptr || bufferFull()) return appendEncoded(record);

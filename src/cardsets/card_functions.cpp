@@ -69,8 +69,10 @@ int32_t reportNoFormat(uint32_t fmtid, int32_t line) {
 }  // namespace
 
 int32_t checkCardNumber(std::string_view& text, int32_t csid, int32_t hex) {
-  SaturatedInt64 number{};
-  if (csid >= 1) return readCardNumber(text, number);
+  if (csid >= 1) {
+    SaturatedInt64 number;
+    return readCardNumber(text, number);
+  }
   if (text.size() > kMaxCardNumberDigits) return reportCardNumber(text, "too many digits");
   if (hex != 1) {
     if (text.empty()) text = "0";

@@ -34,7 +34,8 @@ inline constexpr size_t kMaxPinIdentDigits = 16;
 // text may not be empty.
 [[nodiscard]] int32_t checkCardNumber(std::string_view& text, int32_t csid, int32_t hex);
 
-// Checks the text of a card number of a card set, as checkCardNumber does, and reads it.
+// Checks the text of a card number of a card set, as checkCardNumber does, and reads it. kSuccess;
+// kInvalidCardNumber with its message, or kEmptyCardNumber without one, `number` unchanged.
 [[nodiscard]] int32_t readCardNumber(std::string_view text, SaturatedInt64& number);
 
 // Checks the text of a PIN: at most `maxDigits` decimal digits; an empty text becomes "0".
@@ -55,7 +56,7 @@ struct CardEncoder {
 // numbers hardly more than the last digit differs, so that little is left to flip.
 class CardSequence {
  public:
-  // The encoder must have its format and outlive the sequence.
+  // The encoder must have its format, which outlives the sequence.
   explicit CardSequence(const CardEncoder& encoder)
       : _format(*encoder.format), _words(encoder.site.words) {}
 

@@ -70,9 +70,10 @@ class CardFormat {
     return std::bit_cast<CardPattern>(words);
   }
 
-  // The bits of a card number, and the positions of a pattern that they flip. From the card of one
-  // number to that of another it takes the bits in which the two differ.
+  // The bits of a card number.
   uint64_t numberBits(int64_t cardNumber) const { return _numberState.toBits(cardNumber); }
+  // Flips the positions that these bits of a number stand for: the bits in which two numbers differ
+  // lead from the card of one to that of the other.
   void flip(uint64_t bits, PatternWords& words) const {
     for (const PatternWords* digit = _digits.data(); bits != 0; bits >>= 4, digit += 16) {
       const PatternWords& flipped = digit[bits & 15];

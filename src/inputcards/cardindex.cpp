@@ -36,7 +36,15 @@ struct HashedValue {
 // equal; values that do not are not. A block has 64 slots in a row, from any slot on, each for four
 // neighbours, which get places of their own: a run of neighbours stays in the processor's cache.
 class HashBits {
+  struct Slot {
+    uint32_t met, metAgain;
+  };
+  static constexpr size_t kBlockSlots = 64;
+  static constexpr uint32_t kNeighbours = 4;  // In a slot.
+
  public:
+  static constexpr size_t kBytesPerEntry = sizeof(Slot) / kNeighbours;
+
   bool create(size_t entries) {
     _starts = entries / kNeighbours + 1;
     _slots.reset(new (std::nothrow) Slot[_starts + kBlockSlots]());
@@ -55,12 +63,6 @@ class HashBits {
   }
 
  private:
-  struct Slot {
-    uint32_t met, metAgain;
-  };
-  static constexpr size_t kBlockSlots = 64;
-  static constexpr uint32_t kNeighbours = 4;  // In a slot.
-
   size_t indexOf(HashedValue value) const {
     return ((value.block >> 32) * _starts >> 32) + value.last / kNeighbours;
   }
@@ -88,7 +90,7 @@ uint64_t processMemory() {
 
 // How many entries fit, with the bits of the checks, when a quarter stays for everything else.
 int32_t entriesInMemory() {
-  constexpr uint64_t kBytesPerEntry = sizeof(CardIndexEntry) + sizeof(uint64_t) / 4;
+  constexpr uint64_t kBytesPerEntry = sizeof(CardIndexEntry) + HashBits::kBytesPerEntry;
   return static_cast<int32_t>(
       std::min<uint64_t>(processMemory() / 4 * 3 / kBytesPerEntry, INT32_MAX));
 }

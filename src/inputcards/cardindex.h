@@ -8,6 +8,7 @@
 #include <cstdint>
 
 #include "formats/bitpattern.h"
+#include "support/result.h"
 #include "support/steparray.h"
 
 namespace badgemint {
@@ -45,7 +46,7 @@ class CardIndex {
                                std::bit_cast<std::array<uint8_t, 8>>(cardNumber),
                                static_cast<uint8_t>(csid),
                                type};
-    return count() < _limit && _entries.add(entry) ? 0 : reportNoMemory();
+    return count() < _limit && _entries.add(entry) ? kSuccess : reportNoMemory();
   }
 
   int32_t count() const { return _entries.count(); }

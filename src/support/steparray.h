@@ -75,7 +75,7 @@ class StepArray {
 
   T* _slots = nullptr;
   int32_t _count = 0;
-  int32_t _opened = 0;  // Slots handed out so far.
+  int32_t _opened = 0;  // Slots handed out or filled so far.
   int32_t _capacity = 0;
 };
 
