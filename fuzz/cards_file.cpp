@@ -36,9 +36,7 @@ bool canComeBack(std::string_view cards, const std::string& ident) {
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   using namespace badgemint;
-  static const WorkFolder folder;
-  static const bool formatsWritten = (writeSmallFormats(), true);
-  require(formatsWritten, "the formats are there");
+  static const FormatsFolder folder;
   const MemoryFile cards(textOf(data, size));
 
   const int32_t built = build(cards.path());

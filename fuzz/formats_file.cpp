@@ -6,9 +6,7 @@
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   using namespace badgemint;
-  static const WorkFolder folder;
-  static const bool formatsWritten = (writeSmallFormats(), true);
-  require(formatsWritten, "the formats are there");
+  static const FormatsFolder folder;
   const DroppedLog log;
   const MemoryFile file(textOf(data, size));
 

@@ -100,13 +100,19 @@ inline std::string smallFormat(const char* outputMask, const char* type, const c
          type + "\n\n\n\n\n\n\n" + outputMask + "\n\n" + parity + "\n\n\n\n\n\n\n\n";
 }
 
-// Two formats whose card numbers are short, so that no block of cards is long, and the file that
-// lists them.
-inline void writeSmallFormats() {
-  WorkFolder::write("bin.cdf", smallFormat("PAAAAAABBBBBBBBBBB", "BIN", "EXXXXXXXXXXXXXXXXX"));
-  WorkFolder::write("bcd.cdf", smallFormat("AABBBBBBBBBBBBP", "BCD", "XXXXXXXXXXXXXXO"));
-  WorkFolder::write("formats", "1 bin.cdf\n2 bcd.cdf\n");
-}
+// A work folder with two formats whose card numbers are short, so that no block of cards is long,
+// and the file that lists them.
+class FormatsFolder {
+ public:
+  FormatsFolder() {
+    WorkFolder::write("bin.cdf", smallFormat("PAAAAAABBBBBBBBBBB", "BIN", "EXXXXXXXXXXXXXXXXX"));
+    WorkFolder::write("bcd.cdf", smallFormat("AABBBBBBBBBBBBP", "BCD", "XXXXXXXXXXXXXXO"));
+    WorkFolder::write("formats", "1 bin.cdf\n2 bcd.cdf\n");
+  }
+
+ private:
+  WorkFolder _folder;
+};
 
 }  // namespace badgemint
 

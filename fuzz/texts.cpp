@@ -87,6 +87,9 @@ void readDates(const std::string& line) {
 }
 
 void useDigits(const std::string& line) {
+  SaturatedInt64 value{};
+  if (digitsToInt64(line, value))
+    require(value.value == std::atoll(line.c_str()), "digits are the number the C library reads");
   std::string_view number = line;
   static_cast<void>(checkCardNumber(number, 1, 0));
   number = line;
