@@ -101,10 +101,16 @@ RecordFile::Outcome RecordFile::readAhead(std::span<uint8_t> record) {
 RecordFile::Outcome RecordFile::fillBlock() {
   _blockStart = _nextRecord;
   _blockCount = 0;
-  const auto offset = static_cast<off_t>(_nextRecord * _recordSize);
-  const ssize_t transferred = ::pread(_descriptor, _block.get(), kBlockSize, offset);
-  if (transferred < 0) return Outcome::kReadFailed;
-  _blockCount = static_cast<size_t>(transferred) / _recordSize;
+  const uint64_t offset = _nextRecord * _recordSize;
+  size_t filled = 0;
+  while (filled < _recordSize) {
+    const ssize_t got = ::pread(_descriptor, _block.get() + filled, kBlockSize - filled,
+                                static_cast<off_t>(offset + filled));
+    if (got < 0) return Outcome::kReadFailed;
+    if (got == 0) break;
+    filled += static_cast<size_t>(got);
+  }
+  _blockCount = filled / _recordSize;
   return _blockCount > 0 ? Outcome::kDone : Outcome::kShortRead;
 }
 

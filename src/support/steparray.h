@@ -32,7 +32,7 @@ class StepArray {
   // no memory, with everything as it was. commit() counts it. It is all zero when it is handed out
   // for the first time and keeps what was put there when it was not committed.
   [[nodiscard]] T* nextSlot() {
-    if (!hasRoom()) return nullptr;
+    if (!makeRoom()) return nullptr;
     if (_count == _opened) _slots[_opened++] = T{};
     return &_slots[_count];
   }
@@ -40,7 +40,7 @@ class StepArray {
 
   // Appends a copy. False when there is no memory, with everything as it was.
   [[nodiscard]] bool add(const T& element) {
-    if (!hasRoom()) return false;
+    if (!makeRoom()) return false;
     _slots[_count++] = element;
     _opened = std::max(_opened, _count);
     return true;
@@ -59,8 +59,8 @@ class StepArray {
   std::span<const T> slots() const { return {_slots, static_cast<size_t>(_opened)}; }
 
  private:
-  // Whether there is room for one more element, after growth if needed.
-  bool hasRoom() {
+  // Grows if needed. False when there is no room for one more element all the same.
+  bool makeRoom() {
     return _count < _capacity || (_capacity <= INT32_MAX - Step && resize(_capacity + Step));
   }
 

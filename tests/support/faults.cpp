@@ -87,6 +87,7 @@ extern "C" {
 void* __real_realloc(void* old, size_t size);
 int __real_open(const char* path, int flags, ...);
 ssize_t __real_read(int file, void* buffer, size_t size);
+ssize_t __real_pread(int file, void* buffer, size_t size, off_t offset);
 ssize_t __real_write(int file, const void* buffer, size_t size);
 off_t __real_lseek(int file, off_t offset, int whence);
 int __real_close(int file);
@@ -117,6 +118,13 @@ ssize_t __wrap_read(int file, void* buffer, size_t size) {
   if (!badgemint::armed->isShort) return -1;
   const ssize_t got = __real_read(file, buffer, size);
   if (got > 1) __real_lseek(file, -(got / 2), SEEK_CUR);
+  return got - got / 2;
+}
+
+ssize_t __wrap_pread(int file, void* buffer, size_t size, off_t offset) {
+  if (!strikes("read")) return __real_pread(file, buffer, size, offset);
+  if (!badgemint::armed->isShort) return -1;
+  const ssize_t got = __real_pread(file, buffer, size, offset);
   return got - got / 2;
 }
 
