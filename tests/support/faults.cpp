@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cstdarg>
-#include <cstdlib>
 #include <new>
 #include <optional>
 #include <string_view>
@@ -54,37 +53,12 @@ std::vector<unsigned> takeSleeps() {
 
 using badgemint::strikes;
 
-extern "C" void* __real_malloc(size_t size);
-
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  return strikes("allocate") ? nullptr : __real_malloc(size);
-}
-void* operator new[](std::size_t size, const std::nothrow_t& nothrow) noexcept {
-  return operator new(size, nothrow);
-}
-void operator delete(void* p) noexcept {
-  std::free(p);
-}
-void operator delete[](void* p) noexcept {
-  std::free(p);
-}
-void operator delete(void* p, std::size_t) noexcept {
-  std::free(p);
-}
-void operator delete[](void* p, std::size_t) noexcept {
-  std::free(p);
-}
-void* operator new(std::size_t size) {
-  if (void* const p = __real_malloc(size)) return p;
-  throw std::bad_alloc();
-}
-void* operator new[](std::size_t size) {
-  return operator new(size);
-}
-
 extern "C" {
 
+void* __real_malloc(size_t size);
 void* __real_realloc(void* old, size_t size);
+void* __real__ZnwmRKSt9nothrow_t(size_t size, const std::nothrow_t& nothrow);
+void* __real__ZnamRKSt9nothrow_t(size_t size, const std::nothrow_t& nothrow);
 int __real_open(const char* path, int flags, ...);
 ssize_t __real_read(int file, void* buffer, size_t size);
 ssize_t __real_pread(int file, void* buffer, size_t size, off_t offset);
@@ -103,6 +77,14 @@ void* __wrap_malloc(size_t size) {
 
 void* __wrap_realloc(void* old, size_t size) {
   return strikes("allocate") ? nullptr : __real_realloc(old, size);
+}
+
+// new (std::nothrow), of one object and of an array.
+void* __wrap__ZnwmRKSt9nothrow_t(size_t size, const std::nothrow_t& nothrow) {
+  return strikes("allocate") ? nullptr : __real__ZnwmRKSt9nothrow_t(size, nothrow);
+}
+void* __wrap__ZnamRKSt9nothrow_t(size_t size, const std::nothrow_t& nothrow) {
+  return strikes("allocate") ? nullptr : __real__ZnamRKSt9nothrow_t(size, nothrow);
 }
 
 int __wrap_open(const char* path, int flags, ...) {
