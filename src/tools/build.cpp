@@ -30,23 +30,17 @@ int32_t runStages(const EntryRun& run, const SiteFiles& files) {
   return result;
 }
 
-int32_t build(const EntryRun& run, const SiteFiles& names) {
-  const auto inputCards = run.joinName(names.cards, "input cards");
-  if (!inputCards) return kOutOfMemory;
-  const auto identDb = run.joinName(names.identDb, "ident");
-  if (!identDb) return kOutOfMemory;
-  const auto accessDb = run.joinName(names.accessDb, "access");
-  if (!accessDb) return kOutOfMemory;
-  const auto formats = run.joinName(names.formats, "formats");
-  if (!formats) return kOutOfMemory;
-  const auto cardSets = run.joinName(names.cardSets, "card sets");
-  if (!cardSets) return kOutOfMemory;
-
-  unlink(identDb.get());
-  unlink(accessDb.get());
+int32_t build(EntryRun& run, SiteFiles files) {
+  if (const int32_t rc = run.joinNames({{&files.cards, "input cards"},
+                                        {&files.identDb, "ident"},
+                                        {&files.accessDb, "access"},
+                                        {&files.formats, "formats"},
+                                        {&files.cardSets, "card sets"}});
+      rc < 0)
+    return rc;
+  unlink(files.identDb);
+  unlink(files.accessDb);
   run.logStart();
-  const SiteFiles files = {inputCards.get(), identDb.get(), accessDb.get(), formats.get(),
-                           cardSets.get()};
   run.logFiles(files);
   return runStages(run, files);
 }
@@ -61,5 +55,5 @@ int32_t BadgeMint(const char* baseDirectory, const char* inputCardsName, const c
   using namespace badgemint;
   const SiteFiles names = {inputCardsName, identDbName, accessDbName, formatsName, cardSetsName};
   EntryRun entry("BadgeMint", baseDirectory, kDatabasePause);
-  return entry.run(logName, logLevel, [&](const EntryRun& run) { return build(run, names); });
+  return entry.run(logName, logLevel, [&](EntryRun& run) { return build(run, names); });
 }

@@ -42,22 +42,20 @@ int32_t writePattern(const CardPattern& pattern, const PatternText& out) {
   return kSuccess;
 }
 
-int32_t patternOfSite(const EntryRun& run, uint32_t csid, const char* cardNumber,
-                      const char* formatsName, const char* cardSetsName, const PatternText& out) {
-  const auto formatsPath = run.joinName(formatsName, "formats");
-  if (!formatsPath) return kOutOfMemory;
-  const auto cardSetsPath = run.joinName(cardSetsName, "card sets");
-  if (!cardSetsPath) return kOutOfMemory;
+int32_t patternOfSite(EntryRun& run, uint32_t csid, const char* cardNumber, const char* formatsName,
+                      const char* cardSetsName, const PatternText& out) {
+  if (const int32_t rc = run.joinNames({{&formatsName, "formats"}, {&cardSetsName, "card sets"}});
+      rc < 0)
+    return rc;
   run.logStart();
 
   CardFormatSet formats;
   if (const int32_t rc = formats.create(kInitialFormats); rc < 0) return rc;
-  if (const int32_t rc = loadFormats(kLogModule, run.baseDirectory(), formatsPath.get(), formats);
-      rc < 0)
+  if (const int32_t rc = loadFormats(kLogModule, run.baseDirectory(), formatsName, formats); rc < 0)
     return rc;
   cardsets sets;
   if (const int32_t rc = sets.create(cardsets::kInitialCapacity); rc < 0) return rc;
-  if (const int32_t rc = sets.load(cardSetsPath.get()); rc < 0) return rc;
+  if (const int32_t rc = sets.load(cardSetsName); rc < 0) return rc;
 
   if (csid < kFirstCardSetId || csid > kLastCardSetId) {
     LOG(kLogError, "Invalid cardset ID %d\n", static_cast<int32_t>(csid));
@@ -82,17 +80,16 @@ int32_t encodeLone(const CardEncoder& encoder, const char* cardNumber, CardPatte
   return kCardMismatch;
 }
 
-int32_t patternOfFormat(const EntryRun& run, const char* cardNumber, const char* cardSetText,
+int32_t patternOfFormat(EntryRun& run, const char* cardNumber, const char* cardSetText,
                         const char* formatName, const PatternText& out) {
-  const auto formatPath = run.joinName(formatName, "formats");
-  if (!formatPath) return kOutOfMemory;
+  if (const int32_t rc = run.joinNames({{&formatName, "formats"}}); rc < 0) return rc;
   run.logStart();
 
   CardFormatSet formats;
   if (const int32_t rc = formats.create(kLoneFormats); rc < 0) return rc;
-  CardFormat* const format = formats.addFormat(kLoneId, formatPath.get());
+  CardFormat* const format = formats.addFormat(kLoneId, formatName);
   if (format == nullptr) return kFormatNotAdded;
-  if (const int32_t rc = format->loadFormatFile(formatPath.get()); rc < 0) return rc;
+  if (const int32_t rc = format->loadFormatFile(formatName); rc < 0) return rc;
 
   cardset set;
   if (const int32_t rc = parseCardSetText(set, cardSetText); rc < 0) return rc;
@@ -117,7 +114,7 @@ int32_t ComputeCardBitPattern(uint32_t cardSetId, const char* cardNumber, const 
   using namespace badgemint;
   const PatternText out = {cardBitPattern, cardBitPatternSize};
   EntryRun entry("ComputeCardBitPattern", baseDirectory, kPatternPause);
-  return entry.run(logName, logLevel, [&](const EntryRun& run) {
+  return entry.run(logName, logLevel, [&](EntryRun& run) {
     return patternOfSite(run, cardSetId, cardNumber, formatsName, cardSetsName, out);
   });
 }
@@ -129,7 +126,7 @@ int32_t ComputeCardBitPattern2(const char* cardNumber, const char* cardSet,
   using namespace badgemint;
   const PatternText out = {cardBitPattern, cardBitPatternSize};
   EntryRun entry("ComputeCardBitPattern2", baseDirectory, kPatternPause);
-  return entry.run(logName, logLevel, [&](const EntryRun& run) {
+  return entry.run(logName, logLevel, [&](EntryRun& run) {
     return patternOfFormat(run, cardNumber, cardSet, formatName, out);
   });
 }

@@ -198,21 +198,15 @@ int32_t runDump(const EntryRun& run, const SiteFiles& files) {
   return writeOutput(files, identFile, accessFile, sets, formats);
 }
 
-int32_t dump(const EntryRun& run, const SiteFiles& names) {
-  const auto identDb = run.joinName(names.identDb, "ident");
-  if (!identDb) return kOutOfMemory;
-  const auto accessDb = run.joinName(names.accessDb, "access");
-  if (!accessDb) return kOutOfMemory;
-  const auto formats = run.joinName(names.formats, "formats");
-  if (!formats) return kOutOfMemory;
-  const auto cardSets = run.joinName(names.cardSets, "cardsets");
-  if (!cardSets) return kOutOfMemory;
-  const auto output = run.joinName(names.cards, "output file");
-  if (!output) return kOutOfMemory;
-
+int32_t dump(EntryRun& run, SiteFiles files) {
+  if (const int32_t rc = run.joinNames({{&files.identDb, "ident"},
+                                        {&files.accessDb, "access"},
+                                        {&files.formats, "formats"},
+                                        {&files.cardSets, "cardsets"},
+                                        {&files.cards, "output file"}});
+      rc < 0)
+    return rc;
   run.logStart();
-  const SiteFiles files = {output.get(), identDb.get(), accessDb.get(), formats.get(),
-                           cardSets.get()};
   run.logFiles(files);
   return runDump(run, files);
 }
@@ -227,5 +221,5 @@ int32_t DumpCardFile(const char* baseDirectory, const char* identDbName, const c
   using namespace badgemint;
   const SiteFiles names = {outputName, identDbName, accessDbName, formatsName, cardSetsName};
   EntryRun entry("DumpCardFile", baseDirectory, kDatabasePause);
-  return entry.run(logName, logLevel, [&](const EntryRun& run) { return dump(run, names); });
+  return entry.run(logName, logLevel, [&](EntryRun& run) { return dump(run, names); });
 }

@@ -40,10 +40,17 @@ void EntryRun::logFiles(const SiteFiles& files) const {
   LOG(kLogStep, "Log file=%s\n", _logPath.get());
 }
 
-std::unique_ptr<char[]> EntryRun::joinName(const char* name, const char* what) const {
-  std::unique_ptr<char[]> joined = joinedPath(_baseDirectory, name);
-  if (!joined) LOG(kLogError, "Not enough memory to create %s filename\n", what);
-  return joined;
+int32_t EntryRun::joinNames(std::initializer_list<NameToJoin> names) {
+  auto path = _paths.begin();
+  for (const auto& [name, what] : names) {
+    *path = joinedPath(_baseDirectory, *name);
+    if (!*path) {
+      LOG(kLogError, "Not enough memory to create %s filename\n", what);
+      return kOutOfMemory;
+    }
+    *name = (path++)->get();
+  }
+  return kSuccess;
 }
 
 void EntryRun::close(int32_t result) {

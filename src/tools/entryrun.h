@@ -3,7 +3,9 @@
 #ifndef BADGEMINT_TOOLS_ENTRYRUN_H
 #define BADGEMINT_TOOLS_ENTRYRUN_H
 
+#include <array>
 #include <cstdint>
+#include <initializer_list>
 #include <memory>
 
 #include "support/logger.h"
@@ -20,6 +22,12 @@ inline constexpr unsigned kPatternPause = 1;
 // The files of a build, or of the dump that writes the cards file again.
 struct SiteFiles {
   const char *cards, *identDb, *accessDb, *formats, *cardSets;
+};
+
+// A file name to be joined to the base directory, and what messages call its file.
+struct NameToJoin {
+  const char** name;
+  const char* what;
 };
 
 // One run of an entry function. It owns the logger that `theLogger` points to while it lasts.
@@ -44,9 +52,10 @@ class EntryRun {
   void logFiles(const SiteFiles& files) const;
   const char* baseDirectory() const { return _baseDirectory; }
 
-  // A file name joined to the base directory. Null when there is no memory, logged with what the
-  // file is.
-  std::unique_ptr<char[]> joinName(const char* name, const char* what) const;
+  // Joins the names to the base directory, in this order, and puts the joined paths, which the run
+  // owns, in their place. Once a run, for at most as many names as a site has files. kSuccess;
+  // kOutOfMemory with "Not enough memory to create %s filename\n" (level 25).
+  [[nodiscard]] int32_t joinNames(std::initializer_list<NameToJoin> names);
 
  private:
   int32_t openLog(const char* logName, uint32_t logLevel);
@@ -56,6 +65,7 @@ class EntryRun {
   const char* _baseDirectory;
   unsigned _pause;
   std::unique_ptr<char[]> _logPath;
+  std::array<std::unique_ptr<char[]>, sizeof(SiteFiles) / sizeof(char*)> _paths;
   std::unique_ptr<Logger> _logger;
 };
 
