@@ -16,8 +16,7 @@ constexpr char kLogModule[] = "inputcards";
 }  // namespace
 
 int32_t InputCards::pass1() {
-  LineReader input;
-  if (const int32_t rc = openInput(input); rc < 0) return rc;
+  if (const int32_t rc = _input.open(); rc < 0) return rc;
   const std::unique_ptr<CardIndex> index(new (std::nothrow) CardIndex);
   if (!index) {
     LOG(kLogError, "Not enough memory to create card index\n");
@@ -26,10 +25,10 @@ int32_t InputCards::pass1() {
   if (!index->isInitialised()) return kCardIndexNotInitialised;
 
   _index = index.get();
-  int32_t result = readLines(input, &LineType::check);
+  int32_t result = readInput(&LineType::check);
   _index = nullptr;
   if (result < 0) return result;
-  input.close();
+  _credentialsChecked = index->count();
 
   result = index->checkDuplicateKeys();
   if (result == kSuccess) result = index->checkDuplicateUniqueIds();

@@ -49,7 +49,7 @@ const InputCards::LineType InputCards::kLineTypes[] = {
 
 InputCards::InputCards(const char* inputName, const char* identName, const char* accessName,
                        const char* cardSetsName)
-    : _initialised(copyName(_inputName, inputName, "input filename") &&
+    : _initialised(created(_input.setName(inputName), "input filename") &&
                    copyName(_identName, identName, "ident filename") &&
                    copyName(_accessName, accessName, "access filename") &&
                    copyName(_cardSetsName, cardSetsName, "card set filename") &&
@@ -69,13 +69,17 @@ int32_t InputCards::loadFormats(const char* baseDirectory, const char* formatsNa
   return badgemint::loadFormats(kLogModule, baseDirectory, formatsName, *_formats);
 }
 
-int32_t InputCards::openInput(LineReader& input) const {
-  if (input.open(_inputName.get())) return kSuccess;
-  LOG(kLogError, "Error opening input cards files %s\n", _inputName.get());
-  return kInputOpenFailed;
+// A file that changes while it is read may well have a line that is wrong; that it changes says
+// more.
+int32_t InputCards::readInput(Handler LineType::*pass) {
+  int32_t result = readLines(pass);
+  if (!_input.lines().failed() && _input.checkUnchanged() < 0) result = kInputReadFailed;
+  _input.close();
+  return result;
 }
 
-int32_t InputCards::readLines(LineReader& input, Handler LineType::*pass) {
+int32_t InputCards::readLines(Handler LineType::*pass) {
+  LineReader& input = _input.lines();
   uint32_t lines = 0;  // Wraps where a signed number must not.
   while (input.readLine(kMaxInputLine) == LineReader::Status::kLine) {
     _lineNumber = static_cast<int32_t>(++lines);

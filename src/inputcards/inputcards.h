@@ -17,7 +17,7 @@
 #include "inputcards/cardindex.h"
 #include "inputcards/cardline.h"
 #include "inputcards/cardrecord.h"
-#include "support/linereader.h"
+#include "inputcards/inputfile.h"
 
 namespace badgemint {
 
@@ -39,15 +39,15 @@ class InputCards {
   // Loads every format that the formats file names. kSuccess or the code of what failed.
   [[nodiscard]] int32_t loadFormats(const char* baseDirectory, const char* formatsName);
 
-  // Checks the file. kSuccess; kInputOpenFailed, kInputReadFailed, kOutOfMemory,
-  // kCardIndexNotInitialised; the code of the first wrong line, with a message that names it; or a
-  // duplicate check's.
+  // Checks the file. kSuccess; kInputOpenFailed; kInputReadFailed, also for a file that cannot be
+  // read twice or that changes (see InputFile); kOutOfMemory, kCardIndexNotInitialised; the code of
+  // the first wrong line, with a message that names it; or a duplicate check's.
   [[nodiscard]] int32_t pass1();
 
   // Writes the databases and the card sets file, and gives the databases to their owner only (mode
-  // 0600). kSuccess; kInputOpenFailed, kInputReadFailed, the code of the first line that failed, or
-  // of what failed to open, to be written or to be closed. On failure the records written so far
-  // stay in the files.
+  // 0600). kSuccess; kInputOpenFailed; kInputReadFailed, also when the file is not what pass 1 has
+  // checked; the code of the first line that failed, or of what failed to open, to be written or to
+  // be closed. On failure the records written so far stay in the files.
   [[nodiscard]] int32_t pass2();
 
  private:
@@ -72,8 +72,8 @@ class InputCards {
     int32_t accessLevel;
   };
 
-  int32_t openInput(LineReader& input) const;
-  int32_t readLines(LineReader& input, Handler LineType::*pass);
+  int32_t readInput(Handler LineType::*pass);
+  int32_t readLines(Handler LineType::*pass);
   int32_t handleLine(char* line, Handler LineType::*pass);
 
   // Both passes.
@@ -109,7 +109,7 @@ class InputCards {
   int32_t writeHolder(const CardRecord& card);
   int32_t writeIdent(const IdentRecord& record);
 
-  std::unique_ptr<char[]> _inputName;
+  InputFile _input;
   std::unique_ptr<char[]> _identName;
   std::unique_ptr<char[]> _accessName;
   std::unique_ptr<char[]> _cardSetsName;
@@ -120,6 +120,8 @@ class InputCards {
   std::array<CardEncoder, kLastCardSetId + 1> _encoders;  // By card set ID, when first used.
   CardIndex* _index = nullptr;                            // Only during pass 1, which owns it.
   int32_t _lineNumber = 0;
+  int64_t _credentialsChecked = 0;  // By pass 1.
+  int64_t _credentialsWritten = 0;  // By pass 2.
   bool _initialised;
 };
 

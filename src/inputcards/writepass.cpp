@@ -65,10 +65,11 @@ void restrictToOwner(const char* path) {
 }  // namespace
 
 int32_t InputCards::pass2() {
-  LineReader input;
-  if (const int32_t rc = openInput(input); rc < 0) return rc;
+  if (const int32_t rc = _input.open(); rc < 0) return rc;
   int32_t result = openDatabases();
-  if (result == kSuccess) result = readLines(input, &LineType::write);
+  if (result == kSuccess) result = readInput(&LineType::write);
+  if (result == kSuccess && _credentialsWritten != _credentialsChecked)
+    result = _input.reportChanged();
   if (result == kSuccess) result = flushDatabases();
   if (result < 0) {
     static_cast<void>(closeDatabases());
@@ -105,6 +106,7 @@ int32_t InputCards::writeIdent(const IdentRecord& record) {
   if (_identFile->appendBufferFull() || _accessFile->appendBufferFull()) {
     if (const int32_t rc = flushDatabases(); rc < 0) return rc;
   }
+  ++_credentialsWritten;
   return _identFile->appendRecord(record);
 }
 

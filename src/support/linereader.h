@@ -24,6 +24,8 @@ class LineReader {
   [[nodiscard]] bool open(const char* path);
   void close();
   bool isOpen() const { return _file >= 0; }
+  // Of the open file, which stays the reader's; -1 when none is open.
+  int descriptor() const { return _file; }
 
   // Reads up to and with the next newline, but at most `limit` characters (1 to kMaxLine): what a
   // longer line has left is read as the next line. The last line may lack its newline. A read error

@@ -50,7 +50,7 @@ inline constexpr int32_t kIdentWriteFailed = -385;
 // Input cards and entry functions.
 inline constexpr int32_t kUnpairedPinIdent = -500;  // An 'o' line without its card.
 inline constexpr int32_t kInputOpenFailed = -501;
-inline constexpr int32_t kInputReadFailed = -502;
+inline constexpr int32_t kInputReadFailed = -502;  // Also: not the same in both passes.
 inline constexpr int32_t kInvalidLine = -503;
 inline constexpr int32_t kCardIndexNotInitialised = -504;
 inline constexpr int32_t kFormatNotAdded = -505;

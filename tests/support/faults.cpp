@@ -68,6 +68,7 @@ int __real_close(int file);
 int __real_unlink(const char* path);
 int __real_chmod(const char* path, mode_t mode);
 int __real_stat(const char* path, struct stat* status);
+int __real_fstat(int file, struct stat* status);
 int __real_fcntl(int file, int command, ...);
 
 // What the compiler makes of a realloc of nothing.
@@ -137,6 +138,9 @@ int __wrap_chmod(const char* path, mode_t mode) {
 }
 int __wrap_stat(const char* path, struct stat* status) {
   return strikes("stat") ? -1 : __real_stat(path, status);
+}
+int __wrap_fstat(int file, struct stat* status) {
+  return strikes("fstat") ? -1 : __real_fstat(file, status);
 }
 
 // The locks of the product: its only use of this call.
