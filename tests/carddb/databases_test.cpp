@@ -1,44 +1,153 @@
-#include "carddb/databases.h"
-
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-
-#include "cardsets/cardsets.h"
-#include "site/accesslevel.h"
+// What the two kinds of database files share, through both of them.
+#include "carddb/testdatabases.h"
+#include "support/masterconfiguration.h"
 
 namespace badgemint {
 namespace {
 
-TEST(IdentFile, FollowsTheTranscript) {
-  IdentFile file;
-  Commands on;
-  addIdentCommands(on, file);
-  on["pipe"] = [](Step& c) { c.out << mkfifo(c.name(0), 0600); };
-  on["umask"] = [](Step& c) { umask(c.as<mode_t>(0)); };
-  on["stats"] = [&](Step& c) {
-    uint32_t count = 0, capacity = 0;
-    file.indexStats(count, capacity);
-    c.out << count << '/' << capacity;
+template <typename File>
+typename Kind<File>::Record record;
+
+// An operation, and its failures; those of the access file where they differ.
+struct Row {
+  template <typename Run>
+  Row(State before, Run run, const char* ident, const char* access = nullptr)
+      : state(before),
+        identRun(run),
+        accessRun(run),
+        idents(ident),
+        accesses(access == nullptr ? ident : access) {}
+  State state;
+  int32_t (*identRun)(IdentFile&);
+  int32_t (*accessRun)(AccessFile&);
+  const char *idents, *accesses;
+};
+
+TEST(Databases, TellsWhichCallFailed) {
+  const WorkFolder here;
+  const auto append = []<typename F>(F& f) { return f.appendRecord({}); };
+  const auto next = []<typename F>(F& f) { return f.readNext(record<F>); };
+  const auto read = []<typename F>(F& f) { return f.readRecordAt(record<F>, 2); };
+  const auto write = []<typename F>(F& f) { return f.writeRecordAt({}, 2); };
+  const Row rows[] = {
+      {kClosed, append, "open O!, seek R!, write W!, short write W!, close W!"},
+      {kOpened, append, "seek R!, write W!, short write W!"},
+      {kBuffering, append, ""},
+      {kOpened, next, "read R!, short read 1", "read -2, short read -2"},
+      {kReadingAhead, next, "read R!, short read 0", "read -2, short read 0"},
+      {kClosed, read, "open -1, seek -2, read -2, short read -2, close 0",
+       "open O!, seek R!, read R!, short read R!, close 0"},
+      {kClosed, write, "open -1, seek -2, write -2, short write -2, close -2",
+       "open O, seek W, write W, short write W, close W"},
+      {kBuffering, [](auto& f) { return f.flushAppends(); }, "seek R!, write W!, short write 0"},
+      {kBuffering, [](auto& f) { return f.closeFile(); },
+       "seek R!, write W!, short write 0, close W!"},
+      {kBuffering, [](auto& f) { return f.openFile(O_RDONLY); },
+       "open O!, seek R!, write W!, short write 0, close W!"},
+      {kBuffering, next, "seek R!, read R!, short read 1, write W!, short write 1",
+       "seek R!, read -2, short read -2, write W!, short write -2"},
+      {kBuffering, read,
+       "open -1, seek R! -2, read -2, short read -2, write W!, short write 0, "
+       "close W! 0",
+       "open O!, seek R! R!, read R!, short read R!, write W!, short write 0, close W! 0"},
+      {kBuffering, write, "open -1, seek R! -2, write W! -2, short write 0 -2, close W! -2",
+       "open O, seek R! W, write W! W, short write 0 W, close W! W"},
   };
-  on["unloaded-card-sets"] = [&](Step& c) {
-    cardsets sets;
-    const int32_t loaded = sets.load(c.name(0));
-    c.out << loaded << ' ' << file.countUnloadedCardSets(sets);
-  };
-  play("carddb/identfile.txt", on);
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.idents);
+    EXPECT_EQ(failures(row.state, row.identRun), row.idents);
+    EXPECT_EQ(failures(row.state, row.accessRun), row.accesses);
+  }
 }
 
-TEST(AccessFile, FollowsTheTranscript) {
+template <typename File>
+void expectFullAt(size_t count) {
+  const size_t size = Kind<File>::Record::kSize;
+  const char* const name = Kind<File>::kName;
+  File file;
+  EXPECT_FALSE(file.appendBufferFull());
+  EXPECT_EQ(file.setFileName(name), 0);
+  EXPECT_EQ(file.openFile(O_RDWR | O_CREAT), 0);
+  file.startBuffering();
+  for (size_t i = 0; i < count; ++i) {
+    EXPECT_FALSE(file.appendBufferFull());
+    EXPECT_EQ(file.appendRecord({}), 0);
+  }
+  EXPECT_TRUE(file.appendBufferFull());
+  EXPECT_EQ(std::filesystem::file_size(name), 0);
+  EXPECT_EQ(file.appendRecord({}), 0);
+  EXPECT_EQ(std::filesystem::file_size(name), count * size);
+  EXPECT_EQ(file.closeFile(), 0);
+  EXPECT_EQ(std::filesystem::file_size(name), (count + 1) * size);
+}
+
+TEST(Databases, BuffersUpTo64KiB) {
+  const WorkFolder here;
+  umask(0);
+  expectFullAt<IdentFile>(2340);
+  expectFullAt<AccessFile>(1489);
+  EXPECT_EQ(std::filesystem::status("ident").permissions(), std::filesystem::perms(0666));
+  EXPECT_EQ(std::filesystem::status("access").permissions(), std::filesystem::perms(0600));
+}
+
+// Two blocks and a part of a record; a read that is cut short is read on.
+TEST(Databases, ReadsAheadWhatReadsOneByOneGive) {
+  const WorkFolder here;
+  std::mt19937 random(1);
+  std::vector<AccessRecord> list(400);
+  for (AccessRecord& any : list) any = anyRecord<AccessRecord>(random);
+  here.write("access", bytesOf(list) + "tail");
   AccessFile file;
-  Commands on;
-  addAccessCommands(on, file);
-  on["check-levels"] = [&](Step& c) {
-    AccessLevelSet levels;
-    for (size_t i = 0; i < c.words.size(); ++i)
-      EXPECT_TRUE(levels.add(std::make_unique<AccessLevel>(c.as<uint32_t>(i))));
-    c.out << file.checkAccessLevels(levels);
-  };
-  play("carddb/accessfile.txt", on);
+  EXPECT_EQ(file.setFileName("access"), 0);
+  EXPECT_EQ(file.openFile(O_RDONLY), 0);
+  file.startReadingAhead();
+  for (uint32_t step = 0, recno = 0; step < 2000; ++step) {
+    const ArmedFault fault({"read", static_cast<int>(random() % 3), false, EIO, true});
+    const bool isNext = random() % 4 != 0;
+    if (!isNext) recno = static_cast<uint32_t>(random() % 402);
+    const int32_t result =
+        isNext ? file.readNext(record<AccessFile>) : file.readRecordAt(record<AccessFile>, recno);
+    EXPECT_EQ(result, recno < 400 ? 0 : isNext ? -2 : -341);
+    EXPECT_TRUE(recno >= 400 || record<AccessFile> == list[recno++]);
+  }
+}
+
+// The buffered write goes on after an interruption, the single one does not; without memory for the
+// buffer appends are written one by one.
+TEST(Databases, DoesWithoutWhatItCanDoWithout) {
+  const WorkFolder here;
+  IdentFile file;
+  prepare(file, kBuffering);
+  const ArmedFault interrupted({"write", 1, false, EINTR});
+  EXPECT_EQ(file.closeFile(), 0);
+  EXPECT_EQ(file.openFile(O_RDWR), 0);
+  const ArmedFault noMemory({"allocate", 1});
+  file.startBuffering();
+  EXPECT_EQ(file.appendRecord({}), 0);
+  EXPECT_EQ(std::filesystem::file_size("ident"), 5 * 28);
+}
+
+template <typename File>
+void expectConfigured(const std::string& report) {
+  const std::string kind = Kind<File>::kName;
+  File file;
+  prepare(file);
+  std::ofstream("named") << kind << ' ' << kind << " -1\n";
+  MasterConfiguration named(0, "named"), unnamed(0, "unnamed");
+  EXPECT_TRUE(file.loadIndexFromConfig(named));
+  EXPECT_EQ(file.index()->capacity(), 103);
+  TestLog log;
+  errno = EINVAL;
+  EXPECT_FALSE(file.loadIndexFromConfig(unnamed));
+  EXPECT_EQ(errno, 0);
+  EXPECT_EQ(log.take(), report);
+}
+
+TEST(Databases, LoadsTheIndexThatTheConfigurationNames) {
+  const WorkFolder here;
+  here.write("unnamed", "idents ident 5\naccesses access 5\n");
+  expectConfigured<IdentFile>("[report 1/15 \"\"]\n");
+  expectConfigured<AccessFile>("[report 2/15 \"\"]\n");
 }
 
 }  // namespace

@@ -1,82 +1,80 @@
-#include <gtest/gtest.h>
-
-#include <map>
-#include <random>
-
-#include "carddb/databases.h"
+// What no file of the databases shows of its index.
+#include "carddb/testdatabases.h"
 
 namespace badgemint {
 namespace {
 
-// What both indexes do.
-template <typename Index, typename Key>
-void addIndexCommands(Commands& on, const std::string& kind, Index& index,
-                      Key (*keyOfWord)(std::string)) {
-  on[kind + "-create"] = [&](Step& c) { c.out << index.create(c.as<uint32_t>(0)); };
-  on[kind + "-sort"] = [&](Step&) { index.sort(); };
-  on[kind + "-count"] = [&](Step& c) { c.out << index.count(); };
-  on[kind + "-recno"] = [&index, keyOfWord](Step& c) {
-    for (const std::string& word : c.words) c.out << index.findRecno(keyOfWord(word)) << ' ';
-  };
-  on[kind + "-insert"] = [&index, keyOfWord](Step& c) {
-    for (const std::string& word : c.words) c.out << index.insert(keyOfWord(word)) << ' ';
-  };
-  on[kind + "-duplicates"] = [&](Step& c) { c.out << index.countDuplicates(); };
-  on[kind + "-size"] = [](Step&) { Index::printEntrySize(); };
+// Files of every length, with room for one to four records; one more is inserted behind them.
+template <typename Index, typename Record, typename Key>
+void expectScan(int32_t (Index::*load)(const char*), const std::vector<Record>& records,
+                const std::vector<Key>& keys) {
+  for (size_t size = 0; size <= bytesOf(records).size(); ++size) {
+    std::ofstream("file") << bytesOf(records).substr(0, size);
+    for (uint32_t capacity = 1; capacity <= 4; ++capacity) {
+      SCOPED_TRACE(testing::Message() << size << " bytes, room for " << capacity);
+      Index index;
+      ASSERT_TRUE(index.create(capacity));
+      ASSERT_GE((index.*load)("file"), 0);
+      const auto count = static_cast<int32_t>(std::min<size_t>(capacity, size / Record::kSize));
+      const bool isFull = index.count() == capacity;
+      EXPECT_EQ(index.count(), count);
+      for (int32_t i = 0; i < 3; ++i)
+        EXPECT_EQ(index.findRecno(keys[static_cast<size_t>(i)]), i < count ? i : -1);
+      EXPECT_EQ(index.countDuplicates(), 0);  // Not sorted.
+      EXPECT_EQ(index.insert(keys[1]), isFull ? -1 : 0);
+      EXPECT_EQ(index.findRecno(keys[1]), count > 1 ? 1 : isFull ? -1 : count);
+      EXPECT_EQ(index.countDuplicates(), count > 1 && !isFull ? 1 : 0);
+    }
+  }
 }
 
-TEST(Indexes, FollowTheTranscript) {
+TEST(Indexes, TakeWholeRecordsUpToTheirRoom) {
+  const WorkFolder here;
+  expectScan<IdentIndex, IdentRecord, CardPattern>(&IdentIndex::buildFromFile,
+                                                   {{{2}}, {{1}}, {{3}}}, {{2}, {1}, {3}});
+  expectScan<AccessIndex, AccessRecord, uint32_t>(
+      &AccessIndex::loadFromFile, {{.uniqid = 2}, {.uniqid = 1}, {.uniqid = 3}}, {2, 1, 3});
+}
+
+TEST(Indexes, TellDuplicatesAndSizes) {
+  const WorkFolder here;
+  TestLog log;
   IdentIndex idents;
   AccessIndex accesses;
-  Commands on;
-  on["idents"] = [](Step& c) { writeRecords(c, identOf); };
-  on["accesses"] = [](Step& c) { writeRecords(c, accessOf); };
-  on["ident-build"] = [&](Step& c) { c.out << idents.buildFromFile(c.name(0)); };
-  on["ident-pair"] = [&](Step& c) { c.out << hexLines(idents.find(keyOf(c.word(0)))->pairedcard); };
-  on["access-build"] = [&](Step& c) { c.out << accesses.loadFromFile(c.name(0)); };
-  on["access-mark"] = [&](Step& c) {
-    c.out << AccessIndex::setState(*accesses.find(c.as<uint32_t>(0)), c.as<int32_t>(1));
-  };
-  on["access-state"] = [&](Step& c) { c.out << accesses.find(c.as<uint32_t>(0))->state.value; };
-  on["access-destroy"] = [&](Step&) { accesses.destroy(); };
-  on["access-walk"] = [&](Step& c) {
-    const AccessIndexEntry* at = accesses.first();
-    for (; at != nullptr; at = accesses.next()) c.out << at->uniqid << ' ';
-    for (int i = 0; i < 4; ++i) at = accesses.next();
-    c.out << (at == nullptr ? "end" : "went on");
-  };
-
-  addIndexCommands(on, "ident", idents, keyOf);
-  addIndexCommands<AccessIndex, uint32_t>(on, "access", accesses, [](std::string word) {
-    return static_cast<uint32_t>(std::stoul(word));
-  });
-  play("carddb/indexes.txt", on);
+  EXPECT_TRUE(idents.create(2) && accesses.create(3));
+  for (int i = 0; i < 2; ++i) EXPECT_EQ(idents.insert({5}) + accesses.insert(5), 0);
+  log.take();
+  EXPECT_EQ(idents.countDuplicates() + accesses.countDuplicates(), 2);
+  IdentIndex::printEntrySize();
+  AccessIndex::printEntrySize();
+  EXPECT_EQ(log.take(),
+            "[3 identindx] duplicate records for :05 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 "
+            "\n[3 accessindx] duplicate records for 5 \n"
+            "[4 identindx] ident index record size = 36 \n"
+            "[10 accessindx] size of access index rec is 40\n");
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(idents.buildFromFile("none"), 0);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "error loading none\n");
 }
 
-TEST(IdentIndex, PairsLikeAPlainScan) {
-  std::mt19937 random(1);
-  const TestFolder folder;
-  std::vector<IdentRecord> records(3000);
-  std::string file;
-  for (IdentRecord& record : records) {
-    record.cardnumber[0] = static_cast<uint8_t>(random() % 40);
-    record.cardnumber[15] = static_cast<uint8_t>(random() % 40);
-    record.uniqid = static_cast<uint32_t>(random() % 2000);
-    file += bytesOf(record);
+// The walk goes in the order of the keys. An entry whose unique ID is not positive as a signed
+// number counts as empty when its record number is 0, and so does what is behind the entries.
+TEST(AccessIndex, WalksToAnEmptyEntry) {
+  const struct {
+    std::vector<uint32_t> uniqids, walk;
+  } rows[] = {{{8, 7}, {7, 8}}, {{8, 0}, {0, 8}}, {{0, 8}, {}}, {{1u << 31, 8}, {8}}, {{}, {}}};
+  for (const auto& row : rows) {
+    AccessIndex index;
+    EXPECT_EQ(index.first(), nullptr);
+    EXPECT_TRUE(index.create(2));
+    for (const uint32_t uniqid : row.uniqids) EXPECT_EQ(index.insert(uniqid), 0);
+    std::vector<uint32_t> walk;
+    for (const auto* at = index.first(); at != nullptr; at = index.next())
+      walk.push_back(at->uniqid);
+    EXPECT_EQ(walk, row.walk);
+    for (int i = 0; i < 3; ++i) index.next();
+    EXPECT_EQ(index.next(), nullptr);
   }
-  IdentIndex idents;
-  ASSERT_TRUE(idents.create(3000));
-  ASSERT_EQ(idents.buildFromFile(folder.write("ident", file).c_str()), 1);
-  idents.sort();
-  std::ranges::stable_sort(records, {}, &IdentRecord::uniqid);
-  std::map<CardPattern, CardPattern> pairs;  // By key, as only its first entry is ever found.
-  for (size_t i = 1; i < records.size(); ++i) {
-    if (records[i - 1].uniqid != records[i].uniqid) continue;
-    pairs[records[i - 1].cardnumber] = records[i].cardnumber;
-    pairs[records[i].cardnumber] = records[i - 1].cardnumber;
-  }
-  for (const IdentRecord& record : records)
-    EXPECT_EQ(idents.find(record.cardnumber)->pairedcard, pairs[record.cardnumber]);
 }
 
 }  // namespace

@@ -1,0 +1,128 @@
+// What the tests of the card databases share: a folder to work in, files of records, and the sweep
+// of failing calls.
+#ifndef BADGEMINT_TESTS_CARDDB_TESTDATABASES_H
+#define BADGEMINT_TESTS_CARDDB_TESTDATABASES_H
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <map>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "carddb/accessfile.h"
+#include "carddb/identfile.h"
+#include "support/faults.h"
+#include "support/testfiles.h"
+
+namespace badgemint {
+
+// A temporary folder that is the current one.
+struct WorkFolder : TestFolder {
+  WorkFolder() { std::filesystem::current_path(path("")); }
+  ~WorkFolder() { std::filesystem::current_path("/"); }
+};
+
+template <typename Record>
+std::string bytesOf(const std::vector<Record>& records) {
+  std::string bytes;
+  for (const Record& record : records) {
+    const auto image = encodeRecord(record);
+    bytes.append(image.begin(), image.end());
+  }
+  return bytes;
+}
+
+template <typename Record>
+void writeRecords(const char* path, const std::vector<Record>& records) {
+  std::ofstream(path, std::ios::binary) << bytesOf(records);
+}
+
+template <typename Record>
+Record anyRecord(std::mt19937& random) {
+  RecordImage<Record> image;
+  for (uint8_t& byte : image) byte = static_cast<uint8_t>(random());
+  return decodeRecord<Record>(image);
+}
+
+// What differs between the two kinds of files: name, record, records of a file of three, and the
+// results of a failed open, read and write.
+template <typename File>
+struct Kind;
+template <>
+struct Kind<IdentFile> {
+  static constexpr const char* kName = "ident";
+  using Record = IdentRecord;
+  static std::vector<Record> three() { return {{{1}, 10, 5}, {{2}, 20, 5}, {{3}, 10, 5}}; }
+  static constexpr int32_t kOpen = -382, kRead = -383, kWrite = -385;
+};
+template <>
+struct Kind<AccessFile> {
+  static constexpr const char* kName = "access";
+  using Record = AccessRecord;
+  static std::vector<Record> three() { return {{.uniqid = 10}, {.uniqid = 20}, {.uniqid = 30}}; }
+  static constexpr int32_t kOpen = -340, kRead = -341, kWrite = -342;
+};
+
+enum State { kClosed, kOpened, kBuffering, kReadingAhead };
+
+// A file of three records, its index loaded, brought into this state; while buffering, a fourth
+// record waits.
+template <typename File>
+void prepare(File& file, State state = kClosed) {
+  writeRecords(Kind<File>::kName, Kind<File>::three());
+  static_cast<void>(file.loadIndex(Kind<File>::kName, 0));
+  EXPECT_EQ(state == kClosed ? 0 : file.openFile(O_RDWR), 0);
+  if (state == kReadingAhead) file.startReadingAhead();
+  if (state != kBuffering) return;
+  file.startBuffering();
+  EXPECT_EQ(file.appendRecord({}), 0);
+}
+
+// What an operation answers when its n-th call of a kind fails, for n = 1, 2, ... until there is no
+// n-th: "read R! 0" is the result of a failed read with the message of that kind of call, then 0
+// without a message. O and W are the results of a failed open and write. Whatever failed, nothing
+// is left to write and to tell afterwards.
+template <typename File>
+std::string failures(State state, int32_t (*run)(File&)) {
+  using K = Kind<File>;
+  const std::string kind = K::kName;
+  const std::map<int32_t, std::string> letters = {
+      {K::kOpen, "O"}, {K::kRead, "R"}, {K::kWrite, "W"}};
+  TestLog log(25);
+  std::string answers;
+  const auto sweep = [&](const char* name, const char* call, const char* message, bool isShort) {
+    for (int nth = 1;; ++nth) {
+      File file;
+      prepare(file, state);
+      log.take();
+      const ArmedFault fault({call, nth, false, EIO, isShort});
+      const int32_t result = run(file);
+      if (!fault.struck()) return;
+      std::string text = log.take();
+      if (text == "[25 " + kind + "file] Error " + message + " " + kind + " file " + kind + "\n")
+        text = "!";
+      if (nth == 1) answers += (answers.empty() ? "" : ", ") + std::string(name);
+      answers +=
+          " " + (letters.contains(result) ? letters.at(result) : std::to_string(result)) + text;
+      EXPECT_EQ(file.closeFile(), 0) << name;
+      EXPECT_EQ(log.take(), "") << name;
+    }
+  };
+  sweep("allocate", "allocate", "", false);
+  sweep("stat", "stat", "opening", false);
+  sweep("open", "open", "opening", false);
+  sweep("seek", "lseek", "reading", false);
+  sweep("read", "read", "reading", false);
+  sweep("short read", "read", "reading", true);
+  sweep("write", "write", "writing to", false);
+  sweep("short write", "write", "writing to", true);
+  sweep("close", "close", "writing to", false);
+  return answers;
+}
+
+}  // namespace badgemint
+
+#endif  // BADGEMINT_TESTS_CARDDB_TESTDATABASES_H
