@@ -1,172 +1,238 @@
-// The judge of the compiled layouts: an encoder and a decoder that go position by position through
-// the mask characters, compared with the real ones on generated layouts. How a value becomes bits
-// is known from tests/data/formats/fieldstate.txt.
-#include "formats/bitlayout.h"
+// Encoding and decoding with whole format files: a judge that goes position by position through the
+// characters of their masks, and published cards. fieldstate_test.cpp has how a value becomes bits.
+#include "formats/CardFormat.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <bitset>
 #include <random>
-#include <string>
 
-#include "formats/CardFormat.h"
+#include "formats/formatfile.h"
 
 namespace badgemint {
 namespace {
 
-constexpr const char* kKinds[] = {"MSB,BIN", "LSB,BIN", "MSB,BCD", "LSB,BCD",
-                                  "MSB,MSD", "LSB,MSD", "LSB,"};
+template <typename Units>
+std::string bitText(const Units& units) {
+  std::string text;
+  for (const auto unit : units) text += std::bitset<8 * sizeof unit>(unit).to_string();
+  return text;
+}
 
-// Made in memory: the masks of a file of 144 positions, and the kinds of its fields.
-struct MadeFormat final : CardFormat {
-  std::array<std::string, 10> masks;  // Output, fixed and parity.
-  std::array<std::string, 8> kinds;
-  int32_t bitCount = BitLayout::kCountBits;
-
-  MadeFormat(std::mt19937_64& random) {
-    const auto below = [&](size_t n) { return random() % n; };
-    // Runs of equal characters; now and then the mask is too short.
-    const auto fill = [&](size_t mask, const std::string& characters, size_t longest) {
-      std::string& text = masks[mask];
-      while (text.size() < 144)
-        text.append(1 + below(longest), characters[below(characters.size())]);
-      text.resize(below(4) == 0 ? below(145) : 144);
-      BitMask& to = mask == 0 ? _outputBitMask : mask == 1 ? _fixedBitMask : _parityMasks[mask - 2];
-      std::ranges::copy(text, to.begin());
-    };
-    fill(0, std::array{"ABCDEFGHP.-*", "AB", "H*", "ABP.", "A*.P-a"}[below(5)], 1 + below(60));
-    fill(1, below(2) == 0 ? "." : "01...", 1 + below(9));
-    for (size_t mask = 2; mask < 10; ++mask)
-      fill(mask, below(3) == 0 ? "." : "XXX..E-O.", 1 + below(30));
-    for (size_t f = 0; f < 8; ++f) {
-      kinds[f] = kKinds[below(std::size(kKinds))];
-      _fieldDefs[f].dir = directionFromText(kinds[f].substr(0, 3).c_str());
-      _fieldDefs[f].ftyp = typeFromText(kinds[f].substr(4).c_str());
-    }
-    _cardNumberField = static_cast<int32_t>(below(8));
-    _numberParityBits = static_cast<int32_t>(below(10)) - 1;
-    _numberParityBits = std::min(_numberParityBits, 8);
-    if (below(2) == 0) bitCount = static_cast<int32_t>(below(145));
-    compileMasks({'A', 'B', 'C', 'D', 'E', 'F', 'G', 'H'}, bitCount);
-  }
-  int cardNumberField() const { return _cardNumberField; }
-  int parityBits() const { return _numberParityBits; }
-
-  int32_t loadFormatFile(const char*) override { return 0; }
-  void printInfo() const override {}
-  void parseFieldDef(FieldDefinition&, char*) override {}
-  int32_t readFormatLine(LineReader&, FormatLine&, bool) override { return 0; }
-};
-
-// Positions outside read 0 and are never written.
-struct Positions {
-  std::array<bool, 144> bit{};
-  bool get(int p) const { return p >= 0 && p < 144 && bit[static_cast<size_t>(p)]; }
-  void put(int p, uint64_t on) {
-    if (p >= 0 && p < 144) bit[static_cast<size_t>(p)] = on != 0;
-  }
-};
-
+// What a format file says, and what its cards then are. Bits are text, the first at the front.
 struct Judge {
-  const MadeFormat& layout;
-  const int numberOfBits = layout.bitCount == BitLayout::kCountBits ? used() : layout.bitCount;
-  const int bytes = (numberOfBits + 7) / 8 * 8;
+  bool isVff = false;
+  size_t length = 144;  // Of the masks: 48, 96 or 144.
+  size_t numberField = 0;
+  int parityBits = 0;                 // Of a CDF file.
+  int bits = 0;                       // Of a VFF file.
+  std::array<std::string, 8> kinds;   // Direction and type of each field: "MSB BIN".
+  std::array<std::string, 10> masks;  // Output, fixed and parity; some are too short.
 
-  char at(size_t mask, int p) const {
-    const auto i = static_cast<size_t>(p);
-    return i < layout.masks[mask].size() ? layout.masks[mask][i] : '\0';
+  explicit Judge(std::mt19937_64& random) {
+    const auto below = [&](size_t n) { return random() % n; };
+    isVff = below(4) == 0;
+    if (!isVff) length = 48 * (1 + below(3));
+    numberField = below(8);
+    parityBits = static_cast<int>(below(11)) - 1;
+    bits = static_cast<int>(below(145));
+    for (std::string& kind : kinds)
+      kind = std::string(below(2) == 0 ? "MSB " : "LSB ") +
+             std::array{"BIN", "BCD", "MSD", ""}[below(4)];
+    // Runs of equal characters.
+    const auto fill = [&](std::string& mask, const std::string& characters, size_t longest) {
+      while (mask.size() < length)
+        mask.append(1 + below(longest), characters[below(characters.size())]);
+      mask.resize(below(4) == 0 ? below(length + 1) : length);
+    };
+    fill(masks[0], std::array{"ABCDEFGHP.-*", "AB*", "H*", "ABP.", "A*.P-a"}[below(5)],
+         1 + below(60));
+    fill(masks[1], below(2) == 0 ? "." : "01...", 1 + below(9));
+    for (size_t i = 2; i < masks.size(); ++i)
+      fill(masks[i], below(3) == 0 ? "." : "XXX..E-O.", 1 + below(30));
   }
-  bool belongs(int p, int field) const { return at(0, p) == 'A' + field; }
-  bool isUsed(int p) const {
-    if (at(0, p) == '.') return at(1, p) == '0' || at(1, p) == '1';
-    return at(0, p) == 'P' || (at(0, p) >= 'A' && at(0, p) <= 'H');
+
+  std::string file() const {
+    FormatLines lines(5, "-");
+    if (isVff) {
+      lines.push_back(std::to_string(bits) + ' ' + std::to_string(numberField + 1) + ' ' +
+                      kinds[numberField]);
+      lines.insert(lines.end(), masks.begin(), masks.end());
+      lines.push_back("0");
+      return fileOf("VFF", lines);
+    }
+    lines.resize(12);
+    lines[7] = static_cast<char>('A' + numberField);
+    lines[8] = std::to_string(parityBits);
+    for (const std::string& kind : kinds)
+      lines.push_back("F,0,0," + kind.substr(0, 3) + ',' + kind.substr(4));
+    for (size_t p = 0; p < length; p += 48)
+      for (const std::string& mask : masks) {
+        lines.push_back(p < mask.size() ? mask.substr(p, 48) : "");
+        if (lines.back().size() == 48) lines.back() += "A1X";  // Belongs to no position.
+      }
+    return fileOf("CDF", lines);
   }
-  int used() const {
-    int count = 0;
-    for (int p = 0; p < 144; ++p) count += isUsed(p);
-    return count;
+
+  char at(size_t mask, size_t p) const { return p < masks[mask].size() ? masks[mask][p] : '\0'; }
+  char letter(size_t field) const { return isVff ? '*' : static_cast<char>('A' + field); }
+  bool isFixed(size_t p) const { return at(1, p) == '0' || at(1, p) == '1'; }
+  bool isUsed(size_t p) const {
+    const char c = at(0, p);
+    return c == '.' ? isFixed(p) : c == 'P' || (isVff ? c == '*' : c >= 'A' && c <= 'H');
   }
-  int last() const {
-    int p = 143;
-    while (p >= 0 && !isUsed(p)) --p;
+  size_t end() const {  // Behind the last position in use.
+    size_t p = 144;
+    while (p > 0 && !isUsed(p - 1)) --p;
     return p;
   }
-  int width(int field) const {
-    int count = 0;
-    for (int p = 0; p < 144; ++p) count += belongs(p, field);
-    return count;
+  int bitCount() const {
+    int used = 0;
+    for (size_t p = 0; p < 144; ++p) used += isUsed(p);
+    return isVff ? bits : used;
   }
-  fieldstate state(int field) const {
-    const std::string& kind = layout.kinds[static_cast<size_t>(field)];
-    return {typeFromText(kind.substr(4).c_str()), directionFromText(kind.substr(0, 3).c_str()),
-            width(field)};
+  size_t alignedBits() const { return static_cast<size_t>((bitCount() + 7) / 8 * 8); }
+  int width(size_t field) const {
+    return static_cast<int>(std::ranges::count(masks[0], letter(field)));
   }
-  void placeParity(size_t mask, Positions& work) const {
-    int ones = 0, position = -1;
-    bool odd = false;
-    for (int p = 143; p >= 0; --p) {
-      ones += at(mask, p) == 'X' && work.get(p);
-      if (at(mask, p) != 'E' && at(mask, p) != 'O') continue;
-      odd = at(mask, p) == 'O';
-      position = p;
+  fieldstate state(size_t field) const {
+    if (isVff && field != numberField) return {kNotGiven, kNotGiven, width(field)};
+    const std::string& kind = kinds[field];
+    return {typeFromText(kind.substr(4)), directionFromText(kind.substr(0, 3)), width(field)};
+  }
+  int parityMasks() const {
+    const auto used = [](const std::string& mask) { return mask != std::string(144, '.'); };
+    return isVff ? static_cast<int>(std::count_if(masks.begin() + 2, masks.end(), used))
+                 : std::min(parityBits, 8);
+  }
+  void placeParity(int i, std::string& work) const {
+    const std::string& mask = masks[static_cast<size_t>(2 + i)];
+    const size_t place = mask.find_first_of("EO");
+    if (place == std::string::npos) return;
+    bool one = mask[place] == 'O';
+    for (size_t p = 0; p < mask.size(); ++p) one ^= mask[p] == 'X' && work[p] == '1';
+    work[place] = one ? '1' : '0';
+  }
+  std::string encode(const std::array<int64_t, 8>& values) const {
+    std::string work(144, '0');
+    for (size_t field = 0; field < 8; ++field) {
+      uint64_t value = state(field).toBits(values[field]);
+      for (size_t p = 144; p-- > 0;) {
+        if (at(0, p) != letter(field) || (isVff && field != numberField)) continue;
+        work[p] = value % 2 == 1 ? '1' : '0';
+        value /= 2;
+      }
     }
-    work.put(position, ones % 2 == (odd ? 0 : 1));
+    for (size_t p = 0; p < 144; ++p)
+      if (isFixed(p)) work[p] = at(1, p);
+    for (int i = 0; i < parityMasks(); ++i) placeParity(i, work);
+    work = std::string(144, '0') + work.substr(0, end());
+    work = work.substr(work.size() - alignedBits());
+    work.resize(128, '0');
+    return work;
   }
-  CardPattern encode(std::array<int64_t, 8> values, int64_t card) const {
-    Positions work;
-    values[static_cast<size_t>(layout.cardNumberField())] = card;
-    for (int field = 0; field < 8; ++field) {
-      const uint64_t bits = state(field).toBits(values[static_cast<size_t>(field)]);
-      for (int p = 143, bit = 0; p >= 0; --p)
-        if (belongs(p, field)) work.put(p, bit < 64 ? bits >> bit & 1 : 0), ++bit;
-    }
-    for (int p = 0; p < 144; ++p)
-      if (at(1, p) == '0' || at(1, p) == '1') work.put(p, at(1, p) == '1');
-    for (int i = 0; i < layout.parityBits(); ++i) placeParity(static_cast<size_t>(2 + i), work);
-    CardPattern pattern{};
-    for (int d = 0, s = last(); d < std::min(bytes, 128); ++d)
-      pattern[static_cast<size_t>(d / 8)] |=
-          static_cast<uint8_t>(work.get(s - (bytes - 1) + d) << (7 - d % 8));
-    return pattern;
-  }
-  int64_t decode(const CardPattern& pattern, int field) const {
-    Positions work;
-    for (int d = 0, s = last(); d < std::min(bytes, 128); ++d)
-      work.put(s - (bytes - 1) + d, pattern[static_cast<size_t>(d / 8)] >> (7 - d % 8) & 1);
-    uint64_t bits = 0;
-    for (int p = 143, bit = 0; p >= 0; --p)
-      if (belongs(p, field) && bit < 64) bits |= uint64_t{work.get(p)} << bit++;
-    return state(field).toValue(bits);
+  int64_t decode(std::string work, size_t field) const {
+    work.resize(alignedBits(), '0');
+    work.insert(0, 144, '0');
+    work = work.substr(work.size() - end());
+    work.resize(144, '0');
+    uint64_t value = 0;
+    for (size_t p = 144, bit = 0; p-- > 0;)
+      if (at(0, p) == letter(field) && bit < 64) value |= uint64_t{work[p] == '1'} << bit++;
+    return state(field).toValue(value);
   }
 };
 
-TEST(BitLayout, AgreesWithTheJudge) {
+TEST(CardFormat, AgreesWithTheJudge) {
   std::mt19937_64 random{20261121};
   const auto number = [&random] {
     return static_cast<int64_t>((random() >> random() % 64) * (random() % 4 ? 1 : ~uint64_t{0}));
   };
-  for (int round = 0; round < 500; ++round) {
-    MadeFormat format(random);
-    const Judge judge{format};
-    std::array<int64_t, 8> values{};
-    ASSERT_EQ(format.lastUsedBit(), judge.last());
+  // A CDF format reads many files of its length: nothing of the one before may stay.
+  const std::array<TestFormat, 3> cdf = {TestFormat("CDF"), TestFormat("CDF"), TestFormat("CDF")};
+  for (int round = 0; round < 300; ++round) {
+    const Judge judge(random);
+    const std::unique_ptr<TestFormat> vff(judge.isVff ? new TestFormat("VFF") : nullptr);
+    const TestFormat& test = vff ? *vff : cdf[judge.length / 48 - 1];
+    CardFormat& format = *test.format;
+    ASSERT_EQ(test.load(judge.file()), 0);
+    ASSERT_EQ(format.lastUsedBit(), static_cast<int32_t>(judge.end()) - 1);
     for (int card = 0; card < 3; ++card) {
-      for (size_t f = 0; f < 8 && card != 1; ++f)
-        format.setFieldValue(static_cast<int32_t>(f), values[f] = number());
-      const int64_t cardNumber = number();
+      std::array<int64_t, 8> values{};
+      for (int32_t f = 0; int64_t & value : values) format.setFieldValue(f++, value = number());
+      const int64_t cardNumber = values[judge.numberField] = number();
       CardPattern pattern;
       int32_t bits = -1;
       format.encodeCard(cardNumber, pattern, bits);
-      ASSERT_EQ(pattern, judge.encode(values, cardNumber)) << round;
-      ASSERT_EQ(bits, judge.numberOfBits);
+      ASSERT_EQ(bitText(pattern), judge.encode(values)) << round << '\n' << judge.file();
+      ASSERT_EQ(bits, judge.bitCount());
       if (card == 2)
         for (uint8_t& byte : pattern) byte = static_cast<uint8_t>(random());
-      ASSERT_EQ(format.decodeCardNumber(pattern), judge.decode(pattern, format.cardNumberField()));
-      for (int f = 0; f < 8; ++f) {
+      const std::string text = bitText(pattern);
+      ASSERT_EQ(format.decodeCardNumber(pattern), judge.decode(text, judge.numberField));
+      for (int32_t f = 0; f < 8; ++f) {
+        const auto field = static_cast<size_t>(f);
         int64_t value = -1;
         format.decodeField(pattern, f, value);
-        ASSERT_EQ(value, judge.decode(pattern, f)) << round << ", field " << f;
-        ASSERT_EQ(format.fieldBitCount(f), judge.width(f));
+        ASSERT_EQ(value, judge.decode(text, field)) << round << ", field " << f;
+        ASSERT_EQ(format.fieldBitCount(f), judge.width(field));
+      }
+      for (int i = 0; i < 8; ++i) {
+        BitPattern work{{random(), random(), 0}};
+        std::string expected = bitText(work.words).substr(0, 144);
+        judge.placeParity(i, expected);
+        format.computeParityBit(work, i);
+        ASSERT_EQ(bitText(work.words).substr(0, 144), expected) << round << ", mask " << i;
+      }
+    }
+  }
+}
+
+constexpr char kLayout26[] = "PAAAAAAAABBBBBBBBBBBBBBBBP";
+constexpr char kLayout37[] = "PAAAAAAAAAAAAAAAABBBBBBBBBBBBBBBBBBBP";
+
+TEST(CardFormat, EncodesPublishedCards) {
+  const struct {
+    std::string output, parity1, parity2;
+    int64_t site, number;
+    const char* key;
+  } cards[] = {
+      {kLayout26, "EXXXXXXXXXXXX", ".............XXXXXXXXXXXXO", 21, 15890, "022A7C24 00000000"},
+      {kLayout26, "EXXXXXXXXXXXX", ".............XXXXXXXXXXXXO", 1, 1, "02020002 00000000"},
+      {kLayout37, "EXXXXXXXXXXXXXXXXXX", "..................XXXXXXXXXXXXXXXXXXO", 666, 31337,
+       "1029A0F4 D2000000"},
+  };
+  for (const auto& card : cards) {
+    for (const std::string kind : {"CDF", "EFF", "VFF"}) {
+      FormatLines lines = cdfLines(card.output, card.parity1, card.parity2);
+      if (kind == "VFF") {  // It has the site's value in its fixed mask.
+        std::string output = card.output, fixed(output.size(), '.');
+        for (size_t p = output.size(), bit = 0; p-- > 0;) {
+          if (output[p] == 'A') fixed[p] = (card.site >> bit++ & 1) != 0 ? '1' : '0';
+          if (output[p] != 'P') output[p] = output[p] == 'B' ? '*' : '.';
+        }
+        lines = vffRecords(std::to_string(output.size()) + " 2 MSB BIN", output, fixed,
+                           card.parity1, card.parity2);
+      }
+      TestFormat test(kind);
+      ASSERT_EQ(test.load(fileOf(kind, lines)), 0);
+      for (const int32_t field : {-1, 0, 8}) test.format->setFieldValue(field, card.site);
+      CardPattern pattern;
+      int32_t bits = 0;
+      test.format->encodeCard(card.number, pattern, bits);
+      EXPECT_EQ(hexLines(pattern).substr(0, 17), card.key) << kind;
+      EXPECT_EQ(bits, card.output.size());
+      EXPECT_EQ(test.format->decodeCardNumber(pattern), card.number);
+      for (const int32_t outside : {-1, 8}) {
+        int64_t value = -1;
+        BitPattern work;
+        test.format->decodeField(pattern, outside, value);
+        test.format->computeParityBit(work, outside);
+        EXPECT_EQ(value, 0);
+        EXPECT_EQ(work.words[0], 0);
+        const int width = test.format->fieldBitCount(outside);
+        EXPECT_TRUE(width == 0 || kind == "VFF");
       }
     }
   }

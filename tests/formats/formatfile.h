@@ -1,0 +1,81 @@
+// Format files of every kind, made from their lines.
+#ifndef BADGEMINT_TESTS_FORMATS_FORMATFILE_H
+#define BADGEMINT_TESTS_FORMATS_FORMATFILE_H
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "formats/CardFormatSet.h"
+#include "support/testfiles.h"
+
+namespace badgemint {
+
+// The lines of a CDF or EFF file, or the records of a VFF file.
+using FormatLines = std::vector<std::string>;
+
+// A CDF or EFF file of up to 48 positions with the card number in field B.
+inline FormatLines cdfLines(const std::string& output, const std::string& parity1 = "",
+                            const std::string& parity2 = "") {
+  FormatLines lines = {"Name", "1", "31", "2026", "1", "2", "8", "B", "2", "0", "0", "H"};
+  lines.resize(20, "F,0,0,MSB,BIN");
+  lines.insert(lines.end(), {output, "", parity1, parity2});
+  lines.resize(30);
+  return lines;
+}
+
+inline FormatLines vffRecords(const std::string& definition, const std::string& output,
+                              const std::string& fixed, std::string parity1, std::string parity2) {
+  parity1.resize(144, '.');
+  parity2.resize(144, '.');
+  FormatLines records = {"f.vff",    "1",    "today", "T1",    "-",
+                         definition, output, fixed,   parity1, parity2};
+  records.resize(16, std::string(144, '.'));
+  records.push_back("4711");
+  return records;
+}
+
+// Two bytes a character; the bits that carry nothing differ from character to character.
+inline std::string twoBytes(const std::string& text) {
+  std::string bytes;
+  for (const char c : text) {
+    bytes += static_cast<char>((c & 0xF) << 2 | (c & 3) | (c * 5 & 0xC0));
+    bytes += static_cast<char>((c >> 4 & 0xF) << 2 | (c * 3 & 0xC3));
+  }
+  return bytes;
+}
+
+// The bytes of a file: "CDF", "EFF" or "VFF".
+inline std::string fileOf(const std::string& kind, const FormatLines& lines) {
+  std::string text;
+  for (size_t records = 0; const std::string& line : lines) {
+    text += line;
+    if (kind == "VFF")
+      text.resize(144 * ++records, ' ');
+    else
+      text += kind == "CDF" ? '\n' : '~';
+  }
+  return kind == "CDF" ? text : twoBytes(text);
+}
+
+// A format of ID 7 and its log. It loads its files as "f" from a folder of its own.
+struct TestFormat {
+  explicit TestFormat(const std::string& kind, uint32_t level = 100)
+      : log(level), format(set.addFormat(7, ("." + kind).c_str())) {}
+  ~TestFormat() { std::filesystem::current_path("/"); }
+
+  int32_t load(const std::string& bytes) const {
+    std::filesystem::current_path(folder.path(""));
+    folder.write("f", bytes);
+    return format->loadFormatFile("f");
+  }
+
+  TestFolder folder;
+  TestLog log;
+  CardFormatSet set;
+  CardFormat* format;
+};
+
+}  // namespace badgemint
+
+#endif  // BADGEMINT_TESTS_FORMATS_FORMATFILE_H
