@@ -79,8 +79,8 @@ TEST(Fieldstate, AgreesWithTheJudge) {
 }
 
 TEST(Fieldstate, KnowsPublishedDigits) {
-  EXPECT_EQ(fieldstate(kTypeMsd, kDirectionMsb, 10).toBits(7), 0b00001'11100);
-  EXPECT_EQ(fieldstate(kTypeBcd, kDirectionMsb, 16).toBits(1234), 0x1234);
+  EXPECT_EQ((fieldstate{kTypeMsd, kDirectionMsb, 10}.toBits(7)), 0b00001'11100);
+  EXPECT_EQ((fieldstate{kTypeBcd, kDirectionMsb, 16}.toBits(1234)), 0x1234);
 }
 
 TEST(Fieldstate, ReadsDirectionAndTypeExactly) {
