@@ -79,7 +79,8 @@ bool CardFormat::readCharacter(LineReader& file, char& character) {
 }
 
 void CardFormat::compileMasks(const std::array<char, kFieldCount>& letters, int32_t bitCount) {
-  _layout.compile({_outputBitMask, _fixedBitMask, _parityMasks, letters}, bitCount);
+  _fieldLetters = letters;
+  _layout.compile(masks(), bitCount);
   _numberOfBits = _layout.bitCount();
   _numberState = stateOf(_cardNumberField, _layout.fieldWidth(_cardNumberField));
   compileDigits();

@@ -89,6 +89,14 @@ class CardFormat {
   // The value of a field, 0 for an index outside 0 to 7. Always kSuccess.
   virtual int32_t decodeField(const CardPattern& pattern, int32_t field, int64_t& value) const;
 
+  // What the file says, for those who show or judge a format; the masks hold the file's characters.
+  // A field's letter in the output mask is NUL when the kind has none for it.
+  int32_t cardNumberField() const { return _cardNumberField; }
+  int32_t bitCount() const { return _numberOfBits; }
+  int32_t numberOfParityBits() const { return _numberParityBits; }
+  const std::array<FieldDefinition, kFieldCount>& fieldDefinitions() const { return _fieldDefs; }
+  LayoutMasks masks() const { return {_outputBitMask, _fixedBitMask, _parityMasks, _fieldLetters}; }
+
   // The number of positions of a field; 0 for an index outside 0 to 7.
   virtual int32_t fieldBitCount(int32_t field) const;
 
@@ -144,6 +152,7 @@ class CardFormat {
   BitMask _fixedBitMask{};
   std::array<BitMask, kParityMaskCount> _parityMasks{};
   int32_t _numberOfBits = 0;  // 0 to 144.
+  std::array<char, kFieldCount> _fieldLetters{};
 
  private:
   // The pattern of a card with these bits of site fields and of its number.

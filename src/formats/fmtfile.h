@@ -11,9 +11,25 @@
 namespace badgemint {
 
 class MasterConfiguration;
+class Tokenizer;
 
 // A name of a format file, cut at 255 characters.
 using FormatFileName = std::array<char, 256>;
+
+// A longer line is read in pieces of this many characters.
+inline constexpr int kMaxFormatsLine = 100;
+
+struct FormatsEntry {
+  uint32_t formatID = 0;
+  FormatFileName fileName{};
+};
+
+// What the words of a line of the formats file amount to; the entry is set for kEntry only.
+enum class FormatsLineKind { kBlank, kTooFewWords, kIdOutOfRange, kEntry };
+FormatsLineKind readFormatsLine(const Tokenizer& words, FormatsEntry& entry);
+
+// Removes what stands before the last '/' of a name.
+void cutToBaseName(FormatFileName& fileName);
 
 // Reads the entries one by one. All messages are at level 25.
 class fmtfile {

@@ -110,24 +110,15 @@ HashedValue hashOfUniqid(const CardIndexEntry& entry) {
   return {(entry.uniqid >> 8) * kMix, entry.uniqid & 255};
 }
 
-// An entry that may be a duplicate: what the check sorts by, the same for equal values, and its
-// position in the index.
-struct Suspect {
-  uint32_t order;
-  int32_t position;
-
-  bool operator<(const Suspect& other) const {
-    return order != other.order ? order < other.order : position < other.position;
-  }
-};
-using Suspects = StepArray<Suspect, 16384>;
+using Suspect = CardIndexSuspect;
 
 // Collects the entries whose value may occur twice, and those that `always` asks for: the proof
 // that all others differ takes two walks over the index and no sort. The first walk marks each
 // value's place and notes the places that are met again; the second picks the entries in those
 // places.
 template <typename Hash, typename Order, typename Always>
-bool collectSuspects(Entries entries, Hash hash, Order order, Always always, Suspects& suspects) {
+bool collectSuspects(Entries entries, Hash hash, Order order, Always always,
+                     CardIndexSuspects& suspects) {
   HashBits bits;
   if (!bits.create(entries.size())) return false;
   for (const CardIndexEntry& entry : entries) bits.mark(hash(entry));
@@ -154,10 +145,6 @@ bool isCard(const CardIndexEntry& entry) {
 
 bool isPinIdent(const CardIndexEntry& entry) {
   return entry.type == kPinIdentLine;
-}
-
-bool mayShareUniqid(const CardIndexEntry& a, const CardIndexEntry& b) {
-  return (isPinIdent(a) && isCard(b)) || (isCard(a) && isPinIdent(b));
 }
 
 void reportPin(const char* label, const CardIndexEntry& entry) {
@@ -219,18 +206,35 @@ int32_t CardIndex::reportNoMemory() {
   return kOutOfMemory;
 }
 
-int32_t CardIndex::checkDuplicateKeys() const {
-  const Entries entries = _entries.elements();
+bool CardIndex::mayShareUniqid(const CardIndexEntry& a, const CardIndexEntry& b) {
+  return (isPinIdent(a) && isCard(b)) || (isCard(a) && isPinIdent(b));
+}
+
+bool CardIndex::collectByKey(CardIndexSuspects& suspects) const {
   const auto none = [](const CardIndexEntry&) { return false; };
-  Suspects suspects;
-  if (!collectSuspects(entries, hashOfKey, orderOfKey, none, suspects)) return reportNoMemory();
-  const std::span<Suspect> sorted = suspects.elements();
-  std::sort(sorted.begin(), sorted.end(), [this](const Suspect& a, const Suspect& b) {
+  if (!collectSuspects(_entries.elements(), hashOfKey, orderOfKey, none, suspects)) return false;
+  std::ranges::sort(suspects.elements(), [this](const Suspect& a, const Suspect& b) {
     if (a.order != b.order) return a.order < b.order;
     const int order = compareKeys(_entries[a.position], _entries[b.position]);
     return order != 0 ? order < 0 : a.position < b.position;
   });
+  return true;
+}
 
+bool CardIndex::collectByUniqid(CardIndexSuspects& suspects) const {
+  const auto uniqidOf = [](const CardIndexEntry& entry) { return entry.uniqid; };
+  if (!collectSuspects(_entries.elements(), hashOfUniqid, uniqidOf, isPinIdent, suspects))
+    return false;
+  std::ranges::sort(suspects.elements(), [](const Suspect& a, const Suspect& b) {
+    return a.order != b.order ? a.order < b.order : a.position < b.position;
+  });
+  return true;
+}
+
+int32_t CardIndex::checkDuplicateKeys() const {
+  CardIndexSuspects suspects;
+  if (!collectByKey(suspects)) return reportNoMemory();
+  const std::span<const Suspect> sorted = suspects.elements();
   const CardIndexEntry* first = nullptr;  // Of the smallest key that occurs twice.
   const CardIndexEntry* second = nullptr;
   for (size_t i = 1; i < sorted.size(); ++i) {
@@ -246,14 +250,10 @@ int32_t CardIndex::checkDuplicateKeys() const {
 }
 
 int32_t CardIndex::checkDuplicateUniqueIds() const {
+  CardIndexSuspects suspects;
+  if (!collectByUniqid(suspects)) return reportNoMemory();
+  const std::span<const Suspect> sorted = suspects.elements();
   const Entries entries = _entries.elements();
-  const auto uniqidOf = [](const CardIndexEntry& entry) { return entry.uniqid; };
-  Suspects suspects;
-  if (!collectSuspects(entries, hashOfUniqid, uniqidOf, isPinIdent, suspects))
-    return reportNoMemory();
-  const std::span<Suspect> sorted = suspects.elements();
-  std::sort(sorted.begin(), sorted.end());
-
   const auto isLowest = [entries](const CardIndexEntry& entry) {
     return std::ranges::none_of(
         entries, [&entry](uint32_t id) { return id < entry.uniqid; }, &CardIndexEntry::uniqid);

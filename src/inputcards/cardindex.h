@@ -26,6 +26,14 @@ struct CardIndexEntry {
 };
 static_assert(sizeof(CardIndexEntry) == 36);
 
+// An entry that may be a duplicate: `order` is the same for equal values, and `position` is its
+// place in the index.
+struct CardIndexSuspect {
+  uint32_t order;
+  int32_t position;
+};
+using CardIndexSuspects = StepArray<CardIndexSuspect, 16384>;
+
 // Entries stay in file order; the checks look at those that can be duplicates at all.
 class CardIndex {
  public:
@@ -50,6 +58,16 @@ class CardIndex {
   }
 
   int32_t count() const { return _entries.count(); }
+  // `position` is 0 to count - 1.
+  const CardIndexEntry& entry(int32_t position) const { return _entries[position]; }
+
+  // Collects all entries that share a key with another, and few besides, so that entries of one key
+  // stand together and in file order. False when there is no memory.
+  [[nodiscard]] bool collectByKey(CardIndexSuspects& suspects) const;
+  // The same for the unique ID, which is the order then; every PIN ident ('o') is among them.
+  [[nodiscard]] bool collectByUniqid(CardIndexSuspects& suspects) const;
+  // Whether two entries may share a unique ID: a PIN ident and a card.
+  static bool mayShareUniqid(const CardIndexEntry& a, const CardIndexEntry& b);
 
   // Whether a key occurs twice. kSuccess; kDuplicateCardKey when one does, with a report of the
   // smallest such key and the first two entries of the file that have it; kOutOfMemory, logged.

@@ -49,11 +49,41 @@ struct HolderFields {
   int32_t outputRelayGroup;
 };
 
-// The scanner stands behind the line type. The flag of bit 5 ends 'c' and 'n' lines only: it is the
-// next number after the holder's fields.
-CardLine scanCardLine(FieldScanner& scanner);
-PinLine scanPinLine(FieldScanner& scanner);
-HolderFields scanHolderFields(FieldScanner& scanner);
+inline constexpr size_t kMaxNumberWord = 99;    // Card numbers and PINs, before they are checked.
+inline constexpr size_t kMaxDateTimeWord = 14;  // A date or a time.
+
+// The scanner stands behind the line type: a FieldScanner, or one that has its nextInt,
+// nextUnsigned and nextWord and notes where the fields stand. The flag of bit 5 ends 'c' and 'n'
+// lines only: it is the next number after the holder's fields. Braced lists are evaluated from left
+// to right: the fields stand in the order of the line.
+
+template <typename Scanner>
+CardLine scanCardLine(Scanner& scanner) {
+  return {scanner.nextInt(), scanner.nextWord(kMaxNumberWord), scanner.nextWord(kMaxNumberWord),
+          scanner.nextUnsigned()};
+}
+
+template <typename Scanner>
+PinLine scanPinLine(Scanner& scanner) {
+  return {scanner.nextWord(kMaxNumberWord), scanner.nextUnsigned()};
+}
+
+template <typename Scanner>
+HolderFields scanHolderFields(Scanner& scanner) {
+  HolderFields holder;
+  for (int32_t& level : holder.accessLevels) level = scanner.nextInt();
+  holder.flag2 = scanner.nextInt();
+  holder.flag1 = scanner.nextInt();
+  holder.flag4 = scanner.nextInt();
+  holder.escortId = scanner.nextUnsigned();
+  holder.startDate = scanner.nextWord(kMaxDateTimeWord);
+  holder.startTime = scanner.nextWord(kMaxDateTimeWord);
+  holder.endDate = scanner.nextWord(kMaxDateTimeWord);
+  holder.endTime = scanner.nextWord(kMaxDateTimeWord);
+  holder.elevatorAccess = scanner.nextInt();
+  holder.outputRelayGroup = scanner.nextInt();
+  return holder;
+}
 
 // The words of a 'd' line; words that the line lacks are null. The line is split in place. Unlike
 // in the other lines a tab does not separate.

@@ -49,6 +49,9 @@ class FieldScanner {
   // Exactly this character, without skipping white space before it.
   void expect(char literal) { _next = *_next == literal ? _next + 1 : kFailed; }
 
+  // Where the next field is scanned from; an empty text once a field did not convert.
+  const char* position() const { return _next; }
+
   // Whether a field did not convert.
   bool failed() const { return _next == kFailed; }
 

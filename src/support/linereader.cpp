@@ -14,6 +14,8 @@ bool LineReader::open(const char* path) {
   _failed = _ended = false;
   _line = _next = _end = _buffer;
   _covered = '\0';
+  _lineNumber = _bytesBefore = 0;
+  _endedLine = true;
   *_end = '\0';
   return isOpen();
 }
@@ -48,17 +50,22 @@ LineReader::Status LineReader::readLine(int limit) {
   restore();
   const size_t wanted = std::min(static_cast<size_t>(limit), kMaxLine);
   size_t length = 0;
+  const void* newline = nullptr;
   for (;;) {
     const size_t available = std::min(static_cast<size_t>(_end - _next), wanted);
-    const void* const newline = std::memchr(_next, '\n', available);
+    newline = std::memchr(_next, '\n', available);
     length = newline != nullptr ? static_cast<size_t>(static_cast<const char*>(newline) - _next) + 1
                                 : available;
     if (newline != nullptr || length == wanted || !fill()) break;
   }
   if (_failed) return Status::kError;
   if (length == 0) return Status::kEnd;
+  _bytesBefore = _endedLine ? 0 : _bytesBefore + static_cast<int64_t>(_length);
+  _lineNumber += _endedLine ? 1 : 0;
   _line = _next;
+  _length = length;
   _next += length;
+  _endedLine = newline != nullptr;
   _covered = *_next;
   *_next = '\0';
   return Status::kLine;

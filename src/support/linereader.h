@@ -34,6 +34,13 @@ class LineReader {
 
   // The line read last, with its newline and a NUL; as a text it ends at the first NUL of the file.
   char* line() { return _line; }
+  // Its length, newline included and not ended by a NUL.
+  size_t length() const { return _length; }
+
+  // Where the line read last begins, as an editor counts: the line from 1, and the bytes of that
+  // line before it, which are 0 unless a longer line is read in pieces.
+  int64_t lineNumber() const { return _lineNumber; }
+  int64_t bytesBefore() const { return _bytesBefore; }
 
   // The next byte, or -1 at the end of the file and on a read error.
   int readByte();
@@ -53,6 +60,10 @@ class LineReader {
   bool _ended = true;
   char _covered = '\0';           // The character that the NUL of the last line stands on.
   char _buffer[kBufferSize + 1];  // The spare one is for the last line's NUL.
+  size_t _length = 0;
+  int64_t _lineNumber = 0;
+  int64_t _bytesBefore = 0;
+  bool _endedLine = true;  // Whether the line read last had its newline.
   char* _line;
   char* _next;  // The first character not yet handed out.
   char* _end;   // Behind the last character read.
