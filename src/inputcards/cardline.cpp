@@ -2,7 +2,15 @@
 
 #include <cstring>
 
+#include "support/packeddecimal.h"
+
 namespace badgemint {
+
+CardPattern packedPin(std::string_view pin) {
+  CardPattern key{};
+  packDigits(pin, key);
+  return key;
+}
 
 MultiCardsLine splitMultiCardsLine(char* line) {
   constexpr const char* kDelimiters = " \n\r";

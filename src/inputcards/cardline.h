@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include "formats/bitpattern.h"
 #include "support/fieldscanner.h"
 
 namespace badgemint {
@@ -51,6 +52,9 @@ struct HolderFields {
 
 inline constexpr size_t kMaxNumberWord = 99;    // Card numbers and PINs, before they are checked.
 inline constexpr size_t kMaxDateTimeWord = 14;  // A date or a time.
+
+// The key of a PIN: its digits packed.
+CardPattern packedPin(std::string_view pin);
 
 // The scanner stands behind the line type: a FieldScanner, or one that has its nextInt,
 // nextUnsigned and nextWord and notes where the fields stand. The flag of bit 5 ends 'c' and 'n'

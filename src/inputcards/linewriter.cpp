@@ -1,11 +1,8 @@
-// Pass 2 of the loader: every line of the checked file becomes its records, appended in file order.
-#include <fcntl.h>
-#include <sys/stat.h>
+#include "inputcards/linewriter.h"
 
 #include <algorithm>
 #include <cinttypes>
 
-#include "inputcards/inputcards.h"
 #include "support/datetime.h"
 #include "support/log.h"
 #include "support/packeddecimal.h"
@@ -17,9 +14,6 @@ namespace badgemint {
 namespace {
 
 constexpr char kLogModule[] = "inputcards";
-
-constexpr int kCreateFlags = O_WRONLY | O_CREAT | O_TRUNC;
-constexpr mode_t kOwnerOnly = 0600;
 
 constexpr uint8_t kFlag1 = 1 << 1;
 constexpr uint8_t kFlag2 = 1 << 2;
@@ -58,84 +52,53 @@ void setCardHolder(CardRecord& card, const CardLine& line, const HolderFields& h
   packDigits(line.pin, card.access.pincode);
 }
 
-void restrictToOwner(const char* path) {
-  if (chmod(path, kOwnerOnly) != 0) LOG(kLogError, "Error restricting %s to its owner\n", path);
-}
-
 }  // namespace
 
-int32_t InputCards::pass2() {
-  if (const int32_t rc = _input.open(); rc < 0) return rc;
-  int32_t result = openDatabases();
-  if (result == kSuccess) result = readInput(&LineType::write);
-  if (result == kSuccess && _credentialsWritten != _credentialsChecked)
-    result = _input.reportChanged();
-  if (result == kSuccess) result = flushDatabases();
-  if (result < 0) {
-    static_cast<void>(closeDatabases());
-    return result;
+int32_t LineWriter::write(InputLine line) {
+  return takeLine(*this, line);
+}
+
+int32_t LineWriter::flush() {
+  if (const int32_t rc = _identFile.flushAppends(); rc < 0) return rc;
+  return _accessFile.flushAppends();
+}
+
+int32_t LineWriter::writeIdent(const IdentRecord& record) {
+  if (_identFile.appendBufferFull() || _accessFile.appendBufferFull()) {
+    if (const int32_t rc = flush(); rc < 0) return rc;
   }
-  result = _cardSets->writeCardSetsFile(_cardSetsName.get());
-  const int32_t closed = closeDatabases();
-  restrictToOwner(_identName.get());
-  restrictToOwner(_accessName.get());
-  return result < 0 ? result : closed;
+  ++_credentials;
+  return _identFile.appendRecord(record);
 }
 
-int32_t InputCards::openDatabases() {
-  if (const int32_t rc = _identFile->openFile(kCreateFlags); rc < 0) return rc;
-  if (const int32_t rc = _accessFile->openFile(kCreateFlags); rc < 0) return rc;
-  _identFile->startBuffering();
-  _accessFile->startBuffering();
-  return kSuccess;
-}
-
-// Both together, so that neither file runs far ahead of the other.
-int32_t InputCards::flushDatabases() {
-  if (const int32_t rc = _identFile->flushAppends(); rc < 0) return rc;
-  return _accessFile->flushAppends();
-}
-
-int32_t InputCards::closeDatabases() {
-  const int32_t identResult = _identFile->closeFile();
-  const int32_t accessResult = _accessFile->closeFile();
-  return identResult < 0 ? identResult : accessResult;
-}
-
-int32_t InputCards::writeIdent(const IdentRecord& record) {
-  if (_identFile->appendBufferFull() || _accessFile->appendBufferFull()) {
-    if (const int32_t rc = flushDatabases(); rc < 0) return rc;
-  }
-  ++_credentialsWritten;
-  return _identFile->appendRecord(record);
-}
-
-int32_t InputCards::writeHolder(const CardRecord& card) {
+int32_t LineWriter::writeHolder(const CardRecord& card) {
   if (const int32_t rc = writeIdent(card.ident); rc < 0) return rc;
-  return _accessFile->appendRecord(card.access);
+  return _accessFile.appendRecord(card.access);
 }
 
-int32_t InputCards::writeCard(char* line) {
-  FieldScanner scanner(line + 1);
+int32_t LineWriter::takeCard(InputLine line) {
+  FieldScanner scanner(line.text + 1);
   CardLine fields = scanCardLine(scanner);
   const HolderFields holder = scanHolderFields(scanner);
   const int32_t flag5 = scanner.nextInt();
-  if (const int32_t rc = checkCardSetId(fields.csid); rc < 0) return rc;
+  if (const int32_t rc = SiteCards::checkCardSetId(fields.csid, line.number); rc < 0) return rc;
   SaturatedInt64 number;
   if (const int32_t rc = readCardNumber(fields.cardNumber, number); rc < 0) return rc;
   if (const int32_t rc = checkPinCode(fields.pin, kMaxPinDigits); rc < 0) return rc;
 
   CardRecord card;
-  if (const int32_t rc = encodeCard(fields.csid, number, card.ident.cardnumber); rc < 0) return rc;
+  if (const int32_t rc = _site.encodeCard(fields.csid, number, line.number, card.ident.cardnumber);
+      rc < 0)
+    return rc;
   card.ident.cardsetcode = static_cast<uint32_t>(fields.csid);
   setCardHolder(card, fields, holder, flag5);
   if (const int32_t rc = writeHolder(card); rc < 0) return rc;
-  LOG(kLogStep, "cardline card=%" PRId64 " line#=%d\n", number.value, _lineNumber);
+  LOG(kLogStep, "cardline card=%" PRId64 " line#=%d\n", number.value, line.number);
   return kSuccess;
 }
 
-int32_t InputCards::writeNoFormatCard(char* line) {
-  FieldScanner scanner(line + 1);
+int32_t LineWriter::takeNoFormatCard(InputLine line) {
+  FieldScanner scanner(line.text + 1);
   CardLine fields = scanCardLine(scanner);
   const HolderFields holder = scanHolderFields(scanner);
   const int32_t flag5 = scanner.nextInt();
@@ -151,12 +114,12 @@ int32_t InputCards::writeNoFormatCard(char* line) {
   setCardHolder(card, fields, holder, flag5);
   if (const int32_t rc = writeHolder(card); rc < 0) return rc;
   LOG(kLogStep, "noformatcardline card=%.*s line#=%d\n", printLength(fields.cardNumber),
-      fields.cardNumber.data(), _lineNumber);
+      fields.cardNumber.data(), line.number);
   return kSuccess;
 }
 
-int32_t InputCards::writePin(char* line) {
-  FieldScanner scanner(line + 1);
+int32_t LineWriter::takePin(InputLine line) {
+  FieldScanner scanner(line.text + 1);
   PinLine fields = scanPinLine(scanner);
   const HolderFields holder = scanHolderFields(scanner);
   if (const int32_t rc = checkPinCode(fields.pin, kMaxPinIdentDigits); rc < 0) return rc;
@@ -168,12 +131,12 @@ int32_t InputCards::writePin(char* line) {
   card.setUniqid(fields.uniqid);
   if (const int32_t rc = writeHolder(card); rc < 0) return rc;
   LOG(kLogStep, "pinline pin=%.*s line#=%d\n", printLength(fields.pin), fields.pin.data(),
-      _lineNumber);
+      line.number);
   return kSuccess;
 }
 
-int32_t InputCards::writePinIdent(char* line) {
-  FieldScanner scanner(line + 1);
+int32_t LineWriter::takePinIdent(InputLine line) {
+  FieldScanner scanner(line.text + 1);
   PinLine fields = scanPinLine(scanner);
   if (const int32_t rc = checkPinCode(fields.pin, kMaxPinIdentDigits); rc < 0) return rc;
 
@@ -183,24 +146,24 @@ int32_t InputCards::writePinIdent(char* line) {
   record.uniqid = fields.uniqid;
   if (const int32_t rc = writeIdent(record); rc < 0) return rc;
   LOG(kLogStep, "pinidentline pin=%.*s line#=%d\n", printLength(fields.pin), fields.pin.data(),
-      _lineNumber);
+      line.number);
   return kSuccess;
 }
 
-int32_t InputCards::writeMultiCards(char* line) {
+int32_t LineWriter::takeMultiCards(InputLine line) {
   MultiCards block;
-  if (const int32_t rc = prepareMultiCards(line, block); rc < 0) return rc;
+  if (const int32_t rc = _site.readMultiCards(line, block); rc < 0) return rc;
   LOG(kLogRecord,
       "multicards fmt %u fcard %" PRId64 " ncards %" PRId64 " lcard %" PRId64 ", line#=%d \n",
-      block.fmtid, block.firstCard, block.count, block.firstCard + block.count - 1, _lineNumber);
-  const int32_t result = writeBlock(block);
+      block.fmtid, block.firstCard, block.count, block.firstCard + block.count - 1, line.number);
+  const int32_t result = writeBlock(block, line.number);
   if (result == kSuccess || result == kCardMismatch)
-    LOG(kLogStep, "multicardsline first card=%" PRId64 " line#=%d\n", block.firstCard, _lineNumber);
+    LOG(kLogStep, "multicardsline first card=%" PRId64 " line#=%d\n", block.firstCard, line.number);
   return result;
 }
 
 // A card that does not decode to its own number is left out and fails the block at its end.
-int32_t InputCards::writeBlock(const MultiCards& block) {
+int32_t LineWriter::writeBlock(const MultiCards& block, int32_t lineNumber) {
   CardRecord card;
   card.ident.cardsetcode = block.csid;
   card.access.acclevel[0] = static_cast<uint16_t>(block.accessLevel);
@@ -214,7 +177,7 @@ int32_t InputCards::writeBlock(const MultiCards& block) {
     card.ident.cardnumber = sequence.encode(number);
     if (const int64_t decoded = block.encoder->decode(card.ident.cardnumber); decoded != number) {
       LOG(kLogError, "Card mismatch cardno=%" PRId64 ", chkcardno=%" PRId64 ", line#=%d\n", number,
-          decoded, _lineNumber);
+          decoded, lineNumber);
       result = kCardMismatch;
     } else if (const int32_t rc = writeHolder(card); rc < 0) {
       return rc;
