@@ -2,44 +2,46 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <vector>
 
-#include "support/script.h"
+#include "support/faults.h"
 #include "support/testfiles.h"
 
 namespace badgemint {
-namespace {
 
 constexpr char kLogModule[] = "tests";
 
-TEST(Logger, FollowsTheTranscript) {
-  Commands on;
-  const auto onLog = [](auto use) {
-    return [use](Step& c) {
-      if (theLogger != nullptr) use(c, *theLogger);
-    };
-  };
-  on["write"] = onLog([](Step& c, Logger& log) {
-    for (size_t i = 0; i < c.words.size(); ++i) log.write(c.as<int32_t>(i), "%s ", c.name(i));
-  });
-  // N bytes at a level.
-  on["hex-dump"] = onLog([](Step& c, Logger& log) {
-    log.dumpHex(c.as<int32_t>(1), std::vector<uint8_t>(c.as<size_t>(0), 0xA5));
-  });
-  on["bit-dump"] = onLog([](Step& c, Logger& log) {
-    log.dumpBits(c.as<int32_t>(1), std::vector<uint8_t>(c.as<size_t>(0), 0xA5));
-  });
-  play("support/logger.txt", on);
+TEST(Logger, FiltersByASignedThreshold) {
+  const std::map<int32_t, std::string> cases = {{25, "0 25 "}, {100, "0 25 26 100 "}, {-1, ""}};
+  for (const auto& [threshold, expected] : cases) {
+    TestLog log(static_cast<uint32_t>(threshold));
+    for (const int32_t level : {0, 25, 26, 100, 101}) log.logger().write(level, "%d ", level);
+    EXPECT_EQ(log.take(), expected);
+  }
 }
 
-TEST(Logger, WritesPrefixAndTextAndCutsAfter199Characters) {
+TEST(Logger, DumpsSoManyBytesAndNoMore) {
   TestLog log(25);
-  LOG(25, "line=%s\n", std::string(300, 'x').c_str());
-  LOG_HEX(25, (std::vector<uint8_t>{0x0A, 0xFF}), "label ");
-  EXPECT_EQ(log.take(), "[25 tests] line=" + std::string(194, 'x') + "[25 tests] label 0A FF \n");
+  std::string hex, bits;
+  for (int i = 0; i < 100; ++i) hex += "A5 ";
+  for (int i = 0; i < 25; ++i) bits += "10100101 ";
+  const std::vector<uint8_t> bytes(101, 0xA5);
+  for (const size_t size : {100U, 101U}) log.logger().dumpHex(25, std::span(bytes).first(size));
+  for (const size_t size : {25U, 26U}) log.logger().dumpBits(25, std::span(bytes).first(size));
+  log.logger().dumpHex(26, bytes);
+  log.logger().dumpBits(26, bytes);
+  EXPECT_EQ(log.take(),
+            hex + "hex data buffer not large enough\n" + bits + "bin data bufr not large enough\n");
+}
+
+TEST(Logger, WritesPrefixAndTextAndEvaluatesNothingElse) {
+  TestLog log(25);
   int evaluated = 0;
   LOG(26, "%d\n", ++evaluated);
-  EXPECT_EQ(evaluated, 0);
+  LOG(25, "line=%s\n", std::string(300, 'x').c_str());  // Cut after 199 characters.
+  LOG_HEX(25, (std::vector<uint8_t>{0x0A, 0xFF}), "label ");
+  EXPECT_EQ(log.take(), "[25 tests] line=" + std::string(194, 'x') + "[25 tests] label 0A FF \n");
   theLogger = nullptr;
   LOG(0, "%d\n", ++evaluated);
   EXPECT_EQ(evaluated, 0);
@@ -47,33 +49,40 @@ TEST(Logger, WritesPrefixAndTextAndCutsAfter199Characters) {
 
 TEST(Logger, OpensFilesAndStreams) {
   const TestFolder folder;
-  EXPECT_TRUE(Logger(folder.write("old", "old text").c_str(), 0).isOpen());
-  EXPECT_EQ(folder.read("old"), "");
-  EXPECT_FALSE(Logger(folder.path("missing/log").c_str(), 0).isOpen());
-  EXPECT_TRUE(Logger(7u).isOpen());
+  const std::string list = folder.write("list", "3"), none = folder.path("none/log");
+  EXPECT_TRUE(Logger(folder.write("stdout", "old text").c_str(), 0).isOpen());
+  EXPECT_EQ(folder.read("stdout"), "");
+  EXPECT_FALSE(Logger(none.c_str(), 0).isOpen());
+  EXPECT_TRUE(Logger(none.c_str(), LevelList{list.c_str()}).isOpen());
+  EXPECT_FALSE(Logger(list.c_str(), LevelList{none.c_str()}).isOpen());
+  EXPECT_FALSE(Logger(LevelList{none.c_str()}).isOpen());
+  const ArmedFault fault({.call = "allocate", .nth = 1});
+  EXPECT_FALSE(Logger(folder.path("log").c_str(), 0).isOpen());
 
   testing::internal::CaptureStdout();
-  Logger("stdout", 0u).write(0, "shown\n");
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "shown\n");
-  EXPECT_FALSE(std::filesystem::exists("stdout"));
+  testing::internal::CaptureStderr();
+  Logger("stdout", 0u).write(0, "out");
+  Logger("stderr", 1u).write(1, "err ");
+  Logger(2u).write(2, "threshold ");
+  Logger(LevelList{list.c_str()}).write(3, "list");
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "out");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "err threshold list");
 }
 
-TEST(Logger, ListsLevels) {
+TEST(Logger, PassesAtMostAHundredListedLevels) {
+  const std::map<std::string, std::string> cases = {
+      {"# none\n\n 7 3\r\n10 12\n9 9\n", "7 9 10 11 12 "},
+      {"25\t30\n40=50\nx", "0 25 40 "},
+      {"10" + std::string(77, ' ') + "12 4", "2 3 4 10 "},
+      {"-98 90", "0 1 "},
+  };
   const TestFolder folder;
-  const std::string list = folder.write("list", "# none\n\n10 12\n25\t30\n40=50\n7 3\n1000 2000\n");
-  Logger logger(folder.path("log").c_str(), LevelList{list.c_str()});
-  EXPECT_TRUE(logger.isOpen());
-  std::string passing;
-  for (int level = 0; level <= 2000; ++level)
-    if (logger.passes(level)) passing += std::to_string(level) + " ";
-  EXPECT_EQ(passing.substr(0, 27), "7 10 11 12 25 40 1000 1001 ");
-  EXPECT_TRUE(logger.passes(1093));  // The hundredth level named.
-  EXPECT_FALSE(logger.passes(1094));
-
-  EXPECT_FALSE(Logger(folder.path("log").c_str(), LevelList{folder.path("none").c_str()}).isOpen());
-  EXPECT_FALSE(Logger(LevelList{folder.path("none").c_str()}).isOpen());
-  EXPECT_TRUE(Logger(folder.path("missing/log").c_str(), LevelList{list.c_str()}).isOpen());
+  for (const auto& [list, levels] : cases) {
+    const std::string path = folder.write("list", list), file = folder.path("log");
+    Logger logger(file.c_str(), LevelList{path.c_str()});
+    for (int level = 0; level <= 60; ++level) logger.write(level, "%d ", level);
+    EXPECT_EQ(folder.read("log"), levels);
+  }
 }
 
-}  // namespace
 }  // namespace badgemint

@@ -7,111 +7,117 @@
 
 #include <array>
 #include <cstring>
-#include <random>
 #include <set>
-#include <string>
 
-#include "support/script.h"
+#include "support/faults.h"
 #include "support/testfiles.h"
 
 namespace badgemint {
 namespace {
 
-using Record = std::array<uint8_t, kErrorRecordSize>;
-
+// As it stands in a file, in the byte order of this machine.
 std::string bytesOf(const ErrorFileHeader& header) {
   return {reinterpret_cast<const char*>(&header), sizeof header};
 }
 
-ErrorFileHeader headerOf(const std::string& file) {
-  ErrorFileHeader header{};
-  std::memcpy(&header, file.data(), std::min(file.size(), sizeof header));
-  return header;
-}
-
-// The last record of a file, empty if there is none.
-std::string recordOf(const std::string& file, const ErrorFileHeader& header) {
-  const size_t at = sizeof header + kErrorRecordSize * header.lastslot;
-  return at < file.size() ? file.substr(at, kErrorRecordSize) : "";
+std::string recordAt(const std::string& file, uint32_t slot) {
+  return file.substr(sizeof(ErrorFileHeader) + kErrorRecordSize * slot, kErrorRecordSize);
 }
 
 // One report as a caller makes it: lock, header, record, unlock.
-bool reportOnce(const std::string& path, const Record& record) {
+bool report(const std::string& path, uint8_t name, uint8_t number = 0) {
   const int file = ::open(path.c_str(), O_RDWR | O_CREAT, 0600);
   struct flock lock;
   ErrorFileHeader header;
+  std::array<uint8_t, kErrorRecordSize> record;
+  record.fill(name);
+  record[1] = number;
   const bool written = lockErrorFile(file, lock) && readErrorFileHeader(file, header) &&
                        syserr_report(file, header, record);
+  EXPECT_EQ(lock.l_len, 2);
   return unlockAndCloseErrorFile(file, lock) == 0 && written;
 }
 
-TEST(SyserrReport, FollowsTheTranscript) {
-  Commands on;
-  // A file of a header: magic, record size, last slot, record count and capacity.
-  on["ring"] = [](Step& c) {
-    std::ofstream("errors") << bytesOf({c.as<uint32_t>(0), c.as<uint32_t>(1), c.as<uint32_t>(2),
-                                        c.as<uint32_t>(3), c.as<uint32_t>(4)});
-  };
-  // Reports a record that begins with a letter; tells the header, and the record by its slot.
-  on["report"] = [](Step& c) {
-    c.out << (reportOnce("errors", Record{static_cast<uint8_t>(c.word(0)[0])}) ? "" : "failed:");
-    const std::string file = contentOf("errors");
-    const ErrorFileHeader header = headerOf(file);
-    for (const uint32_t value :
-         {header.magic, header.recordsize, header.lastslot, header.recordcount, header.capacity})
-      c.out << ' ' << value;
-    const std::string record = recordOf(file, header);
-    if (!record.empty()) c.out << ", " << record.c_str();
-  };
-  play("support/syserr_report.txt", on);
+TEST(SyserrReport, KeepsTheLast250Records) {
+  const TestFolder folder;
+  const ArmedFault half({.call = "write", .nth = 700, .isShort = true});
+  std::string records;
+  for (uint32_t i = 0; i < 600; ++i) {
+    const auto byte = static_cast<uint8_t>(i);
+    ASSERT_TRUE(report(folder.path("errors"), byte, byte));
+    records.replace(i % 250 * 64, 64, 64, static_cast<char>(i));
+    ASSERT_EQ(folder.read("errors"),
+              bytesOf({4243, 64, i % 250, std::min(i + 1, 250U), 250}) + records);
+  }
 }
 
-// A process that reports records of its name and their number.
+TEST(SyserrReport, GoesOnBehindAnyHeader) {
+  const std::pair<std::string, ErrorFileHeader> cases[] = {
+      {bytesOf({4243, 1, 248, 249, 9}), {4243, 1, 249, 250, 9}},
+      {bytesOf({4243, 1, 249, 250, 9}), {4243, 1, 0, 250, 9}},
+      {bytesOf({4243, 64, UINT32_MAX, UINT32_MAX, 250}), {4243, 64, 0, 250, 250}},
+      {bytesOf({4243, 64, 5, 6, 250}).substr(0, 8), {4243, 64, 1, 1, 0}},
+      {bytesOf({4242, 64, 5, 6, 250}), {4243, 64, 0, 1, 250}},
+  };
+  const TestFolder folder;
+  for (const auto& [before, after] : cases) {
+    EXPECT_TRUE(report(folder.write("errors", before), 'a'));
+    EXPECT_EQ(folder.read("errors").substr(0, 20), bytesOf(after));
+    EXPECT_EQ(recordAt(folder.read("errors"), after.lastslot)[0], 'a');
+  }
+}
+
+TEST(SyserrReport, TellsEachFailure) {
+  const std::string fresh = bytesOf({4243, 64, 250, 0, 250}), one = bytesOf({4243, 64, 0, 1, 250});
+  const std::tuple<const char*, int, std::string, std::string> cases[] = {
+      {"fcntl", 1, "setting lock", ""},           {"read", 1, "reading header", ""},
+      {"write", 1, "writing initial header", ""}, {"lseek", 1, "writing record", fresh},
+      {"write", 2, "writing record", fresh},      {"lseek", 2, "writing header", fresh},
+      {"write", 3, "writing header", fresh},      {"fcntl", 2, "freeing lock", one},
+  };
+  for (const auto& [call, nth, what, header] : cases) {
+    const TestFolder folder;
+    testing::internal::CaptureStdout();
+    const ArmedFault armed({.call = call, .nth = nth});
+    EXPECT_EQ(report(folder.path("errors"), 'a'), header == one);
+    const std::string end = what == "setting lock" ? ")\n" : ")";
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "syserr_report: ERROR " + what + " (Input/output error" + end);
+    EXPECT_EQ(folder.read("errors").substr(0, 20), header);
+  }
+}
+
+// Starts a process that reports records of its name and their number.
 pid_t startWriter(const std::string& path, uint8_t name, int reports) {
   const pid_t writer = fork();
   if (writer != 0) return writer;
   bool written = true;
-  for (int i = 0; i < reports; ++i)
-    written &= reportOnce(path, Record{name, static_cast<uint8_t>(i)});
+  for (int i = 0; i < reports; ++i) written &= report(path, name, static_cast<uint8_t>(i));
   _exit(written ? 0 : 1);
 }
 
 TEST(SyserrReport, LosesNoRecordOfSeveralWriters) {
   const TestFolder folder;
-  const std::string path = folder.path("errors");
-  for (uint8_t name = 0; name < 5; ++name) startWriter(path, name, 50);
+  for (uint8_t name = 0; name < 5; ++name) startWriter(folder.path("errors"), name, 50);
   int status = -1;
   while (wait(&status) > 0) EXPECT_EQ(status, 0);
-  const std::string file = folder.read("errors");
-  EXPECT_EQ(file.substr(0, 20), bytesOf({4243, 64, 249, 250, 250}));
   std::set<std::string> records;
-  for (size_t at = 20; at < file.size(); at += 64) records.insert(file.substr(at, 2));
+  for (uint32_t slot = 0; slot < 250; ++slot)
+    records.insert(recordAt(folder.read("errors"), slot).substr(0, 2));
   EXPECT_EQ(records.size(), 250U);
 }
 
-// A ring stays readable when its writers die at any point: header and file size agree, and a
-// writer goes on behind the last record.
-TEST(SyserrReport, StaysReadableWhenWritersAreKilled) {
+TEST(SyserrReport, GoesOnBehindTheLastRecordWhenAWriterIsKilled) {
   const TestFolder folder;
-  const std::string path = folder.path("errors");
-  std::mt19937 random(1);
-  for (int round = 0; round < 40; ++round) {
-    const pid_t victim = startWriter(path, 'v', 100000);
-    const pid_t survivor = startWriter(path, 's', 10);
-    usleep(static_cast<useconds_t>(random() % 3000));
+  for (useconds_t round = 0; round < 40; ++round) {
+    const pid_t victim = startWriter(folder.path("errors"), 'v', 100000);
+    usleep(round * 71);
     kill(victim, SIGKILL);
-    int status = -1;
     waitpid(victim, nullptr, 0);
-    waitpid(survivor, &status, 0);
-    ASSERT_EQ(status, 0) << "round " << round;
-    ASSERT_TRUE(reportOnce(path, Record{'l'}));
-
-    const std::string file = folder.read("errors");
-    const ErrorFileHeader header = headerOf(file);
-    ASSERT_EQ(file.substr(0, 8), bytesOf({4243, 64, 0, 0, 0}).substr(0, 8));
-    ASSERT_LT(header.lastslot, header.recordcount);
-    ASSERT_GE(file.size(), sizeof header + kErrorRecordSize * header.recordcount);
-    ASSERT_EQ(recordOf(file, header)[0], 'l');
+    ASSERT_TRUE(report(folder.path("errors"), 'l'));
+    ErrorFileHeader header;
+    std::memcpy(&header, folder.read("errors").data(), sizeof header);
+    ASSERT_EQ(recordAt(folder.read("errors"), header.lastslot)[0], 'l');
   }
 }
 

@@ -1,151 +1,150 @@
-// Texts, words, numbers, dates, packed digits, bits, lines and the master configuration.
+// Words, numbers, lines, paths, packed digits and bits.
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <map>
+#include <random>
+#include <vector>
 
 #include "support/bits.h"
-#include "support/datetime.h"
+#include "support/faults.h"
 #include "support/fieldscanner.h"
 #include "support/linelist.h"
-#include "support/linereader.h"
-#include "support/masterconfiguration.h"
 #include "support/packeddecimal.h"
-#include "support/script.h"
 #include "support/testfiles.h"
 #include "support/textutil.h"
 #include "support/tokenizer.h"
 
 namespace badgemint {
-namespace {
 
-TEST(Text, FollowsTheTranscript) {
-  const auto words = [](Step& c, const char* delimiters) {
+using Row = std::array<std::string, 3>;
+
+TEST(Tokenizer, SplitsIntoAtMost150WordsUpToAComment) {
+  std::string blanks, bars;
+  for (int i = 0; i < 150; ++i, blanks += "w ") bars += "w|";
+  const std::map<std::string, std::string> cases = {
+      {" \t\r\n=", ""},         {"a=b # c", "a|b|"}, {"abc#def ghi", "abc|ghi|"},
+      {"abc #def ghi", "abc|"}, {"a\vb", "a\vb|"},   {blanks + "x", bars},
+  };
+  for (const auto& [text, expected] : cases) {
+    std::string line = text, words;
     Tokenizer tokens;
-    tokens.split(c.text.data(), delimiters);
-    while (const char* const word = tokens.next()) c.out << word << '|';
-    c.out << tokens.count() << (tokens.next() == nullptr ? "" : " and more");
-  };
-  Commands on;
-  on["words"] = [&](Step& c) { words(c, kWordDelimiters); };
-  on["blank-words"] = [&](Step& c) { words(c, " "); };
-  on["take-apart"] = [](Step& c) {
-    Tokenizer tokens;
-    tokens.split(c.text.data(), " ");
-    c.out << tokens.stripEqualsFirst() << ' ' << tokens.unquoteSecond();
-    tokens.next();
-    tokens.next();
-    c.out << ' ' << tokens.nextInt();
-    c.out << ' ' << tokens.nextInt();
-  };
-  on["join"] = [](Step& c) { c.out << joinedPath(c.name(0), c.name(1)).get(); };
-  // A buffer of N characters.
-  on["join-into"] = [](Step& c) {
-    std::string name = c.word(1);
-    name.resize(c.as<size_t>(2));
-    joinPath(c.name(0), name.data(), name.size());
-    c.out << name.c_str();
-  };
-  on["blank"] = [](Step& c) { c.out << isBlank(c.text.c_str()); };
-  // Into 4 bytes, and back.
-  on["pack"] = [](Step& c) {
-    std::array<uint8_t, 4> bytes = {0xEE, 0xEE, 0xEE, 0xEE};
-    packDigits(c.word(0), bytes);
-    c.out << hexLines(bytes) << ' ' << DigitText<8>(bytes).c_str();
-  };
-  on["unpack-AE"] = [](Step& c) { c.out << DigitText<2>(std::array<uint8_t, 1>{0xAE}).c_str(); };
-  on["saturates"] = [](Step& c) { c.out << scanInt64(c.name(0)).saturated; };
-  on["date"] = [](Step& c) {
-    uint32_t seconds = 7;
-    c.out << parseDateTime(c.text.c_str(), seconds);
-    c.out << ' ' << seconds;
-  };
-  on["join-date"] = [](Step& c) {  // End of the period, date, time.
-    const PeriodEnd end = c.word(0) == "start" ? PeriodEnd::kStart : PeriodEnd::kEnd;
-    uint32_t seconds = 7;
-    c.out << joinDateTime(end, c.word(1), c.word(2)).data();
-    c.out << ' ' << parsePeriodEnd(end, c.word(1), c.word(2), seconds) << ' ' << seconds;
-  };
-  on["format-date"] = [](Step& c) { c.out << formatDateTime(c.as<uint32_t>(0)).data(); };
-  on["split-date"] = [](Step& c) {
-    const DateAndTime parts = splitDateTime(c.word(0));
-    c.out << parts.date.data() << ' ' << parts.time.data();
-  };
-  // Lines with room for N at first.
-  std::optional<LineList> lines;
-  on["lines"] = [&](Step& c) { c.out << lines.emplace(7, c.as<int32_t>(0)).capacity(); };
-  on["add-line"] = [&](Step& c) {
-    c.out << lines->add(c.text.c_str()) << ' ' << lines->count() << '/' << lines->capacity();
-  };
-  on["line"] = [&](Step& c) {
-    const char* const line = lines->get(c.as<int32_t>(0));
-    c.out << (line != nullptr ? line : "none");
-  };
-  play("support/text.txt", on);
+    tokens.split(line.data(), kWordDelimiters);
+    for (uint32_t i = 0; i < tokens.count(); ++i) words += tokens.next() + std::string("|");
+    EXPECT_EQ(words, expected);
+    for (int i = 0; i < 2; ++i) EXPECT_EQ(tokens.next(), nullptr);
+  }
 }
 
-TEST(MasterConfiguration, FollowsTheTranscript) {
-  std::optional<MasterConfiguration> configuration;
-  LineReader reader;
-  Commands on;
-  on["load"] = [&](Step& c) {
-    std::ofstream("conf") << c.input;
-    configuration.emplace(1, "conf");
+TEST(Tokenizer, TakesWordsApart) {
+  Tokenizer tokens;
+  EXPECT_EQ(tokens.stripEqualsFirst(), tokens.unquoteSecond());  // Neither is there.
+  const std::map<std::string, std::string> cases = {
+      {"name= \"value\" 12x", "name"}, {"name value 12", "name"}, {"name== \"value 12", "name="}};
+  for (const auto& [line, name] : cases) {
+    std::string words = line;
+    tokens.split(words.data(), " ");
+    EXPECT_EQ(tokens.stripEqualsFirst(), name);
+    EXPECT_STREQ(tokens.unquoteSecond(), "value");
+    EXPECT_EQ(tokens.nextInt() + tokens.nextInt() + tokens.nextInt() + tokens.nextInt(), 12);
+  }
+}
+
+TEST(FieldScanner, ReadsWhatTheCLibraryReads) {
+  std::vector<std::string> pieces = {"9223372036854775807",  "9223372036854775808",
+                                     "18446744073709551615", "18446744073709551616",
+                                     "999999999999999999",   "9223372036854775809"};
+  for (const char c : std::string(" \t\v\x1F\xA0-+//:0942x")) pieces.emplace_back(1, c);
+  std::mt19937 random(1);
+  for (int i = 0; i < 100000; ++i) {
+    std::string text;
+    for (size_t n = random() % 9; n > 0; --n) text += pieces[random() % pieces.size()];
+    const char* const start = text.c_str();
+    long long first = 0;
+    unsigned long long second = 0;
+    char word[6] = "", last[2] = "";
+    const int fields = std::sscanf(start, "%lld%llu/%5s%1s", &first, &second, word, last);
+    FieldScanner scanner(start);
+    ASSERT_EQ(scanner.nextInt(), static_cast<int32_t>(first)) << text;
+    ASSERT_EQ(scanner.nextUnsigned(), static_cast<uint32_t>(second)) << text;
+    scanner.expect('/');
+    ASSERT_EQ(scanner.nextWord(5), word) << text;
+    ASSERT_EQ(scanner.nextWord(1), last) << text;
+    ASSERT_EQ(scanner.failed(), fields != 4) << text;
+
+    errno = 0;
+    const int64_t value = std::strtoll(start, nullptr, 10);
+    ASSERT_EQ(textToInt32(start), static_cast<int32_t>(value)) << text;
+    ASSERT_EQ(scanInt64(start).value, value) << text;
+    ASSERT_EQ(scanInt64(start).saturated, errno == ERANGE) << text;
+    SaturatedInt64 digits{7, false};
+    const bool isNumber = text.find_first_not_of("0123456789") == std::string::npos;
+    ASSERT_EQ(digitsToInt64(text, digits), isNumber) << text;
+    ASSERT_EQ(digits.value, isNumber ? value : 7) << text;
+    ASSERT_EQ(digits.saturated, isNumber && errno == ERANGE) << text;
+    ASSERT_EQ(isBlank(start), text.find_first_not_of(" \t\n\v\f\r") == std::string::npos) << text;
+  }
+}
+
+TEST(LineList, GrowsByTenLinesAndReportsThatThereIsNoMemory) {
+  for (const int nth : {0, 1, 2, 3}) {  // None, the first line's room, that line, more room.
+    TestLog log;
+    const ArmedFault fault({.call = "allocate", .nth = nth});
+    LineList lines(0x10007, 1);
+    EXPECT_EQ(lines.add("first"), nth == 2 ? -100 : 0);
+    EXPECT_EQ(lines.add("second"), nth == 2 ? 0 : nth == 3 ? -100 : 1);
+    EXPECT_EQ(lines.capacity(), nth == 0 ? 11 : nth == 1 ? 10 : 1);
+    EXPECT_STREQ(lines.get(0), nth == 2 ? "second" : "first");
+    EXPECT_EQ(lines.get(lines.count()), lines.get(-1));
+    const std::string what = nth == 2 ? "line" : "_lines";
+    EXPECT_EQ(log.take(), nth == 0 ? "" : "[report 7/2 \"" + what + "\"]\n");
+  }
+}
+
+TEST(TextUtil, JoinsPathsByABackslash) {
+  const std::string n255(255, 'n');
+  const Row cases[] = {
+      {"data", "cards.txt", "data\\cards.txt"},
+      {"data\\", "cards.txt", "data\\cards.txt"},
+      {"data/", "", "data/\\"},
+      {"", n255, n255},
+      {"d", n255, "d\\" + n255.substr(3)},
   };
-  on["load-missing"] = [&](Step& c) { configuration.emplace(1, c.name(0)); };
-  on["save"] = [&](Step& c) { c.out << configuration->save(c.name(0)); };
-  on["number"] = [&](Step& c) { c.out << configuration->number(c.name(0)); };
-  on["find"] = [&](Step& c) { c.out << (configuration->find(c.name(0)) ? "found" : "none"); };
-  on["set"] = [&](Step& c) { c.out << configuration->setValue(c.name(0), c.name(1)); };
-  on["exists"] = [&](Step& c) { c.out << configuration->entryFileExists(c.name(0)); };
-  on["open"] = [&](Step& c) {
-    errno = EINVAL;
-    c.out << configuration->openEntryFile(c.name(0), reader);
-    if (errno != EINVAL) c.out << (errno == 0 ? " no error" : " missing");
+  for (const auto& [folder, name, path] : cases)
+    EXPECT_EQ(joinedPath(folder.c_str(), name.c_str()).get(), path);
+  char name[] = "name\0no room";
+  joinPath("data", name, 0);
+  EXPECT_STREQ(name, "name");
+  joinPath("data", name, 8);
+  EXPECT_STREQ(name, "data\\na");
+}
+
+TEST(PackedDecimal, EndsWithOneFiller) {
+  const Row cases[] = {
+      {"0", "0FEEEEEE", "0"},
+      {"1234", "1234F0EE", "1234"},
+      {"9876543", "9876543F", "9876543"},
+      {"123456789", "12345678", "12345678"},
   };
-  play("support/masterconfiguration.txt", on);
+  for (const auto& [digits, packed, unpacked] : cases) {
+    std::array<uint8_t, 4> bytes = {0xEE, 0xEE, 0xEE, 0xEE};
+    packDigits(digits, bytes);
+    EXPECT_EQ(hexLines(bytes), packed);
+    EXPECT_EQ(DigitText<8>(bytes).c_str(), unpacked);
+  }
+  EXPECT_STREQ(DigitText<2>(std::array<uint8_t, 1>{0xAE}).c_str(), ":>");
 }
 
 TEST(Bits, ArePositionsMostSignificantFirst) {
-  uint8_t bytes[2] = {0, 0xFF};
-  setBit(bytes, 0);
-  setBit(bytes, -1);
-  clearBit(bytes, 9);
-  clearBit(bytes, -7);
-  EXPECT_EQ(getBit(bytes, 0) + 2 * getBit(bytes, 9) + 4 * getBit(bytes, -1), 1);
+  std::array<uint8_t, 2> bytes = {0x00, 0xFF};
+  for (const int32_t position : {-7, -1, 0, 7}) setBit(bytes.data(), position);
+  for (const int32_t position : {-7, -1, 8, 15}) clearBit(bytes.data(), position);
+  for (const int32_t position : {-7, -1, 6, 8}) EXPECT_EQ(getBit(bytes.data(), position), 0);
+  for (const int32_t position : {0, 7, 9, 14}) EXPECT_EQ(getBit(bytes.data(), position), 1);
   testing::internal::CaptureStdout();
   printHexLine(bytes);
   printBitLine(bytes);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "80 BF \n10000000  10111111  \n");
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "81 7E \n10000001  01111110  \n");
 }
 
-TEST(LineReader, ReadsAsFgetsDoes) {
-  const TestFolder folder;
-  std::string content = "short\n" + std::string(29, 'a') + "\n" + std::string(31, 'b') + "\n\n";
-  content += std::string("nul\0 hidden\n", 12) + std::string(200'000, 'c') + "\r\nlast";
-  const std::string path = folder.write("lines", content);
-
-  LineReader reader;
-  ASSERT_TRUE(reader.open(path.c_str()));
-  std::FILE* const file = std::fopen(path.c_str(), "r");
-  char expected[31];
-  while (std::fgets(expected, sizeof expected, file) != nullptr) {
-    ASSERT_EQ(reader.readLine(30), LineReader::Status::kLine);
-    ASSERT_STREQ(reader.line(), expected);
-  }
-  std::fclose(file);
-  for (int i = 0; i < 2; ++i) EXPECT_EQ(reader.readLine(30), LineReader::Status::kEnd);
-
-  ASSERT_TRUE(reader.open(path.c_str()));
-  for (size_t i = 0; i < content.size(); ++i) {
-    if (i == 6) {  // Bytes and lines may take turns.
-      ASSERT_EQ(reader.readLine(30), LineReader::Status::kLine);
-      i += 30;
-    }
-    ASSERT_EQ(reader.readByte(), static_cast<unsigned char>(content[i]));
-  }
-  EXPECT_EQ(reader.readByte(), -1);
-  EXPECT_FALSE(reader.failed());
-}
-
-}  // namespace
 }  // namespace badgemint

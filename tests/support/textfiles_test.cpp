@@ -1,0 +1,133 @@
+// Reading and writing text files: lines, texts, and the master table.
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstring>
+#include <random>
+
+#include "support/faults.h"
+#include "support/linereader.h"
+#include "support/masterconfiguration.h"
+#include "support/testfiles.h"
+#include "support/textwriter.h"
+
+namespace badgemint {
+
+using Status = LineReader::Status;
+
+// Lines and bytes in turn, with NULs and limits of any length, several buffers of them.
+TEST(LineReader, ReadsAsTheCLibrary) {
+  std::mt19937 random(1);
+  std::string text;
+  for (int i = 0; i < 400; ++i)
+    text += std::string(random() % 1500, 'a') + '\0' + std::string(random() % 40, 'b') + "\r\n\n";
+  const TestFolder folder;
+  const std::string path = folder.write("lines", text + "last");
+  for (const char* const call : {"none", "read"}) {
+    const ArmedFault halves({.call = call, .nth = 1, .forEver = true, .isShort = true});
+    LineReader reader;
+    ASSERT_TRUE(reader.open(path.c_str()));
+    std::FILE* const file = std::fopen(path.c_str(), "r");
+    char expected[1025] = "";
+    while (std::feof(file) == 0) {
+      ASSERT_EQ(reader.readByte(), std::fgetc(file));
+      const int limit = 1 + static_cast<int>(random() % 1024);
+      const bool more = std::fgets(expected, limit + 1, file) != nullptr;
+      ASSERT_EQ(reader.readLine(limit), more ? Status::kLine : Status::kEnd);
+      ASSERT_TRUE(!more || std::strcmp(reader.line(), expected) == 0);
+      std::memset(reader.line(), '\n', std::strlen(reader.line()));  // A line may be changed.
+    }
+    std::fclose(file);
+    EXPECT_FALSE(reader.failed());
+  }
+}
+
+TEST(LineReader, TellsAReadErrorFromTheEnd) {
+  const TestFolder folder;
+  LineReader reader;
+  EXPECT_FALSE(reader.open(folder.path("none").c_str()));
+  ASSERT_TRUE(reader.open(folder.write("lines", "whole\nlost").c_str()));
+  const ArmedFault fault({.call = "read", .nth = 2});
+  for (const Status status : {Status::kLine, Status::kError, Status::kError})
+    EXPECT_EQ(reader.readLine(100), status);
+  EXPECT_TRUE(reader.failed());
+}
+
+TEST(TextWriter, WritesEverythingInOrderAndRemembersAFailure) {
+  const TestFolder folder;
+  TextWriter writer;
+  EXPECT_FALSE(writer.open(folder.path("none/text").c_str()) || writer.good());
+  for (const bool fails : {true, false}) {
+    ASSERT_TRUE(writer.open(folder.path("text").c_str()));
+    const ArmedFault fault({.call = "write", .nth = 3, .isShort = !fails});
+    std::string expected;
+    for (size_t i = 0; i < 3000; ++i) {
+      const std::string text(i % 100 == 0 ? 16 * i : i % 7, 'a');
+      writer.write(text);
+      writer.writeInt(INT64_MIN);
+      writer.writeChar('\n');
+      expected += text + "-9223372036854775808\n";
+    }
+    EXPECT_EQ(writer.good(), !fails);
+    EXPECT_EQ(writer.close(), !fails);
+    EXPECT_EQ(folder.read("text") == expected, !fails);
+  }
+}
+
+TEST(MasterConfiguration, WritesBackWhatItReads) {
+  const std::string a127(127, 'a');
+  std::string forty;
+  for (int i = 0; i < 40; ++i) forty += std::to_string(i) + " v 1\n";
+  const std::array<std::string, 3> cases[] = {
+      {"\n \t\r\n# none\na=b\t5 7 8\r\n", "", "a b 5\n"},
+      {"\nlonely\na#x b#c -3x\n", "[report 1/14 \"line 2:no task path\"]\n", "a b -3\n"},
+      {"a b 5000000000", "", "a b 705032704\n"},
+      {a127 + "X " + a127.substr(1), "", a127 + " " + a127.substr(1) + " 0\n"},
+      {"n " + a127 + "X", "", "n " + a127 + " 0\n"},
+      {std::string("n v").append(251, ' ') + "12 13", "", "n v 1\n2 13 0\n"},
+      {forty + "z z", "[report 1/14 \"line 41: exceeds param limit\"]\n", forty},
+  };
+  const TestFolder folder;
+  for (const auto& [text, reports, saved] : cases) {
+    TestLog log;
+    MasterConfiguration table(0x10001, folder.write("conf", text).c_str());
+    EXPECT_TRUE(table.save(folder.path("saved").c_str()));
+    EXPECT_EQ(log.take(), reports);
+    EXPECT_EQ(folder.read("saved"), saved);
+  }
+}
+
+TEST(MasterConfiguration, FindsAndChangesTheFirstEntryWhateverTheCase) {
+  const TestFolder folder;
+  const std::string path = folder.write("conf", "ReadersFile none/file 1\nreadersFILE two 2\n");
+  MasterConfiguration table(1, path.c_str());
+  TestLog log;
+  LineReader reader;
+  EXPECT_EQ(table.number("READERSFILE"), 1);
+  EXPECT_EQ(table.number("readersfil"), 0);
+  for (const char* const name : {"readersfile", "none"}) {
+    EXPECT_FALSE(table.entryFileExists(name) || table.openEntryFile(name, reader));
+    EXPECT_EQ(errno, *name == 'r' ? ENOENT : 0);
+  }
+  EXPECT_FALSE(table.setValue("none", "x"));
+  EXPECT_EQ(log.take(), "[report 1/16 \"none/file\"]\n[report 1/15 \"none\"]\n");
+  EXPECT_TRUE(table.setValue("readersfile", path.c_str()));
+  EXPECT_TRUE(table.entryFileExists("readersfile") && table.openEntryFile("readersfile", reader));
+  table.load();
+  EXPECT_STREQ(table.find("readersfile")->value.data(), "none/file");
+  EXPECT_FALSE(table.save("/dev/full"));
+  EXPECT_EQ(log.take(), "[report 1/14 \"/dev/full\"]\n");
+}
+
+TEST(MasterConfiguration, TellsOnceThatAFileDoesNotOpen) {
+  const std::string told = "[syslog 3] MasterConfiguration: failed to open master configuration (";
+  const std::string p128(128, 'p');
+  TestLog log;
+  MasterConfiguration table(1, (p128 + "X").c_str());
+  EXPECT_EQ(table.find("a"), nullptr);
+  EXPECT_EQ(log.take(), told + p128 + ")\n[report 1/14 \"" + p128 + "\"]\n");
+  EXPECT_FALSE(table.save("none/saved"));
+  EXPECT_EQ(log.take(), told + "none/saved)\n[report 1/14 \"none/saved\"]\n");
+}
+
+}  // namespace badgemint
