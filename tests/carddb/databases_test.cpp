@@ -97,6 +97,10 @@ TEST(Databases, ReadsAheadWhatReadsOneByOneGive) {
     EXPECT_EQ(result, recno < 400 ? 0 : isNext ? -2 : -341);
     EXPECT_TRUE(recno >= 400 || record<AccessFile> == list[recno++]);
   }
+  // What is written meanwhile is read again.
+  EXPECT_EQ(file.writeRecordAt(list[0], 5), 0);
+  EXPECT_EQ(file.readRecordAt(record<AccessFile>, 5), 0);
+  EXPECT_EQ(record<AccessFile>, list[0]);
 }
 
 // The buffered write goes on after an interruption, the single one does not; without memory for the

@@ -70,13 +70,14 @@ TEST(AccessRecord, HasTexts) {
                "1970/01/02-00:00:00 21 31 32 33 0");
   record.toShortText(text);
   EXPECT_STREQ(text, "0000000007  \x12\x34\xF0 11 12 13 14 15 16 17 18 1 1 0 22 31 32 33 0");
-  record.bitflds = 0x32;  // Flags 1, 4 and 5.
+  record.bitflds = 0x32;  // Flags 1, 4 and 5; a PIN that fills its field.
+  record.pincode = {0x31, 0x32, 0x33, 0x34};
   record.toText(text);
   EXPECT_STREQ(text,
-               "1234 0000000007 11 12 13 14 15 16 17 18 0 0 1 0 1 22 0 "
+               "31323334 0000000007 11 12 13 14 15 16 17 18 0 0 1 0 1 22 0 "
                "1970/01/02-00:00:00 21 31 32 33 1");
   record.toShortText(text);
-  EXPECT_STREQ(text, "0000000007  \x12\x34\xF0 11 12 13 14 15 16 17 18 0 0 1 22 31 32 33 1");
+  EXPECT_STREQ(text, "0000000007 1234 11 12 13 14 15 16 17 18 0 0 1 22 31 32 33 1");
 }
 
 TEST(AccessRecord, TurnsABlankPinInto0AndTellsItOnce) {
