@@ -230,7 +230,7 @@ TEST(IdentFile, TellsTheCardSetsThatAreNotLoaded) {
   cardsets sets;
   EXPECT_EQ(sets.load(here.write("sets", "f 7 1\n").c_str()), 0);
   std::vector<IdentRecord> records;
-  for (const uint32_t code : {0, 1, 7, 253, 254, 255}) records.push_back({{}, 1, code});
+  for (const uint32_t code : {0u, 1u, 7u, 253u, 254u, 255u}) records.push_back({{}, 1, code});
   IdentFile file;
   EXPECT_EQ(file.setFileName("ident"), 0);
   writeRecords("ident", records);
