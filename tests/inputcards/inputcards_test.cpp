@@ -1,28 +1,177 @@
+// The lines that the loader refuses, and what it says of them.
 #include "inputcards/inputcards.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
-#include <optional>
-
-#include "support/script.h"
+#include "support/result.h"
 #include "support/testsite.h"
+
+// There is one only under AddressSanitizer, which needs an address space without limits.
+extern "C" __attribute__((weak)) void __asan_init();
 
 namespace badgemint {
 namespace {
 
-TEST(InputCards, FollowTheTranscripts) {
-  std::optional<InputCards> loader;
-  Commands on;
-  on["build"] = [](Step& c) {
-    c.out << buildCards(c.input) << (std::filesystem::exists("ident") ? "" : ", no databases");
-  };
-  on["loader"] = [&](Step& c) { loader.emplace(c.name(0), c.name(1), c.name(2), c.name(3)); };
-  on["formats"] = [&](Step& c) { c.out << loader->loadFormats("", c.name(0)); };
-  on["pass"] = [&](Step& c) { c.out << (c.number(0) == 1 ? loader->pass1() : loader->pass2()); };
+struct Case {
+  std::string cards;
+  int32_t result;
+  std::string log;
+};
 
-  for (const char* const part :
-       {"rejected-lines", "duplicates", "line-types", "failing-files", "hostile-sizes"})
-    play(std::string("inputcards/") + part + ".txt", on);
+// The second pass alone.
+int32_t write(const std::string& cards, const char* ident = "ident",
+              const char* access = "access") {
+  std::ofstream("cards") << cards;
+  InputCards loader("cards", ident, access, "sets");
+  EXPECT_EQ(loader.loadFormats("", "formats"), 0);
+  return loader.pass2();
+}
+
+// A log that takes nothing, or none at all, changes no result. The second pass trusts nothing:
+// alone it refuses the same lines.
+void expectBuilds(const std::vector<Case>& cases) {
+  const TestSite site;
+  TestLog log(25);
+  for (const auto& [cards, result, text] : cases) {
+    SCOPED_TRACE(cards.substr(0, 100));
+    EXPECT_EQ(buildCards(cards), result);
+    EXPECT_EQ(log.take(), text);
+    EXPECT_EQ(std::filesystem::exists("ident"), result == 0) << "pass 1 writes nothing";
+    for (const bool isThere : {true, false}) {
+      log.logger().setThreshold(UINT32_MAX);
+      theLogger = isThere ? &log.logger() : nullptr;
+      EXPECT_EQ(buildCards(cards), result);
+    }
+    if (result < 0) {
+      EXPECT_EQ(write(cards), result);
+    }
+    log.logger().setThreshold(25);
+    log.publish();
+  }
+}
+
+std::string times(size_t count, char c) {
+  return std::string(count, c);
+}
+
+const std::string kNumber = "[25 inputcards] Invalid card number on line#=";
+const std::string kPin = "[25 inputcards] Invalid pin code on line#=";
+const std::string kCount = "[0 inputcards] Number of cards=";
+const std::string kWord = "[25 inputcards] Error reading multicardsline ";
+
+TEST(InputCards, RefuseLinesOfNoType) {
+  const std::string invalid = "[25 inputcards] Invalid line in input cards line#=";
+  expectBuilds({
+      {" c 1 1 0 1", -503, invalid + "1\n[25 inputcards] line= c 1 1 0 1\n"},
+      {"#\n\n \t\v\f\r\nx", -503, invalid + "4\n[25 inputcards] line=x\n"},
+      {"F 1 1\n", -503, invalid + "1\n[25 inputcards] line=F 1 1\n\n"},
+      {"#" + times(299, 'x') + "\n", 0, kCount + "0\n"},
+      {"#" + times(300, 'x'), -503, invalid + "2\n[25 inputcards] line=x\n"},
+      {"c" + times(8 << 20, ' '), -1006, "[25 inputcards] Invalid cardset ID 0, line#=1\n"},
+  });
+}
+
+TEST(InputCards, CheckTheCardSetOfALine) {
+  const std::string invalid = "[25 inputcards] Invalid cardset ID ";
+  expectBuilds({
+      {"f", -508, "[25 inputcards] Error reading fieldsline card set ID, line#=1\n"},
+      {"f 0 1", -1006, invalid + "0, line#=1\n"},
+      {"f 254 1", -1006, invalid + "254, line#=1\n"},
+      {"f 1 1\nf 253 2\nc 1 7 0 1\nc 253 7 0 2", 0, kCount + "2\n"},
+      {"c 0 1 0 1", -1006, invalid + "0, line#=1\n"},
+      {"c 254 1 0 1", -1006, invalid + "254, line#=1\n"},
+      {"d 254 1 1 1", -1006, invalid + "254, line#=1\n"},
+      {"c 9 1 0 1", -1006, "[25 card_functions] Card set 9 not defined (no f line), line#=1 \n"},
+      {"d 9 1 1 1", -1006, "[25 inputcards] Card set 9 not defined (no f line), line#=1 \n"},
+      {"f 7 9\nc 7 1 0 1", -1007, "[25 card_functions] Format 9 not defined, line#=2 \n"},
+      {"f 7 9\nd 7 1 1 1", -1007, "[25 inputcards] Card format 9 not defined, line#=2\n"},
+      {"fx 3 1", -1006,
+       "[25 cardsets] id out of range in card sets file, line 1\n"
+       "[25 inputcards] Error adding cardset ID 3, line#=1\n"},
+  });
+}
+
+TEST(InputCards, CheckNumbersAndPins) {
+  const std::string bad = "[25 card_functions] Invalid card number ";
+  const std::string badPin = "[25 card_functions] Invalid pin code ";
+  expectBuilds({
+      {"f 1 1\nc 1", -1010, kNumber + "2\n"},
+      {"n 0 12\x01 0 1", -1003, bad + "12\x01, must be hexidecimal\n" + kNumber + "1\n"},
+      {"n 0 12G 0 1", -1003, bad + "12G, must be hexidecimal\n" + kNumber + "1\n"},
+      {"n 0 " + times(32, 'f') + " 0 1", 0, kCount + "1\n"},
+      {"n 0 " + times(33, 'f'), -1003,
+       bad + times(33, 'f') + ", too many digits\n" + kNumber + "1\n"},
+      {"n 0 " + times(100, 'f'), -1003,
+       bad + times(99, 'f') + ", too many digits\n" + kNumber + "1\n"},
+      {"f 1 1\nc 1 1a 0 1", -1003, bad + "1a, must be numeric\n" + kNumber + "2\n"},
+      {"f 1 1\nd 1 1x 1 1", -1003, bad + "1x, must be numeric\n" + kNumber + "2\n"},
+      {"f 1 1\nc 1 " + times(31, '0') + "7 12345678 1", 0, kCount + "1\n"},
+      {"f 1 1\nc 1 65535 123456789 1", -1004,
+       badPin + "123456789, too many digits\n" + kPin + "2\n"},
+      {"n 0 12 12345678 1", 0, kCount + "1\n"},
+      {"n 0 12 1x 1", -1004, badPin + "1x, must be numeric\n" + kPin + "1\n"},
+      {"n 0 12 123456789", -1004, badPin + "123456789, too many digits\n" + kPin + "1\n"},
+      {"p 1234567890123456 1\no 6543210987654321 0", 0, kCount + "2\n"},
+      {"p 12345678901234567", -1004,
+       badPin + "12345678901234567, too many digits\n" + kPin + "1\n"},
+      {"o -1 1", -1004, badPin + "-1, must be numeric\n" + kPin + "1\n"},
+  });
+}
+
+TEST(InputCards, RefuseNumbersThatTheFormatCannotHold) {
+  const std::string mismatch = "[25 card_functions] Card mismatch cardno=";
+  expectBuilds({
+      {"f 1 1\nc 1 65535 0 1", 0, kCount + "1\n"},
+      {"f 1 1\nc 1 65536 0 1", -506, mismatch + "65536,chkcardno=0, line#=2\n"},
+      {"f 1 1\nc 1 99999999999999999999 0 1", -506,
+       mismatch + "9223372036854775807,chkcardno=65535, line#=2\n"},
+      {"f 1 1\nd 1 65535 1 1", 0, kCount + "1\n"},
+      {"f 1 1\nd 1 65535 2 1", -506, "[25 inputcards] Card mismatch cardno=65536, chkcardno=0\n"},
+  });
+}
+
+TEST(InputCards, LeaveOutTheCardsOfABlockThatAreNotTheirOwn) {
+  const TestSite site;
+  TestLog log(25);
+  EXPECT_EQ(write("f 1 1\nd 1 65535 2 1"), -506);
+  EXPECT_EQ(log.take(), "[25 inputcards] Card mismatch cardno=65536, chkcardno=0, line#=2\n");
+  EXPECT_EQ(contentOf("ident").size(), 28);
+}
+
+TEST(InputCards, NeedFiveWordsOfABlock) {
+  expectBuilds({
+      {"d", -507, kWord + "card set ID, line#=1\n"},
+      {"d 1\r\n", -507, kWord + "first card, line#=1\n"},
+      {"d 1 1", -507, kWord + "number of cards, line#=1\n"},
+      {"d\t1 1 1 1", -507, kWord + "first unique ID, line#=1\n"},
+  });
+}
+
+// The buffers of both databases are written when that of the access database is full, after 1489
+// records: by whatever line comes next.
+TEST(InputCards, FailWithTheLineWhoseRecordFindsNoRoom) {
+  const TestSite site;
+  for (const char* const line :
+       {"c 1 7 0 5000", "n 0 AB 0 5000", "p 77 5000", "o 77 1489", "d 1 7 1 5000"}) {
+    const std::string cards = std::string("f 1 1\nf 2 2\nd 2 1 1489 1\n") + line + "\nx";
+    EXPECT_EQ(write(cards, "/dev/full"), -385) << line;
+    EXPECT_EQ(write(cards, "ident", "/dev/full"), -342) << line;
+  }
+}
+
+// As under `ulimit -v`.
+TEST(InputCards, EndAnEndlessBlockWithTheMemoryOfTheProcess) {
+  if (__asan_init != nullptr) GTEST_SKIP();
+  const TestSite site;
+  TestLog log(25);
+  rlimit before{};
+  getrlimit(RLIMIT_AS, &before);
+  const rlimit lower = {rlim_t{256} << 20, before.rlim_max};
+  setrlimit(RLIMIT_AS, &lower);
+  EXPECT_EQ(buildCards("f 2 2\nd 2 1 2147483647 1\n"), kOutOfMemory);
+  setrlimit(RLIMIT_AS, &before);
+  EXPECT_EQ(log.take(), "[25 cardindex] Not enough memory to create card index\n");
 }
 
 }  // namespace

@@ -61,53 +61,34 @@ TEST(InputFile, CanBeReadTwice) {
   EXPECT_EQ(loader.pass2(), kSuccess);
 }
 
-TEST(InputFile, ChangesBetweenThePasses) {
-  const TestSite site;
-  const TestLog log;
+// A build whose ident database and log are these files, with something between its passes.
+int32_t build(const char* ident, Logger& log, const std::string& appended) {
+  theLogger = &log;
   std::ofstream("cards") << kCards;
-  InputCards loader("cards", "ident", "access", "cardsets");
-  ASSERT_EQ(loader.loadFormats("", "formats"), kSuccess);
-  ASSERT_EQ(loader.pass1(), kSuccess);
-  std::ofstream("cards", std::ios::app) << "c 1 8 0 2\n";
-  EXPECT_EQ(loader.pass2(), kInputReadFailed);
+  InputCards loader("cards", ident, "access", "cardsets");
+  int32_t result = loader.loadFormats("", "formats");
+  if (result == kSuccess) result = loader.pass1();
+  std::ofstream("cards", std::ios::app) << appended;
+  return result == kSuccess ? loader.pass2() : result;
+}
+
+TEST(InputFile, ChangesDuringTheBuild) {
+  const TestSite site;
+  TestLog log(25);
+  EXPECT_EQ(build("ident", log.logger(), "c 1 8 0 2\n"), kInputReadFailed) << "between the passes";
   EXPECT_FALSE(std::filesystem::exists("ident"));
-}
-
-// The log goes to the cards file: the first line that is checked appends to it.
-TEST(InputFile, ChangesInTheFirstPass) {
-  const TestSite site;
-  Logger logger("cards", 75);
-  theLogger = &logger;
-  std::ofstream("cards") << "f 1 1 A 21\n";
-  InputCards loader("cards", "ident", "access", "cardsets");
-  ASSERT_EQ(loader.loadFormats("", "formats"), kSuccess);
-  EXPECT_EQ(loader.pass1(), kInputReadFailed);
-  theLogger = nullptr;
-  EXPECT_TRUE(contentOf("cards").ends_with(changed("cards")));
-}
-
-// The ident database is the cards file: opening the one empties the other.
-TEST(InputFile, ChangesInTheSecondPass) {
-  const TestSite site;
-  TestLog log(25);
-  std::ofstream("cards") << kCards;
-  InputCards loader("cards", "cards", "access", "cardsets");
-  ASSERT_EQ(loader.loadFormats("", "formats"), kSuccess);
-  ASSERT_EQ(loader.pass1(), kSuccess);
-  log.take();
-  EXPECT_EQ(loader.pass2(), kInputReadFailed);
-  EXPECT_EQ(log.take(), changed("cards"));
+  EXPECT_EQ(build("cards", log.logger(), ""), kInputReadFailed) << "is the ident database as well";
+  EXPECT_TRUE(log.take().ends_with(changed("cards")));
   EXPECT_FALSE(std::filesystem::exists("cardsets"));
-}
-
-TEST(InputFile, HasAsManyCredentialsInBothPasses) {
-  const TestSite site;
-  TestLog log(25);
+  Logger inCards("cards", 75);
+  EXPECT_EQ(build("ident", inCards, ""), kInputReadFailed)
+      << "is the log of the first pass as well";
+  EXPECT_TRUE(contentOf("cards").ends_with(changed("cards")));
+  theLogger = nullptr;
   std::ofstream("cards") << kCards;
-  InputCards loader("cards", "ident", "access", "cardsets");
-  ASSERT_EQ(loader.loadFormats("", "formats"), kSuccess);
-  EXPECT_EQ(loader.pass2(), kInputReadFailed) << "there was no first pass";
-  EXPECT_EQ(log.take(), changed("cards"));
+  InputCards unchecked("cards", "ident", "access", "cardsets");
+  EXPECT_EQ(unchecked.loadFormats("", "formats"), kSuccess);
+  EXPECT_EQ(unchecked.pass2(), kInputReadFailed) << "has other credentials than the first pass saw";
 }
 
 }  // namespace

@@ -68,13 +68,16 @@ class TestLog {
  public:
   explicit TestLog(uint32_t threshold = 100) {
     _logger.emplace(_folder.path("log").c_str(), threshold);
-    theLogger = &*_logger;
+    publish();
   }
   ~TestLog() { theLogger = nullptr; }
   TestLog(const TestLog&) = delete;
   TestLog& operator=(const TestLog&) = delete;
 
   Logger& logger() { return *_logger; }
+
+  // Again, after an entry function, which has a logger of its own.
+  void publish() { theLogger = &*_logger; }
 
   // What was logged since the last call, with "[level module] " for each prefix.
   std::string take() {

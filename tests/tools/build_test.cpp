@@ -1,0 +1,201 @@
+// The build and the dump: a whole site there and back, the files that they need, and their
+// failures.
+#include <sys/stat.h>
+
+#include <sstream>
+
+#include "tools/entrycalls.h"
+
+namespace badgemint {
+namespace {
+
+struct Names {
+  const char *base = "", *cards = "cards", *ident = "ident", *access = "access",
+             *formats = "formats", *sets = "sets", *log = "log";
+  uint32_t level = 25;
+};
+
+int32_t build(const Names& n) {
+  return BadgeMint(n.base, n.cards, n.ident, n.access, n.formats, n.sets, n.log, n.level);
+}
+int32_t dump(const Names& n) {
+  return DumpCardFile(n.base, n.ident, n.access, n.formats, n.sets, n.cards, n.log, n.level);
+}
+
+// The access modes of files, in octal.
+std::string modes(std::initializer_list<const char*> names) {
+  std::ostringstream text;
+  for (const char* const name : names)
+    text << std::oct << int(std::filesystem::status(name).permissions()) << ' ';
+  return text.str();
+}
+
+// Every line type, each field different from its neighbours.
+constexpr const char* kCards = R"(f 12 2 A=21 # site
+f 13 2
+c12 15890 4711 5001 1 2 3 4 5 6 7 65544 1 0 1 9 2024/01/31 07:30:00 2030/12/31 0 3 260 1
+n 999 1a2B3 0 5002 8 7 0 0 0 0 0 0 0 -1 0 0 0 0 1969/1/1 0 0 0 0
+p 1234567890123456 6001 3 0 0 0 0 0 0 0 1 1 1 4294967295 0 9 2024/1/1 0:0:1 1 2
+o 2468 5001
+d 13 100 2 -1 4
+)";
+
+TEST(Build, WritesAndLogsEverythingOfASite) {
+  const TestSite site;
+  site.folder.write("cards", kCards);
+  site.folder.write("formats", "2 32.cdf\n");
+  const mode_t mask = umask(0);
+  ASSERT_EQ(build({.level = 100}), 0);
+  EXPECT_EQ(logOf("BadgeMint", 5, 0),
+            "[75 badgemintdump] Files:\n"
+            "[75 badgemintdump] Cards file=cards\n"
+            "[75 badgemintdump] Formats file=formats\n"
+            "[75 badgemintdump] Card Sets file=sets\n"
+            "[75 badgemintdump] Ident file=ident\n"
+            "[75 badgemintdump] Access file=access\n"
+            "[75 badgemintdump] Log file=log\n"
+            "[75 inputcards] Load fmtid=2 fmtfile=32.cdf\n"
+            "[75 CdfCardFormat] load format file 32.cdf\n"
+            "[75 CdfCardFormat] format loaded\n"
+            "[100 cardsets] cardsets:getcardset 12, count = 0\n"
+            "[75 inputcards] fieldsline csid=12 line#=1\n"
+            "[100 cardsets] cardsets:getcardset 13, count = 1\n"
+            "[75 inputcards] fieldsline csid=13 line#=2\n"
+            "[100 cardsets] cardsets:getcardset 12, count = 2\n"
+            "[75 inputcards] dupcard line#=3\n"
+            "[75 card_functions] no format card bits\n"
+            "1A 2B 30 00 00 00 00 00 00 00 00 00 00 00 00 00 \n"
+            "[75 inputcards] dupnoformat line#=4\n"
+            "[75 inputcards] duppin line#=5\n"
+            "[75 inputcards] duppinident line#=6\n"
+            "[100 cardsets] cardsets:getcardset 13, count = 2\n"
+            "[75 inputcards] dupmulti line#=7\n"
+            "[0 inputcards] Number of cards=6\n"
+            "[100 cardsets] cardsets:getcardset 12, count = 2\n"
+            "[100 cardsets] cardsets:getcardset 13, count = 2\n"
+            "[100 cardsets] cardsets:getcardset 12, count = 2\n"
+            "[75 inputcards] cardline card=15890 line#=3\n"
+            "[75 card_functions] no format card bits\n"
+            "1A 2B 30 00 00 00 00 00 00 00 00 00 00 00 00 00 \n"
+            "[100 inputcards] pcd=0 acclvl[0]=8 \n"
+            "[100 inputcards] unqid=5002 acclvl[1]=7 \n"
+            "[75 inputcards] noformatcardline card=1a2B3 line#=4\n"
+            "[75 inputcards] pinline pin=1234567890123456 line#=5\n"
+            "[75 inputcards] pinidentline pin=2468 line#=6\n"
+            "[100 cardsets] cardsets:getcardset 13, count = 2\n"
+            "[100 inputcards] multicards fmt 2 fcard 100 ncards 2 lcard 101, line#=7 \n"
+            "[75 inputcards] multicardsline first card=100 line#=7\n");
+  EXPECT_EQ(contentOf("sets"), "f 12 2 A 21 \nf 13 2 \n");
+
+  EXPECT_EQ(dump({.cards = "dump", .level = 75}), 0);
+  const std::string log = logOf("DumpCardFile", 5, 0);
+  EXPECT_TRUE(log.starts_with("[75 badgemintdump] Files:\n[75 badgemintdump] Cards file=dump\n"));
+  EXPECT_EQ(log.substr(log.find("[75 cardsets]")),
+            "[75 cardsets] cardsets.load complete\n"
+            "[75 accessfile] access index created and loaded\n"
+            "[75 badgemintdump] Dump card#=1\n"
+            "[75 badgemintdump] Dump card#=2\n"
+            "[75 badgemintdump] nofmt cardno=1A2B30\n"
+            "[75 badgemintdump] Dump card#=3\n"
+            "[75 badgemintdump] Dump card#=4\n"
+            "[75 badgemintdump] Dump card#=5\n"
+            "[75 badgemintdump] Dump card#=6\n");
+  EXPECT_EQ(contentOf("dump"),
+            "f 12 2 A 21 \n"
+            "c 12 15890 4711 5001 1 2 3 4 5 6 7 8 1 0 1 9 "
+            "2024/01/31 07:30:00 2030/12/31 23:59:59 3 4 1\n"
+            "n 0 1A2B30 0 5002 8 7 0 0 0 0 0 0 0 1 0 0 0 0 0 0 0 0 0\n"
+            "p 1234567890123456 6001 3 0 0 0 0 0 0 0 1 1 1 4294967295 0 0 "
+            "2024/01/01 00:00:01 1 2\n"
+            "o 2468 5001\n"
+            "f 13 2 \n"
+            "c 13 100 0 4294967295 4 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0\n"
+            "f 13 2 \n"
+            "c 13 101 0 0 4 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0\n");
+  EXPECT_EQ(modes({"ident", "access", "sets", "dump"}), "600 600 666 666 ");
+  umask(mask);
+}
+
+// The old databases are gone as soon as there is a log.
+TEST(Build, LeavesNoDatabasesOfBeforeWhenItFails) {
+  const TestSite site;
+  for (const char* const name : {"cards", "ident", "access"}) site.folder.write(name, "");
+  EXPECT_EQ(build({.log = "none/log"}), -509);
+  EXPECT_EQ(takeSleeps(), std::vector{5u});
+  EXPECT_TRUE(std::filesystem::exists("ident") && std::filesystem::exists("access"));
+  EXPECT_EQ(build({.formats = "none"}), -370);
+  EXPECT_EQ(logOf("BadgeMint", 5, -370), "[25 fmtfile] Error opening formats file none\n");
+  EXPECT_FALSE(std::filesystem::exists("ident") || std::filesystem::exists("access"));
+  EXPECT_EQ(build({.cards = "none"}), -501);
+  EXPECT_EQ(logOf("BadgeMint", 5, -501), "[25 inputcards] Error opening input cards files none\n");
+  EXPECT_EQ(build({.cards = "none", .level = UINT32_MAX}), -501);
+  EXPECT_EQ(logOf("BadgeMint", 5, -501, UINT32_MAX), "");
+}
+
+TEST(Build, JoinsAllNamesToTheBaseDirectory) {
+  const TestSite site;
+  std::filesystem::rename("32.cdf", "base\\32.cdf");
+  site.folder.write("base\\formats", "5 dir/32.cdf\n");
+  site.folder.write("base\\cards", "f 1 5\nc 1 7 0 5\n");
+  EXPECT_EQ(build({.base = "base"}), 0);
+  for (const char* const name : {"log", "access", "ident", "sets"})
+    EXPECT_NE(contentOf(std::string("base\\") + name), "") << name;
+  EXPECT_EQ(dump({.base = "base", .cards = "dump"}), 0);
+  EXPECT_TRUE(contentOf("base\\dump").starts_with("f 1 5 \nc 1 7 0 5 "));
+}
+
+// What the dump needs, in its order; the lines before a failure stay.
+TEST(Dump, SaysWhatItLacks) {
+  const TestSite site;
+  site.folder.write("cards", "f 1 1 A=21\nn 0 AB 0 6\np 77 7\nc 1 1 0 5\no 1 5\n");
+  ASSERT_EQ(build({}), 0);
+  takeSleeps();
+  site.folder.write("sets2", "f 2 1\n");
+  site.folder.write("sets9", "f 1 9\n");
+  site.folder.write("holder6", contentOf("access").substr(0, 44));
+  std::filesystem::create_directory("folder");
+  const struct {
+    Names names;
+    int32_t result;
+    size_t lines;
+    std::string log;
+  } cases[] = {
+      {{.ident = "folder"}, -383, 0, "[25 identfile] Error reading ident file folder\n"},
+      {{.cards = "none/x"},
+       -513,
+       0,
+       "[25 badgemintdump] Error opening output cards files none/x\n"},
+      {{.cards = "/dev/full"},
+       -513,
+       0,
+       "[25 badgemintdump] Error writing output cards file /dev/full\n"},
+      {{.sets = "sets2"}, -1006, 2, "[25 badgemintdump] Card set 1 not found, card record no=3\n"},
+      {{.sets = "sets9"}, -1007, 2, "[25 badgemintdump] Card format 9 not found, card set=1\n"},
+      {{.cards = "/dev/full", .sets = "sets9"},
+       -1007,
+       0,
+       "[25 badgemintdump] Card format 9 not found, card set=1\n"
+       "[25 badgemintdump] Error writing output cards file /dev/full\n"},
+      {{.access = "holder6"},
+       -1105,
+       1,
+       "[25 accessfile] Access record not found for unique id=7\n"},
+  };
+  for (auto [names, result, lines, log] : cases) {
+    SCOPED_TRACE(log);
+    if (std::string("cards") == names.cards) names.cards = "dump";
+    EXPECT_EQ(dump(names), result);
+    EXPECT_EQ(logOf("DumpCardFile", 5, result), log);
+    const std::string dumped = contentOf("dump");
+    EXPECT_EQ(std::ranges::count(dumped, '\n'), lines);
+    names.level = UINT32_MAX;
+    EXPECT_EQ(dump(names), result);
+    EXPECT_EQ(logOf("DumpCardFile", 5, result, UINT32_MAX), "");
+    std::filesystem::remove("dump");
+  }
+  EXPECT_EQ(dump({.log = "none/log"}), -509);
+  EXPECT_EQ(takeSleeps(), std::vector{5u});
+}
+
+}  // namespace
+}  // namespace badgemint
