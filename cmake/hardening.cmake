@@ -2,7 +2,8 @@
 # that anyone may have written, and writes files that open doors. Everything here is a defence of the
 # finished program; what changes code generation in optimised builds only is given to those alone.
 # Fortification and the library's assertions stay out of builds with tests, whose sweeps replace
-# system calls by their names, and out of the sanitizers' way.
+# system calls by their names, and out of the sanitizers' way: there the user's own flags do not
+# fortify either.
 include(CheckCXXCompilerFlag)
 include(CheckPIESupported)
 
@@ -25,5 +26,7 @@ add_compile_options("-ffile-prefix-map=${PROJECT_SOURCE_DIR}=." "-ffile-prefix-m
 function(badgemint_hardening target)
   if(BADGEMINT_FORTIFY)
     target_compile_options(${target} PRIVATE "$<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=3;-D_GLIBCXX_ASSERTIONS>")
+  else()
+    target_compile_options(${target} PRIVATE -U_FORTIFY_SOURCE)
   endif()
 endfunction()

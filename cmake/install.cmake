@@ -5,26 +5,47 @@ include(CMakePackageConfigHelpers)
 option(BADGEMINT_COMPRESS_MANUALS "Install the manuals compressed" OFF)
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/badgemint)
 
+# install_folders(COMPONENT FOLDER...): makes those of the folders, and of the folders above them, that
+# are missing, open to everyone. CMake would make them as the umask has it.
+function(install_folders component)
+  install(CODE "
+    function(make_folder path)
+      if(NOT EXISTS \"\${path}\")
+        cmake_path(GET path PARENT_PATH parent)
+        make_folder(\"\${parent}\")
+        file(MAKE_DIRECTORY \"\${path}\")
+        file(CHMOD \"\${path}\" PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE
+             GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+      endif()
+    endfunction()
+    foreach(folder ${ARGN})
+      cmake_path(ABSOLUTE_PATH folder BASE_DIRECTORY \"\${CMAKE_INSTALL_PREFIX}\")
+      make_folder(\"\$ENV{DESTDIR}\${folder}\")
+    endforeach()" COMPONENT ${component})
+endfunction()
+
+set(examples_dir ${CMAKE_INSTALL_DOCDIR}/examples)
+install_folders(program ${CMAKE_INSTALL_BINDIR} ${examples_dir})
+install_folders(development ${CMAKE_INSTALL_INCLUDEDIR} ${package_dir} ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+                ${examples_dir})
+if(BUILD_SHARED_LIBS)
+  install_folders(program ${CMAKE_INSTALL_LIBDIR})
+endif()
+
 install(TARGETS badgemint EXPORT badgemintTargets
         RUNTIME COMPONENT program
         LIBRARY COMPONENT program NAMELINK_COMPONENT development
         ARCHIVE COMPONENT development)
 install(TARGETS badgemint_program RUNTIME COMPONENT program)
 
-# badgemint.h is for programs in any language; the other headers keep their folders, as they include
-# each other by them.
-set(header_dir ${CMAKE_INSTALL_INCLUDEDIR}/badgemint)
-install(FILES src/tools/badgemint.h DESTINATION ${header_dir} COMPONENT development)
-foreach(folder support formats cardsets site carddb inputcards)
-  install(DIRECTORY src/${folder} DESTINATION ${header_dir} COMPONENT development
-          FILES_MATCHING PATTERN "*.h")
-endforeach()
+install(DIRECTORY ${badgemint_include_dir}/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+        COMPONENT development)
 
 install(EXPORT badgemintTargets NAMESPACE badgemint:: DESTINATION ${package_dir}
         COMPONENT development)
 configure_package_config_file(cmake/badgemintConfig.cmake.in badgemintConfig.cmake
                               INSTALL_DESTINATION ${package_dir})
-write_basic_package_version_file(badgemintConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+write_basic_package_version_file(badgemintConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/badgemintConfig.cmake
               ${PROJECT_BINARY_DIR}/badgemintConfigVersion.cmake
         DESTINATION ${package_dir} COMPONENT development)
@@ -54,6 +75,7 @@ function(install_documents destination component)
   else()
     set(documents ${ARGN})
   endif()
+  install_folders(${component} ${destination})
   install(FILES ${documents} DESTINATION ${destination} COMPONENT ${component})
 endfunction()
 
@@ -61,3 +83,11 @@ install_documents(${CMAKE_INSTALL_MANDIR}/man1 program man/badgemint.1)
 install_documents(${CMAKE_INSTALL_MANDIR}/man5 program man/badgemint-cards.5 man/badgemint-db.5
                   man/badgemint-formats.5)
 install_documents(${CMAKE_INSTALL_MANDIR}/man3 development man/badgemint.3 man/badgemint-maintain.3)
+
+install(FILES CHANGELOG.md SECURITY.md docs/results.md DESTINATION ${CMAKE_INSTALL_DOCDIR}
+        COMPONENT program)
+install(PROGRAMS examples/csv-to-cards examples/safe-build DESTINATION ${examples_dir} COMPONENT program)
+install(DIRECTORY examples/site DESTINATION ${examples_dir} COMPONENT program
+        PATTERN make-formats EXCLUDE)
+install(FILES examples/CMakeLists.txt examples/bitpattern.c examples/dump.c examples/maintain.cpp
+        DESTINATION ${examples_dir} COMPONENT development)

@@ -4,10 +4,10 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "carddb/accessfile.h"
-#include "carddb/identfile.h"
-#include "cardsets/card_functions.h"
-#include "support/datetime.h"
+#include <badgemint/carddb/accessfile.h>
+#include <badgemint/carddb/identfile.h>
+#include <badgemint/cardsets/card_functions.h>
+#include <badgemint/support/datetime.h>
 
 namespace {
 

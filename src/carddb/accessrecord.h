@@ -10,7 +10,7 @@
 
 #include "carddb/recordlayout.h"
 
-namespace badgemint {
+namespace [[gnu::visibility("default")]] badgemint {
 
 // A fresh record is all zero.
 struct AccessRecord {

@@ -12,7 +12,7 @@
 #include "carddb/recordfile.h"
 #include "support/result.h"
 
-namespace badgemint {
+namespace [[gnu::visibility("default")]] badgemint {
 
 class MasterConfiguration;
 class cardsets;

@@ -10,7 +10,7 @@
 #include "carddb/sortedindex.h"
 #include "formats/bitpattern.h"
 
-namespace badgemint {
+namespace [[gnu::visibility("default")]] badgemint {
 
 // A card key as two numbers: the order of its 16 unsigned bytes in two comparisons.
 struct KeyRank {

@@ -10,7 +10,7 @@
 #include "carddb/recordlayout.h"
 #include "formats/bitpattern.h"
 
-namespace badgemint {
+namespace [[gnu::visibility("default")]] badgemint {
 
 // Card set codes that stand for no card set. 1 to 253 are card sets.
 inline constexpr uint32_t kPinOnlyCode = 0;       // A holder with a PIN alone; a packed PIN.

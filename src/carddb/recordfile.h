@@ -15,7 +15,7 @@
 
 #include "carddb/recordlayout.h"
 
-namespace badgemint {
+namespace [[gnu::visibility("default")]] badgemint {
 
 // Owns the descriptor and a copy of the path, and while appends are gathered their buffer. Every
 // span that is handed in holds exactly one record.

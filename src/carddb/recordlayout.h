@@ -13,7 +13,7 @@
 #include <cstring>
 #include <span>
 
-namespace badgemint {
+namespace [[gnu::visibility("default")]] badgemint {
 
 template <typename Record>
 using RecordImage = std::array<uint8_t, Record::kSize>;

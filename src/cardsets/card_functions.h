@@ -14,7 +14,7 @@
 #include "formats/bitpattern.h"
 #include "support/fieldscanner.h"
 
-namespace badgemint {
+namespace [[gnu::visibility("default")]] badgemint {
 
 class CardFormatSet;
 class cardsets;

@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <string_view>
 
-namespace badgemint {
+namespace [[gnu::visibility("default")]] badgemint {
 
 // The field letters 'A' to 'H' are the indices 0 to 7.
 inline constexpr int32_t kCardSetFields = 8;

@@ -8,7 +8,7 @@
 #include "cardsets/cardset.h"
 #include "support/steparray.h"
 
-namespace badgemint {
+namespace [[gnu::visibility("default")]] badgemint {
 
 class CardFormatSet;
 class MasterConfiguration;

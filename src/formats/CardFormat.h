@@ -14,7 +14,7 @@
 #include "formats/fieldstate.h"
 #include "support/linereader.h"
 
-namespace badgemint {
+namespace [[gnu::visibility("default")]] badgemint {
 
 struct FieldDefinition {
   static constexpr size_t kMaxLabel = 20;

@@ -7,7 +7,7 @@
 #include "formats/CardFormat.h"
 #include "support/steparray.h"
 
-namespace badgemint {
+namespace [[gnu::visibility("default")]] badgemint {
 
 // Owns its formats; pointers to them stay valid as long as the set lives.
 class CardFormatSet {

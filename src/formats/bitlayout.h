@@ -10,7 +10,7 @@
 
 #include "formats/bitpattern.h"
 
-namespace badgemint {
+namespace [[gnu::visibility("default")]] badgemint {
 
 inline constexpr int32_t kFieldCount = 8;
 inline constexpr int32_t kParityMaskCount = 8;

@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <cstring>
 
-namespace badgemint {
+namespace [[gnu::visibility("default")]] badgemint {
 
 // The encoded card, which is also its key everywhere in the system: position p is bit 7 - p mod 8
 // of byte p / 8. Bits behind the card's own are 0.

@@ -6,7 +6,7 @@
 
 #include "formats/CardFormatSet.h"
 
-namespace badgemint {
+namespace [[gnu::visibility("default")]] badgemint {
 
 // Loads every format that the formats file lists into `formats`. `formatsFile` is the whole path;
 // the format files are looked up in `baseDirectory` by their names without directories. Stops at

@@ -9,7 +9,7 @@
 
 #include "support/steparray.h"
 
-namespace badgemint {
+namespace [[gnu::visibility("default")]] badgemint {
 
 class MasterConfiguration;
 class Tokenizer;

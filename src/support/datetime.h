@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <string_view>
 
-namespace badgemint {
+namespace [[gnu::visibility("default")]] badgemint {
 
 // The longest date-time text that an input line can give, and its NUL.
 inline constexpr size_t kDateTimeSize = 31;

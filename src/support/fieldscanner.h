@@ -11,7 +11,7 @@
 
 #include "support/textutil.h"
 
-namespace badgemint {
+namespace [[gnu::visibility("default")]] badgemint {
 
 // Scans the NUL-terminated text that it is given, which must outlive the scanner and its words.
 // Once a field does not convert, that field and all later ones read as 0 or empty: a scan that

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace badgemint {
+namespace [[gnu::visibility("default")]] badgemint {
 
 // Owns its descriptor and its buffer; allocates nothing. A line stands in the buffer and may be
 // changed in place; it is gone with the next read.

@@ -15,7 +15,7 @@
 #include <mutex>
 #include <span>
 
-namespace badgemint {
+namespace [[gnu::visibility("default")]] badgemint {
 
 // Names a file that lists the levels to write, in place of a threshold.
 struct LevelList {

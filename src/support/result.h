@@ -9,7 +9,7 @@
 
 #include <cstdint>
 
-namespace badgemint {
+namespace [[gnu::visibility("default")]] badgemint {
 
 inline constexpr int32_t kSuccess = 0;
 inline constexpr int32_t kEndOfFile = 1;  // Readers only: nothing was read, nothing is wrong.

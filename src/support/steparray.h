@@ -10,7 +10,7 @@
 #include <span>
 #include <type_traits>
 
-namespace badgemint {
+namespace [[gnu::visibility("default")]] badgemint {
 
 // Owns its slots; of things that are not trivially copyable it holds pointers, which its owner
 // deletes. Growth goes through realloc, which moves pages instead of copying them, so that a

@@ -9,7 +9,7 @@
 #include <span>
 #include <string_view>
 
-namespace badgemint {
+namespace [[gnu::visibility("default")]] badgemint {
 
 // The longest path that a join gives; longer ones are cut here.
 inline constexpr size_t kMaxJoinedPath = 254;

@@ -5,7 +5,7 @@
 #include <array>
 #include <cstdint>
 
-namespace badgemint {
+namespace [[gnu::visibility("default")]] badgemint {
 
 // What separates the words of configuration and data files: '=' separates a key from its value
 // exactly like a blank.

@@ -21,6 +21,7 @@
 #define BADGEMINT_OUT_OF_MEMORY (-100)
 #define BADGEMINT_LOG_NOT_OPEN (-509)
 
+#pragma GCC visibility push(default) /* What a shared library exports. */
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -59,5 +60,6 @@ int32_t ComputeCardBitPattern2(const char* cardNumber, const char* cardSet,
 #ifdef __cplusplus
 }
 #endif
+#pragma GCC visibility pop
 
 #endif /* BADGEMINT_TOOLS_BADGEMINT_H */

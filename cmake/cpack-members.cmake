@@ -1,0 +1,10 @@
+# cpack runs this on finished packages: the members of the archive have modes, which it takes from the
+# umask. Deterministic archives have the same ones always.
+set(folder ${CPACK_TEMPORARY_DIRECTORY}/members)
+file(MAKE_DIRECTORY ${folder})
+foreach(package ${CPACK_PACKAGE_FILES})
+  execute_process(COMMAND ar x ${package} WORKING_DIRECTORY ${folder} COMMAND_ERROR_IS_FATAL ANY)
+  file(REMOVE ${package})
+  execute_process(COMMAND ar rcD ${package} debian-binary control.tar.gz data.tar.gz
+                  WORKING_DIRECTORY ${folder} COMMAND_ERROR_IS_FATAL ANY)
+endforeach()
