@@ -238,7 +238,7 @@ class RandomCards {
       case 1:
         return "p " + pin() + pin() + print("%s%u", space, id) + holder(true) + "\n";
       case 2:
-        return print("n %d %0*x%0*X", pick(999), 1 + pick(9), pick(99), 1 + pick(9), pick(9)) +
+        return print("n %d %0*x%0*X", pick(999), 1 + pick(23), pick(99), 1 + pick(9), pick(9)) +
                space + pin() + print(" %u", id) + holder(false) + "\n";
       case 3:
         return print("d %d %d %d %d", csid, pick(60000), pick(6) - 1, static_cast<int>(id)) +

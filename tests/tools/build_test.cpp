@@ -144,6 +144,16 @@ TEST(Build, JoinsAllNamesToTheBaseDirectory) {
   EXPECT_TRUE(contentOf("base\\dump").starts_with("f 1 5 \nc 1 7 0 5 "));
 }
 
+// So that the fields keep their columns.
+TEST(Dump, WritesABlankPinAsZero) {
+  const TestSite site;
+  site.folder.write("cards", "n 0 F");
+  EXPECT_EQ(build({}), 0);
+  EXPECT_EQ(dump({.cards = "dump"}), 0);
+  EXPECT_TRUE(contentOf("dump").starts_with("n 0 F" + std::string(31, '0') + " 0 0 0 0 "));
+  takeSleeps();
+}
+
 // What the dump needs, in its order; the lines before a failure stay.
 TEST(Dump, SaysWhatItLacks) {
   const TestSite site;
