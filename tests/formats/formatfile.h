@@ -14,25 +14,16 @@ namespace badgemint {
 // The lines of a CDF or EFF file, or the records of a VFF file.
 using FormatLines = std::vector<std::string>;
 
-// A CDF or EFF file of up to 48 positions with the card number in field B.
-inline FormatLines cdfLines(const std::string& output, const std::string& parity1 = "",
-                            const std::string& parity2 = "") {
-  FormatLines lines = {"Name", "1", "31", "2026", "1", "2", "8", "B", "2", "0", "0", "H"};
-  lines.resize(20, "F,0,0,MSB,BIN");
-  lines.insert(lines.end(), {output, "", parity1, parity2});
-  lines.resize(30);
+// Masks of up to 48 positions - output, fixed, parity - with the card number in field B.
+inline FormatLines linesOf(const std::string& kind, const FormatLines& masks) {
+  FormatLines lines = {"", "1", "1", "2026", "", std::to_string(masks[0].size()) + " 2 MSB BIN"};
+  if (kind != "VFF") {
+    lines.insert(lines.end(), {"", "B", "2", "", "", ""});
+    lines.resize(20, "F,0,0,MSB,BIN");
+  }
+  lines.insert(lines.end(), masks.begin(), masks.end());
+  lines.resize(kind == "VFF" ? 17 : 30);
   return lines;
-}
-
-inline FormatLines vffRecords(const std::string& definition, const std::string& output,
-                              const std::string& fixed, std::string parity1, std::string parity2) {
-  parity1.resize(144, '.');
-  parity2.resize(144, '.');
-  FormatLines records = {"f.vff",    "1",    "today", "T1",    "-",
-                         definition, output, fixed,   parity1, parity2};
-  records.resize(16, std::string(144, '.'));
-  records.push_back("4711");
-  return records;
 }
 
 // Two bytes a character; the bits that carry nothing differ from character to character.
