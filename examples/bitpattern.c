@@ -1,10 +1,12 @@
 /* Prints the bits that a reader delivers for a card, as hexadecimal digits. The exit status tells
  * the result. */
 #include <badgemint.h>
+#include <badgemint/support/standardfiles.h>
 #include <stdio.h>
 #include <stdlib.h>
 
 int main(int argc, char* argv[]) {
+  if (takeStandardFiles() != 0) return 1;
   if (argc != 6) {
     puts("Usage: bitpattern CardSetID CardNumber FormatsFile CardSetsFile LogFile");
     return 2;

@@ -1,9 +1,11 @@
 /* Writes two existing databases as an input cards file. The exit status tells the result. */
 #include <badgemint.h>
+#include <badgemint/support/standardfiles.h>
 #include <stdio.h>
 #include <stdlib.h>
 
 int main(int argc, char* argv[]) {
+  if (takeStandardFiles() != 0) return 1;
   if (argc != 8) {
     puts(
         "Usage: dump IdentDBFile AccessDBFile FormatsFile CardSetsFile OutputCards LogFile "

@@ -8,15 +8,18 @@
 #include <badgemint/carddb/identfile.h>
 #include <badgemint/cardsets/card_functions.h>
 #include <badgemint/support/datetime.h>
+#include <badgemint/support/standardfiles.h>
 
 namespace {
 
 // `bits` are the card's, in hexadecimal, as `bitpattern` prints them.
 int32_t disable(const char* identDb, const char* bits) {
+  std::string_view digits = bits;
+  if (const int32_t rc = badgemint::checkCardNumber(digits, 0, 1); rc < 0) return rc;
   badgemint::IdentFile cards;
   if (!cards.loadIndex(identDb, 0)) return -1;
   badgemint::CardPattern key{};
-  badgemint::hexToBits(bits, key);
+  badgemint::hexToBits(digits, key);
   uint32_t uniqid = 0;
   const int32_t result = cards.setCardDeleted(key, uniqid);
   if (result == 0) std::printf("holder %u\n", uniqid);
@@ -36,6 +39,7 @@ int32_t extend(const char* accessDb, uint32_t uniqid, const char* end) {
 }  // namespace
 
 int main(int argc, char* argv[]) {
+  if (takeStandardFiles() != 0) return 1;
   int32_t result = 0;
   if (argc == 4 && std::string_view(argv[1]) == "disable") {
     result = disable(argv[2], argv[3]);

@@ -2,6 +2,7 @@
 #include <cstdio>
 
 #include "support/fieldscanner.h"
+#include "support/standardfiles.h"
 #include "tools/badgemint.h"
 
 namespace {
@@ -11,6 +12,7 @@ constexpr int kArguments = 7;
 }  // namespace
 
 int main(int argc, char* argv[]) {
+  if (takeStandardFiles() != 0) return -1;
   if (argc != kArguments + 1) {
     std::puts(
         "Usage: badgemint InputCards IdentDBFile AccessDBFile FormatsFile CardSetsFile LogFile "
