@@ -46,8 +46,9 @@ class AccessFile {
   [[nodiscard]] int32_t closeFile();
 
   // Appends a record to the open file, or to the closed file, which is opened for it alone.
-  // kAccessOpenFailed, kAccessReadFailed (seek) or kAccessWriteFailed (also a part of the record
-  // written, which then stays) with their messages.
+  // kAccessOpenFailed, kAccessReadFailed (seek) or kAccessWriteFailed with their messages. The file
+  // then ends where it ended before, as far as it can be truncated; of buffered appends that could
+  // not all be written, behind the last whole record that was.
   [[nodiscard]] int32_t appendRecord(const AccessRecord& record) {
     return answer(_file.append(record));
   }

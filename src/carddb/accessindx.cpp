@@ -69,19 +69,19 @@ int32_t AccessIndex::setState(AccessIndexEntry& entry, int32_t flag) {
   return kSuccess;
 }
 
-const AccessIndexEntry* AccessIndex::first() {
+AccessIndexEntry* AccessIndex::first() {
   _cursor = 0;
   return entryAtCursor();
 }
 
-const AccessIndexEntry* AccessIndex::next() {
+AccessIndexEntry* AccessIndex::next() {
   if (_cursor < capacity()) ++_cursor;
   return entryAtCursor();
 }
 
-const AccessIndexEntry* AccessIndex::entryAtCursor() const {
+AccessIndexEntry* AccessIndex::entryAtCursor() {
   if (_cursor >= capacity()) return nullptr;
-  const AccessIndexEntry& entry = _table.slots()[_cursor];
+  AccessIndexEntry& entry = _table.slots()[_cursor];
   return entry.isEmpty() ? nullptr : &entry;
 }
 

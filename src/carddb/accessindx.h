@@ -71,11 +71,11 @@ class AccessIndex {
 
   // The walk over the entries in their order, those behind the ones in use included. Null at the
   // end of the table, and at each entry without uniqid (taken as a signed number) and recno.
-  const AccessIndexEntry* first();
-  const AccessIndexEntry* next();
+  AccessIndexEntry* first();
+  AccessIndexEntry* next();
 
  private:
-  const AccessIndexEntry* entryAtCursor() const;
+  AccessIndexEntry* entryAtCursor();
 
   SortedIndex<AccessIndexEntry> _table;
   uint32_t _cursor = 0;

@@ -46,8 +46,9 @@ class IdentFile {
   [[nodiscard]] int32_t closeFile();
 
   // Appends a record to the open file, or to the closed file, which is opened for it alone.
-  // kIdentOpenFailed, kIdentReadFailed (seek) or kIdentWriteFailed (also a part of the record
-  // written, which then stays) with their messages.
+  // kIdentOpenFailed, kIdentReadFailed (seek) or kIdentWriteFailed with their messages. The file
+  // then ends where it ended before, as far as it can be truncated; of buffered appends that could
+  // not all be written, behind the last whole record that was.
   [[nodiscard]] int32_t appendRecord(const IdentRecord& record) {
     return answer(_file.append(record));
   }

@@ -13,15 +13,17 @@ namespace badgemint {
 
 namespace {
 
-// Writes on after a short or interrupted write, until nothing more can be written.
-bool writeAll(int descriptor, std::span<const uint8_t> bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
+// Writes on after a short or interrupted write, until nothing more can be written. Returns how much
+// was written.
+size_t writeAll(int descriptor, std::span<const uint8_t> bytes) {
+  size_t done = 0;
+  while (done < bytes.size()) {
+    const ssize_t written = ::write(descriptor, &bytes[done], bytes.size() - done);
     if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return false;
-    bytes = bytes.subspan(static_cast<size_t>(written));
+    if (written <= 0) break;
+    done += static_cast<size_t>(written);
   }
-  return true;
+  return done;
 }
 
 // One write that must take everything.
@@ -59,8 +61,13 @@ void RecordFile::startBuffering() {
 RecordFile::Outcome RecordFile::flush() {
   const std::span<const uint8_t> bytes(_buffer.get(), std::exchange(_buffered, 0));
   if (bytes.empty()) return Outcome::kDone;
-  if (::lseek(_descriptor, 0, SEEK_END) < 0) return Outcome::kSeekFailed;
-  return writeAll(_descriptor, bytes) ? Outcome::kDone : Outcome::kWriteFailed;
+  const off_t end = ::lseek(_descriptor, 0, SEEK_END);
+  if (end < 0) return Outcome::kSeekFailed;
+  const size_t written = writeAll(_descriptor, bytes);
+  if (written == bytes.size()) return Outcome::kDone;
+  const size_t wholeRecords = written - written % _recordSize;
+  static_cast<void>(!::ftruncate(_descriptor, end + static_cast<off_t>(wholeRecords)));
+  return Outcome::kWriteFailed;
 }
 
 RecordFile::Outcome RecordFile::appendSlowly(std::span<const uint8_t> record) {
@@ -70,16 +77,23 @@ RecordFile::Outcome RecordFile::appendSlowly(std::span<const uint8_t> record) {
     _buffered = record.size();
     return Outcome::kDone;
   }
-  if (isOpen()) return appendUnbuffered(record);
+  off_t end = 0;
+  if (isOpen()) return appendUnbuffered(record, end);
   if (const Outcome opened = open(O_WRONLY); opened != Outcome::kDone) return opened;
-  const Outcome appended = appendUnbuffered(record);
+  const Outcome appended = appendUnbuffered(record, end);
   const Outcome closed = close();
-  return appended != Outcome::kDone ? appended : closed;
+  if (appended != Outcome::kDone || closed == Outcome::kDone) return appended;
+  static_cast<void>(!::truncate(name(), end));
+  return closed;
 }
 
-RecordFile::Outcome RecordFile::appendUnbuffered(std::span<const uint8_t> record) {
-  if (::lseek(_descriptor, 0, SEEK_END) < 0) return Outcome::kSeekFailed;
-  return writeOnce(_descriptor, record) ? Outcome::kDone : Outcome::kWriteFailed;
+// `end` is where the file ended before.
+RecordFile::Outcome RecordFile::appendUnbuffered(std::span<const uint8_t> record, off_t& end) {
+  end = ::lseek(_descriptor, 0, SEEK_END);
+  if (end < 0) return Outcome::kSeekFailed;
+  if (writeOnce(_descriptor, record)) return Outcome::kDone;
+  static_cast<void>(!::ftruncate(_descriptor, end));
+  return Outcome::kWriteFailed;
 }
 
 void RecordFile::startReadingAhead() {
@@ -92,7 +106,8 @@ RecordFile::Outcome RecordFile::readAhead(std::span<uint8_t> record) {
   if (_nextRecord - _blockStart >= _blockCount) {
     if (const Outcome filled = fillBlock(); filled != Outcome::kDone) return filled;
   }
-  std::memcpy(record.data(), &_block[(_nextRecord - _blockStart) * _recordSize], record.size());
+  const auto inBlock = static_cast<size_t>(_nextRecord - _blockStart);
+  std::memcpy(record.data(), &_block[inBlock * _recordSize], record.size());
   ++_nextRecord;
   return Outcome::kDone;
 }

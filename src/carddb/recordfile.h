@@ -58,11 +58,13 @@ class RecordFile {
   // Whether the next append would have to write the buffer first. Never without a buffer.
   bool bufferFull() const { return _buffer != nullptr && _buffered + _recordSize > kBufferSize; }
   // Writes what is buffered at the end of the file, in as many writes as it takes. The buffer is
-  // empty afterwards, whatever the outcome: nothing is ever written twice.
+  // empty afterwards, whatever the outcome: nothing is ever written twice. When writing fails the
+  // file is cut behind the last record that was written as a whole, as far as it can be cut.
   [[nodiscard]] Outcome flush();
 
   // Appends a record of the file's size: into the buffer, or with one write at the end of the file.
-  // A closed file is opened for this one append.
+  // A closed file is opened for this one append. When writing fails the file is cut to where it
+  // ended before, as far as it can be cut: a part of a record would put all later ones out of step.
   template <typename Record>
   [[nodiscard]] Outcome append(const Record& record) {
     if (_buffer == nullptr || bufferFull()) return appendEncoded(record);
@@ -93,7 +95,7 @@ class RecordFile {
     return appendSlowly(encodeRecord(record));
   }
   [[nodiscard]] Outcome appendSlowly(std::span<const uint8_t> record);
-  [[nodiscard]] Outcome appendUnbuffered(std::span<const uint8_t> record);
+  [[nodiscard]] Outcome appendUnbuffered(std::span<const uint8_t> record, off_t& end);
   [[nodiscard]] Outcome seekRecord(uint32_t recno);
   [[nodiscard]] Outcome readAhead(std::span<uint8_t> record);
   [[nodiscard]] Outcome fillBlock();

@@ -55,7 +55,7 @@ class SortedIndex {
 
   std::span<Entry> entries() { return {_entries.get(), _count}; }
   // All entries, those behind the ones in use zero.
-  std::span<const Entry> slots() const { return {_entries.get(), _capacity}; }
+  std::span<Entry> slots() { return {_entries.get(), _capacity}; }
 
   // Appends an entry to the unsorted tail. The index must not be full.
   void append(const Entry& entry) { _entries[_count++] = entry; }
