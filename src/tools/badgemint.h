@@ -35,7 +35,8 @@ int32_t BadgeMint(const char* baseDirectory, const char* inputCardsName, const c
 
 /* Writes two existing databases as an input cards file that would build them again: a line for each
  * ident record. Deleted ident records are written like any other; the text has no place for the
- * mark. A failure leaves the lines written so far. Pauses 5 seconds before it returns. */
+ * mark. The ident database is opened for writing too, though nothing is written to it. A failure
+ * leaves the lines written so far. Pauses 5 seconds before it returns. */
 int32_t DumpCardFile(const char* baseDirectory, const char* identDbName, const char* accessDbName,
                      const char* formatsName, const char* cardSetsName, const char* outputName,
                      const char* logName, uint32_t logLevel);

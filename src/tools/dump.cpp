@@ -191,7 +191,7 @@ int32_t runDump(const EntryRun& run, const SiteFiles& files) {
   if (const int32_t rc = identFile.setFileName(files.identDb); rc < 0) return rc;
   AccessFile accessFile;
   if (const int32_t rc = accessFile.loadIndex(files.accessDb, 0); rc < 0) return rc;
-  if (const int32_t rc = identFile.openFile(O_RDONLY); rc < 0) return rc;
+  if (const int32_t rc = identFile.openFile(O_RDWR); rc < 0) return rc;
   identFile.startReadingAhead();
   if (const int32_t rc = accessFile.openFile(O_RDONLY); rc < 0) return rc;
   accessFile.startReadingAhead();

@@ -170,7 +170,7 @@ TEST(Dump, SaysWhatItLacks) {
     size_t lines;
     std::string log;
   } cases[] = {
-      {{.ident = "folder"}, -383, 0, "[25 identfile] Error reading ident file folder\n"},
+      {{.ident = "folder"}, -382, 0, "[25 identfile] Error opening ident file folder\n"},
       {{.cards = "none/x"},
        -513,
        0,
@@ -205,6 +205,9 @@ TEST(Dump, SaysWhatItLacks) {
   }
   EXPECT_EQ(dump({.log = "none/log"}), -509);
   EXPECT_EQ(takeSleeps(), std::vector{5u});
+  std::ofstream("dump") << "kept";
+  EXPECT_EQ(dump({.cards = "dump", .ident = "folder"}), -382);
+  EXPECT_EQ(contentOf("dump"), "kept");
 }
 
 }  // namespace
