@@ -1,6 +1,5 @@
 #include "inputcards/cardindex.h"
 
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -64,7 +63,7 @@ class HashBits {
 
  private:
   size_t indexOf(HashedValue value) const {
-    return ((value.block >> 32) * _starts >> 32) + value.last / kNeighbours;
+    return static_cast<size_t>((value.block >> 32) * _starts >> 32) + value.last / kNeighbours;
   }
   // The two bits of four neighbours are eight apart, and from the first to the second is an odd
   // number: no two of the eight are the same.
@@ -78,21 +77,15 @@ class HashBits {
   std::unique_ptr<Slot[]> _slots;
 };
 
-// The memory that the process may have: its address space limit or the machine's memory, whichever
-// is less. Asking the kernel for more may succeed and end in its killing some process.
-uint64_t processMemory() {
-  const auto machine = static_cast<uint64_t>(std::max(sysconf(_SC_PHYS_PAGES), 0L)) *
-                       static_cast<uint64_t>(std::max(sysconf(_SC_PAGESIZE), 0L));
-  rlimit addressSpace{};
-  if (getrlimit(RLIMIT_AS, &addressSpace) != 0) return machine;
-  return std::min<uint64_t>(addressSpace.rlim_cur, machine);
-}
-
-// How many entries fit, with the bits of the checks, when a quarter stays for everything else.
+// How many entries the machine's memory holds, with the bits of the checks, when a quarter stays
+// for everything else: asking the kernel for more may succeed and end in its killing some process.
+// Other limits make an allocation fail.
 int32_t entriesInMemory() {
   constexpr uint64_t kBytesPerEntry = sizeof(CardIndexEntry) + HashBits::kBytesPerEntry;
-  return static_cast<int32_t>(
-      std::min<uint64_t>(processMemory() / 4 * 3 / kBytesPerEntry, INT32_MAX));
+  const long pages = sysconf(_SC_PHYS_PAGES);
+  if (pages <= 0) return INT32_MAX;
+  const uint64_t bytes = static_cast<uint64_t>(pages) * static_cast<uint64_t>(getpagesize());
+  return static_cast<int32_t>(std::min<uint64_t>(bytes / 4 * 3 / kBytesPerEntry, INT32_MAX));
 }
 
 constexpr uint64_t kMix = 0x9E3779B97F4A7C15;  // Odd, its bits well spread.

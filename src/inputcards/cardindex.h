@@ -39,8 +39,8 @@ class CardIndex {
  public:
   static constexpr int32_t kGrowthStep = 1000;
 
-  // Logs "Not enough memory to create card index\n" and is not initialised when there is none. The
-  // memory that the process may have now bounds how far the index will grow.
+  // Logs "Not enough memory to create card index\n" and is not initialised when there is none.
+  // Three quarters of the machine's memory bound how far the index will grow.
   CardIndex();
   bool isInitialised() const { return _initialised; }
 

@@ -67,6 +67,7 @@ off_t __real_lseek(int file, off_t offset, int whence);
 int __real_close(int file);
 int __real_unlink(const char* path);
 int __real_chmod(const char* path, mode_t mode);
+long __real_sysconf(int name);
 int __real_stat(const char* path, struct stat* status);
 int __real_fstat(int file, struct stat* status);
 int __real_fcntl(int file, int command, ...);
@@ -135,6 +136,10 @@ int __wrap_unlink(const char* path) {
 }
 int __wrap_chmod(const char* path, mode_t mode) {
   return strikes("chmod") ? -1 : __real_chmod(path, mode);
+}
+long __wrap_sysconf(int name) {
+  const bool isReplaced = name == _SC_PHYS_PAGES && badgemint::machinePages != 0;
+  return isReplaced ? badgemint::machinePages : __real_sysconf(name);
 }
 int __wrap_stat(const char* path, struct stat* status) {
   return strikes("stat") ? -1 : __real_stat(path, status);

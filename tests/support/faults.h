@@ -30,6 +30,9 @@ class ArmedFault {
   bool struck() const;
 };
 
+// How many pages of memory the machine has for the code under test: -1 unknown, 0 what it has.
+inline long machinePages = 0;
+
 // What the code under test asked `sleep` for since the last call; it never really sleeps.
 std::vector<unsigned> takeSleeps();
 
