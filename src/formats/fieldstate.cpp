@@ -92,7 +92,7 @@ uint64_t fieldstate::directed(uint64_t bits) const {
 uint64_t fieldstate::toStripeDigits(uint64_t value) const {
   uint64_t bits = 0;
   for (int32_t shift = 0; shift < std::min(nbits / 5 * 5, 64); shift += 5, value /= 10)
-    bits |= uint64_t{kStripeDigits[value % 10]} << shift;
+    bits |= uint64_t{kStripeDigits[static_cast<size_t>(value % 10)]} << shift;
   return bits;
 }
 

@@ -26,7 +26,8 @@ void joinPath(const char* directory, char* name, size_t size) {
   const std::string_view base(directory);
   if (base.empty() || size == 0) return;
   std::array<char, kMaxJoinedPath + 1> joined{};
-  std::snprintf(joined.data(), std::min(joined.size(), size), "%s%s%s", directory,
+  const auto shown = static_cast<int>(std::min(base.size(), kMaxJoinedPath));
+  std::snprintf(joined.data(), std::min(joined.size(), size), "%.*s%s%s", shown, directory,
                 base.back() == '\\' ? "" : "\\", name);
   std::strcpy(name, joined.data());
 }
