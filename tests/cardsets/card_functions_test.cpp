@@ -8,16 +8,13 @@
 namespace badgemint {
 
 TEST(CardFunctions, CheckNumbersAndPins) {
-  const std::string d32 = "12345678901234567890123456789012";
-  const std::tuple<std::string, int32_t, int32_t, int32_t> rows[] = {
-      {d32, 0, 1, 0}, {d32 + "3", 0, 0, -1003}, {"any!", 0, 0, 0},     {"", 0, 0, 0},
-      {d32, 1, 0, 0}, {d32 + "3", 1, 0, -1003}, {"1a2B", 1, 1, -1003}, {"", 0, 1, -1010},
-  };
-  for (const auto& [given, cardSet, hex, result] : rows) {
-    std::string_view text = given;
-    EXPECT_EQ(checkCardNumber(text, cardSet, hex), result) << given;
-    EXPECT_EQ(text, given.empty() && result == 0 ? "0" : given);
-  }
+  std::string_view number;
+  EXPECT_EQ(checkCardNumber(number, 0, 1), -1010);
+  EXPECT_EQ(checkCardNumber(number, 1, 0), -1010);
+  EXPECT_EQ(checkCardNumber(number, 0, 0), 0);
+  EXPECT_EQ(number, "0");
+  number = "12345678901234567890123456789012";
+  for (const int32_t cardSet : {0, 1}) EXPECT_EQ(checkCardNumber(number, cardSet, 0), 0);
   std::string_view pin;
   EXPECT_EQ(checkPinCode(pin, 8), 0);
   EXPECT_EQ(pin, "0");
@@ -25,14 +22,10 @@ TEST(CardFunctions, CheckNumbersAndPins) {
 
 TEST(CardFunctions, ConvertHexadecimalDigits) {
   const std::tuple<const char*, const char*, size_t, const char*> rows[] = {
-      {"02020002", "02020002", 9, "02020002"},  // The size is that of the text they come back into.
-      {"0aFf00112", "0AFF0011", 9, "0AFF0011"},
-      {"", "00000000", 9, "00000000"},
-      {"ABC", "ABC00000", 9, "ABC0"},
-      {"1g@9G9-2", "01000000", 9, "01"},
-      {"123456", "12345600", 5, "1234"},
-      {"123456", "12345600", 4, "12"},
-      {"123456", "12345600", 0, ""},
+      {"0aFf00112", "0AFF0011", 9, "0AFF0011"},  // The size is of the text they come back into.
+      {"", "00000000", 9, "00000000"},          {"ABC", "ABC00000", 9, "ABC0"},
+      {"1g@9G9-2", "01000000", 9, "01"},        {"123456", "12345600", 5, "1234"},
+      {"123456", "12345600", 4, "12"},          {"123456", "12345600", 0, ""},
   };
   for (const auto& [digits, hex, size, back] : rows) {
     std::array<uint8_t, 4> bytes{};

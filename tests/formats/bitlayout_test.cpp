@@ -11,8 +11,7 @@
 namespace badgemint {
 namespace {
 
-template <typename Units>
-std::string bitText(const Units& units) {
+std::string bitText(const auto& units) {
   std::string text;
   for (const auto unit : units) text += std::bitset<8 * sizeof unit>(unit).to_string();
   return text;

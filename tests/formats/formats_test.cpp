@@ -85,10 +85,9 @@ std::string infoOf(const std::string& kind, const std::string& bytes) {
 TEST(FormatFiles, ArePrinted) {
   const std::array<std::string, 4> fields[] = {
       {"Card,0,99,MSB,BIN", "Card", "minval=0 maxval=99", "dir=1 ftyp=1"},
-      {",Label of more than twenty,-5,2x,LSB,BCD,x", "Label of more than t", "minval=-5 maxval=2",
+      {"A label of twenty let,-5,2x,LSB,BCD,x", "A label of twenty le", "minval=-5 maxval=2",
        "dir=2 ftyp=2"},
       {"F, 1,2, MSB,MSD", "F", "minval=1 maxval=2", "dir=0 ftyp=3"},
-      {"F,7", "F", "minval=7 maxval=0", "dir=0 ftyp=0"},
       {" F,1,2,MSB,BIN", "", "minval=0 maxval=0", "dir=0 ftyp=0"},
   };
   const std::string name = "A name of thirty-five characters or";
@@ -100,7 +99,7 @@ TEST(FormatFiles, ArePrinted) {
               masks = "_outputBitMask=AB\n_fixedBitMask=01\n_parityMasks  n=8\n", parities;
   for (size_t i = 0; i < 8; ++i) {
     const std::string n = std::to_string(i);
-    const auto& [line, label, bounds, kind] = fields[std::min(i, size_t{4})];
+    const auto& [line, label, bounds, kind] = fields[std::min(i, size_t{3})];
     text += line + '\n';
     info += "   ii=" + n + ", label=" + label + "\n   " + bounds + "\n   currentval=10" + n +
             "\n   " + kind + '\n';
@@ -110,13 +109,13 @@ TEST(FormatFiles, ArePrinted) {
   info += masks + "_numberOfBits=2\n\n";
   EXPECT_EQ(infoOf("CDF", text + "AB\n01\n" + parities), info);
 
-  const std::string n144(144, 'n'), version(30, 'v'), date(30, 'd'), id(30, 't');
-  FormatLines records = {n144, version + 'x', date + 'x', id + 'x', n144, "26 2 LSB MSD"};
+  const std::string n144(144, 'n'), n30(30, 'n');
+  FormatLines records = {n144, n30 + 'v', n30 + 'd', n30 + 't', n144, "26 2 LSB MSD"};
   records.resize(17, "4711");
   info = infoOf("VFF", fileOf("VFF", records));
   EXPECT_TRUE(
-      info.starts_with("Card Format Info:\n_formatID=7\n_filename=" + n144 +
-                       "\n_version=" + version + "\n_dateCreated=" + date + "\n_templateID=" + id +
+      info.starts_with("Card Format Info:\n_formatID=7\n_filename=" + n144 + "\n_version=" + n30 +
+                       "\n_dateCreated=" + n30 + "\n_templateID=" + n30 +
                        "\n_cardNumberField=1\n_numberParityBits=8\n_fixedFieldDetails=" + n144 +
                        "\n_fieldDefs  n=8\n   ii=0, label=\n"))
       << info;

@@ -42,7 +42,7 @@ TEST(DateTime, ReadsWhatAScanAndTheCalendarRead) {
                   any(-1, 60), any(-1, 60));
     if (i % 3 == 0) (i % 2 == 0 ? date[any(0, 7)] : time[any(0, 4)]) = " +-/:09;x"[any(0, 8)];
     const std::string day = date;
-    ASSERT_EQ(parsed(PeriodEnd::kStart, day, time), judged(day + "-" + time)) << day << "-" << time;
+    ASSERT_EQ(parsed(PeriodEnd::kStart, day, time), judged(day + "-" + time)) << day << time;
     ASSERT_EQ(parsed(PeriodEnd::kStart, day, "0"), judged(day + "-00:00:00")) << day;
     ASSERT_EQ(parsed(PeriodEnd::kEnd, day, "0"), judged(day + "-23:59:59")) << day;
   }
@@ -50,30 +50,17 @@ TEST(DateTime, ReadsWhatAScanAndTheCalendarRead) {
 }
 
 TEST(DateTime, WritesEachDayAsTheCalendarDoes) {
-  for (uint32_t seconds = 1; seconds < INT32_MAX - 90000U; seconds += 86400 + 1) {
-    const auto time = static_cast<std::time_t>(seconds);
+  for (uint32_t seconds = 1; seconds < UINT32_MAX - 90000U; seconds += 86400 + 1) {
+    const std::time_t time = seconds;
     char expected[kDateTimeSize];
     std::strftime(expected, sizeof expected, "%Y/%m/%d-%H:%M:%S", std::gmtime(&time));
     ASSERT_STREQ(formatDateTime(seconds).data(), expected);
   }
   EXPECT_STREQ(formatDateTime(0).data(), "0");
-  EXPECT_STREQ(formatDateTime(4107542400).data(), "2100/03/01-00:00:00");
-  EXPECT_STREQ(formatDateTime(UINT32_MAX).data(), "2106/02/07-06:28:15");
-}
-
-TEST(DateTime, JoinsAndSplitsTextsOfLimitedLength) {
-  const std::string d14(14, '1'), d15(15, '2'), d16 = d15 + "3";
-  EXPECT_EQ(joinDateTime(PeriodEnd::kEnd, d14, d15).data(), d14 + "-" + d15);
-  EXPECT_EQ(joinDateTime(PeriodEnd::kEnd, d15, d15).data(), d15 + "-" + d15.substr(1));
-  const std::array<std::string, 3> cases[] = {
-      {"2024", "0", "0"},          {"2024/02/29-12:00:00", "2024/02/29", "12:00:00"},
-      {"1-2-3", "1", "2-3"},       {d15 + "-" + d15, d15, d15},
-      {d16 + "-" + d16, d15, d15},
-  };
-  for (const auto& [text, date, time] : cases) {
-    EXPECT_EQ(splitDateTime(text).date.data(), date);
-    EXPECT_EQ(splitDateTime(text).time.data(), time);
-  }
+  const std::string d15(15, '2'), d16 = d15 + "3";
+  EXPECT_EQ(joinDateTime(PeriodEnd::kEnd, d15, d16).data(), d15 + "-" + d15.substr(1));
+  EXPECT_EQ(splitDateTime(d16 + "-" + d16).date.data(), d15);
+  EXPECT_EQ(splitDateTime("1-2-3").time.data(), std::string("2-3"));
 }
 
 }  // namespace

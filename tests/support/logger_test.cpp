@@ -2,37 +2,23 @@
 
 #include <gtest/gtest.h>
 
-#include <map>
 #include <vector>
 
-#include "support/faults.h"
 #include "support/testfiles.h"
 
 namespace badgemint {
 
 constexpr char kLogModule[] = "tests";
 
-TEST(Logger, FiltersByASignedThreshold) {
-  const std::map<int32_t, std::string> cases = {{25, "0 25 "}, {100, "0 25 26 100 "}, {-1, ""}};
-  for (const auto& [threshold, expected] : cases) {
-    TestLog log(static_cast<uint32_t>(threshold));
-    for (const int32_t level : {0, 25, 26, 100, 101}) log.logger().write(level, "%d ", level);
-    EXPECT_EQ(log.take(), expected);
-  }
-}
-
 TEST(Logger, DumpsSoManyBytesAndNoMore) {
   TestLog log(25);
-  std::string hex, bits;
-  for (int i = 0; i < 100; ++i) hex += "A5 ";
-  for (int i = 0; i < 25; ++i) bits += "10100101 ";
-  const std::vector<uint8_t> bytes(101, 0xA5);
-  for (const size_t size : {100U, 101U}) log.logger().dumpHex(25, std::span(bytes).first(size));
-  for (const size_t size : {25U, 26U}) log.logger().dumpBits(25, std::span(bytes).first(size));
+  const std::array<uint8_t, 101> bytes{};
   log.logger().dumpHex(26, bytes);
+  for (const size_t size : {100, 101}) log.logger().dumpHex(25, std::span(bytes).first(size));
+  EXPECT_EQ(log.take().substr(298), "0 hex data buffer not large enough\n");
   log.logger().dumpBits(26, bytes);
-  EXPECT_EQ(log.take(),
-            hex + "hex data buffer not large enough\n" + bits + "bin data bufr not large enough\n");
+  for (const size_t size : {25, 26}) log.logger().dumpBits(25, std::span(bytes).first(size));
+  EXPECT_EQ(log.take().substr(223), "0 bin data bufr not large enough\n");
 }
 
 TEST(Logger, WritesPrefixAndTextAndEvaluatesNothingElse) {
@@ -41,9 +27,11 @@ TEST(Logger, WritesPrefixAndTextAndEvaluatesNothingElse) {
   LOG(26, "%d\n", ++evaluated);
   LOG(25, "line=%s\n", std::string(300, 'x').c_str());  // Cut after 199 characters.
   LOG_HEX(25, (std::vector<uint8_t>{0x0A, 0xFF}), "label ");
-  EXPECT_EQ(log.take(), "[25 tests] line=" + std::string(194, 'x') + "[25 tests] label 0A FF \n");
+  log.logger().setThreshold(UINT32_MAX);  // Is signed.
+  LOG(0, "%d\n", ++evaluated);
   theLogger = nullptr;
   LOG(0, "%d\n", ++evaluated);
+  EXPECT_EQ(log.take(), "[25 tests] line=" + std::string(194, 'x') + "[25 tests] label 0A FF \n");
   EXPECT_EQ(evaluated, 0);
 }
 
@@ -55,10 +43,6 @@ TEST(Logger, OpensFilesAndStreams) {
   EXPECT_FALSE(Logger(none.c_str(), 0).isOpen());
   EXPECT_TRUE(Logger(none.c_str(), LevelList{list.c_str()}).isOpen());
   EXPECT_FALSE(Logger(list.c_str(), LevelList{none.c_str()}).isOpen());
-  EXPECT_FALSE(Logger(LevelList{none.c_str()}).isOpen());
-  const ArmedFault fault({.call = "allocate", .nth = 1});
-  EXPECT_FALSE(Logger(folder.path("log").c_str(), 0).isOpen());
-
   testing::internal::CaptureStdout();
   testing::internal::CaptureStderr();
   Logger("stdout", 0u).write(0, "out");
@@ -70,9 +54,8 @@ TEST(Logger, OpensFilesAndStreams) {
 }
 
 TEST(Logger, PassesAtMostAHundredListedLevels) {
-  const std::map<std::string, std::string> cases = {
-      {"# none\n\n 7 3\r\n10 12\n9 9\n", "7 9 10 11 12 "},
-      {"25\t30\n40=50\nx", "0 25 40 "},
+  const std::pair<std::string, std::string> cases[] = {
+      {"# none\n\n 7 3\r\n10 12\n9 9\n25\t30\n40=50\nx", "0 7 9 10 11 12 25 40 "},
       {"10" + std::string(77, ' ') + "12 4", "2 3 4 10 "},
       {"-98 90", "0 1 "},
   };

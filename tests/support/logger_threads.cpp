@@ -17,9 +17,8 @@ void writeAll(Logger& logger, const std::string& own) {
   constexpr std::array<uint8_t, 9> kBytes = {0xDE, 0xAD, 0xBF};
   for (uint32_t i = 0; i < 200; ++i) {
     logger.setThreshold(25 + i % 2 * 50);
-    logger.write(25, "%s", own.c_str());
     logger.write(75, "%s", own.c_str());  // Now and then.
-    if (logger.passes(25)) logger.dumpHex(25, kBytes);
+    logger.dumpHex(25, kBytes);
     logger.dumpBits(25, std::span(kBytes).first(3));
   }
 }
@@ -36,7 +35,7 @@ int main() {
   }
   for (std::thread& thread : threads) thread.join();
   const std::string log = folder.read("log");
-  bool whole = log.size() >= kSize * 4 * 200 * 3;
+  bool whole = log.size() >= kSize * 4 * 200 * 2;
   for (size_t at = 0; at < log.size(); at += kSize)
     whole = whole && texts.contains(log.substr(at, kSize));
   return whole ? EXIT_SUCCESS : EXIT_FAILURE;
