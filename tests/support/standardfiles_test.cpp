@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
+#include "support/faults.h"
+
 namespace badgemint {
 namespace {
 
@@ -24,6 +26,8 @@ TEST(StandardFiles, AreTakenWhereTheyAreClosed) {
   EXPECT_EQ(lowestFree({0}), 3);
   EXPECT_EQ(lowestFree({1, 2}), 3);
   EXPECT_EQ(lowestFree({0, 1, 2}), 3);
+  const ArmedFault fault({"open", 1});
+  EXPECT_EQ(lowestFree({1}), 255) << "stays closed";
 }
 
 }  // namespace
