@@ -4,45 +4,48 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdarg>
 #include <new>
-#include <optional>
 #include <string_view>
 #include <utility>
 
 #include "support/logger.h"
-#include "support/textutil.h"
 
 namespace badgemint {
 namespace {
 
-std::optional<Fault> armed;
+Fault armed;
 int count = 0;
-bool hasStruck = false;
 std::vector<unsigned> sleeps;
 
 // Whether this call is to fail; sets errno then.
-bool strikes(const char* call) {
-  if (!armed || armed->call != call) return false;
+bool strikes(std::string_view call) {
+  if (armed.call != call) return false;
   ++count;
-  const bool hit = armed->forEver ? count >= armed->nth : count == armed->nth;
-  hasStruck = hasStruck || hit;
-  if (hit) errno = armed->error;
+  const bool hit = armed.forEver ? count >= armed.nth : count == armed.nth;
+  if (hit) errno = armed.error;
   return hit;
+}
+
+// The same for a transfer. A short one goes on: half is written, some bytes are read.
+bool strikesTransfer(std::string_view call, size_t& size) {
+  if (!strikes(call)) return false;
+  if (armed.isShort) size = call == "write" ? size / 2 : std::min(size, size_t{7});
+  return !armed.isShort;
 }
 
 }  // namespace
 
 ArmedFault::ArmedFault(const Fault& fault) {
   count = 0;
-  hasStruck = false;
   armed = fault;
 }
 ArmedFault::~ArmedFault() {
-  armed.reset();
+  armed = {};
 }
 bool ArmedFault::struck() const {
-  return hasStruck;
+  return count > 0 && count >= armed.nth;
 }
 
 std::vector<unsigned> takeSleeps() {
@@ -51,32 +54,30 @@ std::vector<unsigned> takeSleeps() {
 
 }  // namespace badgemint
 
-using badgemint::strikes;
+using namespace badgemint;
 
 extern "C" {
 
-void* __real_malloc(size_t size);
-void* __real_realloc(void* old, size_t size);
+decltype(malloc) __real_malloc;
+decltype(realloc) __real_realloc;
 void* __real__ZnwmRKSt9nothrow_t(size_t size, const std::nothrow_t& nothrow);
 void* __real__ZnamRKSt9nothrow_t(size_t size, const std::nothrow_t& nothrow);
-int __real_open(const char* path, int flags, ...);
-ssize_t __real_read(int file, void* buffer, size_t size);
-ssize_t __real_pread(int file, void* buffer, size_t size, off_t offset);
-ssize_t __real_write(int file, const void* buffer, size_t size);
-off_t __real_lseek(int file, off_t offset, int whence);
-int __real_close(int file);
-int __real_unlink(const char* path);
-int __real_chmod(const char* path, mode_t mode);
-long __real_sysconf(int name);
-int __real_stat(const char* path, struct stat* status);
-int __real_fstat(int file, struct stat* status);
-int __real_fcntl(int file, int command, ...);
+decltype(open) __real_open;
+decltype(read) __real_read;
+decltype(pread) __real_pread;
+decltype(write) __real_write;
+decltype(lseek) __real_lseek;
+decltype(close) __real_close;
+decltype(chmod) __real_chmod;
+decltype(stat) __real_stat;
+decltype(fstat) __real_fstat;
+decltype(fcntl) __real_fcntl;
+decltype(sysconf) __real_sysconf;
 
 // What the compiler makes of a realloc of nothing.
 void* __wrap_malloc(size_t size) {
   return strikes("allocate") ? nullptr : __real_malloc(size);
 }
-
 void* __wrap_realloc(void* old, size_t size) {
   return strikes("allocate") ? nullptr : __real_realloc(old, size);
 }
@@ -89,50 +90,27 @@ void* __wrap__ZnamRKSt9nothrow_t(size_t size, const std::nothrow_t& nothrow) {
   return strikes("allocate") ? nullptr : __real__ZnamRKSt9nothrow_t(size, nothrow);
 }
 
-int __wrap_open(const char* path, int flags, ...) {
-  va_list arguments;
-  va_start(arguments, flags);
-  const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
-  va_end(arguments);
+// A mode that the caller did not give is not looked at.
+int __wrap_open(const char* path, int flags, mode_t mode) {
   return strikes("open") ? -1 : __real_open(path, flags, mode);
 }
-
 ssize_t __wrap_read(int file, void* buffer, size_t size) {
-  if (!strikes("read")) return __real_read(file, buffer, size);
-  if (!badgemint::armed->isShort) return -1;
-  const ssize_t got = __real_read(file, buffer, size);
-  if (got > 1) __real_lseek(file, -(got / 2), SEEK_CUR);
-  return got - got / 2;
+  return strikesTransfer("read", size) ? -1 : __real_read(file, buffer, size);
 }
-
 ssize_t __wrap_pread(int file, void* buffer, size_t size, off_t offset) {
-  if (!strikes("read")) return __real_pread(file, buffer, size, offset);
-  if (!badgemint::armed->isShort) return -1;
-  const ssize_t got = __real_pread(file, buffer, size, offset);
-  return got - got / 2;
+  return strikesTransfer("read", size) ? -1 : __real_pread(file, buffer, size, offset);
 }
-
 ssize_t __wrap_write(int file, const void* buffer, size_t size) {
-  if (!strikes("write")) return __real_write(file, buffer, size);
-  return badgemint::armed->isShort ? __real_write(file, buffer, size / 2) : -1;
+  return strikesTransfer("write", size) ? -1 : __real_write(file, buffer, size);
 }
-
 off_t __wrap_lseek(int file, off_t offset, int whence) {
   return strikes("lseek") ? -1 : __real_lseek(file, offset, whence);
 }
 
 // A failing close has closed the descriptor all the same.
 int __wrap_close(int file) {
-  const bool fails = strikes("close");
-  const int error = errno;
   const int result = __real_close(file);
-  if (!fails) return result;
-  errno = error;
-  return -1;
-}
-
-int __wrap_unlink(const char* path) {
-  return strikes("unlink") ? -1 : __real_unlink(path);
+  return strikes("close") ? -1 : result;
 }
 int __wrap_chmod(const char* path, mode_t mode) {
   return strikes("chmod") ? -1 : __real_chmod(path, mode);
@@ -154,15 +132,15 @@ int __wrap_fcntl(int file, int command, struct flock* lock) {
 }
 
 unsigned __wrap_sleep(unsigned seconds) {
-  badgemint::sleeps.push_back(seconds);
+  sleeps.push_back(seconds);
   return 0;
 }
 
 // Logger::write. The prefix of a message comes out as "[level module] ": tests see every level, and
 // no source line, which changes with every edit.
-void __real__ZN9badgemint6Logger5writeEiPKcz(badgemint::Logger&, int32_t, const char*, ...);
+void __real__ZN9badgemint6Logger5writeEiPKcz(Logger&, int32_t, const char*, ...);
 __attribute__((format(printf, 3, 4))) void __wrap__ZN9badgemint6Logger5writeEiPKcz(
-    badgemint::Logger& logger, int32_t level, const char* format, ...) {
+    Logger& logger, int32_t level, const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
   char text[1000];
@@ -181,16 +159,13 @@ __attribute__((format(printf, 2, 3))) void __wrap_syslog(int priority, const cha
   char text[1000];
   std::vsnprintf(text, sizeof text, format, arguments);
   va_end(arguments);
-  if (badgemint::theLogger != nullptr)
-    badgemint::theLogger->write(0, "[syslog %d] %s", priority, text);
+  if (theLogger != nullptr) theLogger->write(0, "[syslog %d] %s", priority, text);
 }
 
 // reportSystemError, which has no effect of its own.
 uint16_t __wrap__ZN9badgemint17reportSystemErrorEttPKc(uint16_t module, uint16_t code,
                                                        const char* what) {
-  if (badgemint::theLogger != nullptr)
-    badgemint::theLogger->write(0, "[report %u/%u \"%s\"]\n", unsigned{module}, unsigned{code},
-                                what);
+  if (theLogger != nullptr) theLogger->write(0, "[report %u/%u \"%s\"]\n", module, code, what);
   return module;
 }
 

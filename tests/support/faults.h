@@ -12,11 +12,11 @@
 namespace badgemint {
 
 struct Fault {
-  std::string call;      // "allocate", "open", "read", "write", "lseek", "close", "unlink", ...
+  std::string call;      // "allocate", "open", "read", "write", "lseek", "close", ...
   int nth = 0;           // From 1.
   bool forEver = false;  // Also every later call.
   int error = EIO;
-  bool isShort = false;  // A read or write transfers half of what it was asked for instead.
+  bool isShort = false;  // A read or write transfers a part of what it was asked for instead.
 };
 
 // Arms one fault while it lives.

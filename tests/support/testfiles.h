@@ -4,12 +4,10 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <optional>
 #include <string>
 
 #include "support/logger.h"
@@ -49,16 +47,15 @@ class TestFolder {
   std::string _path;
 };
 
-// Bytes as hexadecimal digits in groups of four bytes, `perLine` bytes a line.
+// Bytes as hexadecimal digits in groups of four bytes.
 template <typename Bytes>
-std::string hexLines(const Bytes& bytes, size_t perLine = 64) {
+std::string hexLines(const Bytes& bytes) {
   std::string text;
   char digits[4];
   for (size_t i = 0; const auto byte : bytes) {
-    if (i % perLine % 4 == 0 && !text.empty() && text.back() != '\n') text += ' ';
-    std::snprintf(digits, sizeof digits, "%02X", static_cast<uint8_t>(byte));
+    std::snprintf(digits, sizeof digits, i > 0 && i % 4 == 0 ? " %02X" : "%02X", byte & 255);
     text += digits;
-    if (++i % perLine == 0) text += '\n';
+    ++i;
   }
   return text;
 }
@@ -66,18 +63,17 @@ std::string hexLines(const Bytes& bytes, size_t perLine = 64) {
 // A logger of its own for one test: published while it lives, its text to be taken at the end.
 class TestLog {
  public:
-  explicit TestLog(uint32_t threshold = 100) {
-    _logger.emplace(_folder.path("log").c_str(), threshold);
+  explicit TestLog(uint32_t threshold = 100) : _logger(_folder.path("log").c_str(), threshold) {
     publish();
   }
   ~TestLog() { theLogger = nullptr; }
   TestLog(const TestLog&) = delete;
   TestLog& operator=(const TestLog&) = delete;
 
-  Logger& logger() { return *_logger; }
+  Logger& logger() { return _logger; }
 
   // Again, after an entry function, which has a logger of its own.
-  void publish() { theLogger = &*_logger; }
+  void publish() { theLogger = &_logger; }
 
   // What was logged since the last call, with "[level module] " for each prefix.
   std::string take() {
@@ -88,7 +84,7 @@ class TestLog {
 
  private:
   TestFolder _folder;
-  std::optional<Logger> _logger;
+  Logger _logger;
 };
 
 }  // namespace badgemint

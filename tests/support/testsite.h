@@ -2,10 +2,13 @@
 #ifndef BADGEMINT_TESTS_SUPPORT_TESTSITE_H
 #define BADGEMINT_TESTS_SUPPORT_TESTSITE_H
 
+#include <gtest/gtest.h>
+
 #include <filesystem>
 #include <string>
 
 #include "inputcards/inputcards.h"
+#include "support/faults.h"
 #include "support/testfiles.h"
 
 namespace badgemint {
@@ -13,9 +16,9 @@ namespace badgemint {
 // A CDF file of a layout of up to 48 positions whose field A is fixed and whose field B is the card
 // number.
 inline std::string cdfText(const std::string& outputMask, const std::string& parity1 = "",
-                           const std::string& parity2 = "", const std::string& type = "BIN") {
-  return "Test\n1\n31\n2024\n1\n1\n2\nB\n2\n0\n0\n-\nA,0,0,MSB,BIN\nB,0,0,MSB," + type +
-         "\n\n\n\n\n\n\n" + outputMask + "\n\n" + parity1 + "\n" + parity2 + "\n\n\n\n\n\n\n";
+                           const std::string& parity2 = "") {
+  return "Test\n1\n31\n2024\n1\n1\n2\nB\n2\n0\n0\n-\nA,0,0,MSB,BIN\nB,0,0,MSB,BIN\n\n\n\n\n\n\n" +
+         outputMask + "\n\n" + parity1 + "\n" + parity2 + "\n\n\n\n\n\n\n";
 }
 
 // Runs the stages of a build on these lines, in the current folder, and returns its result.
@@ -28,6 +31,18 @@ inline int32_t buildCards(const std::string& cards) {
   if (result == 0) result = loader.pass1();
   if (result == 0) result = loader.pass2();
   return result;
+}
+
+// What an entry function logged between its start and its end. A log that takes nothing is empty.
+inline std::string logOf(const std::string& name, unsigned pause, int32_t result, int level = 25) {
+  EXPECT_EQ(takeSleeps(), std::vector{pause});
+  const std::string log = contentOf("log"), module = "[0 badgemintdump] " + name;
+  std::filesystem::remove("log");
+  if (level < 0) return log;
+  const std::string start = module + " version 2.10.4\n";
+  const std::string end = module + " Complete, result=" + std::to_string(result) + "\n";
+  EXPECT_TRUE(log.starts_with(start) && log.ends_with(end)) << log;
+  return log.substr(start.size(), log.size() - start.size() - end.size());
 }
 
 // Format 1 is 26 bits with an 8-bit facility code and a 16-bit number between parity bits; format 2
