@@ -38,6 +38,11 @@ bool contains(std::string_view name, std::string_view extension) {
          name.end();
 }
 
+const Kind* kindOf(std::string_view fileName) {
+  return std::ranges::find_if(
+      kKinds, [fileName](const Kind& kind) { return contains(fileName, kind.extension); });
+}
+
 void reportNoMemory() {
   LOG(kLogError, "Not enough memory to create card formats\n");
 }
@@ -54,14 +59,17 @@ int32_t CardFormatSet::create(int32_t capacity) {
   return kOutOfMemory;
 }
 
+bool CardFormatSet::isFormatFile(const char* fileName) {
+  return kindOf(fileName) != std::end(kKinds);
+}
+
 CardFormat* CardFormatSet::addFormat(uint32_t formatID, const char* fileName) {
   CardFormat** const slot = _formats.nextSlot();
   if (slot == nullptr) {
     reportNoMemory();
     return nullptr;
   }
-  const auto kind = std::ranges::find_if(
-      kKinds, [fileName](const Kind& k) { return contains(fileName, k.extension); });
+  const Kind* const kind = kindOf(fileName);
   if (kind == std::end(kKinds)) {
     LOG(kLogError, "Invalid format file %s\n", fileName);
     return nullptr;

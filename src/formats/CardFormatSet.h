@@ -26,6 +26,9 @@ class CardFormatSet {
   // when there is no memory.
   CardFormat* addFormat(uint32_t formatID, const char* fileName);
 
+  // Whether the name is that of a format file: it contains the extension of a kind.
+  static bool isFormatFile(const char* fileName);
+
   // The first format of this ID; null when there is none. IDs need not be unique.
   CardFormat* findFormat(uint32_t formatID) const;
 

@@ -145,16 +145,21 @@ void CdfCardFormat::compile() {
   compileMasks({'A', 'B', 'C', 'D', 'E', 'F', 'G', 'H'}, BitLayout::kCountBits);
 }
 
-void CdfCardFormat::parseFieldDef(FieldDefinition& definition, char* line) {
-  definition = {};
-  if (*line == ' ') return;
-  std::array<const char*, 5> words;
+CdfCardFormat::FieldWords CdfCardFormat::fieldWords(char* line) {
+  FieldWords words;
   char* rest = nullptr;
   for (const char*& word : words) {
     word = strtok_r(line, ",\n", &rest);
     if (word == nullptr) word = "";
     line = nullptr;
   }
+  return words;
+}
+
+void CdfCardFormat::parseFieldDef(FieldDefinition& definition, char* line) {
+  definition = {};
+  if (*line == ' ') return;
+  const FieldWords words = fieldWords(line);
   copyCut(std::string_view(words[0]).substr(0, FieldDefinition::kMaxLabel), definition.label);
   definition.minval = textToInt32(words[1]);
   definition.maxval = textToInt32(words[2]);

@@ -28,6 +28,11 @@ class CdfCardFormat : public CardFormat {
   // line that is empty or begins with a blank clears the definition.
   void parseFieldDef(FieldDefinition& definition, char* line) override;
 
+  // The words of such a line, which is taken apart: what stands between commas and is not empty,
+  // then empty texts.
+  using FieldWords = std::array<const char*, 5>;
+  static FieldWords fieldWords(char* line);
+
   // A line of at most 100 characters; of a longer one the rest is the next line. kCdfReadFailed at
   // the end of the file, then with a message only if `reportErrors`, and on a read error.
   [[nodiscard]] int32_t readFormatLine(LineReader& file, FormatLine& line,

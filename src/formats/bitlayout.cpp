@@ -14,14 +14,6 @@ char charAt(const BitMask& mask, int32_t p) {
   return mask[static_cast<size_t>(p)];
 }
 
-bool isUsed(const LayoutMasks& masks, int32_t p) {
-  const char output = charAt(masks.output, p);
-  const char fixed = charAt(masks.fixed, p);
-  if (output == '\0') return false;
-  if (output == '.') return fixed == '0' || fixed == '1';
-  return output == 'P' || std::ranges::find(masks.letters, output) != masks.letters.end();
-}
-
 // The first position that a mask gives a meaning; behind the last one when there is none.
 int32_t firstPosition(const LayoutMasks& masks) {
   for (int32_t p = 0; p <= kLastPosition; ++p) {
@@ -30,7 +22,7 @@ int32_t firstPosition(const LayoutMasks& masks) {
         return meanings.find(charAt(mask, p)) != std::string_view::npos;
       };
     };
-    if (isUsed(masks, p) || means("01")(masks.fixed) ||
+    if (isUsedPosition(masks, p) || means("01")(masks.fixed) ||
         std::ranges::any_of(masks.parity, means("XEO")))
       return p;
   }
@@ -38,6 +30,14 @@ int32_t firstPosition(const LayoutMasks& masks) {
 }
 
 }  // namespace
+
+bool isUsedPosition(const LayoutMasks& masks, int32_t p) {
+  const char output = charAt(masks.output, p);
+  const char fixed = charAt(masks.fixed, p);
+  if (output == '\0') return false;
+  if (output == '.') return fixed == '0' || fixed == '1';
+  return output == 'P' || std::ranges::find(masks.letters, output) != masks.letters.end();
+}
 
 void BitLayout::compile(const LayoutMasks& masks, int32_t bitCount) {
   countUsed(masks);
@@ -53,7 +53,7 @@ void BitLayout::countUsed(const LayoutMasks& masks) {
   _usedPositions = 0;
   _lastUsedBit = -1;
   for (int32_t p = 0; p <= kLastPosition; ++p) {
-    if (!isUsed(masks, p)) continue;
+    if (!isUsedPosition(masks, p)) continue;
     ++_usedPositions;
     _lastUsedBit = p;
   }

@@ -28,6 +28,10 @@ struct LayoutMasks {
   std::array<char, kFieldCount> letters;  // Names the fields; NUL for one without positions.
 };
 
+// Whether position p, 0 to 143, is one of the card: of a field, of parity, or fixed where the
+// output mask holds a '.'.
+bool isUsedPosition(const LayoutMasks& masks, int32_t p);
+
 // Everything that a layout holds is in range, whatever the masks were: it cannot fail.
 //
 // A card ends with the layout's last used position, and almost every layout can be compiled as it

@@ -65,7 +65,10 @@ bool AccessLevelSet::loadAccessLevels(MasterConfiguration& configuration) {
     return false;
   }
   LineReader reader;
-  if (!reader.open(entry->value.data())) return false;
+  return reader.open(entry->value.data()) && readAccessLevels(reader);
+}
+
+bool AccessLevelSet::readAccessLevels(LineReader& reader) {
   LOG(kLogRecord, "accesslevel: Reading %s ...\n", kEntryName);
   Tokenizer words;
   for (uint32_t number = 1; reader.readLine(kLineLimit) == LineReader::Status::kLine; ++number) {

@@ -11,6 +11,7 @@
 
 namespace [[gnu::visibility("default")]] badgemint {
 
+class LineReader;
 class MasterConfiguration;
 class Tokenizer;
 
@@ -57,6 +58,9 @@ class AccessLevelSet {
   // "... schedID out of range (%lld)\n" and "... missing scheduleID\n" at 20; "Not enough memory to
   // create access levels\n" at 25.
   [[nodiscard]] bool loadAccessLevels(MasterConfiguration& configuration);
+
+  // The same from a file that is open. False when memory runs out.
+  [[nodiscard]] bool readAccessLevels(LineReader& reader);
 
   // False, with the level gone and the set as it was, when there is no memory.
   [[nodiscard]] bool add(std::unique_ptr<AccessLevel> level);

@@ -102,7 +102,8 @@ DateTimeText joinDateTime(PeriodEnd end, std::string_view date, std::string_view
   return joined;
 }
 
-int32_t parseDateTime(const char* text, uint32_t& seconds) {
+int32_t parseDateTime(const char* text, uint32_t& seconds, const char** rest) {
+  if (rest != nullptr) *rest = "";
   if (std::strcmp(text, "0") == 0) {
     seconds = 0;
     return kSuccess;
@@ -120,7 +121,9 @@ int32_t parseDateTime(const char* text, uint32_t& seconds) {
   t.minute = scanner.nextInt();
   scanner.expect(':');
   t.second = scanner.nextInt();
-  return scanner.failed() ? kInvalidDate : checkedSeconds(t, seconds);
+  if (scanner.failed()) return kInvalidDate;
+  if (rest != nullptr) *rest = scanner.position();
+  return checkedSeconds(t, seconds);
 }
 
 int32_t parsePeriodEnd(PeriodEnd end, std::string_view date, std::string_view time,

@@ -25,7 +25,9 @@ DateTimeText joinDateTime(PeriodEnd end, std::string_view date, std::string_view
 // Reads "0" or year/month/day-hour:minute:second, decimal numbers each; what follows the sixth is
 // ignored. Years 1970 to 2037; day 31 is accepted in every month and runs on into the next one.
 // kSuccess with the seconds, or kInvalidDate with `seconds` unchanged.
-[[nodiscard]] int32_t parseDateTime(const char* text, uint32_t& seconds);
+// `rest`, where it is wanted, is what follows the sixth number, or an empty text.
+[[nodiscard]] int32_t parseDateTime(const char* text, uint32_t& seconds,
+                                    const char** rest = nullptr);
 
 // Both in one. A date and a time written with all their digits, as nearly all are, are read where
 // they stand: each digit has its place then, and a scan of the joined text would find the same.
