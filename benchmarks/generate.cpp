@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr uint64_t kNumbersPerFacility = 65536;
+constexpr uint64_t kNumbersPerFacility = 65535;  // 1 to 65535.
 constexpr int kWideSet = 253;
 constexpr int kBlocks = 6;
 
@@ -43,7 +43,8 @@ uint32_t shuffledBelow(uint32_t i, uint32_t n, uint32_t key) {
   return i;
 }
 
-void writeFormat(const std::filesystem::path& path, std::string_view widths, int parityAt) {
+void writeFormat(const std::filesystem::path& path, std::string_view widths, int parityAt,
+                 int mostFacility) {
   // The output mask as letter and count pairs, in three pieces of 48 positions.
   std::string output;
   for (size_t i = 0; i < widths.size();) {
@@ -63,7 +64,7 @@ void writeFormat(const std::filesystem::path& path, std::string_view widths, int
 
   std::ofstream file(path);
   file << "Benchmark\n1\n1\n2024\n1\n1\n2\nB\n2\n0\n0\n-\n"
-       << "Facility,0,65535,MSB,BIN\nNumber,0,65535,MSB,BIN\n\n\n\n\n\n\n";
+       << "Facility,0," << mostFacility << ",MSB,BIN\nNumber,0,65535,MSB,BIN\n\n\n\n\n\n\n";
   for (size_t from = 0; from < output.size(); from += 48) {
     const auto piece = [from](const std::string& mask) { return mask.substr(from, 48); };
     file << piece(output) << "\n\n" << piece(even) << '\n' << piece(odd) << "\n\n\n\n\n\n\n";
@@ -71,8 +72,8 @@ void writeFormat(const std::filesystem::path& path, std::string_view widths, int
 }
 
 void writeFormats(const std::filesystem::path& folder) {
-  writeFormat(folder / "26.cdf", "P1A8B16P1", 13);
-  writeFormat(folder / "86.cdf", "P1A20B64P1", 43);
+  writeFormat(folder / "26.cdf", "P1A8B16P1", 13, 255);
+  writeFormat(folder / "86.cdf", "P1A20B64P1", 43, 65535);
   std::ofstream(folder / "formats.txt") << "1 26.cdf\n2 86.cdf\n";
 }
 
@@ -80,7 +81,7 @@ void writeCard(std::FILE* file, uint32_t i, uint32_t cards, uint32_t uniqid) {
   const uint32_t number = shuffledBelow(i / 2, (cards + 1) / 2, 77);
   if (i % 2 == 0) {
     std::fprintf(file, "c %u %u", 1 + static_cast<unsigned>(number / kNumbersPerFacility),
-                 static_cast<unsigned>(number % kNumbersPerFacility));
+                 static_cast<unsigned>(number % kNumbersPerFacility + 1));
   } else {
     const uint64_t wide = (uint64_t{shuffled(number, 3)} << 31) | shuffled(number, 5) >> 1;
     std::fprintf(file, "c %d %llu", kWideSet, static_cast<unsigned long long>(wide));
@@ -89,8 +90,9 @@ void writeCard(std::FILE* file, uint32_t i, uint32_t cards, uint32_t uniqid) {
   std::fprintf(file,
                " %04u %u %u %u %u 0 0 0 0 0 %u 0 %u %u 2024/%02u/%02u %02u:30:00 2030/12/%02u 0 %u "
                "%u %u\n",
-               any % 10000, uniqid, any % 100, any % 7, any % 3, any & 1, any >> 1 & 1, any % 50,
-               any % 12 + 1, any % 28 + 1, any % 24, any % 28 + 1, any % 8, any % 4, any >> 2 & 1);
+               any % 10000, uniqid, any % 100, any % 7, any % 3, any & 1, any >> 1 & 1,
+               any % 50 == 0 ? 0 : shuffled(any % 50, 1), any % 12 + 1, any % 28 + 1, any % 24,
+               any % 28 + 1, any % 8, any % 4, any >> 2 & 1);
 }
 
 void writeMixed(std::FILE* file, uint32_t cards) {
@@ -102,7 +104,7 @@ void writeMixed(std::FILE* file, uint32_t cards) {
     writeCard(file, i, cards, uniqid);
     if (i % 10 == 0) std::fprintf(file, "o 1%09u %u\n", i, uniqid);
     if (i % 20 == 1)
-      std::fprintf(file, "n 0 F%08X 0 %u 1 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0\n", i,
+      std::fprintf(file, "n 0 F0%08X 0 %u 1 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0\n", i,
                    shuffled(cards + i, 1));
     if (i % 20 == 2)
       std::fprintf(file, "p 2%09u %u 1 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0\n", i,
