@@ -1,0 +1,137 @@
+#include "admin/commandline.h"
+
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cerrno>
+#include <cstring>
+#include <functional>
+#include <new>
+#include <system_error>
+
+#include "admin/verbs.h"
+
+namespace badgemint::admin {
+
+namespace {
+
+using Action = std::function<ExitStatus(Console&)>;
+
+// The verbs and their options. CLI11 stores what it reads in the option structs here.
+class CommandLine {
+ public:
+  CommandLine() {
+    _app.name("badgemint-admin");
+    _app.set_version_flag("--version", "badgemint-admin " BADGEMINT_VERSION);
+    _app.set_help_flag("--help", "Show what there is to choose from");
+    _app.add_option("-C", _folder, "Work as if started in this folder")->type_name("DIR");
+    _app.require_subcommand(0, 1);
+    addHelp();
+    addCheck();
+  }
+
+  ExitStatus run(int argc, const char* const* argv, Console& console) {
+    try {
+      _app.parse(argc, argv);
+    } catch (const CLI::CallForVersion& version) {
+      console.output() << version.what() << '\n';
+      return ExitStatus::kAllWell;
+    } catch (const CLI::CallForHelp&) {
+      const auto verbs = _app.get_subcommands();
+      console.output() << helpOf(verbs.empty() ? _app : *verbs.front());
+      return ExitStatus::kAllWell;
+    } catch (const CLI::ParseError& wrong) {
+      throw Failure(ExitStatus::kNotDone,
+                    std::string(wrong.what()) + " (badgemint-admin help tells more)");
+    }
+    if (!_action)
+      throw Failure(ExitStatus::kNotDone, "which verb? (badgemint-admin help names them)");
+    if (!_folder.empty() && chdir(_folder.c_str()) != 0)
+      throw Failure(ExitStatus::kNotDone, _folder + ": " + std::strerror(errno));
+    return _action(console);
+  }
+
+ private:
+  // Not CLI::App::help, which tells of the verb on the command line whatever it is asked about.
+  std::string helpOf(CLI::App& app) const {
+    const std::string name =
+        &app == &_app ? "badgemint-admin" : "badgemint-admin " + app.get_name();
+    return app.get_formatter()->make_help(&app, name, CLI::AppFormatMode::Normal);
+  }
+
+  CLI::App* addVerb(const char* name, const char* what, Action action) {
+    CLI::App* const verb = _app.add_subcommand(name, what);
+    verb->set_help_flag("--help", "Show the options of this verb");
+    verb->callback([this, action] { _action = action; });
+    return verb;
+  }
+
+  static void addFile(CLI::App* verb, const char* option, std::string& name, const char* what) {
+    verb->add_option(option, name, what)->type_name("FILE")->capture_default_str();
+  }
+
+  static void addInputFiles(CLI::App* verb, SiteNames& site) {
+    addFile(verb, "--cards", site.cards, "The input cards file");
+    addFile(verb, "--formats", site.formats, "The formats file");
+  }
+
+  void addHelp() {
+    CLI::App* const verb = addVerb("help", "Show the options of a verb", [this](Console& console) {
+      console.output() << helpOf(topic());
+      return ExitStatus::kAllWell;
+    });
+    verb->add_option("VERB", _helpTopic, "Which one");
+  }
+
+  // What `help` is asked about.
+  CLI::App& topic() {
+    if (_helpTopic.empty()) return _app;
+    for (CLI::App* const verb : _app.get_subcommands({}))
+      if (verb->get_name() == _helpTopic) return *verb;
+    throw Failure(ExitStatus::kNotDone, "there is no verb " + _helpTopic);
+  }
+
+  void addCheck() {
+    CLI::App* const verb =
+        addVerb("check", "Name everything that is wrong or dangerous in a site's files",
+                [this](Console& console) { return check(_check, console); });
+    addInputFiles(verb, _check.site);
+    addFile(verb, "--levels", _check.levels, "Check access levels against this file");
+    verb->add_flag("--strict", _check.strict, "Warnings count as errors for the exit status");
+    verb->add_flag("--all", _check.all, "Print more than 100 findings of one kind");
+    verb->add_flag("--with-pins", _check.withPins, "Show PINs");
+  }
+
+  CLI::App _app{"Looks after the files of a badgemint site."};
+  std::string _folder;
+  std::string _helpTopic;
+  Action _action;
+  CheckOptions _check;
+};
+
+ExitStatus runGuarded(int argc, const char* const* argv, Console& console) noexcept {
+  try {
+    return CommandLine().run(argc, argv, console);
+  } catch (const Failure& failure) {
+    console.complain(failure.what());
+    return failure.status();
+  } catch (const std::bad_alloc&) {
+    console.complain("not enough memory");
+  } catch (const std::exception& wrong) {
+    console.complain(wrong.what());
+  }
+  return ExitStatus::kNotDone;
+}
+
+}  // namespace
+
+int run(int argc, const char* const* argv, Console& console) noexcept {
+  ExitStatus status = runGuarded(argc, argv, console);
+  if (!console.finish()) {
+    console.complain("standard output cannot be written");
+    status = ExitStatus::kNotDone;
+  }
+  return static_cast<int>(status);
+}
+
+}  // namespace badgemint::admin

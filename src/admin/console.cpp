@@ -1,0 +1,19 @@
+#include "admin/console.h"
+
+namespace badgemint::admin {
+
+void Console::complain(std::string_view text) {
+  _output.flush();
+  _errors << "badgemint-admin: " << text << std::endl;
+}
+
+bool Console::finish() {
+  return _output.flush().good();
+}
+
+std::string Console::coloured(std::string_view word, std::string_view colour) const {
+  if (!_colours) return std::string(word);
+  return std::string("\033[1;").append(colour).append("m").append(word).append("\033[0m");
+}
+
+}  // namespace badgemint::admin

@@ -1,0 +1,20 @@
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <iostream>
+
+#include "admin/commandline.h"
+
+// https://no-color.org: any value but the empty one.
+static bool wantsColours() {
+  const char* const refused = std::getenv("NO_COLOR");
+  return isatty(STDOUT_FILENO) == 1 && (refused == nullptr || *refused == '\0');
+}
+
+int main(int argc, char* argv[]) {
+  std::signal(SIGPIPE, SIG_IGN);  // A reader that has gone must not end a run halfway.
+  std::ios::sync_with_stdio(false);
+  badgemint::admin::Console console(std::cout, std::cerr, wantsColours());
+  return badgemint::admin::run(argc, argv, console);
+}

@@ -1,0 +1,92 @@
+// Checks the cards file line by line as a build does, but goes on behind lines that fail, and looks
+// for what a build takes without a word.
+#ifndef BADGEMINT_CHECK_CARDSCHECK_H
+#define BADGEMINT_CHECK_CARDSCHECK_H
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "check/checkedline.h"
+#include "check/formatscheck.h"
+#include "check/holderrules.h"
+#include "check/placedscanner.h"
+#include "check/sitecheck.h"
+#include "check/wholefile.h"
+#include "inputcards/cardindex.h"
+#include "inputcards/inputfile.h"
+#include "inputcards/linechecker.h"
+#include "inputcards/sitecards.h"
+
+namespace badgemint {
+
+class CardsCheck {
+ public:
+  // `site` has the formats that `formats` tells of; all must outlive this.
+  CardsCheck(const SiteCheckOptions& options, SiteCards& site, const CheckedFormats& formats,
+             const AccessLevelSet* levels, Findings& findings);
+
+  // Reads the file and counts what it has.
+  void run(SiteSummary& summary);
+
+ private:
+  // An error of which others are the consequence, and in how many lines.
+  struct Cause {
+    size_t error = Findings::kNotKept;
+    int64_t more = 0;
+  };
+  using Causes = std::unordered_map<uint32_t, Cause>;
+
+  bool open(InputFile& input);
+  void checkLine(LineReader& input);
+  // `isHidden`: an eye does not see what is wrong in the line, and only errors are looked for.
+  void checkHolderLine(const CheckedLine& line, bool isHidden);
+  void checkFieldsLine(const CheckedLine& line, bool isHidden);
+  void checkBlock(const CheckedLine& line, bool isHidden);
+
+  void checkIdentity(const CheckedLine& line, const PlacedScanner& fields, const Subject& subject);
+  void checkFlaw(const CheckedLine& line, const PlacedScanner& fields, bool isWrong);
+  void checkBlockWords(const CheckedLine& line, const MultiCardsLine& words, int32_t result);
+  void checkBlockRanges(const CheckedLine& line, const MultiCardsLine& words);
+  static const char* wordBehind(const CheckedLine& line, const MultiCardsLine& words);
+  void addUnindexed(const MultiCardsLine& words);
+
+  // What of a line is an error, each in a finding of its own; true when there was one.
+  void explainHolder(const CheckedLine& line, const PlacedScanner& fields, int32_t result);
+  bool explainCard(const CheckedLine& line, const PlacedScanner& fields, size_t sound);
+  void explainBlock(const CheckedLine& line, const MultiCardsLine& words, int32_t result,
+                    int64_t sound);
+  bool explainCardSet(const CheckedLine& line, const char* word, int32_t csid);
+  bool explainNumber(const CheckedLine& line, std::string_view number, int32_t csid, bool isHex);
+  bool explainPin(const CheckedLine& line, std::string_view pin, size_t most);
+  bool explainEncoding(const CheckedLine& line, const char* word, int32_t csid,
+                       const SaturatedInt64& number);
+  void explainStart(const CheckedLine& line);
+
+  // Tells an error, or counts it when its cause has been told.
+  void followsFrom(Causes& causes, uint32_t id, Place place, int32_t code, const std::string& text);
+  void tellMore(const Causes& causes, const char* what);
+  // Whether the card set's format is known not to load; the line is counted then.
+  bool countUnloaded(int32_t csid);
+
+  const SiteCheckOptions& _options;
+  SiteCards& _site;
+  const CheckedFormats& _formats;
+  Findings& _findings;
+  CardIndex _index;
+  LineChecker _checker;
+  HolderRules _rules;
+  int _file;
+  std::vector<UniqidRange> _unindexed;
+  std::unordered_map<uint32_t, int64_t> _lineOfSet;  // The 'f' line of each card set ID.
+  Causes _undefinedSets;                             // Or whose 'f' line fails.
+  Causes _unlistedFormats;
+  Causes _unloadedFormats;
+};
+
+}  // namespace badgemint
+
+#endif  // BADGEMINT_CHECK_CARDSCHECK_H
