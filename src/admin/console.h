@@ -44,6 +44,11 @@ class Console {
   std::string inErrorColour(std::string_view word) const { return coloured(word, "31"); }
   std::string inWarningColour(std::string_view word) const { return coloured(word, "35"); }
 
+  // From now on output that cannot be written costs a message, but not the status: what a verb has
+  // done stays done.
+  void keepStatus() { _keepsStatus = true; }
+  bool keepsStatus() const { return _keepsStatus; }
+
   // Writes out what is still to be written. False when anything could not be written.
   [[nodiscard]] bool finish();
 
@@ -53,6 +58,7 @@ class Console {
   std::ostream& _output;
   std::ostream& _errors;
   bool _colours;
+  bool _keepsStatus = false;
 };
 
 }  // namespace badgemint::admin

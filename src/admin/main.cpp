@@ -14,6 +14,7 @@ static bool wantsColours() {
 
 int main(int argc, char* argv[]) {
   std::signal(SIGPIPE, SIG_IGN);  // A reader that has gone must not end a run halfway.
+  std::signal(SIGXFSZ, SIG_IGN);  // A limit of file sizes is a write that fails.
   std::ios::sync_with_stdio(false);
   badgemint::admin::Console console(std::cout, std::cerr, wantsColours());
   return badgemint::admin::run(argc, argv, console);

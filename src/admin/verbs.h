@@ -6,8 +6,10 @@
 #include <cstdint>
 #include <string>
 
+#include "admin/build.h"
 #include "admin/console.h"
 #include "admin/site.h"
+#include "check/sitecheck.h"
 
 namespace badgemint::admin {
 
@@ -19,6 +21,10 @@ struct CheckOptions {
   bool withPins = false;
 };
 ExitStatus check(const CheckOptions& options, Console& console);
+
+// Prints findings as `check` does, and returns the status with which it ends.
+ExitStatus report(const Findings& findings, const SiteSummary& summary, bool isStrict,
+                  Console& console);
 
 }  // namespace badgemint::admin
 

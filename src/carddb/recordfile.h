@@ -137,6 +137,8 @@ class RecordReader {
 
   // Whether a read error ended the records.
   bool failed() const { return _failed; }
+  // The bytes behind the last whole record, once next() has found no more.
+  size_t rest() const { return _end - _next; }
 
  private:
   // Reads until a record of this size is there. False when none comes.

@@ -1,6 +1,5 @@
 #include "inputcards/inputfile.h"
 
-#include <sys/stat.h>
 #include <sys/sysmacros.h>
 
 #include "support/log.h"
@@ -8,6 +7,16 @@
 #include "support/textutil.h"
 
 namespace badgemint {
+
+FileState stateOf(const struct stat& status) {
+  return {.device = status.st_dev,
+          .inode = status.st_ino,
+          .size = status.st_size,
+          .modifiedSeconds = status.st_mtim.tv_sec,
+          .modifiedNanoseconds = status.st_mtim.tv_nsec,
+          .changedSeconds = status.st_ctim.tv_sec,
+          .changedNanoseconds = status.st_ctim.tv_nsec};
+}
 
 namespace {
 
@@ -23,16 +32,10 @@ bool canBeReadTwice(const char* name) {
   return !S_ISFIFO(status.st_mode) && !S_ISSOCK(status.st_mode);
 }
 
-std::optional<FileState> stateOf(int file) {
+std::optional<FileState> stateOfOpen(int file) {
   struct stat status;
   if (fstat(file, &status) != 0) return std::nullopt;
-  return FileState{.device = status.st_dev,
-                   .inode = status.st_ino,
-                   .size = status.st_size,
-                   .modifiedSeconds = status.st_mtim.tv_sec,
-                   .modifiedNanoseconds = status.st_mtim.tv_nsec,
-                   .changedSeconds = status.st_ctim.tv_sec,
-                   .changedNanoseconds = status.st_ctim.tv_nsec};
+  return stateOf(status);
 }
 
 }  // namespace
@@ -51,12 +54,12 @@ int32_t InputFile::open() {
     LOG(kLogError, "Error opening input cards files %s\n", _name.get());
     return kInputOpenFailed;
   }
-  if (!_state) _state = stateOf(_lines.descriptor());
+  if (!_state) _state = stateOfOpen(_lines.descriptor());
   return checkUnchanged();
 }
 
 int32_t InputFile::checkUnchanged() {
-  return _state && stateOf(_lines.descriptor()) == _state ? kSuccess : reportChanged();
+  return _state && stateOfOpen(_lines.descriptor()) == _state ? kSuccess : reportChanged();
 }
 
 int32_t InputFile::reportChanged() const {

@@ -4,6 +4,8 @@
 #ifndef BADGEMINT_INPUTCARDS_INPUTFILE_H
 #define BADGEMINT_INPUTCARDS_INPUTFILE_H
 
+#include <sys/stat.h>
+
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -21,6 +23,7 @@ struct FileState {
 
   bool operator==(const FileState&) const = default;
 };
+FileState stateOf(const struct stat& status);
 
 // For each pass: open, read lines(), checkUnchanged, close. Messages are at level 25 and name the
 // file.

@@ -1,4 +1,6 @@
 // The build: from an input cards file to the two databases.
+#include "tools/build.h"
+
 #include <unistd.h>
 
 #include <new>
@@ -30,7 +32,9 @@ int32_t runStages(const EntryRun& run, const SiteFiles& files) {
   return result;
 }
 
-int32_t build(EntryRun& run, SiteFiles files) {
+}  // namespace
+
+int32_t buildSite(EntryRun& run, SiteFiles files) {
   if (const int32_t rc = run.joinNames({{&files.cards, "input cards"},
                                         {&files.identDb, "ident"},
                                         {&files.accessDb, "access"},
@@ -45,8 +49,6 @@ int32_t build(EntryRun& run, SiteFiles files) {
   return runStages(run, files);
 }
 
-}  // namespace
-
 }  // namespace badgemint
 
 int32_t BadgeMint(const char* baseDirectory, const char* inputCardsName, const char* identDbName,
@@ -55,5 +57,5 @@ int32_t BadgeMint(const char* baseDirectory, const char* inputCardsName, const c
   using namespace badgemint;
   const SiteFiles names = {inputCardsName, identDbName, accessDbName, formatsName, cardSetsName};
   EntryRun entry("BadgeMint", baseDirectory, kDatabasePause);
-  return entry.run(logName, logLevel, [&](EntryRun& run) { return build(run, names); });
+  return entry.run(logName, logLevel, [&](EntryRun& run) { return buildSite(run, names); });
 }

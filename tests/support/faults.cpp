@@ -1,10 +1,12 @@
 #include "support/faults.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdarg>
 #include <new>
 #include <string_view>
@@ -21,9 +23,11 @@ std::vector<unsigned> sleeps;
 
 // Whether this call is to fail; sets errno then.
 bool strikes(std::string_view call) {
-  if (armed.call != call) return false;
+  const bool isMemory = call == "allocate" || call == "new";
+  if (armed.call != call && (armed.call != "any" || isMemory)) return false;
   ++count;
   const bool hit = armed.forEver ? count >= armed.nth : count == armed.nth;
+  if (hit && armed.signal != 0) return raise(armed.signal) != 0;
   if (hit) errno = armed.error;
   return hit;
 }
@@ -60,6 +64,7 @@ extern "C" {
 
 decltype(malloc) __real_malloc;
 decltype(realloc) __real_realloc;
+void* __real__Znwm(size_t size);
 void* __real__ZnwmRKSt9nothrow_t(size_t size, const std::nothrow_t& nothrow);
 void* __real__ZnamRKSt9nothrow_t(size_t size, const std::nothrow_t& nothrow);
 decltype(open) __real_open;
@@ -73,6 +78,15 @@ decltype(stat) __real_stat;
 decltype(fstat) __real_fstat;
 decltype(fcntl) __real_fcntl;
 decltype(sysconf) __real_sysconf;
+decltype(openat) __real_openat;
+decltype(mkdirat) __real_mkdirat;
+decltype(fstatat) __real_fstatat;
+decltype(linkat) __real_linkat;
+decltype(renameat) __real_renameat;
+decltype(unlinkat) __real_unlinkat;
+decltype(fchmod) __real_fchmod;
+decltype(fchown) __real_fchown;
+decltype(flock) __real_flock;
 
 // What the compiler makes of a realloc of nothing.
 void* __wrap_malloc(size_t size) {
@@ -80,6 +94,12 @@ void* __wrap_malloc(size_t size) {
 }
 void* __wrap_realloc(void* old, size_t size) {
   return strikes("allocate") ? nullptr : __real_realloc(old, size);
+}
+
+// The memory of containers.
+void* __wrap__Znwm(size_t size) {
+  if (strikes("new")) throw std::bad_alloc();
+  return __real__Znwm(size);
 }
 
 // new (std::nothrow), of one object and of an array.
@@ -111,6 +131,37 @@ off_t __wrap_lseek(int file, off_t offset, int whence) {
 int __wrap_close(int file) {
   const int result = __real_close(file);
   return strikes("close") ? -1 : result;
+}
+int __wrap_openat(int folder, const char* name, int flags, mode_t mode) {
+  return strikes("openat") ? -1 : __real_openat(folder, name, flags, mode);
+}
+int __wrap_mkdirat(int folder, const char* name, mode_t mode) {
+  return strikes("mkdirat") ? -1 : __real_mkdirat(folder, name, mode);
+}
+int __wrap_fstatat(int folder, const char* name, struct stat* status, int flags) {
+  return strikes("fstatat") ? -1 : __real_fstatat(folder, name, status, flags);
+}
+int __wrap_linkat(int folder, const char* name, int newFolder, const char* newName, int flags) {
+  return strikes("linkat") ? -1 : __real_linkat(folder, name, newFolder, newName, flags);
+}
+int __wrap_renameat(int folder, const char* name, int newFolder, const char* newName) {
+  return strikes("renameat") ? -1 : __real_renameat(folder, name, newFolder, newName);
+}
+int __wrap_unlinkat(int folder, const char* name, int flags) {
+  return strikes("unlinkat") ? -1 : __real_unlinkat(folder, name, flags);
+}
+int __wrap_fchmod(int file, mode_t mode) {
+  return strikes("fchmod") ? -1 : __real_fchmod(file, mode);
+}
+int __wrap_fchown(int file, uid_t owner, gid_t group) {
+  return strikes("fchown") ? -1 : __real_fchown(file, owner, group);
+}
+int __wrap_flock(int file, int operation) {
+  return strikes("flock") ? -1 : __real_flock(file, operation);
+}
+// Nothing is written through to the disk: tests lose no power.
+int __wrap_fsync(int /*file*/) {
+  return strikes("fsync") ? -1 : 0;
 }
 int __wrap_chmod(const char* path, mode_t mode) {
   return strikes("chmod") ? -1 : __real_chmod(path, mode);

@@ -12,11 +12,12 @@
 namespace badgemint {
 
 struct Fault {
-  std::string call;      // "allocate", "open", "read", "write", "lseek", "close", ...
+  std::string call;      // "allocate", "new", "open", "read", ...; "any" is each system call.
   int nth = 0;           // From 1.
   bool forEver = false;  // Also every later call.
   int error = EIO;
   bool isShort = false;  // A read or write transfers a part of what it was asked for instead.
+  int signal = 0;        // This is raised before the call instead.
 };
 
 // Arms one fault while it lives.

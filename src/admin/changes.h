@@ -1,0 +1,59 @@
+// What differs between two pairs of databases, an old and a new one.
+#ifndef BADGEMINT_ADMIN_CHANGES_H
+#define BADGEMINT_ADMIN_CHANGES_H
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "carddb/accessrecord.h"
+#include "carddb/identrecord.h"
+
+namespace badgemint::admin {
+
+// The records of two databases, in the order of unique IDs; those of one ID in the order of their
+// keys, or as they stand in the file.
+struct Databases {
+  std::vector<IdentRecord> idents;
+  std::vector<AccessRecord> accesses;
+
+  // Reads both; a missing file has no records. Throws Failure (refused) with the file's name when
+  // one holds no such records, std::system_error when it cannot be read.
+  void read(const std::string& identName, const std::string& accessName);
+
+  size_t countHolders() const;
+};
+
+// A holder whose access records are not the same. Spans of the databases that were compared, empty
+// where the holder is not.
+struct HolderChange {
+  std::span<const AccessRecord> before, now;
+  uint32_t uniqid() const { return (before.empty() ? now : before).front().uniqid; }
+};
+
+enum class CredentialFate { kAdded, kRemoved, kMoved, kDeleted, kRestored, kChanged };
+
+// Records of the databases that were compared; null where the credential is not.
+struct CredentialChange {
+  CredentialFate fate;
+  const IdentRecord *before, *now;
+  uint32_t uniqid() const { return (before != nullptr ? before : now)->uniqid; }
+};
+
+// Both in the order of unique IDs: of the old one where there is one.
+struct Changes {
+  std::vector<HolderChange> holders;
+  std::vector<CredentialChange> credentials;
+
+  size_t countHolders(bool before, bool now) const;
+  size_t countCredentials(CredentialFate fate) const;
+};
+
+// Both must outlive the changes.
+Changes compare(const Databases& before, const Databases& now);
+
+}  // namespace badgemint::admin
+
+#endif  // BADGEMINT_ADMIN_CHANGES_H
