@@ -37,6 +37,11 @@ install(TARGETS badgemint EXPORT badgemintTargets
         LIBRARY COMPONENT program NAMELINK_COMPONENT development
         ARCHIVE COMPONENT development)
 install(TARGETS badgemint_program RUNTIME COMPONENT program)
+set(program_manuals man/badgemint.1)
+if(TARGET badgemint_admin_program)
+  install(TARGETS badgemint_admin_program RUNTIME COMPONENT program)
+  list(APPEND program_manuals man/badgemint-admin.1)
+endif()
 
 install(DIRECTORY ${badgemint_include_dir}/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
         COMPONENT development)
@@ -79,7 +84,7 @@ function(install_documents destination component)
   install(FILES ${documents} DESTINATION ${destination} COMPONENT ${component})
 endfunction()
 
-install_documents(${CMAKE_INSTALL_MANDIR}/man1 program man/badgemint.1)
+install_documents(${CMAKE_INSTALL_MANDIR}/man1 program ${program_manuals})
 install_documents(${CMAKE_INSTALL_MANDIR}/man5 program man/badgemint-cards.5 man/badgemint-db.5
                   man/badgemint-formats.5)
 install_documents(${CMAKE_INSTALL_MANDIR}/man3 development man/badgemint.3 man/badgemint-maintain.3)
