@@ -5,6 +5,7 @@
 #include <iostream>
 
 #include "admin/commandline.h"
+#include "support/standardfiles.h"
 
 // https://no-color.org: any value but the empty one.
 static bool wantsColours() {
@@ -13,6 +14,7 @@ static bool wantsColours() {
 }
 
 int main(int argc, char* argv[]) {
+  if (takeStandardFiles() != 0) return static_cast<int>(badgemint::admin::ExitStatus::kNotDone);
   std::signal(SIGPIPE, SIG_IGN);  // A reader that has gone must not end a run halfway.
   std::signal(SIGXFSZ, SIG_IGN);  // A limit of file sizes is a write that fails.
   std::ios::sync_with_stdio(false);
