@@ -15,8 +15,10 @@ namespace badgemint {
 
 namespace {
 
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+constexpr const char* kWhiteSpace = " \t\n\v\f\r";
+constexpr const char* kMoreOfSet = "further lines with this card set";
 constexpr const char* kBlockDelimiters = " \n\r";
-constexpr int64_t kMostCardsToCount = 1 << 20;  // Of a block, behind the first that does not fit.
 
 bool isRemark(const char* word) {
   return *word == '#';
@@ -36,7 +38,12 @@ Hidden findHidden(std::string_view text, size_t physicalLength) {
   if (const size_t at = text.find('\r'); at < end)
     return {text.data() + at,
             "a carriage return within a line: what follows is no line of its own"};
-  if (text.find('\xA0') == text.npos && text.find('\t') == text.npos) return {};
+  const size_t mark = text[0] == kFieldsLine ? text.find('#') : std::string_view::npos;
+  if (mark != std::string_view::npos && std::strchr(kWordDelimiters, text[mark - 1]) == nullptr)
+    return {text.data() + mark,
+            "a # glued to a word ends that word alone: what stands behind is read on"};
+  if (text.find('\xA0') == std::string_view::npos && text.find('\t') == std::string_view::npos)
+    return {};
   for (size_t at = 0; at < end; ++at) {
     if (text[at] == '#' && (at == 0 || isSpace(text[at - 1]))) break;
     const bool isSpaceByte = text[at] == '\xA0';
@@ -48,6 +55,20 @@ Hidden findHidden(std::string_view text, size_t physicalLength) {
       return {text.data() + at, "a tab in a 'd' line: it does not separate words there"};
   }
   return {};
+}
+
+std::string earlyRemark(const std::string& name) {
+  return "a # where the " + name + " is due: a remark may stand only behind the last field";
+}
+
+std::string gluedType(const char* word) {
+  return quoted(word) + " is read as d: the card set is the next word";
+}
+
+// A field as messages speak of it: "the PIN", but "access level 1".
+std::string named(char lineType, size_t field) {
+  const std::string name = fieldName(lineType, field);
+  return isDigit(name.back()) ? name : "the " + name;
 }
 
 std::array<char, kMaxInputLine + 1> copyOf(const CheckedLine& line) {
@@ -97,12 +118,12 @@ void CardsCheck::run(SiteSummary& summary) {
                     failed ? std::string("cannot be read: ") + std::strerror(errno)
                            : "changes while it is read");
   }
-  tellMore(_undefinedSets, "further lines with this card set");
+  tellMore(_undefinedSets, kMoreOfSet);
   tellMore(_unlistedFormats, "further lines with this format");
   tellMore(_unloadedFormats, "lines of the cards file with this format");
   summary.credentials = _index.count();
   summary.holders =
-      checkWholeFile({_index, std::move(_unindexed), _rules.escorts(), _file}, _findings);
+      checkWholeFile({_index, std::move(_unindexed), _rules.escorts(), _misread, _file}, _findings);
 }
 
 void CardsCheck::checkLine(LineReader& input) {
@@ -133,16 +154,24 @@ void CardsCheck::checkLine(LineReader& input) {
     default:
       _findings.setVerdict(kInvalidLine, line.whole());
       explainStart(line);
+      if (hidden.at == text.data()) hidden = {};  // Told as the error.
   }
-  if (hidden.at != nullptr && _findings.errors() == errors)
-    _findings.warning(line.at(hidden.at), "text", hidden.what);
+  if (hidden.at == nullptr) return;
+  const Place place = line.at(hidden.at);
+  if (_findings.errors() == errors) {
+    _findings.warning(place, "text", hidden.what);
+    _misread.push_back(static_cast<int32_t>(line.number));
+  } else {
+    _findings.amend(_findings.lastError(),
+                    "; column " + std::to_string(place.column) + " has " + hidden.what);
+  }
 }
 
 void CardsCheck::explainStart(const CheckedLine& line) {
   std::string text;
   if (line.bytesBefore > 0) {
-    text = "the line has more than 300 characters: what follows is read as a line of its own";
-  } else if (line.text.starts_with("\xEF\xBB\xBF")) {
+    text = "a line of more than 300 characters: what follows is read as a line of its own";
+  } else if (line.text.starts_with(kByteOrderMark)) {
     text = "the file begins with a byte order mark, which is no line type";
   } else if (isSpace(line.text[0])) {
     text = "white space before the line type";
@@ -151,130 +180,166 @@ void CardsCheck::explainStart(const CheckedLine& line) {
            " is no line type: a line begins with f, c, n, p, o, d or #";
   }
   _findings.error(line.at(line.text.data()), kInvalidLine, text);
+  takeBehindStart(line);
+}
+
+void CardsCheck::takeBehindStart(const CheckedLine& line) {
+  auto copy = copyOf(line);
+  char* start = copy.data();
+  if (line.text.starts_with(kByteOrderMark)) start += kByteOrderMark.size();
+  while (isSpace(*start)) ++start;
+  *start = static_cast<char>(*start | 0x20);  // In lower case.
+  FieldScanner fields(start + 1);
+  uint32_t uniqid = 0;
+  switch (*start) {
+    case kFieldsLine:
+      _lineOfSet.try_emplace(fields.nextUnsigned(), line.number);
+      static_cast<void>(_checker.check({start, static_cast<int32_t>(line.number)}));
+      return;
+    case kMultiCardsLine:
+      addUnindexed(splitMultiCardsLine(start));
+      return;
+    case kCardLine:
+    case kNoFormatCardLine:
+      uniqid = scanCardLine(fields).uniqid;
+      break;
+    case kPinLine:
+    case kPinIdentLine:
+      uniqid = scanPinLine(fields).uniqid;
+      break;
+    default:
+      return;
+  }
+  _unindexed.push_back({uniqid, uniqid});
 }
 
 // 'c', 'n', 'p' and 'o' lines.
-void CardsCheck::checkHolderLine(const CheckedLine& line, bool isHidden) {
+void CardsCheck::checkHolderLine(const CheckedLine& checked, bool isHidden) {
+  CheckedLine line = checked;
   const char type = line.text[0];
+  const bool isCard = type == kCardLine || type == kNoFormatCardLine;
   PlacedScanner fields(line.text.data() + 1);
-  Subject subject{type, {}, 0};
   int32_t csid = 0;
-  if (type == kCardLine || type == kNoFormatCardLine) {
+  if (isCard) {
     const CardLine card = scanCardLine(fields);
     csid = card.csid;
-    subject.cardNumber = card.cardNumber;
-    subject.uniqid = card.uniqid;
+    line.subject = {true, false, card.cardNumber, card.uniqid};
   } else {
-    subject.uniqid = scanPinLine(fields).uniqid;
+    line.subject = {true, false, {}, scanPinLine(fields).uniqid};
   }
   if (type != kPinIdentLine) static_cast<void>(scanHolderFields(fields));
-  if (type == kCardLine || type == kNoFormatCardLine) fields.nextInt();
+  if (isCard) fields.nextInt();
 
   // The text of such a line is not changed by its check.
-  const bool unloaded = type == kCardLine && countUnloaded(csid);
-  const int32_t result = unloaded ? kFormatNotDefined
-                                  : _checker.check({const_cast<char*>(line.text.data()),
-                                                    static_cast<int32_t>(line.number)});
+  const bool isUnloaded = type == kCardLine && unloadedFormat(csid) != nullptr;
+  const int32_t result = isUnloaded ? kFormatNotDefined
+                                    : _checker.check({const_cast<char*>(line.text.data()),
+                                                      static_cast<int32_t>(line.number)});
   if (result == kOutOfMemory) throw std::bad_alloc();
   if (result < 0) {
     _findings.setVerdict(result, line.whole());
     explainHolder(line, fields, result);
-    _unindexed.push_back({subject.uniqid, subject.uniqid});
+    _unindexed.push_back({line.subject.uniqid, line.subject.uniqid});
   }
-  if (isHidden) return;
-  checkFlaw(line, fields, result < 0);
-  const bool wrongCount = fields.flaw() == PlacedScanner::Flaw::kMissing ||
-                          (*fields.rest() != '\0' && !isRemark(fields.rest()) &&
-                           fields.flaw() == PlacedScanner::Flaw::kNone);
-  if (wrongCount) return;
-  if (result == kSuccess) checkIdentity(line, fields, subject);
-  if (type != kPinIdentLine) _rules.check(line, fields, firstHolderField(type), subject);
+  if (isHidden || !checkFlaw(line, fields, result < 0)) return;
+  if (result == kSuccess) checkIdentity(line, fields);
+  if (type != kPinIdentLine) _rules.check(line, fields, firstHolderField(type));
 }
 
 // Card set, card number, PIN and unique ID of a line without an error.
-void CardsCheck::checkIdentity(const CheckedLine& line, const PlacedScanner& fields,
-                               const Subject& subject) {
+void CardsCheck::checkIdentity(const CheckedLine& line, const PlacedScanner& fields) {
   const auto isZero = [](std::string_view word) {
     return word.find_first_not_of('0') == std::string_view::npos;
   };
-  const bool isCard = !subject.cardNumber.empty();
-  const size_t uniqid = isCard ? 3 : 1;
-  if (fields.count() <= uniqid) return;
+  const char type = line.text[0];
+  const bool isCard = firstHolderField(type) == 4;
+  const size_t uniqid = firstHolderField(type) - 1;
+  if (fields.sound() <= uniqid) return;
   const auto warn = [&](size_t field, const char* rule, const std::string& text) {
     _findings.warning(line.at(fields.begin(field)), rule, text);
   };
-  if (subject.type == kCardLine)
-    _rules.checkRange(line, fields.word(0), valueOf(fields.word(0)), INT32_MIN, INT32_MAX,
-                      "card set");
-  if (isCard && isZero(subject.cardNumber)) warn(1, "zero", "card number 0");
-  if (subject.type == kNoFormatCardLine && subject.cardNumber.size() % 2 == 1)
+  const std::string_view number = line.subject.cardNumber;
+  const auto holder = [&line] { return " of holder " + std::to_string(line.subject.uniqid); };
+  if (type == kCardLine && valueOf(fields.word(0)) != textToInt32(fields.begin(0)))
+    warn(0, "range",
+         "card set " + printable(fields.word(0)) + " is read as " +
+             std::to_string(textToInt32(fields.begin(0))) + line.subject.inBrackets());
+  if (isCard && isZero(number)) warn(1, "zero", "card number 0" + holder());
+  if (type == kNoFormatCardLine && number.size() % 2 == 1)
     warn(1, "hex",
-         "an odd count of digits: the card is " + printable(subject.cardNumber) +
-             "0, with a zero at the end");
-  if (!isCard && isZero(fields.word(0))) warn(0, "zero", "PIN 0 is a key like any other");
+         "an odd count of digits: card " + printable(number) + holder() + " is read as " +
+             printable(number) + "0");
+  if (!isCard && isZero(fields.word(0)))
+    warn(0, "zero", "PIN 0" + holder() + " is a key as any other: 0 at the keypad is this holder");
   const int64_t id = valueOf(fields.word(uniqid));
   _rules.checkRange(line, fields.word(uniqid), id, 0, UINT32_MAX, "unique ID");
-  if (id == 0) warn(uniqid, "zero", "unique ID 0");
+  if (id == 0) warn(uniqid, "zero", "unique ID 0" + line.subject.inBrackets());
 }
 
-// What keeps a line from having the fields that it seems to have.
-void CardsCheck::checkFlaw(const CheckedLine& line, const PlacedScanner& fields, bool isWrong) {
+// What keeps a line from having the fields that it seems to have. Returns whether its fields can be
+// looked at.
+bool CardsCheck::checkFlaw(const CheckedLine& line, const PlacedScanner& fields, bool isWrong) {
   const char type = line.text[0];
   const size_t last = fields.count() - 1;
   const size_t holder = firstHolderField(type);
   const char* const begin = fields.begin(last);
-  if (isWrong && last < holder) return;  // Told as the error.
-  const auto name = [type](size_t field) { return std::string(fieldName(type, field)); };
-  for (size_t field = holder; field < fields.count(); ++field) {
+  const auto warn = [&](Place place, const char* rule, const std::string& text) {
+    _findings.warning(place, rule, text + line.subject.inBrackets());
+    _misread.push_back(static_cast<int32_t>(line.number));
+  };
+  if (isWrong && last < holder) return true;  // Told as the error.
+  for (size_t field = 0; field < fields.count(); ++field) {
     if (*fields.begin(field) != '#') continue;
-    _findings.warning(
-        line.at(fields.begin(field)), "text",
-        "a # where the " + name(field) + " is due: a remark may stand only behind the last field");
-    return;
+    if (!isWrong || field >= holder)
+      warn(line.at(fields.begin(field)), "text", earlyRemark(fieldName(type, field)));
+    return false;
   }
   switch (fields.flaw()) {
     case PlacedScanner::Flaw::kMissing:
-      _findings.warning(line.whole(), "fields",
-                        "the " + name(last) + " is missing: it and all behind it read as 0");
-      return;
+      warn(line.whole(), "fields", named(type, last) + " is missing: it and all behind it are 0");
+      return false;
     case PlacedScanner::Flaw::kNoNumber:
-      _findings.warning(line.at(begin), "number",
-                        quoted(fields.word(last)) + " is no number: the " + name(last) +
-                            " and all behind it read as 0");
-      return;
+      warn(line.at(begin), "number",
+           quoted(fields.word(last)) + " is no number: " + named(type, last) +
+               " and all behind it are 0");
+      return true;
     case PlacedScanner::Flaw::kCut:
+      if (last + 1 == fieldCount(type) && *fields.rest() == '#') return true;
       if (last < holder + 12 || last > holder + 15)  // HolderRules tells of dates and times.
-        _findings.warning(line.at(begin), "number",
-                          quoted(fields.word(last)) + " is not wholly a number: the " + name(last) +
-                              " ends within it, and its rest is read as the next field");
-      return;
+        warn(line.at(begin), "number",
+             quoted(fields.word(last)) + " is not wholly a number: " + named(type, last) +
+                 " ends within it, and the rest is " +
+                 (last + 1 == fieldCount(type) ? "ignored" : "taken for the next field"));
+      return true;
     case PlacedScanner::Flaw::kNone:
-      if (*fields.rest() != '\0' && !isRemark(fields.rest()))
-        _findings.warning(line.at(fields.rest()), "fields",
-                          "a word behind the last field, which is ignored");
+      break;
   }
+  std::string_view extra = fields.rest();
+  if (extra.empty() || extra[0] == '#') return true;
+  extra = extra.substr(0, extra.find_first_of(kWhiteSpace));
+  warn(line.at(extra.data()), "fields", quoted(extra) + " behind the last field is ignored");
+  return false;
 }
 
 // The first field with a flaw explains what the fields before it do not.
 void CardsCheck::explainHolder(const CheckedLine& line, const PlacedScanner& fields,
                                int32_t result) {
   const char type = line.text[0];
-  using Flaw = PlacedScanner::Flaw;
-  const size_t sound = fields.count() - (fields.flaw() == Flaw::kNone ? 0 : 1);
-  const bool told = type == kPinLine || type == kPinIdentLine
+  const size_t sound = fields.sound();
+  const bool told = firstHolderField(type) == 2
                         ? sound > 0 && explainPin(line, fields.word(0), kMaxPinIdentDigits)
                         : explainCard(line, fields, sound);
   if (told || sound == fields.count()) return;
   const std::string name = fieldName(type, sound);
-  const std::string word = quoted(fields.word(sound));
-  if (fields.flaw() == Flaw::kMissing) {
+  const Place place = line.at(fields.begin(sound));
+  if (fields.flaw() == PlacedScanner::Flaw::kMissing) {
     _findings.error(line.whole(), result, "the " + name + " is missing");
-  } else if (fields.flaw() == Flaw::kNoNumber) {
-    _findings.error(line.at(fields.begin(sound)), result,
-                    word + " stands where the " + name + " is due, which is a number");
+  } else if (*fields.begin(sound) == '#') {
+    _findings.error(place, result, earlyRemark(name));
   } else {
-    _findings.error(line.at(fields.begin(sound)), result,
-                    "the " + name + " is not wholly a number: its rest is read as the next field");
+    _findings.error(
+        place, result,
+        quoted(fields.word(sound)) + " stands where the " + name + " is due, which is a number");
   }
 }
 
@@ -283,87 +348,101 @@ bool CardsCheck::explainCard(const CheckedLine& line, const PlacedScanner& field
   const int32_t csid = sound > 0 ? textToInt32(fields.begin(0)) : 0;
   const bool wrongSet = !isHex && sound > 0 && explainCardSet(line, fields.begin(0), csid);
   const bool wrongNumber = sound > 1 && explainNumber(line, fields.word(1), csid, isHex);
-  bool told = wrongSet || wrongNumber;
-  if (sound > 2 && explainPin(line, fields.word(2), kMaxPinDigits)) told = true;
-  if (isHex || sound < 2 || wrongSet || wrongNumber) return told;
-  SaturatedInt64 number{};
-  if (readCardNumber(fields.word(1), number) != kSuccess) return told;
-  return explainEncoding(line, fields.begin(1), csid, number) || told;
+  const bool wrongPin = sound > 2 && explainPin(line, fields.word(2), kMaxPinDigits);
+  if (isHex || sound < 2 || wrongSet) return wrongSet || wrongNumber || wrongPin;
+  if (explainEncoding(line, fields.begin(1), csid)) return true;
+  const cardset& set = *_site.cardSets().getCardSet(static_cast<uint32_t>(csid));
+  return wrongNumber || explainMismatch(line, fields.word(1), set) || wrongPin;
 }
 
 bool CardsCheck::explainCardSet(const CheckedLine& line, const char* word, int32_t csid) {
   if (SiteCards::checkCardSetId(csid, 0) == kSuccess) return false;
-  _findings.error(line.at(word), kInvalidCardSet,
-                  "card set " + std::to_string(csid) + " is not 1 to 253");
+  _findings.error(
+      line.at(word), kInvalidCardSet,
+      "card set " + std::to_string(csid) + " is not 1 to 253" + line.subject.inBrackets());
   return true;
 }
 
 bool CardsCheck::explainNumber(const CheckedLine& line, std::string_view number, int32_t csid,
                                bool isHex) {
   std::string_view text = number;
-  const int32_t rc = checkCardNumber(text, isHex ? 0 : csid, isHex ? 1 : 0);
+  const int32_t rc = checkCardNumber(text, isHex ? 0 : std::max(csid, 1), isHex ? 1 : 0);
   if (rc == kSuccess) return false;
-  const std::string digits = std::to_string(number.size());
-  _findings.error(line.at(number.data()), rc,
-                  number.size() > kMaxCardNumberDigits
-                      ? "card number of " + digits + " digits, at most 32 are allowed"
-                      : "card number " + quoted(number) + " is not digits" +
-                            (isHex ? " and letters A to F alone" : " alone"));
+  std::string what;
+  if (number[0] == '#') {
+    what = earlyRemark("card number");
+  } else if (number.size() > kMaxCardNumberDigits) {
+    what = "card number of " + std::to_string(number.size()) + " digits, at most " +
+           std::to_string(kMaxCardNumberDigits) + " are allowed";
+  } else {
+    what = "card number " + quoted(number) + " is not digits" +
+           (isHex ? " and letters A to F alone" : " alone");
+  }
+  const Subject holder{line.subject.isKnown, false, {}, line.subject.uniqid};
+  _findings.error(line.at(number.data()), rc, what + holder.inBrackets());
   return true;
 }
 
 bool CardsCheck::explainPin(const CheckedLine& line, std::string_view pin, size_t most) {
   std::string_view text = pin;
   if (checkPinCode(text, most) == kSuccess) return false;
-  const bool isLong = pin.size() > most;
-  std::string what = isLong ? "PIN of " + std::to_string(pin.size()) + " digits, at most " +
-                                  std::to_string(most) + " are allowed"
-                            : "PIN is not digits alone";
+  std::string what = pin.size() > most
+                         ? "PIN of " + std::to_string(pin.size()) + " digits, at most " +
+                               std::to_string(most) + " are allowed"
+                         : "PIN is not digits alone";
   if (_options.withPins) what += ": " + quoted(pin);
-  _findings.error(line.at(pin.data()), kInvalidPin, what);
+  _findings.error(line.at(pin.data()), kInvalidPin,
+                  pin[0] == '#' ? earlyRemark("PIN") : what + line.subject.inBrackets());
   return true;
 }
 
-// The last step of a check: the card set and its format, and whether the number comes back.
-bool CardsCheck::explainEncoding(const CheckedLine& line, const char* word, int32_t csid,
-                                 const SaturatedInt64& number) {
+// The card set and its format. `word` is the card number.
+bool CardsCheck::explainEncoding(const CheckedLine& line, const char* word, int32_t csid) {
   const auto id = static_cast<uint32_t>(csid);
   const cardset* const set = _site.cardSets().getCardSet(id);
   if (set == nullptr) {
     followsFrom(_undefinedSets, id, line.whole(), kInvalidCardSet,
-                "card set " + std::to_string(id) + " has no 'f' line before this line");
+                "card set " + std::to_string(id) + " has no 'f' line before this line" +
+                    line.subject.inBrackets());
     return true;
   }
-  CardEncoder encoder;
-  if (findCardEncoder(id, 0, &_site.cardSets(), &_site.formats(), encoder) < 0) {
-    if (_formats.complete)
-      followsFrom(_unlistedFormats, set->fmtid, line.whole(), kFormatNotDefined,
-                  "the formats file has no format " + std::to_string(set->fmtid) +
-                      ", which card set " + std::to_string(id) + " is of");
+  if (const CheckedFormat* const format = unloadedFormat(csid); format != nullptr) {
+    Cause& cause = _unloadedFormats[set->fmtid];
+    cause.error = format->error;
+    ++cause.more;
     return true;
   }
-  if (countUnloaded(csid)) return true;
-  const int64_t decoded = encoder.decode(encoder.encode(number.value));
-  if (decoded == number.value && !number.saturated) return false;
-  std::string_view written(word);
-  written = written.substr(0, written.find_first_not_of("0123456789"));
-  _findings.error(line.at(word), kCardMismatch,
-                  "card " + std::string(written) + " does not fit format " +
-                      std::to_string(set->fmtid) + ": it would come back as card " +
-                      std::to_string(decoded));
+  if (_site.formats().findFormat(set->fmtid) != nullptr) return false;
+  if (_formats.complete)
+    followsFrom(_unlistedFormats, set->fmtid, line.at(word), kFormatNotDefined,
+                "the formats file has no format " + std::to_string(set->fmtid) +
+                    ", which card set " + std::to_string(id) + " is of" +
+                    line.subject.inBrackets());
   return true;
 }
 
-bool CardsCheck::countUnloaded(int32_t csid) {
+// Whether the number comes back.
+bool CardsCheck::explainMismatch(const CheckedLine& line, std::string_view word,
+                                 const cardset& set) {
+  SaturatedInt64 number{};
+  CardEncoder encoder;
+  if (readCardNumber(word, number) < 0 ||
+      findCardEncoder(set.csid, 0, &_site.cardSets(), &_site.formats(), encoder) < 0)
+    return false;
+  const int64_t decoded = encoder.decode(encoder.encode(number.value));
+  if (decoded == number.value && !number.saturated) return false;
+  _findings.error(line.at(word.data()), kCardMismatch,
+                  line.subject.text() + " does not fit format " + std::to_string(set.fmtid) +
+                      ": it would come back as card " + std::to_string(decoded));
+  return true;
+}
+
+const CheckedFormat* CardsCheck::unloadedFormat(int32_t csid) const {
   const cardset* const set = csid < kFirstCardSetId || csid > kLastCardSetId
                                  ? nullptr
                                  : _site.cardSets().getCardSet(static_cast<uint32_t>(csid));
   const CheckedFormat* const format = set == nullptr ? nullptr : _formats.find(set->fmtid);
-  if (format == nullptr || format->format != nullptr) return false;
-  Cause& cause = _unloadedFormats[set->fmtid];
-  cause.error = format->error;
-  ++cause.more;
-  return true;
+  return format != nullptr && format->format == nullptr ? format : nullptr;
 }
 
 void CardsCheck::followsFrom(Causes& causes, uint32_t id, Place place, int32_t code,
@@ -379,8 +458,7 @@ void CardsCheck::followsFrom(Causes& causes, uint32_t id, Place place, int32_t c
 void CardsCheck::tellMore(const Causes& causes, const char* what) {
   for (const auto& [id, cause] : causes)
     if (cause.more > 0)
-      _findings.amend(cause.error,
-                      std::string(" (") + what + ": " + std::to_string(cause.more) + ")");
+      _findings.amend(cause.error, std::string("; ") + what + ": " + std::to_string(cause.more));
 }
 
 // 'f' lines.
@@ -396,11 +474,12 @@ void CardsCheck::checkFieldsLine(const CheckedLine& line, bool isHidden) {
   const SiteRules rules(_findings, line, copy.data());
   if (result < 0) {
     _findings.setVerdict(result, line.whole());
-    _undefinedSets[csid].error = rules.explain(words, result);
+    Cause& cause = _undefinedSets[csid];
+    if (cause.more > 0) tellMore({{csid, cause}}, kMoreOfSet);
+    cause = {rules.explain(words, result), 0};
     return;
   }
   if (isHidden) return;
-  rules.checkRemark();
   if (isRepeated) {
     rules.checkRepeated(words, *_site.cardSets().getCardSet(csid), _lineOfSet[csid]);
     return;
@@ -415,12 +494,15 @@ void CardsCheck::checkFieldsLine(const CheckedLine& line, bool isHidden) {
 void CardsCheck::checkBlock(const CheckedLine& line, bool isHidden) {
   auto copy = copyOf(line);
   const MultiCardsLine words = splitMultiCardsLine(copy.data());
-  const CheckedLine placed{
-      {copy.data(), line.text.size()}, line.file, line.number, line.bytesBefore};
+  CheckedLine placed = line;
+  placed.text = {copy.data(), line.text.size()};
+  if (words.firstUniqid != nullptr)
+    placed.subject = {true, true, words.firstCard,
+                      static_cast<uint32_t>(textToInt32(words.firstUniqid))};
   const int32_t csid = words.csid == nullptr ? 0 : textToInt32(words.csid);
   const int32_t before = _index.count();
   auto checked = copyOf(line);
-  const int32_t result = countUnloaded(csid)
+  const int32_t result = unloadedFormat(csid) != nullptr
                              ? kFormatNotDefined
                              : _checker.check({checked.data(), static_cast<int32_t>(line.number)});
   if (result == kOutOfMemory) throw std::bad_alloc();
@@ -442,6 +524,10 @@ void CardsCheck::addUnindexed(const MultiCardsLine& words) {
 
 void CardsCheck::explainBlock(const CheckedLine& line, const MultiCardsLine& words, int32_t result,
                               int64_t sound) {
+  if (std::strlen(words.type) > 1) {
+    _findings.error(line.at(words.type), result, gluedType(words.type));
+    return;
+  }
   const struct {
     const char *word, *name;
   } needed[] = {{words.csid, "card set"},
@@ -454,25 +540,24 @@ void CardsCheck::explainBlock(const CheckedLine& line, const MultiCardsLine& wor
     return;
   }
   const int32_t csid = textToInt32(words.csid);
-  if (explainCardSet(line, words.csid, csid)) return;
+  const bool wrongSet = explainCardSet(line, words.csid, csid);
   const bool wrongNumber = explainNumber(line, words.firstCard, csid, false);
-  if (result != kCardMismatch) {
-    if (!wrongNumber || result != kInvalidCardNumber)
-      explainEncoding(line, words.firstCard, csid, {0, false});
-    return;
-  }
+  if (wrongSet || explainEncoding(line, words.firstCard, csid) || wrongNumber) return;
   const int64_t first = textToInt32(words.firstCard) + sound;
   const int64_t left = textToInt32(words.count) - sound;
   const cardset* const set = _site.cardSets().getCardSet(static_cast<uint32_t>(csid));
   CardEncoder encoder;
   if (findCardEncoder(set->csid, 0, &_site.cardSets(), &_site.formats(), encoder) < 0) return;
   int64_t wrong = 0;
-  const int64_t looked = std::min(left, kMostCardsToCount);
+  const int64_t looked = std::min(left, _cardsToCount);
+  _cardsToCount -= looked;
   for (int64_t card = first; card < first + looked; ++card)
     wrong += encoder.decode(encoder.encode(card)) != card ? 1 : 0;
-  std::string text = "card " + std::to_string(first);
-  if (wrong > 1) text += " and " + std::to_string(wrong - 1) + " more of the block";
-  if (looked < left) text += " at least";
+  const auto uniqid = static_cast<uint32_t>(textToInt32(words.firstUniqid) + sound);
+  std::string text = "card " + std::to_string(first) + " of holder " + std::to_string(uniqid);
+  if (wrong > 1)
+    text += (looked < left ? " and at least " : " and ") + std::to_string(wrong - 1) +
+            " more of the block";
   text +=
       (wrong > 1 ? " do not fit format " : " does not fit format ") + std::to_string(set->fmtid);
   _findings.error(line.at(words.firstCard), result, text);
@@ -486,22 +571,33 @@ void CardsCheck::checkBlockWords(const CheckedLine& line, const MultiCardsLine& 
                  {words.count, "number of cards"},
                  {words.firstUniqid, "first unique ID"},
                  {words.accessLevel, "access level"}};
+  const auto warn = [&](const char* word, const char* rule, const std::string& text) {
+    _findings.warning(line.at(word), rule, text + line.subject.inBrackets());
+  };
+  if (std::strlen(words.type) > 1) {
+    if (result == kSuccess) warn(words.type, "fields", gluedType(words.type));
+    return;
+  }
   for (const auto& [word, name] : numbers) {
     if (word == nullptr || (word == words.accessLevel && isRemark(word))) continue;
     const char* const behind = word + (*word == '-' || *word == '+' ? 1 : 0);
     const size_t digits = std::strspn(behind, "0123456789");
-    if (digits > 0 && behind[digits] == '\0') continue;
-    const bool isText = isRemark(word);
+    const char next = behind[digits];
+    if (digits > 0 && (next == '\0' || (word == words.accessLevel && next == '#'))) continue;
     if (result < 0) return;
-    _findings.warning(line.at(word), isText ? "text" : "number",
-                      isText ? std::string("a # where the ") + name +
-                                   " is due: a remark may stand only behind the last field"
-                             : quoted(word) + " is not wholly a number: the " + name +
-                                   " is read as " + std::to_string(textToInt32(word)));
+    if (isRemark(word)) {
+      warn(word, "text", earlyRemark(name));
+    } else {
+      warn(word, "number",
+           quoted(word) + " is not wholly a number: the " + name + " is read as " +
+               std::to_string(textToInt32(word)));
+    }
     return;
   }
   if (const char* const extra = wordBehind(line, words); extra != nullptr) {
-    _findings.warning(line.at(extra), "fields", "a word behind the last field, which is ignored");
+    std::string_view word(extra);
+    word = word.substr(0, word.find_first_of(kBlockDelimiters));
+    warn(extra, "fields", quoted(word) + " behind the last field is ignored");
     return;
   }
   if (words.accessLevel != nullptr && !isRemark(words.accessLevel))
@@ -511,7 +607,8 @@ void CardsCheck::checkBlockWords(const CheckedLine& line, const MultiCardsLine& 
 
 // What stands behind the sixth word, unless it is a remark or the sixth word begins one.
 const char* CardsCheck::wordBehind(const CheckedLine& line, const MultiCardsLine& words) {
-  if (words.accessLevel == nullptr || isRemark(words.accessLevel)) return nullptr;
+  if (words.accessLevel == nullptr || std::strchr(words.accessLevel, '#') != nullptr)
+    return nullptr;
   const char* const end = line.text.data() + line.text.size();
   const char* next = words.accessLevel + std::strlen(words.accessLevel);
   while (next < end && (*next == '\0' || std::strchr(kBlockDelimiters, *next) != nullptr)) ++next;
@@ -520,7 +617,7 @@ const char* CardsCheck::wordBehind(const CheckedLine& line, const MultiCardsLine
 
 void CardsCheck::checkBlockRanges(const CheckedLine& line, const MultiCardsLine& words) {
   const auto warn = [&](const char* word, const char* rule, const std::string& text) {
-    _findings.warning(line.at(word), rule, text);
+    _findings.warning(line.at(word), rule, text + line.subject.inBrackets());
   };
   const auto cut = [](const char* word) { return std::to_string(textToInt32(word)); };
   if (textToInt64(words.csid) != textToInt32(words.csid))

@@ -47,8 +47,8 @@ class CardsCheck {
   void checkFieldsLine(const CheckedLine& line, bool isHidden);
   void checkBlock(const CheckedLine& line, bool isHidden);
 
-  void checkIdentity(const CheckedLine& line, const PlacedScanner& fields, const Subject& subject);
-  void checkFlaw(const CheckedLine& line, const PlacedScanner& fields, bool isWrong);
+  void checkIdentity(const CheckedLine& line, const PlacedScanner& fields);
+  bool checkFlaw(const CheckedLine& line, const PlacedScanner& fields, bool isWrong);
   void checkBlockWords(const CheckedLine& line, const MultiCardsLine& words, int32_t result);
   void checkBlockRanges(const CheckedLine& line, const MultiCardsLine& words);
   static const char* wordBehind(const CheckedLine& line, const MultiCardsLine& words);
@@ -62,15 +62,17 @@ class CardsCheck {
   bool explainCardSet(const CheckedLine& line, const char* word, int32_t csid);
   bool explainNumber(const CheckedLine& line, std::string_view number, int32_t csid, bool isHex);
   bool explainPin(const CheckedLine& line, std::string_view pin, size_t most);
-  bool explainEncoding(const CheckedLine& line, const char* word, int32_t csid,
-                       const SaturatedInt64& number);
+  bool explainEncoding(const CheckedLine& line, const char* word, int32_t csid);
+  bool explainMismatch(const CheckedLine& line, std::string_view word, const cardset& set);
   void explainStart(const CheckedLine& line);
+  // Takes from a line whose start is wrong what other lines ask for: its card set, its unique IDs.
+  void takeBehindStart(const CheckedLine& line);
 
   // Tells an error, or counts it when its cause has been told.
   void followsFrom(Causes& causes, uint32_t id, Place place, int32_t code, const std::string& text);
   void tellMore(const Causes& causes, const char* what);
-  // Whether the card set's format is known not to load; the line is counted then.
-  bool countUnloaded(int32_t csid);
+  // The format of the card set when it is known not to load, else null.
+  const CheckedFormat* unloadedFormat(int32_t csid) const;
 
   const SiteCheckOptions& _options;
   SiteCards& _site;
@@ -80,7 +82,9 @@ class CardsCheck {
   LineChecker _checker;
   HolderRules _rules;
   int _file;
+  int64_t _cardsToCount = 1 << 22;  // Of blocks, behind the first card that does not fit.
   std::vector<UniqidRange> _unindexed;
+  std::vector<int32_t> _misread;  // Lines without an error that are not what they look like.
   std::unordered_map<uint32_t, int64_t> _lineOfSet;  // The 'f' line of each card set ID.
   Causes _undefinedSets;                             // Or whose 'f' line fails.
   Causes _unlistedFormats;

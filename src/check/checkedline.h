@@ -10,29 +10,38 @@
 
 namespace badgemint {
 
-struct CheckedLine {
-  std::string_view text;  // Followed by a NUL; without its newline.
-  int file = 0;
-  int64_t number = 0;
-  int64_t bytesBefore = 0;  // Of the editor's line, when it is longer than the limit.
-
-  Place whole() const { return {file, number, 0}; }
-  // `word` points into the text.
-  Place at(const char* word) const {
-    return {file, number, bytesBefore + (word - text.data()) + 1};
-  }
-};
-
 // Whom a line is about, in the words of messages. A PIN is never among them.
 struct Subject {
-  char type = '\0';
-  std::string_view cardNumber;  // Of 'c', 'n' and 'd' lines.
+  bool isKnown = false;
+  bool isBlock = false;         // The first card and holder of a 'd' line.
+  std::string_view cardNumber;  // Empty in 'p' and 'o' lines.
   uint32_t uniqid = 0;
 
   std::string text() const {
     const std::string holder = "holder " + std::to_string(uniqid);
     return cardNumber.empty() ? "PIN of " + holder
                               : "card " + printable(cardNumber) + " of " + holder;
+  }
+  // Behind a message.
+  std::string inBrackets() const {
+    if (!isKnown) return "";
+    const std::string holder = std::to_string(uniqid);
+    if (isBlock) return " (cards from " + printable(cardNumber) + ", holders from " + holder + ")";
+    return cardNumber.empty() ? " (holder " + holder + ")" : " (" + text() + ")";
+  }
+};
+
+struct CheckedLine {
+  std::string_view text;  // Followed by a NUL; without its newline.
+  int file = 0;
+  int64_t number = 0;
+  int64_t bytesBefore = 0;  // Of the editor's line, when it is longer than the limit.
+  Subject subject{};
+
+  Place whole() const { return {file, number, 0}; }
+  // `word` points into the text.
+  Place at(const char* word) const {
+    return {file, number, bytesBefore + (word - text.data()) + 1};
   }
 };
 

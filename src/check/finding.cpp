@@ -74,7 +74,8 @@ std::string printable(std::string_view text) {
 }
 
 std::string quoted(std::string_view word) {
-  return '"' + printable(word) + '"';
+  constexpr size_t kMost = 60;
+  return '"' + printable(word.substr(0, kMost)) + (word.size() > kMost ? "...\"" : "\"");
 }
 
 }  // namespace badgemint

@@ -14,7 +14,7 @@ namespace {
 
 // The fields of a holder, by their place behind those that identify him.
 constexpr size_t kFirstFlag = 8, kEscort = 11, kStartDate = 12, kStartTime = 13, kEndDate = 14,
-                 kEndTime = 15, kElevator = 16, kRelayGroup = 17, kLastFlag = 18;
+                 kEndTime = 15, kElevator = 16, kLastFlag = 18;
 
 constexpr std::array kCardFields = {"card set", "card number", "PIN", "unique ID"};
 constexpr std::array kHolderFields = {
@@ -96,10 +96,8 @@ struct HolderRules::End {
   }
 };
 
-void HolderRules::check(const CheckedLine& line, const PlacedScanner& fields, size_t first,
-                        const Subject& subject) {
-  const size_t given = fields.count() - (fields.flaw() == PlacedScanner::Flaw::kNone ? 0 : 1);
-  for (size_t at = first; at < given; ++at) {
+void HolderRules::check(const CheckedLine& line, const PlacedScanner& fields, size_t first) {
+  for (size_t at = first; at < fields.sound(); ++at) {
     const size_t field = at - first;
     if (field >= kStartDate && field <= kEndTime) continue;
     const std::string_view word = fields.word(at);
@@ -109,40 +107,46 @@ void HolderRules::check(const CheckedLine& line, const PlacedScanner& fields, si
       checkLevel(line, word, value);
     } else if (field < kEscort || field == kLastFlag) {
       if (value != 0 && value != 1)
-        warn(line, word, "flag", quoted(word) + " is taken for 1: a flag is 0 or 1");
+        warnOfHolder(line, word, "flag",
+                     std::string(kHolderFields.at(field)) + " " + printable(word) +
+                         " is taken for 1: a flag is 0 or 1");
     } else if (field == kEscort) {
       checkRange(line, word, value, 0, UINT32_MAX, "escort");
       const auto escort = static_cast<uint32_t>(value);
       if (escort == value)
-        _escorts.push_back({escort, subject.uniqid, static_cast<int32_t>(line.number),
+        _escorts.push_back({escort, line.subject.uniqid, static_cast<int32_t>(line.number),
                             static_cast<int32_t>(line.at(word.data()).column)});
     } else {
       checkRange(line, word, value, 0, UINT8_MAX,
                  field == kElevator ? "elevator access" : "output relay group");
     }
   }
-  checkPeriod(line, fields, first, subject);
+  checkPeriod(line, fields, first);
 }
 
 void HolderRules::checkRange(const CheckedLine& line, std::string_view word, int64_t value,
                              int64_t low, int64_t high, const char* what) {
   if (value >= low && value <= high) return;
-  warn(line, word, "range",
-       std::string(what) + " " + printable(word) + " is not " + std::to_string(low) + " to " +
-           std::to_string(high) + ": its record holds " +
-           std::to_string(static_cast<uint64_t>(value) & static_cast<uint64_t>(high)));
+  // As a build reads it, which for numbers beyond 64 bits is another than `value`.
+  FieldScanner scanner(word.data());
+  const uint32_t stored =
+      low == 0 && high == UINT32_MAX
+          ? scanner.nextUnsigned()
+          : static_cast<uint32_t>(scanner.nextInt()) & static_cast<uint32_t>(high);
+  warnOfHolder(line, word, "range",
+               std::string(what) + " " + printable(word) + " is not " + std::to_string(low) +
+                   " to " + std::to_string(high) + ": it is read as " + std::to_string(stored));
 }
 
 void HolderRules::checkLevel(const CheckedLine& line, std::string_view word, int64_t level) {
   checkRange(line, word, level, 0, UINT16_MAX, "access level");
   if (_levels == nullptr || level <= 0 || level > UINT16_MAX) return;
   if (_levels->findLevel(static_cast<uint32_t>(level)) >= 0) return;
-  warn(line, word, "level",
-       "access level " + std::to_string(level) + " is not defined: it opens nothing");
+  warnOfHolder(line, word, "level",
+               "access level " + std::to_string(level) + " is not defined: it opens no door");
 }
 
-void HolderRules::checkPeriod(const CheckedLine& line, const PlacedScanner& fields, size_t first,
-                              const Subject& subject) {
+void HolderRules::checkPeriod(const CheckedLine& line, const PlacedScanner& fields, size_t first) {
   if (fields.count() <= first + kStartDate) return;
   // A word of which the rest runs into the next field: nothing behind it is what it looks like.
   const size_t last = fields.count() - 1;
@@ -152,24 +156,23 @@ void HolderRules::checkPeriod(const CheckedLine& line, const PlacedScanner& fiel
          quoted(fields.word(last)) +
              " has more than 14 characters: the rest is read as the next "
              "field of " +
-             subject.text());
+             line.subject.text());
     return;
   }
   if (fields.flaw() != PlacedScanner::Flaw::kNone && last <= first + kEndTime) return;
   const auto word = [&](size_t field) { return fields.word(first + field); };
   const End start = {PeriodEnd::kStart, word(kStartDate), word(kStartTime)};
   const End end = {PeriodEnd::kEnd, word(kEndDate), word(kEndTime)};
-  const uint32_t from = checkPeriodEnd(line, start, subject);
-  const uint32_t to = checkPeriodEnd(line, end, subject);
+  const uint32_t from = checkPeriodEnd(line, start);
+  const uint32_t to = checkPeriodEnd(line, end);
   if (from != 0 && to != 0 && to < from)
     warn(line, end.date, "period",
-         "end " + printable(end.date) + " lies before the start: " + subject.text() +
+         "end " + printable(end.date) + " lies before the start: " + line.subject.text() +
              " is never valid");
 }
 
 // The seconds of the record; what is wrong is told once.
-uint32_t HolderRules::checkPeriodEnd(const CheckedLine& line, const End& end,
-                                     const Subject& subject) {
+uint32_t HolderRules::checkPeriodEnd(const CheckedLine& line, const End& end) {
   uint32_t seconds = 0;
   if (isUsual(end.date, end.time) &&
       parsePeriodEnd(end.end, end.date, end.time, seconds) == kSuccess)
@@ -180,10 +183,10 @@ uint32_t HolderRules::checkPeriodEnd(const CheckedLine& line, const End& end,
   if (isNone) {
     warn(line, end.time, "date",
          name + " time " + quoted(end.time) + " is ignored: the " + name + " date of " +
-             subject.text() + " is 0");
+             line.subject.text() + " is 0");
     return 0;
   }
-  const std::string consequence = ": " + subject.text() + ' ' + end.consequence();
+  const std::string consequence = ": " + line.subject.text() + ' ' + end.consequence();
   const WrittenDate date = writtenDate(end.date);
   if (!date.isDate || (!date.behind.empty() && date.behind[0] != '-')) {
     warn(line, end.date, "date",
@@ -194,13 +197,14 @@ uint32_t HolderRules::checkPeriodEnd(const CheckedLine& line, const End& end,
   const DateTimeText joined = joinDateTime(end.end, end.date, end.time);
   if (parseDateTime(joined.data(), seconds, &rest) == kSuccess) {
     if (*rest != '\0') {
-      warn(line, date.behind.empty() ? end.time : end.date, "date",
-           "what stands behind the seconds of " + quoted(joined.data()) + " is ignored, for " +
-               subject.text());
+      const std::string_view word = date.behind.empty() ? end.time : end.date;
+      warnOfHolder(line, word, "date",
+                   name + (date.behind.empty() ? " time " : " date ") + quoted(word) + ": " +
+                       quoted(rest) + " behind the seconds is ignored");
     } else if (!date.exists) {
-      warn(line, end.date, "day",
-           name + " date " + printable(end.date) +
-               " runs on into the next month: " + "its month has no such day");
+      warnOfHolder(line, end.date, "day",
+                   name + " date " + printable(end.date) +
+                       " is no day of its month and runs on into the next");
     }
     return seconds;
   }

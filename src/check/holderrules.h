@@ -30,8 +30,7 @@ class HolderRules {
 
   // Looks at the fields from `first` on, of which there are at most those of a 'c' line, without a
   // field that has a flaw.
-  void check(const CheckedLine& line, const PlacedScanner& fields, size_t first,
-             const Subject& subject);
+  void check(const CheckedLine& line, const PlacedScanner& fields, size_t first);
 
   // A number that a record stores in less than it may be given as.
   void checkRange(const CheckedLine& line, std::string_view word, int64_t value, int64_t low,
@@ -42,12 +41,16 @@ class HolderRules {
 
  private:
   struct End;
-  void checkPeriod(const CheckedLine& line, const PlacedScanner& fields, size_t first,
-                   const Subject& subject);
-  uint32_t checkPeriodEnd(const CheckedLine& line, const End& end, const Subject& subject);
+  void checkPeriod(const CheckedLine& line, const PlacedScanner& fields, size_t first);
+  uint32_t checkPeriodEnd(const CheckedLine& line, const End& end);
   void warn(const CheckedLine& line, std::string_view word, std::string_view rule,
             std::string text) {
     _findings.warning(line.at(word.data()), rule, std::move(text));
+  }
+
+  void warnOfHolder(const CheckedLine& line, std::string_view word, std::string_view rule,
+                    const std::string& text) {
+    warn(line, word, rule, text + line.subject.inBrackets());
   }
 
   Findings& _findings;

@@ -56,6 +56,8 @@ class PlacedScanner {
 
   // The fields up to the first that has a flaw, which is the last one then.
   size_t count() const { return _count; }
+  // Those before it.
+  size_t sound() const { return _count - (_flaw == Flaw::kNone ? 0 : 1); }
   Flaw flaw() const { return _flaw; }
   // What a field is read from: its begin to the end of the word that it stands in.
   std::string_view word(size_t field) const {

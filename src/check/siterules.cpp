@@ -31,7 +31,7 @@ size_t SiteRules::explain(const Tokenizer& words, int32_t result) const {
     return _findings.error(word == nullptr ? _line.whole() : at(word), result, text);
   };
   if (words.count() < 2) return error(nullptr, "the card set is missing");
-  const int32_t csid = textToInt32(words.word(1));
+  const int64_t csid = textToInt64(words.word(1));
   if (csid < 1 || csid > 253)
     return error(words.word(1), "card set " + printable(words.word(1)) + " is not 1 to 253");
   if (words.count() < kFirstValue) return error(nullptr, "the format is missing");
@@ -48,14 +48,6 @@ size_t SiteRules::explain(const Tokenizer& words, int32_t result) const {
   return error(nullptr, "cannot be taken");
 }
 
-void SiteRules::checkRemark() const {
-  const size_t mark = _line.text.find('#');
-  if (mark == std::string_view::npos || mark == 0) return;
-  if (std::strchr(kWordDelimiters, _line.text[mark - 1]) != nullptr) return;
-  _findings.warning(_line.at(_line.text.data() + mark), "text",
-                    "a # glued to a word ends that word alone: what follows is read on");
-}
-
 void SiteRules::checkRepeated(Tokenizer& words, const cardset& set, int64_t firstLine) const {
   cardsets sets;
   const bool isTaken = sets.addCardSetLine(words, 0) == 1;
@@ -68,17 +60,20 @@ void SiteRules::checkRepeated(Tokenizer& words, const cardset& set, int64_t firs
 
 void SiteRules::checkValues(const Tokenizer& words, const CardFormat* format) const {
   std::array<bool, kCardSetFields> given{};
-  for (uint32_t i = 2; i < kFirstValue; ++i)
+  for (uint32_t i = 1; i < kFirstValue; ++i)
     if (!isNumber(words.word(i)))
       _findings.warning(at(words.word(i)), "number",
-                        quoted(words.word(i)) + " is not wholly a number: the format is read as " +
+                        quoted(words.word(i)) + " is not wholly a number: the " +
+                            (i == 1 ? "card set" : "format") + " is read as " +
                             std::to_string(textToInt64(words.word(i))));
+  const size_t warnings = _findings.warnings();
   for (uint32_t i = kFirstValue; i < words.count(); i += 2) {
     bool& isGiven = given[static_cast<size_t>(*words.word(i) - 'A')];
     checkPair(words.word(i), i + 1 < words.count() ? words.word(i + 1) : nullptr, format, isGiven);
     isGiven = true;
   }
-  if (format == nullptr) return;
+  // What is misread explains what is missing.
+  if (format == nullptr || _findings.warnings() > warnings) return;
   const auto letters = format->masks().letters;
   for (int32_t i = 0; i < kFieldCount; ++i) {
     const auto at = static_cast<size_t>(i);

@@ -20,9 +20,6 @@ class SiteRules {
   // Tells why a build rejects the line with this result; returns the finding.
   size_t explain(const Tokenizer& words, int32_t result) const;
 
-  // A '#' that does not begin a word ends only the word that it stands in.
-  void checkRemark() const;
-
   // A second line of a card set, of which the first counts.
   void checkRepeated(Tokenizer& words, const cardset& set, int64_t firstLine) const;
 

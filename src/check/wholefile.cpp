@@ -1,15 +1,15 @@
 #include "check/wholefile.h"
 
 #include <algorithm>
-#include <cstring>
+#include <array>
 #include <map>
 #include <new>
 #include <optional>
 #include <span>
 #include <string>
-#include <tuple>
 #include <unordered_map>
 #include <unordered_set>
+#include <utility>
 
 #include "cardsets/card_functions.h"
 #include "inputcards/cardline.h"
@@ -58,16 +58,18 @@ class WholeFileCheck {
   }
 
  private:
-  // Errors of one code in one line, because of one other line: a block gives many at a time.
-  struct Cause {
-    int32_t line;
-    int32_t code;
-    int32_t otherLine;
-    auto operator<=>(const Cause&) const = default;
-  };
+  // Errors of one code in one line, of which a block may give many.
+  using Cause = std::pair<int32_t, int32_t>;  // Line, code.
   struct Cards {
-    const CardIndexEntry* first;
-    int64_t count;
+    const CardIndexEntry* first = nullptr;
+    int64_t count = 0;
+    int32_t otherLine = 0;  // That the first one clashes with.
+    bool hasMoreLines = false;
+  };
+  struct Pair {
+    const CardIndexEntry* entry;
+    const char* why;
+    int32_t otherLine;
   };
 
   const CardIndexEntry& entryOf(const CardIndexSuspect& suspect) const {
@@ -84,7 +86,11 @@ class WholeFileCheck {
   }
 
   void addError(int32_t code, const CardIndexEntry& entry, int32_t otherLine) {
-    ++_errors.try_emplace({entry.line, code, otherLine}, Cards{&entry, 0}).first->second.count;
+    Cards& cards = _errors[{entry.line, code}];
+    cards.hasMoreLines |= cards.count > 0 && cards.otherLine != otherLine;
+    if (cards.count++ > 0 && cards.first < &entry) return;  // In the order of the file.
+    cards.first = &entry;
+    cards.otherLine = otherLine;
   }
 
   void checkKeys() {
@@ -126,7 +132,8 @@ class WholeFileCheck {
   void checkLoneUniqid(const CardIndexEntry& entry) {
     if (entry.type != kPinIdentLine || isUnindexed(entry.uniqid)) return;
     if (entry.uniqid == lowestUniqid()) {
-      _pairs.push_back({&entry, "it passes only because no unique ID is smaller", 0});
+      _pairs.push_back(
+          {&entry, "without a card it passes only because no unique ID is smaller", 0});
       return;
     }
     addError(kUnpairedPinIdent, entry, 0);
@@ -172,11 +179,13 @@ class WholeFileCheck {
   // Findings of one code in the order of the lines, as they are kept.
   void tellErrors() {
     for (const auto& [cause, cards] : _errors) {
+      const auto [line, code] = cause;
       std::string text = ofHolder(*cards.first);
       if (cards.count > 1) text += " and " + std::to_string(cards.count - 1) + " more of the block";
-      const std::string other = std::to_string(cause.otherLine);
+      const std::string other =
+          std::to_string(cards.otherLine) + (cards.hasMoreLines ? " and of others" : "");
       const bool one = cards.count == 1;
-      switch (cause.code) {
+      switch (code) {
         case kDuplicateCardKey:
           text += (one ? " has the key of line " : " have keys of line ") + other;
           break;
@@ -186,16 +195,21 @@ class WholeFileCheck {
         default:
           text += " has no card: no 'c', 'd' or 'n' line is of this holder";
       }
-      _findings.error(placeOf(cause.line), cause.code, text);
+      _findings.error(placeOf(line), code, text);
     }
   }
 
+  // Of a block only the first.
   void tellPairs() {
-    std::ranges::sort(_pairs, {}, [](const Pair& pair) { return pair.entry->line; });
+    std::ranges::sort(_pairs, {}, &Pair::entry);
+    int32_t told = 0;
     for (const Pair& pair : _pairs) {
+      if (pair.entry->line == told) continue;
+      told = pair.entry->line;
+      if (std::ranges::binary_search(_whole.misread, told)) continue;
       std::string text = ofHolder(*pair.entry) + ": " + pair.why;
       if (pair.otherLine > 0) text += " (line " + std::to_string(pair.otherLine) + ")";
-      _findings.warning(placeOf(pair.entry->line), "pair", text);
+      _findings.warning(placeOf(told), "pair", text);
     }
   }
 
@@ -214,12 +228,6 @@ class WholeFileCheck {
   }
 
   Place placeOf(int32_t line) const { return {_whole.file, line, 0}; }
-
-  struct Pair {
-    const CardIndexEntry* entry;
-    std::string why;
-    int32_t otherLine;
-  };
 
   WholeFile _whole;
   Findings& _findings;

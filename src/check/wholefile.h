@@ -22,7 +22,8 @@ struct WholeFile {
   const CardIndex& index;  // Its lines are those of an editor.
   std::vector<UniqidRange> unindexed;
   const std::vector<EscortUse>& escorts;
-  int file;  // The cards file.
+  const std::vector<int32_t>& misread;  // Lines, in order, that are told of as a whole.
+  int file;                             // The cards file.
 };
 
 // Sets the verdict where a build gets to the checks of its index at all. Returns the number of
