@@ -92,7 +92,7 @@ install_documents(${CMAKE_INSTALL_MANDIR}/man3 development man/badgemint.3 man/b
 install(FILES CHANGELOG.md SECURITY.md docs/results.md DESTINATION ${CMAKE_INSTALL_DOCDIR}
         COMPONENT program)
 install(PROGRAMS examples/csv-to-cards DESTINATION ${examples_dir} COMPONENT program)
-install(DIRECTORY examples/site DESTINATION ${examples_dir} COMPONENT program
+install(DIRECTORY examples/site examples/mistakes DESTINATION ${examples_dir} COMPONENT program
         PATTERN make-formats EXCLUDE)
 install(FILES examples/CMakeLists.txt examples/bitpattern.c examples/dump.c examples/maintain.cpp
         DESTINATION ${examples_dir} COMPONENT development)

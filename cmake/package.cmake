@@ -18,7 +18,8 @@ set(CPACK_COMPONENT_PROGRAM_DESCRIPTION
     "badgemint makes the two databases that the door controllers of an access
 control site read, from one text file of card holders. It encodes each card
 number as the card formats of the site lay it out, and finds duplicate cards,
-PINs and holders before anything is written.")
+PINs and holders before anything is written. badgemint-admin checks a site's
+files for errors and for what a build would take without a word.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libbadgemint-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION "libdevel\nMulti-Arch: same")
