@@ -82,11 +82,11 @@ TEST(CardSets, FindTheFirstOfAnIdAndItsFormat) {
             "[5 cardsets] cardsets.load cardsets\n"
             "[25 cardsets] id out of range in card sets file, line 6\n"
             "[75 cardsets] cardsets.load complete\n");
-  for (const uint32_t id : {1, 255, 256}) EXPECT_EQ(sets.getCardSet(id)->fmtid, 3);
-  for (const uint32_t id : {0, 2, 257}) EXPECT_EQ(sets.getCardSet(id), nullptr);
+  for (const uint32_t id : {1U, 255U, 256U}) EXPECT_EQ(sets.getCardSet(id)->fmtid, 3);
+  for (const uint32_t id : {0U, 2U, 257U}) EXPECT_EQ(sets.getCardSet(id), nullptr);
   EXPECT_TRUE(log.take().starts_with("[100 cardsets] cardsets:getcardset 1, count = 5\n"));
   CardFormatSet formats;
-  for (const uint32_t id : {3, 4}) formats.addFormat(id, ".cdf");
+  for (const uint32_t id : {3U, 4U}) formats.addFormat(id, ".cdf");
   EXPECT_EQ(sets.verifyFormats(formats), -1);  // Of the rejected line.
   EXPECT_EQ(log.take(), "[3 cardsets] format 0 not found\n");
   formats.addFormat(0, ".cdf");
