@@ -62,7 +62,7 @@ struct Judge {
     lines[7] = static_cast<char>('A' + numberField);
     lines[8] = std::to_string(parityMasks);
     for (size_t i = 0; i < 8; ++i) lines.push_back("F,0,0," + directions[i] + ',' + types[i]);
-    for (const size_t p : {0, 48, 96})
+    for (const size_t p : {0U, 48U, 96U})
       for (const std::string& mask : masks)
         lines.push_back(mask.substr(p, std::min(mask.find(' ', p) - p, size_t{48})) +
                         (mask.find(' ', p) - p < 48 ? "" : "A1X"));  // Belongs to no position.

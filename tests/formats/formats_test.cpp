@@ -55,7 +55,8 @@ TEST(FormatFiles, EndBehindLastLinesOnly) {
     FormatLines lines = linesOf(kind, {"B"});
     lines.resize(count);
     for (size_t n = 0; n <= count; ++n) {
-      const std::string file = fileOf(kind, {lines.begin(), lines.end() - (count - n)});
+      const std::string file = fileOf(
+          kind, FormatLines(lines.begin(), std::next(lines.begin(), static_cast<ptrdiff_t>(n))));
       const bool mayEnd = n == count || (kind != "VFF" && (n == 30 || n == 40));
       for (const std::string& end : {std::string(), std::string("x"), twoBytes("^")}) {
         if (kind == "CDF" && !end.empty()) continue;

@@ -183,7 +183,7 @@ bool expectDatabases(const std::vector<Entry>& entries) {
   std::set<unsigned> holders;
   for (const Entry& e : entries) {
     const int code = e.type == 'n' ? 254 : e.type == 'o' ? 255 : e.csid;
-    idents += e.key + bytes(e.uniqid) + bytes(code) + bytes(0);
+    idents += e.key + bytes(e.uniqid) + bytes(static_cast<unsigned>(code)) + bytes(0);
     if (e.type == 'o') continue;
     accesses += bytes(e.uniqid) + (e.type == 'p' ? bytes(0) : packed(e.pin, 8));
     holders.insert(e.uniqid);

@@ -14,10 +14,10 @@ TEST(Logger, DumpsSoManyBytesAndNoMore) {
   TestLog log(25);
   const std::array<uint8_t, 101> bytes{};
   log.logger().dumpHex(26, bytes);
-  for (const size_t size : {100, 101}) log.logger().dumpHex(25, std::span(bytes).first(size));
+  for (const size_t size : {100U, 101U}) log.logger().dumpHex(25, std::span(bytes).first(size));
   EXPECT_EQ(log.take().substr(298), "0 hex data buffer not large enough\n");
   log.logger().dumpBits(26, bytes);
-  for (const size_t size : {25, 26}) log.logger().dumpBits(25, std::span(bytes).first(size));
+  for (const size_t size : {25U, 26U}) log.logger().dumpBits(25, std::span(bytes).first(size));
   EXPECT_EQ(log.take().substr(223), "0 bin data bufr not large enough\n");
 }
 

@@ -18,10 +18,12 @@ struct Names {
 };
 
 int32_t build(const Names& n) {
-  return BadgeMint(n.base, n.cards, n.ident, n.access, n.formats, n.sets, n.log, n.level);
+  return BadgeMint(n.base, n.cards, n.ident, n.access, n.formats, n.sets, n.log,
+                   static_cast<uint32_t>(n.level));
 }
 int32_t dump(const Names& n) {
-  return DumpCardFile(n.base, n.ident, n.access, n.formats, n.sets, n.cards, n.log, n.level);
+  return DumpCardFile(n.base, n.ident, n.access, n.formats, n.sets, n.cards, n.log,
+                      static_cast<uint32_t>(n.level));
 }
 
 // Every line type, each field different from its neighbours.

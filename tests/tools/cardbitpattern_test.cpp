@@ -13,7 +13,7 @@ void expectPattern(const char* name, int32_t result, const std::string& told, au
   SCOPED_TRACE(told);
   for (const int level : {25, -1}) {
     std::string buffer(40, '!');
-    EXPECT_EQ(function(level, buffer.data()), result);
+    EXPECT_EQ(function(static_cast<uint32_t>(level), buffer.data()), result);
     EXPECT_EQ(logOf(name, 1, result, level), result == 0 || level < 0 ? "" : told);
     EXPECT_EQ(buffer.c_str(), result == 0 ? told : std::string(40, '!'));
   }
@@ -45,7 +45,7 @@ TEST(ComputeCardBitPattern, GivesThePatternOrSaysWhyNot) {
       {-347, 12, "1", "[25 cardsets] Error opening card sets file none\n", 40, "formats", "none"},
   };
   for (const auto& c : cases)
-    expectPattern("ComputeCardBitPattern", c.result, c.told, [&](int level, char* buffer) {
+    expectPattern("ComputeCardBitPattern", c.result, c.told, [&](uint32_t level, char* buffer) {
       return ComputeCardBitPattern(c.csid, c.number, "", c.formats, c.sets, "log", level, buffer,
                                    c.size);
     });
@@ -72,7 +72,7 @@ TEST(ComputeCardBitPattern2, GivesThePatternOrSaysWhyNot) {
       {-505, "1", "f 1 1", "26.txt", "[25 CardFormatSet] Invalid format file 26.txt\n"},
   };
   for (const auto& c : cases)
-    expectPattern("ComputeCardBitPattern2", c.result, c.told, [&](int level, char* buffer) {
+    expectPattern("ComputeCardBitPattern2", c.result, c.told, [&](uint32_t level, char* buffer) {
       return ComputeCardBitPattern2(c.number, c.set, "", c.format, "log", level, buffer, 9);
     });
 }
