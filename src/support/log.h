@@ -18,32 +18,35 @@ inline constexpr int32_t kLogError = 25;
 inline constexpr int32_t kLogStep = 75;
 inline constexpr int32_t kLogRecord = 100;
 
+// Who is to write a message of this level; null when nobody is.
+inline Logger* listener(int32_t level) {
+  return theLogger != nullptr && theLogger->passes(level) ? theLogger : nullptr;
+}
+
 }  // namespace badgemint
 
 // Writes one message under the given module: the prefix and the text are two writes, as the log's
 // readers expect. Evaluates its arguments only when the level passes.
-#define LOG_AS(module, level, ...)                                   \
-  do {                                                               \
-    if (::badgemint::Logger* const logger_ = ::badgemint::theLogger; \
-        logger_ != nullptr && logger_->passes(level)) {              \
-      logger_->write(level, "%s %d ", module, __LINE__);             \
-      logger_->write(level, __VA_ARGS__);                            \
-    }                                                                \
+#define LOG_AS(module, level, ...)                                           \
+  do {                                                                       \
+    if (::badgemint::Logger* const logger_ = ::badgemint::listener(level)) { \
+      logger_->write(level, "%s %d ", module, __LINE__);                     \
+      logger_->write(level, __VA_ARGS__);                                    \
+    }                                                                        \
   } while (false)
 
 // Writes one message under the module of the source file, which names it in `kLogModule`.
 #define LOG(level, ...) LOG_AS(kLogModule, level, __VA_ARGS__)
 
 // Writes a label, a hex dump of `bytes` and "\n": one prefix, before the label.
-#define LOG_HEX(level, bytes, ...)                                   \
-  do {                                                               \
-    if (::badgemint::Logger* const logger_ = ::badgemint::theLogger; \
-        logger_ != nullptr && logger_->passes(level)) {              \
-      logger_->write(level, "%s %d ", kLogModule, __LINE__);         \
-      logger_->write(level, __VA_ARGS__);                            \
-      logger_->dumpHex(level, bytes);                                \
-      logger_->write(level, "\n");                                   \
-    }                                                                \
+#define LOG_HEX(level, bytes, ...)                                           \
+  do {                                                                       \
+    if (::badgemint::Logger* const logger_ = ::badgemint::listener(level)) { \
+      logger_->write(level, "%s %d ", kLogModule, __LINE__);                 \
+      logger_->write(level, __VA_ARGS__);                                    \
+      logger_->dumpHex(level, bytes);                                        \
+      logger_->write(level, "\n");                                           \
+    }                                                                        \
   } while (false)
 
 #endif  // BADGEMINT_SUPPORT_LOG_H
