@@ -81,8 +81,7 @@ std::vector<HolderChange> compareHolders(const std::vector<AccessRecord>& before
 }
 
 CredentialFate fateOf(const IdentRecord& before, const IdentRecord& now) {
-  if (before.cardsetcode != now.cardsetcode || before.deleted == now.deleted)
-    return CredentialFate::kChanged;
+  if (before.cardsetcode != now.cardsetcode) return CredentialFate::kChanged;
   return now.deleted != 0 ? CredentialFate::kDeleted : CredentialFate::kRestored;
 }
 

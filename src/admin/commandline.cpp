@@ -60,7 +60,7 @@ class CommandLine {
     return app.get_formatter()->make_help(&app, name, CLI::AppFormatMode::Normal);
   }
 
-  CLI::App* addVerb(const char* name, const char* what, Action action) {
+  CLI::App* addVerb(const char* name, const char* what, const Action& action) {
     CLI::App* const verb = _app.add_subcommand(name, what);
     verb->set_help_flag("--help", "Show the options of this verb");
     verb->callback([this, action] { _action = action; });

@@ -12,7 +12,11 @@ constexpr int kEndingSignals[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM};
 
 HeldSignals::HeldSignals() {
   sigemptyset(&_held);
-  for (const int signal : kEndingSignals) sigaddset(&_held, signal);
+  for (const int signal : kEndingSignals) {
+    struct sigaction action;
+    const bool isIgnored = sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+    if (!isIgnored) sigaddset(&_held, signal);  // Such as a hang-up under nohup.
+  }
   sigprocmask(SIG_BLOCK, &_held, &_before);
 }
 

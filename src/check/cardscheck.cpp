@@ -223,9 +223,9 @@ void CardsCheck::checkHolderLine(const CheckedLine& checked, bool isHidden) {
   if (isCard) {
     const CardLine card = scanCardLine(fields);
     csid = card.csid;
-    line.subject = {true, false, card.cardNumber, card.uniqid};
+    line.subject = {false, card.cardNumber, card.uniqid};
   } else {
-    line.subject = {true, false, {}, scanPinLine(fields).uniqid};
+    line.subject = {false, {}, scanPinLine(fields).uniqid};
   }
   if (type != kPinIdentLine) static_cast<void>(scanHolderFields(fields));
   if (isCard) fields.nextInt();
@@ -272,7 +272,7 @@ void CardsCheck::checkIdentity(const CheckedLine& line, const PlacedScanner& fie
   if (!isCard && isZero(fields.word(0)))
     warn(0, "zero", "PIN 0" + holder() + " is a key as any other: 0 at the keypad is this holder");
   const int64_t id = valueOf(fields.word(uniqid));
-  _rules.checkRange(line, fields.word(uniqid), id, 0, UINT32_MAX, "unique ID");
+  _rules.checkRange(line, fields.word(uniqid), id, UINT32_MAX, "unique ID");
   if (id == 0) warn(uniqid, "zero", "unique ID 0" + line.subject.inBrackets());
 }
 
@@ -311,7 +311,7 @@ bool CardsCheck::checkFlaw(const CheckedLine& line, const PlacedScanner& fields,
                  " ends within it, and the rest is " +
                  (last + 1 == fieldCount(type) ? "ignored" : "taken for the next field"));
       return true;
-    case PlacedScanner::Flaw::kNone:
+    default:  // None.
       break;
   }
   std::string_view extra = fields.rest();
@@ -325,11 +325,11 @@ bool CardsCheck::checkFlaw(const CheckedLine& line, const PlacedScanner& fields,
 void CardsCheck::explainHolder(const CheckedLine& line, const PlacedScanner& fields,
                                int32_t result) {
   const char type = line.text[0];
-  const size_t sound = fields.sound();
   const bool told = firstHolderField(type) == 2
-                        ? sound > 0 && explainPin(line, fields.word(0), kMaxPinIdentDigits)
-                        : explainCard(line, fields, sound);
-  if (told || sound == fields.count()) return;
+                        ? explainPin(line, fields.word(0), kMaxPinIdentDigits)
+                        : explainCard(line, fields);
+  if (told) return;
+  const size_t sound = fields.sound();
   const std::string name = fieldName(type, sound);
   const Place place = line.at(fields.begin(sound));
   if (fields.flaw() == PlacedScanner::Flaw::kMissing) {
@@ -343,7 +343,10 @@ void CardsCheck::explainHolder(const CheckedLine& line, const PlacedScanner& fie
   }
 }
 
-bool CardsCheck::explainCard(const CheckedLine& line, const PlacedScanner& fields, size_t sound) {
+bool CardsCheck::explainCard(const CheckedLine& line, const PlacedScanner& fields) {
+  // A number or a PIN that is too long to be read at once is explained as a whole.
+  const bool isCut = fields.flaw() == PlacedScanner::Flaw::kCut && fields.sound() > 0;
+  const size_t sound = isCut ? fields.count() : fields.sound();
   const bool isHex = line.text[0] == kNoFormatCardLine;
   const int32_t csid = sound > 0 ? textToInt32(fields.begin(0)) : 0;
   const bool wrongSet = !isHex && sound > 0 && explainCardSet(line, fields.begin(0), csid);
@@ -352,7 +355,8 @@ bool CardsCheck::explainCard(const CheckedLine& line, const PlacedScanner& field
   if (isHex || sound < 2 || wrongSet) return wrongSet || wrongNumber || wrongPin;
   if (explainEncoding(line, fields.begin(1), csid)) return true;
   const cardset& set = *_site.cardSets().getCardSet(static_cast<uint32_t>(csid));
-  return wrongNumber || explainMismatch(line, fields.word(1), set) || wrongPin;
+  if (!wrongNumber) explainMismatch(line, fields.word(1), set);
+  return true;
 }
 
 bool CardsCheck::explainCardSet(const CheckedLine& line, const char* word, int32_t csid) {
@@ -378,7 +382,7 @@ bool CardsCheck::explainNumber(const CheckedLine& line, std::string_view number,
     what = "card number " + quoted(number) + " is not digits" +
            (isHex ? " and letters A to F alone" : " alone");
   }
-  const Subject holder{line.subject.isKnown, false, {}, line.subject.uniqid};
+  const Subject holder{false, {}, line.subject.uniqid};
   _findings.error(line.at(number.data()), rc, what + holder.inBrackets());
   return true;
 }
@@ -421,20 +425,22 @@ bool CardsCheck::explainEncoding(const CheckedLine& line, const char* word, int3
   return true;
 }
 
-// Whether the number comes back.
-bool CardsCheck::explainMismatch(const CheckedLine& line, std::string_view word,
+// Of a card set whose format has been found.
+CardEncoder CardsCheck::encoderOf(const cardset& set) const {
+  const CardFormat* const format = _site.formats().findFormat(set.fmtid);
+  return {format, format->encodeSite(set.fldvalues)};
+}
+
+// Whether the number, all digits, comes back.
+void CardsCheck::explainMismatch(const CheckedLine& line, std::string_view word,
                                  const cardset& set) {
-  SaturatedInt64 number{};
-  CardEncoder encoder;
-  if (readCardNumber(word, number) < 0 ||
-      findCardEncoder(set.csid, 0, &_site.cardSets(), &_site.formats(), encoder) < 0)
-    return false;
+  const SaturatedInt64 number = scanInt64(word.data());
+  const CardEncoder encoder = encoderOf(set);
   const int64_t decoded = encoder.decode(encoder.encode(number.value));
-  if (decoded == number.value && !number.saturated) return false;
+  if (decoded == number.value && !number.saturated) return;
   _findings.error(line.at(word.data()), kCardMismatch,
                   line.subject.text() + " does not fit format " + std::to_string(set.fmtid) +
                       ": it would come back as card " + std::to_string(decoded));
-  return true;
 }
 
 const CheckedFormat* CardsCheck::unloadedFormat(int32_t csid) const {
@@ -497,8 +503,7 @@ void CardsCheck::checkBlock(const CheckedLine& line, bool isHidden) {
   CheckedLine placed = line;
   placed.text = {copy.data(), line.text.size()};
   if (words.firstUniqid != nullptr)
-    placed.subject = {true, true, words.firstCard,
-                      static_cast<uint32_t>(textToInt32(words.firstUniqid))};
+    placed.subject = {true, words.firstCard, static_cast<uint32_t>(textToInt32(words.firstUniqid))};
   const int32_t csid = words.csid == nullptr ? 0 : textToInt32(words.csid);
   const int32_t before = _index.count();
   auto checked = copyOf(line);
@@ -546,8 +551,7 @@ void CardsCheck::explainBlock(const CheckedLine& line, const MultiCardsLine& wor
   const int64_t first = textToInt32(words.firstCard) + sound;
   const int64_t left = textToInt32(words.count) - sound;
   const cardset* const set = _site.cardSets().getCardSet(static_cast<uint32_t>(csid));
-  CardEncoder encoder;
-  if (findCardEncoder(set->csid, 0, &_site.cardSets(), &_site.formats(), encoder) < 0) return;
+  const CardEncoder encoder = encoderOf(*set);
   int64_t wrong = 0;
   const int64_t looked = std::min(left, _cardsToCount);
   _cardsToCount -= looked;

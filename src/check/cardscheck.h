@@ -56,14 +56,15 @@ class CardsCheck {
 
   // What of a line is an error, each in a finding of its own; true when there was one.
   void explainHolder(const CheckedLine& line, const PlacedScanner& fields, int32_t result);
-  bool explainCard(const CheckedLine& line, const PlacedScanner& fields, size_t sound);
+  bool explainCard(const CheckedLine& line, const PlacedScanner& fields);
   void explainBlock(const CheckedLine& line, const MultiCardsLine& words, int32_t result,
                     int64_t sound);
   bool explainCardSet(const CheckedLine& line, const char* word, int32_t csid);
   bool explainNumber(const CheckedLine& line, std::string_view number, int32_t csid, bool isHex);
   bool explainPin(const CheckedLine& line, std::string_view pin, size_t most);
   bool explainEncoding(const CheckedLine& line, const char* word, int32_t csid);
-  bool explainMismatch(const CheckedLine& line, std::string_view word, const cardset& set);
+  CardEncoder encoderOf(const cardset& set) const;
+  void explainMismatch(const CheckedLine& line, std::string_view word, const cardset& set);
   void explainStart(const CheckedLine& line);
   // Takes from a line whose start is wrong what other lines ask for: its card set, its unique IDs.
   void takeBehindStart(const CheckedLine& line);

@@ -12,7 +12,6 @@ namespace badgemint {
 
 // Whom a line is about, in the words of messages. A PIN is never among them.
 struct Subject {
-  bool isKnown = false;
   bool isBlock = false;         // The first card and holder of a 'd' line.
   std::string_view cardNumber;  // Empty in 'p' and 'o' lines.
   uint32_t uniqid = 0;
@@ -24,7 +23,6 @@ struct Subject {
   }
   // Behind a message.
   std::string inBrackets() const {
-    if (!isKnown) return "";
     const std::string holder = std::to_string(uniqid);
     if (isBlock) return " (cards from " + printable(cardNumber) + ", holders from " + holder + ")";
     return cardNumber.empty() ? " (holder " + holder + ")" : " (" + text() + ")";

@@ -170,7 +170,8 @@ bool FormatRules::isMisread() {
   if (_text.lines().size() > _text.mostLines() && !isBlank(_text.lines().back().text.c_str()) &&
       !_text.isVff())
     warn(_text.line(_text.mostLines()), "text",
-         std::string(_text.kindName()) + " files end with line 50: what follows is not read");
+         std::string(_text.kind() == FormatText::Kind::kCdf ? "CDF" : "EFF") +
+             " files end with line 50: what follows is not read");
   const std::string& left = _text.unfinished();
   if (left.find_first_of("ABCDEFGHP") != std::string::npos &&
       left.find_first_not_of("ABCDEFGHP.XEO01 ^") == std::string::npos)

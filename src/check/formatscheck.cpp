@@ -27,7 +27,7 @@ bool isAnotherFile(const char* one, const char* other) {
   struct stat first {};
   struct stat second {};
   if (stat(one, &first) != 0 || stat(other, &second) != 0) return false;
-  return first.st_dev != second.st_dev || first.st_ino != second.st_ino;
+  return std::pair(first.st_dev, first.st_ino) != std::pair(second.st_dev, second.st_ino);
 }
 
 // What keeps a word from being an ID; empty when nothing does.

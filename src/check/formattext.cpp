@@ -87,15 +87,6 @@ void FormatText::read(LineReader& reader) {
   }
 }
 
-const char* FormatText::kindName() const {
-  if (_kind == Kind::kCdf) return "CDF";
-  return _kind == Kind::kEff ? "EFF" : "VFF";
-}
-
-Place FormatText::line(size_t item) const {
-  return item < _lines.size() ? Place{_file, _lines[item].number, 0} : file();
-}
-
 Place FormatText::at(size_t item, size_t offset) const {
   if (item >= _lines.size()) return file();
   const Line& line = _lines[item];

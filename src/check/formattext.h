@@ -51,15 +51,15 @@ class FormatText {
 
   Kind kind() const { return _kind; }
   bool isVff() const { return _kind == Kind::kVff; }
-  const char* kindName() const;
 
   // Those that belong to the format and one more, as far as there are so many.
   const std::vector<Line>& lines() const { return _lines; }
   size_t mostLines() const { return isVff() ? 17 : 50; }
 
   Place file() const { return {_file, 0, 0}; }
-  // The item as a whole, and a character of it.
-  Place line(size_t item) const;
+  // An item that is there as a whole, and a character of an item; the file when the item is gone,
+  // as it may be when the file has changed since it was loaded.
+  Place line(size_t item) const { return {_file, _lines[item].number, 0}; }
   Place at(size_t item, size_t offset) const;
 
   // Mask 0 is the output mask, 1 the fixed one, then those of parity.

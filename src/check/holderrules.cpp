@@ -111,13 +111,13 @@ void HolderRules::check(const CheckedLine& line, const PlacedScanner& fields, si
                      std::string(kHolderFields.at(field)) + " " + printable(word) +
                          " is taken for 1: a flag is 0 or 1");
     } else if (field == kEscort) {
-      checkRange(line, word, value, 0, UINT32_MAX, "escort");
+      checkRange(line, word, value, UINT32_MAX, "escort");
       const auto escort = static_cast<uint32_t>(value);
       if (escort == value)
         _escorts.push_back({escort, line.subject.uniqid, static_cast<int32_t>(line.number),
                             static_cast<int32_t>(line.at(word.data()).column)});
     } else {
-      checkRange(line, word, value, 0, UINT8_MAX,
+      checkRange(line, word, value, UINT8_MAX,
                  field == kElevator ? "elevator access" : "output relay group");
     }
   }
@@ -125,21 +125,20 @@ void HolderRules::check(const CheckedLine& line, const PlacedScanner& fields, si
 }
 
 void HolderRules::checkRange(const CheckedLine& line, std::string_view word, int64_t value,
-                             int64_t low, int64_t high, const char* what) {
-  if (value >= low && value <= high) return;
+                             int64_t high, const char* what) {
+  if (value >= 0 && value <= high) return;
   // As a build reads it, which for numbers beyond 64 bits is another than `value`.
   FieldScanner scanner(word.data());
   const uint32_t stored =
-      low == 0 && high == UINT32_MAX
-          ? scanner.nextUnsigned()
-          : static_cast<uint32_t>(scanner.nextInt()) & static_cast<uint32_t>(high);
+      high == UINT32_MAX ? scanner.nextUnsigned()
+                         : static_cast<uint32_t>(scanner.nextInt()) & static_cast<uint32_t>(high);
   warnOfHolder(line, word, "range",
-               std::string(what) + " " + printable(word) + " is not " + std::to_string(low) +
-                   " to " + std::to_string(high) + ": it is read as " + std::to_string(stored));
+               std::string(what) + " " + printable(word) + " is not 0 to " + std::to_string(high) +
+                   ": it is read as " + std::to_string(stored));
 }
 
 void HolderRules::checkLevel(const CheckedLine& line, std::string_view word, int64_t level) {
-  checkRange(line, word, level, 0, UINT16_MAX, "access level");
+  checkRange(line, word, level, UINT16_MAX, "access level");
   if (_levels == nullptr || level <= 0 || level > UINT16_MAX) return;
   if (_levels->findLevel(static_cast<uint32_t>(level)) >= 0) return;
   warnOfHolder(line, word, "level",
@@ -150,8 +149,7 @@ void HolderRules::checkPeriod(const CheckedLine& line, const PlacedScanner& fiel
   if (fields.count() <= first + kStartDate) return;
   // A word of which the rest runs into the next field: nothing behind it is what it looks like.
   const size_t last = fields.count() - 1;
-  if (fields.flaw() == PlacedScanner::Flaw::kCut && last >= first + kStartDate &&
-      last <= first + kEndTime) {
+  if (fields.flaw() == PlacedScanner::Flaw::kCut && last <= first + kEndTime) {
     warn(line, fields.word(last), "date",
          quoted(fields.word(last)) +
              " has more than 14 characters: the rest is read as the next "
@@ -159,7 +157,6 @@ void HolderRules::checkPeriod(const CheckedLine& line, const PlacedScanner& fiel
              line.subject.text());
     return;
   }
-  if (fields.flaw() != PlacedScanner::Flaw::kNone && last <= first + kEndTime) return;
   const auto word = [&](size_t field) { return fields.word(first + field); };
   const End start = {PeriodEnd::kStart, word(kStartDate), word(kStartTime)};
   const End end = {PeriodEnd::kEnd, word(kEndDate), word(kEndTime)};

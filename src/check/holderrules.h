@@ -33,8 +33,8 @@ class HolderRules {
   void check(const CheckedLine& line, const PlacedScanner& fields, size_t first);
 
   // A number that a record stores in less than it may be given as.
-  void checkRange(const CheckedLine& line, std::string_view word, int64_t value, int64_t low,
-                  int64_t high, const char* what);
+  void checkRange(const CheckedLine& line, std::string_view word, int64_t value, int64_t high,
+                  const char* what);
   void checkLevel(const CheckedLine& line, std::string_view word, int64_t level);
 
   std::vector<EscortUse>& escorts() { return _escorts; }

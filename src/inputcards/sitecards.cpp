@@ -38,11 +38,7 @@ int32_t SiteCards::create() {
 int32_t SiteCards::defineCardSet(InputLine line) {
   Tokenizer tokens;
   tokens.split(line.text, kWordDelimiters);
-  if (tokens.count() == 0) {
-    LOG(kLogError, "Error reading fieldsline token, line#=%d\n", line.number);
-    return kFieldsWordMissing;
-  }
-  if (tokens.count() == 1) {
+  if (tokens.count() < 2) {
     LOG(kLogError, "Error reading fieldsline card set ID, line#=%d\n", line.number);
     return kFieldsWordMissing;
   }

@@ -78,8 +78,8 @@ void Logger::listLevels(char* line) {
   if (tokens.count() == 0) return;
 
   char* rest = nullptr;
+  // A line with words has one here as well.
   const char* const lowWord = strtok_r(line, " \n\r", &rest);
-  if (lowWord == nullptr) return;
   const char* const highWord = strtok_r(nullptr, " \n\r", &rest);
   const int64_t low = textToInt32(lowWord);
   const int64_t high = highWord != nullptr ? textToInt32(highWord) : 0;

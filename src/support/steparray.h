@@ -12,6 +12,13 @@
 
 namespace [[gnu::visibility("default")]] badgemint {
 
+// Makes room for `capacity` slots in place of those there are, which keep what is in them. Null,
+// with everything as it was, when there is no memory or a count could not number them.
+inline void* resizedSlots(void* slots, int64_t capacity, size_t slotSize) {
+  if (capacity > INT32_MAX) return nullptr;
+  return std::realloc(slots, slotSize * static_cast<size_t>(capacity));
+}
+
 // Owns its slots; of things that are not trivially copyable it holds pointers, which its owner
 // deletes. Growth goes through realloc, which moves pages instead of copying them, so that a
 // million small steps stay linear.
@@ -60,16 +67,13 @@ class StepArray {
 
  private:
   // Grows if needed. False when there is no room for one more element all the same.
-  bool makeRoom() {
-    return _count < _capacity || (_capacity <= INT32_MAX - Step && resize(_capacity + Step));
-  }
+  bool makeRoom() { return _count < _capacity || resize(int64_t{_capacity} + Step); }
 
-  bool resize(int32_t capacity) {
-    void* const moved =
-        std::realloc(static_cast<void*>(_slots), sizeof(T) * static_cast<size_t>(capacity));
+  bool resize(int64_t capacity) {
+    void* const moved = resizedSlots(static_cast<void*>(_slots), capacity, sizeof(T));
     if (moved == nullptr) return false;
     _slots = static_cast<T*>(moved);
-    _capacity = capacity;
+    _capacity = static_cast<int32_t>(capacity);
     return true;
   }
 
