@@ -8,9 +8,11 @@
 #include "admin/adminrun.h"
 #include "admin/buildfiles.h"
 #include "admin/changes.h"
+#include "admin/process.h"
 #include "admin/proof.h"
 #include "admin/replacement.h"
 #include "support/testsite.h"
+#include "support/textutil.h"
 
 namespace badgemint::admin {
 namespace {
@@ -133,11 +135,12 @@ TEST_F(BuildTest, ReplacesAllThreeAndSaysWhatChanged) {
 }
 
 TEST_F(BuildTest, LeavesAllOldOrAllNewWhateverFails) {
-  for (const char* const call : {"any", "allocate", "new"}) {
+  for (const char* const call : {"any", "allocate", "new", "write"}) {
     for (int nth = 1; !HasFailure(); ++nth) {
       SCOPED_TRACE(testing::Message() << call << ' ' << nth);
       makeOld();
-      const AdminRun run = runAdmin("build", {.call = call, .nth = nth});
+      const bool isShort = std::string(call) == "write";
+      const AdminRun run = runAdmin("build", {.call = call, .nth = nth, .isShort = isShort});
       if (!run.struck) break;
       EXPECT_TRUE(run.status <= 1 ? isNew() : isOld() && !run.errors.empty())
           << run.status << run.errors;
@@ -174,6 +177,128 @@ TEST_F(BuildTest, EndsCleanlyWhenItIsAskedToEnd) {
   }
 }
 
+TEST_F(BuildTest, ChangesNothingWhenItIsAskedToEnd) {
+  std::signal(SIGTERM, [](int) {});
+  const Fault asked = {.call = "flock", .nth = 1, .signal = SIGTERM};
+  const AdminRun run = runAdmin("build", asked);
+  EXPECT_EQ(run.status, 3);
+  EXPECT_NE(run.errors.find("interrupted: nothing was changed"), std::string::npos);
+  EXPECT_TRUE(isOld() && nothingLiesAbout());
+  const HeldSignals caller;  // Who holds a signal does not want it to end anything.
+  EXPECT_EQ(runAdmin("build", asked).status, 0);
+}
+
+TEST_F(BuildTest, TakesBackFilesThatWereNotThere) {
+  for (int nth = 1; !HasFailure(); ++nth) {
+    for (const char* const name : kTargets) fs::remove(name);
+    const AdminRun run = runAdmin("build --keep", {.call = "renameat", .nth = nth});
+    if (!run.struck) break;
+    EXPECT_EQ(run.status, 3);
+    for (const char* const name : kTargets) EXPECT_FALSE(fs::exists(name)) << nth << name;
+  }
+  EXPECT_TRUE(isNew() && nothingLiesAbout());
+}
+
+TEST_F(BuildTest, LeavesToTheNextRunWhatItCannotTakeBack) {
+  const AdminRun run = runAdmin("build", {.call = "renameat", .nth = 3, .forEver = true});
+  EXPECT_EQ(run.status, 3);
+  EXPECT_NE(run.errors.find("could not be put back either"), std::string::npos) << run.errors;
+  const std::string mixture = databases();
+  for (int nth = 1; !HasFailure(); ++nth) {
+    const bool struck = runAdmin("build --dry-run", {.call = "any", .nth = nth}).struck;
+    EXPECT_TRUE(isProved() && databases() == mixture) << nth;
+    if (!struck) break;
+  }
+  for (const unsigned mode : {0700U, 0711U}) {
+    if (geteuid() != 0) break;  // Another user sees the private place at most.
+    fs::permissions(".", fs::perms(mode));
+    EXPECT_EQ(seteuid(1), 0);
+    EXPECT_EQ(noteOfCutShort(".").empty(), mode == 0700);
+    EXPECT_EQ(seteuid(0), 0);
+  }
+  expectClearedUp(true);
+  EXPECT_EQ(noteOfCutShort("."), "");
+}
+
+TEST_F(BuildTest, GivesWayToWhoReplacesAFileMeanwhile) {
+  std::signal(SIGUSR1, [](int) {
+    if (rename("other", "ident.db") != 0) unlink("ident.db");
+  });
+  const struct {
+    const char* call;
+    int nth;
+    bool isThere, isOther;
+  } kCases[] = {{"linkat", 2, true, true},
+                {"renameat", 1, true, true},
+                {"renameat", 1, true, false},
+                {"renameat", 1, false, true},
+                {"fchmod", 2, false, true}};
+  for (const auto& [call, nth, isThere, isOther] : kCases) {
+    SCOPED_TRACE(testing::Message() << call << isThere << isOther);
+    makeOld();
+    const std::string access = contentOf("access.db");
+    if (!isThere) fs::remove("ident.db");
+    if (isOther) _site.folder.write("other", "other");
+    const AdminRun run = runAdmin("build", {.call = call, .nth = nth, .signal = SIGUSR1});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_NE(run.errors.find("ident.db was replaced by somebody else"), std::string::npos);
+    EXPECT_EQ(fs::exists("ident.db") ? contentOf("ident.db") : "", isOther ? "other" : "");
+    EXPECT_EQ(contentOf("access.db"), access);
+  }
+}
+
+TEST_F(BuildTest, LeavesAJournalThatIsNotItsOwn) {
+  const std::string unread = "its journal cannot be read", head = "badgemint-admin replaces:\n";
+  const std::pair<std::string, std::string> kCases[] = {
+      {"", unread},
+      {head + "../a\nb\nc\n\nend", unread},
+      {"other\na\nb\nc\n\nend", unread},
+      {head + "a\nb\nc\n\nen", unread},
+      {head + "a\nb\nc\n\nend", "a is neither its old nor its new file"}};
+  ASSERT_EQ(std::system("mkdir -m 700 .badgemint-admin"), 0);
+  for (const auto& [journal, says] : kCases) {
+    _site.folder.write(".badgemint-admin/journal", journal);
+    const AdminRun run = runAdmin("build");
+    EXPECT_EQ(run.status, 2);
+    EXPECT_NE(run.errors.find(says), std::string::npos) << run.errors;
+    EXPECT_TRUE(isOld() && contentOf(".badgemint-admin/journal") == journal);
+  }
+}
+
+TEST_F(BuildTest, GivesAGroupNothingThatTheOldFileDidNot) {
+  const struct {
+    uid_t owner;
+    gid_t group;
+    bool forEver;
+    unsigned mode;
+    gid_t newGroup;
+  } kCases[] = {{0, 2, false, 0660, 2}, {0, 2, true, 0600, 0}, {1, 0, true, 0660, 0}};
+  for (const auto& [owner, group, forEver, mode, newGroup] : kCases) {
+    makeOld();
+    fs::permissions("access.db", fs::perms(0660));
+    if (chown("access.db", owner, group) != 0) GTEST_SKIP() << "which root alone can do";
+    EXPECT_EQ(runAdmin("build", {.call = "fchown", .nth = 1, .forEver = forEver}).status, 0);
+    struct stat status;
+    ASSERT_EQ(stat("access.db", &status), 0);
+    EXPECT_EQ(status.st_mode & 0777, mode);
+    EXPECT_EQ(status.st_gid, newGroup);
+  }
+}
+
+TEST_F(BuildTest, TakesAnyNameForItsLogThatIsNotTooLong) {
+  for (const std::string name : {"stdout", "stderr", "stdout"}) {
+    const AdminRun run = runAdmin("build --level 0 --log " + name);
+    EXPECT_EQ(run.status, 0);
+    EXPECT_NE(contentOf(name).find("BadgeMint Complete, result=0"), std::string::npos);
+  }
+  const AdminRun run = runAdmin("build --log " + std::string(kMaxJoinedPath + 1, 'x'));
+  EXPECT_EQ(run.status, 3);
+  EXPECT_NE(run.errors.find("too long"), std::string::npos);
+  EXPECT_EQ(splitPath("/file").folder, "/");
+  for (const char* const path : {"", "sub/", ".", "sub/..", "a\nb"})
+    EXPECT_THROW(splitPath(path), Failure) << path;
+}
+
 TEST_F(BuildTest, FinishesWhatWasCutShortOnlyWhereItIsSafe) {
   int nth = 1;
   for (; killedAt(nth) && (isOld() || isNew()); ++nth) makeOld();
@@ -207,18 +332,31 @@ TEST_F(BuildTest, RefusesAndChangesNothing) {
       {"ln -s none link", "--log link", 2, "link is a link, or no file"},
       {"mkdir sub", "--access sub", 2, "sub is a link, or no file"},
       {"mkdir sub", "--access sub/access.db", 2, "do not stand in one folder"},
+      {"", "--access /proc/access.db", 2, "do not stand in one folder"},
+      {"", "--cards /dev/null", 2, "no credential"},
+      {"sed -i '/^p/!d' cards.txt; mkdir sub; cp cards.txt sub/ident.db", "--cards sub/ident.db", 2,
+       "2 of 3 holders would be gone"},
+      {"touch sub; ln sub link", "--log link", 2, "link is a link, or no file"},
       {"", "--access none/access.db", 3, "none: No such file"},
       {"", "--access none/", 3, "no name of a file"},
       {"ln -s /tmp .badgemint-admin", "", 2, "no private folder"},
       {"mkdir -m 755 .badgemint-admin", "", 2, "no private folder"},
+      {"mkdir -m 700 .badgemint-admin; chown 1 .badgemint-admin || chmod 755 .badgemint-admin", "",
+       2, "no private folder"},
+      {"mkdir -m 700 .badgemint-admin", "--dry-run", 0, "the next one removes its files"},
       {"echo '# none' >cards.txt", "", 2, "no credential (--allow-empty)"},
       {"echo '# none' >cards.txt", "--allow-empty", 2, "3 of 3 holders would be gone"},
       {"sed -i '/^p/!d' cards.txt", "", 2, "2 of 3 holders would be gone"},
       {"sed -i '/^p/!d' cards.txt", "--max-removed 1", 2, "2 of 3"},
       {"sed -i '/^p/!d' cards.txt", "--max-removed 66%", 2, "2 of 3"},
       {"echo >>ident.db", "", 2, "ident.db ends within a record"},
+      {"echo >>ident.db", "--max-removed 3", 2, "(--max-removed 100% replaces it all the same)"},
+      {"echo >>ident.db", "--max-removed 100", 2, "(--max-removed 100% replaces it all the same)"},
+      {"yes | head -c 28 >ident.db", "", 2, "ident.db is no such database"},
+      {"(head -c 24 /dev/zero; echo 222) >ident.db", "", 2, "ident.db is no such database"},
       {"yes | head -c 44 >access.db", "", 2, "access.db is no such database"},
       {"", "--max-removed half", 3, "neither a number nor a percentage"},
+      {"", "--max-removed 1x", 3, "neither a number nor a percentage"},
       {"", "--max-removed 101%", 3, "neither a number nor a percentage"},
   };
   for (const auto& [prepare, options, status, says] : kCases) {
@@ -306,6 +444,9 @@ TEST_F(BuildTest, ProvesEveryByte) {
     EXPECT_THROW(prove(files), Failure) << name << " twice";
     _site.folder.write(name, good.substr(0, good.size() / 2));
     EXPECT_THROW(prove(files), Failure) << name << " cut";
+    if (name == files.cardSets) continue;
+    _site.folder.write(name, good + 'x');
+    EXPECT_THROW(prove(files), Failure) << name << " goes on";
     _site.folder.write(name, good);
   }
 }
@@ -321,9 +462,9 @@ TEST(Changes, NameTheFateOfEachCredential) {
   const Databases before = {
       {ident(1, 1), ident(2, 1), ident(3, 2), ident(4, 3, 1, 1), ident(5, 4), ident(9, 9)},
       {holder(1), holder(2), holder(2), holder(3), holder(9)}};
-  const Databases now = {
-      {ident(1, 1), ident(3, 2, 1, 1), ident(4, 3), ident(5, 4, 2), ident(2, 5), ident(6, 6)},
-      {holder(1), holder(2), holder(3, 4), holder(5), holder(6)}};
+  const Databases now = {{ident(1, 1), ident(3, 2, 1, 1), ident(4, 3), ident(5, 4, 2), ident(2, 5),
+                          ident(6, 6), ident(2, 7)},
+                         {holder(1), holder(2), holder(3, 4), holder(5), holder(6)}};
   const Changes changes = compare(before, now);
   std::string fates, holders;
   for (const CredentialChange& change : changes.credentials)
@@ -332,7 +473,7 @@ TEST(Changes, NameTheFateOfEachCredential) {
     holders += std::to_string(change.uniqid()) + (change.before.empty() ? "A"
                                                   : change.now.empty()  ? "R"
                                                                         : "C");
-  EXPECT_EQ(fates, "1>2D3U4C6A9R");
+  EXPECT_EQ(fates, "1>2D3U4C6A7A9R");
   EXPECT_EQ(holders, "2C3C5A6A9R");
   EXPECT_EQ(before.countHolders(), 4u);
 }

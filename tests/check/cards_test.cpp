@@ -22,12 +22,14 @@ class CardsCheck : public testing::Test {
     checkSite({folder.write("c", cards), "formats.txt", "", false}, findings);
   }
 
-  // A line each, "LINE:COLUMN [KIND] TEXT", without whom it is about and up to 90 characters.
+  // Of the cards file, a line each, "LINE:COLUMN [KIND] TEXT", without whom it is about and up to
+  // 90 characters.
   std::string findingsIn(const std::string& cards) const {
     Findings findings;
     check(cards, findings);
     std::string all;
     for (const Finding& finding : findings.sorted()) {
+      if (findings.fileName(finding.place.file) != folder.path("c")) continue;
       std::string text = finding.text;
       if (const size_t at = text.find(" ("); at != text.npos)
         text.erase(at, text.find(')', at) + 1 - at);
@@ -183,16 +185,184 @@ TEST_F(CardsCheck, TellsOfWhatAnEyeDoesNotSee) {
 )");
 }
 
+TEST_F(CardsCheck, TellsOfFields) {
+  EXPECT_EQ(findingsIn(R"(f 1 1 A=21
+c x 1 0 5
+c # 1 0 5
+c 300 1 0 5
+c 0 1 0 5
+c 1x 5
+c 1 99999 0 6
+c 1 99999999999999999999 0 6
+c 1 5 12x 7
+n 0 5 12x 8
+c 1 6 0 9x
+c 1 7 0 10 12A 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0
+c 1 8 0 11 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 5x 0 0
+c 1 9 0 12 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 -1 +1 1x
+c 1 10 0 13 0 0 0 0 0 0 0 0 0 0 0 0 2024/001/1 0 2024/13/01 0 0 0 0
+c 1 11 0 14 0 0 0 0 0 0 0 0 0 0 0 0 2024/01//1 0 2024/0/1 0 0 0 0
+c 1 12 0 15 0 0 0 0 0 0 0 0 0 0 0 0 2024/01/1x 0 2024/01/+1 0 0 0 0
+c 1 13 0 16 0 0 0 0 0 0 0 0 0 0 0 0 2024/1/1-7:3:0 0 2024/01/02 07:30:0x 0 0 0
+c 1 14 0 17 0 0 0 0 0 0 0 0 0 0 0 0 2024/01/02 07:30.00 2024/01/02 7:30:000 0 0 0
+p 15 18 0 0 0 0 0 0 0 0 0 0 0 0 2024-01-01 0 0 0 0 0
+c 1 16 0 19 0 0 0 0 0 0 0 0 0 0 0 20 0 0 0 0 0 0 0
+c 1 17 0 20 0 0 0 0 0 0 0 0 0 0 0 5 0 0 0 0 0 0 0
+c 1 18 0 21 0 0 0 0 0 0 0 0 0 0 0 22 0 0 0 0 0 0 0
+p 1 23 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 1
+p 2 24 0 0 0 0 0 0 0 0 0 0 0 0 2024/01/02 7:3:0 2024/01/03 07:30:00 0 0
+)"),
+            R"(2:3 [-1006] "x" stands where the card set is due, which is a number
+3:3 [-1006] a # where the card set is due: a remark may stand only behind the last field
+4 [fields] access level 1 is missing: it and all behind it are 0
+4:3 [-1006] card set 300 is not 1 to 253
+5 [fields] access level 1 is missing: it and all behind it are 0
+5:3 [-1006] card set 0 is not 1 to 253
+6:3 [-1003] "1x" stands where the card set is due, which is a number
+7 [fields] access level 1 is missing: it and all behind it are 0
+7:5 [-506] card 99999 of holder 6 does not fit format 1: it would come back as card 34463
+8 [fields] access level 1 is missing: it and all behind it are 0
+8:5 [-506] card 99999999999999999999 of holder 6 does not fit format 1: it would come back
+9 [fields] access level 1 is missing: it and all behind it are 0
+9:7 [-1004] PIN is not digits alone
+10 [fields] access level 1 is missing: it and all behind it are 0
+10:7 [-1004] PIN is not digits alone
+11:9 [number] "9x" is not wholly a number: the unique ID ends within it, and the rest is t
+12:12 [number] "12A" is not wholly a number: access level 1 ends within it, and the rest i
+13:44 [number] "5x" is not wholly a number: the elevator access ends within it, and the re
+14:44 [range] elevator access -1 is not 0 to 255: it is read as 255
+14:50 [number] "1x" is not wholly a number: the last flag ends within it, and the rest is 
+15:50 [date] end date "2024/13/01" is no day from 1970 to 2037: card 10 of holder 13 never
+16:37 [date] start date "2024/01//1" is not year/month/day: card 11 of holder 14 is valid 
+16:50 [date] end date "2024/0/1" is no day from 1970 to 2037: card 11 of holder 14 never e
+17:37 [date] start date "2024/01/1x" is not year/month/day: card 12 of holder 15 is valid 
+18:37 [date] start date "2024/1/1-7:3:0": "-00:00:00" behind the seconds is ignored
+18:65 [date] end time "07:30:0x": "x" behind the seconds is ignored
+19:48 [date] start time "07:30.00" is not hours:minutes:seconds: card 14 of holder 17 is v
+20:33 [date] start date "2024-01-01" is not year/month/day: PIN of holder 18 is valid from
+23:35 [escort] escort 22 of holder 21 is no holder of this file
+24:44 [fields] "0" behind the last field is ignored
+)");
+  // Lines at the end of a file that does not end with a newline.
+  EXPECT_EQ(findingsIn("c 12"), "1 [-1010] the card number is missing\n");
+  EXPECT_EQ(findingsIn("c 12 5"), "1 [-1006] card set 12 has no 'f' line before this line\n");
+  EXPECT_EQ(findingsIn("o 5 6").substr(0, 16), "1 [pair] the PIN");
+  EXPECT_EQ(findingsIn("p 5 6x").substr(0, 37), "1:5 [number] \"6x\" is not wholly a num");
+}
+
+TEST_F(CardsCheck, TellsOfPartners) {
+  EXPECT_EQ(findingsIn(R"(f 1 1 A=21
+d 1 50 1 30
+o 7 30
+d 1 50 1 30
+o 8 31
+d 1 51 1 31
+o 9 31
+d 1 52 2 32
+o 10 32
+o 11 33
+d 1 54 2 32
+d 1 52 1 34
+d 1 51 1 35
+d 1 49 1 36
+d 1 49 1 37
+ d 1 60 2 700
+ n 0 5 0 702
+ p 5 703
+ o 5 704
+o 20 701
+o 21 702
+o 22 703
+o 23 704
+o 24 705
+)"),
+            R"(4 [-1011] card 50 of holder 30 has the key of line 2
+7 [pair] the PIN of holder 31: two PINs of one holder pass only because a card stands betw
+11 [pair] card 54 of holder 32: two cards of one holder pass only because a PIN stands bet
+12 [-1011] card 52 of holder 34 has the key of line 8
+13 [-1011] card 51 of holder 35 has the key of line 6
+15 [-1011] card 49 of holder 37 has the key of line 14
+16:1 [-503] white space before the line type
+17:1 [-503] white space before the line type
+18:1 [-503] white space before the line type
+19:1 [-503] white space before the line type
+24 [-500] the PIN of holder 705 has no card: no 'c', 'd' or 'n' line is of this holder
+)");
+}
+
+TEST_F(CardsCheck, HoldsValuesAgainstTheirFormat) {
+  const std::string format = contentOf("site26.cdf"), facility = "Facility code,0,255,MSB,BIN";
+  const auto write = [&](const char* name, const char* definition) {
+    folder.write(name,
+                 std::string(format).replace(format.find(facility), facility.size(), definition));
+  };
+  write("a.cdf", "Facility code,100,255,MSB,BIN");
+  write("b.cdf", "");
+  folder.write("formats.txt", "1 = a.cdf\n2 = b.cdf\n");
+  std::filesystem::current_path(folder.path(""));
+  EXPECT_EQ(findingsIn("f 1 1 A=99\nf 2 1 A=100\nf 3 1 A=256\nf 4 2 A=7\n"),
+            R"(1:9 [site-value] value 99 of field A is not 100 to 255, as its format says
+3:9 [site-value] value 256 of field A is not 100 to 255, as its format says
+)");
+}
+
+TEST_F(CardsCheck, EndsWithAStatus) {
+  folder.write("levels", "1 1 1\n");
+  const auto check = [this](const std::string& cards, const std::string& options = "") {
+    return admin::runAdmin("check --cards " + folder.write("c", cards) + options);
+  };
+  const std::string levels = " --levels " + folder.path("levels");
+  const std::string rest = " 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0\n";
+  EXPECT_EQ(check("p 1 5 00" + rest, levels + " --strict").status, 0);
+  EXPECT_EQ(check("p 1 5 2" + rest).status, 0);
+  EXPECT_EQ(check("p 1 5 2" + rest, levels).status, 1);
+  EXPECT_EQ(check("p 1 5 2" + rest, levels + " --strict").status, 2);
+  EXPECT_EQ(check("p 1 5 65536" + rest, levels).output.find("not defined"), std::string::npos);
+  EXPECT_EQ(check("o 1x 5\n").output.find("1x"), std::string::npos);
+  EXPECT_NE(check("o 1x 5\n", " --with-pins").output.find(": \"1x\""), std::string::npos);
+  for (const char* const levelsFile : {"/none", "/"})
+    EXPECT_EQ(check("", " --levels " + folder.path(levelsFile)).status, 3);
+}
+
+TEST_F(CardsCheck, TellsWhenMemoryOrAFileIsMissing) {
+  folder.write("levels", "1 1 1\n");
+  std::string cards = "f 1 1 A=21\nd 1 1 2 1 1\no 7 2\n", said;
+  for (int set = 2; set <= 21; ++set) cards += "f " + std::to_string(set) + " 4\n";
+  const std::string command =
+      "check --cards " + folder.write("c", cards) + " --levels " + folder.path("levels");
+  EXPECT_EQ(admin::runAdmin(command).status, 0);
+  for (const char* const call : {"allocate", "new", "open"}) {
+    bool struck = true;
+    for (int nth = 1; struck; ++nth) {
+      const admin::AdminRun run = admin::runAdmin(command, {.call = call, .nth = nth});
+      struck = run.struck;
+      said += run.output;
+      if (struck) {
+        EXPECT_GE(run.status, 2) << call << nth << run.output;
+      }
+    }
+  }
+  EXPECT_NE(said.find("cannot be taken"), std::string::npos);
+
+  machinePages = 1;  // Memory for 80 cards.
+  for (const char* const tooMany : {"d 1 1 81 1\n", "d 1 1 80 1\no 7 1\n"}) {
+    folder.write("c", std::string("f 1 1 A=21\n") + tooMany);
+    EXPECT_EQ(admin::runAdmin(command).status, 3) << tooMany;
+  }
+  machinePages = 0;
+}
+
 TEST_F(CardsCheck, PrintsAHundredOfAKind) {
   std::string cards;
   while (cards.size() < 300) cards += "x\n";
+  cards += "x\ry\n";  // What is added to an error that is not kept.
   const std::string command = "check --cards " + folder.write("c", cards);
   const admin::AdminRun run = admin::runAdmin(command);
   EXPECT_EQ(run.status, 2);
   EXPECT_EQ(std::ranges::count(run.output, '\n'), 102);
-  EXPECT_NE(run.output.find("50 more findings [-503] (--all prints them)\n150 errors"),
+  EXPECT_NE(run.output.find("51 more findings [-503] (--all prints them)\n151 errors"),
             std::string::npos);
-  EXPECT_EQ(std::ranges::count(admin::runAdmin(command + " --all").output, '\n'), 151);
+  EXPECT_EQ(std::ranges::count(admin::runAdmin(command + " --all").output, '\n'), 152);
 }
 
 }  // namespace

@@ -3,17 +3,17 @@
 
 #include <map>
 
+#include "check/formatrules.h"
 #include "check/formatscheck.h"
 #include "formats/formatfile.h"
+#include "support/faults.h"
+#include "support/result.h"
 
 namespace badgemint {
 namespace {
 
-// The findings in a formats file of the current folder and in what it lists, and the verdict.
-std::string findingsIn(const std::string& formatsFile) {
-  Findings findings;
-  CardFormatSet formats;
-  checkFormats(formatsFile, formats, findings);
+// The findings and the verdict.
+std::string textOf(const Findings& findings) {
   std::string text;
   for (const Finding& finding : findings.sorted())
     text += findings.placeText(finding.place) + ": " + finding.text + " [" +
@@ -22,6 +22,14 @@ std::string findingsIn(const std::string& formatsFile) {
   if (verdict.result != 0)
     text += std::to_string(verdict.result) + " at " + findings.placeText(verdict.place) + '\n';
   return text.substr(0, text.rfind('\n'));
+}
+
+// What is found in a formats file of the current folder and in what it lists.
+std::string findingsIn(const std::string& formatsFile) {
+  Findings findings;
+  CardFormatSet formats;
+  checkFormats(formatsFile, formats, findings);
+  return textOf(findings);
 }
 
 // A folder with a good format file of each kind.
@@ -38,6 +46,13 @@ class FormatsCheck : public testing::Test {
   std::string findingsOf(const std::string& formats) const {
     folder.write("list", formats);
     return findingsIn("list");
+  }
+  // In a format file, the name of which is left out of their places.
+  std::string findingsOfFile(const std::string& kind, const std::string& bytes) const {
+    folder.write("f." + kind, bytes);
+    std::string found = findingsOf("1 f." + kind);
+    for (size_t at = 0; (at = found.find("f.", at)) != std::string::npos;) found.erase(at, 6);
+    return found;
   }
 
   TestFolder folder;
@@ -83,10 +98,19 @@ TEST_F(FormatsCheck, TellsOfTheFormatsFile) {
       "\"x/\\xC2\\xA0.VFF\", of which the folder is dropped; a no-break space is no blank but part "
       "of the word [-434]\n"
       "-505 at list:1");
+  EXPECT_EQ(findingsOf("-0 f.CDF\n6#\n7 f.CDF x y\n8 f.CDF" + std::string(93, ' ') + "9 f.CDF" +
+                       std::string(93, ' ') + "10 f.CDF\n"),
+            "list:1:1: format ID 0: IDs begin with 1 [format-id]\n"
+            "list:2:2: \"#\" without a blank before it begins no comment: reading goes on behind "
+            "the word [text]\n"
+            "list:4:101: the line is longer than 100 characters: the rest is read as another line "
+            "[text]");
   EXPECT_EQ(findingsIn("no"), "no: cannot be opened: No such file or directory [-370]\n-370 at no");
 }
 
 TEST_F(FormatsCheck, TellsOfFormatFiles) {
+  const std::string b47(47, 'B');
+  const std::string c101(101, '.');
   const struct {
     const char* kind;
     std::map<size_t, std::string> lines;
@@ -164,6 +188,64 @@ TEST_F(FormatsCheck, TellsOfFormatFiles) {
       {"EFF",
        {{21, std::string(48, 'A') + "BB"}},
        "21:49: a line has 48 positions: the rest belongs in line 31 [mask]"},
+      {"CDF", {{14, "F,0,99999999,MSB,BIN"}, {21, "P" + b47}, {24, ""}, {31, b47}, {51, ""}}, ""},
+      {"CDF",
+       {{9, ""}, {13, "F, +1 ,-1,MSB,BIN"}, {14, "F, ,0,MSB,BIN"}},
+       "14:3: minimum \" \" is read as 0 [number]\n"
+       "23:1: parity mask 1 is not applied: line 9 declares 0 [mask]"},
+      {"CDF",
+       {{9, "\xA0 2"}, {13, "F,\xA0,9,MSB,BIN"}, {14, "F,\xC3\xA0,9,MSB,BIN"}},
+       "9:1: a no-break space is no blank but part of the word [text]\n"
+       "13:3: a no-break space is no blank but part of the word [text]\n"
+       "14:3: minimum \"\\xC3\\xA0\" is read as 0 [number]"},
+      {"EFF",
+       {{9, {"2\0", 2}}, {23, {"EXX\0X", 5}}, {51, "x"}},
+       "23:4: a NUL byte: the rest of the line is not read [text]\n"
+       "51: EFF files end with line 50: what follows is not read [text]"},
+      {"CDF",
+       {{21, ".pAAAAAAAAqqBBBBBBBBBBBBBBBBPP"},
+        {22, ".1xx...x111.................1x"},
+        {23, ".EXX"},
+        {24, "............XXXXXXXXXXXXXXXXO"}},
+       "21:2: \"p\" is no field: 1 position of the card left out [mask]\n"
+       "21:11: \"q\" is no field: 2 positions of the card left out [mask]\n"
+       "22:3: \"x\" is neither 0 nor 1: it fixes no bit [mask]\n"
+       "22:8: \"x\" is neither 0 nor 1: it fixes no bit [mask]\n"
+       "22:9: 2 positions of field A fixed: the value of the field is lost there [mask]\n"
+       "22:30: \"x\" is neither 0 nor 1: it fixes no bit [mask]"},
+      {"CDF",
+       {{21, "."}, {23, ""}, {24, ""}},
+       "8:1: no \"B\" in the mask: the card has no bit of its number [field]"},
+      {"VFF",
+       {{7, "P.........***************P"}, {8, ".00010101" + std::string(134, '.') + "x"}},
+       "7:10: 1 position not used between used ones: always 0, and not counted [mask]\n"
+       "8:144: \"x\" is neither 0 nor 1: it fixes no bit [mask]"},
+      {"VFF",
+       {{7, "P........................P"}},
+       "7: no \"*\" in the mask: the card has no bit of its number [field]\n"
+       "7:10: 16 positions not used between used ones: always 0, and not counted [mask]"},
+      {"VFF",
+       {{6, "26 2"}, {18, "x"}},
+       "6: type \"\" is not known: the card number is 0 on every card [field]"},
+      {"VFF", {{6, "-1 2"}}, "6:1: bit count -1 is not 0 to 144 [-435]\n-435 at 6"},
+      {"VFF", {{6, "26 0"}}, "6:1: card number field 0 is not 1 to 8 [-435]\n-435 at 6"},
+      {"VFF",
+       {{6, "^"}},
+       "6:1: \"^\" marks an error here: the file is not read beyond it [-435]\n-435 at 6"},
+      {"CDF",
+       {{1, c101}},
+       "7:1: card number field \"\" is not A to H; line 1 is longer than 100 characters and counts "
+       "as two [-303]\n-303 at 7"},
+      {"CDF",
+       {{49, c101}},
+       "49:101: the line is longer than 100 characters: the rest is read as another line [text]"},
+      {"EFF",
+       {{22, c101}},
+       "22: more than 100 characters without a \"~\" at their end [-335]\n-335 at 22"},
+      {"EFF",
+       {{31, ""}},
+       "32: the file ends here; an EFF file has 30, 40 or 50 lines, empty ones included "
+       "[-335]\n-335 at 32"},
   };
   for (const auto& row : rows) {
     FormatLines lines = row.kind[0] == 'V' ? vff : cdf;
@@ -171,12 +253,17 @@ TEST_F(FormatsCheck, TellsOfFormatFiles) {
       lines.resize(std::max(lines.size(), line));
       lines[line - 1] = text;
     }
-    folder.write("f", fileOf(row.kind, lines));
-    std::filesystem::rename("f", std::string("f.") + row.kind);
-    std::string found = findingsOf(std::string("1 f.") + row.kind);
-    for (size_t at = 0; (at = found.find("f.", at)) != std::string::npos;) found.erase(at, 6);
-    EXPECT_EQ(found, row.findings) << row.kind;
+    EXPECT_EQ(findingsOfFile(row.kind, fileOf(row.kind, lines)), row.findings) << row.kind;
   }
+}
+
+TEST_F(FormatsCheck, TellsOfBytesAtTheEnd) {
+  EXPECT_EQ(findingsOfFile("VFF", fileOf("VFF", {"f", "1"})),
+            "3: the file ends here; a VFF file has 17 records of 144 characters [-435]\n-435 at 3");
+  const std::string whole = fileOf("EFF", cdf);
+  EXPECT_EQ(findingsOfFile("EFF", whole + twoBytes("PAB")),
+            "31: the line has no \"~\" at its end and is not read [text]");
+  EXPECT_EQ(findingsOfFile("EFF", whole + twoBytes("PAZ")), "");
 }
 
 }  // namespace

@@ -129,6 +129,19 @@ TEST(InputCards, NeedFiveWordsOfABlock) {
   });
 }
 
+TEST(InputCards, TellTheSmallestCardThatOccursTwice) {
+  std::string cards = "f 1 2\n";
+  for (const std::string n : {"9", "8", "7", "6", "5", "4", "3", "2", "1"})
+    cards += "c 1 " + n + " 0 " + n + "\nc 1 " + n + " 0 1" + n + "\n";
+  const TestSite site;
+  TestLog log(25);
+  EXPECT_EQ(buildCards(cards), kDuplicateCardKey);
+  EXPECT_TRUE(log.take().starts_with(
+      "[25 cardindex] Error - Duplicate hex card number\n"
+      "[25 cardindex] First card info - uniqid=1, linetype=c line#=18 csid=1 cardno=1\n"
+      "[25 cardindex] Second card info - uniqid=11, linetype=c line#=19 csid=1 cardno=1\n"));
+}
+
 // The buffers of both databases are written when that of the access database is full, after 1489
 // records: by whatever line comes next.
 TEST(InputCards, FailWithTheLineWhoseRecordFindsNoRoom) {

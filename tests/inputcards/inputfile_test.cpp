@@ -50,6 +50,9 @@ TEST(InputFile, CanBeReadTwice) {
     EXPECT_EQ(input.open(), kInputReadFailed);
     EXPECT_EQ(log.take(), "[25 inputcards] Input cards file " + name + " cannot be read twice\n");
   }
+  log.logger().setThreshold(24);
+  EXPECT_EQ(input.open(), kInputReadFailed);
+  EXPECT_EQ(log.take(), "");
   ASSERT_TRUE(input.setName("/dev/null"));
   EXPECT_EQ(input.open(), kSuccess);
 }

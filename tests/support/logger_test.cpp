@@ -1,9 +1,11 @@
+#include "support/faults.h"
 #include "support/log.h"
 
 #include <gtest/gtest.h>
 
 #include <vector>
 
+#include "support/faults.h"
 #include "support/testfiles.h"
 
 namespace badgemint {
@@ -43,13 +45,18 @@ TEST(Logger, OpensFilesAndStreams) {
   EXPECT_FALSE(Logger(none.c_str(), 0).isOpen());
   EXPECT_TRUE(Logger(none.c_str(), LevelList{list.c_str()}).isOpen());
   EXPECT_FALSE(Logger(list.c_str(), LevelList{none.c_str()}).isOpen());
+  {
+    const ArmedFault fault({"allocate", 1});
+    EXPECT_FALSE(Logger(none.c_str(), LevelList{list.c_str()}).isOpen());
+  }
   testing::internal::CaptureStdout();
   testing::internal::CaptureStderr();
   Logger("stdout", 0u).write(0, "out");
   Logger("stderr", 1u).write(1, "err ");
   Logger(2u).write(2, "threshold ");
   Logger(LevelList{list.c_str()}).write(3, "list");
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "out");
+  Logger("stdout", LevelList{list.c_str()}).write(3, " listed");
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "out listed");
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "err threshold list");
 }
 

@@ -8,8 +8,11 @@
 #include <vector>
 
 #include "support/bits.h"
+#include "support/faults.h"
 #include "support/fieldscanner.h"
+#include "support/linelist.h"
 #include "support/steparray.h"
+#include "support/testfiles.h"
 #include "support/textutil.h"
 #include "support/tokenizer.h"
 
@@ -41,6 +44,11 @@ TEST(Tokenizer, TakesWordsApart) {
     EXPECT_STREQ(tokens.stripEqualsFirst(), "name");
     EXPECT_STREQ(tokens.unquoteSecond(), "value");
     EXPECT_EQ(tokens.nextInt() + tokens.nextInt() + tokens.nextInt() + tokens.nextInt(), 12);
+  }
+  for (std::string line : {"", "#", "one \""}) {
+    tokens.split(line.data(), " ");
+    EXPECT_EQ(tokens.stripEqualsFirst() == nullptr, tokens.count() == 0);
+    EXPECT_STREQ(tokens.unquoteSecond(), tokens.count() == 0 ? nullptr : "");
   }
 }
 
@@ -89,11 +97,42 @@ TEST(StepArray, KeepsTheSlotThatWasNotCommitted) {
   EXPECT_TRUE(array.elements().empty());
 }
 
+TEST(StepArray, HoldsNoMoreThanItsCountCanTell) {
+  StepArray<char, INT32_MAX> array;
+  EXPECT_TRUE(array.create(1) && array.create(0) && array.add('a'));
+  EXPECT_FALSE(array.add('b'));
+  EXPECT_EQ(array.nextSlot(), nullptr);
+  EXPECT_EQ(array.count() + array.capacity(), 2);
+  EXPECT_EQ(array[0], 'a');
+}
+
+// Of ten lines at first; then a line, its place or both find no memory.
+TEST(LineList, KeepsItsLinesWhenMemoryRunsOut) {
+  TestLog log;
+  LineList lines(0x10007, 0);
+  for (int i = 0; i < 10; ++i) EXPECT_EQ(lines.add(std::to_string(i).c_str()), i);
+  for (const int nth : {1, 2}) {
+    const ArmedFault fault({.call = "allocate", .nth = nth});
+    EXPECT_EQ(lines.add("ten"), -100);
+  }
+  EXPECT_EQ(lines.count(), 10);
+  EXPECT_EQ(lines.add("ten"), 10);
+  EXPECT_EQ(lines.get(0) + std::string(lines.get(10)), "0ten");
+  for (const int32_t i : {-1, 11}) EXPECT_EQ(lines.get(i), nullptr);
+  EXPECT_EQ(log.take(), "[report 7/2 \"_lines\"]\n[report 7/2 \"line\"]\n");
+  const ArmedFault fault({.call = "allocate", .nth = 1});
+  EXPECT_EQ(LineList(8, 5).capacity(), 0);
+  EXPECT_EQ(log.take(), "[report 8/2 \"_lines\"]\n");
+}
+
 TEST(TextUtil, JoinsPathsAndPrintsBytes) {
   const std::string n256(256, 'n');
   EXPECT_EQ(joinedPath("", "name").get(), std::string("name"));
   EXPECT_EQ(joinedPath("d\\", "name").get(), std::string("d\\name"));
   EXPECT_EQ(joinedPath("d/", n256.c_str()).get(), "d/\\" + n256.substr(5));
+  char kept[] = "kept";
+  joinPath("d", kept, 0);
+  EXPECT_STREQ(kept, "kept");
   testing::internal::CaptureStdout();
   std::array<uint8_t, 2> bytes = {0x00, 0xFF};
   for (const int32_t position : {-7, 0, 7}) setBit(bytes.data(), position);

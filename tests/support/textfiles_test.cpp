@@ -9,6 +9,7 @@
 #include "support/linereader.h"
 #include "support/masterconfiguration.h"
 #include "support/testfiles.h"
+#include "support/textwriter.h"
 
 namespace badgemint {
 
@@ -39,6 +40,29 @@ TEST(LineReader, ReadsAsTheCLibrary) {
     std::fclose(file);
     EXPECT_FALSE(reader.failed());
   }
+}
+
+// The text goes on when the buffer is full to the byte.
+TEST(TextWriter, WritesWhateverTheSizes) {
+  const TestFolder folder;
+  const std::string full(16384, 'f');
+  TextWriter writer;
+  EXPECT_FALSE(writer.good());
+  EXPECT_TRUE(writer.close() && writer.open(folder.path("text").c_str()));
+  writer.write(full);
+  writer.write("text");
+  writer.write(full.substr(4));
+  writer.writeChar('c');
+  writer.write(full.substr(1));
+  writer.writeInt(INT64_MIN);
+  EXPECT_TRUE(writer.good() && writer.close());
+  EXPECT_EQ(folder.read("text"),
+            full + "text" + full.substr(4) + 'c' + full.substr(1) + "-9223372036854775808");
+  EXPECT_TRUE(writer.open("/dev/full"));
+  writer.write(full);
+  EXPECT_TRUE(writer.good());
+  writer.writeChar('c');
+  EXPECT_FALSE(writer.good() || writer.close());
 }
 
 TEST(MasterConfiguration, WritesBackWhatItReads) {
