@@ -2,11 +2,13 @@
 #ifndef BADGEMINT_CHECK_CHECKEDLINE_H
 #define BADGEMINT_CHECK_CHECKEDLINE_H
 
+#include <array>
 #include <cstdint>
 #include <string>
 #include <string_view>
 
 #include "check/finding.h"
+#include "inputcards/cardline.h"
 
 namespace badgemint {
 
@@ -42,6 +44,23 @@ struct CheckedLine {
     return {file, number, bytesBefore + (word - text.data()) + 1};
   }
 };
+
+// A copy of the line, for those who split it in place.
+inline std::array<char, kMaxInputLine + 1> copyOf(const CheckedLine& line) {
+  std::array<char, kMaxInputLine + 1> copy{};
+  line.text.copy(copy.data(), copy.size() - 1);
+  return copy;
+}
+
+inline bool isRemark(const char* word) {
+  return *word == '#';
+}
+
+// What is told of a '#' that comes before the last field; `name` is of the field that it is read
+// as.
+inline std::string earlyRemark(const std::string& name) {
+  return "a # where the " + name + " is due: a remark may stand only behind the last field";
+}
 
 }  // namespace badgemint
 
