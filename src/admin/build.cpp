@@ -132,13 +132,18 @@ void buildStaged(const BuildOptions& options, const BuildInputs& inputs,
 // The old databases. With a limit of all holders it does not matter what they are.
 Databases readOld(const Replacement& replacement, const RemovalLimit& limit) {
   Databases old;
+  const std::string ident = replacement.targetPath(kIdentPart);
+  const std::string access = replacement.targetPath(kAccessPart);
+  if (replacement.isThere(kIdentPart)) old.readIdents(ident);
+  if (replacement.isThere(kAccessPart)) old.readAccesses(access);
   try {
-    old.read(replacement.targetPath(kIdentPart), replacement.targetPath(kAccessPart));
+    demandPossible(old, ident, access);
   } catch (const Failure& failure) {
     if (!limit.allowsAll())
       refuse(std::string(failure.what()) + " (--max-removed 100% replaces it all the same)");
     old = {};
   }
+  old.sort();
   return old;
 }
 
@@ -192,7 +197,9 @@ ExitStatus build(const BuildOptions& options, Console& console) {
 
   const Databases old = readOld(replacement, limit);
   Databases fresh;
-  fresh.read(staged.ident, staged.access);
+  fresh.readIdents(staged.ident);
+  fresh.readAccesses(staged.access);
+  fresh.sort();
   const Changes changes = compare(old, fresh);
   guard(options, limit, old, fresh, changes);
   signals.endIfAsked();

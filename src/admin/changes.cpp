@@ -1,59 +1,10 @@
 #include "admin/changes.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <system_error>
-#include <tuple>
-
-#include "admin/console.h"
-#include "carddb/recordfile.h"
 
 namespace badgemint::admin {
 
 namespace {
-
-constexpr uint32_t kHighestCode = kPinIdentCode;
-constexpr uint8_t kAllFlags = 0x3F;
-
-bool isPossible(const IdentRecord& record) {
-  return record.cardsetcode <= kHighestCode && record.deleted <= 1;
-}
-bool isPossible(const AccessRecord& record) {
-  return record.bitflds <= kAllFlags;
-}
-
-template <typename Record>
-std::vector<Record> readRecords(const std::string& name) {
-  RecordReader reader;
-  if (!reader.open(name.c_str())) {
-    if (errno == ENOENT) return {};
-    throw std::system_error(errno, std::generic_category(), name);
-  }
-  std::vector<Record> records;
-  Record record;
-  while (reader.next(record)) {
-    if (!isPossible(record)) throw Failure(ExitStatus::kRefused, name + " is no such database");
-    records.push_back(record);
-  }
-  if (reader.failed()) throw std::system_error(errno, std::generic_category(), name);
-  if (reader.rest() != 0)
-    throw Failure(ExitStatus::kRefused, name + " ends within a record: it is no whole database");
-  return records;
-}
-
-auto orderOf(const IdentRecord& record) {
-  return std::tie(record.uniqid, record.cardnumber);
-}
-auto orderOf(const AccessRecord& record) {
-  return record.uniqid;
-}
-
-// Most databases are in order already, as exports are.
-template <typename Record>
-void sortRecords(std::vector<Record>& records) {
-  const auto before = [](const Record& a, const Record& b) { return orderOf(a) < orderOf(b); };
-  if (!std::ranges::is_sorted(records, before)) std::ranges::stable_sort(records, before);
-}
 
 // The records from `first` on that have its unique ID.
 std::span<const AccessRecord> holderAt(const std::vector<AccessRecord>& records, size_t first) {
@@ -126,20 +77,6 @@ void joinMoves(std::vector<CredentialChange>& changes) {
 }
 
 }  // namespace
-
-void Databases::read(const std::string& identName, const std::string& accessName) {
-  idents = readRecords<IdentRecord>(identName);
-  accesses = readRecords<AccessRecord>(accessName);
-  sortRecords(idents);
-  sortRecords(accesses);
-}
-
-size_t Databases::countHolders() const {
-  size_t holders = 0;
-  for (size_t i = 0; i < accesses.size(); ++i)
-    if (i == 0 || accesses[i].uniqid != accesses[i - 1].uniqid) ++holders;
-  return holders;
-}
 
 size_t Changes::countHolders(bool before, bool now) const {
   return static_cast<size_t>(std::ranges::count_if(holders, [&](const HolderChange& change) {

@@ -5,26 +5,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
-#include <string>
 #include <vector>
 
-#include "carddb/accessrecord.h"
-#include "carddb/identrecord.h"
+#include "admin/databases.h"
 
 namespace badgemint::admin {
-
-// The records of two databases, in the order of unique IDs; those of one ID in the order of their
-// keys, or as they stand in the file.
-struct Databases {
-  std::vector<IdentRecord> idents;
-  std::vector<AccessRecord> accesses;
-
-  // Reads both; a missing file has no records. Throws Failure (refused) with the file's name when
-  // one holds no such records, std::system_error when it cannot be read.
-  void read(const std::string& identName, const std::string& accessName);
-
-  size_t countHolders() const;
-};
 
 // A holder whose access records are not the same. Spans of the databases that were compared, empty
 // where the holder is not.
@@ -51,7 +36,7 @@ struct Changes {
   size_t countCredentials(CredentialFate fate) const;
 };
 
-// Both must outlive the changes.
+// Both are sorted, and outlive the changes.
 Changes compare(const Databases& before, const Databases& now);
 
 }  // namespace badgemint::admin

@@ -18,7 +18,6 @@ namespace badgemint {
 namespace {
 
 constexpr char kLogModule[] = "cardsets";
-constexpr int kMaxLine = 150;
 constexpr uint32_t kFewestWords = 3;
 
 // An ID of 1 to 4294967295; false, and logged, for any other number.

@@ -21,6 +21,7 @@ class cardsets {
  public:
   static constexpr int32_t kInitialCapacity = 20;
   static constexpr int32_t kGrowthStep = 10;
+  static constexpr int kMaxLine = 150;  // Of a card sets file; the rest is a line of its own.
 
   cardsets() = default;
 
