@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 
 #include "cardsets/card_functions.h"
 #include "support/datetime.h"
@@ -11,6 +12,55 @@
 namespace badgemint::admin {
 
 namespace {
+
+constexpr std::array kFlagTexts = {"flag 0 (not in the line)",   "flag 1 (second of the line)",
+                                   "flag 2 (first of the line)", "flag 3 (not in the line)",
+                                   "flag 4 (third of the line)", "flag 5 (last of the line)",
+                                   "flag 6 (not in the line)",   "flag 7 (not in the line)"};
+
+template <int32_t Slot>
+uint32_t levelOf(const AccessRecord& record) {
+  return record.accessLevel(Slot);
+}
+template <int32_t Bit>
+uint32_t flagOf(const AccessRecord& record) {
+  return static_cast<uint32_t>(record.flag(Bit));
+}
+template <auto Member>
+uint32_t memberOf(const AccessRecord& record) {
+  return record.*Member;
+}
+uint32_t packedPinOf(const AccessRecord& record) {
+  return std::bit_cast<uint32_t>(record.pincode);
+}
+
+using enum AccessField::Kind;
+constexpr AccessField kFields[] = {
+    {"PIN", kPin, packedPinOf},
+    {"access level 1", kNumber, levelOf<0>},
+    {"access level 2", kNumber, levelOf<1>},
+    {"access level 3", kNumber, levelOf<2>},
+    {"access level 4", kNumber, levelOf<3>},
+    {"access level 5", kNumber, levelOf<4>},
+    {"access level 6", kNumber, levelOf<5>},
+    {"access level 7", kNumber, levelOf<6>},
+    {"access level 8", kNumber, levelOf<7>},
+    {kFlagTexts[0], kNumber, flagOf<0>},
+    {kFlagTexts[1], kNumber, flagOf<1>},
+    {kFlagTexts[2], kNumber, flagOf<2>},
+    {kFlagTexts[3], kNumber, flagOf<3>},
+    {kFlagTexts[4], kNumber, flagOf<4>},
+    {kFlagTexts[5], kNumber, flagOf<5>},
+    {kFlagTexts[6], kNumber, flagOf<6>},
+    {kFlagTexts[7], kNumber, flagOf<7>},
+    {"escort", kNumber, memberOf<&AccessRecord::escortid>},
+    {"start", kTime, memberOf<&AccessRecord::starttime>},
+    {"end", kTime, memberOf<&AccessRecord::endtime>},
+    {"elevator access", kNumber, memberOf<&AccessRecord::elevatoraccess>},
+    {"output relay group", kNumber, memberOf<&AccessRecord::outrelaygrpid>},
+    {"issue level", kNumber, memberOf<&AccessRecord::cardissuelevel>},
+    {"output mode", kNumber, memberOf<&AccessRecord::outgrpmode>},
+};
 
 template <size_t Digits>
 std::string digitsOf(std::span<const uint8_t> packed) {
@@ -61,29 +111,18 @@ std::string pinText(const AccessRecord& record, bool withPins) {
   return withPins ? digits : kHiddenPin;
 }
 
-std::string flagText(int32_t bit) {
-  constexpr std::array kPlaces = {"not in the line", "second of the line", "first of the line",
-                                  "not in the line", "third of the line",  "last of the line",
-                                  "not in the line", "not in the line"};
-  return "flag " + std::to_string(bit) + " (" + kPlaces.at(static_cast<size_t>(bit)) + ")";
+std::span<const AccessField> accessFields() {
+  return kFields;
 }
 
-std::vector<NamedValue> valuesOf(const AccessRecord& record, bool withPins) {
-  std::vector<NamedValue> values = {{"PIN", pinText(record, withPins)}};
-  const auto add = [&values](std::string name, uint32_t value) {
-    values.push_back({std::move(name), std::to_string(value)});
-  };
-  for (int32_t slot = 0; slot < AccessRecord::kAccessLevels; ++slot)
-    add("access level " + std::to_string(slot + 1), record.accessLevel(slot));
-  for (int32_t bit = 0; bit < 8; ++bit) add(flagText(bit), static_cast<uint32_t>(record.flag(bit)));
-  add("escort", record.escortid);
-  values.push_back({"start", timeText(record.starttime)});
-  values.push_back({"end", timeText(record.endtime)});
-  add("elevator access", record.elevatoraccess);
-  add("output relay group", record.outrelaygrpid);
-  add("issue level", record.cardissuelevel);
-  add("output mode", record.outgrpmode);
-  return values;
+std::string valueText(const AccessField& field, const AccessRecord& record, bool withPins) {
+  if (field.kind == AccessField::Kind::kPin) return pinText(record, withPins);
+  const uint32_t value = field.valueOf(record);
+  return field.kind == AccessField::Kind::kTime ? timeText(value) : std::to_string(value);
+}
+
+const char* flagText(int32_t bit) {
+  return kFlagTexts.at(static_cast<size_t>(bit));
 }
 
 }  // namespace badgemint::admin

@@ -4,8 +4,8 @@
 #define BADGEMINT_ADMIN_WORDING_H
 
 #include <cstdint>
+#include <span>
 #include <string>
-#include <vector>
 
 #include "admin/cardsite.h"
 #include "carddb/accessrecord.h"
@@ -35,15 +35,20 @@ std::string credentialText(const IdentRecord& record, const CardSite& site, bool
 // nothing: it is all zeros.
 std::string pinText(const AccessRecord& record, bool withPins);
 
-// "flag 2 (first of the line)".
-std::string flagText(int32_t bit);
+// A field of an access record beside its unique ID.
+struct AccessField {
+  enum class Kind { kNumber, kTime, kPin };
 
-// What an access record says beside its unique ID, a field a name: "PIN", "access level 1" to "8",
-// "flag 0" and on as flagText has it, "escort", "start", "end", ...
-struct NamedValue {
-  std::string name, value;
+  const char* name;  // "access level 1", "flag 2 (first of the line)", "escort", "start", ...
+  Kind kind;
+  uint32_t (*valueOf)(const AccessRecord& record);  // Of a PIN its bytes, as a number.
 };
-std::vector<NamedValue> valuesOf(const AccessRecord& record, bool withPins);
+std::span<const AccessField> accessFields();
+
+std::string valueText(const AccessField& field, const AccessRecord& record, bool withPins);
+
+// "flag 2 (first of the line)", for a bit from 0 to 7.
+const char* flagText(int32_t bit);
 
 }  // namespace badgemint::admin
 
