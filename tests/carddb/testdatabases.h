@@ -4,25 +4,14 @@
 #define BADGEMINT_TESTS_CARDDB_TESTDATABASES_H
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 
 #include <map>
-#include <random>
-#include <tuple>
-#include <vector>
 
 #include "carddb/accessfile.h"
 #include "carddb/identfile.h"
-#include "support/faults.h"
 #include "support/testfiles.h"
 
 namespace badgemint {
-
-// A temporary folder that is the current one.
-struct WorkFolder : TestFolder {
-  WorkFolder() { std::filesystem::current_path(path("")); }
-  ~WorkFolder() { std::filesystem::current_path("/"); }
-};
 
 template <typename Record>
 std::string bytesOf(const std::vector<Record>& records) {

@@ -1,7 +1,5 @@
 #include "cardsets/card_functions.h"
 
-#include <gtest/gtest.h>
-
 #include "cardsets/cardsets.h"
 #include "support/testfiles.h"
 

@@ -1,8 +1,6 @@
 // Card sets: one as a text, and the collection with its file.
 #include "cardsets/cardsets.h"
 
-#include <gtest/gtest.h>
-
 #include "formats/CardFormatSet.h"
 #include "support/masterconfiguration.h"
 #include "support/testfiles.h"

@@ -1,10 +1,8 @@
 // Encoding and decoding with whole format files: a judge that goes position by position through the
 // characters of their masks, and published cards. fieldstate_test.cpp has how a value becomes bits.
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <bitset>
-#include <random>
 
 #include "formats/formatfile.h"
 

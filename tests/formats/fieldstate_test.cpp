@@ -1,11 +1,7 @@
 #include "formats/fieldstate.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <bitset>
-#include <random>
-#include <string>
 
 #include "support/testfiles.h"
 

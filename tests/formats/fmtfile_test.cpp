@@ -1,8 +1,6 @@
 // The formats file, and the set of formats.
 #include "formats/fmtfile.h"
 
-#include <gtest/gtest.h>
-
 #include "formats/CardFormatSet.h"
 #include "formats/EffCardFormat.h"
 #include "support/masterconfiguration.h"

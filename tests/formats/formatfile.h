@@ -2,10 +2,6 @@
 #ifndef BADGEMINT_TESTS_FORMATS_FORMATFILE_H
 #define BADGEMINT_TESTS_FORMATS_FORMATFILE_H
 
-#include <filesystem>
-#include <string>
-#include <vector>
-
 #include "formats/CardFormatSet.h"
 #include "support/testfiles.h"
 
@@ -53,15 +49,13 @@ inline std::string fileOf(const std::string& kind, const FormatLines& lines) {
 struct TestFormat {
   explicit TestFormat(const std::string& kind, uint32_t level = 100)
       : log(level), format(set.addFormat(7, ("." + kind).c_str())) {}
-  ~TestFormat() { std::filesystem::current_path("/"); }
 
   int32_t load(const std::string& bytes) const {
-    std::filesystem::current_path(folder.path(""));
     folder.write("f", bytes);
     return format->loadFormatFile("f");
   }
 
-  TestFolder folder;
+  WorkFolder folder;
   TestLog log;
   CardFormatSet set;
   CardFormat* format;

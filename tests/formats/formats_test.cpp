@@ -1,9 +1,7 @@
 // How the three kinds of format files are read.
-#include <gtest/gtest.h>
 
 #include "formats/CardFormat.h"
 #include "formats/formatfile.h"
-#include "support/faults.h"
 
 namespace badgemint {
 namespace {

@@ -1,8 +1,5 @@
 #include "inputcards/cardindex.h"
 
-#include <gtest/gtest.h>
-
-#include "support/faults.h"
 #include "support/testfiles.h"
 
 namespace badgemint {

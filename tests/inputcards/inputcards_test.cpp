@@ -1,8 +1,6 @@
 // The lines that the loader refuses, and what it says of them.
 #include "inputcards/inputcards.h"
 
-#include <gtest/gtest.h>
-
 #include "support/result.h"
 #include "support/testsite.h"
 

@@ -1,7 +1,6 @@
 // What the second pass writes is what the first has checked: the input is one file that stays.
 #include "inputcards/inputfile.h"
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include "support/result.h"

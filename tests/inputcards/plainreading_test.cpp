@@ -1,15 +1,12 @@
 // Random sites against a plain reading of their cards: each line by one formatted scan, duplicates
 // by a sort and a scan. It says the result, the log and both databases; their dump builds them
 // again.
-#include <gtest/gtest.h>
 
 #include <cstdarg>
 #include <cstring>
 #include <map>
-#include <random>
 #include <set>
 #include <sstream>
-#include <vector>
 
 #include "support/result.h"
 #include "support/testsite.h"

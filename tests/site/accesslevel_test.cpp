@@ -1,10 +1,7 @@
 #include "site/accesslevel.h"
 
-#include <gtest/gtest.h>
-
 #include <map>
 
-#include "support/faults.h"
 #include "support/masterconfiguration.h"
 #include "support/testfiles.h"
 

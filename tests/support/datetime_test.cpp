@@ -1,10 +1,7 @@
 #include "support/datetime.h"
 
-#include <gtest/gtest.h>
-
 #include <ctime>
-#include <random>
-#include <string>
+#include "support/testfiles.h"
 
 namespace badgemint {
 namespace {

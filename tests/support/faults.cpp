@@ -62,31 +62,44 @@ using namespace badgemint;
 
 extern "C" {
 
+// Replaces a call that tells by -1 that it failed.
+#define REPLACE(call, parameters, arguments)              \
+  decltype(call) __real_##call;                           \
+  auto __wrap_##call parameters {                         \
+    return strikes(#call) ? -1 : __real_##call arguments; \
+  }
+
+// A mode that the caller did not give is not looked at.
+REPLACE(open, (const char* path, int flags, mode_t mode), (path, flags, mode))
+REPLACE(openat, (int folder, const char* name, int flags, mode_t mode), (folder, name, flags, mode))
+REPLACE(mkdirat, (int folder, const char* name, mode_t mode), (folder, name, mode))
+REPLACE(stat, (const char* path, struct stat* status), (path, status))
+REPLACE(fstat, (int file, struct stat* status), (file, status))
+REPLACE(fstatat, (int folder, const char* name, struct stat* status, int flags),
+        (folder, name, status, flags))
+REPLACE(linkat, (int folder, const char* name, int newFolder, const char* newName, int flags),
+        (folder, name, newFolder, newName, flags))
+REPLACE(renameat, (int folder, const char* name, int newFolder, const char* newName),
+        (folder, name, newFolder, newName))
+REPLACE(unlinkat, (int folder, const char* name, int flags), (folder, name, flags))
+REPLACE(lseek, (int file, off_t offset, int whence), (file, offset, whence))
+REPLACE(chmod, (const char* path, mode_t mode), (path, mode))
+REPLACE(fchmod, (int file, mode_t mode), (file, mode))
+REPLACE(fchown, (int file, uid_t owner, gid_t group), (file, owner, group))
+REPLACE(flock, (int file, int operation), (file, operation))
+// The locks of the product: its only use of this call.
+REPLACE(fcntl, (int file, int command, struct flock* lock), (file, command, lock))
+
 decltype(malloc) __real_malloc;
 decltype(realloc) __real_realloc;
 void* __real__Znwm(size_t size);
 void* __real__ZnwmRKSt9nothrow_t(size_t size, const std::nothrow_t& nothrow);
 void* __real__ZnamRKSt9nothrow_t(size_t size, const std::nothrow_t& nothrow);
-decltype(open) __real_open;
 decltype(read) __real_read;
 decltype(pread) __real_pread;
 decltype(write) __real_write;
-decltype(lseek) __real_lseek;
 decltype(close) __real_close;
-decltype(chmod) __real_chmod;
-decltype(stat) __real_stat;
-decltype(fstat) __real_fstat;
-decltype(fcntl) __real_fcntl;
 decltype(sysconf) __real_sysconf;
-decltype(openat) __real_openat;
-decltype(mkdirat) __real_mkdirat;
-decltype(fstatat) __real_fstatat;
-decltype(linkat) __real_linkat;
-decltype(renameat) __real_renameat;
-decltype(unlinkat) __real_unlinkat;
-decltype(fchmod) __real_fchmod;
-decltype(fchown) __real_fchown;
-decltype(flock) __real_flock;
 
 // What the compiler makes of a realloc of nothing.
 void* __wrap_malloc(size_t size) {
@@ -110,10 +123,6 @@ void* __wrap__ZnamRKSt9nothrow_t(size_t size, const std::nothrow_t& nothrow) {
   return strikes("allocate") ? nullptr : __real__ZnamRKSt9nothrow_t(size, nothrow);
 }
 
-// A mode that the caller did not give is not looked at.
-int __wrap_open(const char* path, int flags, mode_t mode) {
-  return strikes("open") ? -1 : __real_open(path, flags, mode);
-}
 ssize_t __wrap_read(int file, void* buffer, size_t size) {
   return strikesTransfer("read", size) ? -1 : __real_read(file, buffer, size);
 }
@@ -123,63 +132,19 @@ ssize_t __wrap_pread(int file, void* buffer, size_t size, off_t offset) {
 ssize_t __wrap_write(int file, const void* buffer, size_t size) {
   return strikesTransfer("write", size) ? -1 : __real_write(file, buffer, size);
 }
-off_t __wrap_lseek(int file, off_t offset, int whence) {
-  return strikes("lseek") ? -1 : __real_lseek(file, offset, whence);
-}
 
 // A failing close has closed the descriptor all the same.
 int __wrap_close(int file) {
   const int result = __real_close(file);
   return strikes("close") ? -1 : result;
 }
-int __wrap_openat(int folder, const char* name, int flags, mode_t mode) {
-  return strikes("openat") ? -1 : __real_openat(folder, name, flags, mode);
-}
-int __wrap_mkdirat(int folder, const char* name, mode_t mode) {
-  return strikes("mkdirat") ? -1 : __real_mkdirat(folder, name, mode);
-}
-int __wrap_fstatat(int folder, const char* name, struct stat* status, int flags) {
-  return strikes("fstatat") ? -1 : __real_fstatat(folder, name, status, flags);
-}
-int __wrap_linkat(int folder, const char* name, int newFolder, const char* newName, int flags) {
-  return strikes("linkat") ? -1 : __real_linkat(folder, name, newFolder, newName, flags);
-}
-int __wrap_renameat(int folder, const char* name, int newFolder, const char* newName) {
-  return strikes("renameat") ? -1 : __real_renameat(folder, name, newFolder, newName);
-}
-int __wrap_unlinkat(int folder, const char* name, int flags) {
-  return strikes("unlinkat") ? -1 : __real_unlinkat(folder, name, flags);
-}
-int __wrap_fchmod(int file, mode_t mode) {
-  return strikes("fchmod") ? -1 : __real_fchmod(file, mode);
-}
-int __wrap_fchown(int file, uid_t owner, gid_t group) {
-  return strikes("fchown") ? -1 : __real_fchown(file, owner, group);
-}
-int __wrap_flock(int file, int operation) {
-  return strikes("flock") ? -1 : __real_flock(file, operation);
-}
 // Nothing is written through to the disk: tests lose no power.
 int __wrap_fsync(int /*file*/) {
   return strikes("fsync") ? -1 : 0;
 }
-int __wrap_chmod(const char* path, mode_t mode) {
-  return strikes("chmod") ? -1 : __real_chmod(path, mode);
-}
 long __wrap_sysconf(int name) {
-  const bool isReplaced = name == _SC_PHYS_PAGES && badgemint::machinePages != 0;
-  return isReplaced ? badgemint::machinePages : __real_sysconf(name);
-}
-int __wrap_stat(const char* path, struct stat* status) {
-  return strikes("stat") ? -1 : __real_stat(path, status);
-}
-int __wrap_fstat(int file, struct stat* status) {
-  return strikes("fstat") ? -1 : __real_fstat(file, status);
-}
-
-// The locks of the product: its only use of this call.
-int __wrap_fcntl(int file, int command, struct flock* lock) {
-  return strikes("fcntl") ? -1 : __real_fcntl(file, command, lock);
+  const bool isReplaced = name == _SC_PHYS_PAGES && machinePages != 0;
+  return isReplaced ? machinePages : __real_sysconf(name);
 }
 
 unsigned __wrap_sleep(unsigned seconds) {

@@ -1,11 +1,5 @@
-#include "support/faults.h"
 #include "support/log.h"
 
-#include <gtest/gtest.h>
-
-#include <vector>
-
-#include "support/faults.h"
 #include "support/testfiles.h"
 
 namespace badgemint {

@@ -1,9 +1,7 @@
 #include "support/standardfiles.h"
 
-#include <gtest/gtest.h>
 #include <sys/wait.h>
-
-#include "support/faults.h"
+#include "support/testfiles.h"
 
 namespace badgemint {
 namespace {

@@ -1,13 +1,10 @@
 #include "support/syserr_report.h"
 
-#include <gtest/gtest.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <array>
 #include <set>
 
-#include "support/faults.h"
 #include "support/testfiles.h"
 
 namespace badgemint {

@@ -1,15 +1,18 @@
-// What the tests share: a folder of their own with files in it, and the log as they see it.
+// What all tests share, included by each of them: the framework, faults, a folder of their own with
+// files in it, and the log as they see it.
 #ifndef BADGEMINT_TESTS_SUPPORT_TESTFILES_H
 #define BADGEMINT_TESTS_SUPPORT_TESTFILES_H
 
+#include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <random>
 #include <string>
+#include <vector>
 
+#include "support/faults.h"
 #include "support/logger.h"
 
 namespace badgemint {
@@ -45,6 +48,12 @@ class TestFolder {
 
  private:
   std::string _path;
+};
+
+// One that is the current folder while it lives.
+struct WorkFolder : TestFolder {
+  WorkFolder() { std::filesystem::current_path(path("")); }
+  ~WorkFolder() { std::filesystem::current_path("/"); }
 };
 
 // Bytes as hexadecimal digits in groups of four bytes.

@@ -2,24 +2,10 @@
 #ifndef BADGEMINT_TESTS_SUPPORT_TESTSITE_H
 #define BADGEMINT_TESTS_SUPPORT_TESTSITE_H
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <string>
-
+#include "formats/formatfile.h"
 #include "inputcards/inputcards.h"
-#include "support/faults.h"
-#include "support/testfiles.h"
 
 namespace badgemint {
-
-// A CDF file of a layout of up to 48 positions whose field A is fixed and whose field B is the card
-// number.
-inline std::string cdfText(const std::string& outputMask, const std::string& parity1 = "",
-                           const std::string& parity2 = "") {
-  return "Test\n1\n31\n2024\n1\n1\n2\nB\n2\n0\n0\n-\nA,0,0,MSB,BIN\nB,0,0,MSB,BIN\n\n\n\n\n\n\n" +
-         outputMask + "\n\n" + parity1 + "\n" + parity2 + "\n\n\n\n\n\n\n";
-}
 
 // Runs the stages of a build on these lines, in the current folder, and returns its result.
 inline int32_t buildCards(const std::string& cards) {
@@ -47,18 +33,18 @@ inline std::string logOf(const std::string& name, unsigned pause, int32_t result
 
 // Format 1 is 26 bits with an 8-bit facility code and a 16-bit number between parity bits; format 2
 // is a 32-bit number alone.
-class TestSite {
- public:
+struct TestSite {
   TestSite() {
-    std::filesystem::current_path(folder.path(""));
-    folder.write("26.cdf", cdfText("PAAAAAAAABBBBBBBBBBBBBBBBP", "EXXXXXXXXXXXX",
-                                   ".............XXXXXXXXXXXXO"));
-    folder.write("32.cdf", cdfText(std::string(32, 'B')));
+    write("26.cdf",
+          {"PAAAAAAAABBBBBBBBBBBBBBBBP", "", "EXXXXXXXXXXXX", ".............XXXXXXXXXXXXO"});
+    write("32.cdf", {std::string(32, 'B')});
     folder.write("formats", "1 26.cdf\n2 = dir/32.cdf # wide\n");
   }
-  ~TestSite() { std::filesystem::current_path("/"); }
+  void write(const char* name, const FormatLines& masks) const {
+    folder.write(name, fileOf("CDF", linesOf("CDF", masks)));
+  }
 
-  TestFolder folder;
+  WorkFolder folder;
 };
 
 }  // namespace badgemint

@@ -1,14 +1,9 @@
 // Words, numbers, slots, paths and bits.
-#include <gtest/gtest.h>
 
 #include <array>
 #include <cerrno>
-#include <random>
-#include <string>
-#include <vector>
 
 #include "support/bits.h"
-#include "support/faults.h"
 #include "support/fieldscanner.h"
 #include "support/linelist.h"
 #include "support/steparray.h"

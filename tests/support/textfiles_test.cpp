@@ -1,11 +1,8 @@
 // Reading and writing text files: lines, and the master table.
-#include <gtest/gtest.h>
 
 #include <cerrno>
 #include <cstring>
-#include <random>
 
-#include "support/faults.h"
 #include "support/linereader.h"
 #include "support/masterconfiguration.h"
 #include "support/testfiles.h"

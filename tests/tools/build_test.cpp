@@ -1,6 +1,5 @@
 // The build and the dump: a whole site there and back, the files that they need, and their
 // failures.
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <regex>

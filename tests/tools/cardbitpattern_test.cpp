@@ -1,5 +1,4 @@
 // The bits of one card, from a site's files and from one format file.
-#include <gtest/gtest.h>
 
 #include "support/testsite.h"
 #include "tools/badgemint.h"
@@ -54,8 +53,10 @@ TEST(ComputeCardBitPattern, GivesThePatternOrSaysWhyNot) {
 TEST(ComputeCardBitPattern2, GivesThePatternOrSaysWhyNot) {
   const TestSite site;
   // A number that is cut decodes to itself, but is not the card's.
-  const std::string rest = std::string(16, 'B') + std::string(10, '\n');
-  site.folder.write("64.cdf", cdfText(std::string(48, 'B')) + rest);
+  FormatLines wide = linesOf("CDF", {std::string(48, 'B')});
+  wide.push_back(std::string(16, 'B'));
+  wide.resize(40);
+  site.folder.write("64.cdf", fileOf("CDF", wide));
   const std::string mismatch = "[25 badgemintdump] Card mismatch cno=";
   const std::string most = "9223372036854775807";
   const struct {

@@ -1,13 +1,11 @@
 // Everything fails once, and for ever after: each allocation and each system call, in each entry
 // function. A run then ends in a failure that its log tells, or in 0 with complete output; it logs
 // its end line and pauses, whatever failed.
-#include <gtest/gtest.h>
 
 #include <regex>
 #include <set>
 #include <sstream>
 
-#include "support/faults.h"
 #include "support/testsite.h"
 #include "tools/badgemint.h"
 
