@@ -2,6 +2,7 @@
 // with those of the C library.
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cinttypes>
 #include <cstring>
 
@@ -35,8 +36,13 @@ void scanFields(const char* line) {
   require(number == wantedNumber && word == wantedWord && id == wantedId && last == wantedLast,
           "the scanner reads what the C library reads");
   require(scanner.failed() == (fields < 4), "and stops where it stops");
-  require(textToInt64(line) == std::atoll(line), "a number is what the C library reads");
-  require(textToInt32(line) == std::atoi(line), "also one of 32 bits");
+
+  errno = 0;
+  const int64_t value = std::strtoll(line, nullptr, 10);
+  const SaturatedInt64 scanned = scanInt64(line);
+  require(scanned.value == value && scanned.saturated == (errno == ERANGE),
+          "a number is what the C library reads");
+  require(textToInt32(line) == static_cast<int32_t>(value), "also one of 32 bits");
 
   FieldScanner cardLine(line);
   static_cast<void>(scanCardLine(cardLine));
@@ -87,9 +93,12 @@ void readDates(const std::string& line) {
 }
 
 void useDigits(const std::string& line) {
-  SaturatedInt64 value{};
-  if (digitsToInt64(line, value))
-    require(value.value == std::atoll(line.c_str()), "digits are the number the C library reads");
+  SaturatedInt64 value{7, false};
+  const bool isNumber = line.find_first_not_of("0123456789") == line.npos;
+  const SaturatedInt64 expected = isNumber ? scanInt64(line.c_str()) : value;
+  require(digitsToInt64(line, value) == isNumber, "a number is digits alone");
+  require(value.value == expected.value && value.saturated == expected.saturated,
+          "digits are the number that is scanned");
   std::string_view number = line;
   static_cast<void>(checkCardNumber(number, 1, 0));
   number = line;
@@ -112,7 +121,8 @@ void useDigits(const std::string& line) {
 }
 
 void keepTexts(const std::string& line) {
-  isBlank(line.c_str());
+  require(isBlank(line.c_str()) == (line.find_first_not_of(" \t\n\v\f\r") == line.npos),
+          "a blank line is white space");
   LineList lines(1, 0);
   require(lines.add(line.c_str()) == 0 && std::strcmp(lines.get(0), line.c_str()) == 0,
           "a line is kept");

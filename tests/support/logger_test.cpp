@@ -32,24 +32,25 @@ TEST(Logger, WritesPrefixAndTextAndEvaluatesNothingElse) {
 }
 
 TEST(Logger, OpensFilesAndStreams) {
-  const TestFolder folder;
-  const std::string list = folder.write("list", "3"), none = folder.path("none/log");
-  EXPECT_TRUE(Logger(folder.write("stdout", "old text").c_str(), 0).isOpen());
-  EXPECT_EQ(folder.read("stdout"), "");
-  EXPECT_FALSE(Logger(none.c_str(), 0).isOpen());
-  EXPECT_TRUE(Logger(none.c_str(), LevelList{list.c_str()}).isOpen());
-  EXPECT_FALSE(Logger(list.c_str(), LevelList{none.c_str()}).isOpen());
+  const WorkFolder here;
+  here.write("list", "3");
+  here.write("log", "old text");
+  EXPECT_TRUE(Logger("./log", 0).isOpen());
+  EXPECT_EQ(contentOf("log"), "");
+  EXPECT_FALSE(Logger("none/log", 0).isOpen());
+  EXPECT_TRUE(Logger("none/log", LevelList{"list"}).isOpen());
+  EXPECT_FALSE(Logger("log", LevelList{"none"}).isOpen());
   {
     const ArmedFault fault({"allocate", 1});
-    EXPECT_FALSE(Logger(none.c_str(), LevelList{list.c_str()}).isOpen());
+    EXPECT_FALSE(Logger("none/log", LevelList{"list"}).isOpen());
   }
   testing::internal::CaptureStdout();
   testing::internal::CaptureStderr();
   Logger("stdout", 0u).write(0, "out");
   Logger("stderr", 1u).write(1, "err ");
   Logger(2u).write(2, "threshold ");
-  Logger(LevelList{list.c_str()}).write(3, "list");
-  Logger("stdout", LevelList{list.c_str()}).write(3, " listed");
+  Logger(LevelList{"list"}).write(3, "list");
+  Logger("stdout", LevelList{"list"}).write(3, " listed");
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "out listed");
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "err threshold list");
 }
@@ -60,12 +61,12 @@ TEST(Logger, PassesAtMostAHundredListedLevels) {
       {"10" + std::string(77, ' ') + "12 4", "2 3 4 10 "},
       {"-98 90", "0 1 "},
   };
-  const TestFolder folder;
+  const WorkFolder here;
   for (const auto& [list, levels] : cases) {
-    const std::string path = folder.write("list", list), file = folder.path("log");
-    Logger logger(file.c_str(), LevelList{path.c_str()});
+    here.write("list", list);
+    Logger logger("log", LevelList{"list"});
     for (int level = 0; level <= 60; ++level) logger.write(level, "%d ", level);
-    EXPECT_EQ(folder.read("log"), levels);
+    EXPECT_EQ(contentOf("log"), levels);
   }
 }
 

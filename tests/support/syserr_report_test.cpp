@@ -16,8 +16,8 @@ std::string bytesOf(const ErrorFileHeader& header) {
 }
 
 // One report as a caller makes it: lock, header, record, unlock.
-bool report(const std::string& path, uint8_t name, uint8_t number) {
-  const int file = ::open(path.c_str(), O_RDWR | O_CREAT, 0600);
+bool report(uint8_t name, uint8_t number) {
+  const int file = ::open("errors", O_RDWR | O_CREAT, 0600);
   struct flock lock;
   ErrorFileHeader header;
   std::array<uint8_t, kErrorRecordSize> record;
@@ -30,14 +30,13 @@ bool report(const std::string& path, uint8_t name, uint8_t number) {
 }
 
 TEST(SyserrReport, KeepsTheLast250Records) {
-  const TestFolder folder;
+  const WorkFolder here;
   const ArmedFault half({.call = "write", .nth = 700, .isShort = true});
   std::string records;
   for (uint32_t i = 0; i < 600; ++i) {
-    const auto byte = static_cast<uint8_t>(i);
-    ASSERT_TRUE(report(folder.path("errors"), byte, byte));
+    ASSERT_TRUE(report(static_cast<uint8_t>(i), static_cast<uint8_t>(i)));
     records.replace(i % 250 * 64, 64, 64, static_cast<char>(i));
-    ASSERT_EQ(folder.read("errors"),
+    ASSERT_EQ(contentOf("errors"),
               bytesOf({4243, 64, i % 250, std::min(i + 1, 250U), 250}) + records);
   }
 }
@@ -48,11 +47,12 @@ TEST(SyserrReport, GoesOnBehindAnyHeader) {
       {bytesOf({4243, 64, 5, 6, 250}).substr(0, 8), {4243, 64, 1, 1, 0}},
       {bytesOf({4242, 64, 5, 6, 250}), {4243, 64, 0, 1, 250}},
   };
-  const TestFolder folder;
+  const WorkFolder here;
   for (const auto& [before, after] : cases) {
-    EXPECT_TRUE(report(folder.write("errors", before), 'a', 'a'));
-    EXPECT_EQ(folder.read("errors").substr(0, 20), bytesOf(after));
-    EXPECT_EQ(folder.read("errors").substr(20 + 64 * after.lastslot), std::string(64, 'a'));
+    here.write("errors", before);
+    EXPECT_TRUE(report('a', 'a'));
+    EXPECT_EQ(contentOf("errors").substr(0, 20), bytesOf(after));
+    EXPECT_EQ(contentOf("errors").substr(20 + 64 * after.lastslot), std::string(64, 'a'));
   }
 }
 
@@ -65,30 +65,28 @@ TEST(SyserrReport, TellsEachFailure) {
       {"write", 3, "writing header", fresh},      {"fcntl", 2, "freeing lock", one},
   };
   for (const auto& [call, nth, what, header] : cases) {
-    const TestFolder folder;
+    const WorkFolder here;
     testing::internal::CaptureStdout();
     const ArmedFault armed({.call = call, .nth = nth});
-    EXPECT_EQ(report(folder.path("errors"), 'a', 'a'), header == one);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "syserr_report: ERROR " + what +
-                                                          " (Input/output error)" +
-                                                          (what == "setting lock" ? "\n" : ""));
-    EXPECT_EQ(folder.read("errors").substr(0, 20), header);
+    EXPECT_EQ(report('a', 'a'), header == one);
+    const std::string end =
+        what == "setting lock" ? " (Input/output error)\n" : " (Input/output error)";
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "syserr_report: ERROR " + what + end);
+    EXPECT_EQ(contentOf("errors").substr(0, 20), header);
   }
 }
 
 TEST(SyserrReport, LosesNoRecordOfSeveralWriters) {
-  const TestFolder folder;
+  const WorkFolder here;
   for (uint8_t name = 0; name < 5; ++name) {
     if (fork() != 0) continue;
-    bool written = true;
-    for (uint8_t i = 0; i < 50; ++i) written &= report(folder.path("errors"), name, i);
-    _exit(written ? 0 : 1);
+    for (uint8_t i = 0; i < 50; ++i) report(name, i);
+    _exit(0);
   }
-  int status = -1;
-  while (wait(&status) > 0) EXPECT_EQ(status, 0);
+  while (wait(nullptr) > 0) continue;
   std::set<std::string> records;
-  for (uint32_t slot = 0; slot < 250; ++slot)
-    records.insert(folder.read("errors").substr(20 + 64 * slot, 2));
+  for (size_t slot = 0; slot < 250; ++slot)
+    records.insert(contentOf("errors").substr(20 + 64 * slot, 2));
   EXPECT_EQ(records.size(), 250U);
 }
 

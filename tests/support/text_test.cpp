@@ -1,10 +1,8 @@
-// Words, numbers, slots, paths and bits.
+// Words, slots, paths and bits. Numbers and fields: fuzz/texts.cpp, whose lines all tests run.
 
 #include <array>
-#include <cerrno>
 
 #include "support/bits.h"
-#include "support/fieldscanner.h"
 #include "support/linelist.h"
 #include "support/steparray.h"
 #include "support/testfiles.h"
@@ -45,51 +43,6 @@ TEST(Tokenizer, TakesWordsApart) {
     EXPECT_EQ(tokens.stripEqualsFirst() == nullptr, tokens.count() == 0);
     EXPECT_STREQ(tokens.unquoteSecond(), tokens.count() == 0 ? nullptr : "");
   }
-}
-
-TEST(FieldScanner, ReadsWhatTheCLibraryReads) {
-  std::vector<std::string> pieces = {"9223372036854775807",  "9223372036854775808",
-                                     "18446744073709551615", "18446744073709551616",
-                                     "999999999999999999",   "9223372036854775809"};
-  for (const char c : std::string(" \t\v\x1F\xA0-+//:0942x")) pieces.emplace_back(1, c);
-  std::mt19937 random(1);
-  for (int i = 0; i < 100000; ++i) {
-    std::string text;
-    for (size_t n = random() % 9; n > 0; --n) text += pieces[random() % pieces.size()];
-    const char* const start = text.c_str();
-    long long first = 0;
-    unsigned long long second = 0;
-    char word[6] = "", last[2] = "";
-    const int fields = std::sscanf(start, "%lld%llu/%5s%1s", &first, &second, word, last);
-    FieldScanner scanner(start);
-    ASSERT_EQ(scanner.nextInt(), static_cast<int32_t>(first)) << text;
-    ASSERT_EQ(scanner.nextUnsigned(), static_cast<uint32_t>(second)) << text;
-    scanner.expect('/');
-    ASSERT_EQ(scanner.nextWord(5), word) << text;
-    ASSERT_EQ(scanner.nextWord(1), last) << text;
-    ASSERT_EQ(scanner.failed(), fields != 4) << text;
-
-    errno = 0;
-    const int64_t value = std::strtoll(start, nullptr, 10);
-    ASSERT_EQ(textToInt32(start), static_cast<int32_t>(value)) << text;
-    ASSERT_EQ(scanInt64(start).value, value) << text;
-    ASSERT_EQ(scanInt64(start).saturated, errno == ERANGE) << text;
-    SaturatedInt64 digits{7, false};
-    const bool isNumber = text.find_first_not_of("0123456789") == std::string::npos;
-    ASSERT_EQ(digitsToInt64(text, digits), isNumber) << text;
-    ASSERT_EQ(digits.value, isNumber ? value : 7) << text;
-    ASSERT_EQ(digits.saturated, isNumber && errno == ERANGE) << text;
-    ASSERT_EQ(isBlank(start), text.find_first_not_of(" \t\n\v\f\r") == std::string::npos) << text;
-  }
-}
-
-TEST(StepArray, KeepsTheSlotThatWasNotCommitted) {
-  StepArray<int, 2> array;
-  for (int i = 0; i < 3; ++i) {
-    EXPECT_EQ((*array.nextSlot())++, i);
-    EXPECT_EQ(array.slots().size(), 1U);
-  }
-  EXPECT_TRUE(array.elements().empty());
 }
 
 TEST(StepArray, HoldsNoMoreThanItsCountCanTell) {

@@ -18,13 +18,13 @@ TEST(LineReader, ReadsAsTheCLibrary) {
   std::string text;
   for (int i = 0; i < 400; ++i)
     text += std::string(random() % 1500, 'a') + '\0' + std::string(random() % 9, 'b') + "\r\n\n";
-  const TestFolder folder;
-  const std::string path = folder.write("lines", text + "last");
+  const WorkFolder here;
+  here.write("lines", text + "last");
   for (const char* const call : {"none", "read"}) {
     const ArmedFault halves({.call = call, .nth = 1, .forEver = true, .isShort = true});
     LineReader reader;
-    ASSERT_TRUE(reader.open(path.c_str()));
-    std::FILE* const file = std::fopen(path.c_str(), "r");
+    ASSERT_TRUE(reader.open("lines"));
+    std::FILE* const file = std::fopen("lines", "r");
     char expected[1025] = "";
     while (std::feof(file) == 0) {
       ASSERT_EQ(reader.readByte(), std::fgetc(file));
@@ -41,11 +41,11 @@ TEST(LineReader, ReadsAsTheCLibrary) {
 
 // The text goes on when the buffer is full to the byte.
 TEST(TextWriter, WritesWhateverTheSizes) {
-  const TestFolder folder;
+  const WorkFolder here;
   const std::string full(16384, 'f');
   TextWriter writer;
   EXPECT_FALSE(writer.good());
-  EXPECT_TRUE(writer.close() && writer.open(folder.path("text").c_str()));
+  EXPECT_TRUE(writer.close() && writer.open("text"));
   writer.write(full);
   writer.write("text");
   writer.write(full.substr(4));
@@ -53,7 +53,7 @@ TEST(TextWriter, WritesWhateverTheSizes) {
   writer.write(full.substr(1));
   writer.writeInt(INT64_MIN);
   EXPECT_TRUE(writer.good() && writer.close());
-  EXPECT_EQ(folder.read("text"),
+  EXPECT_EQ(contentOf("text"),
             full + "text" + full.substr(4) + 'c' + full.substr(1) + "-9223372036854775808");
   EXPECT_TRUE(writer.open("/dev/full"));
   writer.write(full);
@@ -74,27 +74,27 @@ TEST(MasterConfiguration, WritesBackWhatItReads) {
       {std::string("n v").append(251, ' ') + "12 13", "", "n v 1\n2 13 0\n"},
       {forty + "z z", "[report 1/14 \"line 41: exceeds param limit\"]\n", forty},
   };
-  const TestFolder folder;
+  const WorkFolder here;
   for (const auto& [text, reports, saved] : cases) {
     TestLog log;
-    MasterConfiguration table(0x10001, folder.write("conf", text).c_str());
-    EXPECT_TRUE(table.save(folder.path("saved").c_str()));
+    here.write("conf", text);
+    EXPECT_TRUE(MasterConfiguration(0x10001, "conf").save("saved"));
     EXPECT_EQ(log.take(), reports);
-    EXPECT_EQ(folder.read("saved"), saved);
+    EXPECT_EQ(contentOf("saved"), saved);
   }
 }
 
 TEST(MasterConfiguration, FindsAndChangesTheFirstEntryWhateverTheCase) {
-  const TestFolder folder;
-  const std::string path = folder.write("conf", "ReadersFile none/file 1\nreadersFILE two 2\n");
-  MasterConfiguration table(1, path.c_str());
+  const WorkFolder here;
+  here.write("conf", "ReadersFile none/file 1\nreadersFILE two 2\n");
+  MasterConfiguration table(1, "conf");
   TestLog log;
   LineReader reader;
   EXPECT_EQ(table.number("READERSFILE") + table.number("readersfil"), 1);
   for (const char* const name : {"readersfile", "none"}) {
     EXPECT_FALSE(table.entryFileExists(name) || table.openEntryFile(name, reader));
     EXPECT_EQ(errno, *name == 'r' ? ENOENT : 0);
-    EXPECT_EQ(table.setValue(name, path.c_str()), *name == 'r');
+    EXPECT_EQ(table.setValue(name, "conf"), *name == 'r');
   }
   EXPECT_EQ(log.take(), "[report 1/16 \"none/file\"]\n[report 1/15 \"none\"]\n");
   EXPECT_TRUE(table.entryFileExists("readersfile") && table.openEntryFile("readersfile", reader));
