@@ -55,25 +55,67 @@ std::vector<CredentialChange> compareCredentials(const std::vector<IdentRecord>&
   return changes;
 }
 
-// What one holder has lost and another has got is one change.
-void joinMoves(std::vector<CredentialChange>& changes) {
-  std::vector<CredentialChange*> lost;
-  for (CredentialChange& change : changes)
-    if (change.fate == CredentialFate::kRemoved) lost.push_back(&change);
-  const auto key = [](const CredentialChange* change) { return change->before->cardnumber; };
-  std::ranges::stable_sort(lost, {}, key);
-  for (CredentialChange& change : changes) {
-    if (change.fate != CredentialFate::kAdded) continue;
-    const CardPattern& wanted = change.now->cardnumber;
-    auto from = std::ranges::lower_bound(lost, wanted, {}, key);
-    while (from != lost.end() && key(*from) == wanted && (*from)->now != nullptr) ++from;
-    if (from == lost.end() || key(*from) != wanted) continue;
-    **from = {CredentialFate::kMoved, (*from)->before, change.now};
-    change.now = nullptr;
-  }
+// For what has become part of another change.
+constexpr CredentialChange kNoChange{CredentialFate::kAdded, nullptr, nullptr};
+
+void dropNoChanges(std::vector<CredentialChange>& changes) {
   std::erase_if(changes, [](const CredentialChange& change) {
     return change.before == nullptr && change.now == nullptr;
   });
+}
+
+const CardPattern& keyOf(const CredentialChange* change) {
+  return (change->before != nullptr ? change->before : change->now)->cardnumber;
+}
+
+std::vector<CredentialChange*> inOrderOfKeys(std::vector<CredentialChange>& changes,
+                                             CredentialFate fate) {
+  std::vector<CredentialChange*> chosen;
+  for (CredentialChange& change : changes)
+    if (change.fate == fate) chosen.push_back(&change);
+  std::ranges::stable_sort(chosen, {}, keyOf);
+  return chosen;
+}
+
+// What one holder has lost and another has got is one change.
+void joinMoves(std::vector<CredentialChange>& changes) {
+  const std::vector<CredentialChange*> lost = inOrderOfKeys(changes, CredentialFate::kRemoved);
+  const std::vector<CredentialChange*> got = inOrderOfKeys(changes, CredentialFate::kAdded);
+  for (auto from = lost.begin(), to = got.begin(); from != lost.end() && to != got.end();) {
+    if (keyOf(*from) < keyOf(*to)) {
+      ++from;
+    } else if (keyOf(*to) < keyOf(*from)) {
+      ++to;
+    } else {
+      **from = {CredentialFate::kMoved, (*from)->before, (*to)->now};
+      **to = kNoChange;
+      ++from, ++to;
+    }
+  }
+  dropNoChanges(changes);
+}
+
+// A PIN that gives way to another one is one change, too.
+void joinPins(std::vector<CredentialChange>& changes) {
+  for (auto first = changes.begin(); first != changes.end();) {
+    const auto end = std::find_if(
+        first, changes.end(),
+        [uniqid = first->uniqid()](const auto& change) { return change.uniqid() != uniqid; });
+    for (const uint32_t code : {kPinOnlyCode, kPinIdentCode}) {
+      auto fresh = first;
+      for (auto old = first; old != end; ++old) {
+        if (old->fate != CredentialFate::kRemoved || old->before->cardsetcode != code) continue;
+        fresh = std::find_if(fresh, end, [code](const auto& change) {
+          return change.fate == CredentialFate::kAdded && change.now->cardsetcode == code;
+        });
+        if (fresh == end) break;
+        *old = {CredentialFate::kChanged, old->before, fresh->now};
+        *fresh++ = kNoChange;
+      }
+    }
+    first = end;
+  }
+  dropNoChanges(changes);
 }
 
 }  // namespace
@@ -92,6 +134,7 @@ Changes compare(const Databases& before, const Databases& now) {
   Changes changes{compareHolders(before.accesses, now.accesses),
                   compareCredentials(before.idents, now.idents)};
   joinMoves(changes.credentials);
+  joinPins(changes.credentials);
   return changes;
 }
 

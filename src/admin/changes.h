@@ -18,6 +18,7 @@ struct HolderChange {
   uint32_t uniqid() const { return (before.empty() ? now : before).front().uniqid; }
 };
 
+// A PIN in place of another one of the same holder is a change, too.
 enum class CredentialFate { kAdded, kRemoved, kMoved, kDeleted, kRestored, kChanged };
 
 // Records of the databases that were compared; null where the credential is not.

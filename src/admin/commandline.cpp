@@ -29,6 +29,7 @@ class CommandLine {
     addHelp();
     addCheck();
     addBuild();
+    addDiff();
   }
 
   ExitStatus run(int argc, const char* const* argv, Console& console) {
@@ -124,12 +125,33 @@ class CommandLine {
     verb->add_flag("--keep", _build.keep, "Keep the replaced files under .old");
   }
 
+  void addDiff() {
+    CLI::App* const verb = addVerb("diff", "Tell what differs between old and new databases",
+                                   [this](Console& console) { return diff(_diff, console); });
+    verb->add_option("FOLDERS", _diff.folders, "The folder of the old ones and that of the new")
+        ->type_name("OLD NEW")
+        ->expected(2);
+    verb->add_option("--old", _diff.oldFiles, "The old databases, in place of a folder")
+        ->type_name("IDENT ACCESS")
+        ->expected(2);
+    verb->add_option("--new", _diff.newFiles, "The new databases")
+        ->type_name("IDENT ACCESS")
+        ->expected(2);
+    addFile(verb, "--ident", _diff.site.ident, "The ident database in both folders");
+    addFile(verb, "--access", _diff.site.access, "The access database in both folders");
+    addFile(verb, "--formats", _diff.site.formats, "The formats file");
+    addFile(verb, "--cardsets", _diff.site.cardSets, "The card sets file");
+    verb->add_flag("--stat", _diff.counts, "Print counts instead of a line for each change");
+    verb->add_flag("--with-pins", _diff.withPins, "Show PINs");
+  }
+
   CLI::App _app{"Looks after the files of a badgemint site."};
   std::string _folder;
   std::string _helpTopic;
   Action _action;
   CheckOptions _check;
   BuildOptions _build;
+  DiffOptions _diff;
 };
 
 ExitStatus runGuarded(int argc, const char* const* argv, Console& console) noexcept {

@@ -22,9 +22,12 @@ bool isPossible(const AccessRecord& record) {
 }
 
 template <typename Record>
-void demandPossible(const std::vector<Record>& records, size_t rest, const std::string& name) {
+void demandPossible(const std::vector<Record>& records, const std::string& name) {
   for (const Record& record : records)
     if (!isPossible(record)) throw Failure(ExitStatus::kRefused, name + " is no such database");
+}
+
+void demandWhole(size_t rest, const std::string& name) {
   if (rest != 0)
     throw Failure(ExitStatus::kRefused, name + " ends within a record: it is no whole database");
 }
@@ -70,10 +73,17 @@ size_t Databases::countHolders() const {
   return holders;
 }
 
+void demandWhole(const Databases& databases, const std::string& identName,
+                 const std::string& accessName) {
+  demandWhole(databases.identRest, identName);
+  demandWhole(databases.accessRest, accessName);
+}
+
 void demandPossible(const Databases& databases, const std::string& identName,
                     const std::string& accessName) {
-  demandPossible(databases.idents, databases.identRest, identName);
-  demandPossible(databases.accesses, databases.accessRest, accessName);
+  demandPossible(databases.idents, identName);
+  demandPossible(databases.accesses, accessName);
+  demandWhole(databases, identName, accessName);
 }
 
 }  // namespace badgemint::admin

@@ -38,8 +38,10 @@ struct Databases {
   size_t countHolders() const;
 };
 
-// Throws Failure (refused) when a file holds anything that no build writes: records that cannot be,
-// or a part of one.
+// Throws Failure (refused) when a file ends within a record.
+void demandWhole(const Databases& databases, const std::string& identName,
+                 const std::string& accessName);
+// The same when it holds records that cannot be.
 void demandPossible(const Databases& databases, const std::string& identName,
                     const std::string& accessName);
 

@@ -8,6 +8,7 @@
 
 #include "admin/build.h"
 #include "admin/console.h"
+#include "admin/diff.h"
 #include "admin/site.h"
 #include "check/sitecheck.h"
 

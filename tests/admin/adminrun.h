@@ -2,11 +2,13 @@
 #ifndef BADGEMINT_TESTS_ADMIN_ADMINRUN_H
 #define BADGEMINT_TESTS_ADMIN_ADMINRUN_H
 
+#include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "admin/commandline.h"
+#include "carddb/recordlayout.h"
 #include "support/faults.h"
 
 namespace badgemint::admin {
@@ -35,6 +37,13 @@ inline AdminRun runAdmin(const std::string& line, const Fault& fault = {}) {
   result.output = output.str();
   result.errors = errors.str();
   return result;
+}
+
+template <typename Record>
+void writeRecords(const std::string& path, const std::vector<Record>& records) {
+  std::ofstream file(path, std::ios::binary);
+  for (const Record& record : records)
+    for (const uint8_t byte : encodeRecord(record)) file.put(static_cast<char>(byte));
 }
 
 }  // namespace badgemint::admin

@@ -7,7 +7,6 @@
 
 #include "admin/adminrun.h"
 #include "admin/buildfiles.h"
-#include "admin/changes.h"
 #include "admin/process.h"
 #include "admin/proof.h"
 #include "admin/replacement.h"
@@ -449,33 +448,6 @@ TEST_F(BuildTest, ProvesEveryByte) {
     EXPECT_THROW(prove(files), Failure) << name << " goes on";
     _site.folder.write(name, good);
   }
-}
-
-TEST(Changes, NameTheFateOfEachCredential) {
-  const auto ident = [](uint8_t key, uint32_t uniqid, uint32_t code = 1, uint32_t deleted = 0) {
-    return IdentRecord{
-        .cardnumber = {key}, .uniqid = uniqid, .cardsetcode = code, .deleted = deleted};
-  };
-  const auto holder = [](uint32_t uniqid, uint8_t flags = 0) {
-    return AccessRecord{.uniqid = uniqid, .bitflds = flags};
-  };
-  const Databases before = {
-      {ident(1, 1), ident(2, 1), ident(3, 2), ident(4, 3, 1, 1), ident(5, 4), ident(9, 9)},
-      {holder(1), holder(2), holder(2), holder(3), holder(9)}};
-  const Databases now = {{ident(1, 1), ident(3, 2, 1, 1), ident(4, 3), ident(5, 4, 2), ident(2, 5),
-                          ident(6, 6), ident(2, 7)},
-                         {holder(1), holder(2), holder(3, 4), holder(5), holder(6)}};
-  const Changes changes = compare(before, now);
-  std::string fates, holders;
-  for (const CredentialChange& change : changes.credentials)
-    fates += std::to_string(change.uniqid()) + "AR>DUC"[static_cast<size_t>(change.fate)];
-  for (const HolderChange& change : changes.holders)
-    holders += std::to_string(change.uniqid()) + (change.before.empty() ? "A"
-                                                  : change.now.empty()  ? "R"
-                                                                        : "C");
-  EXPECT_EQ(fates, "1>2D3U4C6A7A9R");
-  EXPECT_EQ(holders, "2C3C5A6A9R");
-  EXPECT_EQ(before.countHolders(), 4u);
 }
 
 }  // namespace
