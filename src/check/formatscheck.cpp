@@ -23,6 +23,12 @@
 namespace badgemint {
 namespace {
 
+constexpr char kNoFormatFile[] = " is no format file: its name holds no .cdf, .eff or .vff";
+
+std::string unopened(int error) {
+  return std::string("cannot be opened: ") + std::strerror(error);
+}
+
 bool isAnotherFile(const char* one, const char* other) {
   struct stat first {};
   struct stat second {};
@@ -203,8 +209,7 @@ bool FormatsCheck::takeEntry(const Line& line, const FormatsEntry& entry, const 
     return true;
   }
   _findings.error(taken.name, kFormatNotAdded,
-                  quoted(base.data()) + " is no format file: its name holds no .cdf, .eff or .vff" +
-                      (flaw.empty() ? "" : "; " + flaw));
+                  quoted(base.data()) + kNoFormatFile + (flaw.empty() ? "" : "; " + flaw));
   taken.checked.error = _findings.lastError();
   return false;
 }
@@ -251,8 +256,8 @@ void FormatsCheck::load(const Entry& entry) {
 
 Place FormatsCheck::explain(const Entry& entry, int32_t result, const FormatText& text) {
   if (text.isOpened()) return tellFormatErrors(text, result, _findings);
-  std::string reason = std::string("cannot be opened: ") + std::strerror(text.systemError()) +
-                       "; named at " + _findings.placeText({_file, entry.checked.line, 0});
+  std::string reason = unopened(text.systemError()) + "; named at " +
+                       _findings.placeText({_file, entry.checked.line, 0});
   if (entry.written != entry.checked.fileName)
     reason += " as " + quoted(entry.written) + ", of which the folder is dropped";
   if (!entry.flaw.empty()) reason += "; " + entry.flaw;
@@ -270,6 +275,29 @@ const CheckedFormat* CheckedFormats::find(uint32_t id) const {
 CheckedFormats checkFormats(const std::string& formatsFile, CardFormatSet& formats,
                             Findings& findings) {
   return FormatsCheck(formatsFile, formats, findings).run();
+}
+
+const CardFormat* checkFormatAlone(const std::string& path, CardFormatSet& formats,
+                                   Findings& findings) {
+  const int file = findings.addFile(path);
+  const std::string name = path.substr(path.rfind('/') + 1);
+  if (!CardFormatSet::isFormatFile(name.c_str())) {
+    findings.error({file, 0, 0}, kFormatNotAdded, quoted(name) + kNoFormatFile);
+    return nullptr;
+  }
+  CardFormat* const format = formats.addFormat(1, name.c_str());
+  if (format == nullptr) throw std::bad_alloc();
+  const int32_t result = format->loadFormatFile(path.c_str());
+  if (result >= 0) {
+    checkFormatFile(path, *format, file, findings);
+    return format;
+  }
+  const FormatText text(path, *format, file);
+  if (text.isOpened())
+    tellFormatErrors(text, result, findings);
+  else
+    findings.error(text.file(), result, unopened(text.systemError()));
+  return nullptr;
 }
 
 void checkFormatFile(const std::string& path, const CardFormat& format, int file,

@@ -35,6 +35,11 @@ struct CheckedFormats {
 CheckedFormats checkFormats(const std::string& formatsFile, CardFormatSet& formats,
                             Findings& findings);
 
+// The same for one format file that no formats file has to name; `path` leads to it. Null, with an
+// error among the findings, when it does not load.
+const CardFormat* checkFormatAlone(const std::string& path, CardFormatSet& formats,
+                                   Findings& findings);
+
 // The rules of a format file that loaded as `format`; `file` is its number among the findings.
 // Throws std::system_error when the file, which loaded, cannot be read again.
 void checkFormatFile(const std::string& path, const CardFormat& format, int file,
