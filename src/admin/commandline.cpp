@@ -29,6 +29,7 @@ class CommandLine {
     addHelp();
     addCheck();
     addBuild();
+    addShow();
     addDiff();
   }
 
@@ -125,6 +126,30 @@ class CommandLine {
     verb->add_flag("--keep", _build.keep, "Keep the replaced files under .old");
   }
 
+  static void addDatabases(CLI::App* verb, SiteNames& site) {
+    addFile(verb, "--ident", site.ident, "The ident database");
+    addFile(verb, "--access", site.access, "The access database");
+    addFile(verb, "--cardsets", site.cardSets, "The card sets file");
+    addFile(verb, "--formats", site.formats, "The formats file");
+  }
+
+  void addShow() {
+    CLI::App* const verb = addVerb("show", "Show holders with all that they have",
+                                   [this](Console& console) { return show(_show, console); });
+    verb->add_option("HOLDER", _show.holders, "Unique IDs of holders");
+    verb->add_option("--card", _show.cards, "The holder of a card")
+        ->type_name("SET:NUMBER")
+        ->allow_extra_args(false);
+    verb->add_option("--key", _show.keys, "The holder of a credential with this key")
+        ->type_name("HEX")
+        ->allow_extra_args(false);
+    addFile(verb, "--levels", _show.levels, "Tell what access levels open by this file");
+    verb->add_option("--at", _show.at, "The time that counts as now, in UTC")
+        ->type_name("\"YYYY/MM/DD HH:MM:SS\"");
+    addDatabases(verb, _show.site);
+    verb->add_flag("--with-pins", _show.withPins, "Show PINs, and find them by their keys");
+  }
+
   void addDiff() {
     CLI::App* const verb = addVerb("diff", "Tell what differs between old and new databases",
                                    [this](Console& console) { return diff(_diff, console); });
@@ -151,6 +176,7 @@ class CommandLine {
   Action _action;
   CheckOptions _check;
   BuildOptions _build;
+  ShowOptions _show;
   DiffOptions _diff;
 };
 

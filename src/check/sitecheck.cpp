@@ -8,13 +8,10 @@
 #include "check/cardscheck.h"
 #include "check/formatscheck.h"
 #include "inputcards/sitecards.h"
-#include "site/accesslevel.h"
 #include "support/linereader.h"
 #include "support/result.h"
 
 namespace badgemint {
-
-namespace {
 
 void readLevels(const std::string& path, AccessLevelSet& levels) {
   const auto reader = std::make_unique<LineReader>();
@@ -22,8 +19,6 @@ void readLevels(const std::string& path, AccessLevelSet& levels) {
   if (!levels.readAccessLevels(*reader)) throw std::bad_alloc();
   if (reader->failed()) throw std::system_error(errno, std::generic_category(), path);
 }
-
-}  // namespace
 
 SiteSummary checkSite(const SiteCheckOptions& options, Findings& findings) {
   AccessLevelSet levels;

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "check/finding.h"
+#include "site/accesslevel.h"
 
 namespace badgemint {
 
@@ -27,6 +28,9 @@ struct SiteSummary {
 // findings' verdict is the result of a build of the same files. Throws std::bad_alloc, and
 // std::system_error when the access levels file cannot be read.
 SiteSummary checkSite(const SiteCheckOptions& options, Findings& findings);
+
+// Reads an access levels file. Throws std::bad_alloc, and std::system_error when it cannot be read.
+void readLevels(const std::string& path, AccessLevelSet& levels);
 
 }  // namespace badgemint
 

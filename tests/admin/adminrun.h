@@ -3,6 +3,7 @@
 #define BADGEMINT_TESTS_ADMIN_ADMINRUN_H
 
 #include <fstream>
+#include <iomanip>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -19,11 +20,11 @@ struct AdminRun {
   bool struck = false;  // Whether the fault has come to pass.
 };
 
-// The arguments stand behind the name of the program, separated by blanks.
+// The arguments stand behind the name of the program, separated by blanks or in double quotes.
 inline AdminRun runAdmin(const std::string& line, const Fault& fault = {}) {
   std::istringstream words("badgemint-admin " + line);
   std::vector<std::string> arguments;
-  for (std::string word; words >> word;) arguments.push_back(word);
+  for (std::string word; words >> std::quoted(word);) arguments.push_back(word);
   std::vector<const char*> argv;
   for (const std::string& argument : arguments) argv.push_back(argument.c_str());
   std::ostringstream output, errors;

@@ -1,0 +1,57 @@
+#include "admin/arguments.h"
+
+#include "admin/wording.h"
+#include "cardsets/card_functions.h"
+#include "support/datetime.h"
+#include "support/fieldscanner.h"
+#include "support/result.h"
+
+namespace badgemint::admin {
+
+std::optional<CardPattern> keyOf(std::string_view word) {
+  if (word.starts_with("0x") || word.starts_with("0X")) word.remove_prefix(2);
+  if (checkCardNumber(word, 0, 1) != kSuccess) return std::nullopt;
+  CardPattern key{};
+  hexToBits(word, key);
+  return key;
+}
+
+std::optional<uint32_t> numberOf(std::string_view word) {
+  SaturatedInt64 number{};
+  if (word.empty() || !digitsToInt64(word, number) || number.value > UINT32_MAX)
+    return std::nullopt;
+  return static_cast<uint32_t>(number.value);
+}
+
+std::optional<uint32_t> timeOf(const std::string& word) {
+  std::string joined = word;
+  if (const size_t blank = joined.find(' '); blank != std::string::npos) joined[blank] = '-';
+  uint32_t seconds = 0;
+  if (parseDateTime(joined.c_str(), seconds) != kSuccess) return std::nullopt;
+  if (seconds == 0 || timeText(seconds) != word) return std::nullopt;
+  return seconds;
+}
+
+CardPattern keyOfCard(std::string_view set, std::string_view number, const CardSite& site) {
+  const auto csid = numberOf(set);
+  const bool isSet = csid && *csid <= kLastCardSetId;
+  const cardset* const record = isSet ? site.sets().getCardSet(*csid) : nullptr;
+  if (record == nullptr) throw Failure(ExitStatus::kNotDone, "there is no card set " + quoted(set));
+  const CardFormat* const format = site.formatOfSet(record->csid);
+  if (format == nullptr)
+    throw Failure(ExitStatus::kNotDone, "format " + std::to_string(record->fmtid) +
+                                            " of card set " + std::to_string(record->csid) +
+                                            " is not there");
+  const CardEncoder encoder = {format, format->encodeSite(record->fldvalues)};
+  SaturatedInt64 value{};
+  CardPattern key{};
+  if (readCardNumber(number, value) != kSuccess)
+    throw Failure(ExitStatus::kRefused, quoted(number) + " is no card number");
+  if (encodeCardNumber(encoder, value, 0, key) != kSuccess)
+    throw Failure(ExitStatus::kRefused, "card " + printable(number) + " does not fit format " +
+                                            std::to_string(record->fmtid) + " of card set " +
+                                            std::to_string(record->csid));
+  return key;
+}
+
+}  // namespace badgemint::admin

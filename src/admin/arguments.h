@@ -1,0 +1,31 @@
+// What words of the command line mean to more than one verb.
+#ifndef BADGEMINT_ADMIN_ARGUMENTS_H
+#define BADGEMINT_ADMIN_ARGUMENTS_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "admin/cardsite.h"
+
+namespace badgemint::admin {
+
+// A key in 1 to 32 hexadecimal digits, behind "0x" or not; zeros at its end may be missing. None
+// for any other word.
+std::optional<CardPattern> keyOf(std::string_view word);
+
+// A decimal number of 32 bits, digits alone. None for any other word.
+std::optional<uint32_t> numberOf(std::string_view word);
+
+// Seconds of a time such as "2026/01/31 18:00:00", with all its digits. None for any other word,
+// and for a day that its month does not have.
+std::optional<uint32_t> timeOf(const std::string& word);
+
+// The key of a card of a site, from the words for its card set and its number. Throws Failure: not
+// done when the site has no such card set or not its format, refused when there is no such number.
+CardPattern keyOfCard(std::string_view set, std::string_view number, const CardSite& site);
+
+}  // namespace badgemint::admin
+
+#endif  // BADGEMINT_ADMIN_ARGUMENTS_H

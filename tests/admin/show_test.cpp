@@ -1,0 +1,106 @@
+// The verb `show`: what it says of records that no build writes, and of words that are wrong.
+#include <gtest/gtest.h>
+
+#include "admin/adminrun.h"
+#include "carddb/testdatabases.h"
+#include "support/testsite.h"
+
+namespace badgemint::admin {
+namespace {
+
+TEST(Show, SaysWhatNoBuildWrites) {
+  const TestSite site;
+  site.folder.write("levels", "3 1 2\n4\n");
+  writeRecords<IdentRecord>("ident.db", {{{0x02, 0x2A, 0x7C, 0x24}, 5, 1, 1},
+                                         {{0x12, 0xF0}, 5, kPinIdentCode},
+                                         {{0x47, 0x11, 0xF0}, 8, kPinOnlyCode},
+                                         {{0x02}, 8, 7}});
+  writeRecords<AccessRecord>("access.db", {{8, {}, {0, 3, 4, 5}, 100, 200, 6, 0, 0xC1, 0, 0, 0},
+                                           {6, {0x12, 0xF0}, {}, 0, 199, 0, 0, 0, 0, 0, 0},
+                                           {8, {}, {}, 201, 200, 77, 7, 0, 1, 2, 8}});
+  const AdminRun run = runAdmin(
+      "show 8 6 --key 0x022A7C24 --key 4711f --levels levels --at \"1970/01/01 00:03:20\"");
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.output, R"(holder 8
+  2 access records: a build writes one
+  access record 0
+  access level 2: 3, opens door group/schedule 1/2
+  access level 3: 4, opens no door
+  access level 4: 5, opens no door
+  validity: from 1970/01/01 00:01:40 to 1970/01/01 00:03:20, valid then
+  flag 0 (not in the line)
+  flag 6 (not in the line)
+  flag 7 (not in the line)
+  escort: 6
+  PIN: ****
+  access record 2
+  validity: from 1970/01/01 00:03:21 to 1970/01/01 00:03:20, never valid
+  escort: 77, who is no holder
+  elevator access: 1
+  output relay group: 2
+  issue level: 7
+  output mode: 8
+  PIN: ****
+  PIN **** alone, ident record 2
+  card with key 02000000000000000000000000000000 of card set 7, ident record 3
+
+holder 6
+  access record 1
+  validity: to 1970/01/01 00:03:19, expired since 1970/01/01 00:03:20
+  PIN: ****
+  no credential: nothing to open a door with
+
+holder 5
+  no access record: no door opens
+  card with key 022A7C24000000000000000000000000 of card set 1, ident record 0, deleted
+  PIN **** beside a card, ident record 1
+
+there is no credential with key 4711F000000000000000000000000000
+
+)");
+  const AdminRun again =
+      runAdmin("show 6 --key 4711F --key 4711F0 --with-pins --at \"1970/01/01 00:01:39\"");
+  EXPECT_EQ(again.status, 0);
+  for (const char* const says : {"4711 alone, key 4711F", "20, not yet valid", "19, valid then"}) {
+    const size_t found = again.output.find(says);
+    EXPECT_TRUE(found != std::string::npos && found == again.output.rfind(says)) << says;
+  }
+}
+
+TEST(Show, RefusesWordsThatMeanNothing) {
+  const TestSite site;
+  std::filesystem::rename("formats", "formats.txt");
+  site.folder.write("cardsets.txt", "f 1 1 A=21\nf 7 9\nf 254 2\n");
+  const struct {
+    const char* words;
+    int status;
+    const char* says;
+  } kCases[] = {
+      {"", 3, "show whom?"},
+      {"\"\"", 3, "is no unique ID"},
+      {"4294967296", 3, "\"4294967296\" is no unique ID"},
+      {"4294967295 --card 1:65535", 3, "ident.db: No such file"},
+      {"--card 1", 3, "\"1\" is no card"},
+      {"--card 2:7", 3, "there is no card set \"2\""},
+      {"--card 254:7", 3, "there is no card set \"254\""},
+      {"--card 7:7", 3, "format 9 of card set 7 is not there"},
+      {"--card 1:", 2, "\"\" is no card number"},
+      {"--card 1:65536", 2, "card 65536 does not fit format 1 of card set 1"},
+      {"--key 0X0g", 3, "\"0X0g\" is no key"},
+      {"1 --at 0", 3, "--at \"0\" is no time"},
+      {"1 --at \"2026/02/30 10:00:00\"", 3, "is no time"},
+      {"1 --cardsets none", 3, "none: No such file"},
+      {"1 --formats none", 3, "none: cannot be opened"},
+      {"1 --ident cardsets.txt --access 32.cdf", 1,
+       "cardsets.txt ends within a record\nbadgemint-admin: 32"},
+  };
+  for (const auto& [words, status, says] : kCases) {
+    SCOPED_TRACE(words);
+    const AdminRun run = runAdmin(std::string("show ") + words);
+    EXPECT_EQ(run.status, status);
+    EXPECT_NE(run.errors.find(says), std::string::npos) << run.errors;
+  }
+}
+
+}  // namespace
+}  // namespace badgemint::admin
