@@ -100,7 +100,7 @@ class ChangesWriter {
 
   std::string textOf(const CredentialChange& change) const {
     using enum CredentialFate;
-    const std::string before = change.before == nullptr ? "" : words(*change.before);
+    std::string before = change.before == nullptr ? "" : words(*change.before);
     switch (change.fate) {
       case kAdded:
         return words(*change.now) + " added";
