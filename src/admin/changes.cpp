@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "carddb/identindx.h"
+
 namespace badgemint::admin {
 
 namespace {
@@ -64,31 +66,39 @@ void dropNoChanges(std::vector<CredentialChange>& changes) {
   });
 }
 
-const CardPattern& keyOf(const CredentialChange* change) {
-  return (change->before != nullptr ? change->before : change->now)->cardnumber;
-}
+// A change to be found by its key; the words of a key compare faster than its bytes.
+struct KeyedChange {
+  KeyRank key;
+  CredentialChange* change;
+  bool operator<(const KeyedChange& other) const {
+    return key < other.key || (key == other.key && change < other.change);
+  }
+};
 
-std::vector<CredentialChange*> inOrderOfKeys(std::vector<CredentialChange>& changes,
-                                             CredentialFate fate) {
-  std::vector<CredentialChange*> chosen;
-  for (CredentialChange& change : changes)
-    if (change.fate == fate) chosen.push_back(&change);
-  std::ranges::stable_sort(chosen, {}, keyOf);
+std::vector<KeyedChange> inOrderOfKeys(std::vector<CredentialChange>& changes,
+                                       CredentialFate fate) {
+  std::vector<KeyedChange> chosen;
+  for (CredentialChange& change : changes) {
+    if (change.fate != fate) continue;
+    const IdentRecord* const record = change.before != nullptr ? change.before : change.now;
+    chosen.push_back({IdentIndexEntry::rank(record->cardnumber), &change});
+  }
+  std::sort(chosen.begin(), chosen.end());
   return chosen;
 }
 
 // What one holder has lost and another has got is one change.
 void joinMoves(std::vector<CredentialChange>& changes) {
-  const std::vector<CredentialChange*> lost = inOrderOfKeys(changes, CredentialFate::kRemoved);
-  const std::vector<CredentialChange*> got = inOrderOfKeys(changes, CredentialFate::kAdded);
+  const std::vector<KeyedChange> lost = inOrderOfKeys(changes, CredentialFate::kRemoved);
+  const std::vector<KeyedChange> got = inOrderOfKeys(changes, CredentialFate::kAdded);
   for (auto from = lost.begin(), to = got.begin(); from != lost.end() && to != got.end();) {
-    if (keyOf(*from) < keyOf(*to)) {
+    if (from->key < to->key) {
       ++from;
-    } else if (keyOf(*to) < keyOf(*from)) {
+    } else if (to->key < from->key) {
       ++to;
     } else {
-      **from = {CredentialFate::kMoved, (*from)->before, (*to)->now};
-      **to = kNoChange;
+      *from->change = {CredentialFate::kMoved, from->change->before, to->change->now};
+      *to->change = kNoChange;
       ++from, ++to;
     }
   }
