@@ -91,25 +91,6 @@ TEST(AccessFile, LeavesRecordsOfOthersAlone) {
   EXPECT_EQ(file.mergeAccess(record, true), -1109);
 }
 
-TEST(AccessFile, TellsWhichCallFailed) {
-  const WorkFolder here;
-  const auto of = [](int32_t (*run)(AccessFile&)) { return failures(kClosed, run); };
-  EXPECT_EQ(of([](AccessFile& f) { return f.updateAccessTimes({.uniqid = 30}); }),
-            "open -1105! O, lseek -1105! W, read -1105!, short read -1105!, write W, "
-            "short write W, close 0 W");
-  EXPECT_EQ(of([](AccessFile& f) { return f.mergeAccess(record = {.uniqid = 30}, true); }),
-            "open O! O, lseek R! W, read R!, short read R!, write W, short write W, close 0 W");
-  EXPECT_EQ(of([](AccessFile& f) { return f.setFlag3(30); }),
-            "open O! O, lseek R! W, read R!, short read R!, write W, short write W, close 0 W");
-  EXPECT_EQ(of([](AccessFile& f) { return f.loadIndex("access", 0); }),
-            "allocate -100[25 accessfile] Not enough memory to create access filename\n"
-            " -100[25 accessfile] Not enough memory to create access index\n"
-            ", stat O!, open O[25 accessindx] Error opening access file access\n"
-            ", read R[25 accessindx] Error reading access file access\n"
-            " R[25 accessindx] Error reading access file access\n"
-            ", short read 0 0, close 0");
-}
-
 // Slots with 0 are not looked up; the end of the file comes as a failed read.
 TEST(AccessFile, TellsTheAccessLevelsThatAreMissing) {
   const WorkFolder here;

@@ -86,21 +86,6 @@ TEST(IdentFile, LeavesRecordsOfOthersAlone) {
   EXPECT_EQ(file.findCard({3}, found, number), -383);
 }
 
-TEST(IdentFile, TellsWhichCallFailed) {
-  const WorkFolder here;
-  static uint32_t uniqid = 0;
-  const auto of = [](int32_t (*run)(IdentFile&)) { return failures(kClosed, run); };
-  // What cannot be read counts as not found: it is appended.
-  EXPECT_EQ(
-      of([](IdentFile& f) { return f.addOrReplace({{3}}); }),
-      "open 0+ -1, lseek 0+ -2, read 0+, short read 0+, write -2, short write -2, close 0 -2");
-  EXPECT_EQ(of([](IdentFile& f) { return f.setCardDeleted({3}, uniqid); }),
-            "open R W R W, lseek R W R W, read R R, short read R R, write W W, short write W W, "
-            "close 0 W 0 W");
-  EXPECT_EQ(of([](IdentFile& f) { return f.countUnloadedCardSets({}); }),
-            "open O!, read 0! 1! 2! 3!, short read 0 1 2 3, close 3");
-}
-
 // The failing call, the last messages, and how many entries the index has then.
 TEST(IdentFile, TellsWhyALoadFailed) {
   const WorkFolder here;

@@ -20,17 +20,6 @@ TEST(Records, HaveTheirFieldsInTheirPlaces) {
             "94939291 2AB1C1D1");
 }
 
-TEST(AccessRecord, SetsOneFlagAtATime) {
-  for (int32_t bit = 0; bit < 6; ++bit) {
-    AccessRecord record{.bitflds = 0x15};
-    EXPECT_EQ(record.flag(bit), 0x15 >> bit & 1);
-    record.setFlag(bit, -1);
-    EXPECT_EQ(record.bitflds, 0x15 | 1 << bit);
-    record.setFlag(bit, 0);
-    EXPECT_EQ(record.bitflds, 0x15 & ~(1 << bit));
-  }
-}
-
 TEST(IdentRecord, HasTexts) {
   char text[100];
   const IdentRecord record{{}, UINT32_MAX, 254, 1};

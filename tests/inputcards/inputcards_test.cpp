@@ -127,17 +127,19 @@ TEST(InputCards, NeedFiveWordsOfABlock) {
   });
 }
 
-TEST(InputCards, TellTheSmallestCardThatOccursTwice) {
-  std::string cards = "f 1 2\n";
-  for (const std::string n : {"9", "8", "7", "6", "5", "4", "3", "2", "1"})
-    cards += "c 1 " + n + " 0 " + n + "\nc 1 " + n + " 0 1" + n + "\n";
+TEST(InputCards, FindRoomInThreeQuartersOfTheMachinesMemory) {
   const TestSite site;
   TestLog log(25);
-  EXPECT_EQ(buildCards(cards), kDuplicateCardKey);
-  EXPECT_TRUE(log.take().starts_with(
-      "[25 cardindex] Error - Duplicate hex card number\n"
-      "[25 cardindex] First card info - uniqid=1, linetype=c line#=18 csid=1 cardno=1\n"
-      "[25 cardindex] Second card info - uniqid=11, linetype=c line#=19 csid=1 cardno=1\n"));
+  machinePages = 38;  // As many pages as an entry takes bytes with its bits in the checks.
+  const long entries = sysconf(_SC_PAGESIZE) * 3 / 4;
+  const std::string fits = "f 2 2\nd 2 1 " + std::to_string(entries) + " 1\n";
+  EXPECT_EQ(buildCards(fits), 0);
+  log.take();
+  EXPECT_EQ(buildCards(fits + "p 1 0"), -100);
+  EXPECT_EQ(log.take(), "[25 cardindex] Not enough memory to create card index\n");
+  machinePages = -1;
+  EXPECT_EQ(buildCards(fits + "p 1 0"), 0) << "nothing is known of the machine";
+  machinePages = 0;
 }
 
 // The buffers of both databases are written when that of the access database is full, after 1489
