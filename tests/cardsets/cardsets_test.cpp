@@ -57,22 +57,24 @@ TEST(CardSets, ReadAndWriteTheirFile) {
       {"f 5 0", "f 5 0 \n", range},
       {"f 5 2 A 1 B 2 I 3\nf 6 3 A 7", "f 6 3 A 7 B 2 \n", letter},
   };
-  const TestFolder folder;
+  const WorkFolder here;
   TestLog log(25);
   for (const auto& [text, written, told] : rows) {
     cardsets sets;
-    EXPECT_EQ(sets.load(folder.write("f", text).c_str()), 0);
+    here.write("f", text);
+    EXPECT_EQ(sets.load("f"), 0);
     EXPECT_EQ(log.take(), told) << text;
-    EXPECT_EQ(sets.writeCardSetsFile(folder.path("sets").c_str()), 0);
-    EXPECT_EQ(folder.read("sets"), written);
+    EXPECT_EQ(sets.writeCardSetsFile("sets"), 0);
+    EXPECT_EQ(contentOf("sets"), written);
   }
 }
 
 TEST(CardSets, FindTheFirstOfAnIdAndItsFormat) {
-  const TestFolder folder;
-  const std::string path = folder.write("f", "f 1 3\nf 1 4\nf 255 3\nf 256 3\nf 256 4\nf 2 0");
-  MasterConfiguration named(1, folder.write("c", "cardsets " + path).c_str());
-  MasterConfiguration empty(1, folder.write("e", "").c_str());
+  const WorkFolder here;
+  here.write("f", "f 1 3\nf 1 4\nf 255 3\nf 256 3\nf 256 4\nf 2 0");
+  here.write("named", "cardsets f");
+  here.write("empty", "");
+  MasterConfiguration named(1, "named"), empty(1, "empty");
   TestLog log;
   cardsets sets;
   EXPECT_TRUE(sets.loadFromConfiguration(named));

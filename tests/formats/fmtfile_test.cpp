@@ -18,14 +18,16 @@ TEST(Fmtfile, ReadsEntries) {
       {"1 A\n2 B\n\n7\n3 C\n", "1:A 2:B 3:C [25 fmtfile] line 2: too few args\n"},
       {"1 " + n98 + "2 B\n", "1:" + n98 + " 2:B "},
   };
-  const TestFolder folder;
+  const WorkFolder here;
   TestLog log(25);
   fmtfile file;
   uint32_t id = 0;
   FormatFileName name;
-  MasterConfiguration named(1, folder.write("c", "fmts " + folder.path("f")).c_str());
+  here.write("named", "fmts f");
+  here.write("empty", "");
+  MasterConfiguration named(1, "named"), empty(1, "empty");
   for (const auto& [text, expected] : rows) {
-    folder.write("f", text);
+    here.write("f", text);
     EXPECT_EQ(file.openFromConfiguration(named), 0);
     std::string entries;
     while (file.readEntryBaseName(id, name) == 0)
@@ -35,7 +37,6 @@ TEST(Fmtfile, ReadsEntries) {
   EXPECT_EQ(file.readEntry(id, name), 1);
   file.close();
   EXPECT_EQ(file.readEntry(id, name), -371);
-  MasterConfiguration empty(1, folder.write("c", "").c_str());
   EXPECT_EQ(file.openFromConfiguration(empty), -370);
   EXPECT_EQ(log.take(), "[report 1/15 \"fmts\"]\n[report 1/21 \"\"]\n");
 }

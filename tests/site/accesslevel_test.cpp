@@ -19,9 +19,10 @@ struct Site final : Readers, DoorGroups, Schedules {
 };
 
 bool load(AccessLevelSet& levels, const std::string& lines) {
-  const TestFolder folder;
-  const std::string path = folder.write("levels", lines);
-  MasterConfiguration configuration(1, folder.write("conf", "AccessLvls=" + path).c_str());
+  const WorkFolder here;
+  here.write("levels", lines);
+  here.write("conf", "AccessLvls=levels");
+  MasterConfiguration configuration(1, "conf");
   return levels.loadAccessLevels(configuration);
 }
 

@@ -10,55 +10,33 @@
 #include <cstdarg>
 #include <new>
 #include <string_view>
-#include <utility>
 
 #include "support/logger.h"
 
-namespace badgemint {
-namespace {
+using namespace badgemint;
 
-Fault armed;
-int count = 0;
-std::vector<unsigned> sleeps;
+namespace {
 
 // Whether this call is to fail; sets errno then.
 bool strikes(std::string_view call) {
+  const Fault& fault = armedFault;
   const bool isMemory = call == "allocate" || call == "new";
-  if (armed.call != call && (armed.call != "any" || isMemory)) return false;
-  ++count;
-  const bool hit = armed.forEver ? count >= armed.nth : count == armed.nth;
-  if (hit && armed.signal != 0) return raise(armed.signal) != 0;
-  if (hit) errno = armed.error;
+  if (fault.call != call && (fault.call != "any" || isMemory)) return false;
+  ++faultyCalls;
+  const bool hit = fault.forEver ? faultyCalls >= fault.nth : faultyCalls == fault.nth;
+  if (hit && fault.signal != 0) return raise(fault.signal) != 0;
+  if (hit) errno = fault.error;
   return hit;
 }
 
 // The same for a transfer. A short one goes on: half is written, some bytes are read.
 bool strikesTransfer(std::string_view call, size_t& size) {
   if (!strikes(call)) return false;
-  if (armed.isShort) size = call == "write" ? size / 2 : std::min(size, size_t{7});
-  return !armed.isShort;
+  if (armedFault.isShort) size = call == "write" ? size / 2 : std::min(size, size_t{7});
+  return !armedFault.isShort;
 }
 
 }  // namespace
-
-ArmedFault::ArmedFault(const Fault& fault) {
-  count = 0;
-  armed = fault;
-}
-ArmedFault::~ArmedFault() {
-  armed = {};
-}
-bool ArmedFault::struck() const {
-  return count > 0 && count >= armed.nth;
-}
-
-std::vector<unsigned> takeSleeps() {
-  return std::exchange(sleeps, {});
-}
-
-}  // namespace badgemint
-
-using namespace badgemint;
 
 extern "C" {
 

@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace badgemint {
@@ -20,22 +21,29 @@ struct Fault {
   int signal = 0;        // This is raised before the call instead.
 };
 
+inline Fault armedFault;     // No call of an empty name is made.
+inline int faultyCalls = 0;  // Of its kind, since it was armed.
+
 // Arms one fault while it lives.
 class ArmedFault {
  public:
-  explicit ArmedFault(const Fault& fault);
-  ~ArmedFault();
-  ArmedFault(const ArmedFault&) = delete;
-  ArmedFault& operator=(const ArmedFault&) = delete;
+  explicit ArmedFault(const Fault& fault) {
+    armedFault = fault;
+    faultyCalls = 0;
+  }
+  ~ArmedFault() { armedFault = {}; }
 
-  bool struck() const;
+  bool struck() const { return faultyCalls > 0 && faultyCalls >= armedFault.nth; }
 };
 
 // How many pages of memory the machine has for the code under test: -1 unknown, 0 what it has.
 inline long machinePages = 0;
 
-// What the code under test asked `sleep` for since the last call; it never really sleeps.
-std::vector<unsigned> takeSleeps();
+// What the code under test asked `sleep` for since the last look; it never really sleeps.
+inline std::vector<unsigned> sleeps;
+inline std::vector<unsigned> takeSleeps() {
+  return std::exchange(sleeps, {});
+}
 
 }  // namespace badgemint
 

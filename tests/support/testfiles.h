@@ -34,8 +34,6 @@ class TestFolder {
     std::error_code ignored;
     std::filesystem::remove_all(_path, ignored);
   }
-  TestFolder(const TestFolder&) = delete;
-  TestFolder& operator=(const TestFolder&) = delete;
 
   std::string path(const std::string& name) const { return _path + "/" + name; }
 
@@ -76,8 +74,6 @@ class TestLog {
     publish();
   }
   ~TestLog() { theLogger = nullptr; }
-  TestLog(const TestLog&) = delete;
-  TestLog& operator=(const TestLog&) = delete;
 
   Logger& logger() { return _logger; }
 
