@@ -59,7 +59,6 @@ TEST(InputCards, CheckTheCardSetOfALine) {
   expectBuilds({
       {"f", -508, "[25 inputcards] Error reading fieldsline card set ID, line#=1\n"},
       {"f 0 1", -1006, invalid + "0, line#=1\n"},
-      {"f 254 1", -1006, invalid + "254, line#=1\n"},
       {"f 1 1\nf 253 2\nc 1 7 0 1\nc 253 7 0 2", 0, ""},
       {"c 0 1 0 1", -1006, invalid + "0, line#=1\n"},
       {"d 254 1 1 1", -1006, invalid + "254, line#=1\n"},
@@ -81,6 +80,9 @@ TEST(InputCards, CheckNumbersAndPins) {
   const std::string f33 = times(33, 'f'), f99 = times(99, 'f'), many = ", too many digits";
   expectBuilds({
       {"f 1 1\nc 1", -1010, number.substr(1) + "2\n"},
+      {"n 0", -1010, number.substr(1) + "1\n"},
+      {"n 0 1", 0, ""},
+      {"p", 0, ""},
       {"n 0 12G 0 1", -1003, bad + "12G, must be hexidecimal" + number + "1\n"},
       {"n 0 " + times(32, 'f') + " 12345678 1", 0, ""},
       {"n 0 " + f33, -1003, bad + f33 + many + number + "1\n"},
