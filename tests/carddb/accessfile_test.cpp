@@ -8,10 +8,12 @@ namespace {
 
 AccessRecord record;
 
-AccessRecord anyAccess(std::mt19937& random) {
+AccessRecord anyAccess(uint32_t uniqid, std::mt19937& random) {
   RecordImage<AccessRecord> image;
-  for (uint8_t& byte : image) byte = static_cast<uint8_t>(random());
-  return decodeRecord<AccessRecord>(image);
+  std::ranges::generate(image, std::ref(random));
+  record = decodeRecord<AccessRecord>(image);
+  record.uniqid = uniqid;
+  return record;
 }
 
 AccessRecord withValidity(AccessRecord to, const AccessRecord& from) {
@@ -33,8 +35,7 @@ TEST(AccessFile, ChangesWhatItSaysAndNothingElse) {
   for (int round = 0; round < 200; ++round) {
     const size_t at = random() % 3;
     AccessRecord& old = stored[at];
-    AccessRecord given = anyAccess(random);
-    given.uniqid = old.uniqid;
+    AccessRecord given = anyAccess(old.uniqid, random);
     const auto expectChange = [&](int32_t result, const AccessRecord& expected) {
       old = expected;
       EXPECT_EQ(result, 0);
@@ -46,8 +47,7 @@ TEST(AccessFile, ChangesWhatItSaysAndNothingElse) {
     old.bitflds &= 0xF7;
     expectChange(file.clearFlag3(old.uniqid), old);
     expectChange(file.putAccess(given), given);
-    given = anyAccess(random);
-    given.uniqid = old.uniqid;
+    given = anyAccess(old.uniqid, random);
     const AccessRecord merged = round % 2 == 0 ? given : withValidity(given, old);
     expectChange(file.mergeAccess(given, round % 2 != 0), merged);
     EXPECT_EQ(given, merged);

@@ -100,11 +100,9 @@ TEST(Databases, ReadsAheadWhatIsThere) {
   std::mt19937 random(1);
   std::vector<AccessRecord> list(400);
   for (uint32_t i = 0; i < 400; ++i) list[i].uniqid = i;
-  here.write("access", bytesOf(list) + "tail");
   AccessFile file;
-  EXPECT_EQ(file.setFileName("access"), 0);
-  EXPECT_EQ(file.openFile(O_RDONLY), 0);
-  file.startReadingAhead();
+  prepare(file, kReadingAhead);
+  here.write("access", bytesOf(list) + "tail");
   AccessRecord found;
   for (uint32_t step = 0; step < 1000; ++step) {
     const ArmedFault fault({"read", static_cast<int>(random() % 3), false, EIO, true});

@@ -1,5 +1,5 @@
 // Encoding and decoding with whole format files: a judge that goes position by position through the
-// characters of their masks, and published cards. fieldstate_test.cpp has how a value becomes bits.
+// characters of their masks, and published cards.
 
 #include <algorithm>
 #include <bitset>
@@ -15,6 +15,50 @@ std::string bitText(const auto& units) {
   return text;
 }
 
+// How a value becomes the bits of a field, and back: bits as text, the first position at the front.
+struct FieldJudge {
+  fieldstate state;
+
+  // Four data bits, the lowest first, and one that makes the number of ones odd.
+  static std::string stripeDigit(uint64_t digit) {
+    std::string code = std::bitset<4>(digit).to_string();
+    std::ranges::reverse(code);
+    return code + (std::ranges::count(code, '1') % 2 == 0 ? '1' : '0');
+  }
+  // The last 64 positions of a field that carries this text at its end, in its direction.
+  std::string directed(std::string text) const {
+    text = std::string(144, '0') + text.substr(text.size() < 64 ? 0 : text.size() - 64);
+    if (state.dir == kDirectionLsb) {
+      std::reverse(text.end() - state.nbits, text.end());
+      std::fill(text.begin(), text.end() - state.nbits, '0');
+    }
+    return text.substr(text.size() - 64);
+  }
+  std::string toBits(int64_t number) const {
+    auto value = static_cast<uint64_t>(number);
+    std::string text = state.ftyp == kTypeBin ? std::bitset<64>(value).to_string() : "";
+    const bool isBcd = state.ftyp == kTypeBcd;
+    const int digits = isBcd ? 16 : state.ftyp == kTypeMsd ? state.nbits / 5 : 0;
+    for (int i = 0; i < digits; ++i, value /= 10)
+      text.insert(0, isBcd ? std::bitset<4>(value % 10).to_string() : stripeDigit(value % 10));
+    return directed(text);
+  }
+  int64_t toValue(std::string text) const {
+    text = directed(text);
+    uint64_t value = state.ftyp == kTypeBin ? std::bitset<64>(text).to_ullong() : 0;
+    for (size_t p = 0; state.ftyp == kTypeBcd && p < 64; p += 4)
+      value = value * 10 + std::bitset<4>(text, p, 4).to_ulong();
+    const std::string framed = std::string(80, '0') + text + "0000";
+    for (int p = 64 - state.nbits; state.ftyp == kTypeMsd && p <= 63; p += 5) {
+      const std::string code = framed.substr(static_cast<size_t>(80 + p), 5);
+      uint64_t digit = 0;
+      while (digit < 10 && stripeDigit(digit) != code) ++digit;
+      if (digit < 10) value = value * 10 + digit;
+    }
+    return static_cast<int64_t>(value);
+  }
+};
+
 // What a format file says, and what its cards then are. Bits are text, the first at the front.
 struct Judge {
   bool isVff;
@@ -24,7 +68,8 @@ struct Judge {
   std::array<std::string, 10> masks;             // Output, fixed and parity; blank at some ends.
 
   explicit Judge(std::mt19937_64& random) : isVff(random() % 4 == 0), numberField(random() % 8) {
-    for (std::string& direction : directions) direction = random() % 2 == 0 ? "MSB" : "LSB";
+    for (std::string& direction : directions)
+      direction = std::array{"MSB", "LSB", "?"}[random() % 3];
     for (std::string& type : types) type = std::array{"BIN", "BCD", "MSD", ""}[random() % 4];
     // Runs of equal characters.
     const auto fill = [&](std::string& mask, const std::string& characters) {
@@ -33,7 +78,7 @@ struct Judge {
       mask.resize(random() % 4 == 0 ? random() % 145 : 144);
       mask.resize(144, ' ');
     };
-    fill(masks[0], std::array{"ABCDEFGHP.-*", "AB*", "H*", "ABP.", "A*.P-a"}[random() % 5]);
+    fill(masks[0], std::array{"ABCDEFGHP.-*", "AB*", "H", "*", "ABP.", "A*.P-a"}[random() % 6]);
     fill(masks[1], random() % 2 == 0 ? "." : "01...");
     for (size_t i = 2; i < 10; ++i) fill(masks[i], random() % 3 == 0 ? "." : "XXX..E-O.");
     for (size_t p = 0; p < 144; ++p) {
@@ -91,11 +136,11 @@ struct Judge {
     std::string work(144, '0');
     for (size_t field = 0; field < 8; ++field) {
       if (isVff && field != numberField) continue;
-      uint64_t value = state(field).toBits(values[field]);
+      std::string digits = std::string(80, '0') + FieldJudge{state(field)}.toBits(values[field]);
       for (size_t p = 144; p-- > 0;) {
         if (masks[0][p] != letter(field)) continue;
-        work[p] = value % 2 == 1 ? '1' : '0';
-        value /= 2;
+        work[p] = digits.back();
+        digits.pop_back();
       }
     }
     for (size_t p = 0; p < 144; ++p)
@@ -111,10 +156,10 @@ struct Judge {
     work = std::string(144, '0') + work;
     work = work.substr(work.size() - end);
     work.resize(144, '0');
-    uint64_t value = 0;
-    for (size_t p = 144, bit = 0; p-- > 0;)
-      if (masks[0][p] == letter(field) && bit < 64) value |= uint64_t{work[p] == '1'} << bit++;
-    return state(field).toValue(value);
+    std::string digits(64, '0');
+    for (size_t p = 0; p < 144; ++p)
+      if (masks[0][p] == letter(field)) digits += work[p];
+    return FieldJudge{state(field)}.toValue(digits);
   }
 };
 
@@ -155,6 +200,15 @@ TEST(CardFormat, AgreesWithTheJudge) {
       ASSERT_EQ(bitText(work.words), expected) << round << f;
     }
   }
+}
+
+TEST(Fieldstate, KnowsPublishedDigits) {
+  TestLog log;
+  const fieldstate two{kTypeMsd, kDirectionMsb, 10};
+  EXPECT_EQ(two.toBits(7), 0b00001'11100);
+  EXPECT_EQ(two.toValue(0b11010'11100), 7);
+  EXPECT_EQ(log.take(), "[75 fieldstate] invalid msddig dig = 1a\n");
+  EXPECT_EQ((fieldstate{kTypeBcd, kDirectionMsb, 16}.toBits(1234)), 0x1234);
 }
 
 TEST(CardFormat, EncodesPublishedCards) {
