@@ -59,21 +59,27 @@ int32_t LineWriter::write(InputLine line) {
 }
 
 int32_t LineWriter::flush() {
-  if (const int32_t rc = _identFile.flushAppends(); rc < 0) return rc;
-  return _accessFile.flushAppends();
+  if (const int32_t rc = _identFile->flushAppends(); rc < 0) return rc;
+  return _accessFile->flushAppends();
 }
 
 int32_t LineWriter::writeIdent(const IdentRecord& record) {
-  if (_identFile.appendBufferFull() || _accessFile.appendBufferFull()) {
+  if (_made != nullptr) {
+    _made->ident = record;
+    return kSuccess;
+  }
+  if (_identFile->appendBufferFull() || _accessFile->appendBufferFull()) {
     if (const int32_t rc = flush(); rc < 0) return rc;
   }
   ++_credentials;
-  return _identFile.appendRecord(record);
+  return _identFile->appendRecord(record);
 }
 
 int32_t LineWriter::writeHolder(const CardRecord& card) {
   if (const int32_t rc = writeIdent(card.ident); rc < 0) return rc;
-  return _accessFile.appendRecord(card.access);
+  if (_made == nullptr) return _accessFile->appendRecord(card.access);
+  _made->access = card.access;
+  return kSuccess;
 }
 
 int32_t LineWriter::takeCard(InputLine line) {

@@ -15,7 +15,10 @@ class LineWriter {
  public:
   // All must outlive the writer. The files are open for appending and buffer what they are given.
   LineWriter(SiteCards& site, IdentFile& identFile, AccessFile& accessFile)
-      : _site(site), _identFile(identFile), _accessFile(accessFile) {}
+      : _site(site), _identFile(&identFile), _accessFile(&accessFile) {}
+
+  // Only makes the records of a line, the last ones of a block: they are left in `made`.
+  LineWriter(SiteCards& site, CardRecord& made) : _site(site), _made(&made) {}
 
   // kSuccess, or the code with which a build ends here, logged unless pass 1 has logged it.
   [[nodiscard]] int32_t write(InputLine line);
@@ -41,8 +44,9 @@ class LineWriter {
   int32_t writeIdent(const IdentRecord& record);
 
   SiteCards& _site;
-  IdentFile& _identFile;
-  AccessFile& _accessFile;
+  IdentFile* const _identFile = nullptr;
+  AccessFile* const _accessFile = nullptr;
+  CardRecord* const _made = nullptr;  // In place of both files.
   int64_t _credentials = 0;
 };
 
