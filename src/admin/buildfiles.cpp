@@ -18,17 +18,6 @@ std::optional<FileState> stateOfFile(const std::string& name) {
   return stateOf(status);
 }
 
-// The format files that a formats file lists, as a build opens them.
-std::vector<std::string> formatFiles(const std::string& formatsName) {
-  std::vector<std::string> names;
-  fmtfile file;
-  if (file.open(formatsName.c_str()) < 0) return names;
-  uint32_t id = 0;
-  FormatFileName name;
-  while (file.readEntryBaseName(id, name) == kSuccess) names.emplace_back(name.data());
-  return names;
-}
-
 PathParts partsOf(const std::string& path) {
   const size_t slash = path.rfind('/');
   if (slash == std::string::npos) return {".", path};
@@ -55,6 +44,16 @@ struct Identity {
 };
 
 }  // namespace
+
+std::vector<std::string> formatFiles(const std::string& formatsName) {
+  std::vector<std::string> names;
+  fmtfile file;
+  if (file.open(formatsName.c_str()) < 0) return names;
+  uint32_t id = 0;
+  FormatFileName name;
+  while (file.readEntryBaseName(id, name) == kSuccess) names.emplace_back(name.data());
+  return names;
+}
 
 BuildInputs::BuildInputs(const SiteNames& site) : _names(formatFiles(site.formats)) {
   _names.push_back(site.formats);

@@ -12,6 +12,9 @@
 
 namespace badgemint::admin {
 
+// The format files that a formats file lists, as a build opens them.
+std::vector<std::string> formatFiles(const std::string& formatsName);
+
 // What a build of a site reads, as it was when this was made.
 class BuildInputs {
  public:

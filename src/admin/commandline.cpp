@@ -31,6 +31,7 @@ class CommandLine {
     addBuild();
     addShow();
     addDiff();
+    addDump();
   }
 
   ExitStatus run(int argc, const char* const* argv, Console& console) {
@@ -170,6 +171,16 @@ class CommandLine {
     verb->add_flag("--with-pins", _diff.withPins, "Show PINs");
   }
 
+  void addDump() {
+    CLI::App* const verb = addVerb("dump", "Write the cards file of existing databases",
+                                   [this](Console& console) { return dump(_dump, console); });
+    addDatabases(verb, _dump.site);
+    verb->add_option("--output", _dump.output, "Write here, not to standard output")
+        ->type_name("FILE");
+    verb->add_flag("--force", _dump.force, "Also over a file that is there");
+    verb->add_flag("--with-pins", _dump.withPins, "With the PINs, as a build needs them");
+  }
+
   CLI::App _app{"Looks after the files of a badgemint site."};
   std::string _folder;
   std::string _helpTopic;
@@ -178,6 +189,7 @@ class CommandLine {
   BuildOptions _build;
   ShowOptions _show;
   DiffOptions _diff;
+  DumpOptions _dump;
 };
 
 ExitStatus runGuarded(int argc, const char* const* argv, Console& console) noexcept {

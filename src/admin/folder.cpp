@@ -82,7 +82,11 @@ void Folder::moveTo(const std::string& name, const Folder& other,
 }
 
 void Folder::remove(const std::string& name) const {
-  throwUnless(unlinkat(number(), name.c_str(), 0) == 0 || errno == ENOENT, pathOf(name));
+  throwUnless(tryRemove(name), pathOf(name));
+}
+
+bool Folder::tryRemove(const std::string& name) const noexcept {
+  return unlinkat(number(), name.c_str(), 0) == 0 || errno == ENOENT;
 }
 
 bool Folder::tryRemoveFolder(const std::string& name) const noexcept {

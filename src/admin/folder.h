@@ -59,6 +59,8 @@ class Folder {
   void moveTo(const std::string& name, const Folder& other, const std::string& newName) const;
   // An entry that is missing is removed already.
   void remove(const std::string& name) const;
+  // False, and errno, when it stays.
+  [[nodiscard]] bool tryRemove(const std::string& name) const noexcept;
   // A folder without entries; false, and errno, when it stays.
   [[nodiscard]] bool tryRemoveFolder(const std::string& name) const noexcept;
   void sync() const;

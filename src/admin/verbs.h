@@ -9,6 +9,7 @@
 #include "admin/build.h"
 #include "admin/console.h"
 #include "admin/diff.h"
+#include "admin/dump.h"
 #include "admin/show.h"
 #include "admin/site.h"
 #include "check/sitecheck.h"

@@ -102,7 +102,7 @@ std::string credentialText(const IdentRecord& record, const CardSite& site, bool
   }
   const std::string set = " of card set " + std::to_string(record.cardsetcode);
   if (const auto number = site.cardNumberOf(record)) return "card " + std::to_string(*number) + set;
-  return "card with key " + keyText(record.cardnumber) + set;
+  return "card with key " + keyText(record, withPins) + set;
 }
 
 std::string pinText(const AccessRecord& record, bool withPins) {

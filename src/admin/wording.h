@@ -23,8 +23,9 @@ std::string keyText(const CardPattern& key);
 // Those of an ident record, unless they are a PIN that is not to be shown.
 std::string keyText(const IdentRecord& record, bool withPins);
 
+// Also for a code that no build writes: it may have been that of a PIN.
 inline bool isPinEntry(const IdentRecord& record) {
-  return record.cardsetcode == kPinOnlyCode || record.cardsetcode == kPinIdentCode;
+  return record.cardsetcode == kPinOnlyCode || record.cardsetcode >= kPinIdentCode;
 }
 
 // "card 15890 of card set 1", "card 1A2B3C4D without format", "PIN **** alone", "PIN **** beside a

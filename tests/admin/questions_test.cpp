@@ -13,8 +13,9 @@ const std::string kCards =
     "23:59:58 3 4 1\no 0099 1\nn 0 1A2b30 0 2 1 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0\n"
     "p 1234 3 1 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0\nd 2 2147483640 3 4294967290 9\n";
 const std::string kSite = " --formats formats --cardsets cardsets --ident ident --access access";
-const std::string kQuestions[] = {"diff . ." + kSite, "show 1 --card 1:15890" + kSite};
 const std::string kCheck = "check --cards cards --formats formats";
+const std::string kQuestions[] = {"diff . ." + kSite, "show 1 --card 1:15890" + kSite,
+                                  "dump" + kSite};
 
 // The names and contents of all files but formats.
 std::string files() {
