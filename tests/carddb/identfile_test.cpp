@@ -4,7 +4,6 @@
 #include "cardsets/cardsets.h"
 
 namespace badgemint {
-namespace {
 
 // Random files against plain lists. Of several records of a card the first counts.
 TEST(IdentFile, DoesWhatPlainListsDo) {
@@ -141,5 +140,4 @@ TEST(IdentFile, ComparesACardWithItsRecord) {
             "[100 identfile] uniqid = 10\n");
 }
 
-}  // namespace
 }  // namespace badgemint

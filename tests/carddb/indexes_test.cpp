@@ -2,7 +2,6 @@
 #include "carddb/testdatabases.h"
 
 namespace badgemint {
-namespace {
 
 // Files of every length, with room for three holders; one more is inserted behind them.
 TEST(AccessIndex, TakesWholeRecordsUpToItsRoom) {
@@ -64,5 +63,4 @@ TEST(AccessIndex, WalksToAnEmptyEntry) {
   }
 }
 
-}  // namespace
 }  // namespace badgemint

@@ -1,7 +1,6 @@
 #include "carddb/testdatabases.h"
 
 namespace badgemint {
-namespace {
 
 // That the fields follow each other without a gap is checked where they are listed.
 TEST(Records, HaveTheirFieldsInTheirPlaces) {
@@ -53,5 +52,4 @@ TEST(AccessRecord, HasTexts) {
   EXPECT_EQ(log.take(), "[25 accessrecord] pincode for uniqid=7 was blank and is now 0\n");
 }
 
-}  // namespace
 }  // namespace badgemint

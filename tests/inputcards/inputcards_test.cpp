@@ -111,12 +111,15 @@ TEST(InputCards, RefuseNumbersThatTheFormatCannotHold) {
   });
 }
 
-TEST(InputCards, LeaveOutTheCardsOfABlockThatAreNotTheirOwn) {
+// It leaves out the cards of a block that are not their own, and wants those that the first pass
+// saw.
+TEST(InputCards, AreCheckedAgainInTheSecondPass) {
   const TestSite site;
   TestLog log(25);
   EXPECT_EQ(write("f 1 1\nd 1 65535 2 1", "ident", "access"), -506);
   EXPECT_EQ(log.take(), "[25 inputcards] Card mismatch cardno=65536, chkcardno=0, line#=2\n");
   EXPECT_EQ(contentOf("ident").size(), 28);
+  EXPECT_EQ(write("p 1 1", "ident", "access"), -502);
 }
 
 TEST(InputCards, NeedFiveWordsOfABlock) {
