@@ -11,9 +11,9 @@ AccessRecord record;
 AccessRecord anyAccess(uint32_t uniqid, std::mt19937& random) {
   RecordImage<AccessRecord> image;
   std::ranges::generate(image, std::ref(random));
-  record = decodeRecord<AccessRecord>(image);
-  record.uniqid = uniqid;
-  return record;
+  AccessRecord any = decodeRecord<AccessRecord>(image);
+  any.uniqid = uniqid;
+  return any;
 }
 
 AccessRecord withValidity(AccessRecord to, const AccessRecord& from) {

@@ -53,6 +53,8 @@ TEST(Logger, OpensFilesAndStreams) {
   Logger("stdout", LevelList{"list"}).write(3, " listed");
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "out listed");
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "err threshold list");
+  const ArmedFault fault({"close", 1});
+  EXPECT_FALSE(Logger("log", 0).isOpen());
 }
 
 TEST(Logger, PassesAtMostAHundredListedLevels) {
