@@ -41,10 +41,10 @@ bool strikesTransfer(std::string_view call, size_t& size) {
 extern "C" {
 
 // Replaces a call that tells by -1 that it failed.
-#define REPLACE(call, parameters, arguments)              \
-  decltype(call) __real_##call;                           \
-  auto __wrap_##call parameters {                         \
-    return strikes(#call) ? -1 : __real_##call arguments; \
+#define REPLACE(call, parameters, arguments)                         \
+  decltype(call) __real_##call;                                      \
+  auto __wrap_##call parameters->decltype(__real_##call arguments) { \
+    return strikes(#call) ? -1 : __real_##call arguments;            \
   }
 
 // A mode that the caller did not give is not looked at.
