@@ -30,6 +30,7 @@ class CommandLine {
     addCheck();
     addBuild();
     addShow();
+    addVerify();
     addDiff();
     addDump();
   }
@@ -151,6 +152,15 @@ class CommandLine {
     verb->add_flag("--with-pins", _show.withPins, "Show PINs, and find them by their keys");
   }
 
+  void addVerify() {
+    CLI::App* const verb = addVerb("verify", "Tell what is wrong with existing databases",
+                                   [this](Console& console) { return verify(_verify, console); });
+    addFile(verb, "--cards", _verify.cards, "Compare with what a build of this file would make");
+    addDatabases(verb, _verify.site);
+    verb->add_flag("--all", _verify.all, "Print more than 100 faults of one kind");
+    verb->add_flag("--with-pins", _verify.withPins, "Show PINs");
+  }
+
   void addDiff() {
     CLI::App* const verb = addVerb("diff", "Tell what differs between old and new databases",
                                    [this](Console& console) { return diff(_diff, console); });
@@ -188,6 +198,7 @@ class CommandLine {
   CheckOptions _check;
   BuildOptions _build;
   ShowOptions _show;
+  VerifyOptions _verify;
   DiffOptions _diff;
   DumpOptions _dump;
 };

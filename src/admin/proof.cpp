@@ -9,7 +9,6 @@
 #include "formats/loadformats.h"
 #include "support/datetime.h"
 #include "support/linereader.h"
-#include "support/packeddecimal.h"
 #include "support/result.h"
 #include "support/textutil.h"
 
@@ -122,17 +121,6 @@ void readStatements(const std::string& cardsName, SiteCards& site, const TellOfC
 }
 
 namespace {
-
-// Behind the digits, where there is room, stands one filler, and then nothing.
-template <size_t Digits>
-bool isPin(std::span<const uint8_t> packed, std::string_view pin) {
-  if (DigitText<Digits>(packed).c_str() != pin) return false;
-  for (size_t i = pin.size(); i < 2 * packed.size(); ++i) {
-    const int nibble = packed[i / 2] >> (i % 2 == 0 ? 4 : 0) & 0xF;
-    if (nibble != (i == pin.size() ? 0xF : 0)) return false;
-  }
-  return true;
-}
 
 // A word that lacks an odd digit means a zero behind it, and all digits that follow are zeros.
 bool isHex(const CardPattern& key, std::string_view word) {
@@ -283,18 +271,6 @@ bool isSameSet(const cardset& stated, const cardset& stored) {
   return stored.fmtid == stated.fmtid;
 }
 
-void proveCardSets(const cardsets& stated, const std::string& name) {
-  cardsets stored;
-  if (stored.load(name.c_str()) < 0) throwErrno(name);
-  for (uint32_t id = 0; id <= UINT8_MAX; ++id) {
-    const cardset* const set = stated.getCardSet(id);
-    const cardset* const inFile = stored.getCardSet(id);
-    if ((set == nullptr) != (inFile == nullptr) || (set != nullptr && !isSameSet(*set, *inFile)))
-      refuse("the card sets file says something else of card set " + std::to_string(id));
-  }
-  if (stored.count() != stated.count()) refuse("the card sets file has too many card sets");
-}
-
 }  // namespace
 
 const char* differenceTo(const StatedCredential& stated, const IdentRecord& ident,
@@ -306,6 +282,16 @@ const char* differenceTo(const StatedCredential& stated, const IdentRecord& iden
   return stated.holder == nullptr ? nullptr : differenceOfHolder(stated, access);
 }
 
+std::string differenceTo(const cardsets& stated, const cardsets& stored) {
+  for (uint32_t id = 0; id <= UINT8_MAX; ++id) {
+    const cardset* const set = stated.getCardSet(id);
+    const cardset* const inFile = stored.getCardSet(id);
+    if ((set == nullptr) != (inFile == nullptr) || (set != nullptr && !isSameSet(*set, *inFile)))
+      return "something else of card set " + std::to_string(id);
+  }
+  return stored.count() == stated.count() ? "" : "that there are more card sets";
+}
+
 int64_t prove(const ProvedFiles& files) {
   SiteCards site;
   if (site.create() < 0) throw std::bad_alloc();
@@ -314,7 +300,10 @@ int64_t prove(const ProvedFiles& files) {
   ProofWalk walk(files, site);
   readStatements(files.cards, site,
                  [&walk](const StatedCredential& stated) { return walk.compareNext(stated); });
-  proveCardSets(site.cardSets(), files.cardSets);
+  cardsets stored;
+  if (stored.load(files.cardSets.c_str()) < 0) throwErrno(files.cardSets);
+  if (const std::string difference = differenceTo(site.cardSets(), stored); !difference.empty())
+    refuse("the card sets file says " + difference);
   return walk.end();
 }
 

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -12,6 +13,7 @@
 #include "carddb/identrecord.h"
 #include "inputcards/cardline.h"
 #include "inputcards/sitecards.h"
+#include "support/packeddecimal.h"
 
 namespace badgemint::admin {
 
@@ -37,6 +39,22 @@ void readStatements(const std::string& cardsName, SiteCards& site, const TellOfC
 // `access` is not looked at where the credential has no access record.
 const char* differenceTo(const StatedCredential& stated, const IdentRecord& ident,
                          const AccessRecord& access, SiteCards& site);
+
+// Whether a packed PIN is this one. Behind the digits, where there is room, stands one filler, and
+// then nothing.
+template <size_t Digits>
+bool isPin(std::span<const uint8_t> packed, std::string_view pin) {
+  if (DigitText<Digits>(packed).c_str() != pin) return false;
+  for (size_t i = pin.size(); i < 2 * packed.size(); ++i) {
+    const int nibble = packed[i / 2] >> (i % 2 == 0 ? 4 : 0) & 0xF;
+    if (nibble != (i == pin.size() ? 0xF : 0)) return false;
+  }
+  return true;
+}
+
+// What the card sets file, once it was read, has otherwise than the cards file, behind "says";
+// empty for nothing.
+std::string differenceTo(const cardsets& stated, const cardsets& stored);
 
 struct ProvedFiles {
   std::string cards, formats, ident, access, cardSets;

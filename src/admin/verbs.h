@@ -12,6 +12,7 @@
 #include "admin/dump.h"
 #include "admin/show.h"
 #include "admin/site.h"
+#include "admin/verify.h"
 #include "check/sitecheck.h"
 
 namespace badgemint::admin {

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include "admin/adminrun.h"
-#include "carddb/testdatabases.h"
 #include "support/testsite.h"
 
 namespace badgemint::admin {
