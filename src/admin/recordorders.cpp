@@ -17,16 +17,6 @@ std::vector<size_t> orderBy(const std::vector<Record>& records, Member Record::*
   return numbers;
 }
 
-template <typename Record, typename Member>
-RecordNumbers find(RecordNumbers order, const std::vector<Record>& records, Member Record::*member,
-                   const Member& value) {
-  const auto first = std::ranges::lower_bound(
-      order, value, {}, [&](size_t n) -> const Member& { return records[n].*member; });
-  const RecordNumbers rest(first, order.end());
-  if (rest.empty() || records[rest[0]].*member != value) return {};
-  return firstAlike(rest, records, member);
-}
-
 }  // namespace
 
 RecordOrders::RecordOrders(const Databases& databases)
@@ -36,11 +26,12 @@ RecordOrders::RecordOrders(const Databases& databases)
       _accessesByUniqid(orderBy(databases.accesses, &AccessRecord::uniqid)) {}
 
 RecordNumbers RecordOrders::identsOf(const CardPattern& key) const {
-  return find(_identsByKey, _databases.idents, &IdentRecord::cardnumber, key);
-}
-
-RecordNumbers RecordOrders::accessesOf(uint32_t uniqid) const {
-  return find(_accessesByUniqid, _databases.accesses, &AccessRecord::uniqid, uniqid);
+  const auto first = std::ranges::lower_bound(
+      _identsByKey, key, {},
+      [this](size_t n) -> const CardPattern& { return _databases.idents[n].cardnumber; });
+  const RecordNumbers rest(first, _identsByKey.end());
+  if (rest.empty() || _databases.idents[rest[0]].cardnumber != key) return {};
+  return firstAlike(rest, _databases.idents, &IdentRecord::cardnumber);
 }
 
 }  // namespace badgemint::admin

@@ -24,9 +24,8 @@ class RecordOrders {
   RecordNumbers identsByUniqid() const { return _identsByUniqid; }
   RecordNumbers accessesByUniqid() const { return _accessesByUniqid; }
 
-  // All that have this key or unique ID: a part of the order above.
+  // All that have this key: a part of the order above.
   RecordNumbers identsOf(const CardPattern& key) const;
-  RecordNumbers accessesOf(uint32_t uniqid) const;
 
  private:
   const Databases& _databases;

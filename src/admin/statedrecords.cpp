@@ -2,9 +2,9 @@
 
 #include <memory>
 #include <new>
-#include <unordered_map>
 #include <vector>
 
+#include "admin/holderwalk.h"
 #include "admin/proof.h"
 #include "cardsets/card_functions.h"
 #include "formats/loadformats.h"
@@ -21,13 +21,13 @@ class Comparison {
         _orders(orders),
         _faults(faults),
         _isStatedIdent(databases.idents.size()),
-        _isStatedAccess(databases.accesses.size()) {}
+        _holders(databases.accesses) {}
 
   void run(const VerifyOptions& options, const CardSite& stored) {
     const std::string& formats = options.site.formats;
-    if (_site.create() < 0) throw std::bad_alloc();
-    if (loadFormats("badgemint-admin", "", formats.c_str(), _site.formats()) < 0)
-      throw Failure(ExitStatus::kNotDone, formats + " cannot be loaded any more");
+    if (_site.create() < 0 ||
+        loadFormats("badgemint-admin", "", formats.c_str(), _site.formats()) < 0)
+      throw std::bad_alloc();  // The formats were loaded before: memory is all that can be missing.
     readStatements(options.cards, _site, [this](const StatedCredential& stated) {
       compare(stated);
       return true;
@@ -83,35 +83,21 @@ class Comparison {
   }
 
   void compareAccess(const StatedCredential& stated, const IdentRecord& built) {
-    const size_t end = _databases.accesses.size();
-    if (_nextAccess == end || _isStatedAccess[_nextAccess] ||
-        _databases.accesses[_nextAccess].uniqid != stated.uniqid)
-      _nextAccess = findAccess(stated.uniqid);
-    if (_nextAccess == end) {
+    const HolderWalk::Step step = _holders.take(stated.uniqid);
+    if (step.record == nullptr || step.isShared) {
       _faults.addLine(stated.line, _faults.nameOf(built) + " has no access record");
       return;
     }
-    const size_t i = _nextAccess++;
-    _isStatedAccess[i] = true;
-    if (const char* const what = differenceTo(stated, built, _databases.accesses[i], _site))
-      _faults.addAccess({i, "differs", kDiffers, static_cast<uint64_t>(stated.line), what});
-  }
-
-  // The first record of a holder that no line has stated yet: cards of several lines may be of one.
-  // The number of records when there is none.
-  size_t findAccess(uint32_t uniqid) {
-    const RecordNumbers rights = _orders.accessesOf(uniqid);
-    if (rights.empty()) return _databases.accesses.size();
-    size_t& passed = _passed[rights[0]];
-    while (passed < rights.size() && _isStatedAccess[rights[passed]]) ++passed;
-    return passed == rights.size() ? _databases.accesses.size() : rights[passed];
+    if (const char* const what = differenceTo(stated, built, *step.record, _site))
+      _faults.addAccess({static_cast<size_t>(step.record - _databases.accesses.data()), "differs",
+                         kDiffers, static_cast<uint64_t>(stated.line), what});
   }
 
   void tellOfOthers() {
     for (size_t i = 0; i < _isStatedIdent.size(); ++i)
       if (!_isStatedIdent[i]) _faults.addIdent({i, "other", kOther});
-    for (size_t i = 0; i < _isStatedAccess.size(); ++i)
-      if (!_isStatedAccess[i]) _faults.addAccess({i, "other", kOther});
+    for (size_t i = 0; i < _databases.accesses.size(); ++i)
+      if (!_holders.isTaken(i)) _faults.addAccess({i, "other", kOther});
   }
 
   static constexpr char kDiffers[] = "is not as in the cards file, line";
@@ -122,9 +108,8 @@ class Comparison {
   RecordFaults& _faults;
   SiteCards _site;
   std::vector<bool> _isStatedIdent;
-  std::vector<bool> _isStatedAccess;
-  std::unordered_map<size_t, size_t> _passed;  // Of a holder's records, by the first one.
-  size_t _nextIdent = 0, _nextAccess = 0;
+  size_t _nextIdent = 0;
+  HolderWalk _holders;
 };
 
 }  // namespace

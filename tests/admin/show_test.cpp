@@ -88,8 +88,6 @@ TEST(Show, RefusesWordsThatMeanNothing) {
       {"--key 0X0g", 3, "\"0X0g\" is no key"},
       {"1 --at 0", 3, "--at \"0\" is no time"},
       {"1 --at \"2026/02/30 10:00:00\"", 3, "is no time"},
-      {"1 --cardsets none", 3, "none: No such file"},
-      {"1 --formats none", 3, "none: cannot be opened"},
       {"1 --ident cardsets.txt --access 32.cdf", 1,
        "cardsets.txt ends within a record\nbadgemint-admin: 32"},
   };
