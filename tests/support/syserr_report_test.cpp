@@ -31,7 +31,7 @@ bool report(uint8_t name, uint8_t number) {
 
 TEST(SyserrReport, KeepsTheLast250Records) {
   const WorkFolder here;
-  const ArmedFault half({.call = "write", .nth = 700, .isShort = true});
+  const ArmedFault halfAHeader({.call = "write", .nth = 701, .isShort = true});
   std::string records;
   for (uint32_t i = 0; i < 600; ++i) {
     ASSERT_TRUE(report(static_cast<uint8_t>(i), static_cast<uint8_t>(i)));
