@@ -132,8 +132,7 @@ TEST(IdentFile, ComparesACardWithItsRecord) {
   EXPECT_EQ(uniqid + deleted, 0);
   TestLog log;
   EXPECT_EQ(file.verifyCard({1}, uniqid, deleted), 0);
-  EXPECT_EQ(uniqid, 10);
-  EXPECT_EQ(deleted, 1);
+  EXPECT_EQ(std::pair(uniqid, deleted), std::pair(10U, 1U));
   EXPECT_EQ(log.take(),
             "[100 identfile]    cardno 01 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 \n"
             "[100 identfile] chkcardno 01 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 \n"

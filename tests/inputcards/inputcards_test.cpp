@@ -40,17 +40,13 @@ void expectBuilds(const std::vector<Case>& cases) {
   }
 }
 
-std::string times(size_t count, char c) {
-  return std::string(count, c);
-}
-
 TEST(InputCards, RefuseLinesOfNoType) {
   const std::string invalid = "[25 inputcards] Invalid line in input cards line#=";
   expectBuilds({
       {" c 1 1 0 1", -503, invalid + "1\n[25 inputcards] line= c 1 1 0 1\n"},
       {"#\n\n \t\v\f\r\nx", -503, invalid + "4\n[25 inputcards] line=x\n"},
-      {"#" + times(299, 'x') + "\n", 0, ""},
-      {"#" + times(300, 'x'), -503, invalid + "2\n[25 inputcards] line=x\n"},
+      {"#" + std::string(299, 'x') + "\n", 0, ""},
+      {"#" + std::string(300, 'x'), -503, invalid + "2\n[25 inputcards] line=x\n"},
   });
 }
 
@@ -77,19 +73,20 @@ TEST(InputCards, CheckNumbersAndPins) {
   const std::string badPin = "[25 card_functions] Invalid pin code ";
   const std::string number = "\n[25 inputcards] Invalid card number on line#=";
   const std::string pin = "\n[25 inputcards] Invalid pin code on line#=";
-  const std::string f33 = times(33, 'f'), f99 = times(99, 'f'), many = ", too many digits";
+  const std::string f33 = std::string(33, 'f'), f99 = std::string(99, 'f'),
+                    many = ", too many digits";
   expectBuilds({
       {"f 1 1\nc 1", -1010, number.substr(1) + "2\n"},
       {"n 0", -1010, number.substr(1) + "1\n"},
       {"n 0 1", 0, ""},
       {"p", 0, ""},
       {"n 0 12G 0 1", -1003, bad + "12G, must be hexidecimal" + number + "1\n"},
-      {"n 0 " + times(32, 'f') + " 12345678 1", 0, ""},
+      {"n 0 " + std::string(32, 'f') + " 12345678 1", 0, ""},
       {"n 0 " + f33, -1003, bad + f33 + many + number + "1\n"},
       {"n 0 " + f99 + "f", -1003, bad + f99 + many + number + "1\n"},
       {"f 1 1\nc 1 1a 0 1", -1003, bad + "1a, must be numeric" + number + "2\n"},
       {"f 1 1\nd 1 1x 1 1", -1003, bad + "1x, must be numeric" + number + "2\n"},
-      {"f 1 1\nc 1 " + times(31, '0') + "7 12345678 1", 0, ""},
+      {"f 1 1\nc 1 " + std::string(31, '0') + "7 12345678 1", 0, ""},
       {"f 1 1\nc 1 7 123456789 1", -1004, badPin + "123456789" + many + pin + "2\n"},
       {"n 0 12 1x 1", -1004, badPin + "1x, must be numeric" + pin + "1\n"},
       {"n 0 12 123456789", -1004, badPin + "123456789" + many + pin + "1\n"},

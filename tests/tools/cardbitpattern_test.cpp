@@ -1,5 +1,4 @@
 // The bits of one card, from a site's files and from one format file.
-
 #include "support/testsite.h"
 #include "tools/badgemint.h"
 
