@@ -68,37 +68,30 @@ REPLACE(flock, (int file, int operation), (file, operation))
 // The locks of the product: its only use of this call.
 REPLACE(fcntl, (int file, int command, struct flock* lock), (file, command, lock))
 
-decltype(malloc) __real_malloc;
-decltype(realloc) __real_realloc;
-void* __real__Znwm(size_t size);
-void* __real__ZnwmRKSt9nothrow_t(size_t size, const std::nothrow_t& nothrow);
-void* __real__ZnamRKSt9nothrow_t(size_t size, const std::nothrow_t& nothrow);
+// The same for memory, with a null pointer: malloc is what the compiler makes of a realloc of
+// nothing, the others are new (std::nothrow), of one object and of an array.
+#define REPLACE_MEMORY(call, parameters, arguments)                 \
+  void* __real_##call parameters;                                   \
+  void* __wrap_##call parameters {                                  \
+    return strikes("allocate") ? nullptr : __real_##call arguments; \
+  }
+
+REPLACE_MEMORY(malloc, (size_t size), (size))
+REPLACE_MEMORY(realloc, (void* old, size_t size), (old, size))
+REPLACE_MEMORY(_ZnwmRKSt9nothrow_t, (size_t size, const std::nothrow_t& n), (size, n))
+REPLACE_MEMORY(_ZnamRKSt9nothrow_t, (size_t size, const std::nothrow_t& n), (size, n))
+
 decltype(read) __real_read;
 decltype(pread) __real_pread;
 decltype(write) __real_write;
 decltype(close) __real_close;
 decltype(sysconf) __real_sysconf;
 
-// What the compiler makes of a realloc of nothing.
-void* __wrap_malloc(size_t size) {
-  return strikes("allocate") ? nullptr : __real_malloc(size);
-}
-void* __wrap_realloc(void* old, size_t size) {
-  return strikes("allocate") ? nullptr : __real_realloc(old, size);
-}
-
 // The memory of containers.
+void* __real__Znwm(size_t size);
 void* __wrap__Znwm(size_t size) {
   if (strikes("new")) throw std::bad_alloc();
   return __real__Znwm(size);
-}
-
-// new (std::nothrow), of one object and of an array.
-void* __wrap__ZnwmRKSt9nothrow_t(size_t size, const std::nothrow_t& nothrow) {
-  return strikes("allocate") ? nullptr : __real__ZnwmRKSt9nothrow_t(size, nothrow);
-}
-void* __wrap__ZnamRKSt9nothrow_t(size_t size, const std::nothrow_t& nothrow) {
-  return strikes("allocate") ? nullptr : __real__ZnamRKSt9nothrow_t(size, nothrow);
 }
 
 ssize_t __wrap_read(int file, void* buffer, size_t size) {
