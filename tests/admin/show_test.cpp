@@ -14,19 +14,20 @@ TEST(Show, SaysWhatNoBuildWrites) {
                                          {{0x12, 0xF0}, 5, kPinIdentCode},
                                          {{0x47, 0x11, 0xF0}, 8, kPinOnlyCode},
                                          {{0x02}, 8, 7}});
-  writeRecords<AccessRecord>("access.db", {{8, {}, {0, 3, 4, 5}, 100, 200, 6, 0, 0xC1, 0, 0, 0},
+  writeRecords<AccessRecord>("access.db", {{8, {}, {0, 3, 4, 5}, 0, 200, 6, 0, 0xC1, 0, 0, 0},
                                            {6, {0x12, 0xF0}, {}, 0, 199, 0, 0, 0, 0, 0, 0},
-                                           {8, {}, {}, 201, 200, 77, 7, 0, 1, 2, 8}});
+                                           {8, {}, {}, 201, 200, 77, 7, 0, 1, 2, 8},
+                                           {8, {}, {}, 200, 200, 0, 0, 0, 0, 0, 0}});
   const AdminRun run = runAdmin(
       "show 8 6 --key 0x022A7C24 --key 4711f --levels levels --at \"1970/01/01 00:03:20\"");
   EXPECT_EQ(run.status, 1);
   EXPECT_EQ(run.output, R"(holder 8
-  2 access records: a build writes one
+  3 access records: a build writes one
   access record 0
   access level 2: 3, opens door group/schedule 1/2
   access level 3: 4, opens no door
   access level 4: 5, opens no door
-  validity: from 1970/01/01 00:01:40 to 1970/01/01 00:03:20, valid then
+  validity: to 1970/01/01 00:03:20, valid then
   flag 0 (not in the line)
   flag 6 (not in the line)
   flag 7 (not in the line)
@@ -39,6 +40,9 @@ TEST(Show, SaysWhatNoBuildWrites) {
   output relay group: 2
   issue level: 7
   output mode: 8
+  PIN: ****
+  access record 3
+  validity: from 1970/01/01 00:03:20 to 1970/01/01 00:03:20, valid then
   PIN: ****
   PIN **** alone, ident record 2
   card with key 02000000000000000000000000000000 of card set 7, ident record 3
