@@ -74,4 +74,10 @@ int32_t CardBits::parityMaskOf(int32_t bit) const {
   return -1;
 }
 
+int32_t CardBits::bitOfParity(int32_t mask) const {
+  const int32_t target = targetOf(_masks.parity[static_cast<size_t>(mask)]);
+  const int32_t bit = target - positionOf(0);
+  return target >= 0 && bit >= 0 && bit < count() ? bit : -1;
+}
+
 }  // namespace badgemint::admin

@@ -35,6 +35,8 @@ class CardBits {
 
   // The parity mask that sets a bit of the card, the last one if there are several; -1 for none.
   int32_t parityMaskOf(int32_t bit) const;
+  // The bit that a parity mask would set; -1 for none of the card.
+  int32_t bitOfParity(int32_t mask) const;
 
  private:
   // Where a bit of the card stands in a pattern: all of them end with a whole byte.

@@ -32,11 +32,15 @@ void printSummary(const Findings& findings, const SiteSummary& summary, Console&
 
 }  // namespace
 
-ExitStatus report(const Findings& findings, const SiteSummary& summary, bool isStrict,
-                  Console& console) {
+void printFindings(const Findings& findings, Console& console) {
   for (const Finding& finding : findings.sorted()) printFinding(finding, findings, console);
   for (const auto& [kind, count] : findings.notKept())
     console.output() << count << " more findings [" << kind << "] (--all prints them)\n";
+}
+
+ExitStatus report(const Findings& findings, const SiteSummary& summary, bool isStrict,
+                  Console& console) {
+  printFindings(findings, console);
   printSummary(findings, summary, console);
   if (findings.errors() > 0 || (isStrict && findings.warnings() > 0)) return ExitStatus::kRefused;
   return findings.warnings() > 0 ? ExitStatus::kFound : ExitStatus::kAllWell;

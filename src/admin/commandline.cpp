@@ -33,6 +33,7 @@ class CommandLine {
     addVerify();
     addDiff();
     addDump();
+    addFormat();
   }
 
   ExitStatus run(int argc, const char* const* argv, Console& console) {
@@ -191,6 +192,12 @@ class CommandLine {
     verb->add_flag("--with-pins", _dump.withPins, "With the PINs, as a build needs them");
   }
 
+  void addFormat() {
+    CLI::App* const verb = addVerb("format", "Show format files so that two can be compared",
+                                   [this](Console& console) { return format(_format, console); });
+    verb->add_option("FILE", _format.files, "CDF, EFF and VFF files")->required();
+  }
+
   CLI::App _app{"Looks after the files of a badgemint site."};
   std::string _folder;
   std::string _helpTopic;
@@ -201,6 +208,7 @@ class CommandLine {
   VerifyOptions _verify;
   DiffOptions _diff;
   DumpOptions _dump;
+  FormatOptions _format;
 };
 
 ExitStatus runGuarded(int argc, const char* const* argv, Console& console) noexcept {

@@ -10,6 +10,7 @@
 #include "admin/console.h"
 #include "admin/diff.h"
 #include "admin/dump.h"
+#include "admin/format.h"
 #include "admin/show.h"
 #include "admin/site.h"
 #include "admin/verify.h"
@@ -26,7 +27,10 @@ struct CheckOptions {
 };
 ExitStatus check(const CheckOptions& options, Console& console);
 
-// Prints findings as `check` does, and returns the status with which it ends.
+// Prints findings as `check` does.
+void printFindings(const Findings& findings, Console& console);
+
+// The same and the last line of `check`; returns the status with which it ends.
 ExitStatus report(const Findings& findings, const SiteSummary& summary, bool isStrict,
                   Console& console);
 

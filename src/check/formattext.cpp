@@ -14,12 +14,6 @@ namespace {
 
 constexpr size_t kMostEffCharacters = 100;
 
-FormatText::Kind kindOf(const CardFormat& format) {
-  if (dynamic_cast<const VffCardFormat*>(&format) != nullptr) return FormatText::Kind::kVff;
-  if (dynamic_cast<const EffCardFormat*>(&format) != nullptr) return FormatText::Kind::kEff;
-  return FormatText::Kind::kCdf;
-}
-
 std::unique_ptr<CardFormat> makeFormat(FormatText::Kind kind) {
   if (kind == FormatText::Kind::kVff) return std::make_unique<VffCardFormat>();
   if (kind == FormatText::Kind::kEff) return std::make_unique<EffCardFormat>();
@@ -55,6 +49,12 @@ std::optional<HiddenByte> findHiddenByte(std::string_view line, size_t from) {
       return HiddenByte{i, "a no-break space is no blank but part of the word"};
   }
   return {};
+}
+
+FormatText::Kind FormatText::kindOf(const CardFormat& format) {
+  if (dynamic_cast<const VffCardFormat*>(&format) != nullptr) return Kind::kVff;
+  if (dynamic_cast<const EffCardFormat*>(&format) != nullptr) return Kind::kEff;
+  return Kind::kCdf;
 }
 
 FormatText::FormatText(const std::string& path, const CardFormat& format, int file)

@@ -28,6 +28,7 @@ std::optional<HiddenByte> findHiddenByte(std::string_view line, size_t from = 0)
 class FormatText {
  public:
   enum class Kind { kCdf, kEff, kVff };
+  static Kind kindOf(const CardFormat& format);
 
   // Where the items stand, counted from 0: lines of a CDF or EFF file, records of a VFF file.
   static constexpr size_t kCardNumberFieldLine = 7;

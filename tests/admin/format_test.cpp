@@ -1,0 +1,93 @@
+// The verb `format`: format files drawn so that two can be compared.
+#include <gtest/gtest.h>
+
+#include "admin/adminrun.h"
+#include "formats/formatfile.h"
+
+namespace badgemint::admin {
+namespace {
+
+TEST(AdminFormat, ShowsFieldsMasksAndACard) {
+  const WorkFolder folder;
+  FormatLines lines = linesOf("CDF", {"PAAAAAAAABBBB.P", ".............1.", "EXXXX..........",
+                                      ".....XXXXXXXXX", ".............XO"});
+  std::fill(lines.begin() + 12, lines.begin() + 20, "");
+  lines[12] = "Si\x01te,12,15,LSB,BCD";
+  lines[13] = "Number,5,9,MSB,BIN";
+  lines[14] = "C,-1,0,MSB,MSD";
+  folder.write("a.cdf", fileOf("CDF", lines));
+  const std::string shown =
+      "a.cdf: CDF\n15 bits, card number in field B\n"
+      "field  type     bits  holds                     file says                 label\n"
+      "A      BCD LSB  8     0 to 99                   12 to 15                  Si\\x01te\n"
+      "B      BIN MSB  4     0 to 15                   5 to 9                    Number\n"
+      "C      MSD MSB  0     0 to 0                    -1 to 0                   C\n"
+      "card 9, A=12: key 52260000000000000000000000000000\n"
+      "          0         1\n"
+      "bit       012345678901234\n"
+      "output    PAAAAAAAABBBB.P\n"
+      "fixed     .............1.\n"
+      "parity 1  EXXXX..........\n"
+      "parity 2  .....XXXXXXXXX.\n"
+      "parity 3  .............XO\n"
+      "card      101001000100110\n"
+      "parity 1  even: bit 0 over 1 to 4\n"
+      "parity 2  sets no bit\n"
+      "parity 3  is not applied\n"
+      "a.cdf:24:6: warning: a mask without E or O sets no parity bit [mask]\n"
+      "a.cdf:25:15: warning: parity mask 3 is not applied: line 9 declares 2 [mask]\n";
+  EXPECT_EQ(runAdmin("format a.cdf").output, shown);
+}
+
+TEST(AdminFormat, ContinuesLongCardsBelow) {
+  const WorkFolder folder;
+  std::string cover;
+  for (int i = 0; i < 50; ++i) cover += "X.";
+  folder.write("l.vff",
+               fileOf("VFF", linesOf("VFF", {std::string(100, '*') + 'P', "", cover + 'O'})));
+  const std::string shown = runAdmin("format l.vff").output;
+  for (const std::string part :
+       {"l.vff: VFF\n101 bits, card number in field *\n",
+        "\n*      BIN MSB  100   0 to 9223372036854775807  -\n",
+        "0\n          9         10\nbit       01234567890\noutput    **********P\nparity 1  "
+        "X.X.X.X.X.O\n",
+        "\nparity 1  odd: bit 100 over 0, 2, 4, ", ", 32,\n          34, ", ", 96, 98\n"})
+    EXPECT_NE(shown.find(part), std::string::npos) << part << shown;
+  for (size_t end = shown.find('\n'), from = 0; end != shown.npos; end = shown.find('\n', from)) {
+    EXPECT_LE(end - from, 100U);
+    from = end + 1;
+  }
+}
+
+TEST(AdminFormat, EndsWithTheWorstOfItsFiles) {
+  const WorkFolder folder;
+  folder.write("good.cdf", fileOf("CDF", linesOf("CDF", {"AABBBB"})));
+  folder.write("hole.EFF", fileOf("EFF", linesOf("EFF", {"BBBB.BBBBBBBBBB"})));
+  folder.write("cut.eff", fileOf("EFF", {"1"}));
+  folder.write("none.vff", fileOf("VFF", linesOf("VFF", {"P", "", "E"})));
+  const struct {
+    const char* files;
+    int status;
+    const char *output, *errors;
+  } kCases[] = {
+      {"good.cdf", 0, "\ncard 15, A=0: key 0F00", ""},
+      {"good.cdf hole.EFF", 1, "\n\nhole.EFF: EFF\n14 bits", ""},
+      {"hole.EFF good.cdf", 1, "\nhole.EFF:21:5: warning: 1 position not used between", ""},
+      {"cut.eff good.cdf", 2, "cut.eff: does not load\ncut.eff:2: error: the file ends here", ""},
+      {"text.txt hole.EFF", 2, "text.txt: does not load\ntext.txt: error: ", ""},
+      {"none.vff", 1, "\ncard 0: key 00", ""},
+      {"none.cdf gone.vff good.cdf", 3, "good.cdf: CDF\n", "gone.vff: cannot be opened: No such"},
+      {"none.cdf cut.eff", 3, "cut.eff: does not load\n", "none.cdf: cannot be opened: No such"},
+      {"", 3, "", "FILE is required"},
+  };
+  for (const auto& [files, status, output, errors] : kCases) {
+    SCOPED_TRACE(files);
+    const AdminRun run = runAdmin(std::string("format ") + files);
+    EXPECT_EQ(run.status, status);
+    EXPECT_NE(run.output.find(output), std::string::npos) << run.output;
+    EXPECT_NE(run.errors.find(errors), std::string::npos) << run.errors;
+  }
+}
+
+}  // namespace
+}  // namespace badgemint::admin
