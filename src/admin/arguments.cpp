@@ -1,7 +1,7 @@
 #include "admin/arguments.h"
 
+#include "admin/cardnumber.h"
 #include "admin/wording.h"
-#include "cardsets/card_functions.h"
 #include "support/datetime.h"
 #include "support/fieldscanner.h"
 #include "support/result.h"
@@ -32,26 +32,21 @@ std::optional<uint32_t> timeOf(const std::string& word) {
   return seconds;
 }
 
-CardPattern keyOfCard(std::string_view set, std::string_view number, const CardSite& site) {
+CardEncoder encoderOfSet(std::string_view set, const CardSite& site) {
   const auto csid = numberOf(set);
   const bool isSet = csid && *csid <= kLastCardSetId;
   const cardset* const record = isSet ? site.sets().getCardSet(*csid) : nullptr;
-  if (record == nullptr) throw Failure(ExitStatus::kNotDone, "there is no card set " + quoted(set));
+  if (record == nullptr) throw Failure(ExitStatus::kRefused, "there is no card set " + quoted(set));
   const CardFormat* const format = site.formatOfSet(record->csid);
   if (format == nullptr)
-    throw Failure(ExitStatus::kNotDone, "format " + std::to_string(record->fmtid) +
+    throw Failure(ExitStatus::kRefused, "format " + std::to_string(record->fmtid) +
                                             " of card set " + std::to_string(record->csid) +
                                             " is not there");
-  const CardEncoder encoder = {format, format->encodeSite(record->fldvalues)};
-  SaturatedInt64 value{};
-  CardPattern key{};
-  if (readCardNumber(number, value) != kSuccess)
-    throw Failure(ExitStatus::kRefused, quoted(number) + " is no card number");
-  if (encodeCardNumber(encoder, value, 0, key) != kSuccess)
-    throw Failure(ExitStatus::kRefused, "card " + printable(number) + " does not fit format " +
-                                            std::to_string(record->fmtid) + " of card set " +
-                                            std::to_string(record->csid));
-  return key;
+  return {format, format->encodeSite(record->fldvalues)};
+}
+
+CardPattern keyOfCard(std::string_view set, std::string_view number, const CardSite& site) {
+  return encodeWord(encoderOfSet(set, site), number).pattern;
 }
 
 }  // namespace badgemint::admin

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "admin/cardsite.h"
+#include "cardsets/card_functions.h"
 
 namespace badgemint::admin {
 
@@ -22,8 +23,12 @@ std::optional<uint32_t> numberOf(std::string_view word);
 // and for a day that its month does not have.
 std::optional<uint32_t> timeOf(const std::string& word);
 
-// The key of a card of a site, from the words for its card set and its number. Throws Failure: not
-// done when the site has no such card set or not its format, refused when there is no such number.
+// What encodes the cards of a card set, from the word for it. Throws Failure (refused) when the
+// site has no such card set or not its format.
+CardEncoder encoderOfSet(std::string_view set, const CardSite& site);
+
+// The key of a card of a site, from the words for its card set and its number. Throws Failure
+// (refused) when there is no such card.
 CardPattern keyOfCard(std::string_view set, std::string_view number, const CardSite& site);
 
 }  // namespace badgemint::admin

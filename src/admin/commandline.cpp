@@ -33,6 +33,8 @@ class CommandLine {
     addVerify();
     addDiff();
     addDump();
+    addPattern();
+    addDecode();
     addFormat();
   }
 
@@ -72,8 +74,9 @@ class CommandLine {
     return verb;
   }
 
-  static void addFile(CLI::App* verb, const char* option, std::string& name, const char* what) {
-    verb->add_option(option, name, what)->type_name("FILE")->capture_default_str();
+  static CLI::Option* addFile(CLI::App* verb, const char* option, std::string& name,
+                              const char* what) {
+    return verb->add_option(option, name, what)->type_name("FILE")->capture_default_str();
   }
 
   static void addInputFiles(CLI::App* verb, SiteNames& site) {
@@ -192,6 +195,33 @@ class CommandLine {
     verb->add_flag("--with-pins", _dump.withPins, "With the PINs, as a build needs them");
   }
 
+  void addPattern() {
+    CLI::App* const verb = addVerb("pattern", "Show what readers deliver for cards, bit by bit",
+                                   [this](Console& console) { return pattern(_pattern, console); });
+    verb->add_option("WORDS", _pattern.words, "A card set, and card numbers of it")
+        ->type_name("SET NUMBER ...");
+    CLI::Option* const format =
+        verb->add_option("--format", _pattern.format, "Without a card set: the format of the cards")
+            ->type_name("FILE");
+    verb->add_option("--set", _pattern.values, "The values of its fields")
+        ->type_name("\"A=101 B=7\"")
+        ->needs(format);
+    addFile(verb, "--formats", _pattern.site.formats, "The formats file");
+    addFile(verb, "--cardsets", _pattern.site.cardSets, "The card sets file");
+  }
+
+  void addDecode() {
+    CLI::App* const verb = addVerb("decode", "Tell which cards have these bits",
+                                   [this](Console& console) { return decode(_decode, console); });
+    verb->add_option("BITS", _decode.word, "The bits of a card, or its key in hexadecimal")
+        ->type_name("BITS|KEY")
+        ->required();
+    addFile(verb, "--formats", _decode.site.formats, "The formats file");
+    addFile(verb, "--cardsets", _decode.site.cardSets, "The card sets file");
+    addFile(verb, "--ident", _decode.site.ident, "The ident database, for the holder")
+        ->each([this](const std::string&) { _decode.needsIdent = true; });
+  }
+
   void addFormat() {
     CLI::App* const verb = addVerb("format", "Show format files so that two can be compared",
                                    [this](Console& console) { return format(_format, console); });
@@ -208,6 +238,8 @@ class CommandLine {
   VerifyOptions _verify;
   DiffOptions _diff;
   DumpOptions _dump;
+  PatternOptions _pattern;
+  DecodeOptions _decode;
   FormatOptions _format;
 };
 

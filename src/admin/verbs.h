@@ -8,9 +8,11 @@
 
 #include "admin/build.h"
 #include "admin/console.h"
+#include "admin/decode.h"
 #include "admin/diff.h"
 #include "admin/dump.h"
 #include "admin/format.h"
+#include "admin/pattern.h"
 #include "admin/show.h"
 #include "admin/site.h"
 #include "admin/verify.h"

@@ -23,7 +23,7 @@
 namespace badgemint {
 namespace {
 
-constexpr char kNoFormatFile[] = " is no format file: its name holds no .cdf, .eff or .vff";
+constexpr char kNoFormatFile[] = "no format file: its name holds no .cdf, .eff or .vff";
 
 std::string unopened(int error) {
   return std::string("cannot be opened: ") + std::strerror(error);
@@ -209,7 +209,7 @@ bool FormatsCheck::takeEntry(const Line& line, const FormatsEntry& entry, const 
     return true;
   }
   _findings.error(taken.name, kFormatNotAdded,
-                  quoted(base.data()) + kNoFormatFile + (flaw.empty() ? "" : "; " + flaw));
+                  quoted(base.data()) + " is " + kNoFormatFile + (flaw.empty() ? "" : "; " + flaw));
   taken.checked.error = _findings.lastError();
   return false;
 }
@@ -282,7 +282,7 @@ const CardFormat* checkFormatAlone(const std::string& path, CardFormatSet& forma
   const int file = findings.addFile(path);
   const std::string name = path.substr(path.rfind('/') + 1);
   if (!CardFormatSet::isFormatFile(name.c_str())) {
-    findings.error({file, 0, 0}, kFormatNotAdded, quoted(name) + kNoFormatFile);
+    findings.error({file, 0, 0}, kFormatNotAdded, kNoFormatFile);
     return nullptr;
   }
   CardFormat* const format = formats.addFormat(1, name.c_str());

@@ -1,6 +1,5 @@
 #include "check/siterules.h"
 
-#include <array>
 #include <cstring>
 #include <string>
 
@@ -59,7 +58,6 @@ void SiteRules::checkRepeated(Tokenizer& words, const cardset& set, int64_t firs
 }
 
 void SiteRules::checkValues(const Tokenizer& words, const CardFormat* format) const {
-  std::array<bool, kCardSetFields> given{};
   for (uint32_t i = 1; i < kFirstValue; ++i)
     if (!isNumber(words.word(i)))
       _findings.warning(at(words.word(i)), "number",
@@ -67,18 +65,28 @@ void SiteRules::checkValues(const Tokenizer& words, const CardFormat* format) co
                             (i == 1 ? "card set" : "format") + " is read as " +
                             std::to_string(textToInt64(words.word(i))));
   const size_t warnings = _findings.warnings();
-  for (uint32_t i = kFirstValue; i < words.count(); i += 2) {
-    bool& isGiven = given[static_cast<size_t>(*words.word(i) - 'A')];
-    checkPair(words.word(i), i + 1 < words.count() ? words.word(i + 1) : nullptr, format, isGiven);
-    isGiven = true;
-  }
+  const Fields given = checkGiven(words, format);
   // What is misread explains what is missing.
-  if (format == nullptr || _findings.warnings() > warnings) return;
-  const auto letters = format->masks().letters;
+  if (format != nullptr && _findings.warnings() == warnings) checkMissing(given, *format);
+}
+
+SiteRules::Fields SiteRules::checkGiven(const Tokenizer& words, const CardFormat* format) const {
+  Fields given;
+  for (uint32_t i = kFirstValue; i < words.count(); i += 2) {
+    const auto field = static_cast<size_t>(*words.word(i) - 'A');
+    checkPair(words.word(i), i + 1 < words.count() ? words.word(i + 1) : nullptr, format,
+              given[field]);
+    given.set(field);
+  }
+  return given;
+}
+
+void SiteRules::checkMissing(Fields given, const CardFormat& format) const {
+  const auto letters = format.masks().letters;
   for (int32_t i = 0; i < kFieldCount; ++i) {
     const auto at = static_cast<size_t>(i);
-    const bool isOwn = letters[at] == 'A' + i && format->fieldBitCount(i) > 0;
-    if (isOwn && i != format->cardNumberField() && !given[at])
+    const bool isOwn = letters[at] == 'A' + i && format.fieldBitCount(i) > 0;
+    if (isOwn && i != format.cardNumberField() && !given[at])
       _findings.warning(_line.whole(), "site-value",
                         field(letters[at]) + " gets no value: it is 0 on every card of the set");
   }

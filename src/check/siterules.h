@@ -2,6 +2,7 @@
 #ifndef BADGEMINT_CHECK_SITERULES_H
 #define BADGEMINT_CHECK_SITERULES_H
 
+#include <bitset>
 #include <cstdint>
 
 #include "cardsets/cardset.h"
@@ -25,6 +26,11 @@ class SiteRules {
 
   // The values of the card set; the format is null when it is not known or did not load.
   void checkValues(const Tokenizer& words, const CardFormat* format) const;
+
+  // The two parts of that: the values that the line gives, and those that it does not give.
+  using Fields = std::bitset<kCardSetFields>;
+  Fields checkGiven(const Tokenizer& words, const CardFormat* format) const;
+  void checkMissing(Fields given, const CardFormat& format) const;
 
  private:
   void checkPair(const char* letter, const char* value, const CardFormat* format,

@@ -14,8 +14,13 @@ const std::string kCards =
     "p 1234 3 1 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0\nd 2 2147483640 3 4294967290 9\n";
 const std::string kSite = " --formats formats --cardsets cardsets --ident ident --access access";
 const std::string kCheck = "check --cards cards --formats formats";
-const std::string kQuestions[] = {"diff . ." + kSite, "show 1 --card 1:15890" + kSite,
-                                  "verify --cards cards" + kSite, "dump" + kSite};
+const std::string kQuestions[] = {"diff . ." + kSite,
+                                  "show 1 --card 1:15890" + kSite,
+                                  "verify --cards cards" + kSite,
+                                  "dump" + kSite,
+                                  "pattern 1 15890 --formats formats --cardsets cardsets",
+                                  "decode 022A7C24 --formats formats --cardsets cardsets "
+                                  "--ident ident"};
 
 // The names and contents of all files but formats.
 std::string files() {

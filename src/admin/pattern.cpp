@@ -1,0 +1,111 @@
+#include "admin/pattern.h"
+
+#include <algorithm>
+#include <span>
+#include <utility>
+
+#include "admin/arguments.h"
+#include "admin/cardbits.h"
+#include "admin/cardnumber.h"
+#include "admin/cardsite.h"
+#include "admin/wording.h"
+#include "check/formatscheck.h"
+#include "check/siterules.h"
+
+namespace badgemint::admin {
+
+namespace {
+
+// The cards of one site, and how the first line of each names them behind its number.
+struct Cards {
+  CardEncoder encoder;
+  std::string name;
+};
+
+Cards cardsOfSet(const std::string& set, const SiteNames& names, CardSite& site, Console& console) {
+  tellOfCutShort({names.cardSets}, console);
+  site.loadFormats(names.formats);
+  site.loadCardSets(names.cardSets, console);
+  const CardEncoder encoder = encoderOfSet(set, site);
+  const uint32_t csid = *numberOf(set), fmtid = encoder.format->getFormatID();
+  const auto listed = std::ranges::find(site.formats(), encoder.format, &CheckedFormat::format);
+  return {encoder, "set " + std::to_string(csid) + "   format " + std::to_string(fmtid) + ' ' +
+                       printable(listed->fileName)};
+}
+
+// Values of fields, given as in an 'f' line of the cards file, of which nothing may be wrong.
+CardFormat::FieldValues valuesOf(const std::string& text, const CardFormat& format,
+                                 Console& console) {
+  const std::string line = "f 1 1 " + text;
+  std::string copy = line;
+  Tokenizer words;
+  words.split(copy.data(), kWordDelimiters);
+  Findings findings;
+  const CheckedLine checked{line, findings.addFile("--set")};
+  const SiteRules rules(findings, checked, copy.data());
+  cardsets sets;
+  if (sets.addCardSetLine(words, 0) != 1) {
+    rules.explain(words, 0);
+  } else if (const SiteRules::Fields given = rules.checkGiven(words, &format);
+             findings.warnings() == 0) {
+    rules.checkMissing(given, format);
+    for (const Finding& finding : findings.sorted()) console.complain(finding.text);
+    return sets.getCardSet(1)->fldvalues;
+  }
+  throw Failure(ExitStatus::kRefused, "--set: " + findings.sorted().front().text);
+}
+
+Cards cardsOfFile(const PatternOptions& options, CardFormatSet& formats, Console& console) {
+  Findings findings;
+  const CardFormat* const format = checkFormatAlone(options.format, formats, findings);
+  if (format == nullptr) {
+    const Finding error = findings.sorted().front();
+    throw Failure(ExitStatus::kNotDone, findings.placeText(error.place) + ": " + error.text);
+  }
+  return {{format, format->encodeSite(valuesOf(options.values, *format, console))},
+          printable(options.format)};
+}
+
+void print(const NumberedCard& card, const Cards& cards, std::ostream& output) {
+  const CardBits bits(*cards.encoder.format);
+  output << "card  " << card.number << "   " << cards.name << "   " << bits.count() << " bits\n"
+         << "mask  " << bits.drawLayout() << "\n"
+         << "bits  " << bits.textOf(card.pattern) << "\n"
+         << "key   " << keyText(card.pattern) << "\n";
+}
+
+// Prints the cards of these numbers, and complains of those that are none. Returns whether all are.
+bool printCards(std::span<const std::string> numbers, const Cards& cards, Console& console) {
+  bool areAll = true;
+  const char* separator = "";
+  for (const std::string& word : numbers) {
+    try {
+      const NumberedCard card = encodeWord(cards.encoder, word);
+      console.output() << std::exchange(separator, "\n");
+      print(card, cards, console.output());
+    } catch (const Failure& failure) {
+      console.complain(failure.what());
+      areAll = false;
+    }
+  }
+  return areAll;
+}
+
+}  // namespace
+
+ExitStatus pattern(const PatternOptions& options, Console& console) {
+  const std::span<const std::string> words = options.words;
+  const bool hasSite = options.format.empty();
+  if (words.size() < (hasSite ? 2 : 1))
+    throw Failure(ExitStatus::kNotDone, hasSite
+                                            ? "which cards? Name their card set, then their numbers"
+                                            : "which cards? Name their numbers");
+  CardSite site;
+  CardFormatSet formats;
+  const Cards cards = hasSite ? cardsOfSet(words.front(), options.site, site, console)
+                              : cardsOfFile(options, formats, console);
+  const bool areAll = printCards(words.subspan(hasSite ? 1 : 0), cards, console);
+  return areAll ? ExitStatus::kAllWell : ExitStatus::kRefused;
+}
+
+}  // namespace badgemint::admin
