@@ -151,10 +151,16 @@ class RecordRules {
     }
   }
 
+  // The credentials that a build writes an access record with.
+  size_t countOwners(RecordNumbers idents) const {
+    return static_cast<size_t>(std::ranges::count_if(
+        idents, [this](size_t i) { return _idents[i].cardsetcode != kPinIdentCode; }));
+  }
+
   void judgeHolder(RecordNumbers idents, RecordNumbers accesses) {
     if (idents.empty())
       for (const size_t i : accesses) _faults.addAccess({i, "holder", "has no credential"});
-    for (size_t n = 1; n < accesses.size(); ++n)
+    for (size_t n = std::max(countOwners(idents), size_t{1}); n < accesses.size(); ++n)
       _faults.addAccess({accesses[n], "holder", "already has record", accesses[0]});
     const size_t* last = nullptr;
     size_t valid = 0;
