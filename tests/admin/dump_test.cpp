@@ -90,13 +90,10 @@ TEST(AdminDump, SaysWhatTheTextCannotSay) {
     int value;
     const char *errors, *output;
   } kCases[] = {
-      {true, 24, 999, 2, "record 0 (holder 1) is marked as deleted: its l",
-       "\n# deleted: c 1 15890 *"},
-      {true, 48, 999, 9, "is left out: card set 9 or its format is not known",
-       "\n# left out: card with"},
+      {true, 24, 999, 2, "record 0 (holder 1) is marked as deleted", "\n# deleted: c 1 15890 *"},
+      {true, 48, 999, 9, "card set 9 or its format is not known", "\n# left out: card with"},
       {true, 49, 28, 1, "and 2 more: records that are left out\n", ": card with key **** of card"},
       {true, 16, 999, 8, "record 0 (holder 8) is left out: there is no access record\n", "f 2 2\n"},
-      {true, 16, 999, 8, "access: record 0 (holder 1) has no credential: it is left out\n", ""},
       {true, 2, 999, 0, "key 022A0024000000000000000000000000; a build makes 022A0025", "c 1 18 *"},
       {true, 44, 999, 1, "record 1 (holder 1) shares its access record: a build makes one", ""},
       {false, 4, 999, 0x4A, "its line, as its PIN has digits that are none\n", "c 1 15890 *"},
@@ -107,11 +104,10 @@ TEST(AdminDump, SaysWhatTheTextCannotSay) {
   };
   for (const auto& [inIdent, from, step, value, errors, output] : kCases) {
     SCOPED_TRACE(errors);
-    put("ident", ident);
-    put("access", access);
     std::string changed = inIdent ? ident : access;
     for (size_t at = from; at < changed.size(); at += step) changed[at] = static_cast<char>(value);
-    put(inIdent ? "ident" : "access", changed);
+    put("ident", inIdent ? changed : ident);
+    put("access", inIdent ? access : changed);
     const AdminRun run = runAdmin(kVerb);
     EXPECT_EQ(run.status, 1);
     EXPECT_NE(run.errors.find(errors), std::string::npos) << run.errors;
@@ -133,11 +129,8 @@ TEST(AdminDump, WritesItsFileWholeOrNotAtAll) {
     EXPECT_EQ(run.status == 0, run.errors.empty());
   }
   std::signal(SIGTERM, [](int) {});
-  const Fault asked = {.call = "fsync", .nth = 1, .signal = SIGTERM};
-  EXPECT_EQ(runAdmin(kVerb + " --output asked", asked).status, 0) << "too late";
-  EXPECT_EQ(
-      runAdmin(kVerb + " --output ended", {.call = "openat", .nth = 1, .signal = SIGTERM}).status,
-      3);
+  const Fault asked = {.call = "openat", .nth = 1, .signal = SIGTERM};
+  EXPECT_EQ(runAdmin(kVerb + " --output ended", asked).status, 3);
   EXPECT_FALSE(fs::exists("ended") || fs::exists("ended.new"));
   const struct {
     const char *prepare, *options;

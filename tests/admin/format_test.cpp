@@ -53,10 +53,6 @@ TEST(AdminFormat, ContinuesLongCardsBelow) {
         "X.X.X.X.X.O\n",
         "\nparity 1  odd: bit 100 over 0, 2, 4, ", ", 32,\n          34, ", ", 96, 98\n"})
     EXPECT_NE(shown.find(part), std::string::npos) << part << shown;
-  for (size_t end = shown.find('\n'), from = 0; end != shown.npos; end = shown.find('\n', from)) {
-    EXPECT_LE(end - from, 100U);
-    from = end + 1;
-  }
 }
 
 TEST(AdminFormat, EndsWithTheWorstOfItsFiles) {
@@ -71,13 +67,12 @@ TEST(AdminFormat, EndsWithTheWorstOfItsFiles) {
     const char *output, *errors;
   } kCases[] = {
       {"good.cdf", 0, "\ncard 15, A=0: key 0F00", ""},
-      {"good.cdf hole.EFF", 1, "\n\nhole.EFF: EFF\n14 bits", ""},
-      {"hole.EFF good.cdf", 1, "\nhole.EFF:21:5: warning: 1 position not used between", ""},
+      {"hole.EFF good.cdf", 1,
+       "not used between used ones: always 0, and not counted [mask]\n\ngood", ""},
       {"cut.eff good.cdf", 2, "cut.eff: does not load\ncut.eff:2: error: the file ends here", ""},
       {"text.txt hole.EFF", 2, "text.txt: does not load\ntext.txt: error: ", ""},
       {"none.vff", 1, "\ncard 0: key 00", ""},
-      {"none.cdf gone.vff good.cdf", 3, "good.cdf: CDF\n", "gone.vff: cannot be opened: No such"},
-      {"none.cdf cut.eff", 3, "cut.eff: does not load\n", "none.cdf: cannot be opened: No such"},
+      {"none.cdf gone.vff cut.eff", 3, "cut.eff: does", "gone.vff: cannot be opened: No such"},
       {"", 3, "", "FILE is required"},
   };
   for (const auto& [files, status, output, errors] : kCases) {
