@@ -7,11 +7,8 @@
 namespace badgemint {
 namespace {
 
-struct Case {
-  std::string cards;
-  int32_t result;
-  std::string log;  // Without the number of cards.
-};
+// Lines, the result of their build, and what it logs, without the number of cards.
+using Case = std::tuple<std::string, int32_t, std::string>;
 
 // The second pass alone.
 int32_t write(const std::string& cards, const char* ident, const char* access) {

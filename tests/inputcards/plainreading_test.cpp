@@ -94,30 +94,29 @@ std::string told(const std::string& label, const Entry& e, const char* comma = "
   return text + "\n";
 }
 
-int32_t check(std::vector<Entry> entries, std::string& log) {
+// The result of the first pass, and what it says.
+std::pair<int32_t, std::string> check(std::vector<Entry> entries) {
   std::vector<Entry> byKey = entries;
   std::ranges::stable_sort(byKey, {}, &Entry::key);
-  if (const auto e = std::ranges::adjacent_find(byKey, {}, &Entry::key); e != byKey.end()) {
-    log = "[25 cardindex] Error - Duplicate hex card number\n" + told("First card info", *e, "") +
-          told("Second card info", e[1], "");
-    return kDuplicateCardKey;
-  }
+  if (const auto e = std::ranges::adjacent_find(byKey, {}, &Entry::key); e != byKey.end())
+    return {kDuplicateCardKey, "[25 cardindex] Error - Duplicate hex card number\n" +
+                                   told("First card info", *e, "") +
+                                   told("Second card info", e[1], "")};
   std::ranges::stable_sort(entries, {}, &Entry::uniqid);
   for (size_t i = 1; i < entries.size(); ++i) {
     const Entry &before = entries[i - 1], &entry = entries[i];
     const bool shared = before.uniqid == entry.uniqid;
     const bool behind = i + 1 < entries.size() && entries[i + 1].uniqid == entry.uniqid;
-    if (entry.type == 'o' && !shared && !behind) {
-      log = "[25 cardindex] Error - Unpaired 'o' line\n" + told("card info", entry);
-      return kUnpairedPinIdent;
-    }
+    if (entry.type == 'o' && !shared && !behind)
+      return {kUnpairedPinIdent,
+              "[25 cardindex] Error - Unpaired 'o' line\n" + told("card info", entry)};
     const bool hasPin = before.type == 'p' || entry.type == 'p';
     if (!shared || (!hasPin && (before.type == 'o') != (entry.type == 'o'))) continue;
-    log = "[25 cardindex] Error - Duplicate unique ID\n" + told("First card info", before) +
-          told("Second card info", entry);
-    return kDuplicateUniqueId;
+    return {kDuplicateUniqueId, "[25 cardindex] Error - Duplicate unique ID\n" +
+                                    told("First card info", before) +
+                                    told("Second card info", entry)};
   }
-  return kSuccess;
+  return {kSuccess, ""};
 }
 
 class RandomCards {
@@ -198,8 +197,7 @@ TEST(RandomSites, AreBuiltDumpedAndBuiltAgainAsAPlainReadingSays) {
     const std::string cards = RandomCards(seed).cards(seed % 100 == 99);
     SCOPED_TRACE(cards);
     const std::vector<Entry> entries = readCards(cards);
-    std::string said;
-    const int32_t result = check(entries, said);
+    const auto [result, said] = check(entries);
     ++results[result];
     log.logger().setThreshold(UINT32_MAX);
     EXPECT_EQ(buildCards(cards), result);

@@ -138,11 +138,7 @@ TEST(Dump, SaysWhatItLacks) {
   std::filesystem::create_directory("folder");
   const std::string full = "[25 badgemintdump] Error writing output cards file /dev/full\n";
   const std::string format = "[25 badgemintdump] Card format 9 not found, card set=1\n";
-  const struct {
-    int32_t result, lines;
-    Names names;
-    std::string log;
-  } cases[] = {
+  const std::tuple<int32_t, int, Names, std::string> cases[] = {
       {-513, 0, {.cards = "no/x"}, "[25 badgemintdump] Error opening output cards files no/x\n"},
       {-513, 0, {.cards = "/dev/full"}, full},
       {-1007, 0, {.cards = "/dev/full", .sets = "sets9"}, format + full},
