@@ -110,27 +110,23 @@ TEST(Databases, ReadsAheadWhatIsThere) {
   }
 }
 
-template <typename File>
-void expectConfigured(const std::string& report) {
-  File file;
-  prepare(file, kBuffering);
-  MasterConfiguration configuration(0, "configuration"), empty(0, "empty");
-  EXPECT_TRUE(file.loadIndexFromConfig(configuration));
-  EXPECT_EQ(file.index()->count(), 4);
-  EXPECT_EQ(file.index()->capacity(), 104);
-  TestLog log;
-  errno = EINVAL;
-  EXPECT_FALSE(file.loadIndexFromConfig(empty));
-  EXPECT_EQ(errno, 0);
-  EXPECT_EQ(log.take(), report);
-}
-
 TEST(Databases, LoadsTheIndexThatTheConfigurationNames) {
   const WorkFolder here;
   here.write("empty", "");
-  here.write("configuration", "ident ident -1\naccess access -1\n");
-  expectConfigured<IdentFile>("[report 1/15 \"\"]\n");
-  expectConfigured<AccessFile>("[report 2/15 \"\"]\n");
+  here.write("named", "ident ident -1\naccess access -1\n");
+  MasterConfiguration named(0, "named"), empty(0, "empty");
+  IdentFile idents;
+  AccessFile accesses;
+  prepare(idents, kBuffering);
+  prepare(accesses, kBuffering);
+  EXPECT_TRUE(idents.loadIndexFromConfig(named) && accesses.loadIndexFromConfig(named));
+  EXPECT_EQ(idents.index()->count(), 4);
+  EXPECT_EQ(idents.index()->capacity() + accesses.index()->capacity(), 208);
+  TestLog log;
+  errno = EINVAL;
+  EXPECT_FALSE(idents.loadIndexFromConfig(empty) || accesses.loadIndexFromConfig(empty));
+  EXPECT_EQ(errno, 0);
+  EXPECT_EQ(log.take(), "[report 1/15 \"\"]\n[report 2/15 \"\"]\n");
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 #include "cardsets/card_functions.h"
 
-#include "cardsets/cardsets.h"
 #include "support/testfiles.h"
 
 namespace badgemint {
@@ -20,17 +19,6 @@ TEST(CardFunctions, ConvertHexadecimalDigits) {
     bitsToHex(bytes, text);
     EXPECT_STREQ(text.c_str(), back);
   }
-}
-
-TEST(CardFunctions, NeedCardSetsAndFormats) {
-  const TestFolder folder;
-  cardsets sets;
-  EXPECT_EQ(sets.load(folder.write("f", "f 1 1 A").c_str()), 0);
-  int64_t number = 0;
-  CardPattern pattern;
-  EXPECT_EQ(computeCardBits(1, "7x", 0, nullptr, nullptr, number, pattern), -1006);
-  EXPECT_EQ(computeCardBits(1, "7x", 0, &sets, nullptr, number, pattern), -1007);
-  EXPECT_EQ(number, 7);
 }
 
 }  // namespace badgemint

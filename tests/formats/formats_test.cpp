@@ -53,8 +53,9 @@ TEST(FormatFiles, EndBehindLastLinesOnly) {
     FormatLines lines = linesOf(kind, {"B"});
     lines.resize(count);
     for (size_t n = 0; n <= count; ++n) {
-      const std::string file = fileOf(
-          kind, FormatLines(lines.begin(), std::next(lines.begin(), static_cast<ptrdiff_t>(n))));
+      FormatLines first = lines;
+      first.resize(n);
+      const std::string file = fileOf(kind, first);
       const bool mayEnd = n == count || (kind != "VFF" && (n == 30 || n == 40));
       for (const std::string& end : {std::string(), std::string("x"), twoBytes("^")}) {
         if (kind == "CDF" && !end.empty()) continue;
