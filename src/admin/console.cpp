@@ -1,10 +1,14 @@
 #include "admin/console.h"
 
+#include "check/finding.h"
+
 namespace badgemint::admin {
 
 void Console::complain(std::string_view text) {
   _output.flush();
-  _errors << "badgemint-admin: " << text << std::endl;
+  _errors << "badgemint-admin: ";
+  for (const char c : text) _errors << printable({&c, 1});  // Takes no memory, not even a little.
+  _errors << std::endl;
 }
 
 bool Console::finish() {

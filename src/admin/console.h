@@ -37,7 +37,8 @@ class Console {
   // For what was asked for. A failed write is remembered until finish().
   std::ostream& output() { return _output; }
 
-  // "badgemint-admin: TEXT\n" on standard error, behind all output so far.
+  // "badgemint-admin: TEXT\n" on standard error, behind all output so far; bytes that do not print,
+  // as names of files may have them, as printable() shows them.
   void complain(std::string_view text);
 
   // A word in the colour of errors or of warnings, where colours are wanted.

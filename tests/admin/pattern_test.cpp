@@ -69,7 +69,7 @@ TEST(CardReading, KnowsCardsOfItsFormat) {
     }
     FormatLines lines = linesOf("CDF", masks);
     lines[8] = any("0248");
-    for (size_t field : {12, 13})
+    for (const size_t field : {12U, 13U})
       lines[field] = std::string("F,0,0,") + any("ML") + "SB,B" + (random() % 2 == 0 ? "IN" : "CD");
     ASSERT_EQ(test.load(fileOf("CDF", lines)), 0);
     const CardFormat& format = *test.format;
@@ -166,7 +166,7 @@ TEST(Pattern, SaysWhatBitsCanBeAndWhatNumbersCannot) {
       {"pattern --format 32.cdf", 3, "", "which cards? Name their numbers"},
       {"pattern 1 1 --set A=1", 3, "", "--set requires --format"},
       {"pattern 1 1 --formats none", 3, "", "none: cannot be opened"},
-      {"pattern 1 1 --cardsets none", 3, "", "none: No such file"},
+      {"pattern 1 1 --cardsets no\xC3ne", 3, "", "no\\xC3ne: No such file"},
       {"pattern 8 1", 2, "", "format 9 of card set 8 is not there"},
       {"pattern 1 \"\" 1 " + s32 + "9", 2, "key   022A0002000000000000000000000000\n",
        "\"\" is not digits alone"},
