@@ -2,6 +2,8 @@
 
 #include "check/finding.h"
 
+#include "check/finding.h"
+
 namespace badgemint::admin {
 
 void Console::complain(std::string_view text) {

@@ -22,7 +22,7 @@ TEST(CommandLine, DoesWhatItIsAskedOrSaysWhyNot) {
       {"help none", 3, "", "there is no verb none"},
       {"", 3, "", "which verb? (badgemint-admin help names them)"},
       {"biuld", 3, "", "(badgemint-admin help tells more)"},
-      {"check --colour", 3, "", "--colour (badgemint-admin help tells more)"},
+      {"check --colour\x07", 3, "", "--colour\\x07 (badgemint-admin help tells more)"},
       {"build --level many", 3, "", "--level"},
       {"-C . help", 0, "check", ""},
       {"-C none check", 3, "", "none: No such file or directory"},
