@@ -27,10 +27,8 @@ AccessRecord withValidity(AccessRecord to, const AccessRecord& from) {
 
 // Each change in turn, of any record: what stands in the file, what is given back and found.
 TEST(AccessFile, ChangesWhatItSaysAndNothingElse) {
-  const WorkFolder here;
   std::mt19937 random(1);
-  AccessFile file;
-  prepare(file);
+  Prepared<AccessFile> file;
   auto stored = Kind<AccessFile>::three();
   for (int round = 0; round < 200; ++round) {
     const size_t at = random() % 3;
@@ -61,9 +59,7 @@ TEST(AccessFile, ChangesWhatItSaysAndNothingElse) {
 
 // What putAccess appends is not in the index; what mergeAccess appends is, when there is room.
 TEST(AccessFile, AppendsNewHolders) {
-  const WorkFolder here;
-  AccessFile file;
-  prepare(file);
+  Prepared<AccessFile> file;
   EXPECT_EQ(file.loadIndex("access", 4), 0);
   auto stored = Kind<AccessFile>::three();
   stored.insert(stored.end(), {{.uniqid = 40, .bitflds = 4}, {.uniqid = 50}, {.uniqid = 50}});
@@ -93,11 +89,9 @@ TEST(AccessFile, LeavesRecordsOfOthersAlone) {
 
 // Slots with 0 are not looked up; the end of the file comes as a failed read.
 TEST(AccessFile, TellsTheAccessLevelsThatAreMissing) {
-  const WorkFolder here;
   AccessLevelSet levels;
   EXPECT_TRUE(levels.add(std::make_unique<AccessLevel>(2)));
-  AccessFile file;
-  prepare(file);
+  Prepared<AccessFile> file;
   writeRecords<AccessRecord>("access", {{.uniqid = 7, .acclevel = {1, 2, 0, 0, 0, 0, 0, 9}}, {}});
   TestLog log;
   EXPECT_EQ(file.checkAccessLevels(levels), 2);

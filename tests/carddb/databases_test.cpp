@@ -62,10 +62,8 @@ TEST(Databases, TellsWhichCallFailed) {
 }
 
 TEST(Databases, BuffersUpTo64KiB) {
-  const WorkFolder here;
-  AccessFile file;
-  EXPECT_FALSE(file.appendBufferFull());
-  prepare(file, kBuffering);
+  EXPECT_FALSE(AccessFile().appendBufferFull());
+  Prepared<AccessFile> file(kBuffering);
   size_t count = 1;
   for (; !file.appendBufferFull(); ++count) EXPECT_EQ(file.appendRecord({}), 0);
   EXPECT_EQ(count, 1489);
@@ -92,13 +90,11 @@ TEST(Databases, CreatesAccessFilesForTheOwnerAlone) {
 
 // Two blocks and a part of a record; a read that is cut short is read on.
 TEST(Databases, ReadsAheadWhatIsThere) {
-  const WorkFolder here;
   std::mt19937 random(1);
   std::vector<AccessRecord> list(400);
   for (uint32_t i = 0; i < 400; ++i) list[i].uniqid = i;
-  AccessFile file;
-  prepare(file, kReadingAhead);
-  here.write("access", bytesOf(list) + "tail");
+  Prepared<AccessFile> file(kReadingAhead);
+  file.write("access", bytesOf(list) + "tail");
   AccessRecord found;
   for (uint32_t step = 0; step < 1000; ++step) {
     const ArmedFault fault({"read", static_cast<int>(random() % 3), false, EIO, true});

@@ -87,7 +87,6 @@ TEST(IdentFile, LeavesRecordsOfOthersAlone) {
 
 // The failing call, the last messages, and how many entries the index has then.
 TEST(IdentFile, TellsWhyALoadFailed) {
-  const WorkFolder here;
   const std::tuple<Fault, const char*, uint32_t> rows[] = {
       {{"stat", 1}, "[report 1/16 \"\"]\n[20 identfile] unable to stat ident\n", 3},
       {{"allocate", 2}, "[20 identfile] ident index allocation failure\n[report 1/1024 \"\"]\n", 0},
@@ -95,8 +94,7 @@ TEST(IdentFile, TellsWhyALoadFailed) {
       {{"read", 2}, "[20 identindx] unable to load indexes\n", 0},
   };
   for (const auto& [fault, messages, expected] : rows) {
-    IdentFile file;
-    prepare(file);
+    Prepared<IdentFile> file;
     TestLog log;
     const ArmedFault armed(fault);
     EXPECT_FALSE(file.loadIndex("ident", 0));
@@ -109,11 +107,10 @@ TEST(IdentFile, TellsWhyALoadFailed) {
 }
 
 TEST(IdentFile, TellsTheCardSetsThatAreNotLoaded) {
-  const WorkFolder here;
+  Prepared<IdentFile> file;
+  file.write("sets", "f 7 1\n");
   cardsets sets;
-  EXPECT_EQ(sets.load(here.write("sets", "f 7 1\n").c_str()), 0);
-  IdentFile file;
-  prepare(file);
+  EXPECT_EQ(sets.load("sets"), 0);
   writeRecords<IdentRecord>(
       "ident", {{{}, 1, 0}, {{}, 1, 7}, {{}, 1, 253}, {{}, 1, 254}, {{}, 1, 255}, {{}, 1, 1}});
   TestLog log;
@@ -122,9 +119,7 @@ TEST(IdentFile, TellsTheCardSetsThatAreNotLoaded) {
 }
 
 TEST(IdentFile, ComparesACardWithItsRecord) {
-  const WorkFolder here;
-  IdentFile file;
-  prepare(file);
+  Prepared<IdentFile> file;
   writeRecords<IdentRecord>("ident", {{{1}, 10, 5, 1}, {{1}, 20}});
   uint32_t uniqid = 0, deleted = 0;
   EXPECT_EQ(file.verifyCard({2}, uniqid, deleted), -2);

@@ -62,6 +62,12 @@ void prepare(File& file, State state = kClosed) {
   EXPECT_EQ(file.appendRecord({}), 0);
 }
 
+// Such a file in a folder of its own, which is the current one.
+template <typename File>
+struct Prepared : WorkFolder, File {
+  explicit Prepared(State state = kClosed) { prepare<File>(*this, state); }
+};
+
 // What an operation answers when its n-th call of a kind fails, for n = 1, 2, ... until there is no
 // n-th: "read R! 0" is the result of a failed read with the message of that kind of call, then 0
 // without a message. O and W are the results of a failed open and write, + is a file that has
