@@ -2,8 +2,6 @@
 
 #include "check/finding.h"
 
-#include "check/finding.h"
-
 namespace badgemint::admin {
 
 void Console::complain(std::string_view text) {

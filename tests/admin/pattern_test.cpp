@@ -137,7 +137,7 @@ holder 6: card 50000000000000000000000000000000 without format
       {"decode \"\"", 2, "", "\"\" is neither: bits are"},
       {"pattern 1", 3, "", "Name their card set, then their numbers"},
       {"pattern --format 32.cdf", 3, "", "which cards? Name their numbers"},
-      {"pattern 1 1 --cardsets no\xC3ne", 3, "", "no\\xC3ne: No such file"},
+      {"pattern 1 1 --cardsets none", 3, "", "none: No such file"},
       {"pattern 1 x 1 123456789012345678901234567890123", 2, "key   022A0002" + zeros, "an 32 dig"},
       {"pattern --format odd.cdf 1", 2, "", "of 2 bits (of no type): it would come back as card 0"},
       {"pattern --format 4.vff 1", 0, "mask  ..P*\nbits  0011\nkey   03000000" + zeros},
