@@ -2,15 +2,11 @@
 #ifndef BADGEMINT_TESTS_ADMIN_ADMINRUN_H
 #define BADGEMINT_TESTS_ADMIN_ADMINRUN_H
 
-#include <fstream>
 #include <iomanip>
 #include <sstream>
-#include <string>
-#include <vector>
 
 #include "admin/commandline.h"
-#include "carddb/recordlayout.h"
-#include "support/faults.h"
+#include "support/testfiles.h"
 
 namespace badgemint::admin {
 
@@ -38,13 +34,6 @@ inline AdminRun runAdmin(const std::string& line, const Fault& fault = {}) {
   result.output = output.str();
   result.errors = errors.str();
   return result;
-}
-
-template <typename Record>
-void writeRecords(const std::string& path, const std::vector<Record>& records) {
-  std::ofstream file(path, std::ios::binary);
-  for (const Record& record : records)
-    for (const uint8_t byte : encodeRecord(record)) file.put(static_cast<char>(byte));
 }
 
 }  // namespace badgemint::admin

@@ -13,21 +13,6 @@
 
 namespace badgemint {
 
-template <typename Record>
-std::string bytesOf(const std::vector<Record>& records) {
-  std::string bytes;
-  for (const Record& record : records) {
-    const auto image = encodeRecord(record);
-    bytes.append(image.begin(), image.end());
-  }
-  return bytes;
-}
-
-template <typename Record>
-void writeRecords(const char* path, const std::vector<Record>& records) {
-  std::ofstream(path, std::ios::binary) << bytesOf(records);
-}
-
 // What differs between the two kinds of files: name, record, records of a file of three, and the
 // results of a failed open, read and write.
 template <typename File>

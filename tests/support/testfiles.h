@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "carddb/recordlayout.h"
 #include "support/faults.h"
 #include "support/logger.h"
 
@@ -65,6 +66,21 @@ std::string hexLines(const Bytes& bytes) {
     ++i;
   }
   return text;
+}
+
+// Records as they stand in a database file.
+template <typename Record>
+std::string bytesOf(const std::vector<Record>& records) {
+  std::string bytes;
+  for (const Record& record : records) {
+    const auto image = encodeRecord(record);
+    bytes.append(image.begin(), image.end());
+  }
+  return bytes;
+}
+template <typename Record>
+void writeRecords(const std::string& path, const std::vector<Record>& records) {
+  std::ofstream(path, std::ios::binary) << bytesOf(records);
 }
 
 // A logger of its own for one test: published while it lives, its text to be taken at the end.
