@@ -32,7 +32,7 @@ DumpProof::DumpProof(const SiteNames& names, const Databases& databases, bool wi
       _warnings(warnings),
       _site(std::make_unique<SiteCards>()),
       _checker(*_site, _index),
-      _writer(*_site, _made) {
+      _writer(*_site, _output) {
   if (!_index.isInitialised() || _site->create() < 0 ||
       loadFormats("badgemint-admin", "", names.formats.c_str(), _site->formats()) < 0)
     throw std::bad_alloc();  // The formats were loaded before: memory is all that can be missing.
@@ -52,12 +52,13 @@ void DumpProof::take(std::string& line, int32_t number, const Credential& creden
                          textOf(credential.ident) + ": a build ends at its line, as " +
                              (result == kInvalidPin ? "its PIN has digits that are none"
                                                     : "its card number does not come back"));
-  if (_made.ident.cardnumber != credential.ident.cardnumber)
+  const CardRecord& made = _output.card();
+  if (made.ident.cardnumber != credential.ident.cardnumber)
     _warnings.add("keys that a build does not make",
                   textOf(credential.ident) + ": key " + keyText(credential.ident, _withPins) +
-                      "; a build makes " + keyText(_made.ident, _withPins));
-  if (credential.access != nullptr && _made.access != *credential.access)
-    addFieldDifferences(*credential.access, _made.access);
+                      "; a build makes " + keyText(made.ident, _withPins));
+  if (credential.access != nullptr && made.access != *credential.access)
+    addFieldDifferences(*credential.access, made.access);
 }
 
 std::string DumpProof::textOf(const IdentRecord& ident) const {

@@ -60,8 +60,8 @@ class DumpProof {
   const std::unique_ptr<SiteCards> _site;
   CardIndex _index;
   LineChecker _checker;
-  CardRecord _made;  // Of the line at hand.
-  LineWriter _writer;
+  LastRecords _output;
+  LineWriter<LastRecords> _writer;
 };
 
 // "ident.db: record 3 (holder 1001)".

@@ -122,12 +122,13 @@ int32_t InputCards::openDatabases() {
 }
 
 int32_t InputCards::writeDatabases() {
-  LineWriter writer(_site, *_identFile, *_accessFile);
+  DatabaseOutput output(*_identFile, *_accessFile);
+  LineWriter writer(_site, output);
   if (const int32_t rc = readInput([&writer](InputLine line) { return writer.write(line); });
       rc < 0)
     return rc;
-  if (writer.credentials() != _credentials) return _input.reportChanged();
-  return writer.flush();
+  if (output.credentials() != _credentials) return _input.reportChanged();
+  return output.flush();
 }
 
 int32_t InputCards::closeDatabases() {

@@ -11,17 +11,16 @@
 
 namespace badgemint {
 
-class LineWriter {
+// The databases. The files are open for appending and buffer what they are given; they outlive it.
+class DatabaseOutput {
  public:
-  // All must outlive the writer. The files are open for appending and buffer what they are given.
-  LineWriter(SiteCards& site, IdentFile& identFile, AccessFile& accessFile)
-      : _site(site), _identFile(&identFile), _accessFile(&accessFile) {}
+  DatabaseOutput(IdentFile& identFile, AccessFile& accessFile)
+      : _identFile(identFile), _accessFile(accessFile) {}
 
-  // Only makes the records of a line, the last ones of a block: they are left in `made`.
-  LineWriter(SiteCards& site, CardRecord& made) : _site(site), _made(&made) {}
-
-  // kSuccess, or the code with which a build ends here, logged unless pass 1 has logged it.
-  [[nodiscard]] int32_t write(InputLine line);
+  // An ident record alone, and both records of a credential that has an access record. kSuccess or
+  // the code of the file that failed.
+  [[nodiscard]] int32_t put(const IdentRecord& record);
+  [[nodiscard]] int32_t put(const CardRecord& card);
 
   // Writes out what the files have buffered: both together, so that neither runs far ahead of the
   // other. kSuccess or the code of the file that failed.
@@ -29,6 +28,39 @@ class LineWriter {
 
   // Ident records so far.
   int64_t credentials() const { return _credentials; }
+
+ private:
+  IdentFile& _identFile;
+  AccessFile& _accessFile;
+  int64_t _credentials = 0;
+};
+
+// In place of the databases, for those who want to know what a build makes of a line: keeps the
+// last records.
+class LastRecords {
+ public:
+  [[nodiscard]] int32_t put(const IdentRecord& record) {
+    _card.ident = record;
+    return kSuccess;
+  }
+  [[nodiscard]] int32_t put(const CardRecord& card) {
+    _card = card;
+    return kSuccess;
+  }
+  const CardRecord& card() const { return _card; }
+
+ private:
+  CardRecord _card;
+};
+
+template <typename Output>
+class LineWriter {
+ public:
+  // Both must outlive the writer.
+  LineWriter(SiteCards& site, Output& output) : _site(site), _output(output) {}
+
+  // kSuccess, or the code with which a build ends here, logged unless pass 1 has logged it.
+  [[nodiscard]] int32_t write(InputLine line) { return takeLine(*this, line); }
 
  private:
   template <typename Pass>
@@ -40,15 +72,13 @@ class LineWriter {
   int32_t takePinIdent(InputLine line);
   int32_t takeMultiCards(InputLine line);
   int32_t writeBlock(const MultiCards& block, int32_t lineNumber);
-  int32_t writeHolder(const CardRecord& card);
-  int32_t writeIdent(const IdentRecord& record);
 
   SiteCards& _site;
-  IdentFile* const _identFile = nullptr;
-  AccessFile* const _accessFile = nullptr;
-  CardRecord* const _made = nullptr;  // In place of both files.
-  int64_t _credentials = 0;
+  Output& _output;
 };
+
+extern template class LineWriter<DatabaseOutput>;
+extern template class LineWriter<LastRecords>;
 
 }  // namespace badgemint
 
