@@ -40,6 +40,8 @@ int64_t highestValue(int32_t type, int32_t positions) {
   const int32_t digits = type == kTypeBcd ? bits / 4 : type == kTypeMsd ? bits / 5 : 0;
   int64_t above = 1;
   for (int32_t i = 0; i < digits; ++i) above *= 10;
+  // Positions that are left over have the low bits of one more digit.
+  if (type == kTypeBcd) above <<= bits % 4;
   return above - 1;
 }
 

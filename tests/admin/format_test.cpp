@@ -9,33 +9,33 @@ namespace {
 
 TEST(AdminFormat, ShowsFieldsMasksAndACard) {
   const WorkFolder folder;
-  FormatLines lines = linesOf("CDF", {"PAAAAAAAABBBB.P", ".............1.", "EXXXX..........",
-                                      ".....XXXXXXXXX", ".............XO"});
+  FormatLines lines = linesOf("CDF", {"PAAAAAAAAABBBB.P", "..............1.", "EXXXX...........",
+                                      "......XXXXXXXXX.", "..............XO"});
   std::fill(lines.begin() + 12, lines.begin() + 20, "");
   lines[12] = "Si\x01te,12,15,LSB,BCD";
   lines[13] = "Number,5,9,MSB,BIN";
   lines[14] = "C,-1,0,MSB,MSD";
   folder.write("a.cdf", fileOf("CDF", lines));
   const std::string shown =
-      "a.cdf: CDF\n15 bits, card number in field B\n"
+      "a.cdf: CDF\n16 bits, card number in field B\n"
       "field  type     bits  holds                     file says                 label\n"
-      "A      BCD LSB  8     0 to 99                   12 to 15                  Si\\x01te\n"
+      "A      BCD LSB  9     0 to 199                  12 to 15                  Si\\x01te\n"
       "B      BIN MSB  4     0 to 15                   5 to 9                    Number\n"
       "C      MSD MSB  0     0 to 0                    -1 to 0                   C\n"
-      "card 9, A=12: key 52260000000000000000000000000000\n"
+      "card 9, A=12: key A4260000000000000000000000000000\n"
       "          0         1\n"
-      "bit       012345678901234\n"
-      "output    PAAAAAAAABBBB.P\n"
-      "fixed     .............1.\n"
-      "parity 1  EXXXX..........\n"
-      "parity 2  .....XXXXXXXXX.\n"
-      "parity 3  .............XO\n"
-      "card      101001000100110\n"
+      "bit       0123456789012345\n"
+      "output    PAAAAAAAAABBBB.P\n"
+      "fixed     ..............1.\n"
+      "parity 1  EXXXX...........\n"
+      "parity 2  ......XXXXXXXXX.\n"
+      "parity 3  ..............XO\n"
+      "card      1010010000100110\n"
       "parity 1  even: bit 0 over 1 to 4\n"
       "parity 2  sets no bit\n"
       "parity 3  is not applied\n"
-      "a.cdf:24:6: warning: a mask without E or O sets no parity bit [mask]\n"
-      "a.cdf:25:15: warning: parity mask 3 is not applied: line 9 declares 2 [mask]\n";
+      "a.cdf:24:7: warning: a mask without E or O sets no parity bit [mask]\n"
+      "a.cdf:25:16: warning: parity mask 3 is not applied: line 9 declares 2 [mask]\n";
   EXPECT_EQ(runAdmin("format a.cdf").output, shown);
 }
 
