@@ -102,7 +102,7 @@ class Decode {
     const char* separator = ": they have ";
     for (const size_t count : counts)
       text += std::exchange(separator, ", ") + std::to_string(count);
-    refuse(text);
+    refuse(text + " (a key of 0 and 1 alone needs 0x in front)");
   }
 
   void tell(const Reading& reading) {

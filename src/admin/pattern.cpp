@@ -52,7 +52,7 @@ CardFormat::FieldValues valuesOf(const std::string& text, const CardFormat& form
     for (const Finding& finding : findings.sorted()) console.complain(finding.text);
     return sets.getCardSet(1)->fldvalues;
   }
-  throw Failure(ExitStatus::kRefused, "--set: " + findings.sorted().front().text);
+  throw Failure(ExitStatus::kRefused, "--set is refused: " + findings.sorted().front().text);
 }
 
 Cards cardsOfFile(const PatternOptions& options, CardFormatSet& formats, Console& console) {

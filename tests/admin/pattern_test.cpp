@@ -133,7 +133,7 @@ holder 6: card 50000000000000000000000000000000 without format
       {"decode 02 --formats none", 0, "a card\nholder 7: card 02 without format\n", "none: cannot"},
       {"decode 0x0", 0, "no holder has this card\n"},
       {"decode 01", 1, "no format has such a card\n"},
-      {"decode 010", 2, "", "no format has cards of 3 bits: they have 2, 11, 26, 32, 64"},
+      {"decode 010", 2, "", "no format has cards of 3 bits: they have 2, 11, 26, 32, 64 (a key"},
       {"decode \"\"", 2, "", "\"\" is neither: bits are"},
       {"pattern 1", 3, "", "Name their card set, then their numbers"},
       {"pattern --format 32.cdf", 3, "", "which cards? Name their numbers"},
@@ -144,8 +144,9 @@ holder 6: card 50000000000000000000000000000000 without format
       {"pattern --format 136.vff 512", 0, "0010--------\nkey   00000000000000000000000000000002\n"},
       {"pattern --format no.cdf 1", 3, "", "no.cdf: cannot be opened: No such file"},
       {"pattern --format x.cdf/formats 1", 3, "", "x.cdf/formats: no format file: its name"},
-      {"pattern --format 26.cdf --set A=256 1", 2, "", "--set: value 256 does not fit the 8 bits"},
-      {"pattern --format 26.cdf --set a=1 1", 2, "", "--set: \"a\" stands where"},
+      {"pattern --format 26.cdf --set A=256 1", 2, "",
+       "--set is refused: value 256 does not fit the 8 bits"},
+      {"pattern --format 26.cdf --set a=1 1", 2, "", "refused: \"a\" stands where"},
       {"pattern --format 26.cdf 1", 0, "key   00000002" + zeros, "field A gets no value"},
   };
   for (const auto& [words, status, output, errors] : cases) {
