@@ -13,24 +13,45 @@ namespace {
 // Tells in which bits a card differs from what its format would have made of the same values.
 class Differences {
  public:
-  Differences(const CardBits& bits, const CardPattern& card, const CardPattern& encoded)
-      : _bits(bits),
-        _layout(bits.drawLayout()),
-        _is(bits.textOf(card)),
-        _due(bits.textOf(encoded)) {}
+  Differences(const CardFormat& format, const CardPattern& card, const CardPattern& encoded)
+      : _format(format),
+        _bits(format),
+        _layout(_bits.drawLayout()),
+        _is(_bits.textOf(card)),
+        _due(_bits.textOf(encoded)) {}
 
   std::vector<std::string> tell() {
+    takeParityOfCard();
     for (size_t bit = 0; bit < _layout.size(); ++bit)
       if (isWrong(bit)) tellOf(bit);
     std::vector<std::string> all = std::move(_ofFields);
-    // Parity over bits that no value gives says nothing.
-    if (all.empty()) all = std::move(_ofParity);
+    all.insert(all.end(), _ofParity.begin(), _ofParity.end());
     all.insert(all.end(), _ofOthers.begin(), _ofOthers.end());
     return all;
   }
 
  private:
+  // The parity that is due is that of the card's own bits, wrong ones too: a card with the fixed
+  // bits of another site has the parity of those.
+  void takeParityOfCard() {
+    std::vector<bool> isOther(_layout.size());  // Than the format's.
+    for (size_t bit = 0; bit < isOther.size(); ++bit)
+      isOther[bit] = isWrong(bit) && !isOfParity(bit);
+    for (int32_t mask = 0; mask < _format.numberOfParityBits(); ++mask) {
+      const int32_t target = _bits.bitOfParity(mask);
+      if (target < 0) continue;
+      const std::string row = _bits.draw(_format.masks().parity[static_cast<size_t>(mask)]);
+      bool isOdd = false;
+      for (size_t bit = 0; bit < row.size(); ++bit)
+        isOdd = isOdd != (row[bit] == 'X' && isOther[bit]);
+      isOther[static_cast<size_t>(target)] = isOdd;
+    }
+    for (size_t bit = 0; bit < isOther.size(); ++bit)
+      if (isOther[bit] && isOfParity(bit) && _due[bit] != CardBits::kNoBit) _due[bit] ^= 1;
+  }
+
   bool isWrong(size_t bit) const { return _is[bit] != _due[bit]; }
+  bool isOfParity(size_t bit) const { return _bits.parityMaskOf(static_cast<int32_t>(bit)) >= 0; }
   bool isFixed(size_t bit) const { return _layout[bit] == '0' || _layout[bit] == '1'; }
 
   void tellOf(size_t bit) {
@@ -67,8 +88,10 @@ class Differences {
     if (std::ranges::find(_ofFields, fault) == _ofFields.end()) _ofFields.push_back(fault);
   }
 
-  const CardBits& _bits;
-  const std::string _layout, _is, _due;
+  const CardFormat& _format;
+  const CardBits _bits;
+  const std::string _layout, _is;
+  std::string _due;
   size_t _fixedEnd = 0;  // Of the fixed bits that were told of last.
   std::vector<std::string> _ofFields, _ofParity, _ofOthers;
 };
@@ -83,7 +106,7 @@ std::optional<CardReading> readCard(const CardFormat& format, const CardPattern&
   reading.encoded = format.encodeNumber(format.encodeSite(reading.values), reading.number);
   if (reading.encoded != card) {
     const CardBits bits(format);
-    reading.faults = Differences(bits, card, reading.encoded).tell();
+    reading.faults = Differences(format, card, reading.encoded).tell();
     const bool isWithin = bits.patternOf(bits.textOf(card)) == card;
     if (reading.faults.empty() || !isWithin) return std::nullopt;
   }
