@@ -5,8 +5,24 @@
 #include "support/datetime.h"
 #include "support/fieldscanner.h"
 #include "support/result.h"
+#include "support/textutil.h"
 
 namespace badgemint::admin {
+
+namespace {
+
+// A text without the zeros in front of its numbers: the cards file may leave them out, too.
+std::string withoutLeadingZeros(std::string_view text) {
+  std::string shortened;
+  for (size_t i = 0; i < text.size(); ++i) {
+    const bool isFirst = shortened.empty() || !isDigit(shortened.back());
+    const bool isLeading = text[i] == '0' && isFirst && i + 1 < text.size() && isDigit(text[i + 1]);
+    if (!isLeading) shortened += text[i];
+  }
+  return shortened;
+}
+
+}  // namespace
 
 std::optional<CardPattern> keyOf(std::string_view word) {
   if (word.starts_with("0x") || word.starts_with("0X")) word.remove_prefix(2);
@@ -28,7 +44,8 @@ std::optional<uint32_t> timeOf(const std::string& word) {
   if (const size_t blank = joined.find(' '); blank != std::string::npos) joined[blank] = '-';
   uint32_t seconds = 0;
   if (parseDateTime(joined.c_str(), seconds) != kSuccess) return std::nullopt;
-  if (seconds == 0 || timeText(seconds) != word) return std::nullopt;
+  if (seconds == 0 || withoutLeadingZeros(timeText(seconds)) != withoutLeadingZeros(word))
+    return std::nullopt;
   return seconds;
 }
 

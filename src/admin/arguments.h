@@ -19,8 +19,8 @@ std::optional<CardPattern> keyOf(std::string_view word);
 // A decimal number of 32 bits, digits alone. None for any other word.
 std::optional<uint32_t> numberOf(std::string_view word);
 
-// Seconds of a time such as "2026/01/31 18:00:00", with all its digits. None for any other word,
-// and for a day that its month does not have.
+// Seconds of a time such as "2026/01/31 18:00:00", as date and time stand in a cards file. None for
+// any other word, and for a day that its month does not have.
 std::optional<uint32_t> timeOf(const std::string& word);
 
 // What encodes the cards of a card set, from the word for it. Throws Failure (refused) when the

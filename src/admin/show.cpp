@@ -150,10 +150,12 @@ class Show {
     _output << "holder " << uniqid << '\n';
     if (records.accesses.empty()) line("no access record: no door opens");
     if (records.accesses.size() > 1)
-      line(std::to_string(records.accesses.size()) + " access records: a build writes one");
+      line(std::to_string(records.accesses.size()) +
+           " access records: a build writes one for each card");
+    const bool isCardHolder = hasCard(records);
     for (const size_t number : records.accesses) {
       line("access record " + std::to_string(number));
-      showAccess(_databases.accesses[number], hasCard(records));
+      showAccess(_databases.accesses[number], isCardHolder);
     }
     if (records.idents.empty()) line("no credential: nothing to open a door with");
     for (const size_t number : records.idents) showCredential(number);
@@ -165,7 +167,7 @@ class Show {
                                [this](size_t i) { return !isPinEntry(_databases.idents[i]); });
   }
 
-  void showAccess(const AccessRecord& record, bool hasCard) const {
+  void showAccess(const AccessRecord& record, bool isCardHolder) const {
     for (int32_t slot = 0; slot < AccessRecord::kAccessLevels; ++slot)
       if (const uint16_t level = record.accessLevel(slot); level != 0)
         line("access level " + std::to_string(slot + 1) + ": " + levelText(level));
@@ -178,7 +180,7 @@ class Show {
     number("issue level", record.cardissuelevel);
     number("output mode", record.outgrpmode);
     const bool isBlank = record.pincode == decltype(record.pincode){};
-    if (hasCard || !isBlank) line("PIN: " + pinText(record, _options.withPins));
+    if (isCardHolder || !isBlank) line("PIN: " + pinText(record, _options.withPins));
   }
 
   // The level of this number, and the pairs that it opens.

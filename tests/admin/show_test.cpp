@@ -22,7 +22,7 @@ TEST(Show, SaysWhatNoBuildWrites) {
       "show 8 6 --key 0x022A7C24 --key 4711f --levels levels --at \"1970/01/01 00:03:20\"");
   EXPECT_EQ(run.status, 1);
   EXPECT_EQ(run.output, R"(holder 8
-  3 access records: a build writes one
+  3 access records: a build writes one for each card
   access record 0
   access level 2: 3, opens door group/schedule 1/2
   access level 3: 4, opens no door
@@ -62,7 +62,7 @@ there is no credential with key 4711F000000000000000000000000000
 
 )");
   const AdminRun again =
-      runAdmin("show 6 --key 4711F --key 4711F0 --with-pins --at \"1970/01/01 00:01:39\"");
+      runAdmin("show 6 --key 4711F --key 4711F0 --with-pins --at \"1970/1/1 0:1:39\"");
   EXPECT_EQ(again.status, 0);
   for (const char* const says : {"4711 alone, key 4711F", "20, not yet valid", "19, valid then"}) {
     const size_t found = again.output.find(says);
