@@ -26,6 +26,8 @@ struct CredentialChange {
   CredentialFate fate;
   const IdentRecord *before, *now;
   uint32_t uniqid() const { return (before != nullptr ? before : now)->uniqid; }
+  // Of one that both have: as a card of another card set, or a PIN of another kind.
+  bool isOtherwiseCoded() const { return before->cardsetcode != now->cardsetcode; }
 };
 
 // Both in the order of unique IDs: of the old one where there is one.

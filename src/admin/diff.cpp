@@ -91,9 +91,9 @@ class ChangesWriter {
 
   void write(const CredentialChange& change) {
     _output << "holder " << change.uniqid() << ": ";
-    const bool isPinAlone = change.fate == CredentialFate::kChanged && !_withPins &&
-                            isPinEntry(*change.before) && isPinEntry(*change.now);
-    _output << (isPinAlone ? "PIN changed" : textOf(change));
+    const bool isHiddenPin =
+        change.fate == CredentialFate::kChanged && !_withPins && !change.isOtherwiseCoded();
+    _output << (isHiddenPin ? "PIN changed" : textOf(change));
     writeMarks(change);
     _output << '\n';
   }
@@ -107,7 +107,8 @@ class ChangesWriter {
       case kRemoved:
         return before + " removed";
       case kMoved:
-        return before + " moved to holder " + std::to_string(change.now->uniqid);
+        return before + " moved to holder " + std::to_string(change.now->uniqid) +
+               (change.isOtherwiseCoded() ? " as " + words(*change.now) : "");
       case kChanged:
         return before + " -> " + words(*change.now);
       default:

@@ -21,12 +21,13 @@ TEST(Diff, TellsTheFateOfHoldersAndCredentials) {
   const TestSite site;
   site.folder.write("sets", "\nx\nf 2 2\nf 3\n");
   writeRecords<IdentRecord>(
-      "i",
-      {ident(9, 9), ident(1, 1), ident(2, 1), ident(3, 2), ident(4, 3, 2, 1), ident(5, 4, 7),
-       ident(7, 8, 255), ident(8, 8, 255), ident(10, 10, 0), ident(11, 11, 2, 1), ident(9, 12)});
-  writeRecords<IdentRecord>("i2", {ident(2, 5), ident(1, 1), ident(3, 2, 2, 1), ident(4, 3),
-                                   ident(5, 4, 254), ident(6, 6), ident(2, 7, 2, 1),
-                                   ident(11, 8, 255), ident(12, 10, 255), ident(11, 11, 2, 2)});
+      "i", {ident(9, 9), ident(1, 1), ident(2, 1), ident(3, 2), ident(4, 3, 2, 1), ident(5, 4, 7),
+            ident(7, 8, 255), ident(8, 8, 255), ident(10, 10, 0), ident(11, 11, 2, 1), ident(9, 12),
+            ident(13, 12), ident(14, 12, 0)});
+  writeRecords<IdentRecord>(
+      "i2", {ident(2, 5), ident(1, 1), ident(3, 2, 2, 1), ident(4, 3), ident(5, 4, 254),
+             ident(6, 6), ident(2, 7, 2, 1), ident(11, 8, 255), ident(12, 10, 255),
+             ident(11, 11, 2, 2), ident(13, 13, 254), ident(14, 12, 255)});
   writeRecords<AccessRecord>("a", {holder(1), holder(9), holder(2), holder(2), holder(3)});
   writeRecords<AccessRecord>("a2", {holder(6), holder(1), holder(2, 7), holder(3, 65535)});
   const AdminRun lines = runAdmin(kDiff);
@@ -51,10 +52,12 @@ TEST(Diff, TellsTheFateOfHoldersAndCredentials) {
             "holder 10: PIN **** alone removed\n"
             "holder 10: PIN **** beside a card added\n"
             "holder 11: card 11 of card set 2 mark of deletion 1 -> 2\n"
-            "holder 12: card 9 of card set 2 removed\n");
+            "holder 12: card 9 of card set 2 removed\n"
+            "holder 12: card 13 of card set 2 moved to holder 13 as card 0000000D without format\n"
+            "holder 12: PIN **** alone -> PIN **** beside a card\n");
   EXPECT_EQ(runAdmin(std::string(kDiff) + " --stat").output,
             "holders: 1 added, 1 removed, 2 changed\n"
-            "credentials: 3 added, 4 removed, 1 moved, 2 deleted, 1 restored, 2 changed\n");
+            "credentials: 3 added, 4 removed, 2 moved, 2 deleted, 1 restored, 3 changed\n");
   const AdminRun keys = runAdmin("diff --old i a --new i2 a2 --formats none --cardsets none");
   EXPECT_NE(keys.output.find("holder 9: card with key 0000000900"), std::string::npos);
   EXPECT_EQ(keys.errors.substr(0, keys.errors.find('\n')),
