@@ -22,6 +22,10 @@ NewFile::NewFile(const std::string& path, bool mayReplace)
       _mayReplace(mayReplace),
       _file(-1) {
   demandFree();
+  if (_folder.look(_name + kUnfinished))
+    throw Failure(ExitStatus::kRefused, _folder.pathOf(_name + kUnfinished) +
+                                            " is there: another run writes it, or was killed and "
+                                            "left it");
   _file = _folder.openFile(_name + kUnfinished, kCreateFlags, kOwnerOnly);
 }
 
