@@ -1,11 +1,11 @@
 #include "admin/cardlines.h"
 
-#include <algorithm>
 #include <array>
 #include <charconv>
 #include <string_view>
 
 #include "cardsets/card_functions.h"
+#include "check/siterules.h"
 #include "inputcards/cardline.h"
 #include "support/datetime.h"
 #include "support/packeddecimal.h"
@@ -63,18 +63,10 @@ class LineText {
 
 }  // namespace
 
-// Whether cards of the format have bits of the field.
-static bool hasField(const CardFormat& format, int32_t field) {
-  const LayoutMasks masks = format.masks();
-  const char letter = masks.letters[static_cast<size_t>(field)];
-  return letter != '\0' && std::ranges::find(masks.output, letter) != masks.output.end();
-}
-
 std::string fieldsLine(const cardset& set, const CardFormat* format) {
   std::string text = "f " + std::to_string(set.csid) + ' ' + std::to_string(set.fmtid);
   for (int32_t field = 0; field < kCardSetFields; ++field) {
-    const bool isOfFormat =
-        format != nullptr && field != format->cardNumberField() && hasField(*format, field);
+    const bool isOfFormat = format != nullptr && hasSiteValue(*format, field);
     if (!isOfFormat && set.value(field) == 0) continue;
     text.append({' ', static_cast<char>('A' + field), '='});
     text += std::to_string(set.value(field));

@@ -12,13 +12,12 @@ namespace badgemint::admin {
 namespace {
 
 constexpr uint32_t kHighestCode = kPinIdentCode;
-constexpr uint8_t kAllFlags = 0x3F;
 
 bool isPossible(const IdentRecord& record) {
   return record.cardsetcode <= kHighestCode && record.deleted <= 1;
 }
 bool isPossible(const AccessRecord& record) {
-  return record.bitflds <= kAllFlags;
+  return record.bitflds <= AccessRecord::kAllFlags;
 }
 
 template <typename Record>

@@ -14,6 +14,7 @@
 #include "admin/databases.h"
 #include "admin/wording.h"
 #include "cardsets/card_functions.h"
+#include "check/siterules.h"
 
 namespace badgemint::admin {
 
@@ -36,11 +37,6 @@ std::vector<CardPattern> keysOf(const std::string& word) {
   const std::string digits = word.substr(word.find_first_of("xX") + 1);
   const auto other = digits.size() % 2 == 0 ? key : keyOf("0" + digits);
   return other == key ? std::vector{*key} : std::vector{*key, *other};
-}
-
-bool hasSiteValue(const CardFormat& format, int32_t field) {
-  const char letter = format.masks().letters[static_cast<size_t>(field)];
-  return letter != '\0' && field != format.cardNumberField() && format.fieldBitCount(field) > 0;
 }
 
 class Decode {

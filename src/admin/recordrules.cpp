@@ -15,8 +15,6 @@ namespace badgemint::admin {
 
 namespace {
 
-constexpr uint8_t kAllFlags = 0x3F;
-
 bool isValid(const IdentRecord& record) {
   return record.deleted == 0;
 }
@@ -110,7 +108,8 @@ class RecordRules {
 
   void judgeAccess(size_t i) {
     const AccessRecord& record = _accesses[i];
-    if (record.bitflds > kAllFlags) _faults.addAccess({i, "flag", "has flags beyond flag 5"});
+    if (record.bitflds > AccessRecord::kAllFlags)
+      _faults.addAccess({i, "flag", "has flags beyond flag 5"});
     if (!isPackedPin<AccessRecord::kPinDigits>(record.pincode))
       _faults.addAccess({i, "pin", "has a PIN that is not stored as digits and their end"});
   }

@@ -17,6 +17,7 @@ struct AccessRecord {
   static constexpr size_t kSize = 44;
   static constexpr int32_t kAccessLevels = 8;
   static constexpr size_t kPinDigits = 8;
+  static constexpr uint8_t kAllFlags = 0x3F;
   // Room for either text form, whatever the record holds.
   static constexpr size_t kTextSize = 256;
 

@@ -25,6 +25,12 @@ std::string field(char letter) {
 
 }  // namespace
 
+// The width alone does not tell: that of every field of a VFF file is the card number's.
+bool hasSiteValue(const CardFormat& format, int32_t field) {
+  const bool isOwn = format.masks().letters[static_cast<size_t>(field)] == 'A' + field;
+  return isOwn && field != format.cardNumberField() && format.fieldBitCount(field) > 0;
+}
+
 size_t SiteRules::explain(const Tokenizer& words, int32_t result) const {
   const auto error = [&](const char* word, const std::string& text) {
     return _findings.error(word == nullptr ? _line.whole() : at(word), result, text);
@@ -82,14 +88,11 @@ SiteRules::Fields SiteRules::checkGiven(const Tokenizer& words, const CardFormat
 }
 
 void SiteRules::checkMissing(Fields given, const CardFormat& format) const {
-  const auto letters = format.masks().letters;
-  for (int32_t i = 0; i < kFieldCount; ++i) {
-    const auto at = static_cast<size_t>(i);
-    const bool isOwn = letters[at] == 'A' + i && format.fieldBitCount(i) > 0;
-    if (isOwn && i != format.cardNumberField() && !given[at])
-      _findings.warning(_line.whole(), "site-value",
-                        field(letters[at]) + " gets no value: it is 0 on every card of the set");
-  }
+  for (int32_t i = 0; i < kFieldCount; ++i)
+    if (hasSiteValue(format, i) && !given[static_cast<size_t>(i)])
+      _findings.warning(
+          _line.whole(), "site-value",
+          field(static_cast<char>('A' + i)) + " gets no value: it is 0 on every card of the set");
 }
 
 void SiteRules::checkPair(const char* letter, const char* value, const CardFormat* format,
@@ -119,11 +122,11 @@ void SiteRules::checkPair(const char* letter, const char* value, const CardForma
 
 void SiteRules::checkFits(const char* letter, const char* value, int32_t index,
                           const CardFormat& format) const {
-  const auto at = static_cast<size_t>(index);
-  if (format.masks().letters[at] != *letter || format.fieldBitCount(index) == 0) {
+  if (!hasSiteValue(format, index)) {
     warn(letter, "the format has no " + field(*letter));
     return;
   }
+  const auto at = static_cast<size_t>(index);
   const FieldDefinition& definition = format.fieldDefinitions()[at];
   if (definition.ftyp == kNotGiven) return;  // On every card of the format 0, which is its fault.
   const int64_t number = textToInt32(value);

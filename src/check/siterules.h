@@ -12,6 +12,9 @@
 
 namespace badgemint {
 
+// Whether cards of the format have this field beside their number.
+bool hasSiteValue(const CardFormat& format, int32_t field);
+
 class SiteRules {
  public:
   // `words` of the operations are those of `copy`, a copy of the line that was split.
