@@ -12,6 +12,7 @@
 #include "cardsets/card_functions.h"
 #include "check/formatscheck.h"
 #include "check/formattext.h"
+#include "check/siterules.h"
 #include "support/result.h"
 
 namespace badgemint::admin {
@@ -155,7 +156,7 @@ class FormatSheet {
     CardFormat::FieldValues values{};
     std::string text;
     for (int32_t field = 0; field < kFieldCount; ++field) {
-      if (field == _format.cardNumberField() || widthOf(field) == 0) continue;
+      if (!hasSiteValue(_format, field)) continue;
       const int64_t value = std::max(definition(field).minval, 0);
       values[static_cast<size_t>(field)] = value;
       text += std::string(", ") + letterOf(field) + '=' + std::to_string(value);
