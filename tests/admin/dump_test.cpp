@@ -76,6 +76,8 @@ TEST(AdminDump, BuildsTheSameDatabasesOrWarns) {
     same += isSame;
   }
   EXPECT_TRUE(same > 50 && same < 150) << same;
+  ASSERT_EQ(buildCards("f 2 2\nd 2 1 2000 1 1\n"), 0);  // More than is written at a time.
+  EXPECT_EQ(std::ranges::count(runAdmin(kVerb).output, '\n'), 2002);
 }
 
 TEST(AdminDump, SaysWhatTheTextCannotSay) {

@@ -53,6 +53,9 @@ TEST(AdminFormat, ContinuesLongCardsBelow) {
         "X.X.X.X.X.O\n",
         "\nparity 1  odd: bit 100 over 0, 2, 4, ", ", 32,\n          34, ", ", 96, 98\n"})
     EXPECT_NE(shown.find(part), std::string::npos) << part << shown;
+  folder.write("m.vff", fileOf("VFF", linesOf("VFF", {std::string(90, '*')})));
+  const std::string fits = runAdmin("format m.vff").output;
+  EXPECT_EQ(fits.find("\nbit "), fits.rfind("\nbit ")) << fits;
 }
 
 TEST(AdminFormat, EndsWithTheWorstOfItsFiles) {
