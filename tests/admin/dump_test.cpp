@@ -99,6 +99,7 @@ TEST(AdminDump, SaysWhatTheTextCannotSay) {
       {true, 2, 999, 0, "key 022A0024000000000000000000000000; a build makes 022A0025", "c 1 18 *"},
       {true, 44, 999, 1, "record 1 (holder 1) shares its access record: a build makes one", ""},
       {false, 4, 999, 0x4A, "its line, as its PIN has digits that are none\n", "c 1 15890 *"},
+      {false, 4, 999, 0xF0, "access: record 0 (holder 1): PIN none; a build makes none\n", ""},
       {false, 40, 44, 1, "and 2 more: flag 0 (not in the line)\n", "c 2 5 * 100 7 0"},
       {false, 36, 999, 3, "access: record 0 (holder 1): issue level 3; a build makes 0\n", ""},
       {false, 27, 999, 255, "; a build makes 0\n", "c 1 15890 * 1 1 2 3 4 5 6 7 65535 1 0 1 9 21"},

@@ -98,6 +98,11 @@ TEST(Build, WritesAndLogsEverythingOfASite) {
   for (const char* const name : {"ident", "access"}) EXPECT_EQ(mode(name), 0600) << name;
   for (const char* const name : {"sets", "dump"}) EXPECT_EQ(mode(name), 0666) << name;
   umask(mask);
+  std::string blank = contentOf("access");
+  blank[4] = '\xF0';  // A PIN without a digit.
+  site.folder.write("access", blank);
+  EXPECT_EQ(dump({.cards = "dump"}), 0);
+  EXPECT_NE(contentOf("dump").find("\nc 12 15890 0 5001 "), std::string::npos);
 }
 
 // The old databases are gone as soon as there is a log.
