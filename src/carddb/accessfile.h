@@ -10,9 +10,10 @@
 #include "carddb/accessindx.h"
 #include "carddb/accessrecord.h"
 #include "carddb/recordfile.h"
+#include "support/exported.h"
 #include "support/result.h"
 
-namespace [[gnu::visibility("default")]] badgemint {
+namespace BADGEMINT_EXPORTED badgemint {
 
 class AccessLevelSet;
 class MasterConfiguration;

@@ -7,8 +7,9 @@
 #include <cstdint>
 
 #include "carddb/sortedindex.h"
+#include "support/exported.h"
 
-namespace [[gnu::visibility("default")]] badgemint {
+namespace BADGEMINT_EXPORTED badgemint {
 
 // The run-time state of a holder. This system writes `value` alone: 2 when flag 2 of the holder's
 // record was set at its last merge, else 1; 0 before the first. The rest belongs to other programs.

@@ -9,8 +9,9 @@
 #include <span>
 
 #include "carddb/recordlayout.h"
+#include "support/exported.h"
 
-namespace [[gnu::visibility("default")]] badgemint {
+namespace BADGEMINT_EXPORTED badgemint {
 
 // A fresh record is all zero.
 struct AccessRecord {

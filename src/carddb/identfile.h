@@ -10,9 +10,10 @@
 #include "carddb/identindx.h"
 #include "carddb/identrecord.h"
 #include "carddb/recordfile.h"
+#include "support/exported.h"
 #include "support/result.h"
 
-namespace [[gnu::visibility("default")]] badgemint {
+namespace BADGEMINT_EXPORTED badgemint {
 
 class MasterConfiguration;
 class cardsets;

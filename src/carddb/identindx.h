@@ -9,8 +9,9 @@
 #include "carddb/recordfile.h"
 #include "carddb/sortedindex.h"
 #include "formats/bitpattern.h"
+#include "support/exported.h"
 
-namespace [[gnu::visibility("default")]] badgemint {
+namespace BADGEMINT_EXPORTED badgemint {
 
 // A card key as two numbers: the order of its 16 unsigned bytes in two comparisons.
 struct KeyRank {

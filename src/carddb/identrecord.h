@@ -9,8 +9,9 @@
 
 #include "carddb/recordlayout.h"
 #include "formats/bitpattern.h"
+#include "support/exported.h"
 
-namespace [[gnu::visibility("default")]] badgemint {
+namespace BADGEMINT_EXPORTED badgemint {
 
 // Card set codes that stand for no card set. 1 to 253 are card sets.
 inline constexpr uint32_t kPinOnlyCode = 0;       // A holder with a PIN alone; a packed PIN.

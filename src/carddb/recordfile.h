@@ -14,8 +14,9 @@
 #include <span>
 
 #include "carddb/recordlayout.h"
+#include "support/exported.h"
 
-namespace [[gnu::visibility("default")]] badgemint {
+namespace BADGEMINT_EXPORTED badgemint {
 
 // Owns the descriptor and a copy of the path, and while appends are gathered their buffer. Every
 // span that is handed in holds exactly one record.

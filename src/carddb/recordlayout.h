@@ -13,7 +13,9 @@
 #include <cstring>
 #include <span>
 
-namespace [[gnu::visibility("default")]] badgemint {
+#include "support/exported.h"
+
+namespace BADGEMINT_EXPORTED badgemint {
 
 template <typename Record>
 using RecordImage = std::array<uint8_t, Record::kSize>;

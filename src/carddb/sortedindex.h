@@ -14,7 +14,9 @@
 #include <type_traits>
 #include <utility>
 
-namespace [[gnu::visibility("default")]] badgemint {
+#include "support/exported.h"
+
+namespace BADGEMINT_EXPORTED badgemint {
 
 // An Entry begins with its key and `uint32_t recno`, has nothing else set when it is fresh, and
 // tells how keys are ordered: static rank(key) gives a value that compares fast with < and ==. No

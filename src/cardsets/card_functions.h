@@ -12,9 +12,10 @@
 
 #include "formats/CardFormat.h"
 #include "formats/bitpattern.h"
+#include "support/exported.h"
 #include "support/fieldscanner.h"
 
-namespace [[gnu::visibility("default")]] badgemint {
+namespace BADGEMINT_EXPORTED badgemint {
 
 class CardFormatSet;
 class cardsets;

@@ -8,7 +8,9 @@
 #include <cstdint>
 #include <string_view>
 
-namespace [[gnu::visibility("default")]] badgemint {
+#include "support/exported.h"
+
+namespace BADGEMINT_EXPORTED badgemint {
 
 // The field letters 'A' to 'H' are the indices 0 to 7.
 inline constexpr int32_t kCardSetFields = 8;

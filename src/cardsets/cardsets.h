@@ -6,9 +6,10 @@
 #include <cstdint>
 
 #include "cardsets/cardset.h"
+#include "support/exported.h"
 #include "support/steparray.h"
 
-namespace [[gnu::visibility("default")]] badgemint {
+namespace BADGEMINT_EXPORTED badgemint {
 
 class CardFormatSet;
 class MasterConfiguration;

@@ -12,9 +12,10 @@
 #include "formats/bitlayout.h"
 #include "formats/bitpattern.h"
 #include "formats/fieldstate.h"
+#include "support/exported.h"
 #include "support/linereader.h"
 
-namespace [[gnu::visibility("default")]] badgemint {
+namespace BADGEMINT_EXPORTED badgemint {
 
 struct FieldDefinition {
   static constexpr size_t kMaxLabel = 20;

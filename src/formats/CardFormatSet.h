@@ -5,9 +5,10 @@
 #include <cstdint>
 
 #include "formats/CardFormat.h"
+#include "support/exported.h"
 #include "support/steparray.h"
 
-namespace [[gnu::visibility("default")]] badgemint {
+namespace BADGEMINT_EXPORTED badgemint {
 
 // Owns its formats; pointers to them stay valid as long as the set lives.
 class CardFormatSet {

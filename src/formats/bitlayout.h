@@ -9,8 +9,9 @@
 #include <span>
 
 #include "formats/bitpattern.h"
+#include "support/exported.h"
 
-namespace [[gnu::visibility("default")]] badgemint {
+namespace BADGEMINT_EXPORTED badgemint {
 
 inline constexpr int32_t kFieldCount = 8;
 inline constexpr int32_t kParityMaskCount = 8;

@@ -9,7 +9,9 @@
 #include <cstdint>
 #include <cstring>
 
-namespace [[gnu::visibility("default")]] badgemint {
+#include "support/exported.h"
+
+namespace BADGEMINT_EXPORTED badgemint {
 
 // The encoded card, which is also its key everywhere in the system: position p is bit 7 - p mod 8
 // of byte p / 8. Bits behind the card's own are 0.

@@ -5,7 +5,9 @@
 #include <cstdint>
 #include <string_view>
 
-namespace [[gnu::visibility("default")]] badgemint {
+#include "support/exported.h"
+
+namespace BADGEMINT_EXPORTED badgemint {
 
 // Bit directions and field types as format files name them. 0 is neither: a field without direction
 // stands like "MSB", one without type has no bits set and no value.

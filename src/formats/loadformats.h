@@ -5,8 +5,9 @@
 #include <cstdint>
 
 #include "formats/CardFormatSet.h"
+#include "support/exported.h"
 
-namespace [[gnu::visibility("default")]] badgemint {
+namespace BADGEMINT_EXPORTED badgemint {
 
 // Loads every format that the formats file lists into `formats`. `formatsFile` is the whole path;
 // the format files are looked up in `baseDirectory` by their names without directories. Stops at

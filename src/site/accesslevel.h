@@ -7,9 +7,10 @@
 #include <memory>
 #include <span>
 
+#include "support/exported.h"
 #include "support/steparray.h"
 
-namespace [[gnu::visibility("default")]] badgemint {
+namespace BADGEMINT_EXPORTED badgemint {
 
 class LineReader;
 class MasterConfiguration;

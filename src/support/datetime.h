@@ -9,7 +9,9 @@
 #include <cstdint>
 #include <string_view>
 
-namespace [[gnu::visibility("default")]] badgemint {
+#include "support/exported.h"
+
+namespace BADGEMINT_EXPORTED badgemint {
 
 // The longest date-time text that an input line can give, and its NUL.
 inline constexpr size_t kDateTimeSize = 31;

@@ -9,9 +9,10 @@
 #include <cstdint>
 #include <string_view>
 
+#include "support/exported.h"
 #include "support/textutil.h"
 
-namespace [[gnu::visibility("default")]] badgemint {
+namespace BADGEMINT_EXPORTED badgemint {
 
 // Scans the NUL-terminated text that it is given, which must outlive the scanner and its words.
 // Once a field does not convert, that field and all later ones read as 0 or empty: a scan that

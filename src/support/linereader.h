@@ -6,7 +6,9 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace [[gnu::visibility("default")]] badgemint {
+#include "support/exported.h"
+
+namespace BADGEMINT_EXPORTED badgemint {
 
 // Owns its descriptor and its buffer; allocates nothing. A line stands in the buffer and may be
 // changed in place; it is gone with the next read.

@@ -15,7 +15,9 @@
 #include <mutex>
 #include <span>
 
-namespace [[gnu::visibility("default")]] badgemint {
+#include "support/exported.h"
+
+namespace BADGEMINT_EXPORTED badgemint {
 
 // Names a file that lists the levels to write, in place of a threshold.
 struct LevelList {

@@ -7,10 +7,11 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "support/exported.h"
 #include "support/linereader.h"
 #include "support/tokenizer.h"
 
-namespace [[gnu::visibility("default")]] badgemint {
+namespace BADGEMINT_EXPORTED badgemint {
 
 // Owns its entries. A line of the file (of at most 255 characters: what is longer is a line of its
 // own) is "name value number", separated by white space or '='; the number may be missing and is

@@ -9,7 +9,9 @@
 
 #include <cstdint>
 
-namespace [[gnu::visibility("default")]] badgemint {
+#include "support/exported.h"
+
+namespace BADGEMINT_EXPORTED badgemint {
 
 inline constexpr int32_t kSuccess = 0;
 inline constexpr int32_t kEndOfFile = 1;  // Readers only: nothing was read, nothing is wrong.

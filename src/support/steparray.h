@@ -10,7 +10,9 @@
 #include <span>
 #include <type_traits>
 
-namespace [[gnu::visibility("default")]] badgemint {
+#include "support/exported.h"
+
+namespace BADGEMINT_EXPORTED badgemint {
 
 // Makes room for `capacity` slots in place of those there are, which keep what is in them. Null,
 // with everything as it was, when there is no memory or a count could not number them.

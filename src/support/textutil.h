@@ -9,7 +9,9 @@
 #include <span>
 #include <string_view>
 
-namespace [[gnu::visibility("default")]] badgemint {
+#include "support/exported.h"
+
+namespace BADGEMINT_EXPORTED badgemint {
 
 // The longest path that a join gives; longer ones are cut here.
 inline constexpr size_t kMaxJoinedPath = 254;

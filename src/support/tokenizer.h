@@ -5,7 +5,9 @@
 #include <array>
 #include <cstdint>
 
-namespace [[gnu::visibility("default")]] badgemint {
+#include "support/exported.h"
+
+namespace BADGEMINT_EXPORTED badgemint {
 
 // What separates the words of configuration and data files: '=' separates a key from its value
 // exactly like a blank.
