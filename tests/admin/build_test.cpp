@@ -381,7 +381,9 @@ TEST_F(BuildTest, PassesWhatItsOptionsAllow) {
   _site.folder.write("access.db", "no database");
   EXPECT_EQ(runAdmin("build --max-removed 100%").status, 0);
   cards("");
+  const mode_t mask = umask(027);
   EXPECT_EQ(runAdmin("build --max-removed 1 --allow-empty").status, 0);
+  EXPECT_EQ(umask(mask), 027u);
 }
 
 TEST_F(BuildTest, TakesNothingThatCannotBeReadForEmpty) {

@@ -15,7 +15,7 @@ const std::string kCards =
 const std::string kSite = " --formats formats --cardsets cardsets --ident ident --access access";
 const std::string kCheck = "check --cards cards --formats formats";
 const std::string kQuestions[] = {"diff . ." + kSite,
-                                  "show 1 --card 1:15890" + kSite,
+                                  "show --card 1:15890 1" + kSite,
                                   "verify --cards cards" + kSite,
                                   "dump" + kSite,
                                   "pattern 1 15890 --formats formats --cardsets cardsets",

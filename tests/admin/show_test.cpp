@@ -79,18 +79,18 @@ TEST(Show, RefusesWordsThatMeanNothing) {
     int status;
     const char* says;
   } kCases[] = {
-      {"", 3, "show whom?"},
+      {"", 3, "show whom? Name a holder, a --card or a --key\n"},
       {"\"\"", 3, "is no unique ID"},
-      {"4294967296", 3, "\"4294967296\" is no unique ID"},
+      {"4294967296", 3, "\"4294967296\" is no unique ID: it is 0 to 4294967295\n"},
       {"4294967295 --card 1:65535", 3, "ident.db: No such file"},
-      {"--card 1", 3, "\"1\" is no card"},
+      {"--card 1", 3, "\"1\" is no card: write card set and number as 1:15890\n"},
       {"--card 2:7", 2, "there is no card set \"2\""},
       {"--card 254:7", 2, "there is no card set \"254\""},
       {"--card 7:7", 2, "format 9 of card set 7 is not there"},
       {"--card 1:", 2, "card number \"\" is not digits alone"},
       {"--card 1:65536", 2, "card number 65536 does not fit field B of 16 bits"},
-      {"--key 0X0g", 3, "\"0X0g\" is no key"},
-      {"1 --at 0", 3, "--at \"0\" is no time"},
+      {"--key 0X0g", 3, "\"0X0g\" is no key: it is 1 to 32 hexadecimal digits\n"},
+      {"1 --at 0", 3, "--at \"0\" is no time: it is as 2026/01/31 18:00:00\n"},
       {"1 --at \"2026/02/30 10:00:00\"", 3, "is no time"},
       {"1 --ident cardsets.txt --access 32.cdf", 1,
        "cardsets.txt ends within a record\nbadgemint-admin: 32"},

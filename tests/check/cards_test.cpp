@@ -211,6 +211,8 @@ c 1 17 0 20 0 0 0 0 0 0 0 0 0 0 0 5 0 0 0 0 0 0 0
 c 1 18 0 21 0 0 0 0 0 0 0 0 0 0 0 22 0 0 0 0 0 0 0
 p 1 23 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 1
 p 2 24 0 0 0 0 0 0 0 0 0 0 0 0 2024/01/02 7:3:0 2024/01/03 07:30:00 0 0
+d 1 1A 1 50
+d 1 20 1x 60
 )"),
             R"(2:3 [-1006] "x" stands where the card set is due, which is a number
 3:3 [-1006] a # where the card set is due: a remark may stand only behind the last field
@@ -242,6 +244,8 @@ p 2 24 0 0 0 0 0 0 0 0 0 0 0 0 2024/01/02 7:3:0 2024/01/03 07:30:00 0 0
 20:33 [date] start date "2024-01-01" is not year/month/day: PIN of holder 18 is valid from
 23:35 [escort] escort 22 of holder 21 is no holder of this file
 24:44 [fields] "0" behind the last field is ignored
+26:5 [-1003] card number "1A" is not digits alone
+27:8 [number] "1x" is not wholly a number: the number of cards is read as 1
 )");
   // Lines at the end of a file that does not end with a newline.
   EXPECT_EQ(findingsIn("c 12"), "1 [-1010] the card number is missing\n");
