@@ -14,19 +14,10 @@ namespace {
 
 constexpr const char* kDatabases[] = {"ident.db", "access.db", "cardsets.txt", "formats.txt"};
 
-// What stands before the next `end`, which is taken away with it.
-std::string_view takeUntil(std::string_view& text, std::string_view end) {
-  const size_t at = text.find(end);
-  const std::string_view taken = text.substr(0, at);
-  text.remove_prefix(at == text.npos ? text.size() : at + end.size());
-  return taken;
-}
-
 void writeSite(std::string_view input) {
   for (const auto& entry : std::filesystem::directory_iterator("."))
     std::filesystem::remove_all(entry.path());
-  WorkFolder::write("bin.cdf", smallFormat("PAAAAAABBBBBBBBBBB", "BIN", "EXXXXXXXXXXXXXXXXX"));
-  WorkFolder::write("bcd.cdf", smallFormat("AABBBBBBBBBBBBP", "BCD", "XXXXXXXXXXXXXXO"));
+  FormatsFolder::writeFormatFiles();
   WorkFolder::write("cardsets.txt", takeUntil(input, "=\n"));
   WorkFolder::write("cards.txt", takeUntil(input, "=\n"));
   const std::string_view format = takeUntil(input, "=\n");

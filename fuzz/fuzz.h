@@ -33,6 +33,14 @@ inline std::string_view textOf(const uint8_t* data, size_t size) {
   return {reinterpret_cast<const char*>(data), size};
 }
 
+// What stands before the next `end`, which is taken away with it.
+inline std::string_view takeUntil(std::string_view& text, std::string_view end) {
+  const size_t at = text.find(end);
+  const std::string_view taken = text.substr(0, at);
+  text.remove_prefix(at == text.npos ? text.size() : at + end.size());
+  return taken;
+}
+
 // A file that exists in memory only, and has a path all the same.
 class MemoryFile {
  public:
@@ -105,9 +113,12 @@ inline std::string smallFormat(const char* outputMask, const char* type, const c
 class FormatsFolder {
  public:
   FormatsFolder() {
+    writeFormatFiles();
+    WorkFolder::write("formats", "1 bin.cdf\n2 bcd.cdf\n");
+  }
+  static void writeFormatFiles() {
     WorkFolder::write("bin.cdf", smallFormat("PAAAAAABBBBBBBBBBB", "BIN", "EXXXXXXXXXXXXXXXXX"));
     WorkFolder::write("bcd.cdf", smallFormat("AABBBBBBBBBBBBP", "BCD", "XXXXXXXXXXXXXXO"));
-    WorkFolder::write("formats", "1 bin.cdf\n2 bcd.cdf\n");
   }
 
  private:

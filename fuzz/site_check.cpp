@@ -13,15 +13,6 @@ namespace {
 constexpr const char* kCards = "cards";
 constexpr const char* kFormats = "checked formats";
 
-// What stands before the next line "=", which is taken away with it.
-std::string_view nextFile(std::string_view& text) {
-  constexpr std::string_view kEnd = "=\n";
-  const size_t end = text.find(kEnd);
-  const std::string_view file = text.substr(0, end);
-  text.remove_prefix(end == text.npos ? text.size() : end + kEnd.size());
-  return file;
-}
-
 int32_t build() {
   InputCards loader(kCards, "ident", "access", "cardsets");
   require(loader.isInitialised(), "the loader has its memory");
@@ -46,9 +37,9 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   using namespace badgemint;
   static const FormatsFolder folder;
   std::string_view input = textOf(data, size);
-  const std::string_view formats = nextFile(input);
+  const std::string_view formats = takeUntil(input, "=\n");
   WorkFolder::write(kFormats, formats.empty() ? "1 bin.cdf\n2 bcd.cdf\n" : formats);
-  WorkFolder::write("any.cdf", nextFile(input));
+  WorkFolder::write("any.cdf", takeUntil(input, "=\n"));
   WorkFolder::write(kCards, input);
 
   Findings findings(true);

@@ -1,26 +1,17 @@
 #include "admin/cardsite.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <new>
 #include <set>
-#include <system_error>
 
 #include "admin/buildfiles.h"
+#include "admin/folder.h"
 #include "admin/replacement.h"
 #include "cardsets/card_functions.h"
 #include "support/linereader.h"
 #include "support/tokenizer.h"
 
 namespace badgemint::admin {
-
-namespace {
-
-[[noreturn]] void throwErrno(const std::string& name) {
-  throw std::system_error(errno, std::generic_category(), name);
-}
-
-}  // namespace
 
 void CardSite::loadFormats(const std::string& name) {
   Findings findings;
@@ -32,7 +23,7 @@ void CardSite::loadFormats(const std::string& name) {
 
 void CardSite::loadCardSets(const std::string& name, Console& console) {
   LineReader reader;
-  if (!reader.open(name.c_str())) throwErrno(name);
+  throwUnless(reader.open(name.c_str()), name);
   Tokenizer words;
   int64_t firstWrong = 0, wrongLines = 0;
   for (int32_t line = 1; reader.readLine(cardsets::kMaxLine) == LineReader::Status::kLine; ++line) {
@@ -42,7 +33,7 @@ void CardSite::loadCardSets(const std::string& name, Console& console) {
     if (_sets.count() == _sets.capacity()) throw std::bad_alloc();
     if (wrongLines++ == 0) firstWrong = reader.lineNumber();
   }
-  if (reader.failed()) throwErrno(name);
+  throwUnless(!reader.failed(), name);
   if (wrongLines == 0) return;
   console.complain(name + ":" + std::to_string(firstWrong) + ": this line defines no card set" +
                    (wrongLines == 1 ? "" : "; further ones: " + std::to_string(wrongLines - 1)));

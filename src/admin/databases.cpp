@@ -1,10 +1,9 @@
 #include "admin/databases.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <system_error>
 
 #include "admin/console.h"
+#include "admin/folder.h"
 #include "carddb/recordfile.h"
 
 namespace badgemint::admin {
@@ -35,11 +34,11 @@ void demandWhole(size_t rest, const std::string& name) {
 template <typename Record>
 size_t readRecords(const std::string& name, std::vector<Record>& records) {
   RecordReader reader;
-  if (!reader.open(name.c_str())) throw std::system_error(errno, std::generic_category(), name);
+  throwUnless(reader.open(name.c_str()), name);
   records.clear();
   Record record;
   while (reader.next(record)) records.push_back(record);
-  if (reader.failed()) throw std::system_error(errno, std::generic_category(), name);
+  throwUnless(!reader.failed(), name);
   return reader.rest();
 }
 

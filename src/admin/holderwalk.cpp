@@ -1,15 +1,19 @@
 #include "admin/holderwalk.h"
 
 #include <algorithm>
-#include <numeric>
 #include <span>
+
+#include "admin/recordorders.h"
 
 namespace badgemint::admin {
 
 HolderWalk::Step HolderWalk::take(uint32_t uniqid) {
   if (_next < _records.size() && _records[_next].uniqid == uniqid && !_isTaken[_next])
     return stepTo(_next);
-  if (_sorted.empty()) sortPositions();
+  if (_sorted.empty()) {
+    _sorted = orderBy(_records, &AccessRecord::uniqid);
+    _skipped.resize(_records.size());
+  }
   const auto idAt = [this](size_t position) { return _records[position].uniqid; };
   const auto first = std::ranges::lower_bound(_sorted, uniqid, {}, idAt);
   const std::span found(first, std::ranges::upper_bound(first, _sorted.end(), uniqid, {}, idAt));
@@ -25,14 +29,6 @@ HolderWalk::Step HolderWalk::stepTo(size_t position) {
   _isTaken[position] = true;
   _next = position + 1;
   return {&_records[position], false, isBack};
-}
-
-void HolderWalk::sortPositions() {
-  _sorted.resize(_records.size());
-  _skipped.resize(_records.size());
-  std::iota(_sorted.begin(), _sorted.end(), size_t{0});
-  std::ranges::stable_sort(_sorted, {},
-                           [this](size_t position) { return _records[position].uniqid; });
 }
 
 }  // namespace badgemint::admin

@@ -29,7 +29,6 @@ class HolderWalk {
 
  private:
   Step stepTo(size_t position);
-  void sortPositions();
 
   const std::vector<AccessRecord>& _records;
   std::vector<bool> _isTaken;

@@ -1,10 +1,9 @@
 #include "admin/proof.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <system_error>
 
 #include "admin/console.h"
+#include "admin/folder.h"
 #include "carddb/recordfile.h"
 #include "formats/loadformats.h"
 #include "support/datetime.h"
@@ -18,10 +17,6 @@ namespace {
 
 [[noreturn]] void refuse(const std::string& text) {
   throw Failure(ExitStatus::kRefused, "not proved: " + text);
-}
-
-[[noreturn]] void throwErrno(const std::string& name) {
-  throw std::system_error(errno, std::generic_category(), name);
 }
 
 }  // namespace
@@ -109,7 +104,7 @@ class StatementPass {
 
 void readStatements(const std::string& cardsName, SiteCards& site, const TellOfCredential& tell) {
   LineReader lines;
-  if (!lines.open(cardsName.c_str())) throwErrno(cardsName);
+  throwUnless(lines.open(cardsName.c_str()), cardsName);
   StatementPass pass(site, tell);
   uint32_t number = 0;
   while (!pass.isEnded() && lines.readLine(kMaxInputLine) == LineReader::Status::kLine) {
@@ -117,7 +112,7 @@ void readStatements(const std::string& cardsName, SiteCards& site, const TellOfC
     if (pass.take(line) < 0)
       refuse("line " + std::to_string(number) + " of " + cardsName + " is wrong by now");
   }
-  if (lines.failed()) throwErrno(cardsName);
+  throwUnless(!lines.failed(), cardsName);
 }
 
 namespace {
@@ -229,8 +224,8 @@ const char* differenceOfHolder(const StatedCredential& stated, const AccessRecor
 class ProofWalk {
  public:
   ProofWalk(const ProvedFiles& files, SiteCards& site) : _files(files), _site(site) {
-    if (!_idents.open(files.ident.c_str())) throwErrno(files.ident);
-    if (!_accesses.open(files.access.c_str())) throwErrno(files.access);
+    throwUnless(_idents.open(files.ident.c_str()), files.ident);
+    throwUnless(_accesses.open(files.access.c_str()), files.access);
   }
 
   bool compareNext(const StatedCredential& stated) {
@@ -301,7 +296,7 @@ int64_t prove(const ProvedFiles& files) {
   readStatements(files.cards, site,
                  [&walk](const StatedCredential& stated) { return walk.compareNext(stated); });
   cardsets stored;
-  if (stored.load(files.cardSets.c_str()) < 0) throwErrno(files.cardSets);
+  throwUnless(stored.load(files.cardSets.c_str()) >= 0, files.cardSets);
   if (const std::string difference = differenceTo(site.cardSets(), stored); !difference.empty())
     refuse("the card sets file says " + difference);
   return walk.end();

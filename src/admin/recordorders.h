@@ -3,8 +3,10 @@
 #ifndef BADGEMINT_ADMIN_RECORDORDERS_H
 #define BADGEMINT_ADMIN_RECORDORDERS_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <numeric>
 #include <span>
 #include <vector>
 
@@ -13,6 +15,17 @@
 namespace badgemint::admin {
 
 using RecordNumbers = std::span<const size_t>;
+
+// The numbers of all records in the order of a member; alike ones in the order of the file. Most
+// databases are in the order of their unique IDs already, as exports are.
+template <typename Record, typename Member>
+std::vector<size_t> orderBy(const std::vector<Record>& records, Member Record::*member) {
+  std::vector<size_t> numbers(records.size());
+  std::iota(numbers.begin(), numbers.end(), size_t{0});
+  const auto before = [&](size_t a, size_t b) { return records[a].*member < records[b].*member; };
+  if (!std::ranges::is_sorted(numbers, before)) std::ranges::stable_sort(numbers, before);
+  return numbers;
+}
 
 // Record numbers; of records alike in what they are ordered by, in the order of the file. The
 // databases outlive it.
