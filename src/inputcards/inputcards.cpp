@@ -122,13 +122,13 @@ int32_t InputCards::openDatabases() {
 }
 
 int32_t InputCards::writeDatabases() {
-  DatabaseOutput output(*_identFile, *_accessFile);
-  LineWriter writer(_site, output);
+  DatabaseSink databases(*_identFile, *_accessFile);
+  LineWriter writer(_site, databases);
   if (const int32_t rc = readInput([&writer](InputLine line) { return writer.write(line); });
       rc < 0)
     return rc;
-  if (output.credentials() != _credentials) return _input.reportChanged();
-  return output.flush();
+  if (databases.credentials() != _credentials) return _input.reportChanged();
+  return databases.flush();
 }
 
 int32_t InputCards::closeDatabases() {

@@ -12,6 +12,7 @@
 #include "admin/files/sitepaths.h"
 #include "admin/records/cardlines.h"
 #include "admin/records/databases.h"
+#include "inputcards/cardrecord.h"
 #include "inputcards/linechecker.h"
 #include "inputcards/linewriter.h"
 
@@ -31,6 +32,20 @@ class DumpWarnings {
 
   std::vector<std::string> _texts;
   std::map<std::string, size_t> _counts;
+};
+
+// Keeps the records of the last line.
+class LastRecords final : public RecordSink {
+ public:
+  [[nodiscard]] int32_t put(const IdentRecord& ident, const AccessRecord* access) override {
+    _card.ident = ident;
+    if (access != nullptr) _card.access = *access;
+    return kSuccess;
+  }
+  const CardRecord& card() const { return _card; }
+
+ private:
+  CardRecord _card;
 };
 
 // Takes the lines of a dump as both passes of a build do, and holds what they would write against
@@ -61,7 +76,7 @@ class DumpProof {
   CardIndex _index;
   LineChecker _checker;
   LastRecords _output;
-  LineWriter<LastRecords> _writer;
+  LineWriter _writer;
 };
 
 // "ident.db: record 3 (holder 1001)".
