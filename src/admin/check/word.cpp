@@ -98,10 +98,9 @@ std::optional<HiddenByte> findHiddenByte(std::string_view line, size_t from) {
       if (text.find_first_not_of('\0', i) == std::string_view::npos) return {};
       return HiddenByte{i, "a NUL byte: the rest of the line is not read"};
     }
-    if (text[i] == '\r')
-      return HiddenByte{i, "a carriage return within the line, which does not end it"};
+    if (text[i] == '\r') return HiddenByte{i, "a carriage return within the line does not end it"};
     if (isNoBreakSpace(text, i))
-      return HiddenByte{i, "a no-break space: it is not a blank but part of the word"};
+      return HiddenByte{i, "a no-break space is not a blank but part of the word"};
   }
   return {};
 }
