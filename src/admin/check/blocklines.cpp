@@ -27,7 +27,9 @@ class BlockLine {
     const int32_t result = _check.checkAsBuild(_line, copy.data(), _csid);
 
     _words = splitMultiCardsLine(_line.text);
-    if (_words.firstUniqid != nullptr) setSubject();
+    if (_words.firstUniqid != nullptr)
+      _line.subject = {true, false, _words.firstCard,
+                       static_cast<uint32_t>(textToInt32(_words.firstUniqid))};
     if (result < 0) {
       reportErrors(result, _check.index.count() - before);
       _check.addUnindexed(_words);
@@ -48,13 +50,6 @@ class BlockLine {
              {_words.count, names[2]},
              {_words.firstUniqid, names[3]},
              {_words.accessLevel, names[4]}}};
-  }
-
-  void setSubject() {
-    const std::string_view card = _words.firstCard;
-    _line.subject = {.isBlock = true,
-                     .cardNumber = isNumber(card) ? card : "?",
-                     .uniqid = static_cast<uint32_t>(textToInt32(_words.firstUniqid))};
   }
 
   bool hasGluedType() const { return std::strlen(_words.type) > 1; }

@@ -200,10 +200,11 @@ std::string named(const LineField& field) {
 }
 
 std::string Subject::text() const {
-  if (isBlock) return fmt::format("cards from {}, holders from {}", cardNumber, uniqid);
+  const bool isNumber = cardNumber.find_first_not_of("0123456789ABCDEFabcdef") == cardNumber.npos;
+  const std::string_view number = isNumber ? cardNumber : "?";
   if (isPin) return fmt::format("PIN of holder {}", uniqid);
-  return cardNumber.empty() ? fmt::format("card of holder {}", uniqid)
-                            : fmt::format("card {} of holder {}", cardNumber, uniqid);
+  if (isBlock) return fmt::format("cards from {}, holders from {}", number, uniqid);
+  return fmt::format("card {} of holder {}", number, uniqid);
 }
 
 int32_t CardsCheck::checkAsBuild(const CheckedLine& line, char* text, int32_t csid) {

@@ -26,7 +26,7 @@ namespace badgemint::admin {
 struct Subject {
   bool isBlock = false;         // The first card and holder of a 'd' line.
   bool isPin = false;           // A line without a card.
-  std::string_view cardNumber;  // Empty when it is not a card number.
+  std::string_view cardNumber;  // As written; shown when it is a number.
   uint32_t uniqid = 0;
 
   std::string text() const;
