@@ -80,6 +80,7 @@ int32_t AccessFile::writeRecordAt(const AccessRecord& record, uint32_t recno) {
 }
 
 int32_t AccessFile::loadIndex(const char* name, uint32_t requested) {
+  _index.reset();  // It is of another file from here on.
   if (const int32_t rc = setFileName(name); rc < 0) return rc;
   LOG(kLogRecord, "get status info for %s\n", _file.name());
   struct stat status;

@@ -81,14 +81,14 @@ class AccessFile {
   // Loads the index of this file in place of an earlier one, sized for `requested` records or, when
   // the file has as many, for those of the file and 100 to come. kOutOfMemory, for the index with
   // "Not enough memory to create access index\n" (level 25); kAccessOpenFailed or kAccessReadFailed
-  // with their messages. After a failure of AccessIndex::loadFromFile the index is there, and
-  // empty.
+  // with their messages. After a failure of AccessIndex::loadFromFile the index is there, empty,
+  // and takes no entry; after any other there is none.
   [[nodiscard]] int32_t loadIndex(const char* name, uint32_t requested);
   // The same by name and record count of the configuration's entry "access". Whether that went
   // well; false and errno 0 when there is no such entry.
   [[nodiscard]] bool loadIndexFromConfig(MasterConfiguration& configuration);
 
-  // The index; null before loadIndex().
+  // The index; null before loadIndex(), and after one that failed before there was an index.
   AccessIndex* index() { return _index ? &*_index : nullptr; }
 
   // Finds a holder through the index and reads the record. kAccessNotFound, also without an index,

@@ -87,6 +87,7 @@ int32_t IdentFile::writeRecordAt(const IdentRecord& record, uint32_t recno) {
 }
 
 bool IdentFile::loadIndex(const char* name, uint32_t requested) {
+  _index.reset();  // It is of another file from here on.
   if (setFileName(name) < 0) return false;
   struct stat status;
   if (::stat(_file.name(), &status) != 0) {

@@ -79,17 +79,19 @@ class IdentFile {
 
   // Loads the index of this file in place of an earlier one, sized for `requested` records or, when
   // the file has as many, for those of the file and 100 to come. Records of one holder are paired.
-  // Logs its steps at level 20. False when
+  // Logs its steps at level 20. False, without an index unless stated, when
   // - there is no memory for the name (see setFileName), for the index ("ident index allocation
   //   failure\n", level 20) or for the pairing;
   // - the file does not exist: "unable to stat %s\n" (level 20);
-  // - the index cannot be filled (see IdentIndex::buildFromFile): it is there then, and empty.
+  // - the index cannot be filled (see IdentIndex::buildFromFile): it is there then, empty, and
+  // takes
+  //   no entry: addOrReplace of a new card appends its record and returns kIndexFull.
   [[nodiscard]] bool loadIndex(const char* name, uint32_t requested);
   // The same by name and record count of the configuration's entry "ident"; false and errno 0 when
   // there is none.
   [[nodiscard]] bool loadIndexFromConfig(MasterConfiguration& configuration);
 
-  // The index; null before loadIndex().
+  // The index; null before loadIndex(), and after one that failed before there was an index.
   IdentIndex* index() { return _index ? &*_index : nullptr; }
   // Entries in use and capacity; both 0 without an index.
   void indexStats(uint32_t& count, uint32_t& capacity) const;
