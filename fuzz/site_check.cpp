@@ -2,12 +2,12 @@
 // formats file, a CDF file that it may name as "any.cdf", a cards file, each but the last ended by
 // a line "=". The formats of the other targets are there as 1 and 2 where the formats file is
 // empty.
-#include "check/sitecheck.h"
+#include "admin/check/sitecheck.h"
 
 #include "fuzz.h"
 #include "inputcards/inputcards.h"
 
-namespace badgemint {
+namespace badgemint::admin {
 namespace {
 
 constexpr const char* kCards = "cards";
@@ -31,10 +31,11 @@ void requireSorted(const Findings& findings) {
 }
 
 }  // namespace
-}  // namespace badgemint
+}  // namespace badgemint::admin
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   using namespace badgemint;
+  using namespace badgemint::admin;
   static const FormatsFolder folder;
   std::string_view input = textOf(data, size);
   const std::string_view formats = takeUntil(input, "=\n");

@@ -1,7 +1,7 @@
 #include "admin/arguments.h"
 
-#include "admin/cardnumber.h"
-#include "admin/wording.h"
+#include "admin/bits/cardnumber.h"
+#include "admin/records/wording.h"
 #include "support/datetime.h"
 #include "support/fieldscanner.h"
 #include "support/result.h"
@@ -49,7 +49,7 @@ std::optional<uint32_t> timeOf(const std::string& word) {
   return seconds;
 }
 
-CardEncoder encoderOfSet(std::string_view set, const CardSite& site) {
+CardEncoder encoderOfSet(std::string_view set, const Site& site) {
   const auto csid = numberOf(set);
   const bool isSet = csid && *csid <= kLastCardSetId;
   const cardset* const record = isSet ? site.sets().getCardSet(*csid) : nullptr;
@@ -62,7 +62,7 @@ CardEncoder encoderOfSet(std::string_view set, const CardSite& site) {
   return {format, format->encodeSite(record->fldvalues)};
 }
 
-CardPattern keyOfCard(std::string_view set, std::string_view number, const CardSite& site) {
+CardPattern keyOfCard(std::string_view set, std::string_view number, const Site& site) {
   return encodeWord(encoderOfSet(set, site), number).pattern;
 }
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "admin/cardsite.h"
+#include "admin/records/site.h"
 #include "cardsets/card_functions.h"
 
 namespace badgemint::admin {
@@ -25,11 +25,11 @@ std::optional<uint32_t> timeOf(const std::string& word);
 
 // What encodes the cards of a card set, from the word for it. Throws Failure (refused) when the
 // site has no such card set or not its format.
-CardEncoder encoderOfSet(std::string_view set, const CardSite& site);
+CardEncoder encoderOfSet(std::string_view set, const Site& site);
 
 // The key of a card of a site, from the words for its card set and its number. Throws Failure
 // (refused) when there is no such card.
-CardPattern keyOfCard(std::string_view set, std::string_view number, const CardSite& site);
+CardPattern keyOfCard(std::string_view set, std::string_view number, const Site& site);
 
 }  // namespace badgemint::admin
 

@@ -1,13 +1,14 @@
 #include "admin/console.h"
 
-#include "check/finding.h"
+#include "admin/check/finding.h"
 
 namespace badgemint::admin {
 
-void Console::complain(std::string_view text) {
+void Console::reportText(std::string_view text) {
   _output.flush();
   _errors << "badgemint-admin: ";
-  for (const char c : text) _errors << printable({&c, 1});  // Takes no memory, not even a little.
+  for (const char c : text)
+    _errors << printable({&c, 1});  // Needs no memory: it may be what is missing.
   _errors << std::endl;
 }
 

@@ -1,59 +1,77 @@
-// How badgemint-admin speaks: what was asked for goes to standard output, what kept it from its
-// work to standard error; and with which status it ends.
+// How badgemint-admin talks to its user: results go to standard output, problems to standard error,
+// and the exit status sums up the run.
 #ifndef BADGEMINT_ADMIN_CONSOLE_H
 #define BADGEMINT_ADMIN_CONSOLE_H
+
+#include <fmt/format.h>
 
 #include <ostream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace badgemint::admin {
 
 enum class ExitStatus {
   kAllWell = 0,
-  kFound = 1,    // Warnings, differences, nothing that fits: nothing that stops a build.
-  kRefused = 2,  // Errors in the files of a build, a proof that failed, a guard: nothing changed.
+  kFound = 1,    // Warnings, differences, no match: nothing that stops a build.
+  kRefused = 2,  // Errors in the input files, a failed proof, a guard: nothing changed.
   kNotDone = 3,  // The work could not be done: arguments, memory, a file, the output.
 };
 
-// Ends a verb from anywhere below it: the text is for people, without the program's name and
-// without a newline.
+// Ends a verb from anywhere below it. The text is for people, without the program's name and
+// without a newline; the compiler checks the arguments against the format.
 class Failure : public std::runtime_error {
  public:
+  template <typename... Args>
+  Failure(ExitStatus status, fmt::format_string<Args...> format, Args&&... args)
+      : std::runtime_error(fmt::format(format, std::forward<Args>(args)...)), _status(status) {}
+
   Failure(ExitStatus status, const std::string& text) : std::runtime_error(text), _status(status) {}
+
   ExitStatus status() const { return _status; }
 
  private:
   ExitStatus _status;
 };
 
+// The two streams of a run. They stay the caller's and outlive the console.
 class Console {
  public:
-  // `colours` is for words of the output alone; standard error is always plain.
+  // `colours` applies to words of the output; standard error is always plain.
   Console(std::ostream& output, std::ostream& errors, bool colours)
       : _output(output), _errors(errors), _colours(colours) {}
 
-  // For what was asked for. A failed write is remembered until finish().
+  // For results. A failed write is remembered until finish().
   std::ostream& output() { return _output; }
+  template <typename... Args>
+  void print(fmt::format_string<Args...> format, Args&&... args) {
+    write(fmt::format(format, std::forward<Args>(args)...));
+  }
 
-  // "badgemint-admin: TEXT\n" on standard error, behind all output so far; bytes that do not print,
-  // as names of files may have them, as printable() shows them.
-  void complain(std::string_view text);
+  // Prints "badgemint-admin: TEXT\n" on standard error, after all output so far. Bytes that are not
+  // printable, as file names may have them, appear as printable() shows them.
+  void reportText(std::string_view text);
+  template <typename... Args>
+  void report(fmt::format_string<Args...> format, Args&&... args) {
+    reportText(fmt::format(format, std::forward<Args>(args)...));
+  }
 
   // A word in the colour of errors or of warnings, where colours are wanted.
   std::string inErrorColour(std::string_view word) const { return coloured(word, "31"); }
   std::string inWarningColour(std::string_view word) const { return coloured(word, "35"); }
 
-  // From now on output that cannot be written costs a message, but not the status: what a verb has
-  // done stays done.
+  // From now on output that cannot be written is reported without changing the exit status: what a
+  // verb has done stays done.
   void keepStatus() { _keepsStatus = true; }
   bool keepsStatus() const { return _keepsStatus; }
 
-  // Writes out what is still to be written. False when anything could not be written.
+  // Flushes the output. False when any of it could not be written.
   [[nodiscard]] bool finish();
 
  private:
+  void write(std::string_view text) { _output << text; }
   std::string coloured(std::string_view word, std::string_view colour) const;
 
   std::ostream& _output;

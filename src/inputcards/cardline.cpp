@@ -6,6 +6,46 @@
 
 namespace badgemint {
 
+namespace {
+
+constexpr size_t kCardFields = 4, kPinFields = 2, kHolderFields = 18;
+
+// The descriptions of `count` fields as the lists visit them.
+template <size_t Count, typename... Lists>
+constexpr std::array<LineField, Count> describe(Lists... lists) {
+  std::array<LineField, Count> fields;
+  size_t next = 0;
+  const auto add = [&](const LineField& field, const auto&) { fields[next++] = field; };
+  (lists(add), ...);
+  return fields;
+}
+
+constexpr auto kCardList = [](auto add) { forEachCardField(CardLine{}, add); };
+constexpr auto kPinList = [](auto add) { forEachPinField(PinLine{}, add); };
+constexpr auto kHolderList = [](auto add) { forEachHolderField(HolderFields{}, add); };
+constexpr auto kLastFlag = [](auto add) { add(kLastFlagField, 0); };
+
+constexpr auto kCardLineFields =
+    describe<kCardFields + kHolderFields + 1>(kCardList, kHolderList, kLastFlag);
+constexpr auto kPinLineFields = describe<kPinFields + kHolderFields>(kPinList, kHolderList);
+constexpr auto kPinIdentLineFields = describe<kPinFields>(kPinList);
+
+}  // namespace
+
+std::span<const LineField> lineFields(char lineType) {
+  switch (lineType) {
+    case kCardLine:
+    case kNoFormatCardLine:
+      return kCardLineFields;
+    case kPinLine:
+      return kPinLineFields;
+    case kPinIdentLine:
+      return kPinIdentLineFields;
+    default:
+      return {};
+  }
+}
+
 CardPattern packedPin(std::string_view pin) {
   CardPattern key{};
   packDigits(pin, key);

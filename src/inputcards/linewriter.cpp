@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cinttypes>
 
+#include "inputcards/cardrecord.h"
 #include "support/datetime.h"
 #include "support/log.h"
 #include "support/packeddecimal.h"
@@ -54,26 +55,11 @@ void setCardHolder(CardRecord& card, const CardLine& line, const HolderFields& h
 
 }  // namespace
 
-int32_t DatabaseOutput::flush() {
-  if (const int32_t rc = _identFile.flushAppends(); rc < 0) return rc;
-  return _accessFile.flushAppends();
+int32_t LineWriter::write(InputLine line) {
+  return takeLine(*this, line);
 }
 
-int32_t DatabaseOutput::put(const IdentRecord& record) {
-  if (_identFile.appendBufferFull() || _accessFile.appendBufferFull()) {
-    if (const int32_t rc = flush(); rc < 0) return rc;
-  }
-  ++_credentials;
-  return _identFile.appendRecord(record);
-}
-
-int32_t DatabaseOutput::put(const CardRecord& card) {
-  if (const int32_t rc = put(card.ident); rc < 0) return rc;
-  return _accessFile.appendRecord(card.access);
-}
-
-template <typename Output>
-int32_t LineWriter<Output>::takeCard(InputLine line) {
+int32_t LineWriter::takeCard(InputLine line) {
   FieldScanner scanner(line.text + 1);
   CardLine fields = scanCardLine(scanner);
   const HolderFields holder = scanHolderFields(scanner);
@@ -89,13 +75,12 @@ int32_t LineWriter<Output>::takeCard(InputLine line) {
     return rc;
   card.ident.cardsetcode = static_cast<uint32_t>(fields.csid);
   setCardHolder(card, fields, holder, flag5);
-  if (const int32_t rc = _output.put(card); rc < 0) return rc;
+  if (const int32_t rc = _records.put(card.ident, &card.access); rc < 0) return rc;
   LOG(kLogStep, "cardline card=%" PRId64 " line#=%d\n", number.value, line.number);
   return kSuccess;
 }
 
-template <typename Output>
-int32_t LineWriter<Output>::takeNoFormatCard(InputLine line) {
+int32_t LineWriter::takeNoFormatCard(InputLine line) {
   FieldScanner scanner(line.text + 1);
   CardLine fields = scanCardLine(scanner);
   const HolderFields holder = scanHolderFields(scanner);
@@ -110,14 +95,13 @@ int32_t LineWriter<Output>::takeNoFormatCard(InputLine line) {
   LOG(kLogRecord, "unqid=%u acclvl[1]=%d \n", fields.uniqid, holder.accessLevels[1]);
   card.ident.cardsetcode = kFormatlessCode;
   setCardHolder(card, fields, holder, flag5);
-  if (const int32_t rc = _output.put(card); rc < 0) return rc;
+  if (const int32_t rc = _records.put(card.ident, &card.access); rc < 0) return rc;
   LOG(kLogStep, "noformatcardline card=%.*s line#=%d\n", printLength(fields.cardNumber),
       fields.cardNumber.data(), line.number);
   return kSuccess;
 }
 
-template <typename Output>
-int32_t LineWriter<Output>::takePin(InputLine line) {
+int32_t LineWriter::takePin(InputLine line) {
   FieldScanner scanner(line.text + 1);
   PinLine fields = scanPinLine(scanner);
   const HolderFields holder = scanHolderFields(scanner);
@@ -128,14 +112,13 @@ int32_t LineWriter<Output>::takePin(InputLine line) {
   card.ident.cardsetcode = kPinOnlyCode;
   card.ident.cardnumber = packedPin(fields.pin);
   card.setUniqid(fields.uniqid);
-  if (const int32_t rc = _output.put(card); rc < 0) return rc;
+  if (const int32_t rc = _records.put(card.ident, &card.access); rc < 0) return rc;
   LOG(kLogStep, "pinline pin=%.*s line#=%d\n", printLength(fields.pin), fields.pin.data(),
       line.number);
   return kSuccess;
 }
 
-template <typename Output>
-int32_t LineWriter<Output>::takePinIdent(InputLine line) {
+int32_t LineWriter::takePinIdent(InputLine line) {
   FieldScanner scanner(line.text + 1);
   PinLine fields = scanPinLine(scanner);
   if (const int32_t rc = checkPinCode(fields.pin, kMaxPinIdentDigits); rc < 0) return rc;
@@ -144,14 +127,13 @@ int32_t LineWriter<Output>::takePinIdent(InputLine line) {
   record.cardsetcode = kPinIdentCode;
   record.cardnumber = packedPin(fields.pin);
   record.uniqid = fields.uniqid;
-  if (const int32_t rc = _output.put(record); rc < 0) return rc;
+  if (const int32_t rc = _records.put(record, nullptr); rc < 0) return rc;
   LOG(kLogStep, "pinidentline pin=%.*s line#=%d\n", printLength(fields.pin), fields.pin.data(),
       line.number);
   return kSuccess;
 }
 
-template <typename Output>
-int32_t LineWriter<Output>::takeMultiCards(InputLine line) {
+int32_t LineWriter::takeMultiCards(InputLine line) {
   MultiCards block;
   if (const int32_t rc = _site.readMultiCards(line, block); rc < 0) return rc;
   LOG(kLogRecord,
@@ -164,8 +146,7 @@ int32_t LineWriter<Output>::takeMultiCards(InputLine line) {
 }
 
 // A card that does not decode to its own number is left out and fails the block at its end.
-template <typename Output>
-int32_t LineWriter<Output>::writeBlock(const MultiCards& block, int32_t lineNumber) {
+int32_t LineWriter::writeBlock(const MultiCards& block, int32_t lineNumber) {
   CardRecord card;
   card.ident.cardsetcode = block.csid;
   card.access.acclevel[0] = static_cast<uint16_t>(block.accessLevel);
@@ -181,14 +162,11 @@ int32_t LineWriter<Output>::writeBlock(const MultiCards& block, int32_t lineNumb
       LOG(kLogError, "Card mismatch cardno=%" PRId64 ", chkcardno=%" PRId64 ", line#=%d\n", number,
           decoded, lineNumber);
       result = kCardMismatch;
-    } else if (const int32_t rc = _output.put(card); rc < 0) {
+    } else if (const int32_t rc = _records.put(card.ident, &card.access); rc < 0) {
       return rc;
     }
   }
   return result;
 }
-
-template class LineWriter<DatabaseOutput>;
-template class LineWriter<LastRecords>;
 
 }  // namespace badgemint

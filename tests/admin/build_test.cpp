@@ -6,10 +6,10 @@
 #include <sys/wait.h>
 
 #include "admin/adminrun.h"
-#include "admin/buildfiles.h"
-#include "admin/process.h"
-#include "admin/proof.h"
-#include "admin/replacement.h"
+#include "admin/files/buildfiles.h"
+#include "admin/files/process.h"
+#include "admin/files/replacement.h"
+#include "admin/records/proof.h"
 #include "support/testsite.h"
 #include "support/textutil.h"
 

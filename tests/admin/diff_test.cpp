@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "admin/adminrun.h"
-#include "admin/wording.h"
+#include "admin/records/wording.h"
 #include "support/testsite.h"
 
 namespace badgemint::admin {

@@ -1,7 +1,7 @@
 // The verbs `pattern` and `decode`: cards by their numbers, and by their bits.
 #include "admin/adminrun.h"
-#include "admin/cardbits.h"
-#include "admin/cardreading.h"
+#include "admin/bits/cardbits.h"
+#include "admin/bits/cardreading.h"
 #include "carddb/identrecord.h"
 #include "support/testsite.h"
 
@@ -139,7 +139,7 @@ holder 6: card 50000000000000000000000000000000 without format
       {"decode 0x0", 0, "no holder has this card\n"},
       {"decode 01", 1, "no format has such a card\n"},
       {"decode 010", 2, "", "no format has cards of 3 bits: they have 2, 11, 26, 32, 64 (a key"},
-      {"decode \"\"", 2, "", "\"\" is neither: bits are"},
+      {"decode \"\"", 3, "", "BITS: the value is empty"},
       {"pattern 1", 3, "", "Name their card set, then their numbers"},
       {"pattern --format 32.cdf", 3, "", "which cards? Name their numbers"},
       {"pattern 1 1 --cardsets none", 3, "", "none: No such file"},

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "admin/console.h"
-#include "admin/proof.h"
+#include "admin/records/proof.h"
 #include "formats/loadformats.h"
 #include "support/testsite.h"
 

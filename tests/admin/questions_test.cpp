@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "admin/adminrun.h"
-#include "admin/replacement.h"
+#include "admin/files/replacement.h"
 #include "support/testsite.h"
 
 namespace badgemint::admin {

@@ -80,7 +80,7 @@ TEST(Show, RefusesWordsThatMeanNothing) {
     const char* says;
   } kCases[] = {
       {"", 3, "show whom? Name a holder, a --card or a --key\n"},
-      {"\"\"", 3, "is no unique ID"},
+      {"\"\"", 3, "HOLDER: the value is empty"},
       {"4294967296", 3, "\"4294967296\" is no unique ID: it is 0 to 4294967295\n"},
       {"4294967295 --card 1:65535", 3, "ident.db: No such file"},
       {"--card 1", 3, "\"1\" is no card: write card set and number as 1:15890\n"},

@@ -1,0 +1,111 @@
+// What is wrong or dangerous in a site's files, as people are told: each finding names its place,
+// says in plain words what is the matter, and bears the result code of the build that it would fail
+// or the name of the rule that it breaks.
+#ifndef BADGEMINT_ADMIN_CHECK_FINDING_H
+#define BADGEMINT_ADMIN_CHECK_FINDING_H
+
+#include <fmt/format.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace badgemint::admin {
+
+// Where something stands. Lines and columns are those of an editor, counted from 1; 0 is none: a
+// finding about a line as a whole, or about the file.
+struct Place {
+  int file = 0;  // As Findings::addFile numbered it.
+  int64_t line = 0;
+  int64_t column = 0;
+};
+
+struct Finding {
+  Place place;
+  std::string text;
+  int32_t code = 0;       // The result of a build, for an error.
+  std::string_view rule;  // The name of the rule, for a warning.
+
+  bool isError() const { return rule.empty(); }
+};
+
+// How a build of the files would end, and where it would meet what ends it.
+struct Verdict {
+  int32_t result = 0;
+  Place place;
+};
+
+// All that one run finds. Of one code or rule only the first hundred are kept unless all are asked
+// for; so findings of one code or rule must come in the order of their places.
+class Findings {
+ public:
+  static constexpr size_t kMostOfOneKind = 100;
+
+  explicit Findings(bool keepAll = false) : _keepAll(keepAll) {}
+
+  // Files are numbered in the order in which their findings are to be printed. `name` is as the
+  // user knows it.
+  int addFile(std::string name);
+  const std::string& fileName(int file) const { return _files.at(static_cast<size_t>(file)); }
+
+  // Add an error with the result code of the build, and a warning with its rule. The compiler
+  // checks the arguments against the format. `rule` must be a literal. error() returns a handle for
+  // amend().
+  template <typename... Args>
+  size_t error(Place place, int32_t code, fmt::format_string<Args...> format, Args&&... args) {
+    return error(place, code, fmt::format(format, std::forward<Args>(args)...));
+  }
+  template <typename... Args>
+  void warn(Place place, std::string_view rule, fmt::format_string<Args...> format,
+            Args&&... args) {
+    warning(place, rule, fmt::format(format, std::forward<Args>(args)...));
+  }
+  size_t error(Place place, int32_t code, std::string text);
+  void warning(Place place, std::string_view rule, std::string text);
+
+  // Adds to the text of an error what was learnt later, such as what follows from it.
+  void amend(size_t error, std::string_view more);
+  size_t lastError() const { return _lastError; }
+
+  // The first call counts: a build meets one error.
+  void setVerdict(int32_t result, Place place);
+  const Verdict& verdict() const { return _verdict; }
+
+  static constexpr size_t kNotKept = SIZE_MAX;  // An error that cannot be amended.
+
+  size_t errors() const { return _errors; }
+  size_t warnings() const { return _warnings; }
+
+  // The findings that were kept, in the order of files, lines and columns.
+  std::vector<Finding> sorted() const;
+  // How many of each code or rule were not kept, by what stands in the brackets.
+  std::map<std::string, size_t> notKept() const;
+
+  // "cards.txt:14:9", without what the place lacks.
+  std::string placeText(const Place& place) const;
+
+ private:
+  size_t add(Finding finding, std::string kind);
+
+  bool _keepAll;
+  std::vector<std::string> _files;
+  std::vector<Finding> _kept;
+  std::map<std::string, size_t> _counts;
+  size_t _errors = 0;
+  size_t _warnings = 0;
+  size_t _lastError = kNotKept;
+  Verdict _verdict;
+};
+
+// A text whose bytes may be any: what does not print is shown as "\xNN".
+std::string printable(std::string_view text);
+// The same in double quotes, as messages show a word of a file; cut where it is long.
+std::string quoted(std::string_view word);
+
+}  // namespace badgemint::admin
+
+#endif  // BADGEMINT_ADMIN_CHECK_FINDING_H

@@ -1,0 +1,41 @@
+// The verb `check`: names everything that is wrong or dangerous in a site's input files.
+#include <memory>
+#include <string>
+
+#include "admin/check/report.h"
+#include "admin/verbs/verb.h"
+
+namespace badgemint::admin {
+
+namespace {
+
+struct CheckOptions {
+  SitePaths site;
+  std::string levels;  // The access levels file; empty for none.
+  bool strict = false;
+  bool all = false;
+  bool withPins = false;
+};
+
+ExitStatus check(const CheckOptions& options, Console& console) {
+  Findings findings(options.all);
+  const SiteSummary summary = checkSite(
+      {options.site.cards, options.site.formats, options.levels, options.withPins}, findings);
+  return report(findings, summary, options.strict, console);
+}
+
+}  // namespace
+
+Run addCheck(Options options) {
+  const auto given = std::make_shared<CheckOptions>();
+  options.describe("Name everything that is wrong or dangerous in a site's files",
+                   "badgemint-admin check --strict");
+  options.cardsAndFormats(given->site);
+  options.file("--levels", given->levels, "Check access levels against this file");
+  options.flag("--strict", given->strict, "Warnings count as errors for the exit status");
+  options.flag("--all", given->all, "Print more than 100 findings of one kind");
+  options.flag("--with-pins", given->withPins, "Show PINs");
+  return [given](Console& console) { return check(*given, console); };
+}
+
+}  // namespace badgemint::admin

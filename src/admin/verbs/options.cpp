@@ -1,0 +1,97 @@
+#include "admin/verbs/options.h"
+
+#include <CLI/CLI.hpp>
+
+namespace badgemint::admin {
+
+namespace {
+
+constexpr char kFile[] = "FILE";
+
+// An unset variable of a script must not be taken for an option that was not given.
+std::string refuseEmpty(const std::string& value) {
+  return value.empty() ? "the value is empty" : "";
+}
+
+CLI::Option* valued(CLI::Option* option, const char* type) {
+  return option->type_name(type)->check(CLI::Validator(refuseEmpty, ""));
+}
+
+}  // namespace
+
+void Options::describe(const char* summary, const char* example) {
+  _verb.description(summary);
+  _verb.footer(std::string("Example: ") + example + "\nManual: badgemint-admin-" +
+               _verb.get_name() + "(1)");
+}
+
+CLI::Option* Options::flag(const char* option, bool& isSet, const char* help) {
+  return _verb.add_flag(option, isSet, help);
+}
+
+CLI::Option* Options::number(const char* option, const char* type, uint32_t& value,
+                             const char* help) {
+  return valued(_verb.add_option(option, value, help), type)->capture_default_str();
+}
+
+CLI::Option* Options::text(const char* option, const char* type, std::string& value,
+                           const char* help) {
+  return valued(_verb.add_option(option, value, help), type)->capture_default_str();
+}
+
+CLI::Option* Options::file(const char* option, std::string& path, const char* help) {
+  return text(option, kFile, path, help);
+}
+
+void Options::texts(const char* option, const char* type, std::vector<std::string>& values,
+                    const char* help) {
+  valued(_verb.add_option(option, values, help), type)->allow_extra_args(false);
+}
+
+void Options::filePair(const char* option, const char* type, std::vector<std::string>& paths,
+                       const char* help) {
+  valued(_verb.add_option(option, paths, help), type)->expected(2);
+}
+
+void Options::word(const char* name, const char* type, std::string& value, const char* help) {
+  valued(_verb.add_option(name, value, help), type)->required();
+}
+
+void Options::words(const char* name, const char* type, std::vector<std::string>& values,
+                    const char* help) {
+  valued(_verb.add_option(name, values, help), type);
+}
+
+void Options::files(const char* name, std::vector<std::string>& paths, const char* help) {
+  valued(_verb.add_option(name, paths, help), kFile)->required();
+}
+
+void Options::needs(CLI::Option* option, CLI::Option* other) {
+  option->needs(other);
+}
+
+void Options::excludes(CLI::Option* option, CLI::Option* other) {
+  option->excludes(other);
+}
+
+bool Options::isGiven(const CLI::Option* option) {
+  return option->count() > 0;
+}
+
+void Options::cardsAndFormats(SitePaths& paths) {
+  file("--cards", paths.cards, "The cards file");
+  file("--formats", paths.formats, "The formats file");
+}
+
+void Options::databases(SitePaths& paths) {
+  file("--ident", paths.ident, "The ident database");
+  file("--access", paths.access, "The access database");
+  formatsAndCardSets(paths);
+}
+
+void Options::formatsAndCardSets(SitePaths& paths) {
+  file("--cardsets", paths.cardSets, "The card sets file");
+  file("--formats", paths.formats, "The formats file");
+}
+
+}  // namespace badgemint::admin
