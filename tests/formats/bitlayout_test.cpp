@@ -193,7 +193,7 @@ TEST(CardFormat, AgreesWithTheJudge) {
       ASSERT_EQ(format.decodeField(pattern, f, value), 0);
       ASSERT_EQ(value, judge.decode(text, field)) << round << f;
       ASSERT_EQ(format.fieldBitCount(f), judge.state(field).nbits);
-      BitPattern work{{0, random(), 0}};
+      BitPattern work{{random(), random(), random()}};
       std::string expected = bitText(work.words);
       judge.placeParity(field, expected);
       format.computeParityBit(work, f);
