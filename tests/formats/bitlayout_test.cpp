@@ -98,7 +98,11 @@ struct Judge {
     if (isVff) {
       lines.push_back(std::to_string(bits) + ' ' + std::to_string(numberField + 1) + ' ' +
                       directions[numberField] + ' ' + types[numberField]);
-      lines.insert(lines.end(), masks.begin(), masks.end());
+      for (std::string mask : masks) {
+        const size_t blank = mask.find(' ');
+        if (blank < 144 && blank % 2 == 0) mask.replace(blank, mask.npos, std::string("\0E1*X", 5));
+        lines.push_back(mask);  // A NUL ends it, as blanks at its end do.
+      }
       lines.push_back("0");
       return fileOf("VFF", lines);
     }
