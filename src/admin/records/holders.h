@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <numeric>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "carddb/accessrecord.h"
@@ -45,15 +46,23 @@ void forEachUniqid(const std::vector<A>& a, const std::vector<B>& b, Visit visit
   forEachUniqid(std::span(a), std::span(b), uniqidOf, uniqidOf, visit);
 }
 
-// Record numbers in the order of unique IDs; of one unique ID in the order of the file. Most
-// databases are in that order already.
+// Record numbers in the order of unique IDs; of one unique ID in the order of the file.
+struct NumberedRecord {
+  uint32_t uniqid;
+  uint32_t number;
+};
+std::vector<uint32_t> orderByUniqid(std::vector<NumberedRecord> records);
+
+// Most databases are in that order already.
 template <typename Record>
 std::vector<uint32_t> orderByUniqid(const std::vector<Record>& records) {
   std::vector<uint32_t> numbers(records.size());
   std::iota(numbers.begin(), numbers.end(), 0U);
-  const auto before = [&](uint32_t x, uint32_t y) { return records[x].uniqid < records[y].uniqid; };
-  if (!std::ranges::is_sorted(numbers, before)) std::ranges::stable_sort(numbers, before);
-  return numbers;
+  if (std::ranges::is_sorted(records, {}, &Record::uniqid)) return numbers;
+  std::vector<NumberedRecord> numbered;
+  numbered.reserve(records.size());
+  for (const uint32_t number : numbers) numbered.push_back({records[number].uniqid, number});
+  return orderByUniqid(std::move(numbered));
 }
 
 // Finds the access record of one credential after the other. A build appends an access record with
