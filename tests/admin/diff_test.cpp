@@ -33,7 +33,7 @@ TEST(Diff, TellsTheFateOfHoldersAndCredentials) {
   const AdminRun lines = runAdmin(kDiff);
   EXPECT_EQ(lines.status, 1);
   EXPECT_EQ(lines.errors,
-            "badgemint-admin: sets:2: this line defines no card set; further ones: 1\n");
+            "badgemint-admin: sets:2: this line does not define a card set (2 such lines)\n");
   EXPECT_EQ(lines.output,
             "holder 1: card 2 of card set 2 moved to holder 5\n"
             "holder 2: changed: access records: 2 -> 1, access level 1: 0 -> 7\n"
@@ -103,9 +103,9 @@ TEST(Diff, SaysWhatItCannotCompare) {
       {". none", 3, "none/ident.db: No such file or directory"},
       {"--old ident.db access.db --new cut access.db", 2, "cut ends within a record"},
       {"--old ident.db access.db --new ident.db ident.db", 2, "ident.db ends within a record"},
-      {"--old ident.db access.db", 3, "two folders are compared, or --old"},
-      {". . --new ident.db access.db", 3, "two folders are compared, or --old"},
-      {"", 3, "two folders are compared, or --old"},
+      {"--old ident.db access.db", 3, "give two folders to compare, or --old"},
+      {". . --new ident.db access.db", 3, "give two folders to compare, or --old"},
+      {"", 3, "give two folders to compare, or --old"},
       {".", 3, "FOLDERS: "},
   };
   for (const auto& [arguments, status, text] : cases) {
