@@ -9,7 +9,7 @@
 #include "admin/files/buildfiles.h"
 #include "admin/files/process.h"
 #include "admin/files/replacement.h"
-#include "admin/records/proof.h"
+#include "admin/records/expected.h"
 #include "support/testsite.h"
 #include "support/textutil.h"
 

@@ -28,14 +28,17 @@ std::vector<uint32_t> orderByUniqid(std::vector<NumberedRecord> records) {
 AccessWalk::Step AccessWalk::next(uint32_t uniqid) {
   if (_next < _records.size() && _records[_next].uniqid == uniqid && !_isUsed[_next])
     return use(_next);
-  if (_ordered.empty()) _ordered = orderByUniqid(_records);
+  if (_ordered.empty()) {
+    _ordered = orderByUniqid(_records);
+    _skipped.resize(_records.size());
+  }
   const auto uniqidAt = [this](uint32_t number) { return _records[number].uniqid; };
   const auto same = std::ranges::equal_range(_ordered, uniqid, {}, uniqidAt);
   if (same.empty()) return {};
-  const auto unused =
-      std::ranges::find_if(same, [this](uint32_t number) { return !_isUsed[number]; });
-  if (unused == same.end()) return {&_records[same.back()], true, false};
-  return use(*unused);
+  uint32_t& skipped = _skipped[static_cast<size_t>(same.begin() - _ordered.begin())];
+  while (skipped < same.size() && _isUsed[same[skipped]]) ++skipped;
+  if (skipped == same.size()) return {&_records[same.back()], true, false};
+  return use(same[skipped]);
 }
 
 AccessWalk::Step AccessWalk::use(size_t number) {

@@ -87,8 +87,10 @@ class AccessWalk {
 
   const std::vector<AccessRecord>& _records;
   std::vector<bool> _isUsed;
-  size_t _next = 0;                // The number after that of the last one used.
-  std::vector<uint32_t> _ordered;  // All numbers by unique ID, once they are needed.
+  size_t _next = 0;  // The number after that of the last one used.
+  // All numbers by unique ID, once they are needed; and where those of one unique ID begin, how
+  // many of them are known to be used.
+  std::vector<uint32_t> _ordered, _skipped;
 };
 
 }  // namespace badgemint::admin

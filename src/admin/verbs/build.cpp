@@ -9,7 +9,7 @@
 #include "admin/files/process.h"
 #include "admin/files/replacement.h"
 #include "admin/records/changes.h"
-#include "admin/records/proof.h"
+#include "admin/records/expected.h"
 #include "admin/verbs/verb.h"
 #include "support/textutil.h"
 #include "tools/build.h"
