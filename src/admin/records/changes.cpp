@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <iterator>
+#include <optional>
+#include <type_traits>
 #include <utility>
 
 #include "admin/records/holders.h"
@@ -40,74 +42,47 @@ void compareCredentials(std::span<const IdentRecord> before, std::span<const Ide
   }
 }
 
-// Takes the place of a change that has become part of another one.
-constexpr CredentialChange kNoChange{kAdded, nullptr, nullptr};
-
-void eraseNoChanges(std::vector<CredentialChange>& changes) {
+// Makes one change of a removed credential and an added one for which `identityOf` gives the same
+// value; what has none is left alone.
+template <typename IdentityOf>
+void joinPairs(std::vector<CredentialChange>& changes, CredentialChange::Kind kind,
+               IdentityOf identityOf) {
+  using Identity = typename std::invoke_result_t<IdentityOf, const IdentRecord&>::value_type;
+  std::vector<std::pair<Identity, CredentialChange*>> removed, added;
+  for (CredentialChange& change : changes) {
+    if (change.kind != kRemoved && change.kind != kAdded) continue;
+    const bool isRemoved = change.kind == kRemoved;
+    if (const auto identity = identityOf(isRemoved ? *change.before : *change.now))
+      (isRemoved ? removed : added).emplace_back(*identity, &change);
+  }
+  std::sort(removed.begin(), removed.end());
+  std::sort(added.begin(), added.end());
+  for (auto from = removed.begin(), to = added.begin();
+       from != removed.end() && to != added.end();) {
+    if (from->first < to->first) {
+      ++from;
+    } else if (to->first < from->first) {
+      ++to;
+    } else {
+      *from->second = {kind, from->second->before, to->second->now};
+      to->second->now = nullptr;
+      ++from, ++to;
+    }
+  }
   std::erase_if(changes, [](const CredentialChange& change) {
     return change.before == nullptr && change.now == nullptr;
   });
 }
 
-struct KeyedChange {
-  KeyRank key;
-  CredentialChange* change;
-  bool operator<(const KeyedChange& other) const {
-    return key < other.key || (key == other.key && change < other.change);
-  }
-};
-
-std::vector<KeyedChange> sortedByKey(std::vector<CredentialChange>& changes,
-                                     CredentialChange::Kind kind) {
-  std::vector<KeyedChange> keyed;
-  for (CredentialChange& change : changes) {
-    if (change.kind != kind) continue;
-    const IdentRecord* const record = change.before != nullptr ? change.before : change.now;
-    keyed.push_back({IdentIndexEntry::rank(record->cardnumber), &change});
-  }
-  std::sort(keyed.begin(), keyed.end());
-  return keyed;
+std::optional<KeyRank> keyOf(const IdentRecord& record) {
+  return IdentIndexEntry::rank(record.cardnumber);
 }
 
-// What one holder has lost and another has got is one change.
-void joinMoves(std::vector<CredentialChange>& changes) {
-  const std::vector<KeyedChange> lost = sortedByKey(changes, kRemoved);
-  const std::vector<KeyedChange> got = sortedByKey(changes, kAdded);
-  for (auto from = lost.begin(), to = got.begin(); from != lost.end() && to != got.end();) {
-    if (from->key < to->key) {
-      ++from;
-    } else if (to->key < from->key) {
-      ++to;
-    } else {
-      *from->change = {kMoved, from->change->before, to->change->now};
-      *to->change = kNoChange;
-      ++from, ++to;
-    }
-  }
-  eraseNoChanges(changes);
-}
-
-// One PIN in place of another of the same holder is one change, too.
-void joinPins(std::vector<CredentialChange>& changes) {
-  for (auto first = changes.begin(); first != changes.end();) {
-    const auto last = std::find_if(first, changes.end(), [&](const CredentialChange& change) {
-      return change.uniqid() != first->uniqid();
-    });
-    for (const uint32_t code : {kPinOnlyCode, kPinIdentCode}) {
-      auto added = first;
-      for (auto removed = first; removed != last; ++removed) {
-        if (removed->kind != kRemoved || removed->before->cardsetcode != code) continue;
-        added = std::find_if(added, last, [code](const CredentialChange& change) {
-          return change.kind == kAdded && change.now != nullptr && change.now->cardsetcode == code;
-        });
-        if (added == last) break;
-        *removed = {kChanged, removed->before, added->now};
-        *added++ = kNoChange;
-      }
-    }
-    first = last;
-  }
-  eraseNoChanges(changes);
+// A holder's PIN, whatever its digits are.
+std::optional<std::pair<uint32_t, uint32_t>> pinOf(const IdentRecord& record) {
+  if (record.cardsetcode != kPinOnlyCode && record.cardsetcode != kPinIdentCode)
+    return std::nullopt;
+  return std::pair(record.uniqid, record.cardsetcode);
 }
 
 // Writes lines of text through a buffer of its own: there may be a million of them.
@@ -244,8 +219,8 @@ Changes compare(const Databases& before, const Databases& now) {
   forEachUniqid(before.idents, now.idents, [&](uint32_t, auto old, auto fresh) {
     compareCredentials(old, fresh, changes.credentials);
   });
-  joinMoves(changes.credentials);
-  joinPins(changes.credentials);
+  joinPairs(changes.credentials, kMoved, keyOf);
+  joinPairs(changes.credentials, kChanged, pinOf);
   return changes;
 }
 
