@@ -34,11 +34,11 @@ void demandWhole(size_t rest, const std::string& name) {
 template <typename Record>
 size_t readRecords(const std::string& name, std::vector<Record>& records) {
   RecordReader reader;
-  throwUnless(reader.open(name.c_str()), name);
+  throwErrnoUnless(reader.open(name.c_str()), name);
   records.clear();
   Record record;
   while (reader.next(record)) records.push_back(record);
-  throwUnless(!reader.failed(), name);
+  throwErrnoUnless(!reader.failed(), name);
   return reader.rest();
 }
 

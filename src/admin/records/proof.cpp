@@ -104,7 +104,7 @@ class StatementPass {
 
 void readStatements(const std::string& cardsName, SiteCards& site, const TellOfCredential& tell) {
   LineReader lines;
-  throwUnless(lines.open(cardsName.c_str()), cardsName);
+  throwErrnoUnless(lines.open(cardsName.c_str()), cardsName);
   StatementPass pass(site, tell);
   uint32_t number = 0;
   while (!pass.isEnded() && lines.readLine(kMaxInputLine) == LineReader::Status::kLine) {
@@ -112,7 +112,7 @@ void readStatements(const std::string& cardsName, SiteCards& site, const TellOfC
     if (pass.take(line) < 0)
       refuse("line " + std::to_string(number) + " of " + cardsName + " is wrong by now");
   }
-  throwUnless(!lines.failed(), cardsName);
+  throwErrnoUnless(!lines.failed(), cardsName);
 }
 
 namespace {
@@ -224,8 +224,8 @@ const char* differenceOfHolder(const StatedCredential& stated, const AccessRecor
 class ProofWalk {
  public:
   ProofWalk(const ProvedFiles& files, SiteCards& site) : _files(files), _site(site) {
-    throwUnless(_idents.open(files.ident.c_str()), files.ident);
-    throwUnless(_accesses.open(files.access.c_str()), files.access);
+    throwErrnoUnless(_idents.open(files.ident.c_str()), files.ident);
+    throwErrnoUnless(_accesses.open(files.access.c_str()), files.access);
   }
 
   bool compareNext(const StatedCredential& stated) {
@@ -296,7 +296,7 @@ int64_t prove(const ProvedFiles& files) {
   readStatements(files.cards, site,
                  [&walk](const StatedCredential& stated) { return walk.compareNext(stated); });
   cardsets stored;
-  throwUnless(stored.load(files.cardSets.c_str()) >= 0, files.cardSets);
+  throwErrnoUnless(stored.load(files.cardSets.c_str()) >= 0, files.cardSets);
   if (const std::string difference = differenceTo(site.cardSets(), stored); !difference.empty())
     refuse("the card sets file says " + difference);
   return walk.end();

@@ -4,7 +4,6 @@
 #include <new>
 #include <set>
 
-#include "admin/files/buildfiles.h"
 #include "admin/files/folder.h"
 #include "admin/files/replacement.h"
 #include "cardsets/card_functions.h"
@@ -23,7 +22,7 @@ void Site::loadFormats(const std::string& name) {
 
 void Site::loadCardSets(const std::string& name, Console& console) {
   LineReader reader;
-  throwUnless(reader.open(name.c_str()), name);
+  throwErrnoUnless(reader.open(name.c_str()), name);
   Tokenizer words;
   int64_t firstWrong = 0, wrongLines = 0;
   for (int32_t line = 1; reader.readLine(cardsets::kMaxLine) == LineReader::Status::kLine; ++line) {
@@ -33,7 +32,7 @@ void Site::loadCardSets(const std::string& name, Console& console) {
     if (_sets.count() == _sets.capacity()) throw std::bad_alloc();
     if (wrongLines++ == 0) firstWrong = reader.lineNumber();
   }
-  throwUnless(!reader.failed(), name);
+  throwErrnoUnless(!reader.failed(), name);
   if (wrongLines == 0) return;
   console.reportText(name + ":" + std::to_string(firstWrong) + ": this line defines no card set" +
                      (wrongLines == 1 ? "" : "; further ones: " + std::to_string(wrongLines - 1)));

@@ -3,13 +3,12 @@
 #include <memory>
 #include <optional>
 
-#include "admin/files/buildfiles.h"
-#include "admin/files/newfile.h"
-#include "admin/files/process.h"
+#include "admin/files/folder.h"
 #include "admin/records/dumpproof.h"
 #include "admin/records/holderwalk.h"
 #include "admin/records/site.h"
 #include "admin/records/wording.h"
+#include "admin/signals.h"
 #include "admin/verbs/verb.h"
 
 namespace badgemint::admin {
@@ -165,7 +164,7 @@ void demandOutputApart(const DumpOptions& options) {
   const SitePaths& site = options.site;
   std::vector<std::string> inputs = formatFiles(site.formats);
   inputs.insert(inputs.end(), {site.ident, site.access, site.cardSets, site.formats});
-  demandApart(inputs, {options.output});
+  requireDistinctFiles(inputs, {options.output});
 }
 
 void dumpTo(const Write& write, const DumpOptions& options, Console& console,
@@ -180,11 +179,11 @@ void dumpTo(const Write& write, const DumpOptions& options, Console& console,
 }
 
 void dumpToFile(const DumpOptions& options, Console& console, DumpWarnings& warnings) {
+  deferTerminationSignals();
   demandOutputApart(options);
-  const HeldSignals signals;
   NewFile file(options.output, options.force);
   dumpTo([&file](std::string_view text) { file.write(text); }, options, console, warnings);
-  signals.endIfAsked();
+  throwIfInterrupted();
   file.finish();
 }
 
