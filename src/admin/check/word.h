@@ -50,6 +50,11 @@ struct HiddenByte {
 // space, from `from` on. The newline may be there.
 std::optional<HiddenByte> findHiddenByte(std::string_view line, size_t from = 0);
 
+// Whether the line is one of those that a version control system leaves where versions conflict.
+bool isMergeMark(std::string_view line);
+// Whether a file that begins like this is in UTF-16, which is read as if each character were two.
+bool isUtf16(std::string_view start);
+
 // How a message shows a word of a wrong line, in which any word may be a PIN: never that of a PIN;
 // any other up to the first character that its field cannot have, and not at all when that part has
 // more digits than the largest value of the field. The text of the word must live as long.
