@@ -8,13 +8,12 @@
 #include <optional>
 
 #include "admin/check/siterules.h"
-#include "admin/files/buildfiles.h"
-#include "admin/files/newfile.h"
-#include "admin/files/process.h"
+#include "admin/files/folder.h"
 #include "admin/records/databases.h"
 #include "admin/records/expected.h"
 #include "admin/records/holders.h"
 #include "admin/records/wording.h"
+#include "admin/signals.h"
 #include "admin/verbs/verb.h"
 #include "inputcards/cardindex.h"
 #include "inputcards/cardrecord.h"
@@ -165,14 +164,13 @@ using Write = std::function<void(std::string_view)>;
 class Dump {
  public:
   // All outlive it.
-  Dump(const DumpOptions& options, const Site& site, const Databases& databases, Write write,
-       Warnings& warnings)
+  Dump(const DumpOptions& options, const Site& site, Write write, Warnings& warnings)
       : _options(options),
         _site(site),
-        _databases(databases),
+        _databases(site.databases()),
         _write(std::move(write)),
         _warnings(warnings),
-        _accessWalk(databases.accesses),
+        _accessWalk(_databases.accesses),
         _expected(options.site.formats, [this](const ExpectedRecord& made) { keep(made); }) {
     if (!_index.isInitialised()) throw std::bad_alloc();
   }
@@ -353,30 +351,24 @@ void demandOutputApart(const DumpOptions& options) {
   const SitePaths& site = options.site;
   std::vector<std::string> inputs = formatFiles(site.formats);
   inputs.insert(inputs.end(), {site.ident, site.access, site.cardSets, site.formats});
-  demandApart(inputs, {options.output});
+  requireDistinctFiles(inputs, {options.output});
 }
 
 void dumpTo(const Write& write, const DumpOptions& options, Console& console, Warnings& warnings) {
-  Site site;
-  site.loadFormats(options.site.formats);
-  site.loadCardSets(options.site.cardSets, console);
-  Databases databases;
-  databases.readIdents(options.site.ident);
-  databases.readAccesses(options.site.access);
-  std::make_unique<Dump>(options, site, databases, write, warnings)->run();
+  const Site site(options.site, Site::Formats::kRequired, console);
+  std::make_unique<Dump>(options, site, write, warnings)->run();
 }
 
 void dumpToFile(const DumpOptions& options, Console& console, Warnings& warnings) {
+  deferTerminationSignals();
   demandOutputApart(options);
-  const HeldSignals signals;
   NewFile file(options.output, options.force);
   dumpTo([&file](std::string_view text) { file.write(text); }, options, console, warnings);
-  signals.endIfAsked();
+  throwIfInterrupted();
   file.finish();
 }
 
 ExitStatus dump(const DumpOptions& options, Console& console) {
-  tellOfCutShort({options.site.ident, options.site.access, options.site.cardSets}, console);
   Warnings warnings;
   if (options.output.empty())
     dumpTo([&console](std::string_view text) { console.output() << text; }, options, console,
