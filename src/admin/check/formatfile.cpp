@@ -88,11 +88,10 @@ Place FormatFile::placeOf(size_t item, size_t offset) const {
   return found;
 }
 
-Place FormatFile::placeInMask(size_t mask, int32_t position) const {
-  const auto offset = static_cast<size_t>(position);
-  if (isVff()) return placeOf(kFirstMaskRecord + mask, offset);
-  return placeOf(kFirstMaskLine + offset / kPositionsPerLine * kMasks + mask,
-                 offset % kPositionsPerLine);
+Place FormatFile::placeInMask(size_t mask, size_t position) const {
+  if (isVff()) return placeOf(kFirstMaskRecord + mask, position);
+  return placeOf(kFirstMaskLine + position / kPositionsPerLine * kMasks + mask,
+                 position % kPositionsPerLine);
 }
 
 bool FormatFile::isWhole() const {
@@ -291,8 +290,8 @@ void FormatRules::checkUndefined(int32_t field, const std::string& text) {
                           "a line that begins with a blank counts as empty{}", zeroText(field));
   const LayoutMasks masks = _format.masks();
   const char letter = masks.letters[static_cast<size_t>(field)];
-  const auto position = std::ranges::find(masks.output, letter) - masks.output.begin();
-  _findings.warn(_file.placeInMask(0, static_cast<int32_t>(position)), "field",
+  const size_t position = std::string_view(masks.output.data(), masks.output.size()).find(letter);
+  _findings.warn(_file.placeInMask(0, position), "field",
                  "{} is not defined in line {} and is 0 on every card", nameOf(field), item + 1);
 }
 

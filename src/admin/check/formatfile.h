@@ -55,7 +55,7 @@ class FormatFile {
   Place placeOf(size_t item) const;
   Place placeOf(size_t item, size_t offset) const;
   // Mask 0 is the output mask, 1 the fixed mask, and 2 to 9 are the parity masks.
-  Place placeInMask(size_t mask, int32_t position) const;
+  Place placeInMask(size_t mask, size_t position) const;
 
   // How reading ended: with an error of the system, or with these characters of a line or record
   // that is not complete.
