@@ -163,9 +163,6 @@ class FormatRules {
     return fmt::format("{}field {:c}{}", isNumber ? "the card number (" : "", 'A' + field,
                        isNumber ? ")" : "");
   }
-  std::string zeroText(int32_t field) const {
-    return fmt::format(": {} is 0 on every card", nameOf(field));
-  }
   Place placeOf(const FieldLine& line, size_t word) const {
     return _file.placeOf(line.item, static_cast<size_t>(line.words[word] - line.text.data()));
   }
@@ -274,7 +271,9 @@ void FormatRules::checkField(int32_t field, bool areWidthsMeant) {
   line.text = _file.lines()[line.item].text;
   const size_t labelEnd = std::min(line.text.find(','), line.text.size());
   const bool isZero = definition(field).ftyp == kNotGiven;
-  if (warnOfHiddenByte(line.item, labelEnd, isZero ? zeroText(field) : "")) return;
+  if (warnOfHiddenByte(line.item, labelEnd,
+                       isZero ? fmt::format(": {} is 0 on every card", nameOf(field)) : ""))
+    return;
   if (line.text.empty() || line.text.front() == ' ') return checkUndefined(field, line.text);
   line.words = CdfCardFormat::fieldWords(line.text.data());
   if (!checkType(line)) return;
@@ -287,7 +286,8 @@ void FormatRules::checkUndefined(int32_t field, const std::string& text) {
   const size_t item = FormatFile::kFirstFieldLine + static_cast<size_t>(field);
   if (!isBlank(text.c_str()))
     return _findings.warn(_file.placeOf(item, 0), "field",
-                          "a line that begins with a blank counts as empty{}", zeroText(field));
+                          "a line that begins with a blank counts as empty: {} is 0 on every card",
+                          nameOf(field));
   const LayoutMasks masks = _format.masks();
   const char letter = masks.letters[static_cast<size_t>(field)];
   const size_t position = std::string_view(masks.output.data(), masks.output.size()).find(letter);
@@ -302,12 +302,13 @@ bool FormatRules::checkType(const FieldLine& line) {
   const FieldDefinition& defined = definition(line.field);
   if (*type == '\0') {
     _findings.warn(_file.placeOf(line.item), "field",
-                   "fewer than five values, not counting empty ones{}", zeroText(line.field));
+                   "fewer than five values, not counting empty ones: {} is 0 on every card",
+                   nameOf(line.field));
     return false;
   }
   if (defined.ftyp == kNotGiven)
-    _findings.warn(placeOf(line, 4), "field", "type {} is unknown{}", quoted(type),
-                   zeroText(line.field));
+    _findings.warn(placeOf(line, 4), "field", "type {} is unknown: {} is 0 on every card",
+                   quoted(type), nameOf(line.field));
   else if (defined.dir == kNotGiven)
     _findings.warn(placeOf(line, 3), "field", "direction {} is unknown: {} is read as MSB",
                    quoted(direction), nameOf(line.field));
