@@ -8,7 +8,7 @@
 #include "admin/bits/cards.h"
 #include "admin/bits/layout.h"
 #include "admin/check/formatscheck.h"
-#include "admin/check/siterules.h"
+#include "admin/check/sitecheck.h"
 #include "admin/records/site.h"
 #include "admin/records/wording.h"
 #include "admin/verbs/verb.h"
@@ -40,26 +40,14 @@ Cards cardsOfSet(const std::string& set, const SitePaths& names, Site& site, Con
   return {encoder, fmt::format("set {}   format {} {}", csid, fmtid, printable(listed->fileName))};
 }
 
-// Values of fields, written as in an 'f' line of the cards file, without any mistake.
 CardFormat::FieldValues valuesOf(const std::string& text, const CardFormat& format,
                                  Console& console) {
-  const std::string line = "f 1 1 " + text;
-  std::string copy = line;
-  Tokenizer words;
-  words.split(copy.data(), kWordDelimiters);
   Findings findings;
-  const CheckedLine checked{line, findings.addFile("--set")};
-  const SiteRules rules(findings, checked, copy.data());
-  cardsets sets;
-  if (sets.addCardSetLine(words, 0) != 1) {
-    rules.explain(words, 0);
-  } else if (const SiteRules::Fields given = rules.checkGiven(words, &format);
-             findings.warnings() == 0) {
-    rules.checkMissing(given, format);
-    for (const Finding& finding : findings.sorted()) console.report("{}", finding.text);
-    return sets.getCardSet(1)->fldvalues;
-  }
-  throw Failure(ExitStatus::kRefused, "--set is refused: {}", findings.sorted().front().text);
+  const auto values = readSiteValues(text, format, findings);
+  if (!values)
+    throw Failure(ExitStatus::kRefused, "--set is refused: {}", findings.sorted().front().text);
+  for (const Finding& finding : findings.sorted()) console.report("{}", finding.text);
+  return *values;
 }
 
 Cards cardsOfFile(const PatternOptions& options, CardFormatSet& formats, Console& console) {
