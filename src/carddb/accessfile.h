@@ -23,7 +23,7 @@ class MasterConfiguration;
 // Results are 0 or negative unless stated. The messages of failures, all at level 25 with the
 // file's name; operations have them where they say so:
 //   kAccessOpenFailed   "Error opening access file %s\n"
-//   kAccessReadFailed   "Error reading access file %s\n" (also: the seek before an append failed)
+//   kAccessReadFailed   "Error reading access file %s\n" (also: an append found no end of a record)
 //   kAccessWriteFailed  "Error writing to access file %s\n"
 // The positioned operations, and all that are built on them, open and close the file themselves:
 // they close what is open (but see startReadingAhead); should that fail, it is the result, with its
@@ -48,8 +48,9 @@ class AccessFile {
   [[nodiscard]] int32_t closeFile();
 
   // Appends a record to the open file, or to the closed file, which is opened for it alone.
-  // kAccessOpenFailed, kAccessReadFailed (seek) or kAccessWriteFailed with their messages. The file
-  // then ends where it ended before, as far as it can be truncated.
+  // kAccessOpenFailed, kAccessReadFailed when the end cannot be sought or lies within a record,
+  // which would put the new one out of step; kAccessWriteFailed; with their messages. The file then
+  // ends where it ended before, as far as it can be truncated.
   [[nodiscard]] int32_t appendRecord(const AccessRecord& record);
 
   // Appends any number of records, as they stand in the file, to the open file: in few writes, and

@@ -23,7 +23,7 @@ class cardsets;
 // Results are 0 or negative unless stated. The messages of failures, all at level 25 with the
 // file's name; operations have them where they say so:
 //   kIdentOpenFailed   "Error opening ident file %s\n"
-//   kIdentReadFailed   "Error reading ident file %s\n" (also: the seek before an append failed)
+//   kIdentReadFailed   "Error reading ident file %s\n" (also: an append found no end of a record)
 //   kIdentWriteFailed  "Error writing to ident file %s\n"
 // The positioned operations, and all that are built on them, open and close the file themselves:
 // they close what is open; should that fail, it is the result, with its message.
@@ -47,8 +47,9 @@ class IdentFile {
   [[nodiscard]] int32_t closeFile();
 
   // Appends a record to the open file, or to the closed file, which is opened for it alone.
-  // kIdentOpenFailed, kIdentReadFailed (seek) or kIdentWriteFailed with their messages. The file
-  // then ends where it ended before, as far as it can be truncated.
+  // kIdentOpenFailed, kIdentReadFailed when the end cannot be sought or lies within a record, which
+  // would put the new one out of step; kIdentWriteFailed; with their messages. The file then ends
+  // where it ended before, as far as it can be truncated.
   [[nodiscard]] int32_t appendRecord(const IdentRecord& record);
 
   // Appends any number of records, as they stand in the file, to the open file: in few writes, and

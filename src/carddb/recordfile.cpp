@@ -66,15 +66,20 @@ RecordFile::Outcome RecordFile::append(std::span<const uint8_t> record) {
 
 // `end` is where the file ended before.
 RecordFile::Outcome RecordFile::appendOpen(std::span<const uint8_t> record, off_t& end) {
-  end = ::lseek(_descriptor, 0, SEEK_END);
-  if (end < 0) return Outcome::kSeekFailed;
+  if (!seekEnd(end)) return Outcome::kSeekFailed;
   if (writeOnce(_descriptor, record)) return Outcome::kDone;
   static_cast<void>(!::ftruncate(_descriptor, end));
   return Outcome::kWriteFailed;
 }
 
+bool RecordFile::seekEnd(off_t& end) const {
+  end = ::lseek(_descriptor, 0, SEEK_END);
+  return end >= 0 && end % static_cast<off_t>(_recordSize) == 0;
+}
+
 size_t RecordFile::appendMany(std::span<const uint8_t> records) {
-  return ::lseek(_descriptor, 0, SEEK_END) < 0 ? 0 : writeAll(_descriptor, records);
+  off_t end = 0;
+  return seekEnd(end) ? writeAll(_descriptor, records) : 0;
 }
 
 RecordFile::Outcome RecordFile::removeLast(size_t bytes) {

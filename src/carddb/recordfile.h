@@ -51,13 +51,14 @@ class RecordFile {
   [[nodiscard]] Outcome close();
 
   // Appends a record of the file's size with one write at the end of the file. A closed file is
-  // opened for this one append. When writing fails the file is cut to where it ended before, as far
-  // as it can be cut: a part of a record would put all later ones out of step.
+  // opened for this one append. A file that ends within a record has no place for it: kSeekFailed.
+  // When writing fails the file is cut to where it ended before, as far as it can be cut: a part of
+  // a record would put all later ones out of step.
   [[nodiscard]] Outcome append(std::span<const uint8_t> record);
 
   // Appends any number of records to the open file, in as many writes as it takes, until no more
   // can be written. Returns how many bytes that were, a part of a record included: a caller who
-  // wants all or nothing removes them again.
+  // wants all or nothing removes them again. 0 when the file ends within a record.
   [[nodiscard]] size_t appendMany(std::span<const uint8_t> records);
   // Removes so many bytes from the end of the open file, or all when there are no more.
   [[nodiscard]] Outcome removeLast(size_t bytes);
@@ -77,6 +78,8 @@ class RecordFile {
  private:
   static constexpr int kClosed = -1;
 
+  // Goes to the end of the file, which is stored in `end`. False when that is within a record.
+  [[nodiscard]] bool seekEnd(off_t& end) const;
   [[nodiscard]] Outcome appendOpen(std::span<const uint8_t> record, off_t& end);
   [[nodiscard]] Outcome seekRecord(uint32_t recno);
   [[nodiscard]] Outcome readAhead(std::span<uint8_t> record);

@@ -9,7 +9,7 @@
 #include "admin/files/buildfiles.h"
 #include "admin/files/process.h"
 #include "admin/files/replacement.h"
-#include "admin/records/proof.h"
+#include "admin/records/expected.h"
 #include "support/testsite.h"
 #include "support/textutil.h"
 
@@ -351,9 +351,9 @@ TEST_F(BuildTest, RefusesAndChangesNothing) {
       {"echo >>ident.db", "", 2, "ident.db ends within a record"},
       {"echo >>ident.db", "--max-removed 3", 2, "(--max-removed 100% replaces it all the same)"},
       {"echo >>ident.db", "--max-removed 100", 2, "(--max-removed 100% replaces it all the same)"},
-      {"yes | head -c 28 >ident.db", "", 2, "ident.db is no such database"},
-      {"(head -c 24 /dev/zero; echo 222) >ident.db", "", 2, "ident.db is no such database"},
-      {"yes | head -c 44 >access.db", "", 2, "access.db is no such database"},
+      {"yes | head -c 28 >ident.db", "", 2, "ident.db is not such a database"},
+      {"(head -c 24 /dev/zero; echo 222) >ident.db", "", 2, "ident.db is not such a database"},
+      {"yes | head -c 44 >access.db", "", 2, "access.db is not such a database"},
       {"", "--max-removed half", 3, "neither a number nor a percentage"},
       {"", "--max-removed 1x", 3, "neither a number nor a percentage"},
       {"", "--max-removed 101%", 3, "neither a number nor a percentage"},

@@ -58,6 +58,26 @@ TEST(Databases, TellsWhichCallFailed) {
   for (const auto& [state, run, expected] : accesses) EXPECT_EQ(failures(state, run), expected);
 }
 
+template <typename File>
+void expectNoAppendBehindAPart(const std::string& message) {
+  for (const State state : {kClosed, kOpen}) {
+    Prepared<File> file(state);
+    std::filesystem::resize_file(Kind<File>::kName, 2 * Kind<File>::Record::kSize + 1);
+    const std::string torn = contentOf(Kind<File>::kName);
+    TestLog log(25);
+    EXPECT_EQ(file.appendRecord({}), Kind<File>::kRead);
+    EXPECT_EQ(log.take(), message);
+    EXPECT_EQ(file.openFile(O_WRONLY), 0);
+    EXPECT_EQ(file.appendMany(encodeRecord(typename Kind<File>::Record{})), 0);
+    EXPECT_EQ(contentOf(Kind<File>::kName), torn);
+  }
+}
+
+TEST(Databases, AppendNothingToAFileThatEndsWithinARecord) {
+  expectNoAppendBehindAPart<IdentFile>("[25 identfile] Error reading ident file ident\n");
+  expectNoAppendBehindAPart<AccessFile>("[25 accessfile] Error reading access file access\n");
+}
+
 TEST(Databases, CreatesAccessFilesForTheOwnerAlone) {
   const WorkFolder here;
   umask(0);

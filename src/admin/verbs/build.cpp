@@ -9,7 +9,7 @@
 #include "admin/files/process.h"
 #include "admin/files/replacement.h"
 #include "admin/records/changes.h"
-#include "admin/records/proof.h"
+#include "admin/records/expected.h"
 #include "admin/verbs/verb.h"
 #include "support/textutil.h"
 #include "tools/build.h"
@@ -149,7 +149,7 @@ Databases readOld(const Replacement& replacement, const RemovalLimit& limit) {
   if (replacement.isThere(kIdentPart)) old.readIdents(ident);
   if (replacement.isThere(kAccessPart)) old.readAccesses(access);
   try {
-    demandPossible(old, ident, access);
+    requirePlausibleRecords(old, ident, access);
   } catch (const Failure& failure) {
     if (!limit.allowsAll())
       refuse(std::string(failure.what()) + " (--max-removed 100% replaces it all the same)");
@@ -172,7 +172,7 @@ void guard(const BuildOptions& options, const RemovalLimit& limit, const Databas
 
 void sayChanges(const Changes& changes, Console& console) {
   const auto fates = [&changes](auto... fate) { return (changes.countCredentials(fate) + ...); };
-  using enum CredentialFate;
+  using enum CredentialChange::Kind;
   console.output() << "credentials: " << fates(kAdded) << " added, " << fates(kRemoved)
                    << " removed, " << fates(kMoved, kDeleted, kRestored, kChanged) << " changed\n"
                    << "holders: " << changes.countHolders(false, true) << " added, "
