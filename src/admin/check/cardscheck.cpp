@@ -323,7 +323,7 @@ void CardsCheck::checkRange(const CheckedLine& line, std::string_view word, cons
             field.most, readAs(word, field, stored), line.subject);
 }
 
-void CardsCheck::checkNumberRange(const CheckedLine& line, std::string_view word,
+bool CardsCheck::checkNumberRange(const CheckedLine& line, std::string_view word,
                                   const LineField& field, int32_t csid, int64_t number) {
   NumberRange& range = numberRanges[static_cast<size_t>(csid)];
   const uint32_t fmtid = site.cardSets().getCardSet(static_cast<uint32_t>(csid))->fmtid;
@@ -337,10 +337,11 @@ void CardsCheck::checkNumberRange(const CheckedLine& line, std::string_view word
       if (isBounded) range = {true, definition.minval, definition.maxval};
     }
   }
-  if (range.high == 0 || (number >= range.low && number <= range.high)) return;
+  if (range.high == 0 || (number >= range.low && number <= range.high)) return false;
   line.warn(line.at(word), "range",
             "{} {} is not {} to {}, as format {} requires: no such card should exist ({})",
             field.name, number, range.low, range.high, fmtid, line.subject);
+  return true;
 }
 
 void CardsCheck::checkLevel(const CheckedLine& line, std::string_view word, const LineField& field,

@@ -121,8 +121,8 @@ struct CardsCheck {
   // A number outside what its record keeps; `value` is the word's.
   void checkRange(const CheckedLine& line, std::string_view word, const LineField& field,
                   int64_t value) const;
-  // A card number outside the bounds that its format defines.
-  void checkNumberRange(const CheckedLine& line, std::string_view word, const LineField& field,
+  // A card number outside the bounds that its format defines. Returns whether it is.
+  bool checkNumberRange(const CheckedLine& line, std::string_view word, const LineField& field,
                         int32_t csid, int64_t number);
   void checkLevel(const CheckedLine& line, std::string_view word, const LineField& field,
                   int64_t level) const;

@@ -129,7 +129,7 @@ std::string rightLine(std::mt19937& random, int number) {
       return "d 1 " + std::to_string(30000 + number) + " 1 " + id + oneOf({" 0", " 7", " +7#"}) +
              oneOf({"", " ", " # x"});
     default:
-      return "n 0 1A" + id + " 0" + holder + " 0\no 88" + id + ' ' + uniqid + end;
+      return "n 0 1A" + id + " 0" + holder + " 0\no 88" + id + " " + uniqid + end;
   }
 }
 
@@ -402,11 +402,12 @@ TEST_F(CardsCheck, Texts) {
             "end date \"2038/01/01\" is not a day from 1970 to 2037: card 5 of holder 8 never "
             "expires");
   EXPECT_EQ(textOf(card(" 11 ", " 11A ")),
-            "access level 1 \"11A\" is not a number: it is read up to the first other character, "
-            "and the rest is read as the next field " +
+            "access level 1 \"11A\" is not a number: only its first digits are read, and all later "
+            "fields are 0, so the card never expires " +
                 whom);
   EXPECT_EQ(textOf(card(" 21 0", " 21")),
-            "the last flag is missing: it and all later fields are 0 " + whom);
+            "22 words instead of 23: the last flag is missing, and it and all later fields are 0 " +
+                whom);
   EXPECT_EQ(textOf("d 1 89 3 20 1\n# x"),
             "card 90 of holder 21 has the key of card 90 of holder 9 in line 2");
   EXPECT_EQ(textOf("d 2 1 1 20 1\nd 2 2 1 21 1\nd 2 3 1 22 1"),
@@ -453,10 +454,10 @@ TEST_F(CardsCheck, EndsWithAStatus) {
 TEST_F(CardsCheck, FailsWithoutMemoryOrAFile) {
   folder.write("levels", "1 1 1\n");
   std::string cards = "f 1 1 A=21\nd 1 1 2 1 1\no 7 2\n", said;
-  for (int set = 2; set <= 21; ++set) cards += "f " + std::to_string(set) + " 4\n";
+  for (int set = 2; set <= 21; ++set) cards += "f " + std::to_string(set) + " 99\n";
   const std::string command =
       "check --cards " + folder.write("c", cards) + " --levels " + folder.path("levels");
-  EXPECT_EQ(admin::runAdmin(command).status, 1);  // Card sets of one kind.
+  EXPECT_EQ(admin::runAdmin(command).status, 0);
   for (const char* const call : {"allocate", "new", "open"}) {
     bool struck = true;
     for (int nth = 1; struck; ++nth) {
