@@ -26,7 +26,7 @@ class BlockLine {
 
     _words = splitMultiCardsLine(_line.text);
     if (_words.firstUniqid != nullptr)
-      _line.subject = {true, false, _words.firstCard,
+      _line.subject = {Subject::Kind::kBlock, _csid, _words.firstCard,
                        static_cast<uint32_t>(textToInt32(_words.firstUniqid))};
     if (result < 0) {
       reportErrors(result, _check.index.count() - before);

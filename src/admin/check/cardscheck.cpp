@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "admin/files/sitepaths.h"
+#include "admin/json.h"
 #include "cardsets/card_functions.h"
 #include "inputcards/inputfile.h"
 #include "support/linereader.h"
@@ -193,6 +194,7 @@ void checkCards(CardsCheck& check, SiteSummary& summary) {
   else if (!isComplete)
     check.findings.warn({check.file, lines.lineNumber(), 0}, "text",
                         "the last line has no newline: the end of the file may be missing");
+  check.otherDates.finish();
   summary.credentials = check.index.count();
   summary.holders = checkWholeFile(
       {check.index, std::move(check.unindexed), check.escorts, check.misread, check.file},
@@ -200,6 +202,44 @@ void checkCards(CardsCheck& check, SiteSummary& summary) {
   if (check.index.count() == 0 && check.findings.errors() == 0)
     check.findings.warn({check.file, 0, 0}, "empty",
                         "no card and no PIN: a build makes empty databases, which open no door");
+}
+
+// What makes a file something else than a cards file as a whole; null for none.
+const char* otherForm(const std::string& path) {
+  const auto reader = std::make_unique<LineReader>();
+  if (!reader->open(path.c_str())) return nullptr;
+  bool isCsv = false;
+  while (reader->readLine(kMaxInputLine) == LineReader::Status::kLine) {
+    const std::string_view line(reader->line(), reader->length());
+    if (reader->lineNumber() == 1 && isUtf16(line))
+      return "the file is in UTF-16, which a build does not read: save it as UTF-8";
+    if (isBlank(reader->line()) || line[0] == kCommentLine) continue;
+    const auto has = [words = line.substr(0, commentStart(line))](char separator) {
+      return std::ranges::count(words, separator) >= 3;
+    };
+    isCsv = has(',') || has(';');
+    if (!isCsv) return nullptr;
+  }
+  return isCsv ? "every line has commas or semicolons between its words: a CSV file? "
+                 "examples/csv-to-cards makes a cards file from it"
+               : nullptr;
+}
+
+// One finding for the file, with the result of a build, in place of those of its lines.
+void reportForm(CardsCheck& check, const char* form, SiteSummary& summary) {
+  Findings ofLines;
+  ofLines.addFile(check.options.cards);
+  CardsCheck lines{check.options, check.site, check.formats, nullptr, ofLines, 0};
+  if (!lines.index.isInitialised()) throw std::bad_alloc();
+  checkCards(lines, summary);
+  const Verdict& verdict = ofLines.verdict();
+  const Place place{check.file, 1, 0};
+  if (verdict.result == kSuccess) {
+    check.findings.warn(place, "text", "{}", form);
+    return;
+  }
+  check.findings.setVerdict(verdict.result, {check.file, verdict.place.line, verdict.place.column});
+  check.findings.error(place, verdict.result, "{}", form);
 }
 
 // Always of the same words, for programs that read it.
@@ -211,6 +251,22 @@ void printSummary(const Findings& findings, const SiteSummary& summary, Console&
     console.print("{} errors, {} warnings; a build ends with {} at {}\n", findings.errors(),
                   findings.warnings(), findings.verdict().result,
                   findings.placeText(findings.verdict().place));
+}
+
+void printJsonSummary(const Findings& findings, const SiteSummary& summary, Console& console) {
+  JsonObject numbers;
+  numbers.add("errors", findings.errors()).add("warnings", findings.warnings());
+  size_t leftOut = 0;
+  for (const auto& [kind, count] : findings.notKept()) leftOut += count;
+  if (leftOut > 0) numbers.add("left_out", leftOut);
+  if (findings.errors() == 0) {
+    numbers.add("credentials", summary.credentials).add("holders", summary.holders);
+  } else {
+    const Verdict& verdict = findings.verdict();
+    numbers.add("result", verdict.result).add("file", findings.fileName(verdict.place.file));
+    if (verdict.place.line > 0) numbers.add("line", verdict.place.line);
+  }
+  console.printJson(JsonObject().add("summary", numbers));
 }
 
 }  // namespace
@@ -225,13 +281,55 @@ std::string named(const LineField& field) {
   return (isDigit(name.back()) ? "" : "the ") + std::string(name);
 }
 
+bool Subject::hasNumber() const {
+  return cardNumber.size() <= kMaxCardNumberDigits &&
+         cardNumber.find_first_not_of("0123456789ABCDEFabcdef") == cardNumber.npos;
+}
+
 std::string Subject::text() const {
-  const bool isNumber = cardNumber.size() <= kMaxCardNumberDigits &&
-                        cardNumber.find_first_not_of("0123456789ABCDEFabcdef") == cardNumber.npos;
-  const std::string_view number = isNumber ? cardNumber : "?";
-  if (isPin) return fmt::format("PIN of holder {}", uniqid);
-  if (isBlock) return fmt::format("cards from {}, holders from {}", number, uniqid);
+  const std::string_view number = hasNumber() ? cardNumber : "?";
+  if (kind == Kind::kPin) return fmt::format("PIN of holder {}", uniqid);
+  if (kind == Kind::kBlock) return fmt::format("cards from {}, holders from {}", number, uniqid);
   return fmt::format("card {} of holder {}", number, uniqid);
+}
+
+About Subject::about() const {
+  About about;
+  if (kind == Kind::kNone) return about;
+  about.holder = uniqid;
+  if (csid >= kFirstCardSetId && csid <= kLastCardSetId) about.set = static_cast<uint32_t>(csid);
+  if (hasNumber()) about.card = cardNumber;
+  return about;
+}
+
+void OtherDates::add(std::string_view date, Finding finding) {
+  std::string notation;
+  for (const char c : date)
+    if (!isDigit(c) || !notation.ends_with('N')) notation += isDigit(c) ? 'N' : c;
+  if (_count++ == 0) _notation = notation;
+  const bool isKept = _findings.keepsAll() || _kept.size() < Findings::kMostOfOneKind;
+  if (isKept || _isMixed) _kept.push_back(std::move(finding));
+  if (_isMixed || notation != _notation) flush();
+}
+
+void OtherDates::flush() {
+  _isMixed = true;
+  for (Finding& finding : _kept) {
+    const std::string text = std::move(finding.text);
+    const About about = finding.about;
+    _findings.setAbout(_findings.add(std::move(finding), "{}", fmt::make_format_args(text)), about);
+  }
+  for (; _count > _kept.size(); --_count) _findings.warn({}, "date", "");  // Beyond the hundred.
+  _kept.clear();
+  _count = 0;
+}
+
+void OtherDates::finish() {
+  if (_isMixed || _count < 2) return flush();
+  _findings.warn(_kept.front().place, "date",
+                 "no date of the file is year/month/day, so no card has a start or an end; dates "
+                 "like this one: {}",
+                 _count);
 }
 
 int32_t CardsCheck::checkAsBuild(const CheckedLine& line, char* text, int32_t csid) {
@@ -378,14 +476,17 @@ SiteSummary checkSite(const SiteCheckOptions& options, Findings& findings) {
                    formats,  options.levels.empty() ? nullptr : &levels,
                    findings, findings.addFile(options.cards)};
   if (!check.index.isInitialised()) throw std::bad_alloc();
-  checkCards(check, summary);
+  if (const char* const form = otherForm(options.cards); form != nullptr)
+    reportForm(check, form, summary);
+  else
+    checkCards(check, summary);
   return summary;
 }
 
 ExitStatus report(const Findings& findings, const SiteSummary& summary, bool isStrict,
-                  Console& console) {
-  findings.print(console);
-  printSummary(findings, summary, console);
+                  Console& console, bool asJson) {
+  asJson ? findings.printJson(console) : findings.print(console);
+  asJson ? printJsonSummary(findings, summary, console) : printSummary(findings, summary, console);
   if (findings.errors() > 0 || (isStrict && findings.warnings() > 0)) return ExitStatus::kRefused;
   return findings.warnings() > 0 ? ExitStatus::kFound : ExitStatus::kAllWell;
 }

@@ -34,6 +34,20 @@ std::string textOf(const CardIndexEntry& entry) {
   return fmt::format("card {} of holder {}", digits.data(), entry.uniqid);
 }
 
+About aboutOf(const CardIndexEntry& entry) {
+  About about{.holder = entry.uniqid};
+  if (entry.type == kPinLine || entry.type == kPinIdentLine) return about;
+  about.set = entry.csid;
+  if (entry.type != kNoFormatCardLine) {
+    about.card = fmt::to_string(entry.cardNumber());
+  } else {
+    std::array<char, 2 * sizeof entry.key + 1> digits{};
+    bitsToHex(entry.key, digits);
+    about.card = digits.data();
+  }
+  return about;
+}
+
 // Calls `visit` with each run of suspects that `same` holds for.
 template <typename Same, typename Visit>
 void forEachGroup(Group sorted, Same same, Visit visit) {
@@ -115,6 +129,30 @@ class WholeFileCheck {
     return entry(suspect.position);
   }
   Place placeOf(const CardIndexEntry& entry) const { return {_whole.file, entry.line, 0}; }
+
+  // About the card or PIN of an entry, in its line.
+  template <typename... Args>
+  void error(const CardIndexEntry& entry, int32_t code, fmt::format_string<Args...> format,
+             Args&&... args) const {
+    const size_t number =
+        _findings.add({placeOf(entry), {}, code, {}}, format, fmt::make_format_args(args...));
+    if (number != Findings::kNotKept) _findings.setAbout(number, aboutOf(entry));
+  }
+  template <typename... Args>
+  void warnOfPair(const CardIndexEntry& entry, fmt::format_string<Args...> format,
+                  Args&&... args) const {
+    const size_t number =
+        _findings.add({placeOf(entry), {}, 0, "pair"}, format, fmt::make_format_args(args...));
+    if (number != Findings::kNotKept) _findings.setAbout(number, aboutOf(entry));
+  }
+  // About a holder and his escort.
+  template <typename... Args>
+  void warnOfEscort(const EscortUse& use, fmt::format_string<Args...> format,
+                    Args&&... args) const {
+    const size_t number = _findings.add({{_whole.file, use.line, use.column}, {}, 0, "escort"},
+                                        format, fmt::make_format_args(args...));
+    _findings.setAbout(number, {.holder = use.uniqid});
+  }
 
   void addError(int32_t code, int32_t position, int32_t other) {
     Clash& clash = _errors[{entry(position).line, code}];
@@ -209,20 +247,19 @@ class WholeFileCheck {
   void reportError(int32_t code, const Clash& clash) const {
     const CardIndexEntry& first = entry(clash.first);
     if (clash.other == kNoOther) {
-      _findings.error(placeOf(first), code,
-                      "the PIN of holder {0} has no card: no 'c', 'd' or 'n' line is of holder {0}",
-                      first.uniqid);
+      error(first, code,
+            "the PIN of holder {0} has no card: no 'c', 'd' or 'n' line is of holder {0}",
+            first.uniqid);
       return;
     }
     const char* const what = code == kDuplicateCardKey ? "key" : "unique ID";
     const CardIndexEntry& other = entry(clash.other);
     if (clash.count == 1)
-      _findings.error(placeOf(first), code, "{} has the {} of {} in line {}", textOf(first), what,
-                      textOf(other), other.line);
+      error(first, code, "{} has the {} of {} in line {}", textOf(first), what, textOf(other),
+            other.line);
     else
-      _findings.error(placeOf(first), code,
-                      "{} has the {} of {} in line {}, and {} more of the block repeat one",
-                      textOf(first), what, textOf(other), other.line, clash.count - 1);
+      error(first, code, "{} has the {} of {} in line {}, and {} more of the block repeat one",
+            textOf(first), what, textOf(other), other.line, clash.count - 1);
   }
 
   // Entries of one unique ID that a build accepts by chance. Of a block only the first.
@@ -235,15 +272,15 @@ class WholeFileCheck {
           std::ranges::binary_search(_whole.misread, second.line))
         continue;
       if (other == kNoOther)
-        _findings.warn(placeOf(second), "pair",
-                       "{} has no card: a build accepts it only because no unique ID is smaller",
-                       textOf(second));
+        warnOfPair(second,
+                   "{} has no card: a build accepts it only because no unique ID is smaller",
+                   textOf(second));
       else
-        _findings.warn(placeOf(second), "pair",
-                       "{} is the second {} of its holder: a build accepts it only because a {} "
-                       "stands between it and line {}",
-                       textOf(second), second.type == kPinIdentLine ? "PIN" : "card",
-                       second.type == kPinIdentLine ? "card" : "PIN", entry(other).line);
+        warnOfPair(second,
+                   "{} is the second {} of its holder: a build accepts it only because a {} "
+                   "stands between it and line {}",
+                   textOf(second), second.type == kPinIdentLine ? "PIN" : "card",
+                   second.type == kPinIdentLine ? "card" : "PIN", entry(other).line);
     }
   }
 
@@ -255,10 +292,10 @@ class WholeFileCheck {
     if (missing.empty()) return;
     for (const EscortUse& use : _whole.escorts)
       if (missing.contains(use.escort) && !isUnindexed(use.escort))
-        _findings.warn({_whole.file, use.line, use.column}, "escort",
-                       "escort {} does not exist: doors that need an escort never open for holder "
-                       "{}",
-                       use.escort, use.uniqid);
+        warnOfEscort(use,
+                     "escort {} does not exist: doors that need an escort never open for holder "
+                     "{}",
+                     use.escort, use.uniqid);
   }
 
   // Holders who escort each other in a ring, of one or more: one finding a ring, at its last line.
@@ -288,16 +325,14 @@ class WholeFileCheck {
   }
 
   void reportRing(const EscortUse& use) const {
-    const Place place{_whole.file, use.line, use.column};
     if (use.escort == use.uniqid)
-      _findings.warn(place, "escort",
-                     "holder {} is his own escort: doors that need an escort never open for him",
-                     use.uniqid);
+      warnOfEscort(use, "holder {} is his own escort: doors that need an escort never open for him",
+                   use.uniqid);
     else
-      _findings.warn(place, "escort",
-                     "holder {} and escort {} wait for each other, directly or through others: "
-                     "nobody of them can be the first at a door",
-                     use.uniqid, use.escort);
+      warnOfEscort(use,
+                   "holder {} and escort {} wait for each other, directly or through others: "
+                   "nobody of them can be the first at a door",
+                   use.uniqid, use.escort);
   }
 
   WholeFile _whole;
