@@ -11,11 +11,11 @@
 #include <string>
 #include <vector>
 
-#include "carddb/identfile.h"
 #include "cardsets/card_functions.h"
 #include "formats/CardFormatSet.h"
 #include "inputcards/cardindex.h"
 #include "inputcards/cardline.h"
+#include "inputcards/databasesink.h"
 #include "support/datetime.h"
 #include "support/log.h"
 #include "tools/badgemint.h"
@@ -112,17 +112,27 @@ void checkIndex(benchmark::State& state) {
 }
 BENCHMARK(checkIndex)->Unit(benchmark::kMillisecond);
 
-void appendRecord(benchmark::State& state) {
-  const std::string path = site("append.tmp");
-  IdentFile file;
+// Opens a new file that the benchmark writes.
+template <typename File>
+void create(File& file, const std::string& path) {
   if (file.setFileName(path.c_str()) < 0 || file.openFile(01101) < 0) std::exit(1);
-  file.startBuffering();
-  const IdentRecord record;
-  for (auto _ : state) benchmark::DoNotOptimize(file.appendRecord(record));
-  static_cast<void>(file.closeFile());
-  std::filesystem::remove(path);
 }
-BENCHMARK(appendRecord)->Iterations(1'000'000);
+
+void putRecords(benchmark::State& state) {
+  const std::string identPath = site("ident.tmp"), accessPath = site("access.tmp");
+  IdentFile identFile;
+  AccessFile accessFile;
+  create(identFile, identPath);
+  create(accessFile, accessPath);
+  DatabaseSink databases(identFile, accessFile);
+  databases.startGathering();
+  const IdentRecord ident;
+  const AccessRecord access;
+  for (auto _ : state) benchmark::DoNotOptimize(databases.put(ident, &access));
+  std::filesystem::remove(identPath);
+  std::filesystem::remove(accessPath);
+}
+BENCHMARK(putRecords)->Iterations(1'000'000);
 
 void filteredMessage(benchmark::State& state) {
   Logger logger(25u);

@@ -22,11 +22,15 @@ add_link_options(-Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
 # The program is the same in whatever folder it is built.
 add_compile_options("-ffile-prefix-map=${PROJECT_SOURCE_DIR}=." "-ffile-prefix-map=${PROJECT_BINARY_DIR}=build")
 
-# For the library and the program, in optimised builds. Some compilers define _FORTIFY_SOURCE already.
+# For the library and the programs. A build type of a distribution's own, such as None, is optimised by
+# the user's flags. Some compilers define _FORTIFY_SOURCE already.
+set(optimised $<CONFIG:Release,RelWithDebInfo,MinSizeRel>)
+if(CMAKE_CXX_FLAGS MATCHES "-O([^0]|$)")
+  set(optimised 1)
+endif()
 function(badgemint_hardening target)
+  target_compile_options(${target} PRIVATE -U_FORTIFY_SOURCE)
   if(BADGEMINT_FORTIFY)
-    target_compile_options(${target} PRIVATE "$<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=3;-D_GLIBCXX_ASSERTIONS>")
-  else()
-    target_compile_options(${target} PRIVATE -U_FORTIFY_SOURCE)
+    target_compile_options(${target} PRIVATE -D_GLIBCXX_ASSERTIONS $<${optimised}:-D_FORTIFY_SOURCE=3>)
   endif()
 endfunction()

@@ -2,14 +2,13 @@
 # build folder's include/, from where they are installed, they stand as <badgemint/carddb/identfile.h>
 # and include each other so: a project may have a support/result.h of its own. badgemint.h, the face of
 # the library, stands beside that folder and includes nothing of it.
-set(badgemint_include_dir ${PROJECT_BINARY_DIR}/include)
-
 function(badgemint_public_headers target)
+  set(include ${PROJECT_BINARY_DIR}/include)
   foreach(header ${ARGN})
     set(source ${CMAKE_CURRENT_SOURCE_DIR}/${header})
-    set(public ${badgemint_include_dir}/badgemint/${header})
+    set(public ${include}/badgemint/${header})
     if(header STREQUAL tools/badgemint.h)
-      set(public ${badgemint_include_dir}/badgemint.h)
+      set(public ${include}/badgemint.h)
     endif()
     get_filename_component(folder ${public} DIRECTORY)
     file(MAKE_DIRECTORY ${folder})
@@ -17,8 +16,5 @@ function(badgemint_public_headers target)
                        COMMAND sed "s|^#include \"\\(.*\\)\"|#include <badgemint/\\1>|" ${source} > ${public})
     list(APPEND headers ${public})
   endforeach()
-  add_custom_target(${target}_headers ALL DEPENDS ${headers})
-  add_dependencies(${target} ${target}_headers)
-  target_include_directories(${target} INTERFACE $<BUILD_INTERFACE:${badgemint_include_dir}>
-                                                 $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+  target_sources(${target} PUBLIC FILE_SET HEADERS BASE_DIRS ${include} FILES ${headers})
 endfunction()

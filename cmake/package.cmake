@@ -3,7 +3,7 @@
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME badgemint)
 set(CPACK_PACKAGE_VENDOR badgemint)
-set(CPACK_PACKAGE_CONTACT "badgemint maintainers <maintainers@badgemint.invalid>")
+set(CPACK_PACKAGE_CONTACT "badgemint (no address yet) <none@badgemint.invalid>")
 set(CPACK_STRIP_FILES ON)
 set(CPACK_COMPONENTS_ALL program development)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
@@ -22,29 +22,19 @@ PINs and holders before anything is written. badgemint-admin checks a site's
 files for errors and for what a build would take without a word.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libbadgemint-dev)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_RECOMMENDS badgemint) # Its manuals point there.
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION "libdevel\nMulti-Arch: same")
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
     "The library behind badgemint: it builds, dumps and maintains card databases
 and computes the bit patterns of cards. This package has the static library,
 its headers, their manuals, and what CMake and pkg-config need to find it.")
 
-if(BADGEMINT_COMPRESS_MANUALS) # What only a package needs.
-  foreach(pair "program badgemint" "development libbadgemint-dev")
-    separate_arguments(pair)
-    list(POP_FRONT pair component package)
-    set(documentation ${CMAKE_INSTALL_DATAROOTDIR}/doc/${package})
-    install_documents(${documentation} ${component} packaging/changelog)
-    install(FILES packaging/copyright DESTINATION ${documentation} COMPONENT ${component})
-  endforeach()
-  # Packages of one source are the same, byte for byte, whenever they are made.
-  file(STRINGS packaging/changelog date REGEX "^ -- " LIMIT_COUNT 1)
-  string(REGEX REPLACE ".*>  " "" date ${date})
-  execute_process(COMMAND date -d ${date} +%s OUTPUT_VARIABLE CPACK_BADGEMINT_DATE
-                  OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
-endif()
-
 set(CPACK_PROJECT_CONFIG_FILE ${PROJECT_SOURCE_DIR}/cmake/cpack.cmake)
-set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/cpack-prefix.cmake)
+set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/cpack-trees.cmake)
 set(CPACK_POST_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/cpack-members.cmake)
 set(CPACK_BADGEMINT_SHARED ${BUILD_SHARED_LIBS})
+set(CPACK_BADGEMINT_ADMIN FALSE)
+if(TARGET badgemint_admin_program)
+  set(CPACK_BADGEMINT_ADMIN TRUE)
+endif()
 include(CPack)

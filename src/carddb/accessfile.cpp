@@ -43,12 +43,15 @@ int32_t AccessFile::closeFile() {
   return answer(_file.close());
 }
 
-int32_t AccessFile::flushAppends() {
-  return answer(_file.flush());
+int32_t AccessFile::appendRecord(const AccessRecord& record) {
+  return answer(_file.append(encodeRecord(record)));
+}
+
+int32_t AccessFile::removeLast(size_t bytes) {
+  return answer(_file.removeLast(bytes));
 }
 
 int32_t AccessFile::readNext(AccessRecord& record) {
-  if (const int32_t rc = flushAppends(); rc < 0) return rc;
   RecordImage<AccessRecord> image;
   if (_file.readNext(image) != Outcome::kDone) return kShortTransfer;
   record = decodeRecord<AccessRecord>(image);
@@ -77,7 +80,7 @@ int32_t AccessFile::writeRecordAt(const AccessRecord& record, uint32_t recno) {
 }
 
 int32_t AccessFile::loadIndex(const char* name, uint32_t requested) {
-  if (const int32_t rc = flushAppends(); rc < 0) return rc;
+  _index.reset();  // It is of another file from here on.
   if (const int32_t rc = setFileName(name); rc < 0) return rc;
   LOG(kLogRecord, "get status info for %s\n", _file.name());
   struct stat status;

@@ -4,8 +4,10 @@
 #ifndef BADGEMINT_CARDDB_ACCESSFILE_H
 #define BADGEMINT_CARDDB_ACCESSFILE_H
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <span>
 
 #include "carddb/accessindx.h"
 #include "carddb/accessrecord.h"
@@ -21,11 +23,11 @@ class MasterConfiguration;
 // Results are 0 or negative unless stated. The messages of failures, all at level 25 with the
 // file's name; operations have them where they say so:
 //   kAccessOpenFailed   "Error opening access file %s\n"
-//   kAccessReadFailed   "Error reading access file %s\n" (also: the seek before an append failed)
+//   kAccessReadFailed   "Error reading access file %s\n" (also: an append found no end of a record)
 //   kAccessWriteFailed  "Error writing to access file %s\n"
 // The positioned operations, and all that are built on them, open and close the file themselves:
-// they close what is open (but see startReadingAhead). Appends that are still buffered are written
-// before; should that fail, it is the result, with its message.
+// they close what is open (but see startReadingAhead); should that fail, it is the result, with its
+// message.
 class AccessFile {
  public:
   AccessFile() = default;
@@ -42,26 +44,24 @@ class AccessFile {
   // gets the mode 0600: it holds PINs. kAccessOpenFailed with its message.
   [[nodiscard]] int32_t openFile(int flags);
 
-  // Writes what is buffered and closes the file, whatever the result: kAccessReadFailed or
-  // kAccessWriteFailed with their messages.
+  // Closes the file, whatever the result: kAccessWriteFailed with its message.
   [[nodiscard]] int32_t closeFile();
 
   // Appends a record to the open file, or to the closed file, which is opened for it alone.
-  // kAccessOpenFailed, kAccessReadFailed (seek) or kAccessWriteFailed with their messages. The file
-  // then ends where it ended before, as far as it can be truncated; of buffered appends that could
-  // not all be written, behind the last whole record that was.
-  [[nodiscard]] int32_t appendRecord(const AccessRecord& record) {
-    return answer(_file.append(record));
-  }
+  // kAccessOpenFailed, kAccessReadFailed when the end cannot be sought or lies within a record,
+  // which would put the new one out of step; kAccessWriteFailed; with their messages. The file then
+  // ends where it ended before, as far as it can be truncated.
+  [[nodiscard]] int32_t appendRecord(const AccessRecord& record);
 
-  // From now until closeFile(), appendRecord() gathers records in memory and writes them in big
-  // pieces; without memory it goes on one by one. The file must be open.
-  void startBuffering() { _file.startBuffering(); }
-  // Whether the next appendRecord() would write the buffer.
-  bool appendBufferFull() const { return _file.bufferFull(); }
-  // Writes what is buffered. Results and messages of a failing appendRecord; the records are
-  // dropped then.
-  [[nodiscard]] int32_t flushAppends();
+  // Appends any number of records, as they stand in the file, to the open file: in few writes, and
+  // without a message. Returns how many bytes could be written; when that is not all of them, the
+  // caller removes them again.
+  [[nodiscard]] size_t appendMany(std::span<const uint8_t> records) {
+    return _file.appendMany(records);
+  }
+  // Removes so many bytes from the end of the open file. kAccessReadFailed (seek) or
+  // kAccessWriteFailed with their messages.
+  [[nodiscard]] int32_t removeLast(size_t bytes);
 
   // From now until closeFile(), lookups and reads by number leave the file open and read it in
   // blocks. The file must be open and nobody may write to it.
@@ -82,14 +82,14 @@ class AccessFile {
   // Loads the index of this file in place of an earlier one, sized for `requested` records or, when
   // the file has as many, for those of the file and 100 to come. kOutOfMemory, for the index with
   // "Not enough memory to create access index\n" (level 25); kAccessOpenFailed or kAccessReadFailed
-  // with their messages. After a failure of AccessIndex::loadFromFile the index is there, and
-  // empty.
+  // with their messages. After a failure of AccessIndex::loadFromFile the index is there, empty,
+  // and takes no entry; after any other there is none.
   [[nodiscard]] int32_t loadIndex(const char* name, uint32_t requested);
   // The same by name and record count of the configuration's entry "access". Whether that went
   // well; false and errno 0 when there is no such entry.
   [[nodiscard]] bool loadIndexFromConfig(MasterConfiguration& configuration);
 
-  // The index; null before loadIndex().
+  // The index; null before loadIndex(), and after one that failed before there was an index.
   AccessIndex* index() { return _index ? &*_index : nullptr; }
 
   // Finds a holder through the index and reads the record. kAccessNotFound, also without an index,

@@ -29,6 +29,7 @@ bool AccessIndex::create(uint32_t capacity) {
 
 int32_t AccessIndex::loadFromFile(const char* path) {
   RecordReader records;
+  _table.close();
   if (!records.open(path)) {
     LOG(kLogError, "Error opening access file %s\n", path);
     return kAccessOpenFailed;
@@ -39,7 +40,7 @@ int32_t AccessIndex::loadFromFile(const char* path) {
     if (count() % kLoggedStep == 0) LOG(kLogRecord, "loaded record %d\n", count());
   }
   if (!records.failed()) return kSuccess;
-  _table.clear();
+  _table.close();
   LOG(kLogError, "Error reading access file %s\n", path);
   return kAccessReadFailed;
 }

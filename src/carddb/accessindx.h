@@ -44,8 +44,9 @@ class AccessIndex {
 
   // Loads the holders of an access database; the index is not sorted yet. Records beyond the
   // capacity are left out, and so is a part of a record at the end. Logs "loaded record %d\n"
-  // (level 100) for every thousandth. 0; kAccessOpenFailed with "Error opening access file %s\n",
-  // or kAccessReadFailed and an empty index with "Error reading access file %s\n" (level 25).
+  // (level 100) for every thousandth. 0; or kAccessOpenFailed with "Error opening access file
+  // %s\n", or kAccessReadFailed with "Error reading access file %s\n" (level 25), and an empty
+  // index that takes no entry.
   [[nodiscard]] int32_t loadFromFile(const char* path);
 
   void sort() { _table.sort(); }

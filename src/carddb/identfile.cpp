@@ -50,8 +50,12 @@ int32_t IdentFile::closeFile() {
   return answer(_file.close());
 }
 
-int32_t IdentFile::flushAppends() {
-  return answer(_file.flush());
+int32_t IdentFile::appendRecord(const IdentRecord& record) {
+  return answer(_file.append(encodeRecord(record)));
+}
+
+int32_t IdentFile::removeLast(size_t bytes) {
+  return answer(_file.removeLast(bytes));
 }
 
 int32_t IdentFile::readNext(IdentRecord& record) {
@@ -83,7 +87,8 @@ int32_t IdentFile::writeRecordAt(const IdentRecord& record, uint32_t recno) {
 }
 
 bool IdentFile::loadIndex(const char* name, uint32_t requested) {
-  if (flushAppends() < 0 || setFileName(name) < 0) return false;
+  _index.reset();  // It is of another file from here on.
+  if (setFileName(name) < 0) return false;
   struct stat status;
   if (::stat(_file.name(), &status) != 0) {
     reportSystemError(kReportArea, kReportEntryUnopened);

@@ -4,8 +4,10 @@
 #ifndef BADGEMINT_CARDDB_IDENTFILE_H
 #define BADGEMINT_CARDDB_IDENTFILE_H
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <span>
 
 #include "carddb/identindx.h"
 #include "carddb/identrecord.h"
@@ -21,11 +23,10 @@ class cardsets;
 // Results are 0 or negative unless stated. The messages of failures, all at level 25 with the
 // file's name; operations have them where they say so:
 //   kIdentOpenFailed   "Error opening ident file %s\n"
-//   kIdentReadFailed   "Error reading ident file %s\n" (also: the seek before an append failed)
+//   kIdentReadFailed   "Error reading ident file %s\n" (also: an append found no end of a record)
 //   kIdentWriteFailed  "Error writing to ident file %s\n"
 // The positioned operations, and all that are built on them, open and close the file themselves:
-// they close what is open. Appends that are still buffered are written before; should that fail,
-// it is the result, with its message.
+// they close what is open; should that fail, it is the result, with its message.
 class IdentFile {
  public:
   IdentFile() = default;
@@ -42,26 +43,24 @@ class IdentFile {
   // gets the mode 0666 less the umask. kIdentOpenFailed with its message.
   [[nodiscard]] int32_t openFile(int flags);
 
-  // Writes what is buffered and closes the file, whatever the result: kIdentReadFailed or
-  // kIdentWriteFailed with their messages.
+  // Closes the file, whatever the result: kIdentWriteFailed with its message.
   [[nodiscard]] int32_t closeFile();
 
   // Appends a record to the open file, or to the closed file, which is opened for it alone.
-  // kIdentOpenFailed, kIdentReadFailed (seek) or kIdentWriteFailed with their messages. The file
-  // then ends where it ended before, as far as it can be truncated; of buffered appends that could
-  // not all be written, behind the last whole record that was.
-  [[nodiscard]] int32_t appendRecord(const IdentRecord& record) {
-    return answer(_file.append(record));
-  }
+  // kIdentOpenFailed, kIdentReadFailed when the end cannot be sought or lies within a record, which
+  // would put the new one out of step; kIdentWriteFailed; with their messages. The file then ends
+  // where it ended before, as far as it can be truncated.
+  [[nodiscard]] int32_t appendRecord(const IdentRecord& record);
 
-  // From now until closeFile(), appendRecord() gathers records in memory and writes them in big
-  // pieces; without memory it goes on one by one. The file must be open.
-  void startBuffering() { _file.startBuffering(); }
-  // Whether the next appendRecord() would write the buffer.
-  bool appendBufferFull() const { return _file.bufferFull(); }
-  // Writes what is buffered. Results and messages of a failing appendRecord; the records are
-  // dropped then.
-  [[nodiscard]] int32_t flushAppends();
+  // Appends any number of records, as they stand in the file, to the open file: in few writes, and
+  // without a message. Returns how many bytes could be written; when that is not all of them, the
+  // caller removes them again.
+  [[nodiscard]] size_t appendMany(std::span<const uint8_t> records) {
+    return _file.appendMany(records);
+  }
+  // Removes so many bytes from the end of the open file. kIdentReadFailed (seek) or
+  // kIdentWriteFailed with their messages.
+  [[nodiscard]] int32_t removeLast(size_t bytes);
 
   // From now until closeFile(), readNext() reads the file in blocks. The file must be open, from
   // its first record on, and nobody may write to it.
@@ -81,17 +80,19 @@ class IdentFile {
 
   // Loads the index of this file in place of an earlier one, sized for `requested` records or, when
   // the file has as many, for those of the file and 100 to come. Records of one holder are paired.
-  // Logs its steps at level 20. False when
+  // Logs its steps at level 20. False, without an index unless stated, when
   // - there is no memory for the name (see setFileName), for the index ("ident index allocation
   //   failure\n", level 20) or for the pairing;
   // - the file does not exist: "unable to stat %s\n" (level 20);
-  // - the index cannot be filled (see IdentIndex::buildFromFile): it is there then, and empty.
+  // - the index cannot be filled (see IdentIndex::buildFromFile): it is there then, empty, and
+  // takes
+  //   no entry: addOrReplace of a new card appends its record and returns kIndexFull.
   [[nodiscard]] bool loadIndex(const char* name, uint32_t requested);
   // The same by name and record count of the configuration's entry "ident"; false and errno 0 when
   // there is none.
   [[nodiscard]] bool loadIndexFromConfig(MasterConfiguration& configuration);
 
-  // The index; null before loadIndex().
+  // The index; null before loadIndex(), and after one that failed before there was an index.
   IdentIndex* index() { return _index ? &*_index : nullptr; }
   // Entries in use and capacity; both 0 without an index.
   void indexStats(uint32_t& count, uint32_t& capacity) const;

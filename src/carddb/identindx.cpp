@@ -42,22 +42,29 @@ bool IdentIndex::create(uint32_t capacity) {
 }
 
 int32_t IdentIndex::buildFromFile(const char* path) {
+  _table.clear();
+  if (loadAndPair(path)) return 1;
+  _table.close();
+  return 0;
+}
+
+bool IdentIndex::loadAndPair(const char* path) {
   RecordReader records;
   if (!records.open(path)) {
     std::printf("error loading %s\n", path);
-    return 0;
+    return false;
   }
   LOG(kLogProgress, "creating idrecs\n");
   const std::unique_ptr<HolderRow[]> idrecs(new (std::nothrow) HolderRow[capacity()]);
   if (idrecs == nullptr) {
     LOG(kLogProgress, "unable to create idrecs\n");
     reportSystemError(kReportArea, kReportNoRecordTable);
-    return 0;
+    return false;
   }
   LOG(kLogProgress, "idrecs created\n");
   if (!load(records, idrecs.get())) {
     LOG(kLogProgress, "unable to load indexes\n");
-    return 0;
+    return false;
   }
   LOG(kLogProgress, "indexs loaded\n");
   locateKeys(idrecs.get());
@@ -65,18 +72,16 @@ int32_t IdentIndex::buildFromFile(const char* path) {
   LOG(kLogProgress, "idrecs sorted\n");
   pairHolders(idrecs.get());
   LOG(kLogProgress, "deleting idrecs\n");
-  return 1;
+  return true;
 }
 
 bool IdentIndex::load(RecordReader& records, HolderRow* idrecs) {
-  _table.clear();
   for (IdentRecord record; !_table.isFull() && records.next(record);) {
     const uint32_t recno = count();
     idrecs[recno] = {uint64_t{record.uniqid} << 32 | recno, 0};
     _table.append({record.cardnumber, recno});
     if (count() % kLoggedStep == 0) LOG(kLogRecord, "record %d written \n", count());
   }
-  if (records.failed()) _table.clear();
   return !records.failed();
 }
 

@@ -53,7 +53,7 @@ class IdentIndex {
   // index is not sorted yet. Records beyond the capacity are left out, and so is a part of a record
   // at the end. Logs its steps at level 20, every thousandth record at level 100, and each pair:
   // "uniqid=%u has both card and pin ident records\n" (level 20). Returns 1, or 0 with an empty
-  // index when
+  // index that takes no entry, when
   // - the file cannot be opened: "error loading %s\n" on standard output;
   // - there is no memory: "unable to create idrecs\n" (level 20);
   // - it cannot be read: "unable to load indexes\n" (level 20).
@@ -81,6 +81,7 @@ class IdentIndex {
  private:
   struct HolderRow;
 
+  [[nodiscard]] bool loadAndPair(const char* path);
   [[nodiscard]] bool load(RecordReader& records, HolderRow* idrecs);
   void locateKeys(HolderRow* idrecs);
   void pairHolders(const HolderRow* idrecs);

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <new>
 #include <utility>
@@ -47,40 +48,16 @@ RecordFile::Outcome RecordFile::open(int flags, mode_t mode) {
 
 RecordFile::Outcome RecordFile::close() {
   if (!isOpen()) return Outcome::kDone;
-  const Outcome flushed = flush();
-  _buffer.reset();
   _block.reset();
   const int closed = ::close(std::exchange(_descriptor, kClosed));
-  return flushed == Outcome::kDone && closed != 0 ? Outcome::kWriteFailed : flushed;
+  return closed == 0 ? Outcome::kDone : Outcome::kWriteFailed;
 }
 
-void RecordFile::startBuffering() {
-  if (isOpen() && _buffer == nullptr) _buffer.reset(new (std::nothrow) uint8_t[kBufferSize]);
-}
-
-RecordFile::Outcome RecordFile::flush() {
-  const std::span<const uint8_t> bytes(_buffer.get(), std::exchange(_buffered, 0));
-  if (bytes.empty()) return Outcome::kDone;
-  const off_t end = ::lseek(_descriptor, 0, SEEK_END);
-  if (end < 0) return Outcome::kSeekFailed;
-  const size_t written = writeAll(_descriptor, bytes);
-  if (written == bytes.size()) return Outcome::kDone;
-  const size_t wholeRecords = written - written % _recordSize;
-  static_cast<void>(!::ftruncate(_descriptor, end + static_cast<off_t>(wholeRecords)));
-  return Outcome::kWriteFailed;
-}
-
-RecordFile::Outcome RecordFile::appendSlowly(std::span<const uint8_t> record) {
-  if (_buffer != nullptr) {
-    if (const Outcome flushed = flush(); flushed != Outcome::kDone) return flushed;
-    std::memcpy(_buffer.get(), record.data(), record.size());
-    _buffered = record.size();
-    return Outcome::kDone;
-  }
+RecordFile::Outcome RecordFile::append(std::span<const uint8_t> record) {
   off_t end = 0;
-  if (isOpen()) return appendUnbuffered(record, end);
+  if (isOpen()) return appendOpen(record, end);
   if (const Outcome opened = open(O_WRONLY); opened != Outcome::kDone) return opened;
-  const Outcome appended = appendUnbuffered(record, end);
+  const Outcome appended = appendOpen(record, end);
   const Outcome closed = close();
   if (appended != Outcome::kDone || closed == Outcome::kDone) return appended;
   static_cast<void>(!::truncate(name(), end));
@@ -88,12 +65,29 @@ RecordFile::Outcome RecordFile::appendSlowly(std::span<const uint8_t> record) {
 }
 
 // `end` is where the file ended before.
-RecordFile::Outcome RecordFile::appendUnbuffered(std::span<const uint8_t> record, off_t& end) {
-  end = ::lseek(_descriptor, 0, SEEK_END);
-  if (end < 0) return Outcome::kSeekFailed;
+RecordFile::Outcome RecordFile::appendOpen(std::span<const uint8_t> record, off_t& end) {
+  if (!seekEnd(end)) return Outcome::kSeekFailed;
   if (writeOnce(_descriptor, record)) return Outcome::kDone;
   static_cast<void>(!::ftruncate(_descriptor, end));
   return Outcome::kWriteFailed;
+}
+
+bool RecordFile::seekEnd(off_t& end) const {
+  end = ::lseek(_descriptor, 0, SEEK_END);
+  return end >= 0 && end % static_cast<off_t>(_recordSize) == 0;
+}
+
+size_t RecordFile::appendMany(std::span<const uint8_t> records) {
+  off_t end = 0;
+  return seekEnd(end) ? writeAll(_descriptor, records) : 0;
+}
+
+RecordFile::Outcome RecordFile::removeLast(size_t bytes) {
+  if (bytes == 0) return Outcome::kDone;
+  const off_t end = ::lseek(_descriptor, 0, SEEK_END);
+  if (end < 0) return Outcome::kSeekFailed;
+  const off_t rest = std::max<off_t>(0, end - static_cast<off_t>(bytes));
+  return end == 0 || ::ftruncate(_descriptor, rest) == 0 ? Outcome::kDone : Outcome::kWriteFailed;
 }
 
 void RecordFile::startReadingAhead() {
@@ -131,7 +125,6 @@ RecordFile::Outcome RecordFile::fillBlock() {
 
 RecordFile::Outcome RecordFile::readNext(std::span<uint8_t> record) {
   if (readsAhead()) return readAhead(record);
-  if (const Outcome flushed = flush(); flushed != Outcome::kDone) return flushed;
   const ssize_t transferred = ::read(_descriptor, record.data(), record.size());
   if (transferred < 0) return Outcome::kReadFailed;
   return transferred == static_cast<ssize_t>(record.size()) ? Outcome::kDone : Outcome::kShortRead;
@@ -152,7 +145,6 @@ RecordFile::Outcome RecordFile::writeAt(uint32_t recno, std::span<const uint8_t>
 }
 
 RecordFile::Outcome RecordFile::seekRecord(uint32_t recno) {
-  if (const Outcome flushed = flush(); flushed != Outcome::kDone) return flushed;
   const off_t offset = static_cast<off_t>(recno) * static_cast<off_t>(_recordSize);
   return ::lseek(_descriptor, offset, SEEK_SET) < 0 ? Outcome::kSeekFailed : Outcome::kDone;
 }

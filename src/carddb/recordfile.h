@@ -18,8 +18,8 @@
 
 namespace BADGEMINT_EXPORTED badgemint {
 
-// Owns the descriptor and a copy of the path, and while appends are gathered their buffer. Every
-// span that is handed in holds exactly one record.
+// Owns the descriptor and a copy of the path. Every span that is handed in holds exactly one
+// record, unless stated.
 class RecordFile {
  public:
   enum class Outcome {
@@ -30,8 +30,6 @@ class RecordFile {
     kShortRead,    // The end of the file, also in the middle of a record.
     kWriteFailed,  // Also: a write that took only a part, and a failing close.
   };
-
-  static constexpr size_t kBufferSize = size_t{64} * 1024;
 
   explicit RecordFile(size_t recordSize) : _recordSize(recordSize) {}
   ~RecordFile() { static_cast<void>(close()); }
@@ -49,30 +47,21 @@ class RecordFile {
   // what is open, and opens nothing when that fails.
   [[nodiscard]] Outcome open(int flags, mode_t mode = 0);
 
-  // Writes what is buffered and closes; the file is closed whatever the outcome. Done at once when
-  // it is closed already.
+  // The file is closed whatever the outcome. Done at once when it is closed already.
   [[nodiscard]] Outcome close();
 
-  // Gathers the appends of the open file in a buffer until it is closed. Without memory for it, and
-  // on a closed file, appends go on being written one by one.
-  void startBuffering();
-  // Whether the next append would have to write the buffer first. Never without a buffer.
-  bool bufferFull() const { return _buffer != nullptr && _buffered + _recordSize > kBufferSize; }
-  // Writes what is buffered at the end of the file, in as many writes as it takes. The buffer is
-  // empty afterwards, whatever the outcome: nothing is ever written twice. When writing fails the
-  // file is cut behind the last record that was written as a whole, as far as it can be cut.
-  [[nodiscard]] Outcome flush();
+  // Appends a record of the file's size with one write at the end of the file. A closed file is
+  // opened for this one append. A file that ends within a record has no place for it: kSeekFailed.
+  // When writing fails the file is cut to where it ended before, as far as it can be cut: a part of
+  // a record would put all later ones out of step.
+  [[nodiscard]] Outcome append(std::span<const uint8_t> record);
 
-  // Appends a record of the file's size: into the buffer, or with one write at the end of the file.
-  // A closed file is opened for this one append. When writing fails the file is cut to where it
-  // ended before, as far as it can be cut: a part of a record would put all later ones out of step.
-  template <typename Record>
-  [[nodiscard]] Outcome append(const Record& record) {
-    if (_buffer == nullptr || bufferFull()) return appendEncoded(record);
-    encodeRecord(record, _buffer.get() + _buffered);
-    _buffered += Record::kSize;
-    return Outcome::kDone;
-  }
+  // Appends any number of records to the open file, in as many writes as it takes, until no more
+  // can be written. Returns how many bytes that were, a part of a record included: a caller who
+  // wants all or nothing removes them again. 0 when the file ends within a record.
+  [[nodiscard]] size_t appendMany(std::span<const uint8_t> records);
+  // Removes so many bytes from the end of the open file, or all when there are no more.
+  [[nodiscard]] Outcome removeLast(size_t bytes);
 
   // Reads from now on in blocks, each from the record asked for onwards, until the open file is
   // closed; nobody writes to it meanwhile. Without memory for a block, and on a closed file, reads
@@ -81,7 +70,6 @@ class RecordFile {
   bool readsAhead() const { return _block != nullptr; }
 
   // Transfers at the position of the open descriptor, which is behind the last record transferred.
-  // What is buffered is written first.
   [[nodiscard]] Outcome readNext(std::span<uint8_t> record);
   // The same at record number `recno`.
   [[nodiscard]] Outcome readAt(uint32_t recno, std::span<uint8_t> record);
@@ -90,13 +78,9 @@ class RecordFile {
  private:
   static constexpr int kClosed = -1;
 
-  // Out of line: the image on its stack would be paid for by every append.
-  template <typename Record>
-  [[nodiscard, gnu::noinline]] Outcome appendEncoded(const Record& record) {
-    return appendSlowly(encodeRecord(record));
-  }
-  [[nodiscard]] Outcome appendSlowly(std::span<const uint8_t> record);
-  [[nodiscard]] Outcome appendUnbuffered(std::span<const uint8_t> record, off_t& end);
+  // Goes to the end of the file, which is stored in `end`. False when that is within a record.
+  [[nodiscard]] bool seekEnd(off_t& end) const;
+  [[nodiscard]] Outcome appendOpen(std::span<const uint8_t> record, off_t& end);
   [[nodiscard]] Outcome seekRecord(uint32_t recno);
   [[nodiscard]] Outcome readAhead(std::span<uint8_t> record);
   [[nodiscard]] Outcome fillBlock();
@@ -104,8 +88,6 @@ class RecordFile {
   const size_t _recordSize;
   int _descriptor = kClosed;
   std::unique_ptr<char[]> _name;
-  std::unique_ptr<uint8_t[]> _buffer;  // Null while appends are not gathered.
-  size_t _buffered = 0;
 
   // Small, so that records in no order cost little more than a read each.
   static constexpr size_t kBlockSize = size_t{8} * 1024;

@@ -35,25 +35,32 @@ class SortedIndex {
   [[nodiscard]] bool create(uint32_t capacity) {
     destroy();
     _entries.reset(new (std::nothrow) Entry[capacity]());
-    if (_entries != nullptr) _capacity = capacity;
+    if (_entries != nullptr) _capacity = _room = capacity;
     return _entries != nullptr;
   }
 
   // Frees the entries.
   void destroy() {
     _entries.reset();
-    _capacity = _count = _sorted = 0;
+    _capacity = _room = _count = _sorted = 0;
   }
 
   // Takes all entries out of use; they are zero again.
   void clear() {
     std::fill_n(_entries.get(), _count, Entry{});
     _count = _sorted = 0;
+    _room = _capacity;
+  }
+  // The same, and the index is full: it takes no entry before clear() or create(). For an index
+  // whose file could not be loaded: an entry would get the number of another record.
+  void close() {
+    clear();
+    _room = 0;
   }
 
   uint32_t capacity() const { return _capacity; }
   uint32_t count() const { return _count; }
-  bool isFull() const { return _count == _capacity; }
+  bool isFull() const { return _count == _room; }
 
   std::span<Entry> entries() { return {_entries.get(), _count}; }
   // All entries, those behind the ones in use zero.
@@ -135,6 +142,7 @@ class SortedIndex {
 
   std::unique_ptr<Entry[]> _entries;
   uint32_t _capacity = 0;
+  uint32_t _room = 0;  // How many entries may be in use.
   uint32_t _count = 0;
   uint32_t _sorted = 0;  // How many entries at the front are in key order.
 };

@@ -65,9 +65,12 @@ int32_t CardFormat::fieldBitCount(int32_t field) const {
 
 void CardFormat::computeParityBit(BitPattern& pattern, int32_t i) const {
   if (i < 0 || i >= kParityMaskCount) return;
-  BitPattern work = pattern.moved(-_layout.origin());
-  _layout.placeParityBit(i, work);
-  pattern = work.moved(_layout.origin());
+  // The layout has no place for unused positions at the front: only what changes is moved back.
+  const BitPattern before = pattern.moved(-_layout.origin());
+  BitPattern changed = before;
+  _layout.placeParityBit(i, changed);
+  changed ^= before;
+  pattern ^= changed.moved(_layout.origin());
 }
 
 bool CardFormat::readCharacter(LineReader& file, char& character) {

@@ -104,8 +104,8 @@ class CardFormat {
   // The highest position in use, 143 to 0, or -1.
   int32_t lastUsedBit() const { return _layout.lastUsedBit(); }
 
-  // Sets the parity bit of mask i in a pattern whose positions are those of the masks; nothing for
-  // an index outside 0 to 7 and for a mask without 'E' or 'O'.
+  // Sets or clears the parity bit of mask i in a pattern whose positions are those of the masks,
+  // and no other bit; nothing for an index outside 0 to 7 and for a mask without 'E' or 'O'.
   void computeParityBit(BitPattern& pattern, int32_t i) const;
 
   // Reads the format file. Messages and codes are those of the kind; a failed load leaves what was

@@ -133,8 +133,9 @@ int32_t VffCardFormat::readFormatLine(LineReader& file, FormatLine& record, bool
     if (file.failed()) LOG(kLogError, "Error reading vff file\n");
     return kVffReadFailed;
   }
-  for (size_t end = std::strlen(record.data()); end > 0 && isSpace(record[end - 1]); --end)
-    record[end - 1] = '\0';
+  size_t end = std::strlen(record.data());  // A NUL ends a record as it ends a line.
+  while (end > 0 && isSpace(record[end - 1])) --end;
+  std::fill(record.begin() + static_cast<ptrdiff_t>(end), record.end(), '\0');
   return kSuccess;
 }
 

@@ -45,6 +45,11 @@ struct BitPattern {
     return *this;
   }
 
+  constexpr BitPattern& operator^=(const BitPattern& other) {
+    for (size_t i = 0; i < words.size(); ++i) words[i] ^= other.words[i];
+    return *this;
+  }
+
   // 1 when the number of set positions among those of `mask` is odd, else 0. Not std::popcount,
   // which is a library call where the processor's own instruction may not be used.
   uint64_t parityOf(const BitPattern& mask) const {

@@ -7,6 +7,7 @@
 
 #include "formats/loadformats.h"
 #include "inputcards/cardindex.h"
+#include "inputcards/databasesink.h"
 #include "inputcards/linechecker.h"
 #include "inputcards/linewriter.h"
 #include "support/log.h"
@@ -44,15 +45,18 @@ void restrictToOwner(const char* path) {
 
 // Gives line after line to `take` until one fails.
 template <typename Take>
-int32_t readLines(LineReader& input, Take take) {
+int32_t takeLines(LineReader& input, Take take) {
   uint32_t lines = 0;  // Wraps where a signed number must not.
   while (input.readLine(kMaxInputLine) == LineReader::Status::kLine) {
     const InputLine line = {input.line(), static_cast<int32_t>(++lines)};
     if (const int32_t rc = take(line); rc < 0) return rc;
   }
-  if (!input.failed()) return kSuccess;
-  LOG(kLogError, "Error reading input cards file\n");
-  return kInputReadFailed;
+  return kSuccess;
+}
+
+// Whether lines that go well are logged.
+bool logsLines() {
+  return listener(kLogStep) != nullptr || listener(kLogRecord) != nullptr;
 }
 
 }  // namespace
@@ -71,11 +75,16 @@ int32_t InputCards::loadFormats(const char* baseDirectory, const char* formatsNa
   return badgemint::loadFormats(kLogModule, baseDirectory, formatsName, _site.formats());
 }
 
-// A file that changes while it is read may well have a line that is wrong; that it changes says
-// more.
-template <typename Take>
-int32_t InputCards::readInput(Take take) {
-  int32_t result = readLines(_input.lines(), take);
+// `finish` ends what the lines have begun, before anything is said of the input. A file that
+// changes while it is read may well have a line that is wrong; that it changes says more.
+template <typename Take, typename Finish>
+int32_t InputCards::readInput(Take take, Finish finish) {
+  int32_t result = takeLines(_input.lines(), take);
+  if (const int32_t rc = finish(); rc < 0) result = rc;
+  if (result == kSuccess && _input.lines().failed()) {
+    LOG(kLogError, "Error reading input cards file\n");
+    result = kInputReadFailed;
+  }
   if (!_input.lines().failed() && _input.checkUnchanged() < 0) result = kInputReadFailed;
   _input.close();
   return result;
@@ -88,7 +97,8 @@ int32_t InputCards::pass1() {
   if (!index->isInitialised()) return kCardIndexNotInitialised;
 
   LineChecker checker(_site, *index);
-  int32_t result = readInput([&checker](InputLine line) { return checker.check(line); });
+  int32_t result = readInput([&checker](InputLine line) { return checker.check(line); },
+                             [] { return kSuccess; });
   if (result < 0) return result;
   _credentials = index->count();
 
@@ -115,20 +125,17 @@ int32_t InputCards::pass2() {
 
 int32_t InputCards::openDatabases() {
   if (const int32_t rc = _identFile->openFile(kCreateFlags); rc < 0) return rc;
-  if (const int32_t rc = _accessFile->openFile(kCreateFlags); rc < 0) return rc;
-  _identFile->startBuffering();
-  _accessFile->startBuffering();
-  return kSuccess;
+  return _accessFile->openFile(kCreateFlags);
 }
 
 int32_t InputCards::writeDatabases() {
   DatabaseSink databases(*_identFile, *_accessFile);
+  if (!logsLines()) databases.startGathering();
   LineWriter writer(_site, databases);
-  if (const int32_t rc = readInput([&writer](InputLine line) { return writer.write(line); });
-      rc < 0)
-    return rc;
-  if (databases.credentials() != _credentials) return _input.reportChanged();
-  return databases.flush();
+  const int32_t result = readInput([&writer](InputLine line) { return writer.write(line); },
+                                   [&databases] { return databases.flush(); });
+  if (result == kSuccess && databases.credentials() != _credentials) return _input.reportChanged();
+  return result;
 }
 
 int32_t InputCards::closeDatabases() {

@@ -44,8 +44,8 @@ class InputCards {
   [[nodiscard]] int32_t pass2();
 
  private:
-  template <typename Take>
-  int32_t readInput(Take take);
+  template <typename Take, typename Finish>
+  int32_t readInput(Take take, Finish finish);
   int32_t openDatabases();
   int32_t writeDatabases();
   int32_t closeDatabases();

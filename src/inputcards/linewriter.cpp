@@ -55,20 +55,6 @@ void setCardHolder(CardRecord& card, const CardLine& line, const HolderFields& h
 
 }  // namespace
 
-int32_t DatabaseSink::flush() {
-  if (const int32_t rc = _identFile.flushAppends(); rc < 0) return rc;
-  return _accessFile.flushAppends();
-}
-
-int32_t DatabaseSink::put(const IdentRecord& ident, const AccessRecord* access) {
-  if (_identFile.appendBufferFull() || _accessFile.appendBufferFull()) {
-    if (const int32_t rc = flush(); rc < 0) return rc;
-  }
-  ++_credentials;
-  if (const int32_t rc = _identFile.appendRecord(ident); rc < 0) return rc;
-  return access != nullptr ? _accessFile.appendRecord(*access) : kSuccess;
-}
-
 int32_t LineWriter::write(InputLine line) {
   return takeLine(*this, line);
 }

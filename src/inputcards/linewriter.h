@@ -1,38 +1,15 @@
-// Pass 2 line by line: every line of the checked file becomes its records, appended in file order.
+// Pass 2 line by line: every line of the checked file becomes its records.
 #ifndef BADGEMINT_INPUTCARDS_LINEWRITER_H
 #define BADGEMINT_INPUTCARDS_LINEWRITER_H
 
 #include <cstdint>
 
-#include "carddb/accessfile.h"
-#include "carddb/identfile.h"
 #include "inputcards/recordsink.h"
 #include "inputcards/sitecards.h"
 
 namespace badgemint {
 
-// The databases. The files are open for appending and buffer what they are given; they outlive it.
-class DatabaseSink final : public RecordSink {
- public:
-  DatabaseSink(IdentFile& identFile, AccessFile& accessFile)
-      : _identFile(identFile), _accessFile(accessFile) {}
-
-  // kSuccess or the code of the file that failed.
-  [[nodiscard]] int32_t put(const IdentRecord& ident, const AccessRecord* access) override;
-
-  // Writes out what the files have buffered: both together, so that neither runs far ahead of the
-  // other. kSuccess or the code of the file that failed.
-  [[nodiscard]] int32_t flush();
-
-  // Ident records so far.
-  int64_t credentials() const { return _credentials; }
-
- private:
-  IdentFile& _identFile;
-  AccessFile& _accessFile;
-  int64_t _credentials = 0;
-};
-
+// Splits each line and hands its records to a sink.
 class LineWriter {
  public:
   // Both must outlive the writer.

@@ -32,16 +32,15 @@ std::FILE* standardStream(std::string_view path) {
 
 }  // namespace
 
-Logger::Logger(const char* path, uint32_t threshold) : _threshold(static_cast<int32_t>(threshold)) {
-  openOutput(path);
-  _open = _stream != nullptr || (_path && createFile());
+Logger::Logger(const char* path, uint32_t threshold)
+    : _path(copyText(path)), _threshold(static_cast<int32_t>(threshold)) {
+  _open = openOutput();
 }
 
-Logger::Logger(const char* path, LevelList list) {
+Logger::Logger(const char* path, LevelList list) : _path(copyText(path)) {
   if (!readLevelList(list.path)) return;
-  openOutput(path);
-  _open = _stream != nullptr || _path;
-  if (_path) static_cast<void>(createFile());
+  static_cast<void>(openOutput());
+  _open = _path != nullptr;
 }
 
 Logger::Logger(LevelList list) : _stream(stderr) {
@@ -53,9 +52,10 @@ Logger::Logger(uint32_t threshold) : Logger(stderr, threshold) {}
 Logger::Logger(std::FILE* stream, uint32_t threshold)
     : _stream(stream), _threshold(static_cast<int32_t>(threshold)), _open(true) {}
 
-void Logger::openOutput(const char* path) {
-  _stream = standardStream(path);
-  if (_stream == nullptr) _path = copyText(path);
+bool Logger::openOutput() {
+  if (!_path) return false;
+  _stream = standardStream(_path.get());
+  return _stream != nullptr || createFile();
 }
 
 bool Logger::createFile() const {

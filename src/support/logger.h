@@ -34,8 +34,9 @@ class Logger {
   // be created.
   Logger(const char* path, uint32_t threshold);
 
-  // Logs what a level list names (see readLevelList). Not open when the list cannot be read; a log
-  // file that cannot be created does not count here.
+  // Logs what a level list names (see readLevelList). Not open when the list cannot be read: what
+  // passes threshold 0 is then appended to a file of that path, whatever the path is. A log file
+  // that cannot be created does not count here.
   Logger(const char* path, LevelList list);
 
   // The same to standard error.
@@ -76,7 +77,7 @@ class Logger {
  private:
   static constexpr int32_t kMaxListedLevels = 100;
 
-  void openOutput(const char* path);
+  bool openOutput();
   bool createFile() const;
   // Reads a level list: a line names one level, or the two ends of a range. Blank lines and lines
   // that begin with '#' are skipped; levels beyond the hundredth are ignored.
@@ -85,7 +86,7 @@ class Logger {
   bool isListed(int32_t level) const;
   void put(const char* text, size_t length);
 
-  std::unique_ptr<char[]> _path;  // Null when the output is a standard stream.
+  std::unique_ptr<char[]> _path;  // Null when there is none, or no memory for it.
   std::FILE* _stream = nullptr;   // Standard output or standard error; null for a file.
   std::atomic<int32_t> _threshold = 0;
   int32_t _levelCount = 0;  // 0: the threshold decides.

@@ -22,12 +22,12 @@ MasterConfiguration::MasterConfiguration(uint32_t moduleId, const char* path)
 
 void MasterConfiguration::load() {
   _loaded = true;
-  _count = 0;
   LineReader reader;
   if (!reader.open(_path.data())) {
     reportUnopened(_path.data());
     return;
   }
+  _count = 0;
   Tokenizer words;
   for (uint32_t number = 1; reader.readLine(kLineLimit) == LineReader::Status::kLine; ++number) {
     words.split(reader.line(), kWordDelimiters);

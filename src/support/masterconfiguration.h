@@ -34,7 +34,7 @@ class MasterConfiguration {
 
   // Reads the file, in place of what the table held. Every other operation does so on first use,
   // and only once, also when it failed. A file that cannot be opened goes to the system's log
-  // (LOG_ERR) and leaves the table empty.
+  // (LOG_ERR) and leaves the table as it was.
   void load();
 
   // The first entry of this name, ignoring case; null when there is none. Owned by the table.

@@ -27,30 +27,29 @@ TEST(Show, SaysWhatNoBuildWrites) {
   access level 2: 3, opens door group/schedule 1/2
   access level 3: 4, opens no door
   access level 4: 5, opens no door
-  validity: to 1970/01/01 00:03:20, valid then
+  validity: until 1970/01/01 00:03:20 UTC, valid then
   flag 0 (not in the line)
   flag 6 (not in the line)
   flag 7 (not in the line)
   escort: 6
   PIN: ****
   access record 2
-  validity: from 1970/01/01 00:03:21 to 1970/01/01 00:03:20, never valid
-  escort: 77, who is no holder
+  validity: from 1970/01/01 00:03:21 UTC until 1970/01/01 00:03:20 UTC, never valid
+  escort: 77, who is not a holder
   elevator access: 1
   output relay group: 2
   issue level: 7
   output mode: 8
   PIN: ****
   access record 3
-  validity: from 1970/01/01 00:03:20 to 1970/01/01 00:03:20, valid then
+  validity: from 1970/01/01 00:03:20 UTC until 1970/01/01 00:03:20 UTC, valid then
   PIN: ****
   PIN **** alone, ident record 2
   card with key 02000000000000000000000000000000 of card set 7, ident record 3
 
 holder 6
   access record 1
-  validity: to 1970/01/01 00:03:19, expired since 1970/01/01 00:03:20
-  PIN: ****
+  validity: until 1970/01/01 00:03:19 UTC, expired since 1970/01/01 00:03:20 UTC
   no credential: nothing to open a door with
 
 holder 5
@@ -64,7 +63,8 @@ there is no credential with key 4711F000000000000000000000000000
   const AdminRun again =
       runAdmin("show 6 --key 4711F --key 4711F0 --with-pins --at \"1970/1/1 0:1:39\"");
   EXPECT_EQ(again.status, 0);
-  for (const char* const says : {"4711 alone, key 4711F", "20, not yet valid", "19, valid then"}) {
+  for (const char* const says :
+       {"4711 alone, key 4711F", "20 UTC, not yet valid", "19 UTC, valid then"}) {
     const size_t found = again.output.find(says);
     EXPECT_TRUE(found != std::string::npos && found == again.output.rfind(says)) << says;
   }
@@ -74,26 +74,28 @@ TEST(Show, RefusesWordsThatMeanNothing) {
   const TestSite site;
   std::filesystem::rename("formats", "formats.txt");
   site.folder.write("cardsets.txt", "f 1 1 A=21\nf 7 9\nf 254 2\n");
+  writeRecords<IdentRecord>("ident.db", {});
+  writeRecords<AccessRecord>("access.db", {});
   const struct {
     const char* words;
     int status;
     const char* says;
   } kCases[] = {
-      {"", 3, "show whom? Name a holder, a --card or a --key\n"},
+      {"", 3, "no holder given; write a unique ID, a --card or a --key\n"},
       {"\"\"", 3, "HOLDER: the value is empty"},
-      {"4294967296", 3, "\"4294967296\" is no unique ID: it is 0 to 4294967295\n"},
-      {"4294967295 --card 1:65535", 3, "ident.db: No such file"},
-      {"--card 1", 3, "\"1\" is no card: write card set and number as 1:15890\n"},
+      {"4294967296", 3, "\"4294967296\" is not a unique ID, a number from 0 to 4294967295\n"},
+      {"4294967295 --card 1:65535 --ident none", 3, "none: No such file"},
+      {"--card 1", 3, "\"1\" is not a card; write card set and number as in 1:15890\n"},
       {"--card 2:7", 2, "there is no card set \"2\""},
       {"--card 254:7", 2, "there is no card set \"254\""},
       {"--card 7:7", 2, "format 9 of card set 7 is not there"},
       {"--card 1:", 2, "card number \"\" is not digits alone"},
       {"--card 1:65536", 2, "card number 65536 does not fit field B of 16 bits"},
-      {"--key 0X0g", 3, "\"0X0g\" is no key: it is 1 to 32 hexadecimal digits\n"},
-      {"1 --at 0", 3, "--at \"0\" is no time: it is as 2026/01/31 18:00:00\n"},
-      {"1 --at \"2026/02/30 10:00:00\"", 3, "is no time"},
+      {"--key 0X0g", 3, "\"0X0g\" is not a key of 1 to 32 hexadecimal digits\n"},
+      {"1 --at 0", 3, "--at \"0\" is not a time; write it as \"2026/01/31 18:00:00\"\n"},
+      {"1 --at \"2026/02/30 10:00:00\"", 3, "is not a time"},
       {"1 --ident cardsets.txt --access 32.cdf", 1,
-       "cardsets.txt ends within a record\nbadgemint-admin: 32"},
+       "cardsets.txt ends within a record; its last 25 bytes are ignored\nbadgemint-admin: 32"},
   };
   for (const auto& [words, status, says] : kCases) {
     SCOPED_TRACE(words);

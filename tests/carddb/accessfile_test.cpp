@@ -85,6 +85,13 @@ TEST(AccessFile, LeavesRecordsOfOthersAlone) {
   writeRecords<AccessRecord>("access", {{.uniqid = 20}, {.uniqid = 10}});
   EXPECT_EQ(file.updateAccessTimes(record), -1109);
   EXPECT_EQ(file.mergeAccess(record, true), -1109);
+  for (const auto& [call, merged] : {std::pair("stat", -1105), {"open", -1}, {"read", -1}}) {
+    {
+      const ArmedFault fault({call, 1});
+      EXPECT_LT(file.loadIndex("access", 0), 0);
+    }
+    EXPECT_EQ(file.mergeAccess(record, true), merged) << "the index of no file";
+  }
 }
 
 // Slots with 0 are not looked up; the end of the file comes as a failed read.

@@ -20,11 +20,9 @@ TEST(Databases, TellsWhichCallFailed) {
   const std::tuple<State, int32_t (*)(IdentFile&), std::string> idents[] = {
       {kClosed, append, appended},
       {kReadingAhead, next, "read R!, short read 0"},
-      {kBuffering, next, "lseek R!, read R!+, short read 1+, write W!, short write 1+"},
-      {kBuffering, read,
-       "open -1+, lseek R! -2+, read -2+, short read -2+, write W!, short write 0+, close W!+ 0+"},
-      {kBuffering, write,
-       "open -1+, lseek R! -2+, write W! -2+, short write 0+ -2+, close W!+ -2+"},
+      {kOpen, next, "read R!, short read 1"},
+      {kOpen, read, "open -1, lseek -2, read -2, short read -2, close W! 0"},
+      {kOpen, write, "open -1, lseek -2, write -2, short write -2, close W! -2"},
       // What cannot be read counts as not found: it is appended.
       {kClosed, [](IdentFile& f) { return f.addOrReplace({{3}}); },
        "open 0+ -1, lseek 0+ -2, read 0+, short read 0+, write -2, short write -2, close 0 -2"},
@@ -40,10 +38,9 @@ TEST(Databases, TellsWhichCallFailed) {
   const std::tuple<State, int32_t (*)(AccessFile&), std::string> accesses[] = {
       {kClosed, append, appended},
       {kReadingAhead, next, "read -2, short read 0"},
-      {kBuffering, next, "lseek R!, read -2+, short read -2+, write W!, short write -2+"},
-      {kBuffering, read,
-       "open O!+, lseek R! R!+, read R!+, short read R!+, write W!, short write 0+, close W!+ 0+"},
-      {kBuffering, write, "open O+, lseek R! W+, write W! W+, short write 0+ W+, close W!+ W+"},
+      {kOpen, next, "read -2, short read -2"},
+      {kOpen, read, "open O!, lseek R!, read R!, short read R!, close W! 0"},
+      {kOpen, write, "open O, lseek W, write W, short write W, close W! W"},
       {kClosed, [](AccessFile& f) { return f.setFlag3(30); }, changed},
       {kClosed, [](AccessFile& f) { return f.mergeAccess(record<AccessFile> = {30}, true); },
        changed},
@@ -61,20 +58,24 @@ TEST(Databases, TellsWhichCallFailed) {
   for (const auto& [state, run, expected] : accesses) EXPECT_EQ(failures(state, run), expected);
 }
 
-TEST(Databases, BuffersUpTo64KiB) {
-  EXPECT_FALSE(AccessFile().appendBufferFull());
-  Prepared<AccessFile> file(kBuffering);
-  size_t count = 1;
-  for (; !file.appendBufferFull(); ++count) EXPECT_EQ(file.appendRecord({}), 0);
-  EXPECT_EQ(count, 1489);
-  EXPECT_EQ(std::filesystem::file_size("access"), 3 * 44);
-  EXPECT_EQ(file.appendRecord({}), 0);
-  EXPECT_EQ(std::filesystem::file_size("access"), (3 + 1489) * 44);
-  // Of five records the writes take half of what is left each time, in the end nothing.
-  for (int i = 0; i < 4; ++i) EXPECT_EQ(file.appendRecord({}), 0);
-  const ArmedFault fault({"write", 1, true, EIO, true});
-  EXPECT_EQ(file.flushAppends(), -342);
-  EXPECT_EQ(std::filesystem::file_size("access"), (3 + 1489 + 4) * 44);
+template <typename File>
+void expectNoAppendBehindAPart(const std::string& message) {
+  for (const State state : {kClosed, kOpen}) {
+    Prepared<File> file(state);
+    std::filesystem::resize_file(Kind<File>::kName, 2 * Kind<File>::Record::kSize + 1);
+    const std::string torn = contentOf(Kind<File>::kName);
+    TestLog log(25);
+    EXPECT_EQ(file.appendRecord({}), Kind<File>::kRead);
+    EXPECT_EQ(log.take(), message);
+    EXPECT_EQ(file.openFile(O_WRONLY), 0);
+    EXPECT_EQ(file.appendMany(encodeRecord(typename Kind<File>::Record{})), 0);
+    EXPECT_EQ(contentOf(Kind<File>::kName), torn);
+  }
+}
+
+TEST(Databases, AppendNothingToAFileThatEndsWithinARecord) {
+  expectNoAppendBehindAPart<IdentFile>("[25 identfile] Error reading ident file ident\n");
+  expectNoAppendBehindAPart<AccessFile>("[25 accessfile] Error reading access file access\n");
 }
 
 TEST(Databases, CreatesAccessFilesForTheOwnerAlone) {
@@ -113,11 +114,11 @@ TEST(Databases, LoadsTheIndexThatTheConfigurationNames) {
   MasterConfiguration named(0, "named"), empty(0, "empty");
   IdentFile idents;
   AccessFile accesses;
-  prepare(idents, kBuffering);
-  prepare(accesses, kBuffering);
+  prepare(idents, kOpen);
+  prepare(accesses, kOpen);
   EXPECT_TRUE(idents.loadIndexFromConfig(named) && accesses.loadIndexFromConfig(named));
-  EXPECT_EQ(idents.index()->count(), 4);
-  EXPECT_EQ(idents.index()->capacity() + accesses.index()->capacity(), 208);
+  EXPECT_EQ(idents.index()->count(), 3);
+  EXPECT_EQ(idents.index()->capacity() + accesses.index()->capacity(), 206);
   TestLog log;
   errno = EINVAL;
   EXPECT_FALSE(idents.loadIndexFromConfig(empty) || accesses.loadIndexFromConfig(empty));

@@ -85,24 +85,36 @@ TEST(IdentFile, LeavesRecordsOfOthersAlone) {
   EXPECT_EQ(file.findCard({3}, found, number), -383);
 }
 
-// The failing call, the last messages, and how many entries the index has then.
+// The failing call, the last messages, and whether there is an index then: one of nothing, never
+// the one of the file before.
 TEST(IdentFile, TellsWhyALoadFailed) {
-  const std::tuple<Fault, const char*, uint32_t> rows[] = {
-      {{"stat", 1}, "[report 1/16 \"\"]\n[20 identfile] unable to stat ident\n", 3},
-      {{"allocate", 2}, "[20 identfile] ident index allocation failure\n[report 1/1024 \"\"]\n", 0},
-      {{"allocate", 3}, "[20 identindx] unable to create idrecs\n[report 1/1025 \"\"]\n", 0},
-      {{"read", 2}, "[20 identindx] unable to load indexes\n", 0},
+  const std::string noName = "[25 identfile] Not enough memory to create ident filename\n";
+  const std::tuple<Fault, std::string, bool> rows[] = {
+      {{"allocate", 1}, noName, false},
+      {{"stat", 1}, "[report 1/16 \"\"]\n[20 identfile] unable to stat ident\n", false},
+      {{"allocate", 2},
+       "[20 identfile] ident index allocation failure\n[report 1/1024 \"\"]\n",
+       false},
+      {{"allocate", 3}, "[20 identindx] unable to create idrecs\n[report 1/1025 \"\"]\n", true},
+      {{"read", 2}, "[20 identindx] unable to load indexes\n", true},
   };
-  for (const auto& [fault, messages, expected] : rows) {
+  for (const auto& [fault, messages, attached] : rows) {
     Prepared<IdentFile> file;
     TestLog log;
-    const ArmedFault armed(fault);
-    EXPECT_FALSE(file.loadIndex("ident", 0));
+    {
+      const ArmedFault armed(fault);
+      EXPECT_FALSE(file.loadIndex("ident", 0));
+    }
     EXPECT_TRUE(log.take().ends_with(messages)) << messages;
     uint32_t count = 7, capacity = 7;
     file.indexStats(count, capacity);
-    EXPECT_EQ(count, expected) << messages;
-    EXPECT_EQ(capacity, file.index() == nullptr ? 0 : 103) << messages;
+    EXPECT_EQ(count, 0) << messages;
+    EXPECT_EQ(capacity, attached ? 103 : 0) << messages;
+    EXPECT_EQ(file.index() != nullptr, attached) << messages;
+    EXPECT_EQ(file.addIndexKey({1}), -1) << messages;
+    EXPECT_EQ(file.setCardDeleted({1}, count), -1016) << messages;
+    EXPECT_TRUE(file.loadIndex("ident", 0));
+    EXPECT_EQ(file.addIndexKey({1}), 0) << messages;
   }
 }
 

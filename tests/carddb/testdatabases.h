@@ -32,19 +32,15 @@ struct Kind<AccessFile> {
   static constexpr int32_t kOpen = -340, kRead = -341, kWrite = -342;
 };
 
-enum State { kClosed, kBuffering, kReadingAhead };
+enum State { kClosed, kOpen, kReadingAhead };
 
-// A file of three records, its index loaded, brought into this state; while buffering, a fourth
-// record waits.
+// A file of three records, its index loaded, brought into this state.
 template <typename File>
 void prepare(File& file, State state = kClosed) {
   writeRecords(Kind<File>::kName, Kind<File>::three());
   static_cast<void>(file.loadIndex(Kind<File>::kName, 0));
   EXPECT_EQ(state == kClosed ? 0 : file.openFile(O_RDWR), 0);
   if (state == kReadingAhead) file.startReadingAhead();
-  if (state != kBuffering) return;
-  file.startBuffering();
-  EXPECT_EQ(file.appendRecord({}), 0);
 }
 
 // Such a file in a folder of its own, which is the current one.

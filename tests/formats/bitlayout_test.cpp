@@ -98,7 +98,11 @@ struct Judge {
     if (isVff) {
       lines.push_back(std::to_string(bits) + ' ' + std::to_string(numberField + 1) + ' ' +
                       directions[numberField] + ' ' + types[numberField]);
-      lines.insert(lines.end(), masks.begin(), masks.end());
+      for (std::string mask : masks) {
+        const size_t blank = mask.find(' ');
+        if (blank < 144 && blank % 2 == 0) mask.replace(blank, mask.npos, std::string("\0E1*X", 5));
+        lines.push_back(mask);  // A NUL ends it, as blanks at its end do.
+      }
       lines.push_back("0");
       return fileOf("VFF", lines);
     }
@@ -193,7 +197,7 @@ TEST(CardFormat, AgreesWithTheJudge) {
       ASSERT_EQ(format.decodeField(pattern, f, value), 0);
       ASSERT_EQ(value, judge.decode(text, field)) << round << f;
       ASSERT_EQ(format.fieldBitCount(f), judge.state(field).nbits);
-      BitPattern work{{0, random(), 0}};
+      BitPattern work{{random(), random(), random()}};
       std::string expected = bitText(work.words);
       judge.placeParity(field, expected);
       format.computeParityBit(work, f);

@@ -145,18 +145,6 @@ TEST(InputCards, FindRoomInThreeQuartersOfTheMachinesMemory) {
   machinePages = 0;
 }
 
-// The buffers of both databases are written when that of the access database is full, after 1489
-// records: by whatever line comes next.
-TEST(InputCards, FailWithTheLineWhoseRecordFindsNoRoom) {
-  const TestSite site;
-  for (const std::string line :
-       {"c 1 7 0 5000", "n 0 AB 0 5000", "p 77 5000", "o 77 1489", "d 1 7 1 5000"}) {
-    const std::string cards = "f 1 1\nf 2 2\nd 2 1 1489 1\n" + line + "\nx";
-    EXPECT_EQ(write(cards, "/dev/full", "access"), -385) << line;
-    EXPECT_EQ(write(cards, "ident", "/dev/full"), -342) << line;
-  }
-}
-
 constexpr char kCards[] = "f 1 1 A 21\nc 1 7 0 1\n";
 constexpr char kChanged[] = "[25 inputcards] Input cards file cards changed during the build\n";
 

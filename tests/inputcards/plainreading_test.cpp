@@ -217,5 +217,70 @@ TEST(RandomSites, AreBuiltDumpedAndBuiltAgainAsAPlainReadingSays) {
   for (const auto& [result, times] : results) EXPECT_GT(times, 30) << result;
 }
 
+// How a build ends that appends record after record: its result, the line and what was written.
+struct Ending {
+  int32_t result = 0;
+  int line = 0;
+  long idents = 0, accesses = 0;  // Bytes.
+};
+
+Ending endingOf(const std::vector<Entry>& entries, DiskRoom room) {
+  Ending end;
+  const auto append = [&](long& size, long record, int32_t failure) {
+    if (end.result != 0) return;
+    if (record > room.all || size + record > room.each) end.result = failure;
+    if (end.result != 0) return;
+    size += record;
+    room.all -= record;
+  };
+  for (const Entry& e : entries) {
+    if (end.result != 0) break;
+    end.line = e.line;
+    append(end.idents, 28, kIdentWriteFailed);
+    if (e.type != 'o') append(end.accesses, 44, kAccessWriteFailed);
+  }
+  return end;
+}
+
+// The log of a build on a disk with so much room.
+std::string logOnDisk(const std::string& cards, uint32_t level, DiskRoom room, int32_t result) {
+  testing::internal::CaptureStdout();
+  Logger logger("stdout", level);
+  theLogger = &logger;
+  diskRoom = room;
+  EXPECT_EQ(buildCards(cards), result);
+  diskRoom = {};
+  theLogger = nullptr;
+  return testing::internal::GetCapturedStdout();
+}
+
+TEST(FullDisk, EndsABuildWithTheFirstRecordThatFindsNoRoom) {
+  const TestSite site;
+  std::mt19937 random(1);
+  const std::string lines = "f 12 2\nc 12 1 0 1\no 77 1\nn 0 AB 0 2\np 4711 3\nd 12 2 3 4\n";
+  const std::string blocks = "d 12 10 900 10\no 78 10\no 79 11\nd 12 1000 3000 1000\np 5 9000\n";
+  for (const std::string& cards : {lines, lines + blocks})
+    for (const uint32_t level : {25, 75, 100}) {
+      const std::vector<Entry> entries = readCards(cards);
+      const std::string log = logOnDisk(cards, level, {}, 0);
+      const std::string idents = contentOf("ident"), accesses = contentOf("access");
+      for (int i = 0; i < 60; ++i) {
+        const DiskRoom room =
+            i % 2 == 0 ? DiskRoom{.all = long(random() % (idents.size() + accesses.size()))}
+                       : DiskRoom{.each = long(random() % accesses.size())};
+        SCOPED_TRACE(print("level %u, room %ld %ld", level, room.all, room.each));
+        const Ending end = endingOf(entries, room);
+        // Nothing is told of the line but what precedes its records.
+        const size_t told = log.find(print(" line#=%d\n", end.line), log.find("Number of cards"));
+        const std::string kind = end.result == kIdentWriteFailed ? "ident" : "access";
+        EXPECT_EQ(logOnDisk(cards, level, room, end.result),
+                  log.substr(0, log.rfind("[75", told)) + "[25 " + kind +
+                      "file] Error writing to " + kind + " file " + kind + "\n");
+        EXPECT_EQ(contentOf("ident"), idents.substr(0, size_t(end.idents)));
+        EXPECT_EQ(contentOf("access"), accesses.substr(0, size_t(end.accesses)));
+      }
+    }
+}
+
 }  // namespace
 }  // namespace badgemint

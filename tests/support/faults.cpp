@@ -143,6 +143,7 @@ REPLACE_MEMORY(_ZnamRKSt9nothrow_t, (size_t size, const std::nothrow_t& n), (siz
 decltype(read) __real_read;
 decltype(pread) __real_pread;
 decltype(write) __real_write;
+decltype(ftruncate) __real_ftruncate;
 decltype(close) __real_close;
 decltype(sysconf) __real_sysconf;
 
@@ -160,7 +161,16 @@ ssize_t __wrap_pread(int file, void* buffer, size_t size, off_t offset) {
   return strikesTransfer("read", size) ? -1 : __real_pread(file, buffer, size, offset);
 }
 ssize_t __wrap_write(int file, const void* buffer, size_t size) {
-  return strikesTransfer("write", size) ? -1 : __real_write(file, buffer, size);
+  if (strikesTransfer("write", size)) return -1;
+  const long room = std::min(diskRoom.all, diskRoom.each - __real_lseek(file, 0, SEEK_CUR));
+  if (room <= 0 && size > 0) return errno = ENOSPC, -1;
+  size = std::min(size, static_cast<size_t>(room));
+  diskRoom.all -= static_cast<long>(size);
+  return __real_write(file, buffer, size);
+}
+int __wrap_ftruncate(int file, off_t size) {
+  diskRoom.all += __real_lseek(file, 0, SEEK_END) - size;
+  return __real_ftruncate(file, size);
 }
 
 // A failing close has closed the descriptor all the same.

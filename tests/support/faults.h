@@ -65,6 +65,13 @@ class DiskRecorder {
   std::vector<DiskChange> changes;
 };
 
+// How many bytes may still be written to files: to all of them together, and to each from its
+// start.
+struct DiskRoom {
+  long all = 1L << 40, each = 1L << 40;
+};
+inline DiskRoom diskRoom;
+
 // How many pages of memory the machine has for the code under test: -1 unknown, 0 what it has.
 inline long machinePages = 0;
 

@@ -39,7 +39,12 @@ TEST(Logger, OpensFilesAndStreams) {
   EXPECT_EQ(contentOf("log"), "");
   EXPECT_FALSE(Logger("none/log", 0).isOpen());
   EXPECT_TRUE(Logger("none/log", LevelList{"list"}).isOpen());
-  EXPECT_FALSE(Logger("log", LevelList{"none"}).isOpen());
+  for (const char* const path : {"listless", "stdout"}) {
+    Logger listless(path, LevelList{"none"});
+    EXPECT_FALSE(listless.isOpen());
+    listless.write(0, "later");
+    EXPECT_EQ(contentOf(path), "later");
+  }
   {
     const ArmedFault fault({"allocate", 1});
     EXPECT_FALSE(Logger("none/log", LevelList{"list"}).isOpen());

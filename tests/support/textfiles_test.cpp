@@ -100,6 +100,10 @@ TEST(MasterConfiguration, FindsAndChangesTheFirstEntryWhateverTheCase) {
   EXPECT_TRUE(table.entryFileExists("readersfile") && table.openEntryFile("readersfile", reader));
   table.load();
   EXPECT_STREQ(table.find("readersfile")->value.data(), "none/file");
+  std::filesystem::remove("conf");
+  table.load();
+  EXPECT_EQ(table.number("readersfile"), 1) << "what a failed load leaves";
+  log.take();
   EXPECT_FALSE(table.save("/dev/full"));
   EXPECT_EQ(log.take(), "[report 1/14 \"/dev/full\"]\n");
 }

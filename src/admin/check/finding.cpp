@@ -8,29 +8,48 @@
 
 namespace badgemint::admin {
 
+namespace {
+
+std::string kindText(int32_t code, std::string_view rule) {
+  return rule.empty() ? std::to_string(code) : std::string(rule);
+}
+
+}  // namespace
+
+std::string Finding::kind() const {
+  return kindText(code, rule);
+}
+
 int Findings::addFile(std::string name) {
   _files.push_back(std::move(name));
   return static_cast<int>(_files.size()) - 1;
 }
 
-size_t Findings::error(Place place, int32_t code, std::string text) {
-  ++_errors;
-  return _lastError = add({place, std::move(text), code, {}}, std::to_string(code));
-}
-
-void Findings::warning(Place place, std::string_view rule, std::string text) {
-  ++_warnings;
-  add({place, std::move(text), 0, rule}, std::string(rule));
-}
-
-size_t Findings::add(Finding finding, std::string kind) {
-  if (++_counts[std::move(kind)] > kMostOfOneKind && !_keepAll) return kNotKept;
+size_t Findings::add(Finding finding, fmt::string_view format, fmt::format_args args,
+                     std::string_view note) {
+  ++(finding.isError() ? _errors : _warnings);
+  const bool isKept = ++_counts[{finding.code, finding.rule}] <= kMostOfOneKind || _keepAll;
+  const size_t number = isKept ? _kept.size() : kNotKept;
+  if (finding.isError()) _lastError = number;
+  if (!isKept) return number;
+  finding.text = fmt::vformat(format, args).append(note);
   _kept.push_back(std::move(finding));
-  return _kept.size() - 1;
+  return number;
 }
 
-void Findings::amend(size_t error, std::string_view more) {
-  if (error != kNotKept) _kept.at(error).text += more;
+size_t Findings::error(Place place, int32_t code, const std::string& text) {
+  return error(place, code, "{}", text);
+}
+
+void Findings::warning(Place place, std::string_view rule, const std::string& text) {
+  warn(place, rule, "{}", text);
+}
+
+void Findings::countFurther(size_t error, std::string_view what) {
+  if (error == kNotKept) return;
+  Finding& finding = _kept.at(error);
+  ++finding.furtherLines;
+  finding.furtherWhat = what;
 }
 
 void Findings::setVerdict(int32_t result, Place place) {
@@ -39,6 +58,9 @@ void Findings::setVerdict(int32_t result, Place place) {
 
 std::vector<Finding> Findings::sorted() const {
   std::vector<Finding> findings = _kept;
+  for (Finding& finding : findings)
+    if (finding.furtherLines > 0)
+      finding.text += fmt::format("; {}: {}", finding.furtherWhat, finding.furtherLines);
   std::ranges::stable_sort(findings, {}, [](const Finding& finding) {
     return std::tuple(finding.place.file, finding.place.line, finding.place.column);
   });
@@ -48,15 +70,26 @@ std::vector<Finding> Findings::sorted() const {
 std::map<std::string, size_t> Findings::notKept() const {
   std::map<std::string, size_t> more;
   for (const auto& [kind, count] : _counts)
-    if (!_keepAll && count > kMostOfOneKind) more[kind] = count - kMostOfOneKind;
+    if (!_keepAll && count > kMostOfOneKind)
+      more[kindText(kind.first, kind.second)] = count - kMostOfOneKind;
   return more;
 }
 
 std::string Findings::placeText(const Place& place) const {
-  std::string text = printable(fileName(place.file));
-  if (place.line > 0) text += ':' + std::to_string(place.line);
-  if (place.line > 0 && place.column > 0) text += ':' + std::to_string(place.column);
-  return text;
+  const std::string name = printable(fileName(place.file));
+  if (place.line == 0) return name;
+  return place.column > 0 ? fmt::format("{}:{}:{}", name, place.line, place.column)
+                          : fmt::format("{}:{}", name, place.line);
+}
+
+void Findings::print(Console& console) const {
+  for (const Finding& finding : sorted())
+    console.print(
+        "{}: {}: {} [{}]\n", placeText(finding.place),
+        finding.isError() ? console.inErrorColour("error") : console.inWarningColour("warning"),
+        finding.text, finding.kind());
+  for (const auto& [kind, count] : notKept())
+    console.print("{} more findings [{}] (--all prints them)\n", count, kind);
 }
 
 std::string printable(std::string_view text) {

@@ -1,6 +1,6 @@
-// What is wrong or dangerous in a site's files, as people are told: each finding names its place,
-// says in plain words what is the matter, and bears the result code of the build that it would fail
-// or the name of the rule that it breaks.
+// What is wrong or dangerous in a site's files. Each finding has its place, a text that says what
+// is wrong and what comes of it, and in brackets the result of the build that it would fail or the
+// name of the rule that it breaks.
 #ifndef BADGEMINT_ADMIN_CHECK_FINDING_H
 #define BADGEMINT_ADMIN_CHECK_FINDING_H
 
@@ -13,6 +13,8 @@
 #include <string_view>
 #include <utility>
 #include <vector>
+
+#include "admin/console.h"
 
 namespace badgemint::admin {
 
@@ -29,8 +31,13 @@ struct Finding {
   std::string text;
   int32_t code = 0;       // The result of a build, for an error.
   std::string_view rule;  // The name of the rule, for a warning.
+  // Further lines that fail for the same reason, and what they have in common.
+  int64_t furtherLines = 0;
+  std::string_view furtherWhat{};
 
   bool isError() const { return rule.empty(); }
+  // What stands in the brackets.
+  std::string kind() const;
 };
 
 // How a build of the files would end, and where it would meet what ends it.
@@ -40,10 +47,12 @@ struct Verdict {
 };
 
 // All that one run finds. Of one code or rule only the first hundred are kept unless all are asked
-// for; so findings of one code or rule must come in the order of their places.
+// for; so findings of one code or rule must come in the order of their places. The text of a
+// finding that is not kept is never made.
 class Findings {
  public:
   static constexpr size_t kMostOfOneKind = 100;
+  static constexpr size_t kNotKept = SIZE_MAX;
 
   explicit Findings(bool keepAll = false) : _keepAll(keepAll) {}
 
@@ -53,29 +62,35 @@ class Findings {
   const std::string& fileName(int file) const { return _files.at(static_cast<size_t>(file)); }
 
   // Add an error with the result code of the build, and a warning with its rule. The compiler
-  // checks the arguments against the format. `rule` must be a literal. error() returns a handle for
-  // amend().
+  // checks the arguments against the format. `rule` must be a literal. error() returns the error's
+  // number for countFurther(), kNotKept when the error was not kept.
   template <typename... Args>
   size_t error(Place place, int32_t code, fmt::format_string<Args...> format, Args&&... args) {
-    return error(place, code, fmt::format(format, std::forward<Args>(args)...));
+    return add({place, {}, code, {}}, format, fmt::make_format_args(args...));
   }
   template <typename... Args>
   void warn(Place place, std::string_view rule, fmt::format_string<Args...> format,
             Args&&... args) {
-    warning(place, rule, fmt::format(format, std::forward<Args>(args)...));
+    add({place, {}, 0, rule}, format, fmt::make_format_args(args...));
   }
-  size_t error(Place place, int32_t code, std::string text);
-  void warning(Place place, std::string_view rule, std::string text);
+  // Both, for those who have their own way to check the arguments. `note` follows the text.
+  size_t add(Finding finding, fmt::string_view format, fmt::format_args args,
+             std::string_view note = {});
 
-  // Adds to the text of an error what was learnt later, such as what follows from it.
-  void amend(size_t error, std::string_view more);
+  // For the transition to the forms above.
+  size_t error(Place place, int32_t code, const std::string& text);
+  void warning(Place place, std::string_view rule, const std::string& text);
   size_t lastError() const { return _lastError; }
+  void amend(size_t error, std::string_view more) {
+    if (error != kNotKept) _kept.at(error).text += more;
+  }
+
+  // Counts one more line that fails for the same reason as this error.
+  void countFurther(size_t error, std::string_view what);
 
   // The first call counts: a build meets one error.
   void setVerdict(int32_t result, Place place);
   const Verdict& verdict() const { return _verdict; }
-
-  static constexpr size_t kNotKept = SIZE_MAX;  // An error that cannot be amended.
 
   size_t errors() const { return _errors; }
   size_t warnings() const { return _warnings; }
@@ -88,13 +103,16 @@ class Findings {
   // "cards.txt:14:9", without what the place lacks.
   std::string placeText(const Place& place) const;
 
+  // Prints the findings, a line each, and then how many of each kind were not kept.
+  void print(Console& console) const;
+
  private:
-  size_t add(Finding finding, std::string kind);
+  using Kind = std::pair<int32_t, std::string_view>;  // Code or rule.
 
   bool _keepAll;
   std::vector<std::string> _files;
   std::vector<Finding> _kept;
-  std::map<std::string, size_t> _counts;
+  std::map<Kind, size_t> _counts;
   size_t _errors = 0;
   size_t _warnings = 0;
   size_t _lastError = kNotKept;

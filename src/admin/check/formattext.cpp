@@ -20,12 +20,6 @@ std::unique_ptr<CardFormat> makeFormat(FormatText::Kind kind) {
   return std::make_unique<CdfCardFormat>();
 }
 
-// In UTF-8, and alone in the 8-bit sets; elsewhere in UTF-8 its byte is the end of a letter.
-bool isNoBreakSpace(std::string_view text, size_t i) {
-  if (text.substr(i).starts_with("\xC2\xA0")) return true;
-  return text[i] == '\xA0' && (i == 0 || (text[i - 1] & 0x80) == 0);
-}
-
 // Without the NULs that fill it up.
 std::string decoded(const FormatLine& line) {
   std::string text(line.begin(), line.end());
@@ -34,22 +28,6 @@ std::string decoded(const FormatLine& line) {
 }
 
 }  // namespace
-
-std::optional<HiddenByte> findHiddenByte(std::string_view line, size_t from) {
-  std::string_view text = line;
-  for (int i = 0; i < 2 && (text.ends_with('\n') || text.ends_with('\r')); ++i)
-    text.remove_suffix(1);
-  for (size_t i = from; i < text.size(); ++i) {
-    if (text[i] == '\0') {
-      if (text.find_first_not_of('\0', i) == std::string_view::npos) return {};
-      return HiddenByte{i, "a NUL byte: the rest of the line is not read"};
-    }
-    if (text[i] == '\r') return HiddenByte{i, "a carriage return within the line does not end it"};
-    if (isNoBreakSpace(text, i))
-      return HiddenByte{i, "a no-break space is no blank but part of the word"};
-  }
-  return {};
-}
 
 FormatText::Kind FormatText::kindOf(const CardFormat& format) {
   if (dynamic_cast<const VffCardFormat*>(&format) != nullptr) return Kind::kVff;

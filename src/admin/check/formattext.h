@@ -5,25 +5,15 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "admin/check/finding.h"
+#include "admin/check/word.h"
 #include "formats/CardFormat.h"
 
 namespace badgemint::admin {
-
-// What an eye does not see in a text file.
-struct HiddenByte {
-  size_t offset;
-  const char* effect;  // What it is, and what that does.
-};
-
-// The first NUL with something behind it, carriage return before the end of the line, or no-break
-// space from `from` on.
-std::optional<HiddenByte> findHiddenByte(std::string_view line, size_t from = 0);
 
 class FormatText {
  public:

@@ -4,15 +4,6 @@ namespace badgemint::admin {
 
 namespace {
 
-void printFinding(const Finding& finding, const Findings& findings, Console& console) {
-  console.output() << findings.placeText(finding.place) << ": "
-                   << (finding.isError() ? console.inErrorColour("error")
-                                         : console.inWarningColour("warning"))
-                   << ": " << finding.text << " ["
-                   << (finding.isError() ? std::to_string(finding.code) : std::string(finding.rule))
-                   << "]\n";
-}
-
 // Always of the same words, for programs that read it.
 void printSummary(const Findings& findings, const SiteSummary& summary, Console& console) {
   std::ostream& output = console.output();
@@ -29,15 +20,9 @@ void printSummary(const Findings& findings, const SiteSummary& summary, Console&
 
 }  // namespace
 
-void printFindings(const Findings& findings, Console& console) {
-  for (const Finding& finding : findings.sorted()) printFinding(finding, findings, console);
-  for (const auto& [kind, count] : findings.notKept())
-    console.output() << count << " more findings [" << kind << "] (--all prints them)\n";
-}
-
 ExitStatus report(const Findings& findings, const SiteSummary& summary, bool isStrict,
                   Console& console) {
-  printFindings(findings, console);
+  findings.print(console);
   printSummary(findings, summary, console);
   if (findings.errors() > 0 || (isStrict && findings.warnings() > 0)) return ExitStatus::kRefused;
   return findings.warnings() > 0 ? ExitStatus::kFound : ExitStatus::kAllWell;

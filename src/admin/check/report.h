@@ -8,10 +8,7 @@
 
 namespace badgemint::admin {
 
-// Prints the findings, a line each.
-void printFindings(const Findings& findings, Console& console);
-
-// The same, and the summary line. Returns the status that `check` ends with.
+// Prints the findings and the summary line. Returns the status that `check` ends with.
 ExitStatus report(const Findings& findings, const SiteSummary& summary, bool isStrict,
                   Console& console);
 

@@ -1,132 +1,203 @@
 #include "admin/records/changes.h"
 
 #include <algorithm>
+#include <iterator>
+#include <optional>
+#include <type_traits>
+#include <utility>
 
+#include "admin/records/holders.h"
+#include "admin/records/wording.h"
 #include "carddb/identindx.h"
 
 namespace badgemint::admin {
 
 namespace {
 
-// The records from `first` on that have its unique ID.
-std::span<const AccessRecord> holderAt(const std::vector<AccessRecord>& records, size_t first) {
-  size_t end = first;
-  while (end < records.size() && records[end].uniqid == records[first].uniqid) ++end;
-  return std::span(records).subspan(first, end - first);
+using enum CredentialChange::Kind;
+
+CredentialChange::Kind kindOf(const IdentRecord& before, const IdentRecord& now) {
+  if (before.cardsetcode != now.cardsetcode) return kChanged;
+  return now.deleted != 0 ? kDeleted : kRestored;
 }
 
-std::vector<HolderChange> compareHolders(const std::vector<AccessRecord>& before,
-                                         const std::vector<AccessRecord>& now) {
-  std::vector<HolderChange> changes;
-  for (size_t i = 0, j = 0; i < before.size() || j < now.size();) {
-    HolderChange change{holderAt(before, i), holderAt(now, j)};
-    if (change.before.empty() ||
-        (!change.now.empty() && change.now.front().uniqid < change.before.front().uniqid)) {
-      change.before = {};
-    } else if (change.now.empty() || change.before.front().uniqid < change.now.front().uniqid) {
-      change.now = {};
-    }
-    i += change.before.size();
-    j += change.now.size();
-    if (!std::ranges::equal(change.before, change.now)) changes.push_back(change);
-  }
-  return changes;
-}
-
-CredentialFate fateOf(const IdentRecord& before, const IdentRecord& now) {
-  if (before.cardsetcode != now.cardsetcode) return CredentialFate::kChanged;
-  return now.deleted != 0 ? CredentialFate::kDeleted : CredentialFate::kRestored;
-}
-
-// Credentials that are on one side only, and those that both have but not the same.
-std::vector<CredentialChange> compareCredentials(const std::vector<IdentRecord>& before,
-                                                 const std::vector<IdentRecord>& now) {
-  std::vector<CredentialChange> changes;
+// Credentials of one holder, in the order of their keys.
+void compareCredentials(std::span<const IdentRecord> before, std::span<const IdentRecord> now,
+                        std::vector<CredentialChange>& changes) {
   auto old = before.begin();
   auto fresh = now.begin();
   while (old != before.end() || fresh != now.end()) {
-    if (fresh == now.end() || (old != before.end() && orderOf(*old) < orderOf(*fresh))) {
-      changes.push_back({CredentialFate::kRemoved, &*old++, nullptr});
-    } else if (old == before.end() || orderOf(*fresh) < orderOf(*old)) {
-      changes.push_back({CredentialFate::kAdded, nullptr, &*fresh++});
+    const bool isOldOnly =
+        fresh == now.end() || (old != before.end() && old->cardnumber < fresh->cardnumber);
+    const bool isNewOnly =
+        old == before.end() || (fresh != now.end() && fresh->cardnumber < old->cardnumber);
+    if (isOldOnly) {
+      changes.push_back({kRemoved, &*old++, nullptr});
+    } else if (isNewOnly) {
+      changes.push_back({kAdded, nullptr, &*fresh++});
     } else {
-      if (*old != *fresh) changes.push_back({fateOf(*old, *fresh), &*old, &*fresh});
+      if (*old != *fresh) changes.push_back({kindOf(*old, *fresh), &*old, &*fresh});
       ++old, ++fresh;
     }
   }
-  return changes;
 }
 
-// For what has become part of another change.
-constexpr CredentialChange kNoChange{CredentialFate::kAdded, nullptr, nullptr};
-
-void dropNoChanges(std::vector<CredentialChange>& changes) {
+// Makes one change of a removed credential and an added one for which `identityOf` gives the same
+// value; what has none is left alone.
+template <typename IdentityOf>
+void joinPairs(std::vector<CredentialChange>& changes, CredentialChange::Kind kind,
+               IdentityOf identityOf) {
+  using Identity = typename std::invoke_result_t<IdentityOf, const IdentRecord&>::value_type;
+  std::vector<std::pair<Identity, CredentialChange*>> removed, added;
+  for (CredentialChange& change : changes) {
+    if (change.kind != kRemoved && change.kind != kAdded) continue;
+    const bool isRemoved = change.kind == kRemoved;
+    if (const auto identity = identityOf(isRemoved ? *change.before : *change.now))
+      (isRemoved ? removed : added).emplace_back(*identity, &change);
+  }
+  std::sort(removed.begin(), removed.end());
+  std::sort(added.begin(), added.end());
+  for (auto from = removed.begin(), to = added.begin();
+       from != removed.end() && to != added.end();) {
+    if (from->first < to->first) {
+      ++from;
+    } else if (to->first < from->first) {
+      ++to;
+    } else {
+      *from->second = {kind, from->second->before, to->second->now};
+      to->second->now = nullptr;
+      ++from, ++to;
+    }
+  }
   std::erase_if(changes, [](const CredentialChange& change) {
     return change.before == nullptr && change.now == nullptr;
   });
 }
 
-// A change to be found by its key; the words of a key compare faster than its bytes.
-struct KeyedChange {
-  KeyRank key;
-  CredentialChange* change;
-  bool operator<(const KeyedChange& other) const {
-    return key < other.key || (key == other.key && change < other.change);
-  }
-};
-
-std::vector<KeyedChange> inOrderOfKeys(std::vector<CredentialChange>& changes,
-                                       CredentialFate fate) {
-  std::vector<KeyedChange> chosen;
-  for (CredentialChange& change : changes) {
-    if (change.fate != fate) continue;
-    const IdentRecord* const record = change.before != nullptr ? change.before : change.now;
-    chosen.push_back({IdentIndexEntry::rank(record->cardnumber), &change});
-  }
-  std::sort(chosen.begin(), chosen.end());
-  return chosen;
+std::optional<KeyRank> keyOf(const IdentRecord& record) {
+  return IdentIndexEntry::rank(record.cardnumber);
 }
 
-// What one holder has lost and another has got is one change.
-void joinMoves(std::vector<CredentialChange>& changes) {
-  const std::vector<KeyedChange> lost = inOrderOfKeys(changes, CredentialFate::kRemoved);
-  const std::vector<KeyedChange> got = inOrderOfKeys(changes, CredentialFate::kAdded);
-  for (auto from = lost.begin(), to = got.begin(); from != lost.end() && to != got.end();) {
-    if (from->key < to->key) {
-      ++from;
-    } else if (to->key < from->key) {
-      ++to;
-    } else {
-      *from->change = {CredentialFate::kMoved, from->change->before, to->change->now};
-      *to->change = kNoChange;
-      ++from, ++to;
+// A holder's PIN, whatever its digits are.
+std::optional<std::pair<uint32_t, uint32_t>> pinOf(const IdentRecord& record) {
+  if (record.cardsetcode != kPinOnlyCode && record.cardsetcode != kPinIdentCode)
+    return std::nullopt;
+  return std::pair(record.uniqid, record.cardsetcode);
+}
+
+// Writes lines of text through a buffer of its own: there may be a million of them.
+class ChangePrinter {
+ public:
+  ChangePrinter(const Site& before, const Site& now, bool withPins, Console& console)
+      : _before(before), _now(now), _withPins(withPins), _console(console) {}
+
+  void print(const Changes& changes) {
+    auto credential = changes.credentials.begin();
+    const auto printCredentialsBefore = [&](uint64_t uniqid) {
+      for (; credential != changes.credentials.end() && credential->uniqid() < uniqid; ++credential)
+        print(*credential);
+    };
+    for (const HolderChange& holder : changes.holders) {
+      printCredentialsBefore(holder.uniqid());
+      print(holder);
     }
+    printCredentialsBefore(UINT64_MAX);
+    flush();
   }
-  dropNoChanges(changes);
-}
 
-// A PIN that gives way to another one is one change, too.
-void joinPins(std::vector<CredentialChange>& changes) {
-  for (auto first = changes.begin(); first != changes.end();) {
-    const auto end = std::find_if(
-        first, changes.end(),
-        [uniqid = first->uniqid()](const auto& change) { return change.uniqid() != uniqid; });
-    for (const uint32_t code : {kPinOnlyCode, kPinIdentCode}) {
-      auto fresh = first;
-      for (auto old = first; old != end; ++old) {
-        if (old->fate != CredentialFate::kRemoved || old->before->cardsetcode != code) continue;
-        fresh = std::find_if(fresh, end, [code](const auto& change) {
-          return change.fate == CredentialFate::kAdded && change.now->cardsetcode == code;
-        });
-        if (fresh == end) break;
-        *old = {CredentialFate::kChanged, old->before, fresh->now};
-        *fresh++ = kNoChange;
+ private:
+  void print(const HolderChange& change) {
+    add("holder {}: ", change.uniqid());
+    if (change.before.empty()) return endLine("added");
+    if (change.now.empty()) return endLine("removed");
+    add("changed: ");
+    const char* separator = "";
+    if (change.before.size() != change.now.size()) {
+      add("access records: {} -> {}", change.before.size(), change.now.size());
+      separator = ", ";
+    }
+    for (size_t i = 0; i < std::min(change.before.size(), change.now.size()); ++i)
+      for (const AccessField& field : accessFields()) {
+        if (field.valueOf(change.before[i]) == field.valueOf(change.now[i])) continue;
+        add("{}{}", std::exchange(separator, ", "), field.name);
+        addValues(field, change.before[i], change.now[i]);
       }
-    }
-    first = end;
+    endLine("");
   }
-  dropNoChanges(changes);
-}
+
+  void addValues(const AccessField& field, const AccessRecord& before, const AccessRecord& now) {
+    if (field.kind == AccessField::Kind::kPin && !_withPins) return;
+    add(": {} -> {}", valueText(field, before, _withPins), valueText(field, now, _withPins));
+  }
+
+  void print(const CredentialChange& change) {
+    add("holder {}: ", change.uniqid());
+    const bool hasNewCode = change.before != nullptr && change.now != nullptr &&
+                            change.before->cardsetcode != change.now->cardsetcode;
+    switch (change.kind) {
+      case kAdded:
+        add("{} added", newText(change));
+        break;
+      case kRemoved:
+        add("{} removed", oldText(change));
+        break;
+      case kMoved:
+        add("{} moved to holder {}", oldText(change), change.now->uniqid);
+        if (hasNewCode) add(" as {}", newText(change));
+        break;
+      case kChanged:
+        if (hasNewCode || _withPins)
+          add("{} -> {}", oldText(change), newText(change));
+        else
+          add("PIN changed");
+        break;
+      case kDeleted:
+      case kRestored:
+        add("{}", oldText(change));
+    }
+    addDeletion(change);
+    endLine("");
+  }
+
+  // Added, moved and changed credentials may have the mark of deletion as well.
+  void addDeletion(const CredentialChange& change) {
+    const uint32_t before = change.before == nullptr ? 0 : change.before->deleted;
+    const uint32_t now = change.now == nullptr ? before : change.now->deleted;
+    if (before == now) return;
+    add("{}", change.kind == kDeleted || change.kind == kRestored ? " " : ", ");
+    if (before != 0 && now != 0)
+      add("mark of deletion {} -> {}", before, now);
+    else
+      add("{}", now != 0 ? "deleted" : "restored");
+  }
+
+  std::string oldText(const CredentialChange& change) const {
+    return credentialText(*change.before, _before, _withPins);
+  }
+  std::string newText(const CredentialChange& change) const {
+    return credentialText(*change.now, _now, _withPins);
+  }
+
+  template <typename... Args>
+  void add(fmt::format_string<Args...> format, Args&&... args) {
+    fmt::format_to(std::back_inserter(_text), format, std::forward<Args>(args)...);
+  }
+  void endLine(const char* end) {
+    add("{}\n", end);
+    if (_text.size() >= kBlockSize) flush();
+  }
+  void flush() {
+    _console.output().write(_text.data(), static_cast<std::streamsize>(_text.size()));
+    _text.clear();
+  }
+
+  static constexpr size_t kBlockSize = size_t{64} * 1024;
+
+  const Site &_before, &_now;
+  const bool _withPins;
+  Console& _console;
+  fmt::memory_buffer _text;
+};
 
 }  // namespace
 
@@ -136,16 +207,26 @@ size_t Changes::countHolders(bool before, bool now) const {
   }));
 }
 
-size_t Changes::countCredentials(CredentialFate fate) const {
-  return static_cast<size_t>(std::ranges::count(credentials, fate, &CredentialChange::fate));
+size_t Changes::countCredentials(CredentialChange::Kind kind) const {
+  return static_cast<size_t>(std::ranges::count(credentials, kind, &CredentialChange::kind));
 }
 
 Changes compare(const Databases& before, const Databases& now) {
-  Changes changes{compareHolders(before.accesses, now.accesses),
-                  compareCredentials(before.idents, now.idents)};
-  joinMoves(changes.credentials);
-  joinPins(changes.credentials);
+  Changes changes;
+  forEachUniqid(before.accesses, now.accesses, [&](uint32_t, auto old, auto fresh) {
+    if (!std::ranges::equal(old, fresh)) changes.holders.push_back({old, fresh});
+  });
+  forEachUniqid(before.idents, now.idents, [&](uint32_t, auto old, auto fresh) {
+    compareCredentials(old, fresh, changes.credentials);
+  });
+  joinPairs(changes.credentials, kMoved, keyOf);
+  joinPairs(changes.credentials, kChanged, pinOf);
   return changes;
+}
+
+void printChanges(const Changes& changes, const Site& before, const Site& now, bool withPins,
+                  Console& console) {
+  ChangePrinter(before, now, withPins, console).print(changes);
 }
 
 }  // namespace badgemint::admin

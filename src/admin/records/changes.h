@@ -7,40 +7,49 @@
 #include <span>
 #include <vector>
 
-#include "admin/records/databases.h"
+#include "admin/records/site.h"
 
 namespace badgemint::admin {
 
-// A holder whose access records are not the same. Spans of the databases that were compared, empty
-// where the holder is not.
+// A holder whose access records differ. An empty span: the holder is not in that database.
 struct HolderChange {
   std::span<const AccessRecord> before, now;
   uint32_t uniqid() const { return (before.empty() ? now : before).front().uniqid; }
 };
 
-// A PIN in place of another one of the same holder is a change, too.
-enum class CredentialFate { kAdded, kRemoved, kMoved, kDeleted, kRestored, kChanged };
-
-// Records of the databases that were compared; null where the credential is not.
 struct CredentialChange {
-  CredentialFate fate;
-  const IdentRecord *before, *now;
+  enum class Kind {
+    kAdded,
+    kRemoved,
+    kMoved,     // To another holder.
+    kDeleted,   // Marked as deleted.
+    kRestored,  // No longer marked.
+    kChanged,   // The card set code, or one PIN in place of another.
+  };
+
+  Kind kind;
+  const IdentRecord *before, *now;  // Null when the credential is not in that database.
   uint32_t uniqid() const { return (before != nullptr ? before : now)->uniqid; }
-  // Of one that both have: as a card of another card set, or a PIN of another kind.
-  bool isOtherwiseCoded() const { return before->cardsetcode != now->cardsetcode; }
 };
 
-// Both in the order of unique IDs: of the old one where there is one.
+// The differences between two pairs of databases, both lists in the order of (old) unique IDs. They
+// point into the databases that were compared, which must outlive them.
 struct Changes {
   std::vector<HolderChange> holders;
   std::vector<CredentialChange> credentials;
 
+  bool empty() const { return holders.empty() && credentials.empty(); }
+  // Holders that are in the old databases or not, and in the new ones or not.
   size_t countHolders(bool before, bool now) const;
-  size_t countCredentials(CredentialFate fate) const;
+  size_t countCredentials(CredentialChange::Kind kind) const;
 };
 
-// Both are sorted, and outlive the changes.
+// Both must be sorted.
 Changes compare(const Databases& before, const Databases& now);
+
+// Prints a line for each change, all of one holder together.
+void printChanges(const Changes& changes, const Site& before, const Site& now, bool withPins,
+                  Console& console);
 
 }  // namespace badgemint::admin
 

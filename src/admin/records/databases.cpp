@@ -1,52 +1,80 @@
 #include "admin/records/databases.h"
 
 #include <algorithm>
+#include <filesystem>
+#include <system_error>
 
 #include "admin/console.h"
 #include "admin/files/folder.h"
+#include "admin/records/holders.h"
 #include "carddb/recordfile.h"
 
 namespace badgemint::admin {
 
 namespace {
 
-constexpr uint32_t kHighestCode = kPinIdentCode;
-
-bool isPossible(const IdentRecord& record) {
-  return record.cardsetcode <= kHighestCode && record.deleted <= 1;
-}
-bool isPossible(const AccessRecord& record) {
-  return record.bitflds <= AccessRecord::kAllFlags;
-}
-
-template <typename Record>
-void demandPossible(const std::vector<Record>& records, const std::string& name) {
-  for (const Record& record : records)
-    if (!isPossible(record)) throw Failure(ExitStatus::kRefused, name + " is no such database");
-}
-
-void demandWhole(size_t rest, const std::string& name) {
-  if (rest != 0)
-    throw Failure(ExitStatus::kRefused, name + " ends within a record: it is no whole database");
-}
-
-// Returns what is left behind the records.
+// Returns the number of bytes after the last whole record.
 template <typename Record>
 size_t readRecords(const std::string& name, std::vector<Record>& records) {
   RecordReader reader;
   throwErrnoUnless(reader.open(name.c_str()), name);
   records.clear();
+  std::error_code unknownSize;
+  if (const auto size = std::filesystem::file_size(name, unknownSize); !unknownSize)
+    records.reserve(size / Record::kSize);
   Record record;
   while (reader.next(record)) records.push_back(record);
   throwErrnoUnless(!reader.failed(), name);
   return reader.rest();
 }
 
-// Most databases are in order already, as exports are.
 template <typename Record>
-void sortRecords(std::vector<Record>& records) {
-  const auto before = [](const Record& a, const Record& b) { return orderOf(a) < orderOf(b); };
-  if (!std::ranges::is_sorted(records, before)) std::ranges::stable_sort(records, before);
+void sortByUniqid(std::vector<Record>& records) {
+  if (std::ranges::is_sorted(records, {}, &Record::uniqid)) return;
+  std::vector<Record> sorted;
+  sorted.reserve(records.size());
+  for (const uint32_t number : orderByUniqid(records)) sorted.push_back(records[number]);
+  records = std::move(sorted);
+}
+
+// Of each holder, who has hardly ever more than two.
+void sortCredentialsByKey(std::vector<IdentRecord>& idents) {
+  for (auto first = idents.begin(); first != idents.end();) {
+    const auto last = std::find_if(first, idents.end(), [first](const IdentRecord& record) {
+      return record.uniqid != first->uniqid;
+    });
+    if (last - first > 1) std::ranges::stable_sort(first, last, {}, &IdentRecord::cardnumber);
+    first = last;
+  }
+}
+
+template <typename Record>
+std::span<const uint32_t> recordsOf(uint32_t uniqid, const std::vector<uint32_t>& numbers,
+                                    const std::vector<Record>& records) {
+  const auto uniqidOf = [&records](uint32_t number) { return records[number].uniqid; };
+  return std::span(std::ranges::equal_range(numbers, uniqid, {}, uniqidOf));
+}
+
+bool isPlausible(const IdentRecord& record) {
+  return record.cardsetcode <= kPinIdentCode && record.deleted <= 1;
+}
+bool isPlausible(const AccessRecord& record) {
+  return record.bitflds <= AccessRecord::kAllFlags;
+}
+
+template <typename Record>
+void requirePlausibleRecords(const std::vector<Record>& records, const std::string& name) {
+  const auto isImplausible = [](const Record& record) { return !isPlausible(record); };
+  const auto found = std::ranges::find_if(records, isImplausible);
+  if (found != records.end())
+    throw Failure(ExitStatus::kRefused, "{} is not such a database: record {} is impossible", name,
+                  found - records.begin());
+}
+
+void requireWholeRecords(size_t rest, const std::string& name) {
+  if (rest != 0)
+    throw Failure(ExitStatus::kRefused, "{} ends within a record: it is not a whole database",
+                  name);
 }
 
 }  // namespace
@@ -60,8 +88,9 @@ void Databases::readAccesses(const std::string& name) {
 }
 
 void Databases::sort() {
-  sortRecords(idents);
-  sortRecords(accesses);
+  sortByUniqid(accesses);
+  sortByUniqid(idents);
+  sortCredentialsByKey(idents);
 }
 
 size_t Databases::countHolders() const {
@@ -71,17 +100,30 @@ size_t Databases::countHolders() const {
   return holders;
 }
 
-void demandWhole(const Databases& databases, const std::string& identName,
-                 const std::string& accessName) {
-  demandWhole(databases.identRest, identName);
-  demandWhole(databases.accessRest, accessName);
+HolderIndex::HolderIndex(const Databases& databases)
+    : _databases(databases),
+      _idents(orderByUniqid(databases.idents)),
+      _accesses(orderByUniqid(databases.accesses)) {}
+
+std::span<const uint32_t> HolderIndex::identsOf(uint32_t uniqid) const {
+  return recordsOf(uniqid, _idents, _databases.idents);
 }
 
-void demandPossible(const Databases& databases, const std::string& identName,
-                    const std::string& accessName) {
-  demandPossible(databases.idents, identName);
-  demandPossible(databases.accesses, accessName);
-  demandWhole(databases, identName, accessName);
+std::span<const uint32_t> HolderIndex::accessesOf(uint32_t uniqid) const {
+  return recordsOf(uniqid, _accesses, _databases.accesses);
+}
+
+void requireWholeRecords(const Databases& databases, const std::string& identName,
+                         const std::string& accessName) {
+  requireWholeRecords(databases.identRest, identName);
+  requireWholeRecords(databases.accessRest, accessName);
+}
+
+void requirePlausibleRecords(const Databases& databases, const std::string& identName,
+                             const std::string& accessName) {
+  requirePlausibleRecords(databases.idents, identName);
+  requirePlausibleRecords(databases.accesses, accessName);
+  requireWholeRecords(databases, identName, accessName);
 }
 
 }  // namespace badgemint::admin

@@ -3,6 +3,8 @@
 #define BADGEMINT_ADMIN_RECORDS_DATABASES_H
 
 #include <cstddef>
+#include <cstdint>
+#include <span>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -12,7 +14,7 @@
 
 namespace badgemint::admin {
 
-// How sorted records stand.
+// The order of sorted records.
 inline auto orderOf(const IdentRecord& record) {
   return std::tie(record.uniqid, record.cardnumber);
 }
@@ -20,30 +22,45 @@ inline auto orderOf(const AccessRecord& record) {
   return record.uniqid;
 }
 
-// As they are read, record n stands at n times its size in its file, and holds whatever is there.
+// In the order of the files until they are sorted: record n of a vector is record n of its file.
+// The records may hold anything.
 struct Databases {
   std::vector<IdentRecord> idents;
   std::vector<AccessRecord> accesses;
-  size_t identRest = 0, accessRest = 0;  // Bytes behind the last whole record.
+  size_t identRest = 0, accessRest = 0;  // Bytes after the last whole record.
 
   // Throw std::system_error when the file cannot be opened or read.
   void readIdents(const std::string& name);
   void readAccesses(const std::string& name);
 
-  // Brings both into the order of unique IDs, credentials of one ID into that of their keys.
-  // Records alike in that stay as they stood.
+  // Sorts both by unique IDs, and credentials of one holder by their keys. Records that are equal
+  // in that keep their order.
   void sort();
 
-  // Distinct unique IDs of the access database, once it is sorted.
+  // The number of different unique IDs in the access database, once it is sorted.
   size_t countHolders() const;
 };
 
+// Finds the records of a holder by their numbers, which are in the order of the file. The databases
+// must outlive it and keep their order.
+class HolderIndex {
+ public:
+  explicit HolderIndex(const Databases& databases);
+
+  std::span<const uint32_t> identsOf(uint32_t uniqid) const;
+  std::span<const uint32_t> accessesOf(uint32_t uniqid) const;
+
+ private:
+  const Databases& _databases;
+  std::vector<uint32_t> _idents, _accesses;  // Record numbers by unique ID.
+};
+
 // Throws Failure (refused) when a file ends within a record.
-void demandWhole(const Databases& databases, const std::string& identName,
-                 const std::string& accessName);
-// The same when it holds records that cannot be.
-void demandPossible(const Databases& databases, const std::string& identName,
-                    const std::string& accessName);
+void requireWholeRecords(const Databases& databases, const std::string& identName,
+                         const std::string& accessName);
+// The same when a record holds what no database of a site holds.
+void requirePlausibleRecords(const Databases& databases, const std::string& identName,
+                             const std::string& accessName);
 
 }  // namespace badgemint::admin
 

@@ -2,8 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <new>
+#include <span>
+#include <tuple>
 
-#include "admin/records/proof.h"
+#include "admin/records/holders.h"
 #include "admin/records/wording.h"
 #include "cardsets/card_functions.h"
 #include "inputcards/cardindex.h"
@@ -13,17 +16,64 @@
 
 namespace badgemint::admin {
 
+std::string Faults::nameOf(const IdentRecord& record) const {
+  return fmt::format("holder {}: {}", record.uniqid,
+                     credentialText(record, _site, _options.withPins));
+}
+
+std::string* Faults::keep(FaultPlace place, std::string_view rule) {
+  ++_count;
+  OfRule& own = _rules[rule];
+  ++own.count;
+  if (!_options.all && own.kept.size() == kMostOfOneRule) {
+    const auto last = std::prev(own.kept.end());
+    if (last->first <= place) return nullptr;
+    own.kept.erase(last);
+  }
+  return &own.kept.emplace(place, std::string())->second;
+}
+
+std::string Faults::placeText(const FaultPlace& place) const {
+  const std::array files = {&_options.site.ident, &_options.site.access, &_options.cards,
+                            &_options.site.cardSets};
+  const std::string name = printable(*files.at(static_cast<size_t>(place.file)));
+  if (place.number == FaultPlace::kWholeFile) return name;
+  if (place.file == FaultFile::kCards || place.file == FaultFile::kCardSets)
+    return fmt::format("{}:{}", name, place.number);
+  const size_t size = place.file == FaultFile::kIdent ? IdentRecord::kSize : AccessRecord::kSize;
+  return fmt::format("{}: record {} (offset {})", name, place.number,
+                     static_cast<size_t>(place.number) * size);
+}
+
+void Faults::print(Console& console) const {
+  std::vector<std::tuple<FaultPlace, std::string_view, const std::string*>> faults;
+  for (const auto& [rule, own] : _rules) {
+    if (own.count > kMostUncounted) console.print("{} faults [{}]\n", own.count, rule);
+    for (const auto& [place, text] : own.kept) faults.emplace_back(place, rule, &text);
+  }
+  std::ranges::stable_sort(faults, {}, [](const auto& fault) { return std::get<0>(fault); });
+  for (const auto& [place, rule, text] : faults)
+    console.print("{}: {} [{}]\n", placeText(place), *text, rule);
+  for (const auto& [rule, own] : _rules)
+    if (own.count > own.kept.size())
+      console.print("{} more faults [{}] (--all prints them)\n", own.count - own.kept.size(), rule);
+}
+
 namespace {
 
 bool isValid(const IdentRecord& record) {
   return record.deleted == 0;
 }
 
-template <size_t Digits>
-bool isPackedPin(std::span<const uint8_t> packed) {
+// Whether the bytes are what packing a PIN gives. No PIN at all is a single filler.
+template <size_t Digits, size_t Bytes>
+bool isPackedPin(const std::array<uint8_t, Bytes>& packed) {
   const DigitText<Digits> digits(packed);
   const std::string_view pin = digits.c_str();
-  return std::ranges::all_of(pin, isDigit) && isPin<Digits>(packed, pin);
+  if (!std::ranges::all_of(pin, isDigit)) return false;
+  std::array<uint8_t, Bytes> again{};
+  packDigits(pin, again);
+  return packed == again;
 }
 
 // What the build's rules for unique IDs ask of an entry of its card index.
@@ -37,65 +87,68 @@ CardIndexEntry entryOf(const IdentRecord& record) {
 
 class RecordRules {
  public:
-  RecordRules(const Databases& databases, const RecordOrders& orders, const Site& site,
-              RecordFaults& faults)
+  RecordRules(const Databases& databases, const Site& site, const ExpectedNumbers& expected,
+              Faults& faults)
       : _idents(databases.idents),
         _accesses(databases.accesses),
-        _orders(orders),
         _site(site),
+        _expected(expected),
         _faults(faults) {}
 
-  void judge() {
-    for (size_t i = 0; i < _idents.size(); ++i) judgeIdent(i);
-    for (size_t i = 0; i < _accesses.size(); ++i) judgeAccess(i);
-    judgeKeys();
-    judgeHolders();
+  // A record that is exactly as a build makes it keeps the rules for single records.
+  void check() {
+    for (size_t i = 0; i < _idents.size(); ++i)
+      if (!_expected.hasIdent(i)) checkIdent(i);
+    for (size_t i = 0; i < _accesses.size(); ++i)
+      if (!_expected.hasAccess(i)) checkAccess(i);
+    checkSharedKeys();
+    checkHolders();
   }
 
  private:
-  void judgeIdent(size_t i) {
+  void checkIdent(size_t i) {
     const IdentRecord& record = _idents[i];
-    if (record.deleted > 1) _faults.addIdent({i, "mark", "has mark of deletion", record.deleted});
+    if (record.deleted > 1) _faults.addIdent(i, "mark", "has mark of deletion {}", record.deleted);
     if (record.cardsetcode > kPinIdentCode) {
-      _faults.addIdent({i, "card-set", "has a code that is no card set's:", record.cardsetcode});
+      _faults.addIdent(i, "card-set", "has the invalid card set code {}", record.cardsetcode);
     } else if (isPinEntry(record)) {
       const bool isEmpty = record.cardnumber[0] >> 4 == 0xF;
       if (isEmpty || !isPackedPin<kMaxPinIdentDigits>(record.cardnumber))
-        _faults.addIdent({i, "pin", "is not stored as digits and their end"});
+        _faults.addIdent(i, "pin", "is not stored as packed digits: no keypad entry matches it");
     } else if (record.cardsetcode != kFormatlessCode) {
-      judgeCard(i);
+      checkCard(i);
     }
   }
 
-  void judgeCard(size_t i) {
+  void checkCard(size_t i) {
     const IdentRecord& record = _idents[i];
     const CardEncoder& encoder = encoderOf(record.cardsetcode);
     if (encoder.format == nullptr) {
-      const bool isSet = _site.sets().getCardSet(record.cardsetcode) != nullptr;
-      _faults.addIdent({i, "card-set",
-                        isSet ? "has no format: none is listed for card set"
-                              : "has no format: the card sets file lacks card set",
-                        record.cardsetcode});
+      if (_site.sets().getCardSet(record.cardsetcode) == nullptr)
+        _faults.addIdent(i, "card-set", "has no format: the card sets file lacks card set {}",
+                         record.cardsetcode);
+      else
+        _faults.addIdent(i, "card-set", "has no format: the formats file lacks that of card set {}",
+                         record.cardsetcode);
       return;
     }
     const CardPattern again = encoder.encode(encoder.decode(record.cardnumber));
     if (again == record.cardnumber) return;
-    _faults.addIdent({i,
-                      "key",
-                      "has a key that its card set does not give",
-                      {},
-                      deviation(*encoder.format, record.cardnumber, again)});
+    if (hasOtherFields(*encoder.format, record.cardnumber, again))
+      _faults.addIdent(i, "key", "has a key with other site values than its card set");
+    else
+      _faults.addIdent(i, "key",
+                       "has a key with wrong parity, wrong fixed bits or bits after its end");
   }
 
-  static const char* deviation(const CardFormat& format, const CardPattern& key,
-                               const CardPattern& again) {
+  static bool hasOtherFields(const CardFormat& format, const CardPattern& a, const CardPattern& b) {
     for (int32_t field = 0; field < kFieldCount; ++field) {
-      int64_t value = 0, expected = 0;
-      static_cast<void>(format.decodeField(key, field, value));
-      static_cast<void>(format.decodeField(again, field, expected));
-      if (value != expected) return "another site value";
+      int64_t valueOfA = 0, valueOfB = 0;
+      static_cast<void>(format.decodeField(a, field, valueOfA));
+      static_cast<void>(format.decodeField(b, field, valueOfB));
+      if (valueOfA != valueOfB) return true;
     }
-    return "parity, fixed bits, or bits behind the card's end";
+    return false;
   }
 
   const CardEncoder& encoderOf(uint32_t csid) {
@@ -106,89 +159,90 @@ class RecordRules {
     return encoder;
   }
 
-  void judgeAccess(size_t i) {
+  void checkAccess(size_t i) {
     const AccessRecord& record = _accesses[i];
     if (record.bitflds > AccessRecord::kAllFlags)
-      _faults.addAccess({i, "flag", "has flags beyond flag 5"});
+      _faults.addAccess(i, "flag", "has flags beyond flag 5");
     if (!isPackedPin<AccessRecord::kPinDigits>(record.pincode))
-      _faults.addAccess({i, "pin", "has a PIN that is not stored as digits and their end"});
+      _faults.addAccess(i, "pin", "has a PIN that is not stored as packed digits");
   }
 
-  void judgeKeys() {
-    for (RecordNumbers rest = _orders.identsByKey(); !rest.empty();) {
-      const RecordNumbers alike = firstAlike(rest, _idents, &IdentRecord::cardnumber);
-      rest = rest.subspan(alike.size());
-      if (alike.size() > 1) judgeSameKey(alike);
-    }
-  }
-
-  void judgeSameKey(RecordNumbers numbers) {
-    const size_t* first = nullptr;
-    for (const size_t& i : numbers) {
-      if (!isValid(_idents[i])) continue;
-      if (first != nullptr)
-        _faults.addIdent({i, "unique", "has the key of record", *first});
+  // The index of a build finds records that share a key without sorting all of them.
+  void checkSharedKeys() {
+    CardIndex index;
+    if (!index.isInitialised()) throw std::bad_alloc();
+    for (size_t i = 0; i < _idents.size(); ++i)
+      if (isValid(_idents[i]) && index.add(_idents[i].cardnumber, _idents[i].uniqid, kCardLine,
+                                           static_cast<int32_t>(i), 0, 0) < 0)
+        throw std::bad_alloc();
+    CardIndexSuspects suspects;
+    if (!index.collectByKey(suspects)) throw std::bad_alloc();
+    const CardIndexEntry* first = nullptr;
+    for (const CardIndexSuspect& suspect : suspects.elements()) {
+      const CardIndexEntry& entry = index.entry(suspect.position);
+      if (first == nullptr || first->key != entry.key)
+        first = &entry;
       else
-        first = &i;
+        _faults.addIdent(static_cast<size_t>(entry.line), "unique", "has the key of record {}",
+                         first->line);
     }
   }
 
-  // All holders, those of either database, by their unique IDs.
-  void judgeHolders() {
-    RecordNumbers idents = _orders.identsByUniqid(), accesses = _orders.accessesByUniqid();
-    while (!idents.empty() || !accesses.empty()) {
-      RecordNumbers own = firstAlike(idents, _idents, &IdentRecord::uniqid);
-      RecordNumbers rights = firstAlike(accesses, _accesses, &AccessRecord::uniqid);
-      if (!own.empty() && !rights.empty()) {
-        const uint32_t a = _idents[own[0]].uniqid, b = _accesses[rights[0]].uniqid;
-        if (a > b) own = {};
-        if (b > a) rights = {};
-      }
-      judgeHolder(own, rights);
-      idents = idents.subspan(own.size());
-      accesses = accesses.subspan(rights.size());
-    }
+  using Numbers = std::span<const uint32_t>;
+
+  void checkHolders() {
+    const std::vector<uint32_t> idents = orderByUniqid(_idents);
+    const std::vector<uint32_t> accesses = orderByUniqid(_accesses);
+    forEachUniqid(
+        Numbers(idents), Numbers(accesses), [this](uint32_t i) { return _idents[i].uniqid; },
+        [this](uint32_t i) { return _accesses[i].uniqid; },
+        [this](uint32_t, Numbers own, Numbers rights) {
+          checkAccessesOfHolder(own, rights);
+          checkIdentsOfHolder(own, rights.empty());
+        });
   }
 
-  // The credentials that a build writes an access record with.
-  size_t countOwners(RecordNumbers idents) const {
-    return static_cast<size_t>(std::ranges::count_if(
-        idents, [this](size_t i) { return _idents[i].cardsetcode != kPinIdentCode; }));
-  }
-
-  void judgeHolder(RecordNumbers idents, RecordNumbers accesses) {
+  // A build writes an access record with each credential but the PIN beside a card.
+  void checkAccessesOfHolder(Numbers idents, Numbers accesses) {
     if (idents.empty())
-      for (const size_t i : accesses) _faults.addAccess({i, "holder", "has no credential"});
-    for (size_t n = std::max(countOwners(idents), size_t{1}); n < accesses.size(); ++n)
-      _faults.addAccess({accesses[n], "holder", "already has record", accesses[0]});
-    const size_t* last = nullptr;
+      for (const uint32_t i : accesses) _faults.addAccess(i, "holder", "has no credential");
+    const auto owners = static_cast<size_t>(std::ranges::count_if(
+        idents, [this](uint32_t i) { return _idents[i].cardsetcode != kPinIdentCode; }));
+    for (size_t n = std::max(owners, size_t{1}); n < accesses.size(); ++n)
+      _faults.addAccess(accesses[n], "holder", "already has record {}", accesses[0]);
+  }
+
+  // A PIN beside a card that lacks its card passes a build when no unique ID is lower.
+  void checkIdentsOfHolder(Numbers idents, bool hasNoAccess) {
+    const uint32_t* last = nullptr;
     size_t valid = 0;
-    for (const size_t& i : idents) {
+    for (const uint32_t& i : idents) {
       if (!isValid(_idents[i])) continue;
       ++valid;
-      if (accesses.empty()) _faults.addIdent({i, "holder", "has no access record"});
+      if (hasNoAccess && !_expected.hasIdent(i))
+        _faults.addIdent(i, "holder", "has no access record");
       if (last != nullptr &&
           !CardIndex::mayShareUniqid(entryOf(_idents[*last]), entryOf(_idents[i])))
-        _faults.addIdent({i, "unique", "has the unique ID of record", *last});
+        _faults.addIdent(i, "unique", "has the unique ID of record {}", *last);
       last = &i;
     }
-    if (valid == 1 && _idents[*last].cardsetcode == kPinIdentCode)
-      _faults.addIdent({*last, "pair", "has no card beside it"});
+    if (valid == 1 && _idents[*last].cardsetcode == kPinIdentCode && !_expected.hasIdent(*last))
+      _faults.addIdent(*last, "pair", "has no card beside it");
   }
 
   const std::vector<IdentRecord>& _idents;
   const std::vector<AccessRecord>& _accesses;
-  const RecordOrders& _orders;
   const Site& _site;
-  RecordFaults& _faults;
+  const ExpectedNumbers& _expected;
+  Faults& _faults;
   std::array<CardEncoder, kLastCardSetId + 1> _encoders;  // By card set, when first used.
 };
 
 }  // namespace
 
-void judgeRecords(const Databases& databases, const RecordOrders& orders, const Site& site,
-                  RecordFaults& faults) {
-  RecordRules(databases, orders, site, faults).judge();
+void checkRecords(const Databases& databases, const Site& site, const ExpectedNumbers& expected,
+                  Faults& faults) {
+  RecordRules(databases, site, expected, faults).check();
 }
 
 }  // namespace badgemint::admin

@@ -1,6 +1,5 @@
 #include "admin/records/site.h"
 
-#include <algorithm>
 #include <new>
 #include <set>
 
@@ -12,12 +11,30 @@
 
 namespace badgemint::admin {
 
+Site::Site(const SitePaths& paths, Formats need, Console& console) {
+  reportCutShort({paths.access, paths.ident, paths.cardSets}, console);
+  const auto load = [&](const std::string& path, const auto& step) {
+    if (path.empty()) return;
+    try {
+      step(path);
+    } catch (const std::runtime_error& problem) {
+      if (need == Formats::kRequired) throw;
+      console.report("{}", problem.what());
+    }
+  };
+  load(paths.formats, [&](const std::string& path) { loadFormats(path); });
+  load(paths.cardSets, [&](const std::string& path) { loadCardSets(path, console); });
+  if (!paths.ident.empty()) _databases.readIdents(paths.ident);
+  if (!paths.access.empty()) _databases.readAccesses(paths.access);
+}
+
 void Site::loadFormats(const std::string& name) {
   Findings findings;
   _checked = checkFormats(name, _formats, findings);
   for (const Finding& finding : findings.sorted())
     if (finding.isError())
-      throw Failure(ExitStatus::kNotDone, findings.placeText(finding.place) + ": " + finding.text);
+      throw Failure(ExitStatus::kNotDone, "{}: {}", findings.placeText(finding.place),
+                    finding.text);
 }
 
 void Site::loadCardSets(const std::string& name, Console& console) {
@@ -33,9 +50,9 @@ void Site::loadCardSets(const std::string& name, Console& console) {
     if (wrongLines++ == 0) firstWrong = reader.lineNumber();
   }
   throwErrnoUnless(!reader.failed(), name);
-  if (wrongLines == 0) return;
-  console.reportText(name + ":" + std::to_string(firstWrong) + ": this line defines no card set" +
-                     (wrongLines == 1 ? "" : "; further ones: " + std::to_string(wrongLines - 1)));
+  if (wrongLines > 0)
+    console.report("{}:{}: this line does not define a card set ({} such lines)", name, firstWrong,
+                   wrongLines);
 }
 
 const CardFormat* Site::formatOfSet(uint32_t csid) const {
@@ -52,19 +69,19 @@ std::optional<int64_t> Site::cardNumberOf(const IdentRecord& record) const {
   return format->decodeCardNumber(record.cardnumber);
 }
 
+void reportCutShort(std::initializer_list<std::string> paths, Console& console) {
+  std::set<std::string> notes;
+  for (const std::string& path : paths)
+    if (!path.empty()) notes.insert(noteOfCutShort(splitPath(path).folder));
+  for (const std::string& note : notes)
+    if (!note.empty()) console.report("{}", note);
+}
+
 void tryTo(Console& console, const std::function<void()>& step) {
   try {
     step();
   } catch (const std::runtime_error& failure) {
-    console.reportText(failure.what());
-  }
-}
-
-void tellOfCutShort(std::initializer_list<std::string> names, Console& console) {
-  std::set<std::string> told;
-  for (const std::string& name : names) {
-    const std::string note = noteOfCutShort(splitPath(name).folder);
-    if (!note.empty() && told.insert(note).second) console.reportText(note);
+    console.report("{}", failure.what());
   }
 }
 

@@ -1,28 +1,40 @@
-// The formats and card sets of a site, for the verbs that look at cards and at existing databases.
+// A site as its files describe it: what every verb opens that looks at cards or existing databases.
 #ifndef BADGEMINT_ADMIN_RECORDS_SITE_H
 #define BADGEMINT_ADMIN_RECORDS_SITE_H
 
 #include <cstdint>
 #include <functional>
+#include <initializer_list>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "admin/check/formatscheck.h"
 #include "admin/console.h"
 #include "admin/files/sitepaths.h"
+#include "admin/records/databases.h"
 #include "carddb/identrecord.h"
 #include "cardsets/cardsets.h"
 
 namespace badgemint::admin {
 
+// Formats, card sets and databases of one site. Owns all of them; the records are in the order of
+// their files until somebody sorts them.
 class Site {
  public:
-  // Loads every format that loads. Throws Failure (not done) that tells of the first one that does
-  // not: the others are there all the same.
-  void loadFormats(const std::string& name);
-  // Reads the card sets that the file defines, as the library does, and complains of lines that
-  // define none. Throws std::system_error when it cannot be opened or read.
-  void loadCardSets(const std::string& name, Console& console);
+  enum class Formats {
+    kRequired,  // Without formats and card sets the site does not open.
+    kOptional,  // Their problems are reported; cards are then known by their keys only.
+  };
+
+  Site() = default;
+  // Reads what the paths name and leaves out what has an empty path. Reports lines of the card sets
+  // file that define none, and a replacement that was cut short. Throws Failure or
+  // std::system_error when a file that is needed cannot be read.
+  Site(const SitePaths& paths, Formats need, Console& console);
+
+  const Databases& databases() const { return _databases; }
+  Databases& databases() { return _databases; }
 
   // In the order of the formats file; those that did not load have no `format`.
   const std::vector<CheckedFormat>& formats() const { return _checked.formats; }
@@ -31,21 +43,31 @@ class Site {
 
   // Null when there is no such card set, or its format did not load.
   const CardFormat* formatOfSet(uint32_t csid) const;
-  // None for what is no card of a card set, and where there is no format to decode it.
+  // None for what is not a card of a card set, and where there is no format to decode it.
   std::optional<int64_t> cardNumberOf(const IdentRecord& record) const;
+
+  // Loads every format that loads. Throws Failure (not done) with the first error; the other
+  // formats are loaded nevertheless.
+  void loadFormats(const std::string& name);
+  // Reads the card sets as the library does and reports lines that define none. Throws
+  // std::system_error when the file cannot be opened or read.
+  void loadCardSets(const std::string& name, Console& console);
 
  private:
   CardFormatSet _formats;
   CheckedFormats _checked;
   cardsets _sets;
+  Databases _databases;
 };
 
-// A step without which a verb can still do its work: what keeps it from being done is complained
-// of. Memory that runs out is no such thing.
-void tryTo(Console& console, const std::function<void()>& step);
+// Reports each folder of these files in which a replacement was cut short.
+void reportCutShort(std::initializer_list<std::string> paths, Console& console);
 
-// Complains when one of these files stands in a folder where a replacement was cut short.
-void tellOfCutShort(std::initializer_list<std::string> names, Console& console);
+// For verbs that do not yet open a Site with its constructor.
+void tryTo(Console& console, const std::function<void()>& step);
+inline void tellOfCutShort(std::initializer_list<std::string> paths, Console& console) {
+  reportCutShort(paths, console);
+}
 
 }  // namespace badgemint::admin
 

@@ -13,11 +13,6 @@ namespace badgemint::admin {
 
 namespace {
 
-constexpr std::array kFlagTexts = {"flag 0 (not in the line)",   "flag 1 (second of the line)",
-                                   "flag 2 (first of the line)", "flag 3 (not in the line)",
-                                   "flag 4 (third of the line)", "flag 5 (last of the line)",
-                                   "flag 6 (not in the line)",   "flag 7 (not in the line)"};
-
 template <int32_t Slot>
 uint32_t levelOf(const AccessRecord& record) {
   return record.accessLevel(Slot);
@@ -35,51 +30,80 @@ uint32_t packedPinOf(const AccessRecord& record) {
 }
 
 using enum AccessField::Kind;
-constexpr AccessField kFields[] = {
-    {"PIN", kPin, packedPinOf},
-    {"access level 1", kNumber, levelOf<0>},
-    {"access level 2", kNumber, levelOf<1>},
-    {"access level 3", kNumber, levelOf<2>},
-    {"access level 4", kNumber, levelOf<3>},
-    {"access level 5", kNumber, levelOf<4>},
-    {"access level 6", kNumber, levelOf<5>},
-    {"access level 7", kNumber, levelOf<6>},
-    {"access level 8", kNumber, levelOf<7>},
-    {kFlagTexts[0], kNumber, flagOf<0>},
-    {kFlagTexts[1], kNumber, flagOf<1>},
-    {kFlagTexts[2], kNumber, flagOf<2>},
-    {kFlagTexts[3], kNumber, flagOf<3>},
-    {kFlagTexts[4], kNumber, flagOf<4>},
-    {kFlagTexts[5], kNumber, flagOf<5>},
-    {kFlagTexts[6], kNumber, flagOf<6>},
-    {kFlagTexts[7], kNumber, flagOf<7>},
-    {"escort", kNumber, memberOf<&AccessRecord::escortid>},
+constexpr AccessField kAccessFields[] = {
+    {"access level 1", kAccessLevel, levelOf<0>},
+    {"access level 2", kAccessLevel, levelOf<1>},
+    {"access level 3", kAccessLevel, levelOf<2>},
+    {"access level 4", kAccessLevel, levelOf<3>},
+    {"access level 5", kAccessLevel, levelOf<4>},
+    {"access level 6", kAccessLevel, levelOf<5>},
+    {"access level 7", kAccessLevel, levelOf<6>},
+    {"access level 8", kAccessLevel, levelOf<7>},
     {"start", kTime, memberOf<&AccessRecord::starttime>},
     {"end", kTime, memberOf<&AccessRecord::endtime>},
+    {"flag 0 (not in the line)", kFlag, flagOf<0>},
+    {"flag 1 (second of the line)", kFlag, flagOf<1>},
+    {"flag 2 (first of the line)", kFlag, flagOf<2>},
+    {"flag 3 (not in the line)", kFlag, flagOf<3>},
+    {"flag 4 (third of the line)", kFlag, flagOf<4>},
+    {"flag 5 (last of the line)", kFlag, flagOf<5>},
+    {"flag 6 (not in the line)", kFlag, flagOf<6>},
+    {"flag 7 (not in the line)", kFlag, flagOf<7>},
+    {"escort", kEscort, memberOf<&AccessRecord::escortid>},
     {"elevator access", kNumber, memberOf<&AccessRecord::elevatoraccess>},
     {"output relay group", kNumber, memberOf<&AccessRecord::outrelaygrpid>},
     {"issue level", kNumber, memberOf<&AccessRecord::cardissuelevel>},
     {"output mode", kNumber, memberOf<&AccessRecord::outgrpmode>},
+    {"PIN", kPin, packedPinOf},
 };
 
 template <size_t Digits>
 std::string digitsOf(std::span<const uint8_t> packed) {
   std::string digits = DigitText<Digits>(packed).c_str();
   for (char& digit : digits)
-    if (!isDigit(digit)) digit = '?';  // A nibble that is no digit.
+    if (!isDigit(digit)) digit = '?';  // A nibble of 10 to 14.
   return digits.empty() ? "0" : digits;
 }
 
-std::string pinOf(const IdentRecord& record, bool withPins) {
-  return "PIN " + (withPins ? digitsOf<kMaxPinIdentDigits>(record.cardnumber) : kHiddenPin);
+}  // namespace
+
+std::span<const AccessField> accessFields() {
+  return kAccessFields;
 }
 
-}  // namespace
+std::string valueText(const AccessField& field, const AccessRecord& record, bool withPins) {
+  if (field.kind == kPin) return pinText(record, withPins);
+  const uint32_t value = field.valueOf(record);
+  return field.kind == kTime ? timeText(value) : std::to_string(value);
+}
+
+const char* differingField(const IdentRecord& a, const IdentRecord& b) {
+  if (a.uniqid != b.uniqid) return "unique ID";
+  if (a.cardsetcode != b.cardsetcode) return "card set";
+  if (a.cardnumber != b.cardnumber) return "key";
+  return a.deleted != b.deleted ? "mark of deletion" : nullptr;
+}
+
+const char* differingField(const AccessRecord& a, const AccessRecord& b) {
+  if (a == b) return nullptr;
+  if (a.uniqid != b.uniqid) return "unique ID";
+  const auto differs = [&](const AccessField& field) {
+    return field.valueOf(a) != field.valueOf(b);
+  };
+  return std::ranges::find_if(kAccessFields, differs)->name;
+}
 
 std::string timeText(uint32_t seconds) {
   std::string text = formatDateTime(seconds).data();
   std::ranges::replace(text, '-', ' ');
   return text;
+}
+
+Validity validityAt(uint32_t time, const AccessRecord& record) {
+  const bool hasEnd = record.endtime != 0;
+  if (hasEnd && record.endtime < record.starttime) return Validity::kNever;
+  if (time < record.starttime) return Validity::kNotYet;
+  return hasEnd && time > record.endtime ? Validity::kExpired : Validity::kValid;
 }
 
 std::string keyText(const CardPattern& key) {
@@ -93,36 +117,25 @@ std::string keyText(const IdentRecord& record, bool withPins) {
 }
 
 std::string credentialText(const IdentRecord& record, const Site& site, bool withPins) {
-  if (record.cardsetcode == kPinOnlyCode) return pinOf(record, withPins) + " alone";
-  if (record.cardsetcode == kPinIdentCode) return pinOf(record, withPins) + " beside a card";
+  if (record.cardsetcode == kPinOnlyCode || record.cardsetcode == kPinIdentCode) {
+    const std::string pin = withPins ? digitsOf<kMaxPinIdentDigits>(record.cardnumber) : kHiddenPin;
+    return "PIN " + pin + (record.cardsetcode == kPinOnlyCode ? " alone" : " beside a card");
+  }
   if (record.cardsetcode == kFormatlessCode) {
     std::array<char, 2 * sizeof record.cardnumber + 1> digits;
     bitsToHex(record.cardnumber, digits);
-    return std::string("card ") + digits.data() + " without format";
+    return fmt::format("card {} without format", digits.data());
   }
-  const std::string set = " of card set " + std::to_string(record.cardsetcode);
-  if (const auto number = site.cardNumberOf(record)) return "card " + std::to_string(*number) + set;
-  return "card with key " + keyText(record, withPins) + set;
+  if (const auto number = site.cardNumberOf(record))
+    return fmt::format("card {} of card set {}", *number, record.cardsetcode);
+  return fmt::format("card with key {} of card set {}", keyText(record, withPins),
+                     record.cardsetcode);
 }
 
 std::string pinText(const AccessRecord& record, bool withPins) {
   const std::string digits = digitsOf<AccessRecord::kPinDigits>(record.pincode);
   if (digits == "0") return "none";
   return withPins ? digits : kHiddenPin;
-}
-
-std::span<const AccessField> accessFields() {
-  return kFields;
-}
-
-std::string valueText(const AccessField& field, const AccessRecord& record, bool withPins) {
-  if (field.kind == AccessField::Kind::kPin) return pinText(record, withPins);
-  const uint32_t value = field.valueOf(record);
-  return field.kind == AccessField::Kind::kTime ? timeText(value) : std::to_string(value);
-}
-
-const char* flagText(int32_t bit) {
-  return kFlagTexts.at(static_cast<size_t>(bit));
 }
 
 }  // namespace badgemint::admin

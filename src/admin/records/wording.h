@@ -1,5 +1,5 @@
-// How the verbs of badgemint-admin put into words what the databases hold. A PIN is only shown to
-// those who asked for PINs.
+// How messages and lists name what the databases hold. PINs appear only when the user asks for
+// them.
 #ifndef BADGEMINT_ADMIN_RECORDS_WORDING_H
 #define BADGEMINT_ADMIN_RECORDS_WORDING_H
 
@@ -15,12 +15,35 @@ namespace badgemint::admin {
 
 inline constexpr char kHiddenPin[] = "****";
 
-// A time of validity as in the cards file: "2026/01/31 18:00:00", or "0" for none.
+// A field of an access record, beside its unique ID.
+struct AccessField {
+  enum class Kind { kAccessLevel, kFlag, kEscort, kTime, kNumber, kPin };
+
+  const char* name;  // "access level 1", "flag 2 (first of the line)", "start", ...
+  Kind kind;
+  uint32_t (*valueOf)(const AccessRecord& record);  // Of a PIN its bytes, as a number.
+};
+// Every byte of a record after its unique ID belongs to one of them.
+std::span<const AccessField> accessFields();
+
+// The value as text: "7", "2026/01/31 18:00:00", "4711".
+std::string valueText(const AccessField& field, const AccessRecord& record, bool withPins);
+
+// The first field in which two records differ: "unique ID", "card set", "key", "mark of deletion",
+// or the name of an access field. Null for equal records.
+const char* differingField(const IdentRecord& a, const IdentRecord& b);
+const char* differingField(const AccessRecord& a, const AccessRecord& b);
+
+// A time as in the cards file: "2026/01/31 18:00:00", or "0" for none.
 std::string timeText(uint32_t seconds);
 
-// The 32 hexadecimal digits of a card.
+// Whether a holder's validity includes a time. Both ends belong to it.
+enum class Validity { kValid, kNotYet, kExpired, kNever };
+Validity validityAt(uint32_t time, const AccessRecord& record);
+
+// The 32 hexadecimal digits of a key.
 std::string keyText(const CardPattern& key);
-// Those of an ident record, unless they are a PIN that is not to be shown.
+// Those of an ident record, unless they are a PIN that must not be shown.
 std::string keyText(const IdentRecord& record, bool withPins);
 
 // Also for a code that no build writes: it may have been that of a PIN.
@@ -29,27 +52,12 @@ inline bool isPinEntry(const IdentRecord& record) {
 }
 
 // "card 15890 of card set 1", "card 1A2B3C4D without format", "PIN **** alone", "PIN **** beside a
-// card"; by its key what the site cannot decode.
+// card". A card that the site cannot decode is named by its key.
 std::string credentialText(const IdentRecord& record, const Site& site, bool withPins);
 
-// The PIN of an access record: "none" when there is none. That of a holder without a card means
-// nothing: it is all zeros.
+// The PIN of an access record, or "none". That of a holder without a card has no effect and is
+// stored as zeros.
 std::string pinText(const AccessRecord& record, bool withPins);
-
-// A field of an access record beside its unique ID.
-struct AccessField {
-  enum class Kind { kNumber, kTime, kPin };
-
-  const char* name;  // "access level 1", "flag 2 (first of the line)", "escort", "start", ...
-  Kind kind;
-  uint32_t (*valueOf)(const AccessRecord& record);  // Of a PIN its bytes, as a number.
-};
-std::span<const AccessField> accessFields();
-
-std::string valueText(const AccessField& field, const AccessRecord& record, bool withPins);
-
-// "flag 2 (first of the line)", for a bit from 0 to 7.
-const char* flagText(int32_t bit);
 
 }  // namespace badgemint::admin
 

@@ -12,9 +12,10 @@
 #include "admin/check/report.h"
 #include "admin/files/replacement.h"
 #include "admin/records/changes.h"
-#include "admin/records/proof.h"
+#include "admin/records/expected.h"
 #include "admin/signals.h"
 #include "admin/verbs/verb.h"
+#include "support/packeddecimal.h"
 #include "support/textutil.h"
 #include "tools/build.h"
 
@@ -73,9 +74,11 @@ bool isPin(const IdentRecord& ident) {
   return ident.cardsetcode == kPinOnlyCode || ident.cardsetcode == kPinIdentCode;
 }
 
+// A PIN of one zero is none; a blank one has no digits.
 bool hasPin(const AccessRecord& access) {
   const DigitText<AccessRecord::kPinDigits> digits(access.pincode);
-  return std::string_view(digits.c_str()).find_first_not_of('0') != std::string_view::npos;
+  const std::string_view text = digits.c_str();
+  return !text.empty() && text != "0";
 }
 
 bool isValidAt(const AccessRecord& access, uint32_t time) {
@@ -344,7 +347,7 @@ class Build {
     if (replacement.hasTarget(kIdentPart)) _old.readIdents(ident);
     if (replacement.hasTarget(kAccessPart)) _old.readAccesses(access);
     try {
-      demandPossible(_old, ident, access);
+      requirePlausibleRecords(_old, ident, access);
     } catch (const Failure& failure) {
       if (!_limit.allowsAll())
         throw Failure(ExitStatus::kRefused, "{} (--max-removed 100% replaces it all the same)",
@@ -360,7 +363,7 @@ class Build {
     const auto count = [&changes](auto... fates) {
       return (changes.countCredentials(fates) + ...);
     };
-    using enum CredentialFate;
+    using enum CredentialChange::Kind;
     const char* const outcome = isUnchanged       ? "are up to date; nothing was replaced"
                                 : _options.dryRun ? "would be replaced"
                                                   : "are replaced";

@@ -1,15 +1,24 @@
-// The verb `dump`: writes the cards file of existing databases, and says what it cannot say.
+// The verb `dump`: writes the cards file of existing databases, and reports what such a file cannot
+// say. Each line is given to a build's own code, which must make the records that it came from.
+#include <array>
+#include <concepts>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 
+#include "admin/check/siterules.h"
 #include "admin/files/folder.h"
-#include "admin/records/dumpproof.h"
-#include "admin/records/holderwalk.h"
-#include "admin/records/site.h"
+#include "admin/records/databases.h"
+#include "admin/records/expected.h"
+#include "admin/records/holders.h"
 #include "admin/records/wording.h"
 #include "admin/signals.h"
 #include "admin/verbs/verb.h"
+#include "inputcards/cardindex.h"
+#include "inputcards/cardrecord.h"
+#include "support/datetime.h"
+#include "support/packeddecimal.h"
 
 namespace badgemint::admin {
 
@@ -22,42 +31,167 @@ struct DumpOptions {
   bool withPins = false;
 };
 
-constexpr char kNoPins[] =
-    "# PINs are left out: no databases can be built from this file (dump --with-pins has them)\n";
-constexpr size_t kBlockSize = size_t{64} * 1024;
+// What databases hold and a cards file cannot say: the first ones of each kind, in the order in
+// which they are found, and how many more. Kinds must be literals.
+class Warnings {
+ public:
+  template <typename... Args>
+  void add(std::string_view kind, fmt::format_string<Args...> format, Args&&... args) {
+    if (_counts[kind]++ < kMostOfOneKind)
+      _texts.push_back(fmt::format(format, std::forward<Args>(args)...));
+  }
+  bool any() const { return !_texts.empty(); }
+  void report(Console& console) const {
+    for (const std::string& text : _texts) console.reportText(text);
+    for (const auto& [kind, count] : _counts)
+      if (count > kMostOfOneKind) console.report("and {} more: {}", count - kMostOfOneKind, kind);
+  }
+
+ private:
+  static constexpr size_t kMostOfOneKind = 10;
+
+  std::vector<std::string> _texts;
+  std::map<std::string_view, size_t> _counts;
+};
+
+// A line of a cards file, field by field, and where its PIN stands.
+class CardsLine {
+ public:
+  void start(char type) { _text.assign(1, type); }
+
+  void operator()(const LineField&, std::integral auto number) {
+    const fmt::format_int digits(number);
+    _text += ' ';
+    _text.append(digits.data(), digits.size());
+  }
+  void operator()(const LineField& field, std::string_view word) {
+    _text += ' ';
+    if (field.kind == FieldKind::kPin) _pin = {_text.size(), word.size()};
+    _text += word;
+  }
+
+  std::string& text() { return _text; }
+  void hidePin() { _text.replace(_pin.start, _pin.length, 1, '*'); }
+
+ private:
+  std::string _text;
+  struct {
+    size_t start = 0, length = 0;
+  } _pin;
+};
+
+template <size_t Digits>
+struct PinText : DigitText<Digits> {
+  using DigitText<Digits>::DigitText;
+  std::string_view word() const { return *this->c_str() == '\0' ? "0" : this->c_str(); }
+};
+
+void appendHolder(CardsLine& line, const AccessRecord& access) {
+  const DateAndTime start = splitDateTime(formatDateTime(access.starttime).data());
+  const DateAndTime end = splitDateTime(formatDateTime(access.endtime).data());
+  HolderFields holder = {.accessLevels = {},
+                         .flag2 = access.flag(2),
+                         .flag1 = access.flag(1),
+                         .flag4 = access.flag(4),
+                         .escortId = access.escortid,
+                         .startDate = start.date.data(),
+                         .startTime = start.time.data(),
+                         .endDate = end.date.data(),
+                         .endTime = end.time.data(),
+                         .elevatorAccess = access.elevatoraccess,
+                         .outputRelayGroup = access.outrelaygrpid};
+  std::ranges::copy(access.acclevel, holder.accessLevels.begin());
+  forEachHolderField(holder, std::ref(line));
+}
+
+// Records of one credential.
+struct Credential {
+  const IdentRecord& ident;
+  const AccessRecord* access;         // Null for the PIN beside a card.
+  std::optional<int64_t> cardNumber;  // Of a card of a card set.
+};
+
+void writeCard(CardsLine& line, const Credential& credential) {
+  const IdentRecord& ident = credential.ident;
+  std::array<char, 2 * sizeof ident.cardnumber + 1> hexDigits;
+  if (!credential.cardNumber) bitsToHex(ident.cardnumber, hexDigits);
+  const fmt::format_int digits(credential.cardNumber.value_or(0));
+  const PinText<kMaxPinDigits> pin(credential.access->pincode);
+  const bool isOfSet = credential.cardNumber.has_value();
+  line.start(isOfSet ? kCardLine : kNoFormatCardLine);
+  const CardLine card = {.csid = isOfSet ? static_cast<int32_t>(ident.cardsetcode) : 0,
+                         .cardNumber = isOfSet ? std::string_view(digits.data(), digits.size())
+                                               : std::string_view(hexDigits.data()),
+                         .pin = pin.word(),
+                         .uniqid = credential.access->uniqid};
+  forEachCardField(card, std::ref(line));
+  appendHolder(line, *credential.access);
+  line(kLastFlagField, credential.access->flag(5));
+}
+
+void writePin(CardsLine& line, const Credential& credential) {
+  const PinText<kMaxPinIdentDigits> pin(credential.ident.cardnumber);
+  line.start(credential.access != nullptr ? kPinLine : kPinIdentLine);
+  forEachPinField(PinLine{.pin = pin.word(), .uniqid = credential.ident.uniqid}, std::ref(line));
+  if (credential.access != nullptr) appendHolder(line, *credential.access);
+}
+
+bool isPin(const IdentRecord& ident) {
+  return ident.cardsetcode == kPinOnlyCode || ident.cardsetcode == kPinIdentCode;
+}
+
+// The 'c', 'n', 'p' or 'o' line of a credential, its newline included.
+void writeLine(CardsLine& line, const Credential& credential) {
+  isPin(credential.ident) ? writePin(line, credential) : writeCard(line, credential);
+  line.text() += '\n';
+}
+
+// "f 3 3 A=666 B=0\n": the value of each field that the format has beside the card number, 0 too.
+// Without a format the values that the set has.
+std::string fieldsLine(const cardset& set, const CardFormat* format) {
+  std::string text = fmt::format("f {} {}", set.csid, set.fmtid);
+  for (int32_t field = 0; field < kCardSetFields; ++field) {
+    const bool isOfFormat = format != nullptr && hasSiteValue(*format, field);
+    if (isOfFormat || set.value(field) != 0)
+      text += fmt::format(" {}={}", static_cast<char>('A' + field), set.value(field));
+  }
+  return text + '\n';
+}
 
 using Write = std::function<void(std::string_view)>;
 
 // Writes the lines of the cards file in the order of the ident database.
 class Dump {
  public:
+  // All outlive it.
   Dump(const DumpOptions& options, const Site& site, const Databases& databases, Write write,
-       DumpWarnings& warnings)
+       Warnings& warnings)
       : _options(options),
         _site(site),
         _databases(databases),
         _write(std::move(write)),
         _warnings(warnings),
-        _proof(options.site, databases, options.withPins, warnings),
-        _holders(databases.accesses) {}
+        _accessWalk(databases.accesses),
+        _expected(options.site.formats, [this](const ExpectedRecord& made) { keep(made); }) {
+    if (!_index.isInitialised()) throw std::bad_alloc();
+  }
 
   void run() {
-    tellOfRest(_options.site.ident, _databases.identRest);
-    tellOfRest(_options.site.access, _databases.accessRest);
+    constexpr std::string_view kNoPins =
+        "# PINs are left out: no databases can be built from this file (dump --with-pins has "
+        "them)\n";
+    warnOfRest(_options.site.ident, _databases.identRest);
+    warnOfRest(_options.site.access, _databases.accessRest);
     if (!_options.withPins) addLine(kNoPins);
     for (const IdentRecord& ident : _databases.idents) addCredential(ident);
     for (uint32_t csid = kFirstCardSetId; csid <= kLastCardSetId; ++csid) define(csid);
     _write(_text);
-    tellOfIdleRecords();
-    _proof.finish(_options.output.empty() ? "dump" : _options.output);
+    warnOfUnusedAccesses();
+    warnOfDuplicates();
   }
 
  private:
-  void tellOfRest(const std::string& database, size_t rest) {
-    if (rest != 0)
-      _warnings.add("rest", database + " ends within a record: its last " + std::to_string(rest) +
-                                " bytes are left out");
-  }
+  static constexpr size_t kBlockSize = size_t{64} * 1024;
 
   void addLine(std::string_view line) {
     _text += line;
@@ -72,91 +206,145 @@ class Dump {
     const cardset* const set = _site.sets().getCardSet(csid);
     if (set == nullptr || _isDefined.at(csid)) return;
     _isDefined.at(csid) = true;
-    const std::string line = fieldsLine(*set, _site.formatOfSet(csid));
+    std::string line = fieldsLine(*set, _site.formatOfSet(csid));
     addLine(line);
-    _proof.define(line, _lines);
+    static_cast<void>(_expected.readLine({line.data(), _lines}));  // Splits the line.
   }
 
   void addCredential(const IdentRecord& ident) {
     const bool hasHolder = ident.cardsetcode != kPinIdentCode;
-    const HolderWalk::Step step = hasHolder ? _holders.take(ident.uniqid) : HolderWalk::Step{};
-    const std::optional<int64_t> number = _site.cardNumberOf(ident);
+    const AccessWalk::Step step = hasHolder ? _accessWalk.next(ident.uniqid) : AccessWalk::Step{};
     if (hasHolder && step.record == nullptr) return leaveOut(ident, "there is no access record");
-    if (!number && !isWithoutCardSet(ident))
-      return leaveOut(
-          ident, "card set " + std::to_string(ident.cardsetcode) + " or its format is not known");
-    if (number) define(ident.cardsetcode);
-    const Credential credential = {ident, step.record, number.value_or(0)};
+    const Credential credential = {ident, step.record, _site.cardNumberOf(ident)};
+    if (credential.cardNumber)
+      define(ident.cardsetcode);
+    else if (!isPin(ident) && ident.cardsetcode != kFormatlessCode)
+      return leaveOut(ident,
+                      fmt::format("card set {} or its format is not known", ident.cardsetcode));
     if (ident.deleted != 0) return addDeleted(credential);
-    addStated(credential);
-    tellOfStep(ident, step);
-  }
-
-  static bool isWithoutCardSet(const IdentRecord& ident) {
-    return ident.cardsetcode == kPinOnlyCode || ident.cardsetcode == kFormatlessCode ||
-           ident.cardsetcode == kPinIdentCode;
-  }
-
-  void addStated(const Credential& credential) {
-    _line.clear();
-    appendLine(_line, credential, true);
-    _proof.take(_line, _lines + 1, credential);
-    if (!_options.withPins) {
-      _line.clear();
-      appendLine(_line, credential, false);
-    }
-    addLine(_line);
+    writeLine(_line, credential);
+    compareWithBuild(credential);
+    if (!_options.withPins) _line.hidePin();
+    addLine(_line.text());
+    warnOfOrder(ident, step);
   }
 
   // A build of a line would make the credential valid again.
   void addDeleted(const Credential& credential) {
-    _line = "# deleted: ";
-    appendLine(_line, credential, _options.withPins);
-    addLine(_line);
-    _warnings.add("records marked as deleted",
-                  textOf(credential.ident) + " is marked as deleted: its line is a comment");
+    writeLine(_line, credential);
+    if (!_options.withPins) _line.hidePin();
+    addLine("# deleted: " + _line.text());
+    _warnings.add("records marked as deleted", "{} is marked as deleted: its line is a comment",
+                  textOf(credential.ident));
   }
 
   void leaveOut(const IdentRecord& ident, const std::string& why) {
-    addLine("# left out: " + credentialText(ident, _site, _options.withPins) + " of holder " +
-            std::to_string(ident.uniqid) + ": " + why + "\n");
-    _warnings.add("records that are left out", textOf(ident) + " is left out: " + why);
+    addLine(fmt::format("# left out: {} of holder {}: {}\n",
+                        credentialText(ident, _site, _options.withPins), ident.uniqid, why));
+    _warnings.add("records that are left out", "{} is left out: {}", textOf(ident), why);
   }
 
-  void tellOfStep(const IdentRecord& ident, const HolderWalk::Step& step) {
+  void keep(const ExpectedRecord& made) {
+    _made.ident = made.ident;
+    if (made.access != nullptr) _made.access = *made.access;
+  }
+
+  // The line is not written yet.
+  void compareWithBuild(const Credential& credential) {
+    const IdentRecord& ident = credential.ident;
+    const int32_t result = _expected.readLine({_line.text().data(), _lines + 1});
+    if (result == kSuccess) addToIndex(*_line.text().data());
+    if (result == kInvalidPin)
+      _warnings.add("records at whose line a build ends",
+                    "{}: a build ends at its line: its PIN contains a digit above 9",
+                    textOf(ident));
+    else if (result < 0)
+      _warnings.add("records at whose line a build ends",
+                    "{}: a build ends at its line: its card number does not decode to itself",
+                    textOf(ident));
+    if (result < 0) return;
+    if (_made.ident.cardnumber != ident.cardnumber)
+      _warnings.add("keys that a build does not make", "{}: key {}; a build makes {}",
+                    textOf(ident), keyText(ident, _options.withPins),
+                    keyText(_made.ident, _options.withPins));
+    if (credential.access != nullptr && _made.access != *credential.access)
+      warnOfFields(*credential.access);
+  }
+
+  void addToIndex(char type) {
+    if (_index.add(_made.ident.cardnumber, _made.ident.uniqid, type, _lines + 1, 0, 0) < 0)
+      throw std::bad_alloc();
+  }
+
+  void warnOfFields(const AccessRecord& access) {
+    for (const AccessField& field : accessFields())
+      if (field.valueOf(access) != field.valueOf(_made.access))
+        _warnings.add(field.name, "{}: {} {}; a build makes {}", textOf(access), field.name,
+                      valueText(field, access, _options.withPins),
+                      valueText(field, _made.access, _options.withPins));
+  }
+
+  void warnOfOrder(const IdentRecord& ident, const AccessWalk::Step& step) {
     if (step.isShared)
       _warnings.add("records that share an access record",
-                    textOf(ident) + " shares its access record: a build makes one of its own");
-    if (step.isBack)
+                    "{} shares its access record: a build makes one of its own", textOf(ident));
+    if (step.isEarlier)
       _warnings.add("access records in another order",
-                    textOf(ident) +
-                        ": its access record stands before others: a build gives access records "
-                        "the order of the ident database");
+                    "{}: its access record stands before others: a build writes access records in "
+                    "the order of the ident database",
+                    textOf(ident));
   }
 
-  // Access records that no line has.
-  void tellOfIdleRecords() {
+  void warnOfRest(const std::string& database, size_t rest) {
+    if (rest != 0)
+      _warnings.add("rest", "{} ends within a record: its last {} bytes are left out", database,
+                    rest);
+  }
+
+  void warnOfUnusedAccesses() {
     for (size_t i = 0; i < _databases.accesses.size(); ++i)
-      if (!_holders.isTaken(i))
-        _warnings.add("access records without a credential",
-                      recordText(_options.site.access, i, _databases.accesses[i].uniqid) +
-                          " has no credential: it is left out");
+      if (!_accessWalk.isUsed(i))
+        _warnings.add("access records without a credential", "{} has no credential: it is left out",
+                      textOf(_databases.accesses[i]));
+  }
+
+  // What only the whole file can tell.
+  void warnOfDuplicates() {
+    int32_t result = _index.checkDuplicateKeys();
+    if (result == kSuccess) result = _index.checkDuplicateUniqueIds();
+    if (result == kOutOfMemory) throw std::bad_alloc();
+    if (result < 0)
+      _warnings.add("results",
+                    "a build of the dump ends with the result {}: {} (verify names the "
+                    "records)",
+                    result,
+                    result == kDuplicateCardKey    ? "two credentials have the same key"
+                    : result == kDuplicateUniqueId ? "two credentials have the same unique ID"
+                                                   : "a PIN beside a card has no card");
   }
 
   std::string textOf(const IdentRecord& ident) const {
-    return recordText(_options.site.ident, static_cast<size_t>(&ident - _databases.idents.data()),
-                      ident.uniqid);
+    return recordText(_options.site.ident, &ident - _databases.idents.data(), ident.uniqid);
+  }
+  std::string textOf(const AccessRecord& access) const {
+    return recordText(_options.site.access, &access - _databases.accesses.data(), access.uniqid);
+  }
+  static std::string recordText(const std::string& database, ptrdiff_t number, uint32_t uniqid) {
+    return fmt::format("{}: record {} (holder {})", database, number, uniqid);
   }
 
   const DumpOptions& _options;
   const Site& _site;
   const Databases& _databases;
   const Write _write;
-  DumpWarnings& _warnings;
-  DumpProof _proof;
-  HolderWalk _holders;
+  Warnings& _warnings;
+  AccessWalk _accessWalk;
+  ExpectedRecords _expected;
+  CardRecord _made;  // By a build of the line at hand.
+  CardIndex _index;
   std::array<bool, kLastCardSetId + 1> _isDefined{};
-  std::string _text, _line;  // What is not yet written, and the line at hand.
+  std::string _text;  // Not written yet.
+  CardsLine _line;
   int32_t _lines = 0;
 };
 
@@ -167,18 +355,17 @@ void demandOutputApart(const DumpOptions& options) {
   requireDistinctFiles(inputs, {options.output});
 }
 
-void dumpTo(const Write& write, const DumpOptions& options, Console& console,
-            DumpWarnings& warnings) {
+void dumpTo(const Write& write, const DumpOptions& options, Console& console, Warnings& warnings) {
   Site site;
   site.loadFormats(options.site.formats);
   site.loadCardSets(options.site.cardSets, console);
   Databases databases;
   databases.readIdents(options.site.ident);
   databases.readAccesses(options.site.access);
-  Dump(options, site, databases, write, warnings).run();
+  std::make_unique<Dump>(options, site, databases, write, warnings)->run();
 }
 
-void dumpToFile(const DumpOptions& options, Console& console, DumpWarnings& warnings) {
+void dumpToFile(const DumpOptions& options, Console& console, Warnings& warnings) {
   deferTerminationSignals();
   demandOutputApart(options);
   NewFile file(options.output, options.force);
@@ -189,14 +376,13 @@ void dumpToFile(const DumpOptions& options, Console& console, DumpWarnings& warn
 
 ExitStatus dump(const DumpOptions& options, Console& console) {
   tellOfCutShort({options.site.ident, options.site.access, options.site.cardSets}, console);
-  DumpWarnings warnings;
-  if (options.output.empty()) {
+  Warnings warnings;
+  if (options.output.empty())
     dumpTo([&console](std::string_view text) { console.output() << text; }, options, console,
            warnings);
-  } else {
+  else
     dumpToFile(options, console, warnings);
-  }
-  warnings.tell(console);
+  warnings.report(console);
   return warnings.any() ? ExitStatus::kFound : ExitStatus::kAllWell;
 }
 
@@ -208,8 +394,8 @@ Run addDump(Options options) {
                    "badgemint-admin dump --with-pins --output cards.txt");
   options.databases(given->site);
   options.file("--output", given->output, "Write here, not to standard output");
-  options.flag("--force", given->force, "Also over a file that is there");
-  options.flag("--with-pins", given->withPins, "With the PINs, as a build needs them");
+  options.flag("--force", given->force, "Replace a file that is already there");
+  options.flag("--with-pins", given->withPins, "Include PINs, as a build needs them");
   return [given](Console& console) { return dump(*given, console); };
 }
 

@@ -216,7 +216,7 @@ ExitStatus show(const std::string& path, const char*& separator, Console& consol
   } else {
     console.output() << "does not load\n";
   }
-  printFindings(findings, console);
+  findings.print(console);
   if (format == nullptr) return ExitStatus::kRefused;
   return findings.warnings() > 0 ? ExitStatus::kFound : ExitStatus::kAllWell;
 }

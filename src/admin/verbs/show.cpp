@@ -1,15 +1,12 @@
-// The verb `show`: holders, with all that they have, in plain words.
+// The verb `show`: all that the databases say about a holder, in words.
 #include <algorithm>
 #include <ctime>
 #include <map>
 #include <memory>
-#include <optional>
-#include <unordered_map>
-#include <unordered_set>
+#include <set>
 
 #include "admin/arguments.h"
 #include "admin/check/sitecheck.h"
-#include "admin/records/databases.h"
 #include "admin/records/site.h"
 #include "admin/records/wording.h"
 #include "admin/verbs/verb.h"
@@ -29,236 +26,197 @@ struct ShowOptions {
   bool withPins = false;
 };
 
-[[noreturn]] void rejectArgument(const std::string& text) {
-  throw Failure(ExitStatus::kNotDone, text);
+uint32_t timeOrNow(const std::string& at) {
+  if (at.empty()) return static_cast<uint32_t>(std::time(nullptr));
+  const auto time = timeOf(at);
+  if (!time)
+    throw Failure(ExitStatus::kNotDone,
+                  "--at {} is not a time; write it as \"2026/01/31 18:00:00\"", quoted(at));
+  return *time;
 }
 
-// What one word of the command line asks for.
-struct Question {
-  std::string thing;               // "holder 77", when it is not there.
-  std::optional<CardPattern> key;  // None for a holder.
-  std::vector<uint32_t> holders;   // Whose answer it is.
+// Prints holders of an open site.
+class HolderPrinter {
+ public:
+  HolderPrinter(const ShowOptions& options, const Site& site, Console& console)
+      : _options(options),
+        _site(site),
+        _index(site.databases()),
+        _console(console),
+        _now(timeOrNow(options.at)) {
+    if (!options.levels.empty()) readLevels(options.levels, _levels);
+  }
+
+  // False, and nothing is printed, when there is no such holder.
+  bool print(uint32_t uniqid) {
+    const auto accesses = _index.accessesOf(uniqid), idents = _index.identsOf(uniqid);
+    if (accesses.empty() && idents.empty()) return false;
+    if (!_printed.insert(uniqid).second) return true;
+    _console.print("holder {}\n", uniqid);
+    if (accesses.empty()) line("no access record: no door opens");
+    if (accesses.size() > 1)
+      line("{} access records: a build writes one for each card", accesses.size());
+    const auto isCard = [this](uint32_t n) { return !isPinEntry(_site.databases().idents[n]); };
+    for (const uint32_t number : accesses) printAccess(number, std::ranges::any_of(idents, isCard));
+    if (idents.empty()) line("no credential: nothing to open a door with");
+    for (const uint32_t number : idents) printCredential(number);
+    _console.print("\n");
+    return true;
+  }
+
+ private:
+  void printAccess(uint32_t number, bool hasCard) {
+    const AccessRecord& record = _site.databases().accesses[number];
+    line("access record {}", number);
+    for (const AccessField& field : accessFields()) {
+      using enum AccessField::Kind;
+      const uint32_t value = field.valueOf(record);
+      if (field.kind == kPin)
+        printPin(record, hasCard);
+      else if (value != 0 && field.kind == kFlag)
+        line("{}", field.name);
+      else if (value != 0 && field.kind != kTime)
+        line("{}: {}{}", field.name, value, remark(field, value));
+      if (std::string_view(field.name) == "end") printValidity(record);
+    }
+  }
+
+  // What is worth knowing about a value.
+  std::string remark(const AccessField& field, uint32_t value) const {
+    using enum AccessField::Kind;
+    if (field.kind == kEscort && _index.accessesOf(value).empty()) return ", who is not a holder";
+    if (field.kind != kAccessLevel || _options.levels.empty()) return "";
+    const int32_t position = _levels.findLevel(value);
+    std::string pairs;
+    if (position >= 0)
+      for (const AccessPair& pair : _levels.level(position).pairs())
+        pairs += fmt::format(" {}/{}", pair.doorgroup, pair.schedule);
+    return pairs.empty() ? ", opens no door" : ", opens door group/schedule" + pairs;
+  }
+
+  void printValidity(const AccessRecord& record) {
+    std::string period;
+    if (record.starttime != 0) period += fmt::format("from {} UTC ", timeText(record.starttime));
+    if (record.endtime != 0) period += fmt::format("until {} UTC ", timeText(record.endtime));
+    if (period.empty()) period = "without limit ";
+    period.back() = ',';
+    line("validity: {} {}", period, stateText(record));
+  }
+
+  std::string stateText(const AccessRecord& record) const {
+    switch (validityAt(_now, record)) {
+      case Validity::kNever:
+        return "never valid";
+      case Validity::kNotYet:
+        return "not yet valid";
+      case Validity::kExpired:
+        return fmt::format("expired since {} UTC", timeText(record.endtime + 1));
+      default:
+        return _options.at.empty() ? "valid now" : "valid then";
+    }
+  }
+
+  // Whether somebody has no PIN is as secret as a PIN. Without a card it has no effect.
+  void printPin(const AccessRecord& record, bool hasCard) {
+    if (_options.withPins ? hasCard || pinText(record, true) != "none" : hasCard)
+      line("PIN: {}", _options.withPins ? pinText(record, true) : kHiddenPin);
+  }
+
+  void printCredential(uint32_t number) {
+    const IdentRecord& record = _site.databases().idents[number];
+    const std::string name = credentialText(record, _site, _options.withPins);
+    const std::string key = keyText(record, _options.withPins);
+    const bool showsKey = key != kHiddenPin && name.find(key) == std::string::npos;
+    line("{}{}{}, ident record {}{}", name, showsKey ? ", key " : "", showsKey ? key : "", number,
+         record.deleted != 0 ? ", deleted" : "");
+  }
+
+  template <typename... Args>
+  void line(fmt::format_string<Args...> format, Args&&... args) {
+    _console.print("  {}\n", fmt::format(format, std::forward<Args>(args)...));
+  }
+
+  const ShowOptions& _options;
+  const Site& _site;
+  const HolderIndex _index;
+  Console& _console;
+  AccessLevelSet _levels;
+  const uint32_t _now;
+  std::set<uint32_t> _printed;
 };
 
-std::vector<Question> questionsOf(const ShowOptions& options, const Site& site) {
-  std::vector<Question> questions;
+// What one word of the command line asks for.
+struct Query {
+  std::string subject;  // "holder 77".
+  std::optional<CardPattern> key;
+  std::vector<uint32_t> holders;
+};
+
+std::vector<Query> parseQueries(const ShowOptions& options, const Site& site) {
+  std::vector<Query> queries;
   for (const std::string& word : options.holders) {
     const auto uniqid = numberOf(word);
-    if (!uniqid) rejectArgument(quoted(word) + " is no unique ID: it is 0 to 4294967295");
-    questions.push_back({"holder " + std::to_string(*uniqid), {}, {*uniqid}});
+    if (!uniqid)
+      throw Failure(ExitStatus::kNotDone, "{} is not a unique ID, a number from 0 to 4294967295",
+                    quoted(word));
+    queries.push_back({fmt::format("holder {}", *uniqid), {}, {*uniqid}});
   }
   for (const std::string& word : options.cards) {
     const size_t colon = word.find(':');
     if (colon == std::string::npos)
-      rejectArgument(quoted(word) + " is no card: write card set and number as 1:15890");
+      throw Failure(ExitStatus::kNotDone,
+                    "{} is not a card; write card set and number as in 1:15890", quoted(word));
     const std::string set = word.substr(0, colon), number = word.substr(colon + 1);
-    std::string thing = "card ";
-    thing.append(number).append(" of card set ").append(set);
-    questions.push_back({thing, keyOfCard(set, number, site), {}});
+    queries.push_back(
+        {fmt::format("card {} of card set {}", number, set), keyOfCard(set, number, site), {}});
   }
   for (const std::string& word : options.keys) {
     const auto key = keyOf(word);
-    if (!key) rejectArgument(quoted(word) + " is no key: it is 1 to 32 hexadecimal digits");
-    questions.push_back({"credential with key " + keyText(*key), key, {}});
+    if (!key)
+      throw Failure(ExitStatus::kNotDone, "{} is not a key of 1 to 32 hexadecimal digits",
+                    quoted(word));
+    queries.push_back({fmt::format("credential with key {}", keyText(*key)), key, {}});
   }
-  if (questions.empty()) rejectArgument("show whom? Name a holder, a --card or a --key");
-  return questions;
+  return queries;
 }
 
-// Of whom all records are collected, by their numbers.
-struct HolderRecords {
-  std::vector<size_t> accesses, idents;
-};
-
-class Show {
- public:
-  Show(const ShowOptions& options, Console& console)
-      : _options(options), _console(console), _output(console.output()) {
-    const SitePaths& names = options.site;
-    tellOfCutShort({names.access, names.ident, names.cardSets}, console);
-    tryTo(console, [&] { _site.loadFormats(names.formats); });
-    tryTo(console, [&] { _site.loadCardSets(names.cardSets, console); });
-    if (!options.levels.empty()) readLevels(options.levels, _levels);
-    _now = static_cast<uint32_t>(std::time(nullptr));
-    if (options.at.empty()) return;
-    const auto at = timeOf(options.at);
-    if (!at)
-      rejectArgument("--at " + quoted(options.at) + " is no time: it is as 2026/01/31 18:00:00");
-    _now = *at;
+// PINs are found by their keys only with --with-pins: nobody can try them out otherwise.
+void findHolders(std::vector<Query>& queries, const Databases& databases, bool withPins) {
+  std::multimap<CardPattern, Query*> wanted;
+  for (Query& query : queries)
+    if (query.key) wanted.emplace(*query.key, &query);
+  if (wanted.empty()) return;
+  for (const IdentRecord& record : databases.idents) {
+    if (isPinEntry(record) && !withPins) continue;
+    const auto [first, last] = wanted.equal_range(record.cardnumber);
+    for (auto found = first; found != last; ++found)
+      found->second->holders.push_back(record.uniqid);
   }
+}
 
-  ExitStatus run() {
-    std::vector<Question> questions = questionsOf(_options, _site);
-    readDatabases();
-    findKeys(questions);
-    collect(questions);
-    ExitStatus status = ExitStatus::kAllWell;
-    std::unordered_set<uint32_t> shown;
-    for (const Question& question : questions)
-      if (!answer(question, shown)) status = ExitStatus::kFound;
-    return status;
-  }
-
- private:
-  void readDatabases() {
-    _databases.readIdents(_options.site.ident);
-    _databases.readAccesses(_options.site.access);
-    if (_databases.identRest != 0)
-      _console.reportText(_options.site.ident + " ends within a record");
-    if (_databases.accessRest != 0)
-      _console.reportText(_options.site.access + " ends within a record");
-  }
-
-  // A key must not serve to try out PINs.
-  bool mayBeFound(const IdentRecord& record) const {
-    return _options.withPins || !isPinEntry(record);
-  }
-
-  void findKeys(std::vector<Question>& questions) const {
-    std::multimap<CardPattern, Question*> wanted;
-    for (Question& question : questions)
-      if (question.key) wanted.emplace(*question.key, &question);
-    if (wanted.empty()) return;
-    for (const IdentRecord& record : _databases.idents) {
-      if (!mayBeFound(record)) continue;
-      const auto [first, last] = wanted.equal_range(record.cardnumber);
-      for (auto found = first; found != last; ++found)
-        found->second->holders.push_back(record.uniqid);
-    }
-  }
-
-  void collect(const std::vector<Question>& questions) {
-    for (const Question& question : questions)
-      for (const uint32_t uniqid : question.holders) _holders[uniqid];
-    for (size_t i = 0; i < _databases.idents.size(); ++i)
-      if (const auto holder = _holders.find(_databases.idents[i].uniqid); holder != _holders.end())
-        holder->second.idents.push_back(i);
-    std::unordered_set<uint32_t> escorts;
-    for (size_t i = 0; i < _databases.accesses.size(); ++i) {
-      const AccessRecord& record = _databases.accesses[i];
-      const auto holder = _holders.find(record.uniqid);
-      if (holder == _holders.end()) continue;
-      holder->second.accesses.push_back(i);
-      escorts.insert(record.escortid);
-    }
-    for (const AccessRecord& record : _databases.accesses)
-      if (escorts.contains(record.uniqid)) _escorts.insert(record.uniqid);
-  }
-
-  // False when what was asked for is not there.
-  bool answer(const Question& question, std::unordered_set<uint32_t>& shown) const {
-    bool isThere = false;
-    for (const uint32_t uniqid : question.holders) {
-      const HolderRecords& records = _holders.at(uniqid);
-      if (records.accesses.empty() && records.idents.empty()) continue;
-      isThere = true;
-      if (shown.insert(uniqid).second) showHolder(uniqid, records);
-    }
-    if (!isThere) _output << "there is no " << printable(question.thing) << "\n\n";
-    return isThere;
-  }
-
-  void showHolder(uint32_t uniqid, const HolderRecords& records) const {
-    _output << "holder " << uniqid << '\n';
-    if (records.accesses.empty()) line("no access record: no door opens");
-    if (records.accesses.size() > 1)
-      line(std::to_string(records.accesses.size()) +
-           " access records: a build writes one for each card");
-    const bool isCardHolder = hasCard(records);
-    for (const size_t number : records.accesses) {
-      line("access record " + std::to_string(number));
-      showAccess(_databases.accesses[number], isCardHolder);
-    }
-    if (records.idents.empty()) line("no credential: nothing to open a door with");
-    for (const size_t number : records.idents) showCredential(number);
-    _output << '\n';
-  }
-
-  bool hasCard(const HolderRecords& records) const {
-    return std::ranges::any_of(records.idents,
-                               [this](size_t i) { return !isPinEntry(_databases.idents[i]); });
-  }
-
-  void showAccess(const AccessRecord& record, bool isCardHolder) const {
-    for (int32_t slot = 0; slot < AccessRecord::kAccessLevels; ++slot)
-      if (const uint16_t level = record.accessLevel(slot); level != 0)
-        line("access level " + std::to_string(slot + 1) + ": " + levelText(level));
-    line("validity: " + validityText(record));
-    for (int32_t bit = 0; bit < 8; ++bit)
-      if (record.flag(bit) != 0) line(flagText(bit));
-    if (record.escortid != 0) line("escort: " + escortText(record.escortid));
-    number("elevator access", record.elevatoraccess);
-    number("output relay group", record.outrelaygrpid);
-    number("issue level", record.cardissuelevel);
-    number("output mode", record.outgrpmode);
-    const bool isBlank = record.pincode == decltype(record.pincode){};
-    if (isCardHolder || !isBlank) line("PIN: " + pinText(record, _options.withPins));
-  }
-
-  // The level of this number, and the pairs that it opens.
-  std::string levelText(uint32_t level) const {
-    std::string text = std::to_string(level);
-    if (_options.levels.empty()) return text;
-    const int32_t position = _levels.findLevel(level);
-    std::string pairs;
-    if (position >= 0)
-      for (const AccessPair& pair : _levels.level(position).pairs())
-        pairs += ' ' + std::to_string(pair.doorgroup) + '/' + std::to_string(pair.schedule);
-    return text + (pairs.empty() ? ", opens no door" : ", opens door group/schedule" + pairs);
-  }
-
-  std::string validityText(const AccessRecord& record) const {
-    const std::string from = "from " + timeText(record.starttime);
-    const std::string to = "to " + timeText(record.endtime);
-    const bool hasStart = record.starttime != 0, hasEnd = record.endtime != 0;
-    const std::string period = hasStart && hasEnd ? from + " " + to
-                               : hasStart         ? from + " on"
-                               : hasEnd           ? to
-                                                  : "without limit";
-    return period + ", " + stateText(record);
-  }
-
-  // Both ends belong to the period.
-  std::string stateText(const AccessRecord& record) const {
-    const bool hasEnd = record.endtime != 0;
-    if (hasEnd && record.endtime < record.starttime) return "never valid";
-    if (_now < record.starttime) return "not yet valid";
-    if (hasEnd && _now > record.endtime) return "expired since " + timeText(record.endtime + 1);
-    return _options.at.empty() ? "valid now" : "valid then";
-  }
-
-  std::string escortText(uint32_t escort) const {
-    return std::to_string(escort) + (_escorts.contains(escort) ? "" : ", who is no holder");
-  }
-
-  void showCredential(size_t number) const {
-    const IdentRecord& record = _databases.idents[number];
-    std::string text = credentialText(record, _site, _options.withPins);
-    const std::string key = keyText(record.cardnumber);
-    if (mayBeFound(record) && text.find(key) == std::string::npos) text += ", key " + key;
-    text += ", ident record " + std::to_string(number);
-    if (record.deleted != 0) text += ", deleted";
-    line(text);
-  }
-
-  void number(const char* name, uint32_t value) const {
-    if (value != 0) line(name + (": " + std::to_string(value)));
-  }
-  void line(const std::string& text) const { _output << "  " << text << '\n'; }
-
-  const ShowOptions& _options;
-  Console& _console;
-  std::ostream& _output;
-  Site _site;
-  AccessLevelSet _levels;
-  uint32_t _now;
-  Databases _databases;
-  std::unordered_map<uint32_t, HolderRecords> _holders;
-  std::unordered_set<uint32_t> _escorts;  // That are holders.
-};
+void reportRest(size_t rest, const std::string& path, Console& console) {
+  if (rest != 0)
+    console.report("{} ends within a record; its last {} bytes are ignored", path, rest);
+}
 
 ExitStatus show(const ShowOptions& options, Console& console) {
-  return Show(options, console).run();
+  if (options.holders.empty() && options.cards.empty() && options.keys.empty())
+    throw Failure(ExitStatus::kNotDone, "no holder given; write a unique ID, a --card or a --key");
+  const Site site(options.site, Site::Formats::kOptional, console);
+  std::vector<Query> queries = parseQueries(options, site);
+  reportRest(site.databases().identRest, options.site.ident, console);
+  reportRest(site.databases().accessRest, options.site.access, console);
+  findHolders(queries, site.databases(), options.withPins);
+  HolderPrinter printer(options, site, console);
+  ExitStatus status = ExitStatus::kAllWell;
+  for (const Query& query : queries) {
+    bool isFound = false;
+    for (const uint32_t uniqid : query.holders) isFound = printer.print(uniqid) || isFound;
+    if (isFound) continue;
+    console.print("there is no {}\n\n", printable(query.subject));
+    status = ExitStatus::kFound;
+  }
+  return status;
 }
 
 }  // namespace
@@ -269,7 +227,7 @@ Run addShow(Options options) {
   options.words("HOLDER", "", given->holders, "Unique IDs of holders");
   options.texts("--card", "SET:NUMBER", given->cards, "The holder of a card");
   options.texts("--key", "HEX", given->keys, "The holder of a credential with this key");
-  options.file("--levels", given->levels, "Tell what access levels open by this file");
+  options.file("--levels", given->levels, "Show what access levels open, from this file");
   options.text("--at", "\"YYYY/MM/DD HH:MM:SS\"", given->at, "The time that counts as now, in UTC");
   options.databases(given->site);
   options.flag("--with-pins", given->withPins, "Show PINs, and find them by their keys");

@@ -1,24 +1,142 @@
-// The verb `verify`: whether existing databases are sound, and what a build would make.
+// The verb `verify`: what is wrong with existing databases, and where they differ from what a build
+// of a cards file makes.
+#include <algorithm>
 #include <memory>
+#include <numeric>
 
 #include "admin/check/report.h"
-#include "admin/records/databases.h"
-#include "admin/records/recordfaults.h"
-#include "admin/records/recordorders.h"
+#include "admin/records/expected.h"
+#include "admin/records/holders.h"
 #include "admin/records/recordrules.h"
-#include "admin/records/site.h"
-#include "admin/records/statedrecords.h"
+#include "admin/records/wording.h"
 #include "admin/verbs/verb.h"
 
 namespace badgemint::admin {
 
 namespace {
 
-size_t countHolders(const Databases& databases, const RecordOrders& orders) {
+// Finds the records of the databases that a build would make, in whatever order they stand.
+class Comparison {
+ public:
+  Comparison(const Databases& databases, Faults& faults)
+      : _databases(databases), _faults(faults), _accessWalk(databases.accesses) {
+    _found.resize(databases.idents.size());
+    _expected.idents.resize(databases.idents.size());
+    _expected.accesses.resize(databases.accesses.size());
+  }
+
+  // Returns which records are exactly as a build makes them. `stored` are the card sets of the card
+  // sets file.
+  ExpectedNumbers run(const std::string& cards, const std::string& formats,
+                      const cardsets& stored) {
+    ExpectedRecords records(formats, [this](const ExpectedRecord& record) { compare(record); });
+    records.readFile(cards);
+    for (size_t i = 0; i < _found.size(); ++i)
+      if (!_found[i]) _faults.addIdent(i, "other", "is in no line of the cards file");
+    for (size_t i = 0; i < _databases.accesses.size(); ++i)
+      if (!_accessWalk.isUsed(i)) _faults.addAccess(i, "other", "is in no line of the cards file");
+    const std::string difference = differenceOfCardSets(records.cardSets(), stored);
+    if (!difference.empty())
+      _faults.add({FaultFile::kCardSets}, "differs", "a build would not write it: {}", difference);
+    return std::move(_expected);
+  }
+
+ private:
+  static constexpr size_t kNone = SIZE_MAX;
+
+  void compare(const ExpectedRecord& expected) {
+    const size_t ident = findIdent(expected.ident);
+    const bool isSameIdent = compareIdent(expected, ident);
+    const bool isSameAccess = expected.access == nullptr || compareAccess(expected);
+    if (isSameIdent && isSameAccess) _expected.idents[ident] = true;
+  }
+
+  // Most databases are in the order of the file.
+  size_t findIdent(const IdentRecord& expected) {
+    size_t number = _next;
+    if (number == _databases.idents.size() || _databases.idents[number] != expected)
+      number = findByKey(expected);
+    if (number != kNone) _next = number + 1;
+    return number;
+  }
+
+  auto keyOf() const {
+    return [this](uint32_t number) -> const CardPattern& {
+      return _databases.idents[number].cardnumber;
+    };
+  }
+
+  // Of several records with the key, which no other line has, the equal one; else the first one.
+  size_t findByKey(const IdentRecord& expected) {
+    if (_byKey.empty()) sortByKey();
+    const auto same = std::ranges::equal_range(_byKey, expected.cardnumber, {}, keyOf());
+    const auto equal = std::ranges::find_if(
+        same, [&](uint32_t number) { return _databases.idents[number] == expected; });
+    if (equal != same.end()) return *equal;
+    return same.empty() ? kNone : same.front();
+  }
+
+  void sortByKey() {
+    _byKey.resize(_databases.idents.size());
+    std::iota(_byKey.begin(), _byKey.end(), 0U);
+    std::ranges::stable_sort(_byKey, {}, keyOf());
+  }
+
+  bool compareIdent(const ExpectedRecord& expected, size_t number) {
+    if (number == kNone) {
+      _faults.add({FaultFile::kCards, expected.line}, "missing", "{} is not in the ident database",
+                  _faults.nameOf(expected.ident));
+      return false;
+    }
+    _found[number] = true;
+    const char* const field = differingField(_databases.idents[number], expected.ident);
+    if (field == nullptr) return true;
+    _faults.addIdent(number, "differs", "is not as in the cards file, line {}: {}", expected.line,
+                     field);
+    return false;
+  }
+
+  bool compareAccess(const ExpectedRecord& expected) {
+    const AccessWalk::Step step = _accessWalk.next(expected.access->uniqid);
+    if (step.record == nullptr || step.isShared) {
+      _faults.add({FaultFile::kCards, expected.line}, "missing", "{} has no access record",
+                  _faults.nameOf(expected.ident));
+      return false;
+    }
+    const auto number = static_cast<size_t>(step.record - _databases.accesses.data());
+    const char* const field = differingField(*step.record, *expected.access);
+    if (field != nullptr)
+      _faults.addAccess(number, "differs", "is not as in the cards file, line {}: {}",
+                        expected.line, field);
+    else
+      _expected.accesses[number] = true;
+    return field == nullptr;
+  }
+
+  const Databases& _databases;
+  Faults& _faults;
+  AccessWalk _accessWalk;
+  ExpectedNumbers _expected;
+  std::vector<bool> _found;  // Ident records that a line makes.
+  size_t _next = 0;          // The number after that of the last one found.
+  std::vector<uint32_t> _byKey;
+};
+
+size_t countHolders(const Databases& databases) {
   size_t holders = 0;
-  for (RecordNumbers rest = orders.accessesByUniqid(); !rest.empty(); ++holders)
-    rest = rest.subspan(firstAlike(rest, databases.accesses, &AccessRecord::uniqid).size());
+  const std::vector<uint32_t> order = orderByUniqid(databases.accesses);
+  for (size_t i = 0; i < order.size(); ++i)
+    if (i == 0 || databases.accesses[order[i]].uniqid != databases.accesses[order[i - 1]].uniqid)
+      ++holders;
   return holders;
+}
+
+void checkWholeRecords(const Databases& databases, Faults& faults) {
+  const auto check = [&faults](FaultFile file, size_t rest) {
+    if (rest != 0) faults.add({file}, "size", "{} bytes after the last whole record", rest);
+  };
+  check(FaultFile::kIdent, databases.identRest);
+  check(FaultFile::kAccess, databases.accessRest);
 }
 
 ExitStatus verify(const VerifyOptions& options, Console& console) {
@@ -36,16 +154,19 @@ ExitStatus verify(const VerifyOptions& options, Console& console) {
   Databases databases;
   databases.readIdents(names.ident);
   databases.readAccesses(names.access);
-  const RecordOrders orders(databases);
-  RecordFaults faults(options, databases, site);
-  judgeRecords(databases, orders, site, faults);
-  if (!options.cards.empty()) compareWithCards(options, databases, orders, site, faults);
+  Faults faults(options, databases, site);
+  checkWholeRecords(databases, faults);
+  ExpectedNumbers expected;
+  if (!options.cards.empty())
+    expected = Comparison(databases, faults).run(options.cards, names.formats, site.sets());
+  checkRecords(databases, site, expected, faults);
 
+  faults.print(console);
   // Always of the same words, for programs that read it.
-  const size_t count = faults.print(console);
-  console.output() << (count == 0 ? "no faults; " : std::to_string(count) + " faults; ")
-                   << databases.idents.size() << " credentials of "
-                   << countHolders(databases, orders) << " holders\n";
+  const size_t count = faults.count();
+  console.print("{} faults; {} credentials of {} holders\n",
+                count == 0 ? "no" : fmt::to_string(count), databases.idents.size(),
+                countHolders(databases));
   return count == 0 ? ExitStatus::kAllWell : ExitStatus::kRefused;
 }
 
@@ -53,7 +174,7 @@ ExitStatus verify(const VerifyOptions& options, Console& console) {
 
 Run addVerify(Options options) {
   const auto given = std::make_shared<VerifyOptions>();
-  options.describe("Tell what is wrong with existing databases",
+  options.describe("Report what is wrong with existing databases",
                    "badgemint-admin verify --cards cards.txt");
   options.file("--cards", given->cards, "Compare with what a build of this file would make");
   options.databases(given->site);

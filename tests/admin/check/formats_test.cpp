@@ -95,7 +95,8 @@ TEST_F(FormatsCheck, TellsOfTheFormatsFile) {
       "[text]\n"
       "d.cdf: cannot be read: Is a directory [-338]\n"
       "\\xC2\\xA0.VFF: cannot be opened: No such file or directory; named at list:11 as "
-      "\"x/\\xC2\\xA0.VFF\", of which the folder is dropped; a no-break space is no blank but part "
+      "\"x/\\xC2\\xA0.VFF\", of which the folder is dropped; a no-break space is not a blank but "
+      "part "
       "of the word [-434]\n"
       "-505 at list:1");
   EXPECT_EQ(findingsOf("-0 f.CDF\n6#\n7 f.CDF x y\n8 f.CDF" + std::string(93, ' ') + "9 f.CDF" +
@@ -195,8 +196,8 @@ TEST_F(FormatsCheck, TellsOfFormatFiles) {
        "23:1: parity mask 1 is not applied: line 9 declares 0 [mask]"},
       {"CDF",
        {{9, "\xA0 2"}, {13, "F,\xA0,9,MSB,BIN"}, {14, "F,\xC3\xA0,9,MSB,BIN"}},
-       "9:1: a no-break space is no blank but part of the word [text]\n"
-       "13:3: a no-break space is no blank but part of the word [text]\n"
+       "9:1: a no-break space is not a blank but part of the word [text]\n"
+       "13:3: a no-break space is not a blank but part of the word [text]\n"
        "14:3: minimum \"\\xC3\\xA0\" is read as 0 [number]"},
       {"EFF",
        {{9, {"2\0", 2}}, {23, {"EXX\0X", 5}}, {51, "x"}},

@@ -1,0 +1,119 @@
+#include "admin/check/word.h"
+
+#include <algorithm>
+
+#include "admin/check/finding.h"
+#include "support/fieldscanner.h"
+#include "support/textutil.h"
+
+namespace badgemint::admin {
+
+namespace {
+
+// The length of the number at the start of a text, with its sign; 0 for none.
+size_t numberLength(std::string_view text) {
+  const size_t sign = !text.empty() && (text[0] == '-' || text[0] == '+') ? 1 : 0;
+  const size_t end = std::min(text.find_first_not_of("0123456789", sign), text.size());
+  return end > sign ? end : 0;
+}
+
+// Three numbers with `separator` between them; its length, or 0.
+size_t tripleLength(std::string_view word, char separator) {
+  size_t end = 0;
+  for (int i = 0; i < 3; ++i) {
+    if (i > 0 && (end >= word.size() || word[end++] != separator)) return 0;
+    const size_t length = numberLength(word.substr(end));
+    if (length == 0) return 0;
+    end += length;
+  }
+  return end;
+}
+
+// In UTF-8, and alone in the 8-bit sets; elsewhere in UTF-8 its byte is the end of a letter.
+bool isNoBreakSpace(std::string_view text, size_t i) {
+  if (text.substr(i).starts_with("\xC2\xA0")) return true;
+  return text[i] == '\xA0' && (i == 0 || (text[i - 1] & 0x80) == 0);
+}
+
+// Whether a field of the kind can have this character at all.
+bool mayHave(const LineField& field, char c, bool isFirst) {
+  const auto within = [c](std::string_view characters) {
+    return isDigit(c) || characters.find(c) != std::string_view::npos;
+  };
+  switch (field.kind) {
+    case FieldKind::kPin:
+      return false;
+    case FieldKind::kCardNumber:
+      return within("ABCDEFabcdef");
+    case FieldKind::kDate:
+      return within("/");
+    case FieldKind::kTime:
+      return within(":");
+    default:
+      return within(isFirst ? "-+" : "");
+  }
+}
+
+size_t mostDigits(const LineField& field) {
+  switch (field.kind) {
+    case FieldKind::kCardNumber:
+      return 32;
+    case FieldKind::kDate:
+      return 8;
+    case FieldKind::kTime:
+      return 6;
+    default:
+      return fmt::formatted_size("{}", field.most);
+  }
+}
+
+}  // namespace
+
+Word classify(std::string_view word) {
+  if (word.starts_with('#')) return {WordKind::kComment};
+  const size_t number = numberLength(word);
+  if (number == 0) return {WordKind::kOther};
+  if (number == word.size()) return {WordKind::kNumber};
+  if (const size_t date = tripleLength(word, '/'); date > 0)
+    return {WordKind::kDate, word.substr(date)};
+  if (const size_t time = tripleLength(word, ':'); time > 0)
+    return {WordKind::kTime, word.substr(time)};
+  return {WordKind::kNumberWithRest, word.substr(number)};
+}
+
+int64_t wordValue(std::string_view word) {
+  SaturatedInt64 number{};
+  return digitsToInt64(word, number) ? number.value : textToInt64(word.data());
+}
+
+std::optional<HiddenByte> findHiddenByte(std::string_view line, size_t from) {
+  std::string_view text = line;
+  for (int i = 0; i < 2 && (text.ends_with('\n') || text.ends_with('\r')); ++i)
+    text.remove_suffix(1);
+  constexpr std::string_view kHidden("\0\r\xA0", 3);
+  if (std::ranges::none_of(kHidden, [text](char c) { return text.find(c) != text.npos; }))
+    return {};
+  for (size_t i = from; i < text.size(); ++i) {
+    if (text[i] == '\0') {
+      if (text.find_first_not_of('\0', i) == std::string_view::npos) return {};
+      return HiddenByte{i, "a NUL byte: the rest of the line is not read"};
+    }
+    if (text[i] == '\r') return HiddenByte{i, "a carriage return within the line does not end it"};
+    if (isNoBreakSpace(text, i))
+      return HiddenByte{i, "a no-break space is not a blank but part of the word"};
+  }
+  return {};
+}
+
+std::string ShownWord::text() const {
+  size_t end = 0;
+  while (end < word.size() && mayHave(field, word[end], end == 0)) ++end;
+  const auto digits = static_cast<size_t>(
+      std::count_if(word.begin(), word.begin() + static_cast<ptrdiff_t>(end), isDigit));
+  if (digits > mostDigits(field)) return fmt::format("of {} digits", digits);
+  // The first character that is wrong, unless it is a digit, shows what is the matter.
+  if (field.kind != FieldKind::kPin && end < word.size() && !isDigit(word[end])) ++end;
+  return fmt::format("\"{}{}\"", printable(word.substr(0, end)), end < word.size() ? "..." : "");
+}
+
+}  // namespace badgemint::admin

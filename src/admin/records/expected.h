@@ -1,0 +1,71 @@
+// What a build makes of the lines of a cards file, for those who compare it with what is there: one
+// walk, which makes the records with the code that builds them.
+#ifndef BADGEMINT_ADMIN_RECORDS_EXPECTED_H
+#define BADGEMINT_ADMIN_RECORDS_EXPECTED_H
+
+#include <cstdint>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "cardsets/cardsets.h"
+#include "inputcards/linewriter.h"
+
+namespace badgemint::admin {
+
+// The records of one credential, and the line that a build makes them of.
+struct ExpectedRecord {
+  int32_t line;
+  const IdentRecord& ident;
+  const AccessRecord* access;  // Null for the PIN beside a card, which has no access record.
+};
+
+// Hands the records of each line to a function, in the order of a build. It has formats of its own,
+// and the card sets that the lines so far define.
+class ExpectedRecords final : private RecordSink {
+ public:
+  using Visit = std::function<void(const ExpectedRecord&)>;
+
+  // Loads the formats. Throws Failure (refused) when one does not load, and std::bad_alloc.
+  ExpectedRecords(const std::string& formatsName, Visit visit);
+
+  // One line. kSuccess, or the code with which a build ends at it. What `visit` throws comes out.
+  int32_t readLine(InputLine line);
+  // All lines of a file that a build accepts. Throws Failure (refused) at a line that it does not
+  // accept, and std::system_error.
+  void readFile(const std::string& cardsName);
+
+  const cardsets& cardSets() const { return _site->cardSets(); }
+
+ private:
+  [[nodiscard]] int32_t put(const IdentRecord& ident, const AccessRecord* access) override;
+
+  const std::unique_ptr<SiteCards> _site;
+  LineWriter _writer;
+  const Visit _visit;
+  int32_t _line = 0;
+  std::exception_ptr _thrown;  // By `visit`.
+};
+
+// What a card sets file, once it is read, has other than a build would write: "card set 3 differs";
+// empty for nothing. A build writes no values below 1.
+std::string differenceOfCardSets(const cardsets& expected, const cardsets& stored);
+
+struct ProvedFiles {
+  std::string cards, formats, ident, access, cardSets;
+};
+
+// Proves that the databases hold the records that a build makes of the cards file, in its order,
+// and no others, and that the card sets file has its card sets. Returns the number of credentials.
+// Throws Failure (refused) that names what differs, and std::system_error.
+//
+// Both sides are made by the same encoding, so this does not find an error in the encoding; that
+// every card decodes to its own number, the build itself checks. What it finds is all that can
+// happen to files on their way to the disk and back: records that are cut, torn, swapped or from
+// another build, and inputs that have changed since they were read.
+int64_t prove(const ProvedFiles& files);
+
+}  // namespace badgemint::admin
+
+#endif  // BADGEMINT_ADMIN_RECORDS_EXPECTED_H
