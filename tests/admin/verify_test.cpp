@@ -1,8 +1,9 @@
-// The verb `verify`: each fault that databases can have, and what a cards file says otherwise.
+// The verb `verify`: each of its rules, and what it reports of records that a build of a cards file
+// would make differently.
 #include <gtest/gtest.h>
 
 #include "admin/adminrun.h"
-#include "cardsets/card_functions.h"
+#include "admin/records/databases.h"
 #include "support/testsite.h"
 
 namespace badgemint::admin {
@@ -12,12 +13,26 @@ const std::string kNone = " 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0";
 const std::string kF = "f 1 1 A=21\nf 2 2\n", kC = "c 1 15890 12345678 1 1" + kNone + " 0\n",
                   kO = "o 0099 1\n", kN = "n 0 1A2b30 0 2 1" + kNone + " 0\n",
                   kP = "p 1234 3 1" + kNone + "\n", kD = "d 2 10 3 4\n";
+// Ident records 0 to 6: a card and a PIN of holder 1, a card of 2, a PIN of 3, cards of 4, 5, 6.
+// Access records 0 to 5: of holders 1 to 6.
+const std::string kCards = kF + kC + kO + kN + kP + kD;
 
 class VerifyTest : public testing::Test {
  protected:
-  VerifyTest() { EXPECT_EQ(buildCards(kF + kC + kO + kN + kP + kD), 0); }
+  VerifyTest() { build(kCards); }
 
-  // What is said of the faults, without the last line.
+  void build(const std::string& cards) {
+    ASSERT_EQ(buildCards(cards), 0);
+    _built.readIdents("ident");
+    _built.readAccesses("access");
+  }
+
+  static void write(const Databases& databases) {
+    writeRecords("ident", databases.idents);
+    writeRecords("access", databases.accesses);
+  }
+
+  // What is reported of the databases, without the last line.
   static std::string faults(const std::string& options = "") {
     const AdminRun run = runAdmin(
         "verify --ident ident --access access --cardsets cardsets --formats formats " + options);
@@ -28,65 +43,155 @@ class VerifyTest : public testing::Test {
     return run.output.substr(0, last);
   }
 
+  // Changes of the databases as they were built, each with the end of what is reported then;
+  // nothing for a change that keeps the rules.
+  struct Case {
+    void (*change)(Databases&);
+    const char* fault;
+  };
+  void expect(std::initializer_list<Case> cases, const std::string& options = "") {
+    for (int number = 0; const auto& [change, fault] : cases) {
+      SCOPED_TRACE(testing::Message() << "case " << number++ << ": " << fault);
+      Databases databases = _built;
+      change(databases);
+      write(databases);
+      const std::string found = faults(options);
+      EXPECT_EQ(found.empty(), *fault == '\0') << found;
+      EXPECT_TRUE(found.ends_with(fault + std::string(*fault == '\0' ? "" : "\n"))) << found;
+    }
+  }
+
   TestSite _site;
+  Databases _built;
 };
 
-TEST_F(VerifyTest, NamesEachFaultOfARecord) {
+TEST_F(VerifyTest, Mark) {
+  expect({{[](auto& d) { d.idents[4].deleted = 1; }, ""},
+          {[](auto& d) { d.idents[4].deleted = 2; },
+           "ident: record 4 (offset 112): holder 4: card 10 of card set 2 has mark of deletion 2 "
+           "[mark]"}});
+}
+
+TEST_F(VerifyTest, CardSet) {
   _site.folder.write("cardsets", contentOf("cardsets") + "f 8 9\n");
-  const struct {
-    const char* file;
-    size_t offset;
-    const char *bytes, *says;  // The end of what is said of a file with these bytes there.
-  } kCases[] = {
-      {"ident", 136, "02",
-       "(offset 112): holder 4: card 10 of card set 2 has mark of deletion 2 [mark]"},
-      {"ident", 24, "01", "holder 1: PIN **** beside a card has no card beside it [pair]"},
-      {"ident", 52, "01", ""},
-      {"ident", 28, "A0", "beside a card is not stored as digits and their end [pin]"},
-      {"ident", 30, "F1", "[pin]"},
-      {"ident", 28, "F00000", "[pin]"},
-      {"ident", 28, "1234567890123456F0", ""},
-      {"ident", 28, "12345678901234561F", "[pin]"},
-      {"ident", 84, "1F34", "holder 3: PIN **** alone is not stored as digits and their end [pin]"},
-      {"ident", 3, "25", "does not give: parity, fixed bits, or bits behind the card's end [key]"},
-      {"ident", 15, "01", "does not give: parity, fixed bits, or bits behind the card's end [key]"},
-      {"ident", 1, "2C", "has a key that its card set does not give: another site value [key]"},
-      {"ident", 132, "07", "has no format: the card sets file lacks card set 7 [card-set]"},
-      {"ident", 132, "08", "has no format: none is listed for card set 8 [card-set]"},
-      {"ident", 132, "0001", "has a code that is no card set's: 256 [card-set]"},
-      {"ident", 132, "FE", ""},
-      {"ident", 143, "0A", "card 10 of card set 2 has the key of record 4 [unique]"},
-      {"ident", 136, "010000000000000A", ""},
-      {"ident", 156, "63", "access: record 4 (offset 176): holder 5 has no credential [holder]"},
-      {"ident", 44, "03", "PIN **** alone has the unique ID of record 1 [unique]"},
-      {"ident", 44, "02", ""},
-      {"access", 40, "40", "access: record 0 (offset 0): holder 1 has flags beyond flag 5 [flag]"},
-      {"access", 40, "3F", ""},
-      {"access", 4, "1A", "has a PIN that is not stored as digits and their end [pin]"},
-      {"access", 48, "F0", ""},
-      {"access", 176, "07",
-       "holder 5: card 11 of card set 2 has no access record [holder]\n"
-       "access: record 4 (offset 176): holder 7 has no credential [holder]"},
-      {"access", 220, "04", "holder 4 already has record 3 [holder]"},
-      {"ident", 196, "00", "ident: bytes behind the last whole record: 1 [size]"},
-      {"access", 264, "0000", "access: bytes behind the last whole record: 2 [size]"},
+  expect(
+      {{[](auto& d) { d.idents[4].cardsetcode = 254; }, ""},
+       {[](auto& d) { d.idents[4].cardsetcode = 7; },
+        "the card sets file lacks card set 7 [card-set]"},
+       {[](auto& d) { d.idents[4].cardsetcode = 8; }, "file lacks that of card set 8 [card-set]"},
+       {[](auto& d) { d.idents[4].cardsetcode = 256; }, "invalid card set code 256 [card-set]"}});
+}
+
+TEST_F(VerifyTest, Pin) {
+  constexpr char kIdent[] = "is not stored as packed digits: no keypad entry matches it [pin]";
+  expect({{[](auto& d) {
+             d.idents[1].cardnumber = {0x12, 0x34, 0x56, 0x78, 0x90, 0x12, 0x34, 0x56, 0xF0};
+           },
+           ""},
+          {[](auto& d) {
+             d.idents[1].cardnumber = {0x12, 0x34, 0x56, 0x78, 0x90, 0x12, 0x34, 0x56, 0x1F};
+           },
+           kIdent},
+          {[](auto& d) {
+             d.idents[1].cardnumber = {0xA0, 0x99, 0xF0};
+           },
+           kIdent},
+          {[](auto& d) {
+             d.idents[1].cardnumber = {0x00, 0x99, 0xF1};
+           },
+           kIdent},
+          {[](auto& d) { d.idents[1].cardnumber = {0xF0}; }, kIdent},
+          {[](auto& d) {
+             d.idents[3].cardnumber = {0x1F, 0x34, 0xF0};
+           },
+           kIdent},
+          {[](auto& d) { d.accesses[1].pincode = {0xF0}; }, ""},
+          {[](auto& d) {
+             d.accesses[1].pincode = {0x1A, 0xF0};
+           },
+           "access: record 1 (offset 44): holder 2 has a PIN that is not stored as packed digits "
+           "[pin]"}});
+}
+
+TEST_F(VerifyTest, Key) {
+  constexpr char kBits[] = "wrong parity, wrong fixed bits or bits after its end [key]";
+  expect({{[](auto& d) { d.idents[0].cardnumber[3] ^= 1; }, kBits},
+          {[](auto& d) { d.idents[0].cardnumber[15] = 1; }, kBits},
+          {[](auto& d) { d.idents[0].cardnumber[1] ^= 6; },
+           "15890 of card set 1 has a key with other site values than its card set [key]"}});
+}
+
+TEST_F(VerifyTest, Unique) {
+  expect(
+      {{[](auto& d) { d.idents[5].cardnumber = d.idents[4].cardnumber; },
+        "holder 5: card 10 of card set 2 has the key of record 4 [unique]"},
+       {[](auto& d) { d.idents[5].cardnumber = d.idents[4].cardnumber, d.idents[4].deleted = 1; },
+        ""},
+       {[](auto& d) { d.idents[1].uniqid = 3; }, "alone has the unique ID of record 1 [unique]"},
+       {[](auto& d) { d.idents[1].uniqid = 2; }, ""}});
+}
+
+TEST_F(VerifyTest, HolderAndPair) {
+  expect(
+      {{[](auto& d) { d.idents[5].uniqid = 99; },
+        "ident: record 5 (offset 140): holder 99: card 11 of card set 2 has no access record "
+        "[holder]\n"
+        "access: record 4 (offset 176): holder 5 has no credential [holder]"},
+       {[](auto& d) { d.accesses[5].uniqid = 4; }, "holder 4 already has record 3 [holder]"},
+       {[](auto& d) { d.idents[0].deleted = 1; }, "beside a card has no card beside it [pair]"}});
+}
+
+TEST_F(VerifyTest, Flag) {
+  expect({{[](auto& d) { d.accesses[0].bitflds = 0x3F; }, ""},
+          {[](auto& d) { d.accesses[0].bitflds = 0x40; },
+           "access: record 0 (offset 0): holder 1 has flags beyond flag 5 [flag]"}});
+}
+
+TEST_F(VerifyTest, Size) {
+  _site.folder.write("ident", contentOf("ident") + 'x');
+  _site.folder.write("access", contentOf("access") + "xy");
+  EXPECT_EQ(faults(),
+            "ident: 1 bytes after the last whole record [size]\n"
+            "access: 2 bytes after the last whole record [size]\n");
+}
+
+TEST_F(VerifyTest, Differs) {
+  const auto differs = [](const char* record, const char* line, const char* field) {
+    return fmt::format("{} is not as in the cards file, line {}: {} [differs]\n", record, line,
+                       field);
   };
-  for (const auto& [file, offset, bytes, says] : kCases) {
-    SCOPED_TRACE(testing::Message() << file << ' ' << offset << ' ' << bytes);
-    const std::string whole = contentOf(file);
-    std::array<uint8_t, 16> patch;
-    hexToBits(bytes, patch);
-    std::string changed = whole;
-    changed.replace(offset, std::strlen(bytes) / 2,
-                    std::string(patch.begin(), patch.begin() + std::strlen(bytes) / 2));
-    _site.folder.write(file, changed);
-    const std::string said = faults();
-    EXPECT_TRUE(*says == '\0' ? said.empty() : said.ends_with(says + std::string("\n"))) << said;
-    _site.folder.write(file, whole);
+  const struct {
+    void (*change)(IdentRecord& ident, AccessRecord& access);  // The first card and its holder.
+    const char* field;
+  } kCases[] = {
+      {[](auto& ident, auto&) { ident.cardsetcode = 2; }, "card set"},
+      {[](auto& ident, auto&) { ident.deleted = 1; }, "mark of deletion"},
+      {[](auto&, auto& access) { access.pincode[3] = 0x79; }, "PIN"},
+      {[](auto&, auto& access) { access.acclevel[0] = 2; }, "access level 1"},
+      {[](auto&, auto& access) { access.acclevel[7] = 1; }, "access level 8"},
+      {[](auto&, auto& access) { access.setFlag(5, 1); }, "flag 5 (last of the line)"},
+      {[](auto&, auto& access) { access.escortid = 2; }, "escort"},
+      {[](auto&, auto& access) { access.starttime = 1; }, "start"},
+      {[](auto&, auto& access) { access.endtime = 1; }, "end"},
+      {[](auto&, auto& access) { access.elevatoraccess = 1; }, "elevator access"},
+      {[](auto&, auto& access) { access.outrelaygrpid = 1; }, "output relay group"},
+      {[](auto&, auto& access) { access.cardissuelevel = 1; }, "issue level"},
+      {[](auto&, auto& access) { access.outgrpmode = 1; }, "output mode"},
+  };
+  for (const auto& [change, field] : kCases) {
+    SCOPED_TRACE(field);
+    Databases databases = _built;
+    change(databases.idents[0], databases.accesses[0]);
+    write(databases);
+    const bool isIdent = databases.idents[0] != _built.idents[0];
+    const std::string found = faults("--cards cards"), fault = differs("", "3", field);
+    EXPECT_TRUE(found.starts_with(isIdent ? "ident: record 0 (" : "access: record 0 (") &&
+                found.ends_with(fault))
+        << found;
   }
 }
 
-TEST_F(VerifyTest, NamesWhatABuildWouldMakeOtherwise) {
+TEST_F(VerifyTest, DiffersMissingAndOther) {
   const std::string c10 = "card 10 of card set 2 ", c15890 = "holder 1: card 15890 of card set 1 ",
                     missing = "is not in the ident database [missing]\n",
                     other = "is in no line of the cards file [other]\n";
@@ -97,13 +202,9 @@ TEST_F(VerifyTest, NamesWhatABuildWouldMakeOtherwise) {
            "is not as in the cards file, line 8: unique ID [differs]\n"
            "access: record 3 (offset 132): holder 4 " +
            other + "cards:8: holder 7: " + c10 + "has no access record [missing]\n"},
-      {kF + "c 1 15890 12345678 1 2" + kNone + " 0\n" + kO + kN + kP + kD,
-       "access: record 0 (offset 0): holder 1 is not as in the cards file, line 3: access level "
-       "[differs]\n"},
       {"f 1 1 A=22\nf 2 2\n" + kC + kO + kN + kP + kD,
        "ident: record 0 (offset 0): " + c15890 + other + "cards:3: " + c15890 + missing +
-           "cardsets: a build would not write it: it says something else of card set 1 "
-           "[differs]\n"},
+           "cardsets: a build would not write it: card set 1 differs [differs]\n"},
       {"x\n",
        "cards:1:1: error: \"x\" is no line type: a line begins with f, c, n, p, o, d or # "
        "[-503]\n"},
@@ -112,14 +213,27 @@ TEST_F(VerifyTest, NamesWhatABuildWouldMakeOtherwise) {
     _site.folder.write("cards", cards);
     EXPECT_EQ(faults("--cards cards"), says);
   }
-  _site.folder.write("cards", kF + kC + kO + kN + kP + kD + "d 2 1000 75 1000\n");
-  EXPECT_NE(faults("--cards cards").find("\n50 more faults [missing] (--all"), std::string::npos);
-  EXPECT_EQ(faults("--cards cards --all").find("more"), std::string::npos);
+  _site.folder.write("cards", kCards + "d 2 1000 75 1000\n");
+  const std::string counted = faults("--cards cards");
+  EXPECT_TRUE(counted.starts_with("150 faults [missing]\ncards:8: holder 1000: card 1000 of ") &&
+              counted.ends_with("[missing]\n50 more faults [missing] (--all prints them)\n"))
+      << counted;
+  EXPECT_EQ(std::ranges::count(faults("--cards cards --all"), '\n'), 151);
+}
 
-  ASSERT_EQ(buildCards(kF + kC + kO + "c 2 7 0 1 5" + kNone + " 0\n"), 0);  // Which a build takes.
-  std::string marked = contentOf("ident").substr(0, 28);
-  _site.folder.write("ident", marked.replace(24, 1, "\1") + contentOf("ident"));
-  EXPECT_EQ(faults("--cards cards"), "ident: record 0 (offset 0): " + c15890 + other);
+// What a build accepts is no fault when the cards file is given.
+TEST_F(VerifyTest, AcceptsWhatABuildMakes) {
+  build(kF + kC + kO + "c 2 7 0 1 5" + kNone + " 0\n");  // Two cards beside one PIN.
+  EXPECT_EQ(faults("--cards cards"), "");
+  build(kF + "o 4711 1\n" + kN);  // A PIN without a card, of the lowest unique ID.
+  EXPECT_EQ(faults("--cards cards"), "");
+  EXPECT_EQ(
+      faults(),
+      "ident: record 0 (offset 0): holder 1: PIN **** beside a card has no access record [holder]\n"
+      "ident: record 0 (offset 0): holder 1: PIN **** beside a card has no card beside it "
+      "[pair]\n");
+  build("f 1 1 A=-5\n" + kC);  // The card sets file keeps no negative values.
+  EXPECT_EQ(faults("--cards cards"), "");
 }
 
 }  // namespace

@@ -254,6 +254,13 @@ unsigned __wrap_sleep(unsigned seconds) {
   return 0;
 }
 
+// Pauses between two attempts are shorter for tests.
+decltype(nanosleep) __real_nanosleep;
+int __wrap_nanosleep(const timespec* asked, timespec* /*rest*/) {
+  const timespec given = {asked->tv_sec / 20, asked->tv_nsec / 20};
+  return __real_nanosleep(&given, nullptr);
+}
+
 // Logger::write. The prefix of a message comes out as "[level module] ": tests see every level, and
 // no source line, which changes with every edit.
 void __real__ZN9badgemint6Logger5writeEiPKcz(Logger&, int32_t, const char*, ...);

@@ -87,22 +87,21 @@ CardIndexEntry entryOf(const IdentRecord& record) {
 
 class RecordRules {
  public:
-  RecordRules(const Databases& databases, const Site& site, const ExpectedNumbers& expected,
-              Faults& faults)
-      : _idents(databases.idents),
-        _accesses(databases.accesses),
+  RecordRules(const Site& site, const ExpectedNumbers& expected, Faults& faults)
+      : _idents(site.databases().idents),
+        _accesses(site.databases().accesses),
         _site(site),
         _expected(expected),
         _faults(faults) {}
 
   // A record that is exactly as a build makes it keeps the rules for single records.
-  void check() {
+  size_t check() {
     for (size_t i = 0; i < _idents.size(); ++i)
       if (!_expected.hasIdent(i)) checkIdent(i);
     for (size_t i = 0; i < _accesses.size(); ++i)
       if (!_expected.hasAccess(i)) checkAccess(i);
     checkSharedKeys();
-    checkHolders();
+    return checkHolders();
   }
 
  private:
@@ -190,16 +189,20 @@ class RecordRules {
 
   using Numbers = std::span<const uint32_t>;
 
-  void checkHolders() {
+  // Returns the number of those that have an access record.
+  size_t checkHolders() {
+    size_t holders = 0;
     const std::vector<uint32_t> idents = orderByUniqid(_idents);
     const std::vector<uint32_t> accesses = orderByUniqid(_accesses);
     forEachUniqid(
         Numbers(idents), Numbers(accesses), [this](uint32_t i) { return _idents[i].uniqid; },
         [this](uint32_t i) { return _accesses[i].uniqid; },
-        [this](uint32_t, Numbers own, Numbers rights) {
+        [&](uint32_t, Numbers own, Numbers rights) {
+          if (!rights.empty()) ++holders;
           checkAccessesOfHolder(own, rights);
           checkIdentsOfHolder(own, rights.empty());
         });
+    return holders;
   }
 
   // A build writes an access record with each credential but the PIN beside a card.
@@ -240,9 +243,8 @@ class RecordRules {
 
 }  // namespace
 
-void checkRecords(const Databases& databases, const Site& site, const ExpectedNumbers& expected,
-                  Faults& faults) {
-  RecordRules(databases, site, expected, faults).check();
+size_t checkRecords(const Site& site, const ExpectedNumbers& expected, Faults& faults) {
+  return RecordRules(site, expected, faults).check();
 }
 
 }  // namespace badgemint::admin

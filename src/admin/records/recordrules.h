@@ -41,9 +41,9 @@ struct FaultPlace {
 // keeps the first hundred unless all are asked for. A rule must be a literal.
 class Faults {
  public:
-  // All outlive it.
-  Faults(const VerifyOptions& options, const Databases& databases, const Site& site)
-      : _options(options), _databases(databases), _site(site) {}
+  // Both outlive it.
+  Faults(const VerifyOptions& options, const Site& site)
+      : _options(options), _databases(site.databases()), _site(site) {}
 
   template <typename... Args>
   void add(FaultPlace place, std::string_view rule, fmt::format_string<Args...> format,
@@ -101,9 +101,9 @@ struct ExpectedNumbers {
   bool hasAccess(size_t number) const { return !accesses.empty() && accesses[number]; }
 };
 
-// Adds the faults of the records. `site` has its formats and card sets.
-void checkRecords(const Databases& databases, const Site& site, const ExpectedNumbers& expected,
-                  Faults& faults);
+// Adds the faults of the site's records. Returns the number of holders: of different unique IDs in
+// the access database.
+size_t checkRecords(const Site& site, const ExpectedNumbers& expected, Faults& faults);
 
 }  // namespace badgemint::admin
 

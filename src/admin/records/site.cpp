@@ -1,31 +1,107 @@
 #include "admin/records/site.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <exception>
 #include <new>
-#include <set>
+#include <thread>
 
 #include "admin/files/folder.h"
 #include "admin/files/replacement.h"
 #include "cardsets/card_functions.h"
+#include "inputcards/inputfile.h"
 #include "support/linereader.h"
 #include "support/tokenizer.h"
 
 namespace badgemint::admin {
 
+namespace {
+
+// Five seconds together.
+constexpr std::chrono::milliseconds kPause(10);
+constexpr int kMostPauses = 500;
+
+std::vector<std::optional<FileState>> statesOf(std::span<const std::string> paths) {
+  std::vector<std::optional<FileState>> states;
+  for (const std::string& path : paths) {
+    struct stat status;
+    const bool isThere = stat(path.c_str(), &status) == 0;
+    states.push_back(isThere ? std::optional(stateOf(status)) : std::nullopt);
+  }
+  return states;
+}
+
+// Whether this file may have been replaced while others were not yet. A replacement keeps a second
+// name for each file, which shows even where its journal does not.
+bool isBeingReplaced(const std::string& path) {
+  const std::string folder = splitPath(path).folder;
+  if (noteOfCutShort(folder).empty()) return false;
+  if (faccessat(AT_FDCWD, (folder + '/' + kPrivateFolder).c_str(), X_OK, AT_EACCESS) == 0)
+    return true;
+  struct stat status;
+  return stat(path.c_str(), &status) == 0 && status.st_nlink > 1;
+}
+
+// False when what was read may be of several states.
+bool readUnchanged(std::span<const std::string> paths, const std::function<void()>& read) {
+  const auto states = statesOf(paths);
+  std::exception_ptr failure;
+  try {
+    read();
+  } catch (const std::runtime_error&) {
+    failure = std::current_exception();
+  }
+  // In this order: a replacement that ends between the two has changed the states.
+  if (std::ranges::any_of(paths, isBeingReplaced) || statesOf(paths) != states) return false;
+  if (failure) std::rethrow_exception(failure);
+  return true;
+}
+
+}  // namespace
+
+void readOneState(std::span<const std::string> paths, const std::function<void()>& read) {
+  for (int pauses = 0;; ++pauses) {
+    const auto replaced = std::ranges::find_if(paths, isBeingReplaced);
+    if (replaced == paths.end() && readUnchanged(paths, read)) return;
+    if (pauses < kMostPauses) {
+      std::this_thread::sleep_for(kPause);
+    } else if (replaced == paths.end()) {
+      throw Failure(ExitStatus::kNotDone, "{} is being written again and again", paths.front());
+    } else {
+      throw Failure(ExitStatus::kNotDone, "{}", noteOfCutShort(splitPath(*replaced).folder));
+    }
+  }
+}
+
 Site::Site(const SitePaths& paths, Formats need, Console& console) {
-  reportCutShort({paths.access, paths.ident, paths.cardSets}, console);
-  const auto load = [&](const std::string& path, const auto& step) {
-    if (path.empty()) return;
+  const auto attempt = [need](const auto& step) -> std::string {
     try {
-      step(path);
+      return step();
     } catch (const std::runtime_error& problem) {
       if (need == Formats::kRequired) throw;
-      console.report("{}", problem.what());
+      return problem.what();
     }
   };
-  load(paths.formats, [&](const std::string& path) { loadFormats(path); });
-  load(paths.cardSets, [&](const std::string& path) { loadCardSets(path, console); });
-  if (!paths.ident.empty()) _databases.readIdents(paths.ident);
-  if (!paths.access.empty()) _databases.readAccesses(paths.access);
+  std::string formatsProblem, cardSetsProblem;
+  if (!paths.formats.empty())
+    formatsProblem = attempt([&] {
+      loadFormats(paths.formats);
+      return "";
+    });
+  std::vector<std::string> replaced = {paths.access, paths.ident, paths.cardSets};
+  std::erase(replaced, "");
+  readOneState(replaced, [&] {
+    if (!paths.cardSets.empty())
+      cardSetsProblem = attempt([&] { return readCardSets(paths.cardSets); });
+    if (!paths.ident.empty()) _databases.readIdents(paths.ident);
+    if (!paths.access.empty()) _databases.readAccesses(paths.access);
+  });
+  for (const std::string& problem : {formatsProblem, cardSetsProblem})
+    if (!problem.empty()) console.report("{}", problem);
 }
 
 void Site::loadFormats(const std::string& name) {
@@ -37,26 +113,32 @@ void Site::loadFormats(const std::string& name) {
                     finding.text);
 }
 
-void Site::loadCardSets(const std::string& name, Console& console) {
+std::string Site::readCardSets(const std::string& path) {
+  _sets.emplace();
   LineReader reader;
-  throwErrnoUnless(reader.open(name.c_str()), name);
+  throwErrnoUnless(reader.open(path.c_str()), path);
   Tokenizer words;
   int64_t firstWrong = 0, wrongLines = 0;
   for (int32_t line = 1; reader.readLine(cardsets::kMaxLine) == LineReader::Status::kLine; ++line) {
     words.split(reader.line(), kWordDelimiters);
     const bool isBlankLine = words.count() == 0;
-    if (_sets.addCardSetLine(words, line) == 1 || isBlankLine) continue;
-    if (_sets.count() == _sets.capacity()) throw std::bad_alloc();
+    if (_sets->addCardSetLine(words, line) == 1 || isBlankLine) continue;
+    if (_sets->count() == _sets->capacity()) throw std::bad_alloc();
     if (wrongLines++ == 0) firstWrong = reader.lineNumber();
   }
-  throwErrnoUnless(!reader.failed(), name);
-  if (wrongLines > 0)
-    console.report("{}:{}: this line does not define a card set ({} such lines)", name, firstWrong,
-                   wrongLines);
+  throwErrnoUnless(!reader.failed(), path);
+  if (wrongLines == 0) return "";
+  return fmt::format("{}:{}: this line does not define a card set ({} such lines)", path,
+                     firstWrong, wrongLines);
+}
+
+void Site::loadCardSets(const std::string& path, Console& console) {
+  if (const std::string problem = readCardSets(path); !problem.empty())
+    console.report("{}", problem);
 }
 
 const CardFormat* Site::formatOfSet(uint32_t csid) const {
-  const cardset* const set = _sets.getCardSet(csid);
+  const cardset* const set = _sets->getCardSet(csid);
   const CheckedFormat* const format = set == nullptr ? nullptr : _checked.find(set->fmtid);
   return format == nullptr ? nullptr : format->format;
 }
@@ -69,12 +151,10 @@ std::optional<int64_t> Site::cardNumberOf(const IdentRecord& record) const {
   return format->decodeCardNumber(record.cardnumber);
 }
 
-void reportCutShort(std::initializer_list<std::string> paths, Console& console) {
-  std::set<std::string> notes;
+void tellOfCutShort(std::initializer_list<std::string> paths, Console& /*console*/) {
   for (const std::string& path : paths)
-    if (!path.empty()) notes.insert(noteOfCutShort(splitPath(path).folder));
-  for (const std::string& note : notes)
-    if (!note.empty()) console.report("{}", note);
+    if (isBeingReplaced(path))
+      throw Failure(ExitStatus::kNotDone, "{}", noteOfCutShort(splitPath(path).folder));
 }
 
 void tryTo(Console& console, const std::function<void()>& step) {

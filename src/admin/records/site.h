@@ -6,7 +6,9 @@
 #include <functional>
 #include <initializer_list>
 #include <optional>
+#include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "admin/check/formatscheck.h"
@@ -28,9 +30,9 @@ class Site {
   };
 
   Site() = default;
-  // Reads what the paths name and leaves out what has an empty path. Reports lines of the card sets
-  // file that define none, and a replacement that was cut short. Throws Failure or
-  // std::system_error when a file that is needed cannot be read.
+  // Reads what the paths name, card sets and databases as one state, and leaves out what has an
+  // empty path. Reports lines of the card sets file that define none. Throws Failure or
+  // std::system_error when a file that is needed cannot be read, and as readOneState does.
   Site(const SitePaths& paths, Formats need, Console& console);
 
   const Databases& databases() const { return _databases; }
@@ -39,7 +41,7 @@ class Site {
   // In the order of the formats file; those that did not load have no `format`.
   const std::vector<CheckedFormat>& formats() const { return _checked.formats; }
   const CardFormatSet& formatSet() const { return _formats; }
-  const cardsets& sets() const { return _sets; }
+  const cardsets& sets() const { return *_sets; }
 
   // Null when there is no such card set, or its format did not load.
   const CardFormat* formatOfSet(uint32_t csid) const;
@@ -54,20 +56,23 @@ class Site {
   void loadCardSets(const std::string& name, Console& console);
 
  private:
+  // Returns what is wrong with its lines; an empty text when nothing is.
+  std::string readCardSets(const std::string& path);
+
   CardFormatSet _formats;
   CheckedFormats _checked;
-  cardsets _sets;
+  std::optional<cardsets> _sets{std::in_place};
   Databases _databases;
 };
 
-// Reports each folder of these files in which a replacement was cut short.
-void reportCutShort(std::initializer_list<std::string> paths, Console& console);
+// Calls `read`, which reads these files of a site, and calls it again when they were replaced
+// meanwhile: what it read at last is of one state. Throws Failure (not done) when that takes more
+// than five seconds, as after a replacement that was cut short.
+void readOneState(std::span<const std::string> paths, const std::function<void()>& read);
 
 // For verbs that do not yet open a Site with its constructor.
 void tryTo(Console& console, const std::function<void()>& step);
-inline void tellOfCutShort(std::initializer_list<std::string> paths, Console& console) {
-  reportCutShort(paths, console);
-}
+void tellOfCutShort(std::initializer_list<std::string> paths, Console& console);
 
 }  // namespace badgemint::admin
 

@@ -164,14 +164,13 @@ using Write = std::function<void(std::string_view)>;
 class Dump {
  public:
   // All outlive it.
-  Dump(const DumpOptions& options, const Site& site, const Databases& databases, Write write,
-       Warnings& warnings)
+  Dump(const DumpOptions& options, const Site& site, Write write, Warnings& warnings)
       : _options(options),
         _site(site),
-        _databases(databases),
+        _databases(site.databases()),
         _write(std::move(write)),
         _warnings(warnings),
-        _accessWalk(databases.accesses),
+        _accessWalk(_databases.accesses),
         _expected(options.site.formats, [this](const ExpectedRecord& made) { keep(made); }) {
     if (!_index.isInitialised()) throw std::bad_alloc();
   }
@@ -356,13 +355,8 @@ void demandOutputApart(const DumpOptions& options) {
 }
 
 void dumpTo(const Write& write, const DumpOptions& options, Console& console, Warnings& warnings) {
-  Site site;
-  site.loadFormats(options.site.formats);
-  site.loadCardSets(options.site.cardSets, console);
-  Databases databases;
-  databases.readIdents(options.site.ident);
-  databases.readAccesses(options.site.access);
-  std::make_unique<Dump>(options, site, databases, write, warnings)->run();
+  const Site site(options.site, Site::Formats::kRequired, console);
+  std::make_unique<Dump>(options, site, write, warnings)->run();
 }
 
 void dumpToFile(const DumpOptions& options, Console& console, Warnings& warnings) {
@@ -375,7 +369,6 @@ void dumpToFile(const DumpOptions& options, Console& console, Warnings& warnings
 }
 
 ExitStatus dump(const DumpOptions& options, Console& console) {
-  tellOfCutShort({options.site.ident, options.site.access, options.site.cardSets}, console);
   Warnings warnings;
   if (options.output.empty())
     dumpTo([&console](std::string_view text) { console.output() << text; }, options, console,

@@ -122,15 +122,6 @@ class Comparison {
   std::vector<uint32_t> _byKey;
 };
 
-size_t countHolders(const Databases& databases) {
-  size_t holders = 0;
-  const std::vector<uint32_t> order = orderByUniqid(databases.accesses);
-  for (size_t i = 0; i < order.size(); ++i)
-    if (i == 0 || databases.accesses[order[i]].uniqid != databases.accesses[order[i - 1]].uniqid)
-      ++holders;
-  return holders;
-}
-
 void checkWholeRecords(const Databases& databases, Faults& faults) {
   const auto check = [&faults](FaultFile file, size_t rest) {
     if (rest != 0) faults.add({file}, "size", "{} bytes after the last whole record", rest);
@@ -141,32 +132,25 @@ void checkWholeRecords(const Databases& databases, Faults& faults) {
 
 ExitStatus verify(const VerifyOptions& options, Console& console) {
   const SitePaths& names = options.site;
-  tellOfCutShort({names.access, names.ident, names.cardSets}, console);
-  Site site;
-  site.loadFormats(names.formats);
-  site.loadCardSets(names.cardSets, console);
+  const Site site(names, Site::Formats::kRequired, console);
   if (!options.cards.empty()) {
     Findings findings(options.all);
     const SiteSummary summary =
         checkSite({options.cards, names.formats, "", options.withPins}, findings);
     if (findings.errors() > 0) return report(findings, summary, false, console);
   }
-  Databases databases;
-  databases.readIdents(names.ident);
-  databases.readAccesses(names.access);
-  Faults faults(options, databases, site);
-  checkWholeRecords(databases, faults);
+  Faults faults(options, site);
+  checkWholeRecords(site.databases(), faults);
   ExpectedNumbers expected;
   if (!options.cards.empty())
-    expected = Comparison(databases, faults).run(options.cards, names.formats, site.sets());
-  checkRecords(databases, site, expected, faults);
+    expected = Comparison(site.databases(), faults).run(options.cards, names.formats, site.sets());
+  const size_t holders = checkRecords(site, expected, faults);
 
   faults.print(console);
   // Always of the same words, for programs that read it.
   const size_t count = faults.count();
   console.print("{} faults; {} credentials of {} holders\n",
-                count == 0 ? "no" : fmt::to_string(count), databases.idents.size(),
-                countHolders(databases));
+                count == 0 ? "no" : fmt::to_string(count), site.databases().idents.size(), holders);
   return count == 0 ? ExitStatus::kAllWell : ExitStatus::kRefused;
 }
 

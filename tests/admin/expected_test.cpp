@@ -1,0 +1,170 @@
+// What a build makes of a site, known three times over: the proof, verify --cards and dump agree on
+// every site that builds, whatever its layouts are, and on every site that was changed since.
+#include <gtest/gtest.h>
+
+#include <regex>
+
+#include "admin/adminrun.h"
+#include "admin/console.h"
+#include "admin/records/expected.h"
+#include "support/testsite.h"
+
+namespace badgemint::admin {
+namespace {
+
+const std::string kPaths = " --formats formats --ident ident --access access --cardsets cardsets";
+
+void put(const std::string& name, const std::string& content) {
+  std::filesystem::remove(name);  // Files cut to nothing are slow: they are written through.
+  std::ofstream(name) << content;
+}
+
+// Why the databases are not proved; empty when they are.
+std::string objection() {
+  try {
+    prove({"cards", "formats", "ident", "access", "cardsets"});
+  } catch (const Failure& failure) {
+    return failure.what();
+  }
+  return "";
+}
+
+class RandomSite {
+ public:
+  explicit RandomSite(unsigned seed) : _random(seed) {}
+
+  // A card number of 13 bits among positions that are used by a site value, parity, a fixed bit or
+  // nothing at all; fixed bits and parity may cover the site value.
+  FormatLines layout() {
+    std::string output(pick(35), ' '), fixed, even, odd;
+    for (char& position : output) position = "AAP..."[pick(6)];
+    output.insert(pick(output.size() + 1), 13, 'B');
+    for (const char position : output) {
+      const bool isNumber = position == 'B';
+      fixed += isNumber ? '.' : "....01"[pick(6)];
+      even += isNumber ? "X."[pick(2)] : "XX..E"[pick(5)];
+      odd += isNumber ? "X."[pick(2)] : "X...O"[pick(5)];
+    }
+    return {output, fixed, even, odd};
+  }
+  // A cards file that builds; a holder's PIN is 5 and the unique ID, and 6 and the unique ID.
+  std::string cards() {
+    std::string text = "f 1 1 A=" + std::to_string(pick(1000)) +
+                       "\nf 2 2\nf 9 2 B=4\nc 2 77 577 999" + holder() + " 1\n";
+    for (unsigned id = 1000; id < 1006; ++id) {
+      const std::string number = std::to_string(id), pin = " 5" + number + ' ' + number;
+      const unsigned kind = pick(5);
+      const char* const kinds[] = {"c 1 ", "c 2 ", "n 0 ", "p"};
+      if (kind == 4)
+        text += "d 1 " + number + " 1 " + number + " 70000\n";
+      else
+        text +=
+            kinds[kind] + (kind < 3 ? number : "") + pin + holder() + (kind < 3 ? " 0\n" : "\n");
+      if (kind < 3 && pick(2) == 0) text += "o 6" + number + ' ' + number + '\n';
+    }
+    return text;
+  }
+  // Changes the databases in a way that no build would. Returns whether only their order changes.
+  bool change() {
+    std::string ident = contentOf("ident"), access = contentOf("access");
+    std::string& any = pick(2) ? ident : access;
+    const unsigned way = pick(6);
+    switch (way) {
+      case 0:
+        std::swap_ranges(&access[44], &access[88], &access[88]);
+        break;
+      case 1:
+        any.append(any, 28 * pick(5), 28);
+        break;
+      case 2:
+        any.resize(any.size() - 1 - pick(50));
+        break;
+      default:
+        any[pick(any.size())] ^= static_cast<char>(1 << pick(8));
+    }
+    put("ident", ident);
+    put("access", access);
+    return way == 0;
+  }
+
+ private:
+  // Levels, flags, escort, validity, elevator and relay group.
+  std::string holder() {
+    const char* const kHolders[] = {
+        " 1 2 3 4 5 6 7 65535 1 0 1 9 2010/2/3 1:2:3 2037/12/31 0 255 1",
+        " 70000 -1 0 0 0 0 0 0 7 x 0 4294967295 0 0 1999/31/31 0 256 -1",
+        " 1 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0"};
+    return kHolders[pick(3)];
+  }
+  unsigned pick(size_t below) { return static_cast<unsigned>(_random() % below); }
+  std::mt19937 _random;
+};
+
+TEST(ExpectedRecords, AreThoseOfEverySiteThatBuilds) {
+  const TestSite site;
+  int built = 0;
+  for (unsigned seed = 0; seed < 400 && !testing::Test::HasFailure(); ++seed) {
+    RandomSite random(seed);
+    const FormatLines layout = random.layout();
+    const std::string cards = random.cards();
+    SCOPED_TRACE(testing::Message() << seed << '\n'
+                                    << layout[0] << '\n'
+                                    << layout[1] << '\n'
+                                    << layout[2] << '\n'
+                                    << layout[3] << '\n'
+                                    << cards);
+    site.write("26.cdf", layout);
+    if (buildCards(cards) < 0) continue;  // Some layouts lose a bit of the number.
+    ++built;
+    EXPECT_EQ(objection(), "");
+    const AdminRun verified = runAdmin("verify --cards cards" + kPaths);
+    EXPECT_EQ(verified.output.substr(0, 9), "no faults") << verified.output;
+
+    // A dump builds the same databases, or says that it does not.
+    const bool isReordered = seed % 4 != 0 && random.change(), isProved = objection().empty();
+    const std::string ident = contentOf("ident"), access = contentOf("access");
+    EXPECT_EQ(runAdmin("verify --cards cards" + kPaths).status, isProved || isReordered ? 0 : 2);
+    const AdminRun hidden = runAdmin("dump" + kPaths), dump = runAdmin("dump --with-pins" + kPaths);
+    const bool isSame = buildCards(dump.output) == 0 && contentOf("ident") == ident &&
+                        contentOf("access") == access;
+    EXPECT_EQ(dump.status, isSame ? 0 : 1) << dump.output;
+    EXPECT_EQ(dump.errors.empty(), isSame) << dump.errors;
+    EXPECT_EQ(hidden.status, dump.status);
+    EXPECT_FALSE(std::regex_search(hidden.output, std::regex(" [56]100. "))) << "a PIN";
+    EXPECT_LT(buildCards(hidden.output), 0);
+  }
+  EXPECT_GT(built, 200);
+}
+
+TEST(ExpectedRecords, AreNotThoseOfOtherFiles) {
+  const TestSite site;
+  const std::string cards = "f 1 1 A=21\nc 1 15890 4711 1\np 5 2\n";
+  ASSERT_EQ(buildCards(cards), 0);
+  const struct {
+    std::string cards, objection;
+  } kCases[] = {
+      {cards, ""},
+      {"f 1 1 A=22\nc 1 15890 4711 1\np 5 2\n",
+       "record 0 of ident differs from line 2 of cards: key"},
+      {"f 1 1 A=21 C=1\nc 1 15890 4711 1\np 5 2\n", "cardsets: card set 1 differs"},
+      {cards + "f 2 2\n", "cardsets: card set 2 is missing"},
+      {"f 1 1 A=21\nc 1 15890 4711 1 7\np 5 2\n",
+       "record 0 of access differs from line 2 of cards: access level 1"},
+      {"f 1 1 A=21\nc 1 15890 4711 1\np 5 3\n",
+       "record 1 of ident differs from line 3 of cards: unique ID"},
+      {"f 1 1 A=21\nc 1 15890 4711 1\n", "ident goes on after the last line of cards"},
+      {cards + "p 6 3\n", "ident ends before line 4 of cards"},
+      {"f 1 1 A=21\nc 1 15890 4711 1\np x 2\n",
+       "line 3 of cards has become invalid since it was checked (result -1004)"},
+  };
+  for (const auto& [now, says] : kCases) {
+    put("cards", now);
+    EXPECT_TRUE(objection().ends_with(says) && objection().empty() == says.empty()) << objection();
+  }
+  put("cards", cards);
+  site.folder.write("26.cdf", "");
+  EXPECT_EQ(objection(), "formats: its formats cannot be loaded any more (result -338)");
+}
+
+}  // namespace
+}  // namespace badgemint::admin
