@@ -158,6 +158,25 @@ TEST_F(BuildTest, ReportsFilesThatAreNotItsOwnAndGoesOn) {
   EXPECT_TRUE(isNew() && fs::exists(".badgemint-admin/other"));
   fs::create_directory(".badgemint-admin/new.ident");
   expectError(runAdmin("build"), ".badgemint-admin/new.ident cannot be removed (Is a directory)");
+  fs::remove_all(kPrivateFolder);
+  cards(kOldCards);
+  const AdminRun tried =
+      runAdmin("build --dry-run", {.call = "unlinkat", .nth = 1, .forEver = true});
+  EXPECT_EQ(tried.status, 1);
+  expectError(tried, ".badgemint-admin/tried.access cannot be removed");
+}
+
+TEST_F(BuildTest, ReportsFilesThatOtherUsersCanRead) {
+  fs::permissions(".", fs::perms(0711));
+  fs::permissions("cards.txt", fs::perms(0604));
+  fs::permissions("ident.db", fs::perms(0640));
+  const AdminRun run = runAdmin("build");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.errors,
+            "badgemint-admin: cards.txt contains PINs and can be read by other users (chmod o-r "
+            "cards.txt)\n");
+  fs::permissions(".", fs::perms(0700));
+  EXPECT_EQ(runAdmin("build").errors, "");
 }
 
 TEST_F(BuildTest, WritesItsLogToTheFileItHasChecked) {

@@ -276,6 +276,7 @@ class Build {
     _console.output() << summary;
     for (std::string& problem : replacement.cleanUp()) _problems.push_back(std::move(problem));
     for (const std::string& problem : _problems) _console.reportText(problem);
+    reportReadableFiles();
     return _hasWarnings || !_problems.empty() ? ExitStatus::kFound : ExitStatus::kAllWell;
   }
 
@@ -355,6 +356,15 @@ class Build {
       _old = {};
     }
     _old.sort();
+  }
+
+  void reportReadableFiles() const {
+    const SitePaths& site = _options.site;
+    for (const std::string& path :
+         {site.cards, site.access, site.ident, site.access + kKeptSuffix, site.ident + kKeptSuffix})
+      if (isReadableByOthers(path))
+        _console.report("{} contains PINs and can be read by other users (chmod o-r {})", path,
+                        path);
   }
 
   std::string summaryOf(bool isUnchanged) const {
