@@ -1,7 +1,9 @@
 // The verb `dump`: writes the cards file of existing databases, and reports what such a file cannot
 // say. Each line is given to a build's own code, which must make the records that it came from.
 #include <array>
+#include <cerrno>
 #include <concepts>
+#include <cstring>
 #include <functional>
 #include <map>
 #include <memory>
@@ -365,7 +367,9 @@ void dumpToFile(const DumpOptions& options, Console& console, Warnings& warnings
   NewFile file(options.output, options.force);
   dumpTo([&file](std::string_view text) { file.write(text); }, options, console, warnings);
   throwIfInterrupted();
-  file.finish();
+  if (!file.finish())
+    warnings.add("folders", "{} is written, but a power cut may undo that: {}", options.output,
+                 std::strerror(errno));
 }
 
 ExitStatus dump(const DumpOptions& options, Console& console) {
