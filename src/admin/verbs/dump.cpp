@@ -4,7 +4,9 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <concepts>
+#include <cstring>
 #include <functional>
 #include <iostream>
 #include <map>
@@ -382,7 +384,9 @@ void dumpToFile(const DumpOptions& options, Console& console, Warnings& warnings
   NewFile file(options.output, options.force);
   dumpTo([&file](std::string_view text) { file.write(text); }, options, console, warnings);
   throwIfInterrupted();
-  file.finish();
+  if (!file.finish())
+    warnings.add("folders", "{} is written, but a power cut may undo that: {}", options.output,
+                 std::strerror(errno));
 }
 
 ExitStatus dump(const DumpOptions& options, Console& console) {
