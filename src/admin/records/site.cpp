@@ -1,16 +1,14 @@
 #include "admin/records/site.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 #include <exception>
+#include <filesystem>
 #include <new>
 #include <thread>
 
-#include "admin/files/buildfiles.h"
 #include "admin/files/folder.h"
 #include "admin/files/replacement.h"
 #include "cardsets/card_functions.h"
@@ -36,16 +34,26 @@ std::vector<std::optional<FileState>> statesOf(std::span<const std::string> path
   return states;
 }
 
-// Whether this file may have been replaced while others were not yet. A replacement keeps a second
-// name for each file, which shows even where its journal does not.
 bool isBeingReplaced(const std::string& path) {
-  const std::string folder = splitPath(path).folder;
-  if (noteOfCutShort(folder).empty()) return false;
-  if (faccessat(AT_FDCWD, (folder + '/' + kPrivatePlace).c_str(), X_OK, AT_EACCESS) == 0)
-    return true;
-  struct stat status;
-  return stat(path.c_str(), &status) == 0 && status.st_nlink > 1;
+  return !noteOfCutShort(splitPath(path).folder).empty();
 }
+
+// Another current folder while it lives.
+class WorkingFolder {
+ public:
+  explicit WorkingFolder(const std::string& path) : _before(std::filesystem::current_path()) {
+    std::filesystem::current_path(path);
+  }
+  ~WorkingFolder() {
+    std::error_code ignored;
+    std::filesystem::current_path(_before, ignored);
+  }
+  WorkingFolder(const WorkingFolder&) = delete;
+  WorkingFolder& operator=(const WorkingFolder&) = delete;
+
+ private:
+  std::filesystem::path _before;
+};
 
 // False when what was read may be of several states.
 bool readUnchanged(std::span<const std::string> paths, const std::function<void()>& read) {
@@ -78,7 +86,7 @@ void readOneState(std::span<const std::string> paths, const std::function<void()
   }
 }
 
-Site::Site(const SitePaths& paths, Formats need, Console& console) {
+Site::Site(const SitePaths& paths, Formats need, const std::string& formatFolder) {
   const auto attempt = [need](const auto& step) -> std::string {
     try {
       return step();
@@ -90,7 +98,11 @@ Site::Site(const SitePaths& paths, Formats need, Console& console) {
   std::string formatsProblem, cardSetsProblem;
   if (!paths.formats.empty())
     formatsProblem = attempt([&] {
-      loadFormats(paths.formats);
+      const bool isHere = formatFolder == ".";
+      const std::string path =
+          isHere ? paths.formats : std::filesystem::absolute(paths.formats).string();
+      const WorkingFolder folder(formatFolder);
+      loadFormats(path);
       return "";
     });
   std::vector<std::string> replaced = {paths.access, paths.ident, paths.cardSets};
@@ -101,11 +113,16 @@ Site::Site(const SitePaths& paths, Formats need, Console& console) {
     if (!paths.ident.empty()) _databases.readIdents(paths.ident);
     if (!paths.access.empty()) _databases.readAccesses(paths.access);
   });
-  for (const std::string& problem : {formatsProblem, cardSetsProblem})
-    if (!problem.empty()) console.report("{}", problem);
+  _problems = {formatsProblem, cardSetsProblem};
+  std::erase(_problems, "");
+}
+
+Site::Site(const SitePaths& paths, Formats need, Console& console) : Site(paths, need) {
+  for (const std::string& problem : _problems) console.report("{}", problem);
 }
 
 void Site::loadFormats(const std::string& name) {
+  requireRegularFile(name);
   Findings findings;
   _checked = checkFormats(name, _formats, findings);
   for (const Finding& finding : findings.sorted())
@@ -116,8 +133,9 @@ void Site::loadFormats(const std::string& name) {
 
 std::string Site::readCardSets(const std::string& path) {
   _sets.emplace();
+  requireRegularFile(path);
   LineReader reader;
-  throwUnless(reader.open(path.c_str()), path);
+  throwErrnoUnless(reader.open(path.c_str()), path);
   Tokenizer words;
   int64_t firstWrong = 0, wrongLines = 0;
   for (int32_t line = 1; reader.readLine(cardsets::kMaxLine) == LineReader::Status::kLine; ++line) {
@@ -127,7 +145,7 @@ std::string Site::readCardSets(const std::string& path) {
     if (_sets->count() == _sets->capacity()) throw std::bad_alloc();
     if (wrongLines++ == 0) firstWrong = reader.lineNumber();
   }
-  throwUnless(!reader.failed(), path);
+  throwErrnoUnless(!reader.failed(), path);
   if (wrongLines == 0) return "";
   return fmt::format("{}:{}: this line does not define a card set ({} such lines)", path,
                      firstWrong, wrongLines);
