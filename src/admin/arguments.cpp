@@ -2,29 +2,11 @@
 
 #include <ctime>
 
-#include "admin/bits/cardnumber.h"
-#include "admin/records/wording.h"
-#include "support/datetime.h"
+#include "admin/bits/cards.h"
 #include "support/fieldscanner.h"
 #include "support/result.h"
-#include "support/textutil.h"
 
 namespace badgemint::admin {
-
-namespace {
-
-// A text without the zeros in front of its numbers: the cards file may leave them out, too.
-std::string withoutLeadingZeros(std::string_view text) {
-  std::string shortened;
-  for (size_t i = 0; i < text.size(); ++i) {
-    const bool isFirst = shortened.empty() || !isDigit(shortened.back());
-    const bool isLeading = text[i] == '0' && isFirst && i + 1 < text.size() && isDigit(text[i + 1]);
-    if (!isLeading) shortened += text[i];
-  }
-  return shortened;
-}
-
-}  // namespace
 
 std::optional<CardPattern> keyOf(std::string_view word) {
   if (word.starts_with("0x") || word.starts_with("0X")) word.remove_prefix(2);
@@ -42,25 +24,28 @@ std::optional<uint32_t> numberOf(std::string_view word) {
 }
 
 std::optional<uint32_t> timeOf(const std::string& word) {
-  std::string joined = word;
-  if (const size_t blank = joined.find(' '); blank != std::string::npos) joined[blank] = '-';
-  uint32_t seconds = 0;
-  if (parseDateTime(joined.c_str(), seconds) != kSuccess) return std::nullopt;
-  if (seconds == 0 || withoutLeadingZeros(timeText(seconds)) != withoutLeadingZeros(word))
+  tm given{};
+  const char* const end = strptime(word.c_str(), "%Y/%m/%d %H:%M:%S", &given);
+  if (end == nullptr || *end != '\0') return std::nullopt;
+  constexpr int kFirstYear = 1970 - 1900, kLastYear = 2037 - 1900;
+  if (given.tm_year < kFirstYear || given.tm_year > kLastYear) return std::nullopt;
+  tm valid = given;  // With February 30 turned into March 2, and second 60 into the next minute.
+  const time_t seconds = timegm(&valid);
+  if (valid.tm_mday != given.tm_mday || valid.tm_sec != given.tm_sec || seconds == 0)
     return std::nullopt;
-  return seconds;
+  return static_cast<uint32_t>(seconds);
 }
 
 CardEncoder encoderOfSet(std::string_view set, const Site& site) {
   const auto csid = numberOf(set);
   const bool isSet = csid && *csid <= kLastCardSetId;
   const cardset* const record = isSet ? site.sets().getCardSet(*csid) : nullptr;
-  if (record == nullptr) throw Failure(ExitStatus::kRefused, "there is no card set " + quoted(set));
+  if (record == nullptr)
+    throw Failure(ExitStatus::kRefused, "there is no card set {}", quoted(set));
   const CardFormat* const format = site.formatOfSet(record->csid);
   if (format == nullptr)
-    throw Failure(ExitStatus::kRefused, "format " + std::to_string(record->fmtid) +
-                                            " of card set " + std::to_string(record->csid) +
-                                            " is not there");
+    throw Failure(ExitStatus::kRefused, "format {} of card set {} is not there", record->fmtid,
+                  record->csid);
   return {format, format->encodeSite(record->fldvalues)};
 }
 

@@ -1,4 +1,4 @@
-// What words of the command line mean to more than one verb.
+// Arguments that several verbs have in common: keys, numbers, times, card sets and cards.
 #ifndef BADGEMINT_ADMIN_ARGUMENTS_H
 #define BADGEMINT_ADMIN_ARGUMENTS_H
 
@@ -12,23 +12,22 @@
 
 namespace badgemint::admin {
 
-// A key in 1 to 32 hexadecimal digits, behind "0x" or not; zeros at its end may be missing. None
+// A key of 1 to 32 hexadecimal digits, with or without "0x"; zeros at its end may be missing. None
 // for any other word.
 std::optional<CardPattern> keyOf(std::string_view word);
 
 // A decimal number of 32 bits, digits alone. None for any other word.
 std::optional<uint32_t> numberOf(std::string_view word);
 
-// Seconds of a time such as "2026/01/31 18:00:00", as date and time stand in a cards file. None for
-// any other word, and for a day that its month does not have.
+// Seconds since 1970 of a time such as "2026/01/31 18:00:00", which is UTC. None for any other
+// word, for a year outside 1970 to 2037, and for a day that its month does not have.
 std::optional<uint32_t> timeOf(const std::string& word);
 
-// What encodes the cards of a card set, from the word for it. Throws Failure (refused) when the
-// site has no such card set or not its format.
+// The encoder for the cards of a card set. Throws Failure (refused) when the site has no such card
+// set, or its format is missing.
 CardEncoder encoderOfSet(std::string_view set, const Site& site);
 
-// The key of a card of a site, from the words for its card set and its number. Throws Failure
-// (refused) when there is no such card.
+// The key of a card of a site. Throws Failure (refused) when there is no such card.
 CardPattern keyOfCard(std::string_view set, std::string_view number, const Site& site);
 
 // The same for whole words of the command line. Throw Failure: not done for a word that cannot be

@@ -29,6 +29,12 @@ constexpr auto kCardLineFields =
     describe<kCardFields + kHolderFields + 1>(kCardList, kHolderList, kLastFlag);
 constexpr auto kPinLineFields = describe<kPinFields + kHolderFields>(kPinList, kHolderList);
 constexpr auto kPinIdentLineFields = describe<kPinFields>(kPinList);
+constexpr std::array kMultiCardsLineFields = {
+    LineField{"card set", FieldKind::kCardSet, 253},
+    LineField{"first card", FieldKind::kCardNumber},
+    LineField{"number of cards", FieldKind::kNumber, INT32_MAX},
+    LineField{"first unique ID", FieldKind::kUniqueId, UINT32_MAX},
+    LineField{"access level", FieldKind::kAccessLevel, UINT16_MAX}};
 
 }  // namespace
 
@@ -41,6 +47,8 @@ std::span<const LineField> lineFields(char lineType) {
       return kPinLineFields;
     case kPinIdentLine:
       return kPinIdentLineFields;
+    case kMultiCardsLine:
+      return kMultiCardsLineFields;
     default:
       return {};
   }

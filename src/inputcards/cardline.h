@@ -118,7 +118,7 @@ constexpr void forEachHolderField(Holder&& holder, Visit visit) {
 // The flag that ends 'c' and 'n' lines only: bit 5 of the record's flags.
 inline constexpr LineField kLastFlagField = {"last flag", FieldKind::kFlag, 1};
 
-// The fields of a 'c', 'n', 'p' or 'o' line after its type, in order; none for any other type.
+// The fields of a 'c', 'n', 'p', 'o' or 'd' line after its type, in order; none for any other type.
 std::span<const LineField> lineFields(char lineType);
 
 // The scanner stands after the line type: a FieldScanner, or one that has its nextInt, nextUnsigned

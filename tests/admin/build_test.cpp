@@ -95,7 +95,7 @@ TEST_F(BuildTest, GivesAGroupNothingThatTheOldFileDidNot) {
   for (const auto& [owner, group, forEver, mode, newGroup] : kCases) {
     makeOld();
     fs::permissions("access.db", fs::perms(0660));
-    if (chown("access.db", owner, group) != 0) GTEST_SKIP() << "which root alone can do";
+    if (chown("access.db", owner, group) != 0) GTEST_SKIP() << "only root can change the owner";
     EXPECT_EQ(runAdmin("build", {.call = "fchown", .nth = 1, .forEver = forEver}).status, 0);
     struct stat status;
     ASSERT_EQ(stat("access.db", &status), 0);

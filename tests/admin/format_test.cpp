@@ -51,7 +51,8 @@ TEST(AdminFormat, ContinuesLongCardsBelow) {
         "\n*      BIN MSB  100   0 to 9223372036854775807  -\n",
         "0\n          9         10\nbit       01234567890\noutput    **********P\nparity 1  "
         "X.X.X.X.X.O\n",
-        "\nparity 1  odd: bit 100 over 0, 2, 4, ", ", 32,\n          34, ", ", 96, 98\n"})
+        "\nparity 1  odd: bit 100 over 0, 2, 4, ", ", 32,\n          34, ",
+        ", 96,\n          98\n"})
     EXPECT_NE(shown.find(part), std::string::npos) << part << shown;
   folder.write("m.vff", fileOf("VFF", linesOf("VFF", {std::string(90, '*')})));
   const std::string fits = runAdmin("format m.vff").output;
@@ -71,7 +72,7 @@ TEST(AdminFormat, EndsWithTheWorstOfItsFiles) {
   } kCases[] = {
       {"good.cdf", 0, "\ncard 15, A=0: key 0F00", ""},
       {"hole.EFF good.cdf", 1,
-       "not used between used ones: always 0, and not counted [mask]\n\ngood", ""},
+       "unused position between used ones: always 0, and not counted as a bit [mask]\n\ngood", ""},
       {"cut.eff good.cdf", 2, "cut.eff: does not load\ncut.eff:2: error: the file ends here", ""},
       {"text.txt hole.EFF", 2, "text.txt: does not load\ntext.txt: error: ", ""},
       {"none.vff", 1, "\ncard 0: key 00", ""},

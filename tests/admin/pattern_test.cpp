@@ -1,7 +1,7 @@
 // The verbs `pattern` and `decode`: cards by their numbers, and by their bits.
 #include "admin/adminrun.h"
-#include "admin/bits/cardbits.h"
-#include "admin/bits/cardreading.h"
+#include "admin/bits/cards.h"
+#include "admin/bits/layout.h"
 #include "carddb/identrecord.h"
 #include "support/testsite.h"
 
@@ -42,8 +42,8 @@ TEST(Pattern, GivesPublishedCardsThatDecodeTakesBack) {
   }
 }
 
-// A card of a random format is read back; a wrong bit that is none of a field is told.
-TEST(CardReading, KnowsCardsOfItsFormat) {
+// A card of a random format is decoded; a wrong bit that no field has is reported.
+TEST(DecodeCard, NamesTheWrongBit) {
   std::mt19937_64 random{20261121};
   const TestFormat test("CDF");
   for (int round = 0; round < 200; ++round) {
@@ -57,27 +57,27 @@ TEST(CardReading, KnowsCardsOfItsFormat) {
     masks[2].front() = "EO"[random() % 2];
     masks[3].back() = "EO"[random() % 2];
     ASSERT_EQ(test.load(fileOf("CDF", linesOf("CDF", masks))), 0);
-    const CardBits bits(*test.format);
+    const CardLayout layout(*test.format);
     const CardPattern card = test.format->encodeNumber(
         test.format->encodeSite({static_cast<int64_t>(random())}), static_cast<int64_t>(random()));
-    const std::string text = bits.textOf(card), layout = bits.drawLayout();
-    EXPECT_EQ(bits.patternOf(text), card);
-    const auto reading = readCard(*test.format, card);
-    ASSERT_TRUE(reading && reading->faults.empty());
-    EXPECT_EQ(reading->number, test.format->decodeCardNumber(card));
+    const std::string text = layout.bitsOf(card), sources = layout.mergedRow();
+    EXPECT_EQ(layout.patternOf(text), card);
+    const auto decoded = decodeCard(*test.format, card);
+    ASSERT_TRUE(decoded && decoded->faults.empty());
+    EXPECT_EQ(decoded->number, test.format->decodeCardNumber(card));
     for (size_t bit = 0; bit < text.size(); ++bit) {
-      if (layout[bit] == 'A' || layout[bit] == 'B') continue;
+      if (sources[bit] == 'A' || sources[bit] == 'B') continue;
       std::string wrong = text, at = std::to_string(bit);
       wrong[bit] ^= 1;
       const char* const mask = bit == 0 ? "1" : bit == text.size() - 1 ? "2" : nullptr;
       const bool first = mask == nullptr && masks[2][bit] == 'X';
       const bool last = (mask == nullptr && masks[3][bit] == 'X') ^ (first && masks[3][0] == 'X');
-      const auto faults = readCard(*test.format, bits.patternOf(wrong))->faults;
+      const auto faults = decodeCard(*test.format, layout.patternOf(wrong))->faults;
       EXPECT_EQ(faults.size(), 1U + first + last);
       EXPECT_EQ(faults.back(),
                 mask != nullptr ? std::string("parity mask ") + mask + " wrong at position " + at
-                : layout[bit] == 'P'
-                    ? "bit " + at + " is 1, and is 0 on every card"
+                : sources[bit] == 'P'
+                    ? "bit " + at + " is 1, but 0 on every card"
                     : "fixed bit " + at + " is " + wrong[bit] + ", not " + text[bit]);
     }
   }
@@ -113,11 +113,11 @@ format 4 64.vff: card 156073631158370304; no parity, no fixed bits
 no holder has this card
 )"},
       {"decode 01101111110 --ident none", 1, R"(format 3 odd.cdf: card 0, A=15; wrong
-  field A has bits that no value gives
-  field B has bits that no value gives
+  field A has bits that no value has
+  field B has bits that no value has
   parity mask 1 wrong at position 0
   fixed bits 2 to 3 are 10, not 01
-  bit 7 is 1, and is 0 on every card
+  bit 7 is 1, but 0 on every card
   fixed bit 10 is 0, not 1
   no card set has these values
 )",
@@ -138,17 +138,18 @@ holder 6: card 50000000000000000000000000000000 without format
       {"decode 02 --formats none", 0, "a card\nholder 7: card 02 without format\n", "none: cannot"},
       {"decode 0x0", 0, "no holder has this card\n"},
       {"decode 01", 1, "no format has such a card\n"},
-      {"decode 010", 2, "", "no format has cards of 3 bits: they have 2, 11, 26, 32, 64 (a key"},
+      {"decode 010", 2, "", "no format has cards of 3 bits: they have 2, 11, 26, 32, 64 (write 0x"},
       {"decode \"\"", 3, "", "BITS: the value is empty"},
-      {"pattern 1", 3, "", "Name their card set, then their numbers"},
-      {"pattern --format 32.cdf", 3, "", "which cards? Name their numbers"},
+      {"pattern 1", 3, "", "give a card set, then one or more"},
+      {"pattern --format 32.cdf", 3, "", "give one or more card numbers"},
       {"pattern 1 1 --cardsets none", 3, "", "none: No such file"},
       {"pattern 1 x 1 123456789012345678901234567890123", 2, "key   022A0002" + zeros, "an 32 dig"},
-      {"pattern --format odd.cdf 1", 2, "", "of 2 bits (of no type): it would come back as card 0"},
+      {"pattern --format odd.cdf 1", 2, "",
+       "of 2 bits (without a type): it would be read as card 0"},
       {"pattern --format 4.vff 1", 0, "mask  ..P*\nbits  0011\nkey   03000000" + zeros},
       {"pattern --format 136.vff 512", 0, "0010--------\nkey   00000000000000000000000000000002\n"},
       {"pattern --format no.cdf 1", 3, "", "no.cdf: cannot be opened: No such file"},
-      {"pattern --format x.cdf/formats 1", 3, "", "x.cdf/formats: no format file: its name"},
+      {"pattern --format x.cdf/formats 1", 3, "", "x.cdf/formats: not a format file: its name"},
       {"pattern --format 26.cdf --set A=256 1", 2, "",
        "--set is refused: value 256 does not fit the 8 bits"},
       {"pattern --format 26.cdf --set a=1 1", 2, "", "refused: \"a\" stands where"},

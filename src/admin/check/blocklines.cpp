@@ -1,7 +1,8 @@
-// The check of 'd' lines, blocks of cards.
+// The check of 'd' lines: blocks of cards.
 #include <algorithm>
+#include <array>
 #include <cstring>
-#include <new>
+#include <string>
 
 #include "admin/check/cardscheck.h"
 #include "support/result.h"
@@ -12,166 +13,193 @@ namespace {
 
 constexpr const char* kBlockDelimiters = " \n\r";
 
-std::string gluedType(const char* word) {
-  return quoted(word) + " is read as d: the card set is the next word";
-}
+class BlockLine {
+ public:
+  BlockLine(CardsCheck& check, CheckedLine& line) : _check(check), _line(line) {}
+
+  int32_t run() {
+    const int32_t before = _check.index.count();
+    std::string copy = _line.text;
+    _end = _line.text + copy.size();
+    std::string words = copy;
+    const MultiCardsLine scanned = splitMultiCardsLine(words.data());
+    _csid = scanned.csid == nullptr ? 0 : textToInt32(scanned.csid);
+    const int32_t result = _check.checkAsBuild(_line, copy.data(), _csid);
+
+    _words = splitMultiCardsLine(_line.text);
+    if (_words.firstUniqid != nullptr)
+      _line.subject = {true, false, _words.firstCard,
+                       static_cast<uint32_t>(textToInt32(_words.firstUniqid))};
+    if (result < 0) {
+      reportErrors(result, _check.index.count() - before);
+      _check.addUnindexed(_words);
+    }
+    if (!_line.hasHidden() && _words.firstUniqid != nullptr) checkWords(result);
+    return result;
+  }
+
+ private:
+  struct Field {
+    const char* word;
+    const LineField& description;
+  };
+  std::array<Field, 5> fields() const {
+    const auto names = lineFields(kMultiCardsLine);
+    return {{{_words.csid, names[0]},
+             {_words.firstCard, names[1]},
+             {_words.count, names[2]},
+             {_words.firstUniqid, names[3]},
+             {_words.accessLevel, names[4]}}};
+  }
+
+  bool hasGluedType() const { return std::strlen(_words.type) > 1; }
+
+  // `good` cards of the block fit their format.
+  void reportErrors(int32_t result, int64_t good) const {
+    if (hasGluedType()) {
+      _line.error(_line.at(_words.type), result, kGluedType);
+      return;
+    }
+    for (const Field& field : fields())
+      if (field.word == nullptr && field.description.kind != FieldKind::kAccessLevel) {
+        _line.error(_line.whole(), result, "{} is missing", named(field.description));
+        return;
+      }
+    const auto [set, firstCard, count, uniqid, level] = fields();
+    const bool wrongSet = _check.reportCardSet(_line, set.word, set.description, _csid);
+    const bool wrongNumber =
+        _check.reportCardNumber(_line, firstCard.word, firstCard.description, _csid);
+    if (!wrongSet && !_check.reportEncoding(_line, firstCard.word, _csid) && !wrongNumber)
+      reportMismatch(result, good);
+  }
+
+  void reportMismatch(int32_t result, int64_t good) const {
+    const int64_t first = textToInt32(_words.firstCard) + good;
+    const int64_t left = textToInt32(_words.count) - good;
+    const cardset& set = *_check.site.cardSets().getCardSet(static_cast<uint32_t>(_csid));
+    const CardEncoder encoder = _check.encoderOf(set);
+    const int64_t counted = std::min(left, _check.cardsToCount);
+    _check.cardsToCount -= counted;
+    int64_t wrong = 0;
+    for (int64_t card = first; card < first + counted; ++card)
+      wrong += encoder.decode(encoder.encode(card)) != card ? 1 : 0;
+    const auto uniqid = static_cast<uint32_t>(textToInt32(_words.firstUniqid) + good);
+    const Place place = _line.at(_words.firstCard);
+    if (wrong > 1)
+      _line.error(place, result,
+                  "card {} of holder {} and {}{} more of the block do not fit format {}", first,
+                  uniqid, counted < left ? "at least " : "", wrong - 1, set.fmtid);
+    else
+      _line.error(place, result, "card {} of holder {} does not fit format {}", first, uniqid,
+                  set.fmtid);
+  }
+
+  void checkWords(int32_t result) {
+    if (hasGluedType()) {
+      if (result == kSuccess)
+        _line.warn(_line.at(_words.type), "fields", "{} ({})", kGluedType, _line.subject);
+      return;
+    }
+    for (const Field& field : fields())
+      if (field.description.kind != FieldKind::kCardNumber && !isWhole(field)) {
+        if (result == kSuccess) reportPartialNumber(field);
+        return;
+      }
+    if (const char* const extra = wordAfterLast(); extra != nullptr) {
+      _line.warn(_line.at(extra), "fields", "what follows {} is ignored ({})",
+                 named(fields().back().description), _line.subject);
+      return;
+    }
+    const Field level = fields().back();
+    if (level.word != nullptr && !isComment(level.word))
+      _check.checkLevel(_line, level.word, level.description, textToInt64(level.word));
+    if (result == kSuccess) checkRanges();
+  }
+
+  static bool isComment(const char* word) { return *word == '#'; }
+
+  // Whether the word is a number; a comment may stand in place of the last field, or follow it.
+  static bool isWhole(const Field& field) {
+    if (field.word == nullptr) return true;
+    const Word word = classify(field.word);
+    if (word.kind == WordKind::kNumber) return true;
+    return field.description.kind == FieldKind::kAccessLevel &&
+           (word.kind == WordKind::kComment || word.rest.starts_with('#'));
+  }
+
+  void reportPartialNumber(const Field& field) const {
+    const Place place = _line.at(field.word);
+    if (isComment(field.word))
+      _line.warn(place, "text", kEarlyComment, named(field.description));
+    else
+      _line.warn(place, "number", "{} {} is not a number: it is read as {} ({})",
+                 field.description.name, shown(field.word, field.description),
+                 textToInt32(field.word), _line.subject);
+  }
+
+  // What follows the last field, unless a comment begins in it or follows it.
+  const char* wordAfterLast() const {
+    if (_words.accessLevel == nullptr || std::strchr(_words.accessLevel, '#') != nullptr)
+      return nullptr;
+    const char* next = _words.accessLevel + std::strlen(_words.accessLevel);
+    while (next < _end && (*next == '\0' || std::strchr(kBlockDelimiters, *next) != nullptr))
+      ++next;
+    return next == _end || isComment(next) ? nullptr : next;
+  }
+
+  void checkRanges() const {
+    const auto [set, firstCard, count, uniqid, level] = fields();
+    if (textToInt64(set.word) != _csid) warnReadAs(set);
+    if (textToInt64(firstCard.word) > INT32_MAX)
+      _line.warn(_line.at(firstCard.word), "range",
+                 "first card {} is read as card {}: blocks are for numbers up to 2147483647 ({})",
+                 shown(firstCard.word, firstCard.description), textToInt32(firstCard.word),
+                 _line.subject);
+    const int64_t cards = textToInt64(count.word);
+    if (cards > INT32_MAX || cards < INT32_MIN)
+      warnReadAs(count);
+    else if (cards < 1)
+      _line.warn(_line.at(count.word), "range", "a block without cards ({})", _line.subject);
+    const int64_t holder = textToInt64(uniqid.word);
+    if (holder < 0 || holder > UINT32_MAX)
+      _check.checkRange(_line, uniqid.word, uniqid.description, holder);
+    else if (cards <= INT32_MAX && holder + cards - 1 > UINT32_MAX)
+      _line.warn(_line.at(uniqid.word), "range",
+                 "the unique IDs of the block go past 4294967295 and continue with 0 ({})",
+                 _line.subject);
+    else if (holder == 0 && cards > 0)
+      _line.warn(_line.at(uniqid.word), "zero", "unique ID 0 ({})", _line.subject);
+    if (textToInt64(firstCard.word) == 0 && cards > 0)
+      _line.warn(_line.at(firstCard.word), "zero", "card number 0 ({})", _line.subject);
+  }
+
+  void warnReadAs(const Field& field) const {
+    _line.warn(_line.at(field.word), "range", "{} {} is read as {} ({})", field.description.name,
+               shown(field.word, field.description), textToInt32(field.word), _line.subject);
+  }
+
+  static constexpr char kGluedType[] =
+      "the line type is \"d\" alone: what follows it up to the next blank is ignored";
+
+  CardsCheck& _check;
+  CheckedLine& _line;
+  const char* _end = nullptr;
+  int32_t _csid = 0;
+  MultiCardsLine _words{};
+};
 
 }  // namespace
-
-void CardsCheck::checkBlock(const CheckedLine& line, bool isHidden) {
-  auto copy = copyOf(line);
-  const MultiCardsLine words = splitMultiCardsLine(copy.data());
-  CheckedLine placed = line;
-  placed.text = {copy.data(), line.text.size()};
-  if (words.firstUniqid != nullptr)
-    placed.subject = {true, words.firstCard, static_cast<uint32_t>(textToInt32(words.firstUniqid))};
-  const int32_t csid = words.csid == nullptr ? 0 : textToInt32(words.csid);
-  const int32_t before = _index.count();
-  auto checked = copyOf(line);
-  const int32_t result = unloadedFormat(csid) != nullptr
-                             ? kFormatNotDefined
-                             : _checker.check({checked.data(), static_cast<int32_t>(line.number)});
-  if (result == kOutOfMemory) throw std::bad_alloc();
-  if (result < 0) {
-    _findings.setVerdict(result, line.whole());
-    explainBlock(placed, words, result, _index.count() - before);
-    addUnindexed(words);
-  }
-  if (!isHidden && words.firstUniqid != nullptr) checkBlockWords(placed, words, result);
-}
 
 void CardsCheck::addUnindexed(const MultiCardsLine& words) {
   if (words.firstUniqid == nullptr) return;
   const auto first = static_cast<uint32_t>(textToInt32(words.firstUniqid));
   const int64_t count = std::max(textToInt32(words.count), 1);
-  _unindexed.push_back(
+  unindexed.push_back(
       {first, static_cast<uint32_t>(std::min<int64_t>(first + count - 1, UINT32_MAX))});
 }
 
-void CardsCheck::explainBlock(const CheckedLine& line, const MultiCardsLine& words, int32_t result,
-                              int64_t sound) {
-  if (std::strlen(words.type) > 1) {
-    _findings.error(line.at(words.type), result, gluedType(words.type));
-    return;
-  }
-  const struct {
-    const char *word, *name;
-  } needed[] = {{words.csid, "card set"},
-                {words.firstCard, "first card"},
-                {words.count, "number of cards"},
-                {words.firstUniqid, "first unique ID"}};
-  for (const auto& [word, name] : needed) {
-    if (word != nullptr) continue;
-    _findings.error(line.whole(), result, std::string("the ") + name + " is missing");
-    return;
-  }
-  const int32_t csid = textToInt32(words.csid);
-  const bool wrongSet = explainCardSet(line, words.csid, csid);
-  const bool wrongNumber = explainNumber(line, words.firstCard, csid, false);
-  if (wrongSet || explainEncoding(line, words.firstCard, csid) || wrongNumber) return;
-  const int64_t first = textToInt32(words.firstCard) + sound;
-  const int64_t left = textToInt32(words.count) - sound;
-  const cardset* const set = _site.cardSets().getCardSet(static_cast<uint32_t>(csid));
-  const CardEncoder encoder = encoderOf(*set);
-  int64_t wrong = 0;
-  const int64_t looked = std::min(left, _cardsToCount);
-  _cardsToCount -= looked;
-  for (int64_t card = first; card < first + looked; ++card)
-    wrong += encoder.decode(encoder.encode(card)) != card ? 1 : 0;
-  const auto uniqid = static_cast<uint32_t>(textToInt32(words.firstUniqid) + sound);
-  std::string text = "card " + std::to_string(first) + " of holder " + std::to_string(uniqid);
-  if (wrong > 1)
-    text += (looked < left ? " and at least " : " and ") + std::to_string(wrong - 1) +
-            " more of the block";
-  text +=
-      (wrong > 1 ? " do not fit format " : " does not fit format ") + std::to_string(set->fmtid);
-  _findings.error(line.at(words.firstCard), result, text);
-}
-
-void CardsCheck::checkBlockWords(const CheckedLine& line, const MultiCardsLine& words,
-                                 int32_t result) {
-  const struct {
-    const char *word, *name;
-  } numbers[] = {{words.csid, "card set"},
-                 {words.count, "number of cards"},
-                 {words.firstUniqid, "first unique ID"},
-                 {words.accessLevel, "access level"}};
-  const auto warn = [&](const char* word, const char* rule, const std::string& text) {
-    _findings.warning(line.at(word), rule, text + line.subject.inBrackets());
-  };
-  if (std::strlen(words.type) > 1) {
-    if (result == kSuccess) warn(words.type, "fields", gluedType(words.type));
-    return;
-  }
-  for (const auto& [word, name] : numbers) {
-    if (word == nullptr || (word == words.accessLevel && isRemark(word))) continue;
-    const char* const behind = word + (*word == '-' || *word == '+' ? 1 : 0);
-    const size_t digits = std::strspn(behind, "0123456789");
-    const char next = behind[digits];
-    if (digits > 0 && (next == '\0' || (word == words.accessLevel && next == '#'))) continue;
-    if (result < 0) return;
-    if (isRemark(word)) {
-      warn(word, "text", earlyRemark(name));
-    } else {
-      warn(word, "number",
-           quoted(word) + " is not wholly a number: the " + name + " is read as " +
-               std::to_string(textToInt32(word)));
-    }
-    return;
-  }
-  if (const char* const extra = wordBehind(line, words); extra != nullptr) {
-    std::string_view word(extra);
-    word = word.substr(0, word.find_first_of(kBlockDelimiters));
-    warn(extra, "fields", quoted(word) + " behind the last field is ignored");
-    return;
-  }
-  if (words.accessLevel != nullptr && !isRemark(words.accessLevel))
-    _rules.checkLevel(line, words.accessLevel, textToInt64(words.accessLevel));
-  if (result == kSuccess) checkBlockRanges(line, words);
-}
-
-// What stands behind the sixth word, unless it is a remark or the sixth word begins one.
-const char* CardsCheck::wordBehind(const CheckedLine& line, const MultiCardsLine& words) {
-  if (words.accessLevel == nullptr || std::strchr(words.accessLevel, '#') != nullptr)
-    return nullptr;
-  const char* const end = line.text.data() + line.text.size();
-  const char* next = words.accessLevel + std::strlen(words.accessLevel);
-  while (next < end && (*next == '\0' || std::strchr(kBlockDelimiters, *next) != nullptr)) ++next;
-  return next == end || isRemark(next) ? nullptr : next;
-}
-
-void CardsCheck::checkBlockRanges(const CheckedLine& line, const MultiCardsLine& words) {
-  const auto warn = [&](const char* word, const char* rule, const std::string& text) {
-    _findings.warning(line.at(word), rule, text + line.subject.inBrackets());
-  };
-  const auto cut = [](const char* word) { return std::to_string(textToInt32(word)); };
-  if (textToInt64(words.csid) != textToInt32(words.csid))
-    warn(words.csid, "range",
-         "card set " + printable(words.csid) + " is read as " + cut(words.csid));
-  if (textToInt64(words.firstCard) > INT32_MAX)
-    warn(words.firstCard, "range",
-         "first card " + printable(words.firstCard) + " is read as card " + cut(words.firstCard) +
-             ": blocks are for numbers up to 2147483647");
-  const int64_t count = textToInt64(words.count);
-  if (count > INT32_MAX || count < INT32_MIN) {
-    warn(words.count, "range",
-         "number of cards " + printable(words.count) + " is read as " + cut(words.count));
-  } else if (count < 1) {
-    warn(words.count, "range", "a block of no cards");
-  }
-  const int64_t uniqid = textToInt64(words.firstUniqid);
-  if (uniqid < 0 || uniqid > UINT32_MAX) {
-    warn(words.firstUniqid, "range",
-         "first unique ID " + printable(words.firstUniqid) + " is read as " +
-             std::to_string(static_cast<uint32_t>(uniqid)));
-  } else if (count <= INT32_MAX && uniqid + count - 1 > UINT32_MAX) {
-    warn(words.firstUniqid, "range",
-         "the unique IDs of the block run past 4294967295 and on from 0");
-  } else if (uniqid == 0 && count > 0) {
-    warn(words.firstUniqid, "zero", "unique ID 0");
-  }
-  if (textToInt32(words.firstCard) == 0 && textToInt64(words.firstCard) == 0 && count > 0)
-    warn(words.firstCard, "zero", "card number 0");
+int32_t checkBlockLine(CardsCheck& check, CheckedLine& line) {
+  return BlockLine(check, line).run();
 }
 
 }  // namespace badgemint::admin

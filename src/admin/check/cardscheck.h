@@ -1,97 +1,139 @@
-// Checks the cards file line by line as a build does, but goes on behind lines that fail, and looks
-// for what a build takes without a word.
+// What the checks of the cards file's lines share. A run reads the file once, line by line, as a
+// build does, but goes on after lines that fail, and looks for what a build accepts silently.
 #ifndef BADGEMINT_ADMIN_CHECK_CARDSCHECK_H
 #define BADGEMINT_ADMIN_CHECK_CARDSCHECK_H
 
-#include <array>
+#include <fmt/format.h>
+
 #include <cstdint>
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
-#include "admin/check/checkedline.h"
+#include "admin/check/finding.h"
 #include "admin/check/formatscheck.h"
-#include "admin/check/holderrules.h"
-#include "admin/check/placedscanner.h"
 #include "admin/check/sitecheck.h"
-#include "admin/check/wholefile.h"
+#include "admin/check/word.h"
 #include "inputcards/cardindex.h"
-#include "inputcards/inputfile.h"
 #include "inputcards/linechecker.h"
 #include "inputcards/sitecards.h"
 
 namespace badgemint::admin {
 
-class CardsCheck {
- public:
-  // `site` has the formats that `formats` tells of; all must outlive this.
-  CardsCheck(const SiteCheckOptions& options, SiteCards& site, const CheckedFormats& formats,
-             const AccessLevelSet* levels, Findings& findings);
+// Whom a line is about, as messages name him. A PIN is never part of it.
+struct Subject {
+  bool isBlock = false;         // The first card and holder of a 'd' line.
+  bool isPin = false;           // A line without a card.
+  std::string_view cardNumber;  // As written; shown when it is a number.
+  uint32_t uniqid = 0;
 
-  // Reads the file and counts what it has.
-  void run(SiteSummary& summary);
-
- private:
-  // An error of which others are the consequence, and in how many lines.
-  struct Cause {
-    size_t error = Findings::kNotKept;
-    int64_t more = 0;
-  };
-  using Causes = std::unordered_map<uint32_t, Cause>;
-
-  bool open(InputFile& input);
-  void checkLine(LineReader& input);
-  // `isHidden`: an eye does not see what is wrong in the line, and only errors are looked for.
-  void checkHolderLine(const CheckedLine& line, bool isHidden);
-  void checkFieldsLine(const CheckedLine& line, bool isHidden);
-  void checkBlock(const CheckedLine& line, bool isHidden);
-
-  void checkIdentity(const CheckedLine& line, const PlacedScanner& fields);
-  bool checkFlaw(const CheckedLine& line, const PlacedScanner& fields, bool isWrong);
-  void checkBlockWords(const CheckedLine& line, const MultiCardsLine& words, int32_t result);
-  void checkBlockRanges(const CheckedLine& line, const MultiCardsLine& words);
-  static const char* wordBehind(const CheckedLine& line, const MultiCardsLine& words);
-  void addUnindexed(const MultiCardsLine& words);
-
-  // What of a line is an error, each in a finding of its own; true when there was one.
-  void explainHolder(const CheckedLine& line, const PlacedScanner& fields, int32_t result);
-  bool explainCard(const CheckedLine& line, const PlacedScanner& fields);
-  void explainBlock(const CheckedLine& line, const MultiCardsLine& words, int32_t result,
-                    int64_t sound);
-  bool explainCardSet(const CheckedLine& line, const char* word, int32_t csid);
-  bool explainNumber(const CheckedLine& line, std::string_view number, int32_t csid, bool isHex);
-  bool explainPin(const CheckedLine& line, std::string_view pin, size_t most);
-  bool explainEncoding(const CheckedLine& line, const char* word, int32_t csid);
-  CardEncoder encoderOf(const cardset& set) const;
-  void explainMismatch(const CheckedLine& line, std::string_view word, const cardset& set);
-  void explainStart(const CheckedLine& line);
-  // Takes from a line whose start is wrong what other lines ask for: its card set, its unique IDs.
-  void takeBehindStart(const CheckedLine& line);
-
-  // Tells an error, or counts it when its cause has been told.
-  void followsFrom(Causes& causes, uint32_t id, Place place, int32_t code, const std::string& text);
-  void tellMore(const Causes& causes, const char* what);
-  // The format of the card set when it is known not to load, else null.
-  const CheckedFormat* unloadedFormat(int32_t csid) const;
-
-  const SiteCheckOptions& _options;
-  SiteCards& _site;
-  const CheckedFormats& _formats;
-  Findings& _findings;
-  CardIndex _index;
-  LineChecker _checker;
-  HolderRules _rules;
-  int _file;
-  int64_t _cardsToCount = 1 << 22;  // Of blocks, behind the first card that does not fit.
-  std::vector<UniqidRange> _unindexed;
-  std::vector<int32_t> _misread;  // Lines without an error that are not what they look like.
-  std::unordered_map<uint32_t, int64_t> _lineOfSet;  // The 'f' line of each card set ID.
-  Causes _undefinedSets;                             // Or whose 'f' line fails.
-  Causes _unlistedFormats;
-  Causes _unloadedFormats;
+  std::string text() const;
 };
 
+// A line that is being checked. The text is the reader's and may be split in place once a build's
+// check of the line is done.
+struct CheckedLine {
+  Findings& findings;
+  Place start;  // Of the text.
+  char* text;
+  Subject subject{};
+  std::string note{};  // Of hidden bytes, which may explain an error.
+
+  bool hasHidden() const { return !note.empty(); }
+  Place whole() const { return {start.file, start.line, 0}; }
+  // `word` points into the text.
+  Place at(const char* word) const {
+    return {start.file, start.line, start.column + (word - text)};
+  }
+  Place at(std::string_view word) const { return at(word.data()); }
+
+  // As those of Findings.
+  template <typename... Args>
+  size_t error(Place place, int32_t code, fmt::format_string<Args...> format,
+               Args&&... args) const {
+    return findings.add({place, {}, code, {}}, format, fmt::make_format_args(args...), note);
+  }
+  template <typename... Args>
+  void warn(Place place, std::string_view rule, fmt::format_string<Args...> format,
+            Args&&... args) const {
+    findings.add({place, {}, 0, rule}, format, fmt::make_format_args(args...));
+  }
+};
+
+// The numbers of errors that others follow from, by card set or format.
+using ErrorNumbers = std::unordered_map<uint32_t, size_t>;
+
+struct CardsCheck {
+  const SiteCheckOptions& options;
+  SiteCards& site;  // With the formats of `formats`.
+  const CheckedFormats& formats;
+  const AccessLevelSet* levels;  // Null: access levels are not looked at.
+  Findings& findings;
+  int file;  // The cards file.
+  CardIndex index{};
+  LineChecker checker{site, index};
+
+  // For the checks of the whole file.
+  std::vector<UniqidRange> unindexed{};
+  std::vector<EscortUse> escorts{};
+  std::vector<int32_t> misread{};  // Lines without an error that are not what they look like.
+
+  std::unordered_map<uint32_t, int64_t> lineOfSet{};  // The 'f' line of each card set ID.
+  ErrorNumbers undefinedSets{};                       // Or whose 'f' line fails.
+  ErrorNumbers unlistedFormats{};
+  int64_t cardsToCount = 1 << 22;  // Of blocks, after the first card that does not fit.
+
+  // The result of a build for the line; cards of a format that is known not to load are not
+  // encoded. The words of an 'f' or 'd' line are split in place. Throws std::bad_alloc.
+  int32_t checkAsBuild(const CheckedLine& line, char* text, int32_t csid);
+
+  // The format of the card set when it is known not to load, else null.
+  const CheckedFormat* unloadedFormat(int32_t csid) const;
+  // Of a card set whose format has been found.
+  CardEncoder encoderOf(const cardset& set) const;
+
+  // The unique IDs of a block that a build rejects.
+  void addUnindexed(const MultiCardsLine& words);
+
+  // What 'c' and 'd' lines have in common: each reports an error, if there is one, and returns
+  // whether there is. The words point into the line.
+  bool reportCardSet(const CheckedLine& line, std::string_view word, const LineField& field,
+                     int32_t csid) const;
+  bool reportCardNumber(const CheckedLine& line, std::string_view number, const LineField& field,
+                        int32_t csid) const;
+  bool reportEncoding(const CheckedLine& line, std::string_view number, int32_t csid);
+
+  // A number outside what its record keeps; `value` is the word's.
+  void checkRange(const CheckedLine& line, std::string_view word, const LineField& field,
+                  int64_t value) const;
+  void checkLevel(const CheckedLine& line, std::string_view word, const LineField& field,
+                  int64_t level) const;
+};
+
+// The checks of the lines, by their types. They return the result of a build for the line.
+int32_t checkHolderLine(CardsCheck& check, CheckedLine& line);
+int32_t checkBlockLine(CardsCheck& check, CheckedLine& line);
+int32_t checkCardSetLine(CardsCheck& check, CheckedLine& line);
+
+// What a message that a number is not in its range says of the number that is read.
+std::string readAs(std::string_view word, const LineField& field, int64_t value);
+
+// A field as messages name it: "the PIN", but "access level 1".
+std::string named(const LineField& field);
+
+inline constexpr char kEarlyComment[] =
+    "'#' where {} is expected; a comment is allowed only after the last field";
+
 }  // namespace badgemint::admin
+
+template <>
+struct fmt::formatter<badgemint::admin::Subject> : fmt::formatter<std::string> {
+  template <typename Context>
+  auto format(const badgemint::admin::Subject& subject, Context& context) const {
+    return fmt::formatter<std::string>::format(subject.text(), context);
+  }
+};
 
 #endif  // BADGEMINT_ADMIN_CHECK_CARDSCHECK_H

@@ -1,8 +1,7 @@
 #include "admin/check/formatscheck.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <map>
@@ -12,8 +11,9 @@
 #include <system_error>
 #include <utility>
 
-#include "admin/check/formatrules.h"
-#include "admin/check/formattext.h"
+#include "admin/check/formatfile.h"
+#include "admin/check/word.h"
+#include "admin/files/folder.h"
 #include "formats/fmtfile.h"
 #include "support/fieldscanner.h"
 #include "support/linereader.h"
@@ -23,26 +23,98 @@
 namespace badgemint::admin {
 namespace {
 
-constexpr char kNoFormatFile[] = "no format file: its name holds no .cdf, .eff or .vff";
+constexpr char kNotAFormatFile[] =
+    "not a format file: its name does not contain .cdf, .eff or .vff";
 
-std::string unopened(int error) {
-  return std::string("cannot be opened: ") + std::strerror(error);
+struct LoadError {
+  Place place;
+  int32_t code;
+  std::string text;
+};
+
+std::string longLineRemark(const FormatFile& file) {
+  const FormatFile::Line* const line = file.firstLongLine();
+  return line == nullptr ? ""
+                         : fmt::format("; line {} is longer than 100 characters and counts as two",
+                                       line->number);
 }
 
-bool isAnotherFile(const char* one, const char* other) {
-  struct stat first {};
-  struct stat second {};
-  if (stat(one, &first) != 0 || stat(other, &second) != 0) return false;
-  return std::pair(first.st_dev, first.st_ino) != std::pair(second.st_dev, second.st_ino);
+void addDefinitionErrors(const FormatFile& file, std::vector<LoadError>& errors) {
+  if (file.lines().size() <= FormatFile::kDefinitionRecord) return;
+  FieldScanner scanner(file.lines()[FormatFile::kDefinitionRecord].text.c_str());
+  const Place place = file.placeOf(FormatFile::kDefinitionRecord, 0);
+  const int32_t bits = scanner.nextInt();
+  const int32_t field = scanner.nextInt();
+  if (bits < 0 || bits > BitPattern::kPositions)
+    errors.push_back({place, kVffReadFailed, fmt::format("bit count {} is not 0 to 144", bits)});
+  if (field < 1 || field > kFieldCount)
+    errors.push_back(
+        {place, kVffReadFailed, fmt::format("card number field {} is not 1 to 8", field)});
 }
 
-// What keeps a word from being an ID; empty when nothing does.
-std::string flawOfId(const char* word, uint32_t id) {
-  SaturatedInt64 number{};
-  const std::string_view digits = *word == '+' || *word == '-' ? word + 1 : word;
-  if (!digitsToInt64(digits, number))
-    return "format ID " + quoted(word) + " is not a number: it is read as " + std::to_string(id);
-  return id == 0 ? "format ID 0: IDs begin with 1" : "";
+// Of a file that ends where its format cannot.
+std::string endText(const FormatFile& file) {
+  const std::string& unfinished = file.unfinished();
+  if (file.systemError() != 0)
+    return fmt::format("cannot be read: {}", std::strerror(file.systemError()));
+  if (unfinished.ends_with('^')) return "\"^\" marks an error: the file is not read beyond it";
+  if (unfinished.size() > FormatFile::kLongestLine)
+    return "more than 100 characters without \"~\" at the end of the line";
+  if (file.isVff()) return "the file ends here; a VFF file has 17 records of 144 characters";
+  return fmt::format("the file ends here; {} {} file has 30, 40 or 50 lines, empty ones included{}",
+                     file.kind() == FormatKind::kCdf ? "a" : "an", kindName(file.kind()),
+                     longLineRemark(file));
+}
+
+LoadError endError(const FormatFile& file) {
+  constexpr std::array kCodes = {kCdfReadFailed, kEffReadFailed, kVffReadFailed};
+  Place place = file.end();
+  if (file.systemError() != 0 && file.lines().empty()) place.line = 0;
+  if (file.unfinished().ends_with('^'))
+    place.column = static_cast<int64_t>(file.unfinished().size());
+  return {place, kCodes.at(static_cast<size_t>(file.kind())), endText(file)};
+}
+
+// Why the file, which can be opened, did not load; at least one error.
+std::vector<LoadError> loadErrors(const FormatFile& file, int32_t result) {
+  std::vector<LoadError> errors;
+  constexpr size_t kItem = FormatFile::kCardNumberFieldLine;
+  if (result == kBadCardNumberField && file.lines().size() > kItem)
+    errors.push_back(
+        {file.placeOf(kItem, 0), result,
+         fmt::format("card number field {} is not A to H{}",
+                     quoted(file.lines()[kItem].text.substr(0, 1)), longLineRemark(file))});
+  if (file.isVff()) addDefinitionErrors(file, errors);
+  if (!file.isWhole()) errors.push_back(endError(file));
+  if (errors.empty())
+    errors.push_back({file.place(), result, "cannot be loaded, although it can be read now"});
+  if (file.firstLongLine() != nullptr) errors.resize(1);  // It causes the others.
+  return errors;
+}
+
+// Loads a format and checks its file, number `number` among the findings. `openRemark` is added to
+// the message when the file cannot be opened.
+void loadChecked(CardFormat& format, const std::string& path, int number,
+                 const std::string& openRemark, CheckedFormat& checked, Findings& findings) {
+  const int32_t result = format.loadFormatFile(path.c_str());
+  const FormatFile file(path, format, number);
+  if (result >= 0) {
+    checked.format = &format;
+    if (file.isWhole()) return checkFormatFile(file, format, findings);
+    if (file.systemError() == 0) return;
+    throw std::system_error(file.systemError(), std::generic_category(), path);
+  }
+  std::vector<LoadError> errors = {{file.place(), result, ""}};
+  if (file.isOpened())
+    errors = loadErrors(file, result);
+  else
+    errors[0].text =
+        fmt::format("cannot be opened: {}{}", std::strerror(file.systemError()), openRemark);
+  for (const auto& [place, code, text] : errors)
+    checked.error = findings.error(place, code, "{}", text);
+  Place line = errors.front().place;
+  line.column = 0;
+  findings.setVerdict(result, line);
 }
 
 // Reads the formats file and then loads what it lists: so the findings come in the order of the
@@ -56,25 +128,13 @@ class FormatsCheck {
         _file(findings.addFile(formatsFile)) {}
 
   CheckedFormats run() {
-    readFormatsFile();
+    const auto [result, place] = readFormatsFile();
     for (Entry& entry : _entries) load(entry);
-    _findings.setVerdict(_readResult, _readPlace);
+    _findings.setVerdict(result, place);
     return std::move(_checked);
   }
 
  private:
-  struct Entry {
-    CheckedFormat checked;
-    std::string written;           // The name with its folder.
-    CardFormat* format = nullptr;  // Null for a file of unknown kind.
-    Place name;
-    int64_t firstLine = 0;  // That has this ID.
-    std::string flaw;       // Of its line, which explains why there is no such file.
-  };
-  struct File {
-    int number;  // Among the findings.
-    size_t error = Findings::kNotKept;
-  };
   // One line of the formats file, or one piece of a line that is too long.
   struct Line {
     std::string raw;
@@ -83,186 +143,187 @@ class FormatsCheck {
     int64_t bytesBefore;
     Tokenizer words;
   };
+  struct Entry {
+    CheckedFormat checked;
+    std::string written;           // The name with its folder.
+    CardFormat* format = nullptr;  // Null for a file of unknown kind.
+  };
 
-  void readFormatsFile();
-  void failToRead(int32_t result, Place place, const char* what, int error);
-  void takeLine(LineReader& reader);
-  bool takeEntry(const Line& line, const FormatsEntry& entry, const std::string& flaw);
-  void checkEntry(const Line& line, const Entry& entry);
-  std::string flawOfText(const Line& line, Place& place) const;
+  Verdict readFormatsFile();
+  Verdict failToRead(int32_t result, Place place, const char* what);
+  void checkLine(LineReader& reader);
+  bool addEntry(const Line& line, const FormatsEntry& read);
+  bool checkText(const Line& line);
+  bool checkHidden(const Line& line);
+  void checkId(const Line& line, const CheckedFormat& checked);
+  void checkNames(const Line& line, const Entry& entry);
   void load(const Entry& entry);
-  Place explain(const Entry& entry, int32_t result, const FormatText& text);
 
-  Place at(const Line& line, size_t offset) const {
+  Place placeOf(const Line& line, size_t offset) const {
     return {_file, line.number, line.bytesBefore + static_cast<int64_t>(offset) + 1};
-  }
-  static bool isMissing(const Entry& entry) {
-    struct stat status {};
-    return stat(entry.checked.fileName.c_str(), &status) != 0;
   }
   static size_t offsetOf(const Line& line, uint32_t word) {
     return static_cast<size_t>(line.words.word(word) - line.text);
   }
-  Place wordPlace(const Line& line, uint32_t word) const { return at(line, offsetOf(line, word)); }
-  void warnOfId(const Line& line, const std::string& text) {
-    _findings.warning(wordPlace(line, 0), "format-id", text);
+  static size_t endOf(const Line& line, uint32_t word) {
+    return offsetOf(line, word) + std::strlen(line.words.word(word));
+  }
+  Place wordPlace(const Line& line, uint32_t word) const {
+    return placeOf(line, offsetOf(line, word));
   }
 
   const std::string& _formatsFile;
   CardFormatSet& _formats;
   Findings& _findings;
   int _file;
-  int32_t _readResult = kSuccess;
-  Place _readPlace;
-  int64_t _toldLine = 0;  // The last one of which all pieces behind the first are told.
   std::vector<Entry> _entries;
-  std::map<uint32_t, int64_t> _firstLines;  // Of the IDs.
-  std::map<std::string, File> _files;       // The format files by their names.
+  std::map<uint32_t, int64_t> _firstLines;            // Of the IDs.
+  std::map<std::string, const CheckedFormat> _files;  // What became of each format file.
   CheckedFormats _checked;
 };
 
-void FormatsCheck::failToRead(int32_t result, Place place, const char* what, int error) {
-  _findings.error(place, result, std::string(what) + ": " + std::strerror(error));
-  _checked.complete = false;
-  _readResult = result;
-  _readPlace = place;
-}
-
-void FormatsCheck::readFormatsFile() {
+// How a build would end after the last entry.
+Verdict FormatsCheck::readFormatsFile() {
   LineReader reader;
   if (!reader.open(_formatsFile.c_str()))
-    return failToRead(kFormatsOpenFailed, {_file, 0, 0}, "cannot be opened", errno);
+    return failToRead(kFormatsOpenFailed, {_file, 0, 0}, "cannot be opened");
   LineReader::Status status = LineReader::Status::kLine;
-  while ((status = reader.readLine(kMaxFormatsLine)) == LineReader::Status::kLine) takeLine(reader);
-  if (status != LineReader::Status::kError) return;
-  const int error = errno;
+  while ((status = reader.readLine(kMaxFormatsLine)) == LineReader::Status::kLine)
+    checkLine(reader);
+  if (status != LineReader::Status::kError) return {};
   const int64_t line = reader.lineNumber();
-  failToRead(kFormatsReadFailed, {_file, line > 0 ? line + 1 : 0, 0}, "cannot be read", error);
+  return failToRead(kFormatsReadFailed, {_file, line > 0 ? line + 1 : 0, 0}, "cannot be read");
 }
 
-void FormatsCheck::takeLine(LineReader& reader) {
-  Line line{{reader.line(), reader.length()},
-            reader.line(),
-            reader.lineNumber(),
-            reader.bytesBefore(),
-            {}};
+Verdict FormatsCheck::failToRead(int32_t result, Place place, const char* what) {
+  _findings.error(place, result, "{}: {}", what, std::strerror(errno));
+  _checked.complete = false;
+  return {result, place};
+}
+
+void FormatsCheck::checkLine(LineReader& reader) {
+  Line line{.raw = {reader.line(), reader.length()},
+            .text = reader.line(),
+            .number = reader.lineNumber(),
+            .bytesBefore = reader.bytesBefore(),
+            .words = {}};
   line.words.split(line.text, kWordDelimiters);
-  Place place;
-  const std::string flaw = flawOfText(line, place);
   FormatsEntry entry;
   const FormatsLineKind kind = readFormatsLine(line.words, entry);
-  // One finding for all pieces of a line that is too long, the error when there is one.
-  const bool failed = kind == FormatsLineKind::kEntry && !takeEntry(line, entry, flaw);
-  const bool isPiece = line.bytesBefore > 0 && line.words.count() > 0;
-  const bool isTold = isPiece && _toldLine == line.number;
-  if (failed || isPiece) _toldLine = line.number;
-  if (failed || isTold) return;
-  if (!flaw.empty() && kind == FormatsLineKind::kEntry && isMissing(_entries.back())) {
-    _entries.back().flaw = flaw;
-    return;
-  }
-  if (!flaw.empty()) return _findings.warning(place, "text", flaw);
-  if (kind == FormatsLineKind::kEntry) return checkEntry(line, _entries.back());
-  if (kind == FormatsLineKind::kTooFewWords) warnOfId(line, "no file name: the line is left out");
+  const bool isFormat = kind == FormatsLineKind::kEntry && addEntry(line, entry);
+  if (!checkText(line)) return;
+  if (kind == FormatsLineKind::kTooFewWords)
+    _findings.warn(wordPlace(line, 0), "format-id", "no file name: the line is skipped");
   if (kind == FormatsLineKind::kIdOutOfRange)
-    warnOfId(line, "format ID " + quoted(line.words.word(0)) +
-                       " is not 1 to 4294967295: the line is left out");
+    _findings.warn(wordPlace(line, 0), "format-id",
+                   "format ID {} is not 1 to 4294967295: the line is skipped",
+                   quoted(line.words.word(0)));
+  if (!isFormat) return;
+  checkId(line, _entries.back().checked);
+  checkNames(line, _entries.back());
 }
 
-// What an eye does not see, and what the limit and a '#' do behind the reader's back. Empty when
-// there is nothing of the kind.
-std::string FormatsCheck::flawOfText(const Line& line, Place& place) const {
-  place = at(line, 0);
-  if (line.number == 1 && line.bytesBefore == 0 && line.raw.starts_with("\xEF\xBB\xBF"))
-    return "a byte order mark makes the first word neither a number nor a comment";
-  const uint32_t count = std::min(line.words.count(), 2U);
-  if (line.bytesBefore > 0 && count > 0)
-    return "the line is longer than " + std::to_string(kMaxFormatsLine) +
-           " characters: the rest is read as another line";
-  size_t end = 0;
-  for (uint32_t i = 0; i < count; ++i) {
-    end = offsetOf(line, i) + std::strlen(line.words.word(i));
-    place = at(line, end);
-    if (end < line.raw.size() && line.raw[end] == '#')
-      return "\"#\" without a blank before it begins no comment: reading goes on behind the word";
+// False, with an error, when a build cannot load such a file.
+bool FormatsCheck::addEntry(const Line& line, const FormatsEntry& read) {
+  FormatFileName base = read.fileName;
+  cutToBaseName(base);
+  Entry& entry = _entries.emplace_back();
+  entry.checked.id = read.formatID;
+  entry.checked.fileName = base.data();
+  entry.checked.line = line.number;
+  entry.written = read.fileName.data();
+  _firstLines.try_emplace(read.formatID, line.number);
+  if (!CardFormatSet::isFormatFile(base.data())) {
+    entry.checked.error = _findings.error(wordPlace(line, 1), kFormatNotAdded, "{} is {}",
+                                          quoted(base.data()), kNotAFormatFile);
+    return false;
   }
+  entry.format = _formats.addFormat(read.formatID, base.data());
+  if (entry.format == nullptr) throw std::bad_alloc();
+  return true;
+}
+
+// False, with a warning, when the line is not what it seems to be: what the limit and a '#' do.
+bool FormatsCheck::checkText(const Line& line) {
+  if (line.number == 1 && line.bytesBefore == 0 && line.raw.starts_with("\xEF\xBB\xBF")) {
+    _findings.warn(placeOf(line, 0), "text",
+                   "a byte order mark makes the first word neither a number nor a comment");
+    return false;
+  }
+  if (line.bytesBefore > 0 && line.words.count() > 0) {
+    _findings.warn(placeOf(line, 0), "text",
+                   "the line is longer than {} characters: the rest is read as another line",
+                   kMaxFormatsLine);
+    return false;
+  }
+  for (uint32_t word = 0; word < std::min(line.words.count(), 2U); ++word) {
+    const size_t end = endOf(line, word);
+    if (end == line.raw.size() || line.raw[end] != '#') continue;
+    _findings.warn(placeOf(line, end), "text",
+                   "\"#\" without a blank before it ends only this word: the rest of the line is "
+                   "still read");
+    return false;
+  }
+  return checkHidden(line);
+}
+
+bool FormatsCheck::checkHidden(const Line& line) {
+  const uint32_t count = std::min(line.words.count(), 2U);
+  const size_t end = count == 0 ? 0 : endOf(line, count - 1);
   std::optional<HiddenByte> hidden = findHiddenByte(line.raw);
   while (hidden && (line.raw[hidden->offset] & 0x80) != 0 && hidden->offset >= end)
     hidden = findHiddenByte(line.raw, hidden->offset + 1);  // A comment may have such spaces.
-  if (!hidden) return "";
-  place = at(line, hidden->offset);
-  return hidden->effect;
+  if (hidden) _findings.warn(placeOf(line, hidden->offset), "text", "{}", hidden->effect);
+  return !hidden;
 }
 
-// False, with a finding, when the file is none that a build can load.
-bool FormatsCheck::takeEntry(const Line& line, const FormatsEntry& entry, const std::string& flaw) {
-  FormatFileName base = entry.fileName;
-  cutToBaseName(base);
-  Entry& taken = _entries.emplace_back();
-  taken.checked = {entry.formatID, base.data(), nullptr, line.number, Findings::kNotKept};
-  taken.written = entry.fileName.data();
-  taken.name = wordPlace(line, 1);
-  taken.firstLine = _firstLines.try_emplace(entry.formatID, line.number).first->second;
-  if (CardFormatSet::isFormatFile(base.data())) {
-    taken.format = _formats.addFormat(entry.formatID, base.data());
-    if (taken.format == nullptr) throw std::bad_alloc();
-    return true;
-  }
-  _findings.error(taken.name, kFormatNotAdded,
-                  quoted(base.data()) + " is " + kNoFormatFile + (flaw.empty() ? "" : "; " + flaw));
-  taken.checked.error = _findings.lastError();
-  return false;
+void FormatsCheck::checkId(const Line& line, const CheckedFormat& checked) {
+  const char* const word = line.words.word(0);
+  const uint32_t id = checked.id;
+  const int64_t firstLine = _firstLines.at(id);
+  if (!isNumber(word))
+    _findings.warn(wordPlace(line, 0), "format-id",
+                   "format ID {} is not a number and is read as {}", quoted(word), id);
+  else if (id == 0)
+    _findings.warn(wordPlace(line, 0), "format-id",
+                   "format ID 0 cannot be used by a card set: IDs start at 1");
+  else if (firstLine != line.number)
+    _findings.warn(wordPlace(line, 0), "format-id",
+                   "format ID {} is already used in line {}: this format is never used", id,
+                   firstLine);
 }
 
-void FormatsCheck::checkEntry(const Line& line, const Entry& entry) {
-  const uint32_t id = entry.checked.id;
-  if (const std::string flaw = flawOfId(line.words.word(0), id); !flaw.empty())
-    warnOfId(line, flaw);
-  else if (entry.firstLine != line.number)
-    warnOfId(line, "format ID " + std::to_string(id) + " is that of line " +
-                       std::to_string(entry.firstLine) + " already: this format is never used");
+void FormatsCheck::checkNames(const Line& line, const Entry& entry) {
   const std::string& name = entry.checked.fileName;
-  if (isAnotherFile(entry.written.c_str(), name.c_str()))
-    _findings.warning(entry.name, "format-id",
-                      "the folder is dropped: " + quoted(name) +
-                          " of the current folder is read, and is another file");
+  struct stat written {
+  }, read{};
+  if (stat(entry.written.c_str(), &written) == 0 && stat(name.c_str(), &read) == 0 &&
+      !isSameFile(written, read))
+    _findings.warn(wordPlace(line, 1), "format-id",
+                   "the folder is ignored: {} in the current folder is read, which is another file",
+                   quoted(name));
   if (line.words.count() > 3 && CardFormatSet::isFormatFile(line.words.word(3)))
-    _findings.warning(wordPlace(line, 2), "format-id", "a second format in one line is not read");
+    _findings.warn(wordPlace(line, 2), "format-id",
+                   "only one format per line is read: the second one is ignored");
 }
 
 void FormatsCheck::load(const Entry& entry) {
-  _checked.formats.push_back(entry.checked);
+  CheckedFormat& checked = _checked.formats.emplace_back(entry.checked);
   if (entry.format == nullptr)
     return _findings.setVerdict(kFormatNotAdded, {_file, entry.checked.line, 0});
-  const std::string& name = entry.checked.fileName;
-  const auto [at, isNew] = _files.try_emplace(name);
-  File& file = at->second;
-  if (isNew) file.number = _findings.addFile(name);
-  const int32_t result = entry.format->loadFormatFile(name.c_str());
-  if (result >= 0) {
-    _checked.formats.back().format = entry.format;
-    if (isNew) checkFormatFile(name, *entry.format, file.number, _findings);
+  const std::string& name = checked.fileName;
+  if (const auto known = _files.find(name); known != _files.end()) {
+    checked.error = known->second.error;
+    if (known->second.format != nullptr && entry.format->loadFormatFile(name.c_str()) >= 0)
+      checked.format = entry.format;
     return;
   }
-  if (isNew) {
-    const FormatText text(name, *entry.format, file.number);
-    Place place = explain(entry, result, text);
-    place.column = 0;
-    _findings.setVerdict(result, place);
-    file.error = _findings.lastError();
-  }
-  _checked.formats.back().error = file.error;
-}
-
-Place FormatsCheck::explain(const Entry& entry, int32_t result, const FormatText& text) {
-  if (text.isOpened()) return tellFormatErrors(text, result, _findings);
-  std::string reason = unopened(text.systemError()) + "; named at " +
-                       _findings.placeText({_file, entry.checked.line, 0});
-  if (entry.written != entry.checked.fileName)
-    reason += " as " + quoted(entry.written) + ", of which the folder is dropped";
-  if (!entry.flaw.empty()) reason += "; " + entry.flaw;
-  _findings.error(text.file(), result, reason);
-  return text.file();
+  const bool hasFolder = entry.written != name;
+  const std::string remark =
+      fmt::format("; listed at {}{}", _findings.placeText({_file, checked.line, 0}),
+                  hasFolder ? " as " + quoted(entry.written) + ", whose folder is ignored" : "");
+  loadChecked(*entry.format, name, _findings.addFile(name), remark, checked, _findings);
+  _files.emplace(name, checked);
 }
 
 }  // namespace
@@ -282,30 +343,14 @@ const CardFormat* checkFormatAlone(const std::string& path, CardFormatSet& forma
   const int file = findings.addFile(path);
   const std::string name = path.substr(path.rfind('/') + 1);
   if (!CardFormatSet::isFormatFile(name.c_str())) {
-    findings.error({file, 0, 0}, kFormatNotAdded, kNoFormatFile);
+    findings.error({file, 0, 0}, kFormatNotAdded, "{}", kNotAFormatFile);
     return nullptr;
   }
   CardFormat* const format = formats.addFormat(1, name.c_str());
   if (format == nullptr) throw std::bad_alloc();
-  const int32_t result = format->loadFormatFile(path.c_str());
-  if (result >= 0) {
-    checkFormatFile(path, *format, file, findings);
-    return format;
-  }
-  const FormatText text(path, *format, file);
-  if (text.isOpened())
-    tellFormatErrors(text, result, findings);
-  else
-    findings.error(text.file(), result, unopened(text.systemError()));
-  return nullptr;
-}
-
-void checkFormatFile(const std::string& path, const CardFormat& format, int file,
-                     Findings& findings) {
-  const FormatText text(path, format, file);
-  if (text.isWhole()) return applyFormatRules(text, format, findings);
-  if (text.systemError() != 0)
-    throw std::system_error(text.systemError(), std::generic_category(), path);
+  CheckedFormat checked;
+  loadChecked(*format, path, file, "", checked, findings);
+  return checked.format;
 }
 
 }  // namespace badgemint::admin

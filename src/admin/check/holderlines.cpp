@@ -1,164 +1,381 @@
-// The check of 'c', 'n', 'p' and 'o' lines.
+// The check of 'c', 'n', 'p' and 'o' lines: a card or a PIN, and what its holder may do.
+#include <array>
+#include <chrono>
+#include <span>
+
 #include "admin/check/cardscheck.h"
+#include "support/datetime.h"
+#include "support/fieldscanner.h"
 #include "support/result.h"
 
 namespace badgemint::admin {
 
 namespace {
 
-constexpr const char* kWhiteSpace = " \t\n\v\f\r";
+constexpr size_t kMostFields = 23;
+constexpr size_t kNoField = SIZE_MAX;
 
-// A field as messages speak of it: "the PIN", but "access level 1".
-std::string named(char lineType, size_t field) {
-  const std::string name = fieldName(lineType, field);
-  return isDigit(name.back()) ? name : "the " + name;
+// What keeps a line from having the fields that it seems to have.
+enum class Problem {
+  kNone,
+  kMissing,    // The line ends before this field.
+  kComment,    // A comment begins where a field is expected.
+  kNotNumber,  // The word does not begin with a number.
+  kCut,        // The field ends within its word, whose rest is read as the next field.
+};
+
+Problem problemOf(std::string_view word, const LineField& field) {
+  if (word.size() == 1 && isDigit(word[0])) return Problem::kNone;  // As most are.
+  if (word.empty()) return Problem::kMissing;
+  if (word[0] == '#') return Problem::kComment;
+  switch (field.kind) {
+    case FieldKind::kCardNumber:
+    case FieldKind::kPin:
+      return word.size() > kMaxNumberWord ? Problem::kCut : Problem::kNone;
+    case FieldKind::kDate:
+    case FieldKind::kTime:
+      return word.size() > kMaxDateTimeWord ? Problem::kCut : Problem::kNone;
+    default:
+      break;
+  }
+  const WordKind kind = classify(word).kind;
+  if (kind == WordKind::kNumber) return Problem::kNone;
+  return kind == WordKind::kOther ? Problem::kNotNumber : Problem::kCut;
 }
+
+bool isZero(std::string_view word) {
+  return word.find_first_not_of('0') == word.npos;
+}
+
+// A date and time of a period, as written.
+struct PeriodWords {
+  PeriodEnd end;
+  std::string_view date, time;
+
+  const char* name() const { return end == PeriodEnd::kStart ? "start" : "end"; }
+  const char* consequence() const {
+    return end == PeriodEnd::kStart ? "is valid from the beginning" : "never expires";
+  }
+};
+
+// Whether a date and a time are written with all their digits and are a day that every month has,
+// as nearly all are: what can be parsed then needs no second look.
+bool isUsual(std::string_view date, std::string_view time) {
+  return date.size() == 10 && date[4] == '/' && date[7] == '/' && isDigit(date[8]) &&
+         isDigit(date[9]) && date.substr(8) <= "28" &&
+         (time == "0" ||
+          (time.size() == 8 && time[2] == ':' && time[5] == ':' && isDigit(time[7])));
+}
+
+// Whether the day is one that its month has; a month that does not exist is another matter.
+bool hasDay(std::string_view date) {
+  const std::string text(date);
+  FieldScanner scanner(text.c_str());
+  const int32_t year = scanner.nextInt();
+  scanner.expect('/');
+  const int32_t month = scanner.nextInt();
+  scanner.expect('/');
+  const int32_t day = scanner.nextInt();
+  return month < 1 || month > 12 ||
+         std::chrono::year_month_day{std::chrono::year{year},
+                                     std::chrono::month{static_cast<unsigned>(month)},
+                                     std::chrono::day{static_cast<unsigned>(day)}}
+             .ok();
+}
+
+class HolderLine {
+ public:
+  HolderLine(CardsCheck& check, CheckedLine& line)
+      : _check(check), _line(line), _fields(lineFields(*line.text)) {
+    splitWords();
+    scanIdentity();
+  }
+
+  int32_t run() {
+    const int32_t result =
+        _check.checkAsBuild(_line, _line.text, *_line.text == kCardLine ? _csid : 0);
+    if (result < 0) {
+      reportErrors(result);
+      _check.unindexed.push_back({_line.subject.uniqid, _line.subject.uniqid});
+    }
+    if (_line.hasHidden()) return result;
+    const bool isReported = result < 0 && _good < firstHolderField();
+    if (!isReported && !checkProblem()) return result;
+    if (result == kSuccess) checkIdentity();
+    checkHolderFields();
+    return result;
+  }
+
+ private:
+  bool isCard() const { return _fields[0].kind == FieldKind::kCardSet; }
+  bool isHex() const { return *_line.text == kNoFormatCardLine; }
+  size_t firstHolderField() const { return isCard() ? 4 : 2; }
+  // As a message names it before a word.
+  const char* name(size_t field) const { return _fields[field].name; }
+
+  void splitWords() {
+    const char* next = _line.text + 1;
+    for (std::string_view& word : _words) {
+      while (*next == ' ' || isSpace(*next)) ++next;
+      const char* const begin = next;
+      while (*next > ' ' || (*next != '\0' && !isSpace(*next))) ++next;
+      word = {begin, next};
+    }
+    while (_good < _fields.size() && problemOf(_words[_good], _fields[_good]) == Problem::kNone)
+      ++_good;
+    if (_good < _fields.size()) _problem = problemOf(_words[_good], _fields[_good]);
+  }
+
+  // As a build reads it, whatever the words are.
+  void scanIdentity() {
+    FieldScanner scanner(_line.text + 1);
+    if (!isCard()) {
+      _line.subject.isPin = true;
+      _line.subject.uniqid = scanPinLine(scanner).uniqid;
+      return;
+    }
+    const CardLine card = scanCardLine(scanner);
+    _csid = card.csid;
+    _line.subject = {false, false, card.cardNumber, card.uniqid};
+  }
+
+  // What fails the build: an error each. The first field with a problem explains what the fields
+  // before it do not.
+  void reportErrors(int32_t result) const {
+    const bool isReported = isCard() ? reportCard() : _good > 0 && reportPin(0);
+    if (isReported) return;
+    const Place place = _line.at(_words[_good]);
+    if (_problem == Problem::kMissing)
+      _line.error(_line.whole(), result, "{} is missing", named(_fields[_good]));
+    else if (_problem == Problem::kComment)
+      _line.error(place, result, kEarlyComment, named(_fields[_good]));
+    else
+      _line.error(place, result, "{} {} is not a number", name(_good),
+                  shown(_words[_good], _fields[_good]));
+  }
+
+  bool reportCard() const {
+    // A number or a PIN that is too long to be read at once is explained as a whole.
+    const size_t known = _good + (_problem == Problem::kCut && _good > 0 ? 1 : 0);
+    const bool wrongSet =
+        !isHex() && known > 0 && _check.reportCardSet(_line, _words[0], _fields[0], _csid);
+    const bool wrongNumber =
+        known > 1 && _check.reportCardNumber(_line, _words[1], _fields[1], _csid);
+    const bool wrongPin = known > 2 && reportPin(2);
+    if (isHex() || known < 2 || wrongSet) return wrongSet || wrongNumber || wrongPin;
+    if (!_check.reportEncoding(_line, _words[1], _csid) && !wrongNumber) reportMismatch();
+    return true;
+  }
+
+  bool reportPin(size_t field) const {
+    const std::string_view pin = _words[field];
+    const size_t most = isCard() ? kMaxPinDigits : kMaxPinIdentDigits;
+    std::string_view text = pin;
+    if (checkPinCode(text, most) == kSuccess) return false;
+    const std::string shownPin = _check.options.withPins ? ": " + quoted(pin) : "";
+    if (pin[0] == '#')
+      _line.error(_line.at(pin), kInvalidPin, kEarlyComment, named(_fields[field]));
+    else if (pin.find_first_not_of("0123456789") == pin.npos)
+      _line.error(_line.at(pin), kInvalidPin, "PIN of {} digits; at most {} are allowed{} ({})",
+                  pin.size(), most, shownPin, _line.subject);
+    else
+      _line.error(_line.at(pin), kInvalidPin,
+                  "PIN has a character that is not a decimal digit{} ({})", shownPin,
+                  _line.subject);
+    return true;
+  }
+
+  // Whether the number, all digits, comes back.
+  void reportMismatch() const {
+    const SaturatedInt64 number = scanInt64(_words[1].data());
+    const cardset& set = *_check.site.cardSets().getCardSet(static_cast<uint32_t>(_csid));
+    const CardEncoder encoder = _check.encoderOf(set);
+    const int64_t decoded = encoder.decode(encoder.encode(number.value));
+    if (decoded == number.value && !number.saturated) return;
+    _line.error(_line.at(_words[1]), kCardMismatch,
+                "{} does not fit format {}: it would come back as card {}", _line.subject,
+                set.fmtid, decoded);
+  }
+
+  // A problem that fails no build. Returns whether the fields before it can be looked at.
+  bool checkProblem() {
+    if (_problem == Problem::kNone) return checkExtraWords();
+    const LineField& field = _fields[_good];
+    const std::string_view word = _words[_good];
+    const bool isLast = _good + 1 == _fields.size();
+    const bool isDateOrTime = field.kind == FieldKind::kDate || field.kind == FieldKind::kTime;
+    const std::string_view rest = classify(word).rest;
+    if (_problem == Problem::kCut && isLast && rest.starts_with('#')) return true;
+    _check.misread.push_back(static_cast<int32_t>(_line.start.line));
+    switch (_problem) {
+      case Problem::kMissing:
+        _line.warn(_line.whole(), "fields", "{} is missing: it and all later fields are 0 ({})",
+                   named(field), _line.subject);
+        return false;
+      case Problem::kComment:
+        _line.warn(_line.at(word), "text", kEarlyComment, named(field));
+        return false;
+      case Problem::kNotNumber:
+        _line.warn(_line.at(word), "number",
+                   "{} {} is not a number: it and all later fields are 0 ({})", name(_good),
+                   shown(word, field), _line.subject);
+        return true;
+      default:
+        break;
+    }
+    if (isDateOrTime)
+      _line.warn(_line.at(word), "date",
+                 "{} {} has more than 14 characters: the rest is read as the next field ({})",
+                 name(_good), shown(word, field), _line.subject);
+    else
+      _line.warn(_line.at(word), "number",
+                 "{} {} is not a number: it is read up to the first other character, and the rest "
+                 "is {} ({})",
+                 name(_good), shown(word, field), isLast ? "ignored" : "read as the next field",
+                 _line.subject);
+    return true;
+  }
+
+  bool checkExtraWords() {
+    const std::string_view extra = _words[_fields.size()];
+    if (extra.empty() || extra[0] == '#') return true;
+    _line.warn(_line.at(extra), "fields", "what follows {} is ignored ({})", named(_fields.back()),
+               _line.subject);
+    _check.misread.push_back(static_cast<int32_t>(_line.start.line));
+    return false;
+  }
+
+  // Card set, card number, PIN and unique ID of a line without an error.
+  void checkIdentity() const {
+    const size_t uniqid = firstHolderField() - 1;
+    if (_good <= uniqid) return;
+    const Subject& subject = _line.subject;
+    if (*_line.text == kCardLine && wordValue(_words[0]) != _csid)
+      _line.warn(_line.at(_words[0]), "range", "card set {} is read as {} ({})",
+                 shown(_words[0], _fields[0]), _csid, subject);
+    if (isCard() && isZero(_words[1]))
+      _line.warn(_line.at(_words[1]), "zero", "card number 0 ({})", subject);
+    if (isHex() && _words[1].size() % 2 == 1)
+      _line.warn(_line.at(_words[1]), "hex",
+                 "card number {0} has an odd number of digits and is read as {0}0 ({1})", _words[1],
+                 subject);
+    if (!isCard() && isZero(_words[0]))
+      _line.warn(_line.at(_words[0]), "zero",
+                 "PIN 0 is a key like any other: whoever types 0 is holder {}", subject.uniqid);
+    const int64_t id = wordValue(_words[uniqid]);
+    _check.checkRange(_line, _words[uniqid], _fields[uniqid], id);
+    if (id == 0) _line.warn(_line.at(_words[uniqid]), "zero", "unique ID 0 ({})", subject);
+  }
+
+  // What a build accepts silently in the fields of a holder, and a site would not want.
+  void checkHolderFields() {
+    size_t firstDate = kNoField;
+    for (size_t i = firstHolderField(); i < _good; ++i) {
+      const LineField& field = _fields[i];
+      if (field.kind == FieldKind::kDate && firstDate == kNoField) firstDate = i;
+      if (_words[i] != "0") checkField(_words[i], field);
+    }
+    const bool isCutDate = _problem == Problem::kCut && (_fields[_good].kind == FieldKind::kDate ||
+                                                         _fields[_good].kind == FieldKind::kTime);
+    if (firstDate != kNoField && !isCutDate) checkPeriod(firstDate);
+  }
+
+  void checkField(std::string_view word, const LineField& field) {
+    const auto value = [word] { return wordValue(word); };
+    switch (field.kind) {
+      case FieldKind::kAccessLevel:
+        return _check.checkLevel(_line, word, field, value());
+      case FieldKind::kFlag:
+        if (value() != 0 && value() != 1)
+          _line.warn(_line.at(word), "flag", "{} {} is not 0 or 1 and counts as 1 ({})", field.name,
+                     shown(word, field), _line.subject);
+        return;
+      case FieldKind::kEscort:
+        _check.checkRange(_line, word, field, value());
+        if (value() > 0 && value() <= UINT32_MAX)
+          _check.escorts.push_back({static_cast<uint32_t>(value()), _line.subject.uniqid,
+                                    static_cast<int32_t>(_line.start.line),
+                                    static_cast<int32_t>(_line.at(word).column)});
+        return;
+      case FieldKind::kNumber:
+        return _check.checkRange(_line, word, field, value());
+      default:
+        return;
+    }
+  }
+
+  void checkPeriod(size_t first) const {
+    const PeriodWords start = {PeriodEnd::kStart, _words[first], _words[first + 1]};
+    const PeriodWords end = {PeriodEnd::kEnd, _words[first + 2], _words[first + 3]};
+    const uint32_t from = checkPeriodEnd(start, first);
+    const uint32_t to = checkPeriodEnd(end, first + 2);
+    if (from != 0 && to != 0 && to < from)
+      _line.warn(_line.at(end.date), "period", "end date {} is before the start: {} is never valid",
+                 shown(end.date, _fields[first + 2]), _line.subject);
+  }
+
+  // The seconds of the record; what is wrong is reported once.
+  uint32_t checkPeriodEnd(const PeriodWords& end, size_t field) const {
+    uint32_t seconds = 0;
+    if (isUsual(end.date, end.time) &&
+        parsePeriodEnd(end.end, end.date, end.time, seconds) == kSuccess)
+      return seconds;
+    const ShownWord date = shown(end.date, _fields[field]);
+    const ShownWord time = shown(end.time, _fields[field + 1]);
+    if (end.date == "0") {
+      if (end.time != "0")
+        _line.warn(_line.at(end.time), "date", "{0} time {1} is ignored: the {0} date of {2} is 0",
+                   end.name(), time, _line.subject);
+      return 0;
+    }
+    const Word word = classify(end.date);
+    if (word.kind != WordKind::kDate || (!word.rest.empty() && word.rest[0] != '-')) {
+      _line.warn(_line.at(end.date), "date", "{} date {} is not year/month/day: {} {}", end.name(),
+                 date, _line.subject, end.consequence());
+      return 0;
+    }
+    const DateTimeText joined = joinDateTime(end.end, end.date, end.time);
+    const char* rest = "";
+    if (parseDateTime(joined.data(), seconds, &rest) != kSuccess) {
+      reportUnreadable(end, date, time);
+      return 0;
+    }
+    if (*rest != '\0')
+      _line.warn(_line.at(word.rest.empty() ? end.time : end.date), "date",
+                 "what follows the seconds of the {} time is ignored ({})", end.name(),
+                 _line.subject);
+    else if (!hasDay(end.date))
+      _line.warn(_line.at(end.date), "day",
+                 "{} date {} is not a day of its month and counts as one of the next month ({})",
+                 end.name(), date, _line.subject);
+    return seconds;
+  }
+
+  // A date or a time that is none, although it looks like one.
+  void reportUnreadable(const PeriodWords& end, const ShownWord& date,
+                        const ShownWord& time) const {
+    uint32_t midnight = 0;
+    if (parseDateTime(joinDateTime(end.end, end.date, "0").data(), midnight) == kSuccess)
+      _line.warn(_line.at(end.time), "date", "{} time {} is not hours:minutes:seconds: {} {}",
+                 end.name(), time, _line.subject, end.consequence());
+    else
+      _line.warn(_line.at(end.date), "date", "{} date {} is not a day from 1970 to 2037: {} {}",
+                 end.name(), date, _line.subject, end.consequence());
+  }
+
+  CardsCheck& _check;
+  CheckedLine& _line;
+  std::span<const LineField> _fields;
+  std::array<std::string_view, kMostFields + 1> _words;  // And the one after the last field.
+  size_t _good = 0;                                      // Fields before the first problem.
+  Problem _problem = Problem::kNone;                     // Of the field after them.
+  int32_t _csid = 0;
+};
 
 }  // namespace
 
-void CardsCheck::checkHolderLine(const CheckedLine& checked, bool isHidden) {
-  CheckedLine line = checked;
-  const char type = line.text[0];
-  const bool isCard = type == kCardLine || type == kNoFormatCardLine;
-  PlacedScanner fields(line.text.data() + 1);
-  int32_t csid = 0;
-  if (isCard) {
-    const CardLine card = scanCardLine(fields);
-    csid = card.csid;
-    line.subject = {false, card.cardNumber, card.uniqid};
-  } else {
-    line.subject = {false, {}, scanPinLine(fields).uniqid};
-  }
-  if (type != kPinIdentLine) static_cast<void>(scanHolderFields(fields));
-  if (isCard) fields.nextInt();
-
-  // The text of such a line is not changed by its check.
-  const bool isUnloaded = type == kCardLine && unloadedFormat(csid) != nullptr;
-  const int32_t result = isUnloaded ? kFormatNotDefined
-                                    : _checker.check({const_cast<char*>(line.text.data()),
-                                                      static_cast<int32_t>(line.number)});
-  if (result == kOutOfMemory) throw std::bad_alloc();
-  if (result < 0) {
-    _findings.setVerdict(result, line.whole());
-    explainHolder(line, fields, result);
-    _unindexed.push_back({line.subject.uniqid, line.subject.uniqid});
-  }
-  if (isHidden || !checkFlaw(line, fields, result < 0)) return;
-  if (result == kSuccess) checkIdentity(line, fields);
-  if (type != kPinIdentLine) _rules.check(line, fields, firstHolderField(type));
-}
-
-// Card set, card number, PIN and unique ID of a line without an error.
-void CardsCheck::checkIdentity(const CheckedLine& line, const PlacedScanner& fields) {
-  const auto isZero = [](std::string_view word) {
-    return word.find_first_not_of('0') == std::string_view::npos;
-  };
-  const char type = line.text[0];
-  const bool isCard = firstHolderField(type) == 4;
-  const size_t uniqid = firstHolderField(type) - 1;
-  if (fields.sound() <= uniqid) return;
-  const auto warn = [&](size_t field, const char* rule, const std::string& text) {
-    _findings.warning(line.at(fields.begin(field)), rule, text);
-  };
-  const std::string_view number = line.subject.cardNumber;
-  const auto holder = [&line] { return " of holder " + std::to_string(line.subject.uniqid); };
-  if (type == kCardLine && valueOf(fields.word(0)) != textToInt32(fields.begin(0)))
-    warn(0, "range",
-         "card set " + printable(fields.word(0)) + " is read as " +
-             std::to_string(textToInt32(fields.begin(0))) + line.subject.inBrackets());
-  if (isCard && isZero(number)) warn(1, "zero", "card number 0" + holder());
-  if (type == kNoFormatCardLine && number.size() % 2 == 1)
-    warn(1, "hex",
-         "an odd count of digits: card " + printable(number) + holder() + " is read as " +
-             printable(number) + "0");
-  if (!isCard && isZero(fields.word(0)))
-    warn(0, "zero", "PIN 0" + holder() + " is a key as any other: 0 at the keypad is this holder");
-  const int64_t id = valueOf(fields.word(uniqid));
-  _rules.checkRange(line, fields.word(uniqid), id, UINT32_MAX, "unique ID");
-  if (id == 0) warn(uniqid, "zero", "unique ID 0" + line.subject.inBrackets());
-}
-
-// What keeps a line from having the fields that it seems to have. Returns whether its fields can be
-// looked at.
-bool CardsCheck::checkFlaw(const CheckedLine& line, const PlacedScanner& fields, bool isWrong) {
-  const char type = line.text[0];
-  const size_t last = fields.count() - 1;
-  const size_t holder = firstHolderField(type);
-  const char* const begin = fields.begin(last);
-  const auto warn = [&](Place place, const char* rule, const std::string& text) {
-    _findings.warning(place, rule, text + line.subject.inBrackets());
-    _misread.push_back(static_cast<int32_t>(line.number));
-  };
-  if (isWrong && last < holder) return true;  // Told as the error.
-  for (size_t field = 0; field < fields.count(); ++field) {
-    if (*fields.begin(field) != '#') continue;
-    if (!isWrong || field >= holder)
-      warn(line.at(fields.begin(field)), "text", earlyRemark(fieldName(type, field)));
-    return false;
-  }
-  switch (fields.flaw()) {
-    case PlacedScanner::Flaw::kMissing:
-      warn(line.whole(), "fields", named(type, last) + " is missing: it and all behind it are 0");
-      return false;
-    case PlacedScanner::Flaw::kNoNumber:
-      warn(line.at(begin), "number",
-           quoted(fields.word(last)) + " is no number: " + named(type, last) +
-               " and all behind it are 0");
-      return true;
-    case PlacedScanner::Flaw::kCut:
-      if (last + 1 == fieldCount(type) && *fields.rest() == '#') return true;
-      if (last < holder + 12 || last > holder + 15)  // HolderRules tells of dates and times.
-        warn(line.at(begin), "number",
-             quoted(fields.word(last)) + " is not wholly a number: " + named(type, last) +
-                 " ends within it, and the rest is " +
-                 (last + 1 == fieldCount(type) ? "ignored" : "taken for the next field"));
-      return true;
-    default:  // None.
-      break;
-  }
-  std::string_view extra = fields.rest();
-  if (extra.empty() || extra[0] == '#') return true;
-  extra = extra.substr(0, extra.find_first_of(kWhiteSpace));
-  warn(line.at(extra.data()), "fields", quoted(extra) + " behind the last field is ignored");
-  return false;
-}
-
-// The first field with a flaw explains what the fields before it do not.
-void CardsCheck::explainHolder(const CheckedLine& line, const PlacedScanner& fields,
-                               int32_t result) {
-  const char type = line.text[0];
-  const bool told = firstHolderField(type) == 2
-                        ? explainPin(line, fields.word(0), kMaxPinIdentDigits)
-                        : explainCard(line, fields);
-  if (told) return;
-  const size_t sound = fields.sound();
-  const std::string name = fieldName(type, sound);
-  const Place place = line.at(fields.begin(sound));
-  if (fields.flaw() == PlacedScanner::Flaw::kMissing) {
-    _findings.error(line.whole(), result, "the " + name + " is missing");
-  } else if (*fields.begin(sound) == '#') {
-    _findings.error(place, result, earlyRemark(name));
-  } else {
-    _findings.error(
-        place, result,
-        quoted(fields.word(sound)) + " stands where the " + name + " is due, which is a number");
-  }
-}
-
-bool CardsCheck::explainCard(const CheckedLine& line, const PlacedScanner& fields) {
-  // A number or a PIN that is too long to be read at once is explained as a whole.
-  const bool isCut = fields.flaw() == PlacedScanner::Flaw::kCut && fields.sound() > 0;
-  const size_t sound = isCut ? fields.count() : fields.sound();
-  const bool isHex = line.text[0] == kNoFormatCardLine;
-  const int32_t csid = sound > 0 ? textToInt32(fields.begin(0)) : 0;
-  const bool wrongSet = !isHex && sound > 0 && explainCardSet(line, fields.begin(0), csid);
-  const bool wrongNumber = sound > 1 && explainNumber(line, fields.word(1), csid, isHex);
-  const bool wrongPin = sound > 2 && explainPin(line, fields.word(2), kMaxPinDigits);
-  if (isHex || sound < 2 || wrongSet) return wrongSet || wrongNumber || wrongPin;
-  if (explainEncoding(line, fields.begin(1), csid)) return true;
-  const cardset& set = *_site.cardSets().getCardSet(static_cast<uint32_t>(csid));
-  if (!wrongNumber) explainMismatch(line, fields.word(1), set);
-  return true;
+int32_t checkHolderLine(CardsCheck& check, CheckedLine& line) {
+  return HolderLine(check, line).run();
 }
 
 }  // namespace badgemint::admin

@@ -1,12 +1,17 @@
-// Everything that is wrong or dangerous in the files that a build of a site reads, in one run.
+// Everything that is wrong or dangerous in the files that a build of a site reads, found in one
+// run.
 #ifndef BADGEMINT_ADMIN_CHECK_SITECHECK_H
 #define BADGEMINT_ADMIN_CHECK_SITECHECK_H
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "admin/check/finding.h"
+#include "admin/console.h"
+#include "formats/CardFormat.h"
+#include "inputcards/cardindex.h"
 #include "site/accesslevel.h"
 
 namespace badgemint::admin {
@@ -29,8 +34,49 @@ struct SiteSummary {
 // std::system_error when the access levels file cannot be read.
 SiteSummary checkSite(const SiteCheckOptions& options, Findings& findings);
 
+// Prints the findings and the summary line. Returns the status that `check` ends with.
+ExitStatus report(const Findings& findings, const SiteSummary& summary, bool isStrict,
+                  Console& console);
+
 // Reads an access levels file. Throws std::bad_alloc, and std::system_error when it cannot be read.
 void readLevels(const std::string& path, AccessLevelSet& levels);
+
+// Whether cards of the format have this field beside their number.
+bool hasSiteValue(const CardFormat& format, int32_t field);
+
+// The values of a card set of this format from a text such as "A=101 B=7", as an 'f' line gives
+// them. None when anything in it is wrong, with the finding; fields that get no value are findings
+// too.
+std::optional<CardFormat::FieldValues> readSiteValues(const std::string& text,
+                                                      const CardFormat& format, Findings& findings);
+
+// Unique IDs in a row that lines with an error name: they count as partners and as escorts.
+struct UniqidRange {
+  uint32_t first;
+  uint32_t last;
+};
+
+// An escort that a line names, to be looked for when all holders are known.
+struct EscortUse {
+  uint32_t escort;
+  uint32_t uniqid;
+  int32_t line;
+  int32_t column;
+};
+
+// What a run over a cards file leaves for the checks that need the whole of it.
+struct WholeFile {
+  const CardIndex& index;  // Its lines are those of an editor.
+  std::vector<UniqidRange> unindexed;
+  const std::vector<EscortUse>& escorts;
+  const std::vector<int32_t>& misread;  // Lines, in order, that are reported as a whole.
+  int file;                             // The cards file.
+};
+
+// Reports keys and unique IDs that occur twice, PIN idents without a card, and escorts that are not
+// holders. Sets the verdict as a build would that gets to these checks at all. Returns the number
+// of distinct unique IDs in the index. Throws std::bad_alloc.
+int64_t checkWholeFile(WholeFile whole, Findings& findings);
 
 }  // namespace badgemint::admin
 

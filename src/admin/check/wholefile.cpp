@@ -1,5 +1,5 @@
-#include "admin/check/wholefile.h"
-
+// What only the whole cards file can show: keys and unique IDs that occur twice, PIN idents without
+// their card, escorts that are not holders.
 #include <algorithm>
 #include <array>
 #include <map>
@@ -11,6 +11,7 @@
 #include <unordered_set>
 #include <utility>
 
+#include "admin/check/sitecheck.h"
 #include "cardsets/card_functions.h"
 #include "inputcards/cardline.h"
 #include "support/result.h"
@@ -21,20 +22,24 @@ namespace {
 
 using Group = std::span<const CardIndexSuspect>;
 
-bool isPinKey(const CardIndexEntry& entry) {
-  return entry.type == kPinLine || entry.type == kPinIdentLine;
-}
-
-std::string nameOf(const CardIndexEntry& entry) {
-  if (isPinKey(entry)) return "the PIN";
-  if (entry.type != kNoFormatCardLine) return "card " + std::to_string(entry.cardNumber());
+// "card 15 of holder 3"; a PIN is never part of it.
+std::string textOf(const CardIndexEntry& entry) {
+  if (entry.type == kPinLine || entry.type == kPinIdentLine)
+    return fmt::format("the PIN of holder {}", entry.uniqid);
+  if (entry.type != kNoFormatCardLine)
+    return fmt::format("card {} of holder {}", entry.cardNumber(), entry.uniqid);
   std::array<char, 2 * sizeof entry.key + 1> digits{};
   bitsToHex(entry.key, digits);
-  return std::string("card ") + digits.data();
+  return fmt::format("card {} of holder {}", digits.data(), entry.uniqid);
 }
 
-std::string ofHolder(const CardIndexEntry& entry) {
-  return nameOf(entry) + " of holder " + std::to_string(entry.uniqid);
+// Calls `visit` with each run of suspects that `same` holds for.
+template <typename Same, typename Visit>
+void forEachGroup(Group sorted, Same same, Visit visit) {
+  for (size_t begin = 0, end = 0; begin < sorted.size(); begin = end) {
+    for (end = begin + 1; end < sorted.size() && same(sorted[begin], sorted[end]);) ++end;
+    visit(sorted.subspan(begin, end - begin));
+  }
 }
 
 class WholeFileCheck {
@@ -42,55 +47,48 @@ class WholeFileCheck {
   WholeFileCheck(WholeFile whole, Findings& findings)
       : _whole(std::move(whole)), _findings(findings) {
     std::ranges::sort(_whole.unindexed, {}, &UniqidRange::first);
-    uint32_t reached =
-        0;  // So that a search for the last range before an ID finds all that is before.
-    for (UniqidRange& range : _whole.unindexed)
-      reached = range.last = std::max(reached, range.last);
+    // So that a search for the last range before an ID finds all that is before.
+    uint32_t last = 0;
+    for (UniqidRange& range : _whole.unindexed) last = range.last = std::max(last, range.last);
   }
 
   int64_t run() {
     checkKeys();
     const int64_t holders = checkUniqids();
-    tellErrors();
-    tellPairs();
+    reportErrors();
+    reportPairs();
     checkEscorts();
     return holders;
   }
 
  private:
-  // Errors of one code in one line, of which a block may give many.
-  using Cause = std::pair<int32_t, int32_t>;  // Line, code.
-  struct Cards {
-    const CardIndexEntry* first = nullptr;
+  static constexpr int32_t kNoOther = -1;
+
+  // Entries of one line that fail for the same reason: of a block there may be many. Entries are
+  // known by their positions in the index, which are in the order of the file.
+  struct Clash {
+    int32_t first = 0;
+    int32_t other = kNoOther;  // That the first one clashes with.
     int64_t count = 0;
-    int32_t otherLine = 0;  // That the first one clashes with.
-    bool hasMoreLines = false;
   };
   struct Pair {
-    const CardIndexEntry* entry;
-    const char* why;
-    int32_t otherLine;
+    int32_t position;
+    int32_t other;
   };
+  using LineAndCode = std::pair<int32_t, int32_t>;
 
-  const CardIndexEntry& entryOf(const CardIndexSuspect& suspect) const {
-    return _whole.index.entry(suspect.position);
+  const CardIndexEntry& entry(int32_t position) const { return _whole.index.entry(position); }
+  const CardIndexEntry& entry(const CardIndexSuspect& suspect) const {
+    return entry(suspect.position);
   }
+  Place placeOf(const CardIndexEntry& entry) const { return {_whole.file, entry.line, 0}; }
 
-  // Calls `take` with each run of suspects that `same` holds for.
-  template <typename Same, typename Take>
-  static void forEachGroup(Group sorted, Same same, Take take) {
-    for (size_t begin = 0, end = 0; begin < sorted.size(); begin = end) {
-      for (end = begin + 1; end < sorted.size() && same(sorted[begin], sorted[end]);) ++end;
-      take(sorted.subspan(begin, end - begin));
+  void addError(int32_t code, int32_t position, int32_t other) {
+    Clash& clash = _errors[{entry(position).line, code}];
+    if (clash.count++ == 0 || position < clash.first) {
+      clash.first = position;
+      clash.other = other;
     }
-  }
-
-  void addError(int32_t code, const CardIndexEntry& entry, int32_t otherLine) {
-    Cards& cards = _errors[{entry.line, code}];
-    cards.hasMoreLines |= cards.count > 0 && cards.otherLine != otherLine;
-    if (cards.count++ > 0 && cards.first < &entry) return;  // In the order of the file.
-    cards.first = &entry;
-    cards.otherLine = otherLine;
   }
 
   void checkKeys() {
@@ -100,19 +98,18 @@ class WholeFileCheck {
     forEachGroup(
         suspects.elements(),
         [this](const CardIndexSuspect& a, const CardIndexSuspect& b) {
-          return entryOf(a).key == entryOf(b).key;
+          return entry(a).key == entry(b).key;
         },
         [&](Group group) {
-          const CardIndexEntry& first = entryOf(group[0]);
+          const CardIndexEntry& first = entry(group[0]);
           for (const CardIndexSuspect& suspect : group.subspan(1)) {
-            const CardIndexEntry& entry = entryOf(suspect);
-            addError(kDuplicateCardKey, entry, first.line);
-            if (entry.uniqid == first.uniqid) _repeated[suspect.position] = true;
+            addError(kDuplicateCardKey, suspect.position, group[0].position);
+            if (entry(suspect).uniqid == first.uniqid) _repeated.insert(suspect.position);
           }
           if (group.size() > 1 && (smallest == nullptr || first.key < smallest->key))
-            smallest = &entryOf(group[1]);
+            smallest = &entry(group[1]);
         });
-    if (smallest != nullptr) _findings.setVerdict(kDuplicateCardKey, placeOf(smallest->line));
+    if (smallest != nullptr) _findings.setVerdict(kDuplicateCardKey, placeOf(*smallest));
   }
 
   int64_t checkUniqids() {
@@ -124,116 +121,118 @@ class WholeFileCheck {
         [](const CardIndexSuspect& a, const CardIndexSuspect& b) { return a.order == b.order; },
         [&](Group group) {
           holders -= static_cast<int64_t>(group.size()) - 1;
-          group.size() == 1 ? checkLoneUniqid(entryOf(group[0])) : checkSharedUniqid(group);
+          group.size() == 1 ? checkLoneUniqid(group[0].position) : checkSharedUniqid(group);
         });
     return holders;
   }
 
-  void checkLoneUniqid(const CardIndexEntry& entry) {
-    if (entry.type != kPinIdentLine || isUnindexed(entry.uniqid)) return;
-    if (entry.uniqid == lowestUniqid()) {
-      _pairs.push_back(
-          {&entry, "without a card it passes only because no unique ID is smaller", 0});
+  void checkLoneUniqid(int32_t position) {
+    const CardIndexEntry& pin = entry(position);
+    if (pin.type != kPinIdentLine || isUnindexed(pin.uniqid)) return;
+    if (pin.uniqid == lowestUniqid()) {
+      _pairs.push_back({position, kNoOther});
       return;
     }
-    addError(kUnpairedPinIdent, entry, 0);
-    _findings.setVerdict(kUnpairedPinIdent, placeOf(entry.line));
+    addError(kUnpairedPinIdent, position, kNoOther);
+    _findings.setVerdict(kUnpairedPinIdent, placeOf(pin));
   }
 
   void checkSharedUniqid(Group group) {
-    const int32_t firstLine = entryOf(group[0]).line;
-    const CardIndexEntry* lastPin = nullptr;
-    const CardIndexEntry* lastCard = nullptr;
+    int32_t lastPin = kNoOther;
+    int32_t lastCard = kNoOther;
     for (size_t i = 0; i < group.size(); ++i) {
-      const CardIndexEntry& entry = entryOf(group[i]);
-      const bool isPin = entry.type == kPinIdentLine;
-      const CardIndexEntry*& like = isPin ? lastPin : lastCard;
-      if (i > 0 && !CardIndex::mayShareUniqid(entryOf(group[i - 1]), entry)) {
-        _findings.setVerdict(kDuplicateUniqueId, placeOf(entry.line));
-        if (!_repeated.contains(group[i].position)) addError(kDuplicateUniqueId, entry, firstLine);
-      } else if (like != nullptr && !_repeated.contains(group[i].position)) {
-        _pairs.push_back({&entry,
-                          isPin ? "two PINs of one holder pass only because a card stands between"
-                                : "two cards of one holder pass only because a PIN stands between",
-                          like->line});
+      const int32_t position = group[i].position;
+      int32_t& alike = entry(position).type == kPinIdentLine ? lastPin : lastCard;
+      const bool isRepeated = _repeated.contains(position);
+      if (i > 0 && !CardIndex::mayShareUniqid(entry(group[i - 1]), entry(position))) {
+        _findings.setVerdict(kDuplicateUniqueId, placeOf(entry(position)));
+        if (!isRepeated) addError(kDuplicateUniqueId, position, group[0].position);
+      } else if (alike != kNoOther && !isRepeated) {
+        _pairs.push_back({position, alike});
       }
-      like = &entry;
+      alike = position;
     }
   }
 
   uint32_t lowestUniqid() {
     if (!_lowest) {
       uint32_t lowest = _whole.unindexed.empty() ? UINT32_MAX : _whole.unindexed[0].first;
-      for (int32_t i = 0; i < _whole.index.count(); ++i)
-        lowest = std::min(lowest, _whole.index.entry(i).uniqid);
+      for (int32_t i = 0; i < _whole.index.count(); ++i) lowest = std::min(lowest, entry(i).uniqid);
       _lowest = lowest;
     }
     return *_lowest;
   }
 
   bool isUnindexed(uint32_t uniqid) const {
-    const auto behind = std::ranges::upper_bound(_whole.unindexed, uniqid, {}, &UniqidRange::first);
-    return behind != _whole.unindexed.begin() && std::prev(behind)->last >= uniqid;
+    const auto after = std::ranges::upper_bound(_whole.unindexed, uniqid, {}, &UniqidRange::first);
+    return after != _whole.unindexed.begin() && std::prev(after)->last >= uniqid;
   }
 
-  // Findings of one code in the order of the lines, as they are kept.
-  void tellErrors() {
-    for (const auto& [cause, cards] : _errors) {
-      const auto [line, code] = cause;
-      std::string text = ofHolder(*cards.first);
-      if (cards.count > 1) text += " and " + std::to_string(cards.count - 1) + " more of the block";
-      const std::string other =
-          std::to_string(cards.otherLine) + (cards.hasMoreLines ? " and of others" : "");
-      const bool one = cards.count == 1;
-      switch (code) {
-        case kDuplicateCardKey:
-          text += (one ? " has the key of line " : " have keys of line ") + other;
-          break;
-        case kDuplicateUniqueId:
-          text += (one ? " has the unique ID of line " : " have unique IDs of line ") + other;
-          break;
-        default:
-          text += " has no card: no 'c', 'd' or 'n' line is of this holder";
-      }
-      _findings.error(placeOf(line), code, text);
+  // In the order of the lines, as the findings of one code are kept.
+  void reportErrors() const {
+    for (const auto& [lineAndCode, clash] : _errors) reportError(lineAndCode.second, clash);
+  }
+
+  void reportError(int32_t code, const Clash& clash) const {
+    const CardIndexEntry& first = entry(clash.first);
+    if (clash.other == kNoOther) {
+      _findings.error(placeOf(first), code,
+                      "the PIN of holder {0} has no card: no 'c', 'd' or 'n' line is of holder {0}",
+                      first.uniqid);
+      return;
+    }
+    const char* const what = code == kDuplicateCardKey ? "key" : "unique ID";
+    const CardIndexEntry& other = entry(clash.other);
+    if (clash.count == 1)
+      _findings.error(placeOf(first), code, "{} has the {} of {} in line {}", textOf(first), what,
+                      textOf(other), other.line);
+    else
+      _findings.error(placeOf(first), code,
+                      "{} has the {} of {} in line {}, and {} more of the block repeat one",
+                      textOf(first), what, textOf(other), other.line, clash.count - 1);
+  }
+
+  // Entries of one unique ID that a build accepts by chance. Of a block only the first.
+  void reportPairs() {
+    std::ranges::sort(_pairs, {}, &Pair::position);
+    int32_t reportedLine = 0;
+    for (const auto& [position, other] : _pairs) {
+      const CardIndexEntry& second = entry(position);
+      if (std::exchange(reportedLine, second.line) == second.line ||
+          std::ranges::binary_search(_whole.misread, second.line))
+        continue;
+      if (other == kNoOther)
+        _findings.warn(placeOf(second), "pair",
+                       "{} has no card: a build accepts it only because no unique ID is smaller",
+                       textOf(second));
+      else
+        _findings.warn(placeOf(second), "pair",
+                       "{} is the second {} of its holder: a build accepts it only because a {} "
+                       "stands between it and line {}",
+                       textOf(second), second.type == kPinIdentLine ? "PIN" : "card",
+                       second.type == kPinIdentLine ? "card" : "PIN", entry(other).line);
     }
   }
 
-  // Of a block only the first.
-  void tellPairs() {
-    std::ranges::sort(_pairs, {}, &Pair::entry);
-    int32_t told = 0;
-    for (const Pair& pair : _pairs) {
-      if (pair.entry->line == told) continue;
-      told = pair.entry->line;
-      if (std::ranges::binary_search(_whole.misread, told)) continue;
-      std::string text = ofHolder(*pair.entry) + ": " + pair.why;
-      if (pair.otherLine > 0) text += " (line " + std::to_string(pair.otherLine) + ")";
-      _findings.warning(placeOf(told), "pair", text);
-    }
-  }
-
-  void checkEscorts() {
+  void checkEscorts() const {
     std::unordered_set<uint32_t> missing;
     for (const EscortUse& use : _whole.escorts) missing.insert(use.escort);
     for (int32_t i = 0; i < _whole.index.count() && !missing.empty(); ++i)
-      missing.erase(_whole.index.entry(i).uniqid);
+      missing.erase(entry(i).uniqid);
     if (missing.empty()) return;
-    for (const EscortUse& use : _whole.escorts) {
-      if (!missing.contains(use.escort) || isUnindexed(use.escort)) continue;
-      _findings.warning({_whole.file, use.line, use.column}, "escort",
-                        "escort " + std::to_string(use.escort) + " of holder " +
-                            std::to_string(use.uniqid) + " is no holder of this file");
-    }
+    for (const EscortUse& use : _whole.escorts)
+      if (missing.contains(use.escort) && !isUnindexed(use.escort))
+        _findings.warn({_whole.file, use.line, use.column}, "escort",
+                       "escort {} does not exist: doors that need an escort never open for holder "
+                       "{}",
+                       use.escort, use.uniqid);
   }
-
-  Place placeOf(int32_t line) const { return {_whole.file, line, 0}; }
 
   WholeFile _whole;
   Findings& _findings;
-  std::map<Cause, Cards> _errors;
+  std::map<LineAndCode, Clash> _errors;
   std::vector<Pair> _pairs;
-  std::unordered_map<int32_t, bool> _repeated;  // Entries that repeat a key and its unique ID.
+  std::unordered_set<int32_t> _repeated;  // Entries that repeat a key and its unique ID.
   std::optional<uint32_t> _lowest;
 };
 

@@ -13,7 +13,8 @@ namespace {
 // The length of the number at the start of a text, with its sign; 0 for none.
 size_t numberLength(std::string_view text) {
   const size_t sign = !text.empty() && (text[0] == '-' || text[0] == '+') ? 1 : 0;
-  const size_t end = std::min(text.find_first_not_of("0123456789", sign), text.size());
+  size_t end = sign;
+  while (end < text.size() && isDigit(text[end])) ++end;
   return end > sign ? end : 0;
 }
 
@@ -35,22 +36,17 @@ bool isNoBreakSpace(std::string_view text, size_t i) {
   return text[i] == '\xA0' && (i == 0 || (text[i - 1] & 0x80) == 0);
 }
 
-// Whether a field of the kind can have this character at all.
-bool mayHave(const LineField& field, char c, bool isFirst) {
-  const auto within = [c](std::string_view characters) {
-    return isDigit(c) || characters.find(c) != std::string_view::npos;
-  };
-  switch (field.kind) {
-    case FieldKind::kPin:
-      return false;
+// The characters that a field of the kind can have beside digits.
+std::string_view othersThanDigits(FieldKind kind) {
+  switch (kind) {
     case FieldKind::kCardNumber:
-      return within("ABCDEFabcdef");
+      return "ABCDEFabcdef";
     case FieldKind::kDate:
-      return within("/");
+      return "/";
     case FieldKind::kTime:
-      return within(":");
+      return ":";
     default:
-      return within(isFirst ? "-+" : "");
+      return "-+";
   }
 }
 
@@ -105,14 +101,31 @@ std::optional<HiddenByte> findHiddenByte(std::string_view line, size_t from) {
   return {};
 }
 
+ShownWord shown(std::string_view word, const LineField& field) {
+  if (field.kind == FieldKind::kPin) return {};
+  ShownWord shown{word};
+  const std::string_view others = othersThanDigits(field.kind);
+  shown.mostDigits = mostDigits(field);
+  for (const char c : word) {
+    const bool isLateSign = (c == '-' || c == '+') && shown.length > 0;
+    if (!isDigit(c) && (isLateSign || others.find(c) == others.npos)) break;
+    ++shown.length;
+    shown.digits += isDigit(c) ? 1 : 0;
+  }
+  return shown;
+}
+
+ShownWord shownName(std::string_view word) {
+  const auto isLetter = [](char c) { return (c | 0x20) >= 'a' && (c | 0x20) <= 'z'; };
+  const auto end = std::ranges::find_if_not(word, isLetter);
+  return {word, static_cast<size_t>(end - word.begin())};
+}
+
 std::string ShownWord::text() const {
-  size_t end = 0;
-  while (end < word.size() && mayHave(field, word[end], end == 0)) ++end;
-  const auto digits = static_cast<size_t>(
-      std::count_if(word.begin(), word.begin() + static_cast<ptrdiff_t>(end), isDigit));
-  if (digits > mostDigits(field)) return fmt::format("of {} digits", digits);
-  // The first character that is wrong, unless it is a digit, shows what is the matter.
-  if (field.kind != FieldKind::kPin && end < word.size() && !isDigit(word[end])) ++end;
+  if (hasTooManyDigits()) return fmt::format("of {} digits", digits);
+  // The character after it shows what is wrong; of a PIN no digit is shown.
+  const bool showsNext = length < word.size() && !isDigit(word[length]);
+  const size_t end = length + (showsNext ? 1 : 0);
   return fmt::format("\"{}{}\"", printable(word.substr(0, end)), end < word.size() ? "..." : "");
 }
 

@@ -52,19 +52,21 @@ std::optional<HiddenByte> findHiddenByte(std::string_view line, size_t from = 0)
 
 // How a message shows a word of a wrong line, in which any word may be a PIN: never that of a PIN;
 // any other up to the first character that its field cannot have, and not at all when that part has
-// more digits than the largest value of the field. It is made only when the message is: the text of
-// the word must live as long.
+// more digits than the largest value of the field. The text of the word must live as long.
 struct ShownWord {
   std::string_view word;
-  LineField field;
+  size_t length = 0;  // Of the part that the field can have.
+  size_t digits = 0;  // In that part.
+  size_t mostDigits = 0;
 
-  // In double quotes, "of N digits" for a word with too many of them.
+  bool hasTooManyDigits() const { return digits > mostDigits; }
+  // In double quotes, or "of N digits" for a word with too many of them.
   std::string text() const;
 };
 
-inline ShownWord shown(std::string_view word, const LineField& field) {
-  return {word, field};
-}
+ShownWord shown(std::string_view word, const LineField& field);
+// The same of a word that ought to be letters.
+ShownWord shownName(std::string_view word);
 
 }  // namespace badgemint::admin
 

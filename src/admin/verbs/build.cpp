@@ -15,6 +15,7 @@
 #include "admin/records/expected.h"
 #include "admin/signals.h"
 #include "admin/verbs/verb.h"
+#include "support/packeddecimal.h"
 #include "support/textutil.h"
 #include "tools/build.h"
 

@@ -1,4 +1,4 @@
-// The verb `decode`: what the bits that a reader delivered can be, under the formats of a site.
+// The verb `decode`: which cards the bits that a reader sent can be, in the formats of a site.
 #include <unistd.h>
 
 #include <algorithm>
@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "admin/arguments.h"
-#include "admin/bits/cardbits.h"
-#include "admin/bits/cardreading.h"
+#include "admin/bits/cards.h"
+#include "admin/bits/layout.h"
 #include "admin/check/siterules.h"
 #include "admin/records/databases.h"
 #include "admin/records/site.h"
@@ -27,20 +27,18 @@ struct DecodeOptions {
   std::string word;         // Bits, or a key.
 };
 
-[[noreturn]] void refuse(const std::string& why) {
-  throw Failure(ExitStatus::kRefused, why);
-}
-
 bool areBits(const std::string& word) {
   return !word.empty() && word.find_first_not_of("01") == std::string::npos;
 }
 
-// The word as a key with zeros at its end left out; when its count of digits is odd, also as one
-// that has lost a zero at its front, as numbers do.
+// The word as a key whose last zeros are left out; when it has an odd number of digits, also as one
+// that has lost a zero in front, as numbers do.
 std::vector<CardPattern> keysOf(const std::string& word) {
   const auto key = keyOf(word);
   if (!key)
-    refuse(quoted(word) + " is neither: bits are 0 and 1, a key is 1 to 32 hexadecimal digits");
+    throw Failure(ExitStatus::kRefused,
+                  "{} is neither bits (0 and 1) nor a key (1 to 32 hexadecimal digits)",
+                  quoted(word));
   const std::string digits = word.substr(word.find_first_of("xX") + 1);
   const auto other = digits.size() % 2 == 0 ? key : keyOf("0" + digits);
   return other == key ? std::vector{*key} : std::vector{*key, *other};
@@ -48,8 +46,7 @@ std::vector<CardPattern> keysOf(const std::string& word) {
 
 class Decode {
  public:
-  Decode(const DecodeOptions& options, Console& console)
-      : _options(options), _console(console), _output(console.output()) {
+  Decode(const DecodeOptions& options, Console& console) : _options(options), _console(console) {
     if (!areBits(options.word)) _keys = keysOf(options.word);
     const SitePaths& names = options.site;
     tellOfCutShort({names.ident, names.cardSets}, console);
@@ -59,125 +56,119 @@ class Decode {
     for (const CheckedFormat& listed : _site.formats())
       if (listed.format != nullptr && listed.format == _site.formatSet().findFormat(listed.id))
         _formats.push_back(&listed);
-    if (_keys.empty()) takeBits(options.word);
+    if (_keys.empty()) useBits(options.word);
   }
 
   ExitStatus run() {
     for (const CheckedFormat* const listed : _formats)
       for (const CardPattern& key : _keys)
-        if (auto reading = readCard(*listed->format, key))
-          _readings.push_back({listed, key, std::move(*reading)});
-    std::stable_partition(_readings.begin(), _readings.end(),
-                          [](const Reading& reading) { return reading.isExact(); });
-    for (const Reading& reading : _readings) tell(reading);
-    const bool isExact = !_readings.empty() && _readings.front().isExact();
-    if (_readings.empty()) _output << "no format has such a card\n";
-    return tellHolders(isExact) || isExact ? ExitStatus::kAllWell : ExitStatus::kFound;
+        if (auto card = decodeCard(*listed->format, key))
+          _matches.push_back({listed, key, std::move(*card)});
+    std::stable_partition(_matches.begin(), _matches.end(),
+                          [](const Match& match) { return match.isExact(); });
+    for (const Match& match : _matches) print(match);
+    const bool isExact = !_matches.empty() && _matches.front().isExact();
+    if (_matches.empty()) _console.print("no format has such a card\n");
+    return printHolders(isExact) || isExact ? ExitStatus::kAllWell : ExitStatus::kFound;
   }
 
  private:
-  struct Reading {
+  // A format that can have made the bits.
+  struct Match {
     const CheckedFormat* listed;
     CardPattern key;
-    CardReading card;
+    DecodedCard card;
 
     bool isExact() const { return card.faults.empty(); }
   };
 
-  // Only formats of as many bits come into question.
-  void takeBits(const std::string& bits) {
+  // Keeps the formats of as many bits.
+  void useBits(const std::string& bits) {
     std::set<size_t> counts;
     std::vector<const CheckedFormat*> formats;
     for (const CheckedFormat* const listed : _formats) {
-      const CardBits cardBits(*listed->format);
-      const auto count = static_cast<size_t>(cardBits.count());
+      const CardLayout layout(*listed->format);
+      const auto count = static_cast<size_t>(layout.count());
       counts.insert(count);
       if (count != bits.size()) continue;
       formats.push_back(listed);
-      _keys = {cardBits.patternOf(bits)};
+      _keys = {layout.patternOf(bits)};
     }
-    if (formats.empty()) refuseCount(bits.size(), counts);
+    if (formats.empty())
+      throw Failure(ExitStatus::kRefused,
+                    "no format has cards of {} bits{}{} (write 0x before a key of 0 and 1 alone)",
+                    bits.size(), counts.empty() ? "" : ": they have ", fmt::join(counts, ", "));
     _formats = std::move(formats);
   }
 
-  [[noreturn]] static void refuseCount(size_t bits, const std::set<size_t>& counts) {
-    std::string text = "no format has cards of " + std::to_string(bits) + " bits";
-    const char* separator = ": they have ";
-    for (const size_t count : counts)
-      text += std::exchange(separator, ", ") + std::to_string(count);
-    refuse(text + " (a key of 0 and 1 alone needs 0x in front)");
-  }
-
-  void tell(const Reading& reading) {
-    const CardFormat& format = *reading.listed->format;
-    _output << "format " << reading.listed->id << ' ' << printable(reading.listed->fileName)
-            << ": card " << static_cast<uint64_t>(reading.card.number);
+  void print(const Match& match) {
+    const CardFormat& format = *match.listed->format;
+    _console.print("format {} {}: card {}", match.listed->id, printable(match.listed->fileName),
+                   static_cast<uint64_t>(match.card.number));
     for (int32_t field = 0; field < kFieldCount; ++field)
       if (hasSiteValue(format, field))
-        _output << ", " << static_cast<char>('A' + field) << '='
-                << static_cast<uint64_t>(reading.card.values[static_cast<size_t>(field)]);
-    _output << "; " << verdictOn(reading);
-    _output << '\n';
-    if (_keys.size() > 1) _output << "  key " << keyText(reading.key) << '\n';
-    for (const std::string& fault : reading.card.faults) _output << "  " << fault << '\n';
-    tellCardSets(reading);
+        _console.print(", {:c}={}", 'A' + field,
+                       static_cast<uint64_t>(match.card.values[static_cast<size_t>(field)]));
+    _console.print("; {}\n", verdictOn(match));
+    if (_keys.size() > 1) _console.print("  key {}\n", keyText(match.key));
+    for (const std::string& fault : match.card.faults) _console.print("  {}\n", fault);
+    printCardSets(match);
   }
 
-  static const char* verdictOn(const Reading& reading) {
-    if (!reading.isExact()) return "wrong";
-    const bool isChecked =
-        CardBits(*reading.listed->format).drawLayout().find_first_of("P01") != std::string::npos;
-    return isChecked ? "parity and fixed bits right" : "no parity, no fixed bits";
+  static const char* verdictOn(const Match& match) {
+    if (!match.isExact()) return "wrong";
+    const std::string sources = CardLayout(*match.listed->format).mergedRow();
+    return sources.find_first_of("P01") != std::string::npos ? "parity and fixed bits right"
+                                                             : "no parity, no fixed bits";
   }
 
   // Those that have this very card.
-  void tellCardSets(const Reading& reading) {
+  void printCardSets(const Match& match) {
     bool isOfSet = false;
     for (uint32_t csid = kFirstCardSetId; csid <= kLastCardSetId; ++csid) {
-      if (_site.formatOfSet(csid) != reading.listed->format) continue;
-      const CardFormat& format = *reading.listed->format;
+      if (_site.formatOfSet(csid) != match.listed->format) continue;
+      const CardFormat& format = *match.listed->format;
       const SitePattern values = format.encodeSite(_site.sets().getCardSet(csid)->fldvalues);
-      if (format.encodeNumber(values, reading.card.number) != reading.card.encoded) continue;
-      _output << "  card set " << csid << '\n';
+      if (format.encodeNumber(values, match.card.number) != match.card.encoded) continue;
+      _console.print("  card set {}\n", csid);
       isOfSet = true;
     }
-    if (!isOfSet && _site.sets().count() > 0) _output << "  no card set has these values\n";
+    if (!isOfSet && _site.sets().count() > 0) _console.print("  no card set has these values\n");
   }
 
   // Returns whether it is known as a card without format.
-  bool tellHolders(bool isExact) {
+  bool printHolders(bool isExact) {
     const std::string& name = _options.site.ident;
     if (!_options.needsIdent && access(name.c_str(), F_OK) != 0) return false;
     bool isFormatless = false;
     tryTo(_console, [&] {
       Databases databases;
       databases.readIdents(name);
-      isFormatless = tellRecords(databases.idents, isExact);
+      isFormatless = printRecords(databases.idents, isExact);
     });
     return isFormatless;
   }
 
-  bool tellRecords(const std::vector<IdentRecord>& records, bool isExact) {
+  bool printRecords(const std::vector<IdentRecord>& records, bool isExact) {
     bool isHeld = false, isFormatless = false;
     for (const IdentRecord& record : records) {
       if (std::ranges::find(_keys, record.cardnumber) == _keys.end() || isPinEntry(record))
         continue;
-      _output << "holder " << record.uniqid << ": " << credentialText(record, _site, false)
-              << (record.deleted == 0 ? "\n" : ", deleted\n");
+      _console.print("holder {}: {}{}\n", record.uniqid, credentialText(record, _site, false),
+                     record.deleted == 0 ? "" : ", deleted");
       isHeld = true;
       isFormatless = isFormatless || record.cardsetcode == kFormatlessCode;
     }
-    if (isExact && !isHeld) _output << "no holder has this card\n";
+    if (isExact && !isHeld) _console.print("no holder has this card\n");
     return isFormatless;
   }
 
   const DecodeOptions& _options;
   Console& _console;
-  std::ostream& _output;
   Site _site;
   std::vector<const CheckedFormat*> _formats;
   std::vector<CardPattern> _keys;
-  std::vector<Reading> _readings;
+  std::vector<Match> _matches;
 };
 
 ExitStatus decode(const DecodeOptions& options, Console& console) {
@@ -188,7 +179,7 @@ ExitStatus decode(const DecodeOptions& options, Console& console) {
 
 Run addDecode(Options options) {
   const auto given = std::make_shared<DecodeOptions>();
-  options.describe("Tell which cards have these bits",
+  options.describe("Show which cards have these bits",
                    "badgemint-admin decode 10001010100111110000100100");
   options.word("BITS", "BITS|KEY", given->word, "The bits of a card, or its key in hexadecimal");
   options.formatsAndCardSets(given->site);

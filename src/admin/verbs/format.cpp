@@ -5,11 +5,9 @@
 #include <memory>
 #include <utility>
 
-#include "admin/bits/bitdrawing.h"
-#include "admin/bits/cardbits.h"
+#include "admin/bits/layout.h"
+#include "admin/check/formatfile.h"
 #include "admin/check/formatscheck.h"
-#include "admin/check/formattext.h"
-#include "admin/check/report.h"
 #include "admin/check/siterules.h"
 #include "admin/records/wording.h"
 #include "admin/verbs/verb.h"
@@ -20,22 +18,14 @@ namespace badgemint::admin {
 
 namespace {
 
-struct FormatOptions {
-  std::vector<std::string> files;
-};
-
 constexpr int64_t kExampleNumber = 12345;
-constexpr size_t kMostText = 60;  // Of a line that names bits.
+constexpr size_t kMostText = 60;  // Of a line that lists bits.
 
-const char* kindText(const CardFormat& format) {
-  constexpr std::array kNames = {"CDF", "EFF", "VFF"};
-  return kNames.at(static_cast<size_t>(FormatText::kindOf(format)));
-}
-
+// "BIN LSB".
 std::string typeText(const FieldDefinition& defined) {
   constexpr std::array kNames = {"none", "BIN", "BCD", "MSD"};
-  const std::string type = kNames.at(static_cast<size_t>(defined.ftyp));
-  return type + (defined.dir == kDirectionLsb ? " LSB" : " MSB");
+  return fmt::format("{} {}", kNames.at(static_cast<size_t>(defined.ftyp)),
+                     defined.dir == kDirectionLsb ? "LSB" : "MSB");
 }
 
 // The highest value that so many positions hold.
@@ -46,58 +36,45 @@ int64_t highestValue(int32_t type, int32_t positions) {
   const int32_t digits = type == kTypeBcd ? bits / 4 : type == kTypeMsd ? bits / 5 : 0;
   int64_t above = 1;
   for (int32_t i = 0; i < digits; ++i) above *= 10;
-  // Positions that are left over have the low bits of one more digit.
+  // The positions that are left have the low bits of one more digit.
   if (type == kTypeBcd) above <<= bits % 4;
   return above - 1;
 }
 
-std::string rangeText(int64_t lowest, int64_t highest) {
-  return std::to_string(lowest) + " to " + std::to_string(highest);
-}
-
-// "1 to 12, 14", the bits with this character; further lines begin with `indent`.
-std::string bitsText(const std::string& row, char c, const std::string& indent) {
+// "1 to 12, 14": the bits that a mask covers; further lines begin with `indent`.
+std::string coverText(const std::string& row, std::string_view indent) {
   std::string text, line;
-  size_t from = row.find(c);
-  while (from != std::string::npos) {
-    const size_t to = std::min(row.find_first_not_of(c, from), row.size());
-    line += std::to_string(from) + (to - from > 1 ? " to " + std::to_string(to - 1) : "");
-    from = row.find(c, to);
-    if (from == std::string::npos) break;
-    line += line.size() < kMostText ? ", " : ",\n";
-    if (line.ends_with('\n')) text += std::exchange(line, indent);
+  for (size_t from = row.find('X'), to = 0; from != std::string::npos; from = row.find('X', to)) {
+    if (line.size() >= kMostText) text += std::exchange(line, "") + ",\n" + std::string(indent);
+    if (!line.empty()) line += ", ";
+    to = std::min(row.find_first_not_of('X', from), row.size());
+    line += to - from > 1 ? fmt::format("{} to {}", from, to - 1) : std::to_string(from);
   }
-  return row.find(c) == std::string::npos ? "no bit" : text + line;
-}
-
-bool isEmpty(const std::string& row) {
-  return row.find_first_not_of(CardBits::kNoPosition) == std::string::npos;
+  return line.empty() ? "no bit" : text + line;
 }
 
 // Shows one format.
 class FormatSheet {
  public:
-  FormatSheet(const CardFormat& format, std::ostream& output)
-      : _format(format), _masks(format.masks()), _bits(format), _output(output) {}
+  FormatSheet(const CardFormat& format, Console& console)
+      : _format(format), _masks(format.masks()), _layout(format), _console(console) {}
 
   void print() {
-    _output << _bits.count() << " bits, card number in field "
-            << letterOf(_format.cardNumberField()) << '\n';
+    _console.print("{} bits, card number in field {}\n", _layout.count(),
+                   letterOf(_format.cardNumberField()));
     printFields();
-    BitDrawing drawing(static_cast<size_t>(_bits.count()));
-    drawing.add("output", _bits.draw(_masks.output));
-    addMask("fixed", _masks.fixed, drawing);
-    for (int32_t i = 0; i < kParityMaskCount; ++i)
-      addMask(parityName(i), _masks.parity[static_cast<size_t>(i)], drawing);
     const CardPattern card = printCard();
-    drawing.add("card", _bits.textOf(card));
-    drawing.print(_output);
-    for (int32_t i = 0; i < kParityMaskCount; ++i) printParity(i);
+    std::vector<BitRow> rows = {{"output", _layout.rowOf(_masks.output)}};
+    addMask("fixed", _masks.fixed, rows);
+    for (int32_t mask = 0; mask < kParityMaskCount; ++mask)
+      addMask(fmt::format("parity {}", mask + 1), parityMask(mask), rows);
+    rows.push_back({"card", _layout.bitsOf(card)});
+    printUnderRuler(rows, _console.output());
+    for (int32_t mask = 0; mask < kParityMaskCount; ++mask) printParity(mask);
   }
 
  private:
-  static std::string parityName(int32_t mask) { return "parity " + std::to_string(mask + 1); }
-
+  const BitMask& parityMask(int32_t mask) const { return _masks.parity[static_cast<size_t>(mask)]; }
   // As the output mask names a field.
   char letterOf(int32_t field) const {
     const char letter = _masks.letters[static_cast<size_t>(field)];
@@ -110,50 +87,46 @@ class FormatSheet {
   int32_t widthOf(int32_t field) const {
     return _masks.letters[static_cast<size_t>(field)] == '\0' ? 0 : _format.fieldBitCount(field);
   }
+  static bool isEmpty(const std::string& row) {
+    return row.find_first_not_of(CardLayout::kNoPosition) == std::string::npos;
+  }
 
   template <typename... Texts>
   void printRow(const Texts&... texts) {
-    size_t column = 0;
-    std::string row;
-    ((row.resize(kColumns.at(column++), ' '), row += texts), ...);
+    std::string row = fmt::format("{:<7}{:<9}{:<6}{:<26}{:<26}{}", texts...);
     row.resize(row.find_last_not_of(' ') + 1);
-    _output << row << '\n';
+    _console.print("{}\n", row);
   }
 
   void printFields() {
     printRow("field", "type", "bits", "holds", "file says", "label");
     for (int32_t field = 0; field < kFieldCount; ++field) {
       const FieldDefinition& defined = definition(field);
-      if (widthOf(field) != 0 || defined.ftyp != kNotGiven || defined.label[0] != '\0')
-        printField(field, defined);
+      const int32_t width = widthOf(field);
+      if (width == 0 && defined.ftyp == kNotGiven && defined.label[0] == '\0') continue;
+      const bool hasRange = defined.minval != 0 || defined.maxval != 0;
+      printRow(letterOf(field), typeText(defined), width,
+               fmt::format("0 to {}", highestValue(defined.ftyp, width)),
+               hasRange ? fmt::format("{} to {}", defined.minval, defined.maxval) : "-",
+               printable(defined.label.data()));
     }
   }
 
-  void printField(int32_t field, const FieldDefinition& defined) {
-    const bool hasRange = defined.minval != 0 || defined.maxval != 0;
-    printRow(std::string(1, letterOf(field)), typeText(defined), std::to_string(widthOf(field)),
-             rangeText(0, highestValue(defined.ftyp, widthOf(field))),
-             hasRange ? rangeText(defined.minval, defined.maxval) : std::string("-"),
-             printable(defined.label.data()));
-  }
-
-  void addMask(const std::string& name, const BitMask& mask, BitDrawing& drawing) const {
-    const std::string row = _bits.draw(mask);
-    if (!isEmpty(row)) drawing.add(name, row);
+  void addMask(const std::string& name, const BitMask& mask, std::vector<BitRow>& rows) const {
+    const std::string row = _layout.rowOf(mask);
+    if (!isEmpty(row)) rows.push_back({name, row});
   }
 
   void printParity(int32_t mask) {
-    const std::string row = _bits.draw(_masks.parity[static_cast<size_t>(mask)]);
+    const std::string row = _layout.rowOf(parityMask(mask));
     if (isEmpty(row)) return;
-    const int32_t bit = _bits.bitOfParity(mask);
-    _output << parityName(mask);
+    const int32_t bit = _layout.targetOf(mask);
     if (mask >= _format.numberOfParityBits())
-      _output << "  is not applied\n";
-    else if (bit < 0)
-      _output << "  sets no bit\n";
-    else
-      _output << (row[static_cast<size_t>(bit)] == 'E' ? "  even: bit " : "  odd: bit ") << bit
-              << " over " << bitsText(row, 'X', kIndent) << '\n';
+      return _console.print("parity {}  is not applied\n", mask + 1);
+    if (bit < 0) return _console.print("parity {}  sets no bit\n", mask + 1);
+    _console.print("parity {}  {}: bit {} over {}\n", mask + 1,
+                   row[static_cast<size_t>(bit)] == 'E' ? "even" : "odd", bit,
+                   coverText(row, "          "));
   }
 
   // Prints a card of this format and returns it. Its other fields have their least values.
@@ -164,12 +137,12 @@ class FormatSheet {
       if (!hasSiteValue(_format, field)) continue;
       const int64_t value = std::max(definition(field).minval, 0);
       values[static_cast<size_t>(field)] = value;
-      text += std::string(", ") + letterOf(field) + '=' + std::to_string(value);
+      text += fmt::format(", {}={}", letterOf(field), value);
     }
     const CardEncoder encoder = {&_format, _format.encodeSite(values)};
     const int64_t number = exampleNumber(encoder);
     const CardPattern pattern = encoder.encode(number);
-    _output << "card " << number << text << ": key " << keyText(pattern) << '\n';
+    _console.print("card {}{}: key {}\n", number, text, keyText(pattern));
     return pattern;
   }
 
@@ -186,57 +159,50 @@ class FormatSheet {
     return 0;
   }
 
-  static constexpr std::array<size_t, 6> kColumns = {0, 7, 16, 22, 48, 74};
-  static constexpr char kIndent[] = "          ";
-
   const CardFormat& _format;
   const LayoutMasks _masks;
-  const CardBits _bits;
-  std::ostream& _output;
+  const CardLayout _layout;
+  Console& _console;
 };
 
-// Whether it is no file at all.
 bool isMissing(const Findings& findings) {
   const int32_t code = findings.sorted().front().code;
   return code == kFormatFileOpenFailed || code == kVffOpenFailed;
 }
 
-ExitStatus show(const std::string& path, const char*& separator, Console& console) {
+ExitStatus show(const std::string& path, Console& console) {
   CardFormatSet formats;
   Findings findings(true);
   const CardFormat* const format = checkFormatAlone(path, formats, findings);
   if (format == nullptr && isMissing(findings)) {
-    console.reportText(printable(path) + ": " + findings.sorted().front().text);
+    console.report("{}: {}", printable(path), findings.sorted().front().text);
     return ExitStatus::kNotDone;
   }
-  console.output() << std::exchange(separator, "\n") << printable(path) << ": ";
-  if (format != nullptr) {
-    console.output() << kindText(*format) << '\n';
-    FormatSheet(*format, console.output()).print();
-  } else {
-    console.output() << "does not load\n";
-  }
+  console.print("{}: {}\n", printable(path),
+                format != nullptr ? kindName(kindOf(*format)) : "does not load");
+  if (format != nullptr) FormatSheet(*format, console).print();
   findings.print(console);
   if (format == nullptr) return ExitStatus::kRefused;
   return findings.warnings() > 0 ? ExitStatus::kFound : ExitStatus::kAllWell;
 }
 
-ExitStatus format(const FormatOptions& options, Console& console) {
+ExitStatus format(const std::vector<std::string>& files, Console& console) {
   ExitStatus worst = ExitStatus::kAllWell;
-  const char* separator = "";
-  for (const std::string& file : options.files)
-    worst = std::max(worst, show(file, separator, console));
+  for (const std::string& file : files) {
+    if (&file != &files.front()) console.print("\n");
+    worst = std::max(worst, show(file, console));
+  }
   return worst;
 }
 
 }  // namespace
 
 Run addFormat(Options options) {
-  const auto given = std::make_shared<FormatOptions>();
+  const auto files = std::make_shared<std::vector<std::string>>();
   options.describe("Show format files so that two can be compared",
                    "badgemint-admin format site26.cdf");
-  options.files("FILE", given->files, "CDF, EFF and VFF files");
-  return [given](Console& console) { return format(*given, console); };
+  options.files("FILE", *files, "CDF, EFF and VFF files");
+  return [files](Console& console) { return format(*files, console); };
 }
 
 }  // namespace badgemint::admin

@@ -1,14 +1,14 @@
-// The verb `pattern`: what a reader delivers for cards of these numbers, bit by bit.
+// The verb `pattern`: what a reader sends for cards of these numbers, bit by bit.
 #include <algorithm>
 #include <memory>
 #include <span>
 #include <utility>
 
 #include "admin/arguments.h"
-#include "admin/bits/cardbits.h"
-#include "admin/bits/cardnumber.h"
+#include "admin/bits/cards.h"
+#include "admin/bits/layout.h"
 #include "admin/check/formatscheck.h"
-#include "admin/check/siterules.h"
+#include "admin/check/sitecheck.h"
 #include "admin/records/site.h"
 #include "admin/records/wording.h"
 #include "admin/verbs/verb.h"
@@ -24,7 +24,7 @@ struct PatternOptions {
   std::vector<std::string> words;  // A card set, unless there is a format file; card numbers.
 };
 
-// The cards of one site, and how the first line of each names them behind its number.
+// The cards of one site, and what the first line of each prints after its number.
 struct Cards {
   CardEncoder encoder;
   std::string name;
@@ -37,30 +37,17 @@ Cards cardsOfSet(const std::string& set, const SitePaths& names, Site& site, Con
   const CardEncoder encoder = encoderOfSet(set, site);
   const uint32_t csid = *numberOf(set), fmtid = encoder.format->getFormatID();
   const auto listed = std::ranges::find(site.formats(), encoder.format, &CheckedFormat::format);
-  return {encoder, "set " + std::to_string(csid) + "   format " + std::to_string(fmtid) + ' ' +
-                       printable(listed->fileName)};
+  return {encoder, fmt::format("set {}   format {} {}", csid, fmtid, printable(listed->fileName))};
 }
 
-// Values of fields, given as in an 'f' line of the cards file, of which nothing may be wrong.
 CardFormat::FieldValues valuesOf(const std::string& text, const CardFormat& format,
                                  Console& console) {
-  const std::string line = "f 1 1 " + text;
-  std::string copy = line;
-  Tokenizer words;
-  words.split(copy.data(), kWordDelimiters);
   Findings findings;
-  const CheckedLine checked{line, findings.addFile("--set")};
-  const SiteRules rules(findings, checked, copy.data());
-  cardsets sets;
-  if (sets.addCardSetLine(words, 0) != 1) {
-    rules.explain(words, 0);
-  } else if (const SiteRules::Fields given = rules.checkGiven(words, &format);
-             findings.warnings() == 0) {
-    rules.checkMissing(given, format);
-    for (const Finding& finding : findings.sorted()) console.reportText(finding.text);
-    return sets.getCardSet(1)->fldvalues;
-  }
-  throw Failure(ExitStatus::kRefused, "--set is refused: " + findings.sorted().front().text);
+  const auto values = readSiteValues(text, format, findings);
+  if (!values)
+    throw Failure(ExitStatus::kRefused, "--set is refused: {}", findings.sorted().front().text);
+  for (const Finding& finding : findings.sorted()) console.report("{}", finding.text);
+  return *values;
 }
 
 Cards cardsOfFile(const PatternOptions& options, CardFormatSet& formats, Console& console) {
@@ -68,31 +55,31 @@ Cards cardsOfFile(const PatternOptions& options, CardFormatSet& formats, Console
   const CardFormat* const format = checkFormatAlone(options.format, formats, findings);
   if (format == nullptr) {
     const Finding error = findings.sorted().front();
-    throw Failure(ExitStatus::kNotDone, findings.placeText(error.place) + ": " + error.text);
+    throw Failure(ExitStatus::kNotDone, "{}: {}", findings.placeText(error.place), error.text);
   }
   return {{format, format->encodeSite(valuesOf(options.values, *format, console))},
           printable(options.format)};
 }
 
-void print(const NumberedCard& card, const Cards& cards, std::ostream& output) {
-  const CardBits bits(*cards.encoder.format);
-  output << "card  " << card.number << "   " << cards.name << "   " << bits.count() << " bits\n"
-         << "mask  " << bits.drawLayout() << "\n"
-         << "bits  " << bits.textOf(card.pattern) << "\n"
-         << "key   " << keyText(card.pattern) << "\n";
+void print(const NumberedCard& card, const Cards& cards, Console& console) {
+  const CardLayout layout(*cards.encoder.format);
+  console.print("card  {}   {}   {} bits\n", card.number, cards.name, layout.count());
+  console.print("mask  {}\n", layout.mergedRow());
+  console.print("bits  {}\n", layout.bitsOf(card.pattern));
+  console.print("key   {}\n", keyText(card.pattern));
 }
 
-// Prints the cards of these numbers, and complains of those that are none. Returns whether all are.
+// Prints the cards of these numbers, and reports words that are none. Returns whether all are.
 bool printCards(std::span<const std::string> numbers, const Cards& cards, Console& console) {
   bool areAll = true;
   const char* separator = "";
   for (const std::string& word : numbers) {
     try {
       const NumberedCard card = encodeWord(cards.encoder, word);
-      console.output() << std::exchange(separator, "\n");
-      print(card, cards, console.output());
+      console.print("{}", std::exchange(separator, "\n"));
+      print(card, cards, console);
     } catch (const Failure& failure) {
-      console.reportText(failure.what());
+      console.report("{}", failure.what());
       areAll = false;
     }
   }
@@ -103,9 +90,9 @@ ExitStatus pattern(const PatternOptions& options, Console& console) {
   const std::span<const std::string> words = options.words;
   const bool hasSite = options.format.empty();
   if (words.size() < (hasSite ? 2 : 1))
-    throw Failure(ExitStatus::kNotDone, hasSite
-                                            ? "which cards? Name their card set, then their numbers"
-                                            : "which cards? Name their numbers");
+    throw Failure(ExitStatus::kNotDone, "{}",
+                  hasSite ? "give a card set, then one or more card numbers"
+                          : "give one or more card numbers");
   Site site;
   CardFormatSet formats;
   const Cards cards = hasSite ? cardsOfSet(words.front(), options.site, site, console)
@@ -118,7 +105,7 @@ ExitStatus pattern(const PatternOptions& options, Console& console) {
 
 Run addPattern(Options options) {
   const auto given = std::make_shared<PatternOptions>();
-  options.describe("Show what readers deliver for cards, bit by bit",
+  options.describe("Show what readers send for cards, bit by bit",
                    "badgemint-admin pattern 1 15890");
   options.words("WORDS", "SET NUMBER ...", given->words, "A card set, and card numbers of it");
   CLI::Option* const format =
