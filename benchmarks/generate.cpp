@@ -1,9 +1,9 @@
-// Makes the sites that the benchmarks build: `generate mixed|blocks CARDS FOLDER`. The same call
-// gives the same files everywhere.
+// Writes the sites that the benchmarks build: `generate mixed|blocks CARDS FOLDER`. It always
+// writes the same files.
 //
 // mixed   CARDS `c` lines with all fields, half of them of a 26-bit format with a facility code and
 //         half of an 86-bit one with a 64-position number, card numbers and unique IDs shuffled;
-//         and on top of them 10 % `o`, 5 % `n` and 5 % `p` lines.
+//         and in addition 10 % `o`, 5 % `n` and 5 % `p` lines.
 // blocks  six `d` lines of CARDS cards together.
 #include <cstdint>
 #include <cstdio>
@@ -30,7 +30,7 @@ uint32_t shuffled(uint32_t i, uint32_t key) {
   return i;
 }
 
-// The same within 0 to n - 1, by walking the cycle until it comes back below n.
+// The same for 0 to n - 1: follows the cycle until a value is below n.
 uint32_t shuffledBelow(uint32_t i, uint32_t n, uint32_t key) {
   uint32_t mask = 1;
   while (mask < n - 1) mask = mask * 2 + 1;

@@ -1,5 +1,5 @@
-// The hot operations one by one, each next to what it is measured against. The folder that the
-// environment names in BADGEMINT_SITE holds a site made by `generate mixed` and built.
+// The hot operations, each next to an operation with which it is compared. The environment variable
+// BADGEMINT_SITE names a folder with a site of `generate mixed` and its databases.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -202,7 +202,7 @@ void sortIdentEntries(benchmark::State& state) {
 }
 BENCHMARK(sortIdentEntries)->Unit(benchmark::kMillisecond);
 
-// New keys come in before all others, so that the whole table moves each time.
+// New keys go before all others, so that the whole table moves each time.
 void insertIntoIndex(benchmark::State& state) {
   IdentFile file;
   if (file.loadIndex(site("ident").c_str(), 0) != 1) std::exit(1);
@@ -225,7 +225,7 @@ void moveIndexTable(benchmark::State& state) {
 }
 BENCHMARK(moveIndexTable)->Iterations(50)->Unit(benchmark::kMicrosecond);
 
-// Pauses five seconds, as ever; the CPU time does not count them.
+// Pauses five seconds, which need no CPU time.
 void dumpDatabases(benchmark::State& state) {
   const std::filesystem::path before = std::filesystem::current_path();
   std::filesystem::current_path(site(""));  // Where the format files are looked up.

@@ -1,5 +1,5 @@
-# cpack runs this on finished packages: the members of the archive have modes, which it takes from the
-# umask. Deterministic archives have the same ones always.
+# cpack runs this on finished packages. The members of such an archive have modes, which cpack takes from
+# the umask; packed again in a deterministic way, they always have the same modes.
 set(folder ${CPACK_TEMPORARY_DIRECTORY}/members)
 file(MAKE_DIRECTORY ${folder})
 foreach(package ${CPACK_PACKAGE_FILES})

@@ -1,5 +1,5 @@
 # cpack runs this when everything is installed below the folders of the packages. Like debhelper, it adds
-# changelog and copyright, compresses what Debian wants compressed, and opens folders that the umask closed.
+# changelog and copyright, compresses what Debian wants compressed, and gives all folders the mode 0755.
 execute_process(COMMAND date -u -R -d @$ENV{SOURCE_DATE_EPOCH} OUTPUT_VARIABLE date
                 OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
 set(packaging ${CMAKE_CURRENT_LIST_DIR}/../packaging)

@@ -1,9 +1,7 @@
-# What a distribution builds its packages with, added to the user's own flags: the program reads files
-# that anyone may have written, and writes files that open doors. Everything here is a defence of the
-# finished program; what changes code generation in optimised builds only is given to those alone.
-# Fortification and the library's assertions stay out of builds with tests, whose sweeps replace
-# system calls by their names, and out of the sanitizers' way: there the user's own flags do not
-# fortify either.
+# The flags with which a distribution builds its packages, added to the user's own flags: the program
+# reads files that anyone may have written, and writes files that open doors. Fortification and the
+# library's assertions are not used in builds with tests, whose sweeps replace system calls by their
+# names; there the user's own flags do not fortify either.
 include(CheckCXXCompilerFlag)
 include(CheckPIESupported)
 
@@ -12,7 +10,7 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 
 foreach(flag -fstack-protector-strong -fstack-clash-protection -fcf-protection)
   string(MAKE_C_IDENTIFIER "BADGEMINT_HAS${flag}" supported)
-  check_cxx_compiler_flag("${flag} -Werror" ${supported}) # Not every processor has them all.
+  check_cxx_compiler_flag("${flag} -Werror" ${supported}) # Not every processor supports all of them.
   if(${supported})
     add_compile_options(${flag})
   endif()
@@ -22,8 +20,8 @@ add_link_options(-Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
 # The program is the same in whatever folder it is built.
 add_compile_options("-ffile-prefix-map=${PROJECT_SOURCE_DIR}=." "-ffile-prefix-map=${PROJECT_BINARY_DIR}=build")
 
-# For the library and the programs. A build type of a distribution's own, such as None, is optimised by
-# the user's flags. Some compilers define _FORTIFY_SOURCE already.
+# For the library and the programs. The build type of a distribution, such as None, is optimised by the
+# user's flags. Some compilers define _FORTIFY_SOURCE already.
 set(optimised $<CONFIG:Release,RelWithDebInfo,MinSizeRel>)
 if(CMAKE_CXX_FLAGS MATCHES "-O([^0]|$)")
   set(optimised 1)

@@ -1,7 +1,7 @@
 # badgemint_public_headers(TARGET HEADER...): headers of src/ that other projects may include. In the
-# build folder's include/, from where they are installed, they stand as <badgemint/carddb/identfile.h>
-# and include each other so: a project may have a support/result.h of its own. badgemint.h, the face of
-# the library, stands beside that folder and includes nothing of it.
+# build folder's include/, from where they are installed, they are <badgemint/carddb/identfile.h> and so
+# on, and include each other by these names: a project may have its own support/result.h. badgemint.h,
+# with the C functions, is next to that folder and includes none of them.
 function(badgemint_public_headers target)
   set(include ${PROJECT_BINARY_DIR}/include)
   foreach(header ${ARGN})

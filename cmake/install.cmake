@@ -57,7 +57,7 @@ configure_file(cmake/badgemint.pc.in badgemint.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/badgemint.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
         COMPONENT development)
 
-# The version stands in the manuals where they are installed from: below man/ in the build folder.
+# The manuals are installed from man/ in the build folder, where the version is filled in.
 file(GLOB manuals CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR} man/*.[135])
 if(NOT TARGET badgemint_admin_program)
   list(FILTER manuals EXCLUDE REGEX badgemint-admin)

@@ -19,13 +19,13 @@ set(CPACK_COMPONENT_PROGRAM_DESCRIPTION
 control site read, from one text file of card holders. It encodes each card
 number as the card formats of the site lay it out, and finds duplicate cards,
 PINs and holders before anything is written. badgemint-admin checks a site's
-files for errors and for what a build would take without a word.")
+files, replaces its databases safely and answers questions about them.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libbadgemint-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_RECOMMENDS badgemint) # Its manuals point there.
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION "libdevel\nMulti-Arch: same")
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
-    "The library behind badgemint: it builds, dumps and maintains card databases
+    "The library of badgemint: it builds, dumps and maintains card databases
 and computes the bit patterns of cards. This package has the static library,
 its headers, their manuals, and what CMake and pkg-config need to find it.")
 

@@ -1,4 +1,4 @@
-/* Writes two existing databases as an input cards file. The exit status tells the result. */
+/* Writes two existing databases as an input cards file. The exit status is 0 if it succeeds. */
 #include <badgemint.h>
 #include <badgemint/support/standardfiles.h>
 #include <stdio.h>

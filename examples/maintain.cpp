@@ -1,5 +1,5 @@
-// Changes an existing pair of databases: disables a card, with all that its holder has, or gives a
-// holder a new end of validity. The exit status tells the result.
+// Changes existing databases: disables a card and the PIN beside it, or gives a holder a new end of
+// validity. The exit status is 0 if it succeeds.
 #include <cstdio>
 #include <cstdlib>
 #include <string_view>
@@ -12,7 +12,7 @@
 
 namespace {
 
-// `bits` are the card's, in hexadecimal, as `bitpattern` prints them.
+// `bits` are the bits of the card in hexadecimal, as `bitpattern` prints them.
 int32_t disable(const char* identDb, const char* bits) {
   std::string_view digits = bits;
   if (const int32_t rc = badgemint::checkCardNumber(digits, 0, 1); rc < 0) return rc;

@@ -1,7 +1,7 @@
-// A format file of each kind, and cards through the layout that it gives.
+// A format file of each kind, and cards encoded with its layout.
 //
-// Input: C, E or V for the kind, then the file; e or v when the file is given as the characters
-// that it stands for, which the target stores two bytes each.
+// Input: C, E or V for the kind, then the file; e or v if the file is given as plain characters,
+// which the target stores as two bytes each.
 #include "formats/CdfCardFormat.h"
 #include "formats/EffCardFormat.h"
 #include "formats/VffCardFormat.h"

@@ -1,5 +1,5 @@
-// A whole build of an input cards file, and, when it succeeds, the dump of what it wrote. Input:
-// the file. Formats 1 (numbers to 2047, A to 63) and 2 (three decimal digits, A to 3) are there.
+// A whole build of an input cards file and, if it succeeds, the dump of the databases. Input: the
+// file. The formats are 1 (numbers to 2047, A to 63) and 2 (three decimal digits, A to 3).
 #include <map>
 
 #include "fuzz.h"

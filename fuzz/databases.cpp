@@ -1,6 +1,6 @@
 // Both database files, damaged in any way: the indexes, lookups, changes, checks and the dump.
-// Input: a byte with the number of whole ident records, a byte with how many records the indexes
-// are asked for, the ident records, and the access database.
+// Input: a byte with the number of whole ident records, a byte with the number of records that the
+// indexes get room for, the ident records, and the access database.
 #include "carddb/accessfile.h"
 #include "carddb/identfile.h"
 #include "cardsets/cardsets.h"

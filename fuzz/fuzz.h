@@ -1,5 +1,5 @@
-// What the fuzz targets share. A target is one function that is fed any bytes at all and must come
-// back: no crash, no leak, no endless loop; beyond that it demands what must hold for every input.
+// What the fuzz targets share. A target is one function that gets any bytes and must return: no
+// crash, no leak, no endless loop. It also checks what must be true for every input.
 #ifndef BADGEMINT_FUZZ_FUZZ_H
 #define BADGEMINT_FUZZ_FUZZ_H
 
@@ -22,7 +22,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
 namespace badgemint {
 
-// Ends the process when something does not hold that must.
+// Ends the process if a condition is false that must be true.
 inline void require(bool holds, const char* what) {
   if (holds) return;
   std::fprintf(stderr, "does not hold: %s\n", what);
@@ -33,7 +33,7 @@ inline std::string_view textOf(const uint8_t* data, size_t size) {
   return {reinterpret_cast<const char*>(data), size};
 }
 
-// What stands before the next `end`, which is taken away with it.
+// Removes the text before the next `end`, and `end` itself, and returns that text.
 inline std::string_view takeUntil(std::string_view& text, std::string_view end) {
   const size_t at = text.find(end);
   const std::string_view taken = text.substr(0, at);
@@ -41,7 +41,7 @@ inline std::string_view takeUntil(std::string_view& text, std::string_view end) 
   return taken;
 }
 
-// A file that exists in memory only, and has a path all the same.
+// A file that is only in memory but has a path.
 class MemoryFile {
  public:
   explicit MemoryFile(std::string_view content) : _file(memfd_create("input", 0)) {
@@ -60,7 +60,7 @@ class MemoryFile {
   char _path[32];
 };
 
-// The current directory, empty at first, for as long as the process runs.
+// The current directory while the process runs, empty at first.
 class WorkFolder {
  public:
   WorkFolder() {
@@ -88,7 +88,7 @@ class WorkFolder {
   std::filesystem::path _path;
 };
 
-// Formats the messages, but keeps none.
+// Formats the messages, but keeps none of them.
 class DroppedLog {
  public:
   explicit DroppedLog(uint32_t threshold = 25) : _logger("/dev/null", threshold) {

@@ -1,7 +1,6 @@
-// Runs a target once over each file of the folders that it is given: how the seeds, which hold
-// every input that ever found something, are run by the ordinary tests, with any compiler. With
-// -mixed=N it then runs N lines of words of these seeds, put together at random but always the
-// same.
+// Runs a target once with each file of the given folders, so that the ordinary tests can run the
+// seeds, with every input that ever found a fault, with any compiler. With -mixed=N it then runs N
+// lines of words from these seeds, combined at random but always in the same way.
 #include <random>
 #include <sstream>
 
@@ -29,7 +28,7 @@ int main(int argc, char* argv[]) {
   int inputs = 0;
   for (int i = 1; i < argc; ++i) {
     std::sscanf(argv[i], "-mixed=%d", &mixed);
-    if (*argv[i] == '-') continue;  // The others are options of the fuzzer.
+    if (*argv[i] == '-') continue;  // Other options are for the fuzzer.
     for (const auto& seed : std::filesystem::directory_iterator(argv[i])) {
       std::ifstream file(seed.path(), std::ios::binary);
       const std::string input{std::istreambuf_iterator<char>(file),

@@ -1,4 +1,4 @@
-// The functions that take texts apart. Input: a line or two; the fields of the scanner are compared
+// The functions that parse texts. Input: one line or two; the fields of the scanner are compared
 // with those of the C library.
 #include <algorithm>
 #include <array>

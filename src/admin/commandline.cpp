@@ -1,5 +1,6 @@
 #include "admin/commandline.h"
 
+#include <poll.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -8,6 +9,7 @@
 #include <new>
 #include <system_error>
 
+#include "admin/signals.h"
 #include "admin/verbs/verb.h"
 
 namespace badgemint::admin {
@@ -116,14 +118,21 @@ ExitStatus runGuarded(int argc, const char* const* argv, Console& console) noexc
   return ExitStatus::kNotDone;
 }
 
+// Whether standard output is a pipe that nobody reads any more, as behind `head`.
+bool isReaderGone() {
+  struct pollfd output = {STDOUT_FILENO, POLLOUT, 0};
+  return poll(&output, 1, 0) == 1 && (output.revents & POLLERR) != 0;
+}
+
 }  // namespace
 
 int run(int argc, const char* const* argv, Console& console) noexcept {
   ExitStatus status = runGuarded(argc, argv, console);
-  if (!console.finish()) {
+  if (!console.finish() && !isReaderGone()) {
     console.reportText("standard output cannot be written");
     if (!console.keepsStatus()) status = ExitStatus::kNotDone;
   }
+  deliverDeferredSignals();
   return static_cast<int>(status);
 }
 

@@ -11,6 +11,8 @@
 #include <string_view>
 #include <utility>
 
+#include "admin/json.h"
+
 namespace badgemint::admin {
 
 enum class ExitStatus {
@@ -49,6 +51,9 @@ class Console {
   void print(fmt::format_string<Args...> format, Args&&... args) {
     write(fmt::format(format, std::forward<Args>(args)...));
   }
+
+  // A line of --json.
+  void printJson(const JsonObject& object) { write(object.text() + '\n'); }
 
   // Prints "badgemint-admin: TEXT\n" on standard error, after all output so far. Bytes that are not
   // printable, as file names may have them, appear as printable() shows them.

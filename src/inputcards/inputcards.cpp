@@ -5,6 +5,7 @@
 
 #include <new>
 
+#include "carddb/createfile.h"
 #include "formats/loadformats.h"
 #include "inputcards/cardindex.h"
 #include "inputcards/databasesink.h"
@@ -32,11 +33,10 @@ bool copyName(std::unique_ptr<char[]>& copy, const char* name, const char* what)
   return created(copy != nullptr, what);
 }
 
-// Creates a database file object and gives it its name.
 template <typename File>
-bool createFile(std::unique_ptr<File>& file, const char* name, const char* what) {
-  file.reset(new (std::nothrow) File);
-  return created(file && file->setFileName(name) == kSuccess, what);
+bool createDatabase(std::unique_ptr<File>& file, const char* name, const char* what) {
+  file = createFile<File>(kLogModule, name, what);
+  return file != nullptr;
 }
 
 void restrictToOwner(const char* path) {
@@ -67,8 +67,8 @@ InputCards::InputCards(const char* inputName, const char* identName, const char*
                    copyName(_identName, identName, "ident filename") &&
                    copyName(_accessName, accessName, "access filename") &&
                    copyName(_cardSetsName, cardSetsName, "card set filename") &&
-                   createFile(_identFile, identName, "ident file") &&
-                   createFile(_accessFile, accessName, "access file") &&
+                   createDatabase(_identFile, identName, "ident file") &&
+                   createDatabase(_accessFile, accessName, "access file") &&
                    _site.create() == kSuccess) {}
 
 int32_t InputCards::loadFormats(const char* baseDirectory, const char* formatsName) {

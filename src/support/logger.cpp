@@ -47,8 +47,10 @@ Logger::Logger(LevelList list) : _stream(stderr) {
   _open = readLevelList(list.path);
 }
 
-Logger::Logger(uint32_t threshold)
-    : _stream(stderr), _threshold(static_cast<int32_t>(threshold)), _open(true) {}
+Logger::Logger(uint32_t threshold) : Logger(stderr, threshold) {}
+
+Logger::Logger(std::FILE* stream, uint32_t threshold)
+    : _stream(stream), _threshold(static_cast<int32_t>(threshold)), _open(true) {}
 
 bool Logger::openOutput() {
   if (!_path) return false;

@@ -45,6 +45,10 @@ class Logger {
   // Logs to standard error by threshold.
   explicit Logger(uint32_t threshold);
 
+  // Logs by threshold to a stream that the caller has opened and closes after the logger is gone.
+  // Its error indicator shows whether a text could not be written.
+  Logger(std::FILE* stream, uint32_t threshold);
+
   Logger(const Logger&) = delete;
   Logger& operator=(const Logger&) = delete;
 

@@ -4,6 +4,7 @@
 #include <cinttypes>
 
 #include "carddb/accessfile.h"
+#include "carddb/createfile.h"
 #include "carddb/identfile.h"
 #include "cardsets/card_functions.h"
 #include "cardsets/cardsets.h"
@@ -187,15 +188,16 @@ int32_t runDump(const EntryRun& run, const SiteFiles& files) {
   if (const int32_t rc = sets.create(cardsets::kInitialCapacity); rc < 0) return rc;
   if (const int32_t rc = sets.load(files.cardSets); rc < 0) return rc;
 
-  IdentFile identFile;
-  if (const int32_t rc = identFile.setFileName(files.identDb); rc < 0) return rc;
-  AccessFile accessFile;
-  if (const int32_t rc = accessFile.loadIndex(files.accessDb, 0); rc < 0) return rc;
-  if (const int32_t rc = identFile.openFile(O_RDWR); rc < 0) return rc;
-  identFile.startReadingAhead();
-  if (const int32_t rc = accessFile.openFile(O_RDONLY); rc < 0) return rc;
-  accessFile.startReadingAhead();
-  return writeOutput(files, identFile, accessFile, sets, formats);
+  const auto identFile = createFile<IdentFile>(kLogModule, files.identDb, "ident file");
+  if (identFile == nullptr) return kOutOfMemory;
+  const auto accessFile = createFile<AccessFile>(kLogModule, files.accessDb, "access file");
+  if (accessFile == nullptr) return kOutOfMemory;
+  if (const int32_t rc = accessFile->loadIndex(files.accessDb, 0); rc < 0) return rc;
+  if (const int32_t rc = identFile->openFile(O_RDWR); rc < 0) return rc;
+  identFile->startReadingAhead();
+  if (const int32_t rc = accessFile->openFile(O_RDONLY); rc < 0) return rc;
+  accessFile->startReadingAhead();
+  return writeOutput(files, *identFile, *accessFile, sets, formats);
 }
 
 int32_t dump(EntryRun& run, SiteFiles files) {

@@ -20,7 +20,8 @@ int32_t EntryRun::openLog(const char* logName, uint32_t logLevel) {
   theLogger = nullptr;
   _logPath = joinedPath(_baseDirectory, logName);
   if (!_logPath) return kOutOfMemory;
-  _logger.reset(new (std::nothrow) Logger(_logPath.get(), logLevel));
+  _logger.reset(_stream != nullptr ? new (std::nothrow) Logger(_stream, logLevel)
+                                   : new (std::nothrow) Logger(_logPath.get(), logLevel));
   if (!_logger) return kOutOfMemory;
   theLogger = _logger.get();
   return _logger->isOpen() ? kSuccess : kLogNotOpen;

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdint>
+#include <cstdio>
 #include <initializer_list>
 #include <memory>
 
@@ -47,6 +48,9 @@ class EntryRun {
     return result;
   }
 
+  // From run() on the log goes to this open stream, not to the file of the log name.
+  void logTo(std::FILE* stream) { _stream = stream; }
+
   void logStart() const;
   // Logs the names of the files and of the log itself, joined as they are, at level 75.
   void logFiles(const SiteFiles& files) const;
@@ -64,6 +68,7 @@ class EntryRun {
   const char* _function;
   const char* _baseDirectory;
   unsigned _pause;
+  std::FILE* _stream = nullptr;
   std::unique_ptr<char[]> _logPath;
   std::array<std::unique_ptr<char[]>, sizeof(SiteFiles) / sizeof(char*)> _paths;
   std::unique_ptr<Logger> _logger;

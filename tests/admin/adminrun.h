@@ -2,6 +2,8 @@
 #ifndef BADGEMINT_TESTS_ADMIN_ADMINRUN_H
 #define BADGEMINT_TESTS_ADMIN_ADMINRUN_H
 
+#include <sys/wait.h>
+
 #include <iomanip>
 #include <sstream>
 
@@ -14,25 +16,49 @@ struct AdminRun {
   int status = 0;
   std::string output, errors;
   bool struck = false;  // Whether the fault has come to pass.
+  int signal = 0;       // That has ended the process.
 };
 
-// The arguments stand behind the name of the program, separated by blanks or in double quotes.
-inline AdminRun runAdmin(const std::string& line, const Fault& fault = {}) {
+// The arguments follow the name of the program, separated by blanks or in double quotes.
+inline AdminRun runAdmin(const std::string& line, const Fault& fault, std::ostream& output,
+                         std::ostream& errors) {
   std::istringstream words("badgemint-admin " + line);
   std::vector<std::string> arguments;
   for (std::string word; words >> std::quoted(word);) arguments.push_back(word);
   std::vector<const char*> argv;
   for (const std::string& argument : arguments) argv.push_back(argument.c_str());
-  std::ostringstream output, errors;
   Console console(output, errors, false);
   AdminRun result;
-  {
-    const ArmedFault armed(fault);
-    result.status = run(static_cast<int>(argv.size()), argv.data(), console);
-    result.struck = armed.struck();
-  }
+  const ArmedFault armed(fault);
+  result.status = run(static_cast<int>(argv.size()), argv.data(), console);
+  result.struck = armed.struck();
+  return result;
+}
+
+inline AdminRun runAdmin(const std::string& line, const Fault& fault = {}) {
+  std::ostringstream output, errors;
+  AdminRun result = runAdmin(line, fault, output, errors);
   result.output = output.str();
   result.errors = errors.str();
+  return result;
+}
+
+// The same in a process of its own, which a signal may end.
+inline AdminRun runAdminProcess(const std::string& line, const Fault& fault) {
+  const TestFolder streams;
+  const pid_t child = fork();
+  if (child == 0) {
+    std::ofstream output(streams.path("output")), errors(streams.path("errors"));
+    const AdminRun run = runAdmin(line, fault, output, errors);
+    _exit(run.status);
+  }
+  int status = 0;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  AdminRun result;
+  result.output = streams.read("output");
+  result.errors = streams.read("errors");
+  if (WIFSIGNALED(status)) result.signal = WTERMSIG(status);
+  if (WIFEXITED(status)) result.status = WEXITSTATUS(status);
   return result;
 }
 

@@ -14,7 +14,7 @@ TEST(CommandLine, DoesWhatItIsAskedOrSaysWhyNot) {
     int status;
     const char *output, *errors;
   } kCases[] = {
-      {"--version", 0, "badgemint-admin 2.10.4\n", ""},
+      {"--version", 0, "badgemint-admin " BADGEMINT_VERSION "\n", ""},
       {"help", 0, "Usage: badgemint-admin [OPTIONS]", ""},
       {"--help", 0, "Usage: badgemint-admin [OPTIONS]", ""},
       {"help build", 0, "Usage: badgemint-admin build [OPTIONS]", ""},

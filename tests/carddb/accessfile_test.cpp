@@ -71,6 +71,10 @@ TEST(AccessFile, AppendsNewHolders) {
   EXPECT_EQ(log.take(), "[25 accessfile] Access record not found for unique id=50\n");
   EXPECT_EQ(file.mergeAccess(stored[5], true), -1);
   EXPECT_EQ(contentOf("access"), bytesOf(stored));
+  std::filesystem::resize_file("access", 45);
+  EXPECT_EQ(file.appendRecord({}), -341) << "no place for a record";
+  EXPECT_TRUE(log.take().ends_with("[25 accessfile] Error reading access file access\n"));
+  EXPECT_EQ(std::filesystem::file_size("access"), 45);
 }
 
 // The file is changed behind the index's back; or there is no index.

@@ -20,7 +20,6 @@ TEST(Databases, TellsWhichCallFailed) {
   const std::tuple<State, int32_t (*)(IdentFile&), std::string> idents[] = {
       {kClosed, append, appended},
       {kReadingAhead, next, "read R!, short read 0"},
-      {kOpen, next, "read R!, short read 1"},
       {kOpen, read, "open -1, lseek -2, read -2, short read -2, close W! 0"},
       {kOpen, write, "open -1, lseek -2, write -2, short write -2, close W! -2"},
       // What cannot be read counts as not found: it is appended.
@@ -38,7 +37,6 @@ TEST(Databases, TellsWhichCallFailed) {
   const std::tuple<State, int32_t (*)(AccessFile&), std::string> accesses[] = {
       {kClosed, append, appended},
       {kReadingAhead, next, "read -2, short read 0"},
-      {kOpen, next, "read -2, short read -2"},
       {kOpen, read, "open O!, lseek R!, read R!, short read R!, close W! 0"},
       {kOpen, write, "open O, lseek W, write W, short write W, close W! W"},
       {kClosed, [](AccessFile& f) { return f.setFlag3(30); }, changed},
@@ -56,26 +54,6 @@ TEST(Databases, TellsWhichCallFailed) {
        ", short read 0 0, close 0"},
   };
   for (const auto& [state, run, expected] : accesses) EXPECT_EQ(failures(state, run), expected);
-}
-
-template <typename File>
-void expectNoAppendBehindAPart(const std::string& message) {
-  for (const State state : {kClosed, kOpen}) {
-    Prepared<File> file(state);
-    std::filesystem::resize_file(Kind<File>::kName, 2 * Kind<File>::Record::kSize + 1);
-    const std::string torn = contentOf(Kind<File>::kName);
-    TestLog log(25);
-    EXPECT_EQ(file.appendRecord({}), Kind<File>::kRead);
-    EXPECT_EQ(log.take(), message);
-    EXPECT_EQ(file.openFile(O_WRONLY), 0);
-    EXPECT_EQ(file.appendMany(encodeRecord(typename Kind<File>::Record{})), 0);
-    EXPECT_EQ(contentOf(Kind<File>::kName), torn);
-  }
-}
-
-TEST(Databases, AppendNothingToAFileThatEndsWithinARecord) {
-  expectNoAppendBehindAPart<IdentFile>("[25 identfile] Error reading ident file ident\n");
-  expectNoAppendBehindAPart<AccessFile>("[25 accessfile] Error reading access file access\n");
 }
 
 TEST(Databases, CreatesAccessFilesForTheOwnerAlone) {

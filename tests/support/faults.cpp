@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdarg>
+#include <filesystem>
+#include <fstream>
 #include <new>
 #include <string_view>
 
@@ -15,28 +17,94 @@
 
 using namespace badgemint;
 
+extern "C" {
+decltype(fstat) __real_fstat;
+decltype(fstatat) __real_fstatat;
+}
+
 namespace {
+
+ArmedFault* armedFault = nullptr;
+DiskRecorder* recorder = nullptr;
 
 // Whether this call is to fail; sets errno then.
 bool strikes(std::string_view call) {
-  const Fault& fault = armedFault;
-  const bool isMemory = call == "allocate" || call == "new";
-  if (fault.call != call && (fault.call != "any" || isMemory)) return false;
-  ++faultyCalls;
-  const bool hit = fault.forEver ? faultyCalls >= fault.nth : faultyCalls == fault.nth;
-  if (hit && fault.signal != 0) return raise(fault.signal) != 0;
-  if (hit) errno = fault.error;
-  return hit;
+  return armedFault != nullptr && armedFault->countCall(call);
 }
 
 // The same for a transfer. A short one goes on: half is written, some bytes are read.
 bool strikesTransfer(std::string_view call, size_t& size) {
   if (!strikes(call)) return false;
-  if (armedFault.isShort) size = call == "write" ? size / 2 : std::min(size, size_t{7});
-  return !armedFault.isShort;
+  const bool isShort = armedFault->fault().isShort;
+  if (isShort) size = call == "write" ? size / 2 : std::min(size, size_t{7});
+  return !isShort;
+}
+
+uint64_t inodeOf(int file) {
+  struct stat status;
+  return __real_fstat(file, &status) == 0 ? status.st_ino : 0;
+}
+uint64_t inodeOf(int folder, const char* name) {
+  struct stat status;
+  return __real_fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) == 0 ? status.st_ino : 0;
+}
+
+// Records the change that `describe` returns when the call went well, and returns its result.
+template <typename Describe>
+int recorded(int result, Describe describe) {
+  if (result >= 0 && recorder != nullptr) recorder->changes.push_back(describe());
+  return result;
+}
+
+// A file that open(2) may have made.
+int recordedFile(int file, int folder, const std::filesystem::path& path, int flags) {
+  if ((flags & O_CREAT) == 0 || recorder == nullptr) return file;
+  const std::string parent = path.has_parent_path() ? path.parent_path().string() : ".";
+  return recorded(file, [&] {
+    return DiskChange{.kind = DiskChange::Kind::kEntry,
+                      .folder = inodeOf(folder, parent.c_str()),
+                      .name = path.filename().string(),
+                      .file = inodeOf(file)};
+  });
+}
+
+// Also of a file that is open for writing alone; nothing for a folder.
+std::string contentOf(int file) {
+  struct stat status;
+  if (__real_fstat(file, &status) != 0 || !S_ISREG(status.st_mode)) return "";
+  std::ifstream again("/proc/self/fd/" + std::to_string(file), std::ios::binary);
+  return {std::istreambuf_iterator<char>(again), std::istreambuf_iterator<char>()};
 }
 
 }  // namespace
+
+namespace badgemint {
+
+ArmedFault::ArmedFault(Fault fault) : _fault(std::move(fault)) {
+  armedFault = this;
+}
+ArmedFault::~ArmedFault() {
+  armedFault = nullptr;
+}
+
+bool ArmedFault::countCall(std::string_view call) {
+  const bool isMemory = call == "allocate" || call == "new";
+  if (_fault.call != call && (_fault.call != "any" || isMemory)) return false;
+  ++_calls;
+  const bool hit = _fault.forEver ? _calls >= _fault.nth : _calls == _fault.nth;
+  if (hit && _fault.signal != 0) return raise(_fault.signal) != 0;
+  if (hit) errno = _fault.error;
+  return hit;
+}
+
+DiskRecorder::DiskRecorder() {
+  recorder = this;
+}
+DiskRecorder::~DiskRecorder() {
+  recorder = nullptr;
+}
+
+}  // namespace badgemint
 
 extern "C" {
 
@@ -47,19 +115,10 @@ extern "C" {
     return strikes(#call) ? -1 : __real_##call arguments;            \
   }
 
-// A mode that the caller did not give is not looked at.
-REPLACE(open, (const char* path, int flags, mode_t mode), (path, flags, mode))
-REPLACE(openat, (int folder, const char* name, int flags, mode_t mode), (folder, name, flags, mode))
-REPLACE(mkdirat, (int folder, const char* name, mode_t mode), (folder, name, mode))
 REPLACE(stat, (const char* path, struct stat* status), (path, status))
 REPLACE(fstat, (int file, struct stat* status), (file, status))
 REPLACE(fstatat, (int folder, const char* name, struct stat* status, int flags),
         (folder, name, status, flags))
-REPLACE(linkat, (int folder, const char* name, int newFolder, const char* newName, int flags),
-        (folder, name, newFolder, newName, flags))
-REPLACE(renameat, (int folder, const char* name, int newFolder, const char* newName),
-        (folder, name, newFolder, newName))
-REPLACE(unlinkat, (int folder, const char* name, int flags), (folder, name, flags))
 REPLACE(lseek, (int file, off_t offset, int whence), (file, offset, whence))
 REPLACE(chmod, (const char* path, mode_t mode), (path, mode))
 REPLACE(fchmod, (int file, mode_t mode), (file, mode))
@@ -119,9 +178,71 @@ int __wrap_close(int file) {
   const int result = __real_close(file);
   return strikes("close") ? -1 : result;
 }
-// Nothing is written through to the disk: tests lose no power.
-int __wrap_fsync(int /*file*/) {
-  return strikes("fsync") ? -1 : 0;
+// Nothing is written through to the disk: tests only model that power is lost.
+int __wrap_fsync(int file) {
+  if (strikes("fsync")) return -1;
+  return recorded(0, [&] {
+    return DiskChange{
+        .kind = DiskChange::Kind::kSync, .file = inodeOf(file), .content = contentOf(file)};
+  });
+}
+
+// The calls that change folders. A mode that the caller did not give is not looked at.
+decltype(open) __real_open;
+decltype(openat) __real_openat;
+decltype(mkdirat) __real_mkdirat;
+decltype(linkat) __real_linkat;
+decltype(renameat) __real_renameat;
+decltype(unlinkat) __real_unlinkat;
+
+int __wrap_open(const char* path, int flags, mode_t mode) {
+  if (strikes("open")) return -1;
+  return recordedFile(__real_open(path, flags, mode), AT_FDCWD, path, flags);
+}
+int __wrap_openat(int folder, const char* name, int flags, mode_t mode) {
+  if (strikes("openat")) return -1;
+  return recordedFile(__real_openat(folder, name, flags, mode), folder, name, flags);
+}
+int __wrap_mkdirat(int folder, const char* name, mode_t mode) {
+  if (strikes("mkdirat")) return -1;
+  const int result = __real_mkdirat(folder, name, mode);
+  return recorded(result, [&] {
+    return DiskChange{.kind = DiskChange::Kind::kEntry,
+                      .folder = inodeOf(folder),
+                      .name = name,
+                      .file = inodeOf(folder, name)};
+  });
+}
+int __wrap_linkat(int folder, const char* name, int newFolder, const char* newName, int flags) {
+  if (strikes("linkat")) return -1;
+  const int result = __real_linkat(folder, name, newFolder, newName, flags);
+  return recorded(result, [&] {
+    return DiskChange{.kind = DiskChange::Kind::kEntry,
+                      .folder = inodeOf(newFolder),
+                      .name = newName,
+                      .file = inodeOf(newFolder, newName)};
+  });
+}
+int __wrap_renameat(int folder, const char* name, int newFolder, const char* newName) {
+  if (strikes("renameat")) return -1;
+  const bool isSame = recorder != nullptr && inodeOf(folder, name) == inodeOf(newFolder, newName);
+  const int result = __real_renameat(folder, name, newFolder, newName);
+  if (isSame) return result;  // A file that is moved over itself keeps both names.
+  return recorded(result, [&] {
+    return DiskChange{.kind = DiskChange::Kind::kMove,
+                      .folder = inodeOf(folder),
+                      .name = name,
+                      .newFolder = inodeOf(newFolder),
+                      .newName = newName,
+                      .file = inodeOf(newFolder, newName)};
+  });
+}
+int __wrap_unlinkat(int folder, const char* name, int flags) {
+  if (strikes("unlinkat")) return -1;
+  const int result = __real_unlinkat(folder, name, flags);
+  return recorded(result, [&] {
+    return DiskChange{.kind = DiskChange::Kind::kRemove, .folder = inodeOf(folder), .name = name};
+  });
 }
 long __wrap_sysconf(int name) {
   const bool isReplaced = name == _SC_PHYS_PAGES && machinePages != 0;

@@ -6,12 +6,15 @@
 #define BADGEMINT_TESTS_SUPPORT_FAULTS_H
 
 #include <cerrno>
+#include <cstdint>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 namespace badgemint {
 
+// How one call, or each from one on, is to go wrong.
 struct Fault {
   std::string call;      // "allocate", "new", "open", "read", ...; "any" is each system call.
   int nth = 0;           // From 1.
@@ -21,19 +24,45 @@ struct Fault {
   int signal = 0;        // This is raised before the call instead.
 };
 
-inline Fault armedFault;     // No call of an empty name is made.
-inline int faultyCalls = 0;  // Of its kind, since it was armed.
-
-// Arms one fault while it lives.
+// Arms one fault while it lives; one at a time.
 class ArmedFault {
  public:
-  explicit ArmedFault(const Fault& fault) {
-    armedFault = fault;
-    faultyCalls = 0;
-  }
-  ~ArmedFault() { armedFault = {}; }
+  explicit ArmedFault(Fault fault);
+  ~ArmedFault();
+  ArmedFault(const ArmedFault&) = delete;
+  ArmedFault& operator=(const ArmedFault&) = delete;
 
-  bool struck() const { return faultyCalls > 0 && faultyCalls >= armedFault.nth; }
+  // Counts a call, and returns whether it goes wrong.
+  bool countCall(std::string_view call);
+  bool struck() const { return _calls > 0 && _calls >= _fault.nth; }
+  const Fault& fault() const { return _fault; }
+
+ private:
+  Fault _fault;
+  int _calls = 0;  // Of its kind.
+};
+
+// A call that has changed a folder, or has written a file or a folder through to the disk. Files
+// and folders are told by their inodes.
+struct DiskChange {
+  enum class Kind { kEntry, kRemove, kMove, kSync } kind;
+  uint64_t folder = 0;
+  std::string name = {};
+  uint64_t newFolder = 0;  // Of kMove.
+  std::string newName = {};
+  uint64_t file = 0;    // What has got the name; what was synced.
+  std::string content = {};  // Of a file that was synced.
+};
+
+// Records the changes while it lives; one at a time.
+class DiskRecorder {
+ public:
+  DiskRecorder();
+  ~DiskRecorder();
+  DiskRecorder(const DiskRecorder&) = delete;
+  DiskRecorder& operator=(const DiskRecorder&) = delete;
+
+  std::vector<DiskChange> changes;
 };
 
 // How many bytes may still be written to files: to all of them together, and to each from its

@@ -25,7 +25,7 @@ inline std::string logOf(const std::string& name, unsigned pause, int32_t result
   const std::string log = contentOf("log"), module = "[0 badgemintdump] " + name;
   std::filesystem::remove("log");
   if (level < 0) return log;
-  const std::string start = module + " version 2.10.4\n";
+  const std::string start = module + " version " BADGEMINT_VERSION "\n";
   const std::string end = module + " Complete, result=" + std::to_string(result) + "\n";
   EXPECT_TRUE(log.starts_with(start) && log.ends_with(end)) << log;
   return log.substr(start.size(), log.size() - start.size() - end.size());

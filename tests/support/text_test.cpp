@@ -1,10 +1,9 @@
-// Words, slots, paths and bits. Numbers and fields: fuzz/texts.cpp, whose lines all tests run.
+// Words, lines, paths and bits. Numbers and fields: fuzz/texts.cpp, whose lines all tests run.
 
 #include <array>
 
 #include "support/bits.h"
 #include "support/linelist.h"
-#include "support/steparray.h"
 #include "support/testfiles.h"
 #include "support/textutil.h"
 #include "support/tokenizer.h"
@@ -39,15 +38,6 @@ TEST(Tokenizer, TakesWordsApart) {
     EXPECT_EQ(tokens.nextInt() + tokens.nextInt() + tokens.nextInt() + tokens.nextInt(),
               line.empty() ? 0 : 12);
   }
-}
-
-TEST(StepArray, HoldsNoMoreThanItsCountCanTell) {
-  StepArray<char, INT32_MAX> array;
-  EXPECT_TRUE(array.create(1) && array.create(0) && array.add('a'));
-  EXPECT_FALSE(array.add('b'));
-  EXPECT_EQ(array.nextSlot(), nullptr);
-  EXPECT_EQ(array.count() + array.capacity(), 2);
-  EXPECT_EQ(array[0], 'a');
 }
 
 // Of ten lines at first; then a line, its place or both find no memory.

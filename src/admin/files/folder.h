@@ -1,5 +1,5 @@
-// A folder held by its descriptor: what is done in it cannot be led elsewhere by links that
-// somebody puts in the way, nor by renaming the folder.
+// Folders and files as the verbs that write use them: by descriptors, so that neither links nor
+// renamed folders lead elsewhere, and with every failure thrown under the name of the file.
 #ifndef BADGEMINT_ADMIN_FILES_FOLDER_H
 #define BADGEMINT_ADMIN_FILES_FOLDER_H
 
@@ -7,10 +7,31 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 namespace badgemint::admin {
 
+// Throw errno as std::system_error with the path that the failed call was about.
+[[noreturn]] void throwErrno(const std::string& path);
+inline void throwErrnoUnless(bool succeeded, const std::string& path) {
+  if (!succeeded) throwErrno(path);
+}
+
+// The folder of a path ("." for a name alone), and its last name. Throws Failure (not done) for a
+// path whose last part is not a name that a file can have.
+struct PathParts {
+  std::string folder, name;
+};
+PathParts splitPath(const std::string& path);
+
+// Whether both are one and the same file.
+inline bool isSameFile(const struct stat& a, const struct stat& b) {
+  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+// Owns an open descriptor and closes it.
 class Descriptor {
  public:
   explicit Descriptor(int number) : _number(number) {}
@@ -21,18 +42,20 @@ class Descriptor {
     return *this;
   }
   int number() const { return _number; }
+  // Hands the open descriptor over to the caller.
+  int release() { return std::exchange(_number, -1); }
 
  private:
   int _number;
 };
 
-// Whether both are one and the same file.
-inline bool isSameFile(const struct stat& a, const struct stat& b) {
-  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
-}
+// Writes all of the text and throws std::system_error with the path when that fails: the one place
+// that writes to a descriptor.
+void writeAll(const Descriptor& file, std::string_view text, const std::string& path);
 
-// Names are those of entries, without slashes; links are never followed. What the system refuses is
-// thrown as std::system_error with the path of the entry.
+// A folder that is held open. Names are those of entries, without slashes; links are never
+// followed. What the system refuses is thrown as std::system_error with the path of the entry.
+// Apart from that, no operation with names as parameters allocates memory, except entries().
 class Folder {
  public:
   static Folder open(const std::string& path);
@@ -40,28 +63,30 @@ class Folder {
   const std::string& path() const { return _path; }
   std::string pathOf(const std::string& name) const;
 
-  // What the entry is; none when there is no such entry.
+  // The status of an entry; none when there is no such entry.
   std::optional<struct stat> look(const std::string& name) const;
   // Opens a file with these open(2) flags.
   Descriptor openFile(const std::string& name, int flags, mode_t mode = 0) const;
+  std::string readFile(const std::string& name) const;
+  std::vector<std::string> entries() const;
 
-  // Makes a folder of the owner alone; false when there is an entry of this name.
+  // Makes a folder that only its owner may enter; false when there is an entry of this name.
   bool makeFolder(const std::string& name) const;
   Folder openFolder(const std::string& name) const;
   struct stat status() const;
+  void setMode(mode_t mode) const;
 
-  // Locks the folder against all others that do so, until it is closed. False when one has it.
+  // Locks the folder until it is closed. False when another process has it locked.
   bool lock() const;
 
-  // Gives a file one more name, in the other folder.
+  // Gives a file a further name, in the other folder.
   void linkTo(const std::string& name, const Folder& other, const std::string& newName) const;
-  // Takes the place of what has the name in the other folder.
+  // Replaces what has the new name in the other folder.
   void moveTo(const std::string& name, const Folder& other, const std::string& newName) const;
-  // An entry that is missing is removed already.
+  // An entry that is missing counts as removed.
   void remove(const std::string& name) const;
-  // False, and errno, when it stays.
+  // False, with errno set, when the entry stays. A folder must be empty.
   [[nodiscard]] bool tryRemove(const std::string& name) const noexcept;
-  // A folder without entries; false, and errno, when it stays.
   [[nodiscard]] bool tryRemoveFolder(const std::string& name) const noexcept;
   void sync() const;
 
@@ -74,8 +99,46 @@ class Folder {
   Descriptor _descriptor;
 };
 
-// Throws errno as std::system_error unless `result` is that of a call that went well.
-void throwUnless(bool wentWell, const std::string& path);
+// While one lives, files are created for their owner alone.
+class OwnerOnlyFiles {
+ public:
+  OwnerOnlyFiles() : _umask(umask(S_IRWXG | S_IRWXO)) {}
+  ~OwnerOnlyFiles() { umask(_umask); }
+  OwnerOnlyFiles(const OwnerOnlyFiles&) = delete;
+  OwnerOnlyFiles& operator=(const OwnerOnlyFiles&) = delete;
+
+  // The umask before.
+  mode_t userMask() const { return _umask; }
+
+ private:
+  mode_t _umask;
+};
+
+// A file that a verb creates for its owner alone: complete, or not at all. It is written under its
+// name with ".new" appended and gets its name when it is complete. What the system refuses is
+// thrown as std::system_error.
+class NewFile {
+ public:
+  // Throws Failure (refused) when there is a file of this name that must not be replaced, and when
+  // there is anything else than a file.
+  NewFile(const std::string& path, bool mayReplace);
+  ~NewFile();
+  NewFile(const NewFile&) = delete;
+  NewFile& operator=(const NewFile&) = delete;
+
+  void write(std::string_view text);
+  // Writes through to the disk and gives the file its name.
+  void finish();
+
+ private:
+  void checkTarget() const;
+
+  Folder _folder;
+  const std::string _name, _unfinishedName;
+  const bool _mayReplace;
+  Descriptor _file;
+  bool _isFinished = false;
+};
 
 }  // namespace badgemint::admin
 

@@ -1,10 +1,10 @@
 // Replaces the three files of a site, all of them or none, also when the program is killed or the
 // power fails halfway.
 //
-// New files are built in a private place, a folder in that of the targets. There they keep a name,
-// and so do the old files, until all is done; a journal that is on disk before the first rename
-// says that a replacement is under way. So whoever comes next can finish it: a target that is still
-// the old file gets the new one.
+// New files are built in a private folder beside those they replace. There they keep a name, and so
+// do the old files, until all is done. A journal that is on disk before anything is replaced says
+// what is to be done. So the next build can finish a replacement that was cut short: a target that
+// is still the old file gets the new one.
 #ifndef BADGEMINT_ADMIN_FILES_REPLACEMENT_H
 #define BADGEMINT_ADMIN_FILES_REPLACEMENT_H
 
@@ -14,11 +14,13 @@
 #include <string>
 #include <vector>
 
+#include "admin/console.h"
 #include "admin/files/folder.h"
 
 namespace badgemint::admin {
 
-inline constexpr char kPrivatePlace[] = ".badgemint-admin";
+inline constexpr char kPrivateFolder[] = ".badgemint-admin";
+inline constexpr char kKeptSuffix[] = ".old";
 
 // The files in the order in which they are replaced: a card is known only once there is a holder.
 enum SitePart : size_t { kAccessPart, kIdentPart, kCardSetsPart };
@@ -26,54 +28,71 @@ inline constexpr std::array kSiteParts = {kAccessPart, kIdentPart, kCardSetsPart
 using PartNames = std::array<std::string, kSiteParts.size()>;
 using PartModes = std::array<mode_t, kSiteParts.size()>;
 
-// What other verbs say before they read databases in this folder; empty when there is nothing to
-// say.
+// What other verbs report before they read databases in this folder: a replacement that is under
+// way or was cut short. Empty for none.
 std::string noteOfCutShort(const std::string& folder);
 
+// The files may be a mixture of old and new ones. The text says so, and the remedy.
+class CutShortFailure : public Failure {
+ public:
+  using Failure::Failure;
+};
+
+// The right of one build to replace the files of a folder, and the private folder that it builds
+// in. Whoever builds must finish the new files before replace().
 class Replacement {
  public:
-  enum class Purpose { kReplace, kTry };
+  enum class Purpose { kReplace, kDryRun };
 
-  // `targets` are names in the folder. Locks the folder until the object goes, and finishes what
-  // was cut short there, unless this run is a try. Throws Failure (refused) when another run has
-  // the lock, when the private place is not this user's own, when what was cut short cannot be
-  // finished safely, and when a target is anything but a file or missing; std::system_error.
+  // `targets` are names in the folder. Locks the folder until the object is destroyed, and finishes
+  // a replacement that was cut short there, unless this is a dry run. Throws CutShortFailure when
+  // that cannot be done safely; Failure (refused) when another build has the lock, when the private
+  // folder is not this user's own, and when a target is neither a regular file nor missing;
+  // std::system_error.
   Replacement(const std::string& folder, PartNames targets, Purpose purpose);
-  // Removes what is in the private place, and the place; not what was cut short.
+  // Removes the private folder if cleanUp() was not called; not what was cut short.
   ~Replacement();
   Replacement(const Replacement&) = delete;
   Replacement& operator=(const Replacement&) = delete;
 
-  // What was found cut short, and what was done about it; empty when nothing was.
+  // What an earlier build left, and what was done about it; empty for nothing.
   const std::string& note() const { return _note; }
 
+  const Folder& privateFolder() const { return *_private; }
   // Where to build the new file, and the file that it is to replace.
   std::string stagedPath(SitePart part) const;
   std::string targetPath(SitePart part) const { return _folder.pathOf(_targets[part]); }
-  bool isThere(SitePart part) const { return _old[part].has_value(); }
+  bool hasTarget(SitePart part) const { return _old[part].has_value(); }
 
-  // Replaces the targets by the files built, which get owner, group and mode of those they replace
-  // as far as this user may set them, or else `modes`. With `keep` the old files stay under ".old".
-  // On failure the old files are back in place; throws Failure or std::system_error. What went
-  // wrong only after the replacement is returned.
-  std::vector<std::string> replace(const PartModes& modes, bool keep);
+  // Whether each new file has the same bytes as the file that it is to replace.
+  bool isUnchanged() const;
+
+  // Replaces the targets by the new files, which get owner, group and mode of those they replace as
+  // far as this user may set them, or else `modes`. With `keep` the old files are kept under
+  // kKeptSuffix before that. On failure the old files are back in place, and Failure or
+  // std::system_error is thrown; CutShortFailure when they could not be put back.
+  void replace(const PartModes& modes, bool keep);
+
+  // Removes the private folder, and returns what could not be removed, in words.
+  std::vector<std::string> cleanUp();
 
  private:
-  void openPlace();
+  void openPrivateFolder();
   void recover();
   void finishCutShort();
   void lookAtTargets();
   void prepare(SitePart part, mode_t mode);
-  void clean();
-  std::string staged(SitePart part) const;
+  void removeFiles();
+  void removeFile(const std::string& name);
+  const std::string& staged(SitePart part) const;
 
   Folder _folder;
   PartNames _targets;
   Purpose _purpose;
-  std::optional<Folder> _place;
+  std::optional<Folder> _private;
   std::array<std::optional<struct stat>, kSiteParts.size()> _old;
   std::string _note;
-  bool _cutShort = false;  // The place holds what a later run has to finish.
+  bool _isCleanedUp = false;  // Or holds what a later build has to finish.
 };
 
 }  // namespace badgemint::admin

@@ -1,8 +1,13 @@
-// The files of a site as the verbs of badgemint-admin name them.
+// The files of a site by their paths: their names, which of them a build reads, and whether two
+// paths lead to one file.
 #ifndef BADGEMINT_ADMIN_FILES_SITEPATHS_H
 #define BADGEMINT_ADMIN_FILES_SITEPATHS_H
 
+#include <optional>
 #include <string>
+#include <vector>
+
+#include "inputcards/inputfile.h"
 
 namespace badgemint::admin {
 
@@ -14,6 +19,33 @@ struct SitePaths {
   std::string access = "access.db";
   std::string cardSets = "cardsets.txt";
 };
+
+// Throws Failure (not done) when the path leads to a folder, a FIFO, a socket or a device. Does not
+// wait for any of them. A missing file is left to whoever opens it.
+void requireRegularFile(const std::string& path);
+
+// The format files that a formats file lists, as a build opens them.
+std::vector<std::string> formatFiles(const std::string& formatsName);
+
+// The files that a build of a site reads, as they were when this was made.
+class BuildInputs {
+ public:
+  // Throws as requireRegularFile does, for each of them.
+  explicit BuildInputs(const SitePaths& site);
+
+  const std::vector<std::string>& names() const { return _names; }
+  // Throws Failure (refused) when a file has changed since, or is missing.
+  void requireUnchanged() const;
+
+ private:
+  std::vector<std::string> _names;
+  std::vector<std::optional<FileState>> _states;
+};
+
+// Throws Failure (refused) when one of `outputs` is one of `inputs` or another output: the same
+// file, or the same name in the same folder.
+void requireDistinctFiles(const std::vector<std::string>& inputs,
+                          const std::vector<std::string>& outputs);
 
 }  // namespace badgemint::admin
 

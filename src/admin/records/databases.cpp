@@ -17,14 +17,14 @@ namespace {
 template <typename Record>
 size_t readRecords(const std::string& name, std::vector<Record>& records) {
   RecordReader reader;
-  throwUnless(reader.open(name.c_str()), name);
+  throwErrnoUnless(reader.open(name.c_str()), name);
   records.clear();
   std::error_code unknownSize;
   if (const auto size = std::filesystem::file_size(name, unknownSize); !unknownSize)
     records.reserve(size / Record::kSize);
   Record record;
   while (reader.next(record)) records.push_back(record);
-  throwUnless(!reader.failed(), name);
+  throwErrnoUnless(!reader.failed(), name);
   return reader.rest();
 }
 

@@ -38,8 +38,8 @@ bool isSameSet(const cardset& expected, const cardset& stored) {
 class ProofWalk {
  public:
   explicit ProofWalk(const ProvedFiles& files) : _files(files) {
-    throwUnless(_idents.open(files.ident.c_str()), files.ident);
-    throwUnless(_accesses.open(files.access.c_str()), files.access);
+    throwErrnoUnless(_idents.open(files.ident.c_str()), files.ident);
+    throwErrnoUnless(_accesses.open(files.access.c_str()), files.access);
   }
 
   void compareNext(const ExpectedRecord& expected) {
@@ -61,7 +61,7 @@ class ProofWalk {
                const std::string& database) {
     Record stored;
     if (!reader.next(stored)) {
-      throwUnless(!reader.failed(), database);
+      throwErrnoUnless(!reader.failed(), database);
       throw Failure(ExitStatus::kRefused, "not proved: {} ends before line {} of {}", database,
                     line, _files.cards);
     }
@@ -76,7 +76,7 @@ class ProofWalk {
   void requireEnd(RecordReader& reader, const std::string& database) {
     Record record;
     const bool hasMore = reader.next(record) || reader.rest() != 0;
-    throwUnless(!reader.failed(), database);
+    throwErrnoUnless(!reader.failed(), database);
     if (hasMore)
       throw Failure(ExitStatus::kRefused, "not proved: {} goes on after the last line of {}",
                     database, _files.cards);
@@ -112,7 +112,7 @@ int32_t ExpectedRecords::readLine(InputLine line) {
 
 void ExpectedRecords::readFile(const std::string& cardsName) {
   LineReader lines;
-  throwUnless(lines.open(cardsName.c_str()), cardsName);
+  throwErrnoUnless(lines.open(cardsName.c_str()), cardsName);
   uint32_t number = 0;  // Wraps where a signed number must not.
   while (lines.readLine(kMaxInputLine) == LineReader::Status::kLine) {
     const int32_t result = readLine({lines.line(), static_cast<int32_t>(++number)});
@@ -122,7 +122,7 @@ void ExpectedRecords::readFile(const std::string& cardsName) {
                     "line {} of {} has become invalid since it was checked (result {})", number,
                     cardsName, result);
   }
-  throwUnless(!lines.failed(), cardsName);
+  throwErrnoUnless(!lines.failed(), cardsName);
 }
 
 std::string differenceOfCardSets(const cardsets& expected, const cardsets& stored) {
@@ -143,7 +143,7 @@ int64_t prove(const ProvedFiles& files) {
                           [&walk](const ExpectedRecord& record) { walk.compareNext(record); });
   records.readFile(files.cards);
   cardsets stored;
-  throwUnless(stored.load(files.cardSets.c_str()) >= 0, files.cardSets);
+  throwErrnoUnless(stored.load(files.cardSets.c_str()) >= 0, files.cardSets);
   if (const auto difference = differenceOfCardSets(records.cardSets(), stored); !difference.empty())
     throw Failure(ExitStatus::kRefused, "not proved: {}: {}", files.cardSets, difference);
   return walk.finish();

@@ -10,7 +10,6 @@
 #include <new>
 #include <thread>
 
-#include "admin/files/buildfiles.h"
 #include "admin/files/folder.h"
 #include "admin/files/replacement.h"
 #include "cardsets/card_functions.h"
@@ -41,7 +40,7 @@ std::vector<std::optional<FileState>> statesOf(std::span<const std::string> path
 bool isBeingReplaced(const std::string& path) {
   const std::string folder = splitPath(path).folder;
   if (noteOfCutShort(folder).empty()) return false;
-  if (faccessat(AT_FDCWD, (folder + '/' + kPrivatePlace).c_str(), X_OK, AT_EACCESS) == 0)
+  if (faccessat(AT_FDCWD, (folder + '/' + kPrivateFolder).c_str(), X_OK, AT_EACCESS) == 0)
     return true;
   struct stat status;
   return stat(path.c_str(), &status) == 0 && status.st_nlink > 1;
@@ -117,7 +116,7 @@ void Site::loadFormats(const std::string& name) {
 std::string Site::readCardSets(const std::string& path) {
   _sets.emplace();
   LineReader reader;
-  throwUnless(reader.open(path.c_str()), path);
+  throwErrnoUnless(reader.open(path.c_str()), path);
   Tokenizer words;
   int64_t firstWrong = 0, wrongLines = 0;
   for (int32_t line = 1; reader.readLine(cardsets::kMaxLine) == LineReader::Status::kLine; ++line) {
@@ -127,7 +126,7 @@ std::string Site::readCardSets(const std::string& path) {
     if (_sets->count() == _sets->capacity()) throw std::bad_alloc();
     if (wrongLines++ == 0) firstWrong = reader.lineNumber();
   }
-  throwUnless(!reader.failed(), path);
+  throwErrnoUnless(!reader.failed(), path);
   if (wrongLines == 0) return "";
   return fmt::format("{}:{}: this line does not define a card set ({} such lines)", path,
                      firstWrong, wrongLines);

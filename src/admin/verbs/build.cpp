@@ -1,16 +1,21 @@
 // The verb `build`: replaces a site's databases by proved ones, or leaves them as they are.
 #include <fcntl.h>
 
+#include <algorithm>
 #include <charconv>
+#include <cstdio>
+#include <ctime>
 #include <memory>
+#include <new>
+#include <span>
 
 #include "admin/check/report.h"
-#include "admin/files/buildfiles.h"
-#include "admin/files/process.h"
 #include "admin/files/replacement.h"
 #include "admin/records/changes.h"
 #include "admin/records/expected.h"
+#include "admin/signals.h"
 #include "admin/verbs/verb.h"
+#include "support/packeddecimal.h"
 #include "support/textutil.h"
 #include "tools/build.h"
 
@@ -31,11 +36,7 @@ struct BuildOptions {
 
 constexpr mode_t kDatabaseMode = 0600;  // Without an old file.
 
-[[noreturn]] void refuse(const std::string& why) {
-  throw Failure(ExitStatus::kRefused, why + ": nothing was changed");
-}
-
-// How many of the old holders may be gone.
+// How many of the old holders may lose something.
 struct RemovalLimit {
   uint64_t number = 0;
   bool isPercentage = false;
@@ -47,28 +48,135 @@ struct RemovalLimit {
     limit.isPercentage = rest != end && *rest == '%';
     if (error != std::errc{} || rest + (limit.isPercentage ? 1 : 0) != end ||
         (limit.isPercentage && limit.number > 100))
-      throw Failure(ExitStatus::kNotDone,
-                    "--max-removed " + text + ": neither a number nor a percentage");
+      throw Failure(ExitStatus::kNotDone, "--max-removed {}: neither a number nor a percentage",
+                    text);
     return limit;
   }
   bool allowsAll() const { return isPercentage && number == 100; }
-  bool allows(uint64_t removed, uint64_t before) const {
-    return isPercentage ? removed * 100 <= number * before : removed <= number;
+  bool allows(uint64_t losers, uint64_t holders) const {
+    return isPercentage ? losers * 100 <= number * holders : losers <= number;
   }
 };
 
+// The records of one holder, in databases that are in the order of unique IDs. Called with rising
+// unique IDs, and at first with all records as `rest`.
+template <typename Record>
+std::span<const Record> takeHolder(std::span<const Record>& rest, uint32_t uniqid) {
+  const auto first = std::ranges::find_if(
+      rest, [uniqid](const Record& record) { return record.uniqid >= uniqid; });
+  const auto last = std::find_if(
+      first, rest.end(), [uniqid](const Record& record) { return record.uniqid != uniqid; });
+  rest = {last, rest.end()};
+  return {first, last};
+}
+
+bool isPin(const IdentRecord& ident) {
+  return ident.cardsetcode == kPinOnlyCode || ident.cardsetcode == kPinIdentCode;
+}
+
+bool hasPin(const AccessRecord& access) {
+  const DigitText<AccessRecord::kPinDigits> digits(access.pincode);
+  return std::string_view(digits.c_str()).find_first_not_of('0') != std::string_view::npos;
+}
+
+bool isValidAt(const AccessRecord& access, uint32_t time) {
+  return access.starttime <= time && (access.endtime == 0 || time <= access.endtime);
+}
+
+struct HolderRecords {
+  std::span<const IdentRecord> idents;
+  std::span<const AccessRecord> accesses;
+
+  bool isMissing() const { return idents.empty() && accesses.empty(); }
+  bool isValidAt(uint32_t time) const {
+    return std::ranges::any_of(
+        accesses, [time](const AccessRecord& access) { return admin::isValidAt(access, time); });
+  }
+  bool hasKey(const CardPattern& key) const {
+    return std::ranges::any_of(idents, [&key](const IdentRecord& ident) {
+      return ident.deleted == 0 && ident.cardnumber == key;
+    });
+  }
+  bool hasLevel(uint16_t level) const {
+    return std::ranges::any_of(accesses, [level](const AccessRecord& access) {
+      return std::ranges::find(access.acclevel, level) != access.acclevel.end();
+    });
+  }
+  bool hasSamePin(const AccessRecord& old) const {
+    return std::ranges::find(accesses, old.pincode, &AccessRecord::pincode) != accesses.end();
+  }
+};
+
+// How many holders of the old databases lose something, and what: a holder may lose several things.
+struct Losses {
+  size_t holders = 0, losers = 0;
+  size_t gone = 0, keys = 0, levels = 0, validities = 0, pins = 0;
+
+  void add(const HolderRecords& old, const HolderRecords& fresh, uint32_t now) {
+    ++holders;
+    bool key = false, level = false, pin = false;
+    for (const IdentRecord& ident : old.idents)
+      if (ident.deleted == 0 && !fresh.hasKey(ident.cardnumber)) (isPin(ident) ? pin : key) = true;
+    for (const AccessRecord& access : old.accesses) {
+      for (const uint16_t number : access.acclevel)
+        level = level || (number != 0 && !fresh.hasLevel(number));
+      pin = pin || (hasPin(access) && !fresh.hasSamePin(access));
+    }
+    const bool isGone = fresh.isMissing();
+    const bool validity = old.isValidAt(now) && !fresh.isValidAt(now);
+    losers += isGone || key || level || validity || pin;
+    gone += isGone;
+    if (isGone) return;
+    keys += key;
+    levels += level;
+    validities += validity;
+    pins += pin;
+  }
+
+  // "12 gone, 3 without a key they had".
+  std::string text() const {
+    std::string text;
+    const auto append = [&text](size_t count, const char* what) {
+      if (count != 0) text += fmt::format("{}{} {}", text.empty() ? "" : ", ", count, what);
+    };
+    append(gone, "gone");
+    append(keys, "without a key they had");
+    append(levels, "without an access level they had");
+    append(validities, "no longer valid");
+    append(pins, "without a PIN they had");
+    return text;
+  }
+};
+
+// Both are in the order of unique IDs.
+Losses countLosses(const Databases& old, const Databases& fresh) {
+  const auto now = static_cast<uint32_t>(std::time(nullptr));
+  std::span<const IdentRecord> oldIdents = old.idents, freshIdents = fresh.idents;
+  std::span<const AccessRecord> oldAccesses = old.accesses, freshAccesses = fresh.accesses;
+  Losses losses;
+  while (!oldIdents.empty() || !oldAccesses.empty()) {
+    const uint32_t uniqid = oldIdents.empty() ? oldAccesses.front().uniqid
+                            : oldAccesses.empty()
+                                ? oldIdents.front().uniqid
+                                : std::min(oldIdents.front().uniqid, oldAccesses.front().uniqid);
+    losses.add({takeHolder(oldIdents, uniqid), takeHolder(oldAccesses, uniqid)},
+               {takeHolder(freshIdents, uniqid), takeHolder(freshAccesses, uniqid)}, now);
+  }
+  return losses;
+}
+
 struct stat statusOf(const std::string& path) {
   struct stat status;
-  throwUnless(stat(path.c_str(), &status) == 0, path);
+  throwErrnoUnless(stat(path.c_str(), &status) == 0, path);
   return status;
 }
 
-// The three targets have to stand in one folder: one place is locked, one place is written to.
+// The three targets have to be in one folder: one folder is locked, one folder is written to.
 std::string folderOf(const SitePaths& site) {
   std::string folder = splitPath(site.access).folder;
   for (const std::string& name : {site.ident, site.cardSets})
     if (!isSameFile(statusOf(folder), statusOf(splitPath(name).folder)))
-      refuse(site.access + " and " + name + " do not stand in one folder");
+      throw Failure(ExitStatus::kRefused, "{} and {} are not in one folder", site.access, name);
   return folder;
 }
 
@@ -76,154 +184,232 @@ PartNames targetsOf(const SitePaths& site) {
   return {splitPath(site.access).name, splitPath(site.ident).name, splitPath(site.cardSets).name};
 }
 
-void demandFilesApart(const BuildOptions& options, const BuildInputs& inputs) {
+void checkOutputs(const BuildOptions& options, const BuildInputs& inputs) {
   const SitePaths& site = options.site;
   std::vector<std::string> outputs = {site.access, site.ident, site.cardSets};
   if (options.keep)
     for (const std::string& name : {site.access, site.ident, site.cardSets})
-      outputs.push_back(name + ".old");
+      outputs.push_back(name + kKeptSuffix);
   if (!options.log.empty()) outputs.push_back(options.log);
-  if (splitPath(outputs.back()).folder.ends_with(kPrivatePlace))
-    refuse(outputs.back() + " stands where builds clean up");
-  demandApart(inputs.names(), outputs);
+  requireDistinctFiles(inputs.names(), outputs);
 }
 
-// Returns whether there were warnings.
-bool checkFiles(const BuildOptions& options, Console& console) {
-  Findings findings;
-  const SiteSummary summary =
-      checkSite({options.site.cards, options.site.formats, {}, false}, findings);
-  const ExitStatus status = report(findings, summary, options.strict, console);
-  if (status == ExitStatus::kRefused) refuse("refused for what was found");
-  return status == ExitStatus::kFound;
-}
-
-// The log holds PINs. What was prepared under its name is not written to, but a log of before is.
-void prepareLog(const std::string& name) {
-  const PathParts parts = splitPath(name);
-  const Folder folder = Folder::open(parts.folder);
-  const auto found = folder.look(parts.name);
-  if (found && (!S_ISREG(found->st_mode) || found->st_nlink > 1))
-    refuse(name + " is a link, or no file: it cannot be the log");
-  const Descriptor file =
-      folder.openFile(parts.name, O_WRONLY | O_CREAT | O_NONBLOCK, S_IRUSR | S_IWUSR);
-  throwUnless(fchmod(file.number(), S_IRUSR | S_IWUSR) == 0, name);
-}
-
-// The library cuts longer paths.
-void demandShortPaths(const SiteFiles& files, const std::string& log) {
-  for (const std::string& path :
-       {std::string(files.cards), std::string(files.formats), std::string(files.accessDb),
-        std::string(files.identDb), std::string(files.cardSets), log})
-    if (path.size() > kMaxJoinedPath) throw Failure(ExitStatus::kNotDone, path + ": too long");
-}
-
-// The build itself, with its log when there is one.
-void buildStaged(const BuildOptions& options, const BuildInputs& inputs,
-                 const ProvedFiles& staged) {
-  const SiteFiles files = {staged.cards.c_str(), staged.ident.c_str(), staged.access.c_str(),
-                           staged.formats.c_str(), staged.cardSets.c_str()};
-  demandShortPaths(files, options.log);
-  EntryRun run("BadgeMint", "", 0);
-  int32_t result = 0;
-  if (options.log.empty()) {
-    result = buildSite(run, files);
-  } else {
-    prepareLog(options.log);
-    const bool namesStream = options.log == "stdout" || options.log == "stderr";
-    const std::string log = (namesStream ? "./" : "") + options.log;  // A file all the same.
-    result = run.run(log.c_str(), options.logLevel,
-                     [&files](EntryRun& frame) { return buildSite(frame, files); });
+// The log of a build. It contains PINs: only the owner may read it, and it is written through the
+// descriptor that was checked, whatever gets its name meanwhile.
+class BuildLog {
+ public:
+  // Throws Failure (refused) when the name is a link or not a file, and when it is in the folder
+  // that builds clean up.
+  BuildLog(const std::string& path, const Folder& privateFolder)
+      : _path(path), _stream(nullptr, std::fclose) {
+    const PathParts parts = splitPath(path);
+    const Folder folder = Folder::open(parts.folder);
+    if (isSameFile(folder.status(), privateFolder.status()))
+      throw Failure(ExitStatus::kRefused, "{} is in the folder that builds clean up", path);
+    if (const auto found = folder.look(parts.name)) requireOwnFile(*found);
+    Descriptor file =
+        folder.openFile(parts.name, O_WRONLY | O_CREAT | O_APPEND | O_NONBLOCK, S_IRUSR | S_IWUSR);
+    struct stat status;
+    throwErrnoUnless(fstat(file.number(), &status) == 0, path);
+    requireOwnFile(status);
+    throwErrnoUnless(fchmod(file.number(), S_IRUSR | S_IWUSR) == 0, path);
+    throwErrnoUnless(ftruncate(file.number(), 0) == 0, path);
+    _stream.reset(fdopen(file.number(), "a"));
+    throwErrnoUnless(_stream != nullptr, path);
+    static_cast<void>(file.release());
   }
-  inputs.demandUnchanged();
-  if (result < 0)
-    throw Failure(ExitStatus::kNotDone, "the build ended with the result " +
-                                            std::to_string(result) + ": nothing was changed");
-}
 
-// The old databases. With a limit of all holders it does not matter what they are.
-Databases readOld(const Replacement& replacement, const RemovalLimit& limit) {
-  Databases old;
-  const std::string ident = replacement.targetPath(kIdentPart);
-  const std::string access = replacement.targetPath(kAccessPart);
-  if (replacement.isThere(kIdentPart)) old.readIdents(ident);
-  if (replacement.isThere(kAccessPart)) old.readAccesses(access);
-  try {
-    requirePlausibleRecords(old, ident, access);
-  } catch (const Failure& failure) {
-    if (!limit.allowsAll())
-      refuse(std::string(failure.what()) + " (--max-removed 100% replaces it all the same)");
-    old = {};
+  std::FILE* stream() const { return _stream.get(); }
+
+  // Whether all that was logged is in the file.
+  bool close() {
+    const bool isWritten = std::ferror(_stream.get()) == 0;
+    return std::fclose(_stream.release()) == 0 && isWritten;
   }
-  old.sort();
-  return old;
-}
 
-void guard(const BuildOptions& options, const RemovalLimit& limit, const Databases& old,
-           const Databases& fresh, const Changes& changes) {
-  if (fresh.idents.empty() && !options.allowEmpty)
-    refuse("the cards file has no credential (--allow-empty)");
-  const size_t before = old.countHolders();
-  const size_t removed = changes.countHolders(true, false);
-  if (!limit.allows(removed, before))
-    refuse(std::to_string(removed) + " of " + std::to_string(before) +
-           " holders would be gone, and --max-removed is " + options.maxRemoved);
-}
+ private:
+  void requireOwnFile(const struct stat& status) const {
+    if (!S_ISREG(status.st_mode) || status.st_nlink > 1)
+      throw Failure(ExitStatus::kRefused, "{} is a link or not a file; it cannot be the log",
+                    _path);
+  }
 
-void sayChanges(const Changes& changes, Console& console) {
-  const auto fates = [&changes](auto... fate) { return (changes.countCredentials(fate) + ...); };
-  using enum CredentialChange::Kind;
-  console.output() << "credentials: " << fates(kAdded) << " added, " << fates(kRemoved)
-                   << " removed, " << fates(kMoved, kDeleted, kRestored, kChanged) << " changed\n"
-                   << "holders: " << changes.countHolders(false, true) << " added, "
-                   << changes.countHolders(true, false) << " removed, "
-                   << changes.countHolders(true, true) << " changed\n";
-}
+  std::string _path;
+  std::unique_ptr<std::FILE, int (*)(std::FILE*)> _stream;
+};
 
+// One run of the verb.
+class Build {
+ public:
+  // `isReplaced` becomes true when the files are replaced, whatever fails after that.
+  Build(const BuildOptions& options, Console& console, bool& isReplaced)
+      : _options(options),
+        _console(console),
+        _isReplaced(isReplaced),
+        _limit(RemovalLimit::parse(options.maxRemoved)),
+        _inputs(options.site) {}
+
+  ExitStatus run() {
+    const SitePaths& site = _options.site;
+    checkOutputs(_options, _inputs);
+    const OwnerOnlyFiles ownerOnly;
+    const mode_t cardSetsMode = 0666 & ~ownerOnly.userMask();
+    Replacement replacement(
+        folderOf(site), targetsOf(site),
+        _options.dryRun ? Replacement::Purpose::kDryRun : Replacement::Purpose::kReplace);
+    if (!replacement.note().empty()) _console.reportText(replacement.note());
+    checkFiles();
+    buildFiles(replacement);
+    compareWithOld(replacement);
+    throwIfInterrupted();
+
+    const bool isUnchanged = replacement.isUnchanged();
+    const std::string summary = summaryOf(isUnchanged);
+    if (!_options.dryRun && !isUnchanged) {
+      const BlockedSignals blocked;
+      replacement.replace({kDatabaseMode, kDatabaseMode, cardSetsMode}, _options.keep);
+      _isReplaced = true;
+      _console.keepStatus();
+    }
+    _console.output() << summary;
+    for (std::string& problem : replacement.cleanUp()) _problems.push_back(std::move(problem));
+    for (const std::string& problem : _problems) _console.reportText(problem);
+    return _hasWarnings || !_problems.empty() ? ExitStatus::kFound : ExitStatus::kAllWell;
+  }
+
+ private:
+  void checkFiles() {
+    Findings findings;
+    const SiteSummary summary =
+        checkSite({_options.site.cards, _options.site.formats, {}, false}, findings);
+    const ExitStatus status = report(findings, summary, _options.strict, _console);
+    if (status == ExitStatus::kRefused)
+      throw Failure(ExitStatus::kRefused, "refused because of these findings");
+    _hasWarnings = status == ExitStatus::kFound;
+    throwIfInterrupted();
+  }
+
+  // Builds the new files and proves that they are what the cards file says.
+  void buildFiles(const Replacement& replacement) {
+    const SitePaths& site = _options.site;
+    _staged = {site.cards, site.formats, replacement.stagedPath(kIdentPart),
+               replacement.stagedPath(kAccessPart), replacement.stagedPath(kCardSetsPart)};
+    const int32_t result = runLibrary(replacement);
+    _inputs.requireUnchanged();
+    throwIfInterrupted();
+    if (result < 0)
+      throw Failure(ExitStatus::kNotDone, "the build ended with the result {}", result);
+    prove(_staged);
+    _inputs.requireUnchanged();
+    throwIfInterrupted();
+  }
+
+  int32_t runLibrary(const Replacement& replacement) {
+    const SiteFiles files = {_staged.cards.c_str(), _staged.ident.c_str(), _staged.access.c_str(),
+                             _staged.formats.c_str(), _staged.cardSets.c_str()};
+    for (const std::string& path : {_staged.cards, _staged.formats, _staged.access, _staged.ident,
+                                    _staged.cardSets, _options.log})
+      if (path.size() > kMaxJoinedPath)  // The library cuts longer ones.
+        throw Failure(ExitStatus::kNotDone, "{}: the path is too long", path);
+    EntryRun run("BadgeMint", "", 0);
+    if (_options.log.empty()) return buildSite(run, files);
+    BuildLog log(_options.log, replacement.privateFolder());
+    run.logTo(log.stream());
+    const int32_t result = run.run(_options.log.c_str(), _options.logLevel,
+                                   [&files](EntryRun& frame) { return buildSite(frame, files); });
+    if (!log.close())
+      _problems.push_back(
+          fmt::format("the log {} is incomplete: it could not be written", _options.log));
+    return result;
+  }
+
+  void compareWithOld(const Replacement& replacement) {
+    _fresh.readIdents(_staged.ident);
+    _fresh.readAccesses(_staged.access);
+    _fresh.sort();
+    if (_fresh.idents.empty() && !_options.allowEmpty)
+      throw Failure(ExitStatus::kRefused,
+                    "the cards file has no credential (--allow-empty builds all the same)");
+    readOld(replacement);
+    const Losses losses = countLosses(_old, _fresh);
+    if (!_limit.allows(losses.losers, losses.holders))
+      throw Failure(ExitStatus::kRefused,
+                    "{} of {} holders would lose something ({}), and --max-removed is {}",
+                    losses.losers, losses.holders, losses.text(), _options.maxRemoved);
+  }
+
+  // With a limit of all holders it does not matter what the old databases are.
+  void readOld(const Replacement& replacement) {
+    const std::string ident = replacement.targetPath(kIdentPart);
+    const std::string access = replacement.targetPath(kAccessPart);
+    if (replacement.hasTarget(kIdentPart)) _old.readIdents(ident);
+    if (replacement.hasTarget(kAccessPart)) _old.readAccesses(access);
+    try {
+      requirePlausibleRecords(_old, ident, access);
+    } catch (const Failure& failure) {
+      if (!_limit.allowsAll())
+        throw Failure(ExitStatus::kRefused, "{} (--max-removed 100% replaces it all the same)",
+                      failure.what());
+      _old = {};
+    }
+    _old.sort();
+  }
+
+  std::string summaryOf(bool isUnchanged) const {
+    const SitePaths& site = _options.site;
+    const Changes changes = compare(_old, _fresh);
+    const auto count = [&changes](auto... fates) {
+      return (changes.countCredentials(fates) + ...);
+    };
+    using enum CredentialChange::Kind;
+    const char* const outcome = isUnchanged       ? "are up to date; nothing was replaced"
+                                : _options.dryRun ? "would be replaced"
+                                                  : "are replaced";
+    return fmt::format(
+        "{}, {} and {} {}\n"
+        "credentials: {} added, {} removed, {} changed\n"
+        "holders: {} added, {} removed, {} changed\n",
+        site.access, site.ident, site.cardSets, outcome, count(kAdded), count(kRemoved),
+        count(kMoved, kDeleted, kRestored, kChanged), changes.countHolders(false, true),
+        changes.countHolders(true, false), changes.countHolders(true, true));
+  }
+
+  const BuildOptions& _options;
+  Console& _console;
+  bool& _isReplaced;
+  RemovalLimit _limit;
+  BuildInputs _inputs;
+  ProvedFiles _staged;
+  Databases _old, _fresh;
+  std::vector<std::string> _problems;  // Reported at the end, with status kFound.
+  bool _hasWarnings = false;
+};
+
+// Every end says what became of the files.
 ExitStatus build(const BuildOptions& options, Console& console) {
-  const SitePaths& site = options.site;
-  const RemovalLimit limit = RemovalLimit::parse(options.maxRemoved);
-  const BuildInputs inputs(site);
-  demandFilesApart(options, inputs);
-
-  const HeldSignals signals;
-  const OwnerOnlyFiles ownerOnly;
-  const mode_t cardSetsMode = 0666 & ~ownerOnly.userMask();
-  Replacement replacement(
-      folderOf(site), targetsOf(site),
-      options.dryRun ? Replacement::Purpose::kTry : Replacement::Purpose::kReplace);
-  if (!replacement.note().empty()) console.reportText(replacement.note());
-  const bool hasWarnings = checkFiles(options, console);
-  signals.endIfAsked();
-
-  const ProvedFiles staged = {site.cards, site.formats, replacement.stagedPath(kIdentPart),
-                              replacement.stagedPath(kAccessPart),
-                              replacement.stagedPath(kCardSetsPart)};
-  buildStaged(options, inputs, staged);
-  signals.endIfAsked();
-  prove(staged);
-  inputs.demandUnchanged();
-  signals.endIfAsked();
-
-  const Databases old = readOld(replacement, limit);
-  Databases fresh;
-  fresh.readIdents(staged.ident);
-  fresh.readAccesses(staged.access);
-  fresh.sort();
-  const Changes changes = compare(old, fresh);
-  guard(options, limit, old, fresh, changes);
-  signals.endIfAsked();
-
-  std::vector<std::string> troubles;
-  if (!options.dryRun) {
-    troubles = replacement.replace({kDatabaseMode, kDatabaseMode, cardSetsMode}, options.keep);
-    console.keepStatus();
+  deferTerminationSignals();
+  bool isReplaced = false;
+  const auto outcome = [&isReplaced] {
+    return isReplaced ? "all files are replaced" : "nothing was changed";
+  };
+  const auto statusOr = [&isReplaced](ExitStatus failed) {
+    return isReplaced ? ExitStatus::kFound : failed;
+  };
+  try {
+    const ExitStatus status = Build(options, console, isReplaced).run();
+    if (isInterrupted()) console.report("interrupted: {}", outcome());
+    return status;
+  } catch (const CutShortFailure&) {
+    throw;
+  } catch (const std::bad_alloc&) {
+    console.reportText(isReplaced ? "not enough memory: all files are replaced"
+                                  : "not enough memory: nothing was changed");
+    return statusOr(ExitStatus::kNotDone);
+  } catch (const std::exception& error) {
+    console.report("{}: {}", isInterrupted() ? "interrupted" : error.what(), outcome());
+    const auto* const failure = dynamic_cast<const Failure*>(&error);
+    return statusOr(failure != nullptr ? failure->status() : ExitStatus::kNotDone);
   }
-  console.output() << site.access << ", " << site.ident << " and " << site.cardSets
-                   << (options.dryRun ? " would be replaced\n" : " are replaced\n");
-  sayChanges(changes, console);
-  for (const std::string& trouble : troubles) console.reportText(trouble);
-  return hasWarnings || !troubles.empty() ? ExitStatus::kFound : ExitStatus::kAllWell;
 }
 
 }  // namespace
@@ -236,13 +422,13 @@ Run addBuild(Options options) {
   options.file("--ident", given->site.ident, "The ident database");
   options.file("--access", given->site.access, "The access database");
   options.file("--cardsets", given->site.cardSets, "The card sets file");
-  options.file("--log", given->log, "Write the log of the build here; it holds PINs");
+  options.file("--log", given->log, "Write the log of the build here; it contains PINs");
   options.number("--level", "N", given->logLevel, "The highest level that is logged");
   options.text("--max-removed", "N or N%", given->maxRemoved,
-               "How many holders may be gone at most");
+               "How many holders may be gone or lose something at most");
   options.flag("--strict", given->strict, "Warnings refuse, too");
   options.flag("--allow-empty", given->allowEmpty, "Also without a single credential");
-  options.flag("--dry-run", given->dryRun, "Do all but replace, and say what would change");
+  options.flag("--dry-run", given->dryRun, "Do all but replace, and print what would change");
   options.flag("--keep", given->keep, "Keep the replaced files under .old");
   return [given](Console& console) { return build(*given, console); };
 }

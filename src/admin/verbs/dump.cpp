@@ -8,13 +8,12 @@
 #include <optional>
 
 #include "admin/check/siterules.h"
-#include "admin/files/buildfiles.h"
-#include "admin/files/newfile.h"
-#include "admin/files/process.h"
+#include "admin/files/folder.h"
 #include "admin/records/databases.h"
 #include "admin/records/expected.h"
 #include "admin/records/holders.h"
 #include "admin/records/wording.h"
+#include "admin/signals.h"
 #include "admin/verbs/verb.h"
 #include "inputcards/cardindex.h"
 #include "inputcards/cardrecord.h"
@@ -352,7 +351,7 @@ void demandOutputApart(const DumpOptions& options) {
   const SitePaths& site = options.site;
   std::vector<std::string> inputs = formatFiles(site.formats);
   inputs.insert(inputs.end(), {site.ident, site.access, site.cardSets, site.formats});
-  demandApart(inputs, {options.output});
+  requireDistinctFiles(inputs, {options.output});
 }
 
 void dumpTo(const Write& write, const DumpOptions& options, Console& console, Warnings& warnings) {
@@ -361,11 +360,11 @@ void dumpTo(const Write& write, const DumpOptions& options, Console& console, Wa
 }
 
 void dumpToFile(const DumpOptions& options, Console& console, Warnings& warnings) {
+  deferTerminationSignals();
   demandOutputApart(options);
-  const HeldSignals signals;
   NewFile file(options.output, options.force);
   dumpTo([&file](std::string_view text) { file.write(text); }, options, console, warnings);
-  signals.endIfAsked();
+  throwIfInterrupted();
   file.finish();
 }
 

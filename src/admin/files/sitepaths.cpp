@@ -1,0 +1,96 @@
+#include "admin/files/sitepaths.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+
+#include "admin/console.h"
+#include "admin/files/folder.h"
+#include "formats/fmtfile.h"
+#include "support/result.h"
+
+namespace badgemint::admin {
+
+namespace {
+
+std::optional<FileState> stateOfFile(const std::string& path) {
+  struct stat status;
+  if (stat(path.c_str(), &status) != 0) return std::nullopt;
+  return stateOf(status);
+}
+
+// What makes two paths lead to one file.
+struct Identity {
+  explicit Identity(const std::string& path)
+      : file(stateOfFile(path)), parts(splitPath(path)), folder(stateOfFile(parts.folder)) {}
+
+  bool operator==(const Identity& other) const {
+    return isSame(file, other.file) ||
+           (parts.name == other.parts.name && isSame(folder, other.folder));
+  }
+  static bool isSame(const std::optional<FileState>& a, const std::optional<FileState>& b) {
+    return a && b && a->device == b->device && a->inode == b->inode;
+  }
+
+  std::optional<FileState> file;
+  PathParts parts;
+  std::optional<FileState> folder;
+};
+
+const char* kindOf(mode_t mode) {
+  if (S_ISDIR(mode)) return "a folder";
+  if (S_ISFIFO(mode)) return "a FIFO";
+  if (S_ISSOCK(mode)) return "a socket";
+  return "a device";
+}
+
+}  // namespace
+
+void requireRegularFile(const std::string& path) {
+  struct stat status;
+  if (stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode))
+    throw Failure(ExitStatus::kNotDone, "{} is {}, not a regular file", path,
+                  kindOf(status.st_mode));
+}
+
+std::vector<std::string> formatFiles(const std::string& formatsName) {
+  std::vector<std::string> names;
+  fmtfile file;
+  if (file.open(formatsName.c_str()) < 0) return names;
+  uint32_t id = 0;
+  FormatFileName name;
+  while (file.readEntryBaseName(id, name) == kSuccess) names.emplace_back(name.data());
+  return names;
+}
+
+BuildInputs::BuildInputs(const SitePaths& site) {
+  requireRegularFile(site.formats);
+  _names = formatFiles(site.formats);
+  _names.push_back(site.formats);
+  _names.push_back(site.cards);
+  for (const std::string& name : _names) {
+    requireRegularFile(name);
+    _states.push_back(stateOfFile(name));
+  }
+}
+
+void BuildInputs::requireUnchanged() const {
+  for (size_t i = 0; i < _names.size(); ++i)
+    if (stateOfFile(_names[i]) != _states[i])
+      throw Failure(ExitStatus::kRefused, "{} changed during the build", _names[i]);
+}
+
+void requireDistinctFiles(const std::vector<std::string>& inputs,
+                          const std::vector<std::string>& outputs) {
+  std::vector<std::string> names = inputs;
+  for (const std::string& output : outputs) {
+    const Identity identity(output);
+    const auto twin = std::ranges::find_if(
+        names, [&identity](const auto& name) { return Identity(name) == identity; });
+    if (twin != names.end())
+      throw Failure(ExitStatus::kRefused, "{} and {} are one file", *twin, output);
+    names.push_back(output);
+  }
+}
+
+}  // namespace badgemint::admin

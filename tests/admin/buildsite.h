@@ -1,0 +1,95 @@
+// A site whose databases were built from old cards and whose cards file has new ones since.
+#ifndef BADGEMINT_TESTS_ADMIN_BUILDSITE_H
+#define BADGEMINT_TESTS_ADMIN_BUILDSITE_H
+
+#include "admin/adminrun.h"
+#include "admin/files/replacement.h"
+#include "support/testsite.h"
+
+namespace badgemint::admin {
+
+namespace fs = std::filesystem;
+
+// Levels, flags, escort, validity, elevator and relay group; cards have one flag more.
+inline const std::string kHolder = " 1 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0";
+inline const std::string kCardHolder = kHolder + " 0\n";
+inline const std::string kOldCards =
+    "f 2 2\nc 2 7 4711 1" + kCardHolder + "c 2 8 0 2" + kCardHolder + "p 1234 3" + kHolder + "\n";
+// Of the three holders one gets another card.
+inline const std::string kNewCards =
+    "f 1 1 A=21\nf 2 2\nc 1 15890 12345678 1 1 2 0 0 0 0 0 8 1 0 1 2 2024/1/1 0 2031/12/31 "
+    "23:59:58 3 4 1\no 0099 1\nc 2 8 0 2" +
+    kCardHolder + "n 0 1A2b30 0 4" + kCardHolder + "p 1234 3" + kHolder +
+    "\nd 2 2147483640 3 4294967290 9\nd 2 9 3 100 65535\n# end\n";
+inline constexpr char kWrongCards[] = "x\n";
+
+class BuildSite {
+ public:
+  static constexpr const char* kTargets[] = {"access.db", "ident.db", "cardsets.txt"};
+  enum Files { kOldFiles, kFormerFiles };
+
+ protected:
+  BuildSite() {
+    fs::rename("formats", "formats.txt");
+    kFormats = contentOf("formats.txt");
+    cards(kOldCards);
+    EXPECT_EQ(runAdmin("build").status, 0);
+    _old = databases();
+    cards(kNewCards);
+  }
+
+  // The state before each case: the old databases, files kept by an earlier build, the new cards.
+  void makeOld() {
+    fs::remove_all(kPrivateFolder);
+    cards(kNewCards);
+    for (size_t start = 0; const char* const name : kTargets) {
+      const size_t end = _old.find('|', start);
+      replace(name, _old.substr(start, end - start));
+      replace(name + std::string(kKeptSuffix), kFormer);
+      start = end + 1;
+    }
+  }
+  void cards(const std::string& text) const { replace("cards.txt", text); }
+  void replace(const std::string& name, const std::string& text) const {
+    fs::remove_all(name);  // Files cut to nothing are slow: they are written through.
+    _site.folder.write(name, text);
+  }
+
+  static std::string databases(const std::string& front = "", const std::string& back = "") {
+    std::string all;
+    for (const char* const name : kTargets) all += contentOf(front + name + back) + '|';
+    return all;
+  }
+  bool isOld() const { return databases() == _old; }
+  bool isNew() {
+    if (_new.empty()) {  // Built once by the library alone.
+      fs::create_directory("new");
+      InputCards loader("cards.txt", "new/ident.db", "new/access.db", "new/cardsets.txt");
+      EXPECT_EQ(loader.loadFormats("", "formats.txt"), 0);
+      EXPECT_EQ(loader.pass1(), 0);
+      EXPECT_EQ(loader.pass2(), 0);
+      _new = databases("new/");
+      fs::remove_all("new");
+    }
+    return databases() == _new;
+  }
+  bool hasKept(Files files) const {
+    const std::string former = std::string(kFormer) + '|';
+    return databases("", kKeptSuffix) == (files == kOldFiles ? _old : former + former + former);
+  }
+  // Formats, cards, databases, kept files.
+  static bool hasNoOtherFiles() {
+    size_t kept = 0;
+    for (const char* const name : kTargets) kept += fs::exists(name + std::string(kKeptSuffix));
+    return static_cast<size_t>(
+               std::distance(fs::directory_iterator("."), fs::directory_iterator())) == 7 + kept;
+  }
+
+  static constexpr char kFormer[] = "former";
+  TestSite _site;
+  std::string kFormats, _old, _new;
+};
+
+}  // namespace badgemint::admin
+
+#endif  // BADGEMINT_TESTS_ADMIN_BUILDSITE_H

@@ -1,0 +1,317 @@
+// What the verbs do when calls fail, signals arrive, the process is killed or power is lost: each
+// call of a run in turn, and one rule for what may come of it.
+#include <csignal>
+#include <map>
+#include <random>
+#include <set>
+
+#include "admin/buildsite.h"
+
+namespace badgemint::admin {
+namespace {
+
+bool contains(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
+
+class BuildSweep : public testing::Test, public BuildSite {
+ protected:
+  // What a build reports about the files is so.
+  void expectTrueReport(const AdminRun& run, const std::string& command) {
+    const bool isCutShort = contains(run.errors, "cut short");
+    const bool isChanged = (run.signal == 0 && run.status <= 1) || contains(run.errors, "all files are replaced");
+    if (isCutShort) return;
+    if (isChanged && !contains(command, "--dry-run")) {
+      EXPECT_TRUE(isNew() && hasKept(contains(command, "--keep") ? kOldFiles : kFormerFiles));
+    } else {
+      EXPECT_TRUE(isOld() && hasKept(kFormerFiles));
+    }
+    EXPECT_TRUE(isChanged || contains(run.errors, ": nothing was changed\n") ||
+                run.errors == "badgemint-admin: not enough memory\n")
+        << run.errors;
+  }
+
+  // The next build finds old or new files, or makes them so before it does anything else, and
+  // reports which.
+  void expectRecovery() {
+    const bool wasOld = isOld(), wasNew = isNew();
+    const bool hadJournal = fs::exists(".badgemint-admin/journal");
+    cards(kWrongCards);
+    const AdminRun run = runAdmin("build");
+    EXPECT_EQ(run.status, 2);
+    cards(kNewCards);
+    EXPECT_TRUE(hasNoOtherFiles());
+    EXPECT_TRUE(isNew() || (isOld() && !hadJournal)) << "a mixture, or lost";
+    EXPECT_TRUE(wasOld || !contains(run.errors, "changed nothing"));
+    EXPECT_TRUE(wasNew || !contains(run.errors, "after it had replaced all files"));
+    EXPECT_EQ(contains(run.errors, "it is finished now"), hadJournal && !wasNew);
+    EXPECT_TRUE(isOld() || !hasKeptMixture());
+  }
+  bool hasKeptMixture() const { return !hasKept(kOldFiles) && !hasKept(kFormerFiles); }
+};
+
+constexpr const char* kBuilds[] = {"build", "build --keep", "build --dry-run"};
+
+TEST_F(BuildSweep, EachCallFails) {
+  const Fault kFaults[] = {{.call = "any"},
+                           {.call = "any", .forEver = true},
+                           {.call = "any", .error = EINTR},
+                           {.call = "write", .isShort = true},
+                           {.call = "allocate"},
+                           {.call = "new"},
+                           {.call = "new", .forEver = true}};
+  for (const std::string command : kBuilds) {
+    for (Fault fault : kFaults) {
+      if (fault.call == "new" && command != "build --keep") continue;
+      for (fault.nth = 1; !HasFailure(); ++fault.nth) {
+        SCOPED_TRACE(testing::Message() << command << ": " << fault.call << ' ' << fault.nth
+                                        << (fault.forEver ? " and all later ones" : ""));
+        makeOld();
+        const AdminRun run = runAdmin(command, fault);
+        if (!run.struck) break;
+        expectTrueReport(run, command);
+        expectRecovery();
+      }
+    }
+  }
+}
+
+TEST_F(BuildSweep, ASignalArrivesBeforeEachCall) {
+  for (const std::string command : kBuilds) {
+    for (int nth = 1; !HasFailure(); ++nth) {
+      SCOPED_TRACE(command + ": " + std::to_string(nth));
+      makeOld();
+      const AdminRun run = runAdminProcess(command, {.call = "any", .nth = nth, .signal = SIGTERM});
+      if (run.signal == 0) break;
+      EXPECT_EQ(run.signal, SIGTERM);
+      EXPECT_TRUE(contains(run.errors, "interrupted: ")) << run.errors;
+      expectTrueReport(run, command);
+      EXPECT_TRUE(hasNoOtherFiles());
+    }
+  }
+}
+
+TEST_F(BuildSweep, ItIsKilledBeforeEachCall) {
+  for (const std::string command : kBuilds) {
+    for (int nth = 1; !HasFailure(); ++nth) {
+      SCOPED_TRACE(command + ": " + std::to_string(nth));
+      makeOld();
+      const Fault kill = {.call = "any", .nth = nth, .signal = SIGKILL};
+      if (runAdminProcess(command, kill).signal == 0) break;
+      const bool isMixture = !isOld() && !isNew();
+      if (isMixture && nth % 2 == 0) {  // The build that finishes it is killed, too.
+        cards(kWrongCards);
+        runAdminProcess("build", {.call = "any", .nth = nth / 4, .signal = SIGKILL});
+        cards(kNewCards);
+      }
+      expectRecovery();
+    }
+  }
+}
+
+// A disk to which changes were made in order, and which a power cut may leave in many states: what
+// was synced is there, of what was not any part may be there. A file that was not synced is empty.
+class DiskModel {
+ public:
+  // Takes over the files of the current folder as they are.
+  DiskModel() : _root(inodeOf(".")) {
+    for (const auto& entry : fs::directory_iterator(".")) {
+      const std::string name = entry.path().filename().string();
+      _synced[{_root, name}] = inodeOf(name);
+      _contents[inodeOf(name)] = contentOf(name);
+    }
+  }
+
+  void apply(const DiskChange& change) {
+    if (change.kind != DiskChange::Kind::kSync) {
+      if (change.kind == DiskChange::Kind::kEntry && change.name == kPrivateFolder)
+        _private = change.file;
+      _pending.push_back(change);
+      return;
+    }
+    _contents[change.file] = change.content;
+    std::erase_if(_pending, [&](const DiskChange& pending) {
+      const bool isSynced = pending.folder == change.file || pending.newFolder == change.file;
+      if (isSynced) enter(pending, _synced);
+      return isSynced;
+    });
+  }
+
+  size_t pending() const { return _pending.size(); }
+
+  // Makes the current folder what is left when of the pending changes only these have come to pass.
+  void restore(const std::vector<bool>& chosen) const {
+    Entries entries = _synced;
+    for (size_t i = 0; i < _pending.size(); ++i)
+      if (chosen[i]) enter(_pending[i], entries);
+    for (const auto& entry : fs::directory_iterator(".")) fs::remove_all(entry.path());
+    if (entries.contains({_root, kPrivateFolder})) {
+      fs::create_directory(kPrivateFolder);
+      fs::permissions(kPrivateFolder, fs::perms::owner_all);
+    }
+    std::map<uint64_t, std::string> paths;
+    for (const auto& [place, file] : entries) {
+      const bool isInPrivate = place.first == _private;
+      const std::string path =
+          (isInPrivate ? kPrivateFolder + std::string("/") : "") + place.second;
+      if (file == _private || (isInPrivate && !entries.contains({_root, kPrivateFolder}))) continue;
+      if (paths.contains(file)) {
+        fs::create_hard_link(paths[file], path);
+      } else {
+        const auto content = _contents.find(file);
+        std::ofstream(path, std::ios::binary)
+            << (content == _contents.end() ? "" : content->second);
+        paths[file] = path;
+      }
+    }
+  }
+
+ private:
+  using Entries = std::map<std::pair<uint64_t, std::string>, uint64_t>;
+
+  static uint64_t inodeOf(const std::string& path) {
+    struct stat status;
+    return stat(path.c_str(), &status) == 0 ? status.st_ino : 0;
+  }
+  static void enter(const DiskChange& change, Entries& entries) {
+    if (change.kind != DiskChange::Kind::kEntry) entries.erase({change.folder, change.name});
+    if (change.kind == DiskChange::Kind::kEntry)
+      entries[{change.folder, change.name}] = change.file;
+    if (change.kind == DiskChange::Kind::kMove)
+      entries[{change.newFolder, change.newName}] = change.file;
+  }
+
+  uint64_t _root, _private = 0;
+  Entries _synced;
+  std::map<uint64_t, std::string> _contents;
+  std::vector<DiskChange> _pending;
+};
+
+// All subsets of a few changes; of many none, all, the first ones, all but one, and random ones.
+std::set<std::vector<bool>> subsetsOf(size_t count) {
+  std::set<std::vector<bool>> subsets;
+  static std::mt19937 random(19);
+  for (size_t i = 0; i <= count; ++i) {
+    std::vector<bool> first(count, false), allButOne(count, true), any(count);
+    std::fill_n(first.begin(), i, true);
+    if (i < count) allButOne[i] = false;
+    for (size_t j = 0; j < count; ++j) any[j] = random() % 2 == 0;
+    subsets.insert({first, allButOne, any});
+  }
+  return subsets;
+}
+
+TEST_F(BuildSweep, PowerIsLostAfterEachCall) {
+  for (const std::string command : {"build", "build --keep"}) {
+    makeOld();
+    DiskModel disk;
+    std::vector<DiskChange> changes;
+    {
+      DiskRecorder recorder;
+      const AdminRun run = runAdmin(command);
+      EXPECT_EQ(run.status, 0) << run.errors;
+      changes = recorder.changes;
+    }
+    size_t states = 0;
+    for (size_t made = 0; made <= changes.size() && !HasFailure(); ++made) {
+      for (const std::vector<bool>& chosen : subsetsOf(disk.pending())) {
+        SCOPED_TRACE(command + " after change " + std::to_string(made));
+        disk.restore(chosen);
+        ++states;
+        expectRecovery();
+        const bool isKept = isNew() && contains(command, "--keep");
+        EXPECT_TRUE(hasKept(isKept ? kOldFiles : kFormerFiles));
+        if (HasFailure()) break;
+      }
+      if (made < changes.size()) disk.apply(changes[made]);
+    }
+    EXPECT_GT(states, 100u);
+    EXPECT_TRUE(isNew());
+  }
+}
+
+// The other verbs change nothing, and what fails is reported or does not matter.
+class ReaderSweep : public testing::Test {
+ protected:
+  static std::string files() {
+    std::map<std::string, std::string> all;
+    for (const auto& entry : fs::directory_iterator("."))
+      all[entry.path().string()] = contentOf(entry.path().string());
+    std::string text;
+    for (const auto& [name, content] : all) text += name + content;
+    return text;
+  }
+
+  const std::string kSite = " --formats formats --cardsets cardsets --ident ident --access access";
+  const std::vector<std::string> kReaders = {
+      "diff . ." + kSite,
+      "show --card 1:15890 1" + kSite,
+      "verify --cards cards" + kSite,
+      "dump" + kSite,
+      "pattern 1 15890 --formats formats --cardsets cardsets",
+      "decode 022A7C24 --formats formats --cardsets cardsets --ident ident",
+      "check --cards cards --formats formats",
+      "format 26.cdf 32.cdf"};
+  const TestSite _site;
+};
+
+TEST_F(ReaderSweep, EachCallFails) {
+  ASSERT_EQ(buildCards("f 1 1 A=21\nf 2 2\nc 1 15890 12345678 1 1 2 0 0 0 0 0 8 1 0 1 2 2024/1/1 0 "
+                       "2031/12/31 23:59:58 3 4 1\no 0099 1\nn 0 1A2b30 0 2" +
+                       kCardHolder + "p 1234 3" + kHolder + "\nd 2 2147483640 3 4294967290 9\n"),
+            0);
+  const std::string before = files();
+  const Fault kFaults[] = {{.call = "any"},
+                           {.call = "any", .forEver = true},
+                           {.call = "any", .error = EINTR},
+                           {.call = "new"},
+                           {.call = "allocate"}};
+  for (const std::string& reader : kReaders) {
+    const AdminRun whole = runAdmin(reader);
+    EXPECT_EQ(whole.errors, "");
+    for (Fault fault : kFaults) {
+      for (fault.nth = 1; !HasFailure(); ++fault.nth) {
+        SCOPED_TRACE(reader + ": " + fault.call + ' ' + std::to_string(fault.nth));
+        const AdminRun run = runAdmin(reader, fault);
+        if (!run.struck) break;
+        const bool isSame = run.status == whole.status && run.output == whole.output;
+        EXPECT_TRUE(isSame || !run.errors.empty() || run.status == 2) << run.output;
+        EXPECT_EQ(files(), before);
+      }
+    }
+  }
+}
+
+// A file that a dump writes is complete or not there.
+TEST_F(ReaderSweep, EachCallOfADumpFailsOrIsInterrupted) {
+  ASSERT_EQ(buildCards("n 0 1A2b30 0 2" + kCardHolder + "p 1234 3" + kHolder + "\n"), 0);
+  const std::string dumped = runAdmin("dump" + kSite).output;
+  const Fault kFaults[] = {
+      {.call = "any"}, {.call = "any", .forEver = true}, {.call = "any", .signal = SIGINT}};
+  for (Fault fault : kFaults) {
+    for (fault.nth = 1; !HasFailure(); ++fault.nth) {
+      SCOPED_TRACE(fault.nth);
+      const AdminRun run = runAdminProcess("dump --output out" + kSite, fault);
+      EXPECT_TRUE(!fs::exists("out") || contentOf("out") == dumped);
+      if (run.signal == 0 && run.status == 0) break;
+      EXPECT_TRUE(!run.errors.empty() || fs::exists("out"));
+      EXPECT_TRUE(!fs::exists("out.new") || fault.forEver);
+      fs::remove("out");
+      fs::remove("out.new");
+    }
+    fs::remove("out");
+  }
+}
+
+TEST_F(ReaderSweep, AReplacementThatWasCutShortIsReported) {
+  ASSERT_EQ(buildCards("p 1234 3" + kHolder + "\n"), 0);
+  fs::create_directory(kPrivateFolder);
+  _site.folder.write(kPrivateFolder + std::string("/journal"), "");
+  for (const std::string& reader : kReaders) {
+    const bool readsDatabases = contains(reader, "--cardsets");
+    EXPECT_EQ(contains(runAdmin(reader).errors, "was cut short"), readsDatabases) << reader;
+  }
+}
+
+}  // namespace
+}  // namespace badgemint::admin
