@@ -12,6 +12,7 @@
 #include <string_view>
 
 #include "inputcards/cardline.h"
+#include "support/textutil.h"
 
 namespace badgemint::admin {
 
@@ -49,6 +50,19 @@ struct HiddenByte {
 // The first NUL with something after it, carriage return before the end of the line, or no-break
 // space, from `from` on. The newline may be there.
 std::optional<HiddenByte> findHiddenByte(std::string_view line, size_t from = 0);
+
+// Of a text file as a whole: the marks that a merge conflict leaves, and two bytes a character.
+inline bool isMergeMark(std::string_view line) {
+  for (const std::string_view mark : {"<<<<<<<", "|||||||", "=======", ">>>>>>>"})
+    if (line.starts_with(mark) && (line.size() == 7 || isSpace(line[7]))) return true;
+  return false;
+}
+inline bool isUtf16(std::string_view file) {
+  return file.starts_with("\xFF\xFE") || file.starts_with("\xFE\xFF");
+}
+inline constexpr char kMergeMarkText[] =
+    "a mark of a merge conflict: choose one of the two versions that follow and delete the marks";
+inline constexpr char kUtf16Text[] = "the file is UTF-16: save it as UTF-8";
 
 // How a message shows a word of a wrong line, in which any word may be a PIN: never that of a PIN;
 // any other up to the first character that its field cannot have, and not at all when that part has
