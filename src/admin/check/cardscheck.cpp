@@ -173,14 +173,12 @@ bool openCards(CardsCheck& check, InputFile& input) {
   if (result == kInputOpenFailed)
     failFile(check, result, "cannot be opened: {}", std::strerror(errno));
   else
-    failFile(check, result, "is not a file that can be read twice, as a build reads it");
+    failFile(check, result, "cannot be read twice, as a build reads it");
   return false;
 }
 
-void checkCards(CardsCheck& check, SiteSummary& summary) {
-  const auto input = std::make_unique<InputFile>();
-  if (!openCards(check, *input)) return;
-  LineReader& lines = input->lines();
+void checkLines(CardsCheck& check, InputFile& input, SiteSummary& summary) {
+  LineReader& lines = input.lines();
   LineReader::Status status = LineReader::Status::kLine;
   bool isComplete = true;
   while ((status = lines.readLine(kMaxInputLine)) == LineReader::Status::kLine) {
@@ -189,7 +187,7 @@ void checkCards(CardsCheck& check, SiteSummary& summary) {
   }
   if (status == LineReader::Status::kError)
     failFile(check, kInputReadFailed, "cannot be read: {}", std::strerror(errno));
-  else if (input->checkUnchanged() < 0)
+  else if (input.checkUnchanged() < 0)
     failFile(check, kInputReadFailed, "was changed while it was read");
   else if (!isComplete)
     check.findings.warn({check.file, lines.lineNumber(), 0}, "text",
@@ -205,15 +203,13 @@ void checkCards(CardsCheck& check, SiteSummary& summary) {
 }
 
 // What makes a file something else than a cards file as a whole; null for none.
-const char* otherForm(const std::string& path) {
-  const auto reader = std::make_unique<LineReader>();
-  if (!reader->open(path.c_str())) return nullptr;
+const char* otherForm(LineReader& lines) {
   bool isCsv = false;
-  while (reader->readLine(kMaxInputLine) == LineReader::Status::kLine) {
-    const std::string_view line(reader->line(), reader->length());
-    if (reader->lineNumber() == 1 && isUtf16(line))
+  while (lines.readLine(kMaxInputLine) == LineReader::Status::kLine) {
+    const std::string_view line(lines.line(), lines.length());
+    if (lines.lineNumber() == 1 && isUtf16(line))
       return "the file is in UTF-16, which a build does not read: save it as UTF-8";
-    if (isBlank(reader->line()) || line[0] == kCommentLine) continue;
+    if (isBlank(lines.line()) || line[0] == kCommentLine) continue;
     const auto has = [words = line.substr(0, commentStart(line))](char separator) {
       return std::ranges::count(words, separator) >= 3;
     };
@@ -226,12 +222,12 @@ const char* otherForm(const std::string& path) {
 }
 
 // One finding for the file, with the result of a build, in place of those of its lines.
-void reportForm(CardsCheck& check, const char* form, SiteSummary& summary) {
+void reportForm(CardsCheck& check, InputFile& input, const char* form, SiteSummary& summary) {
   Findings ofLines;
   ofLines.addFile(check.options.cards);
   CardsCheck lines{check.options, check.site, check.formats, nullptr, ofLines, 0};
   if (!lines.index.isInitialised()) throw std::bad_alloc();
-  checkCards(lines, summary);
+  checkLines(lines, input, summary);
   const Verdict& verdict = ofLines.verdict();
   const Place place{check.file, 1, 0};
   if (verdict.result == kSuccess) {
@@ -240,6 +236,15 @@ void reportForm(CardsCheck& check, const char* form, SiteSummary& summary) {
   }
   check.findings.setVerdict(verdict.result, {check.file, verdict.place.line, verdict.place.column});
   check.findings.error(place, verdict.result, "{}", form);
+}
+
+void checkCards(CardsCheck& check, SiteSummary& summary) {
+  const auto input = std::make_unique<InputFile>();
+  if (!openCards(check, *input)) return;
+  const char* const form = otherForm(input->lines());
+  input->close();
+  if (!openCards(check, *input)) return;
+  form == nullptr ? checkLines(check, *input, summary) : reportForm(check, *input, form, summary);
 }
 
 // Always of the same words, for programs that read it.
@@ -476,10 +481,7 @@ SiteSummary checkSite(const SiteCheckOptions& options, Findings& findings) {
                    formats,  options.levels.empty() ? nullptr : &levels,
                    findings, findings.addFile(options.cards)};
   if (!check.index.isInitialised()) throw std::bad_alloc();
-  if (const char* const form = otherForm(options.cards); form != nullptr)
-    reportForm(check, form, summary);
-  else
-    checkCards(check, summary);
+  checkCards(check, summary);
   return summary;
 }
 

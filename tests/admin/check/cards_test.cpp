@@ -146,8 +146,7 @@ TEST_F(CardsCheck, FindsEveryBrokenWordOnItsLine) {
                                    std::string("d 1 700 3 700 1"), std::string("o 4713 9")}) {
     for (size_t at = 2; at < right.size(); at = right.find(' ', at) + 1) {
       const size_t end = std::min(right.find(' ', at), right.size());
-      std::string broken = right;
-      broken.replace(at, end - at, "x");
+      const std::string broken = right.substr(0, at) + "x" + right.substr(end);
       if (right[0] != 'n' || at > 2) {
         EXPECT_TRUE(found(broken).starts_with("3:" + std::to_string(at + 1) + ' ')) << broken;
         EXPECT_EQ(found(broken).find(','), std::string::npos) << broken << found(broken);
@@ -368,6 +367,61 @@ TEST_F(CardsCheck, ShowsNoPin) {
     const admin::AdminRun run = admin::runAdmin("check --all --cards " + cards);
     EXPECT_EQ(run.output.find("936"), std::string::npos) << run.output;
   }
+}
+
+// One finding for a file that is no cards file at all, with the result of a build.
+TEST_F(CardsCheck, OtherFiles) {
+  const auto only = [this](const std::string& cards) {
+    Findings findings;
+    check(cards, findings);
+    const std::vector<Finding> all = findings.sorted();
+    TestLog log(25);
+    EXPECT_EQ(findings.verdict().result, build(folder.path("c"), log).first) << cards;
+    return all.size() == 1 ? findings.placeText(all[0].place).substr(folder.path("").size()) + ' ' +
+                                 all[0].kind()
+                           : std::to_string(all.size()) + " findings";
+  };
+  EXPECT_EQ(only("# holders\nc,1,15890,4711,1001\nc,1,15891,4712,1002\n"), "c:1 -1006");
+  EXPECT_EQ(only("d;1;15890;5;1001\n"), "c:1 -507");
+  EXPECT_EQ(only(std::string("\xFF\xFE"
+                             "f\0 \0",
+                             6) +
+                 "\n"),
+            "c:1 -503");
+  EXPECT_EQ(only(std::string("f\0 \0001\0\n\0c\0", 10)), "c:1 -508");
+  EXPECT_EQ(only(std::string("\0c\0 \0\n", 6)), "c:1 text");
+  EXPECT_EQ(only(std::string("c,1,1,1 # x\no 5 6\n")), "2 findings");
+}
+
+TEST_F(CardsCheck, OtherNotationsOfDates) {
+  const auto two = [this](const std::string& start, const std::string& end) {
+    return found(card("2024/01/02 07:30:00 2030/12/30 18:00:00", start + " 0 " + end + " 0"));
+  };
+  EXPECT_EQ(two("02.01.2024", "30.12.2030"), "3:47 date");
+  EXPECT_EQ(two("31/01/2024", "30/12/2030"), "3:47 date");
+  EXPECT_EQ(two("31/01/2024", "2030/12/30"), "3:47 date");
+  EXPECT_EQ(two("2024-01-31", "30.12.2030"), "3:47 date, 3:60 date");
+}
+
+TEST_F(CardsCheck, Json) {
+  const std::string cards = folder.write("c", kBefore + card("2030/12/30", "2030/11/31") + "\nx");
+  const std::string output = admin::runAdmin("check --json --cards " + cards).output;
+  EXPECT_EQ(
+      output,
+      "{\"file\":\"" + cards +
+          "\",\"line\":3,\"column\":67,\"severity\":\"warning\",\"rule\":"
+          "\"day\",\"text\":\"end date \\\"2030/11/31\\\" is not a day of its month and counts as "
+          "one of the next month (card 5 of holder 8)\",\"holder\":8,\"set\":1,\"card\":\"5\"}\n"
+          "{\"file\":\"" +
+          cards +
+          "\",\"line\":4,\"severity\":\"warning\",\"rule\":\"text\",\"text\":"
+          "\"the last line has no newline: the end of the file may be missing\"}\n"
+          "{\"file\":\"" +
+          cards +
+          "\",\"line\":4,\"column\":1,\"severity\":\"error\",\"result\":-503,"
+          "\"text\":\"\\\"x\\\" is not a line type: a line begins with f, c, n, p, o, d or #\"}\n"
+          "{\"summary\":{\"errors\":1,\"warnings\":2,\"result\":-503,\"file\":\"" +
+          cards + "\",\"line\":4}}\n");
 }
 
 TEST_F(CardsCheck, Errors) {
