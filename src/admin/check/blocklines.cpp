@@ -175,8 +175,8 @@ class BlockLine {
     if (first == 0 && cards > 0)
       _line.warn(_line.at(firstCard.word), "zero", "card number 0 ({})", _line.subject);
     const bool hasCards = cards > 0 && cards <= INT32_MAX && first <= INT32_MAX;
-    const auto isReported = [&](int64_t card) {
-      return _check.checkNumberRange(_line, firstCard.word, firstCard.description, _csid, card);
+    const auto isReported = [this, field = firstCard](int64_t card) {
+      return _check.checkNumberRange(_line, field.word, field.description, _csid, card);
     };
     if (hasCards && !isReported(first)) isReported(first + cards - 1);
   }

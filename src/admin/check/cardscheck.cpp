@@ -426,24 +426,31 @@ void CardsCheck::checkRange(const CheckedLine& line, std::string_view word, cons
             field.most, readAs(word, field, stored), line.subject);
 }
 
-bool CardsCheck::checkNumberRange(const CheckedLine& line, std::string_view word,
-                                  const LineField& field, int32_t csid, int64_t number) {
+bool CardsCheck::hasNumberRange(int32_t csid) {
   NumberRange& range = numberRanges[static_cast<size_t>(csid)];
-  const uint32_t fmtid = site.cardSets().getCardSet(static_cast<uint32_t>(csid))->fmtid;
   if (!range.isKnown) {
+    range.isKnown = true;
+    const uint32_t fmtid = site.cardSets().getCardSet(static_cast<uint32_t>(csid))->fmtid;
     const CardFormat& format = *site.formats().findFormat(fmtid);
-    const auto at = static_cast<size_t>(format.cardNumberField());
-    range = {true, 0, 0};
-    if (at < kFieldCount) {
-      const FieldDefinition& definition = format.fieldDefinitions()[at];
-      const bool isBounded = definition.maxval > 0 && definition.maxval < INT32_MAX;
-      if (isBounded) range = {true, definition.minval, definition.maxval};
+    const auto field = static_cast<size_t>(format.cardNumberField());
+    if (field < kFieldCount) {
+      const FieldDefinition& definition = format.fieldDefinitions()[field];
+      range.low = definition.minval;
+      range.high = definition.maxval < INT32_MAX ? definition.maxval : 0;
     }
   }
-  if (range.high == 0 || (number >= range.low && number <= range.high)) return false;
+  return range.high > 0;
+}
+
+bool CardsCheck::checkNumberRange(const CheckedLine& line, std::string_view word,
+                                  const LineField& field, int32_t csid, int64_t number) {
+  if (!hasNumberRange(csid)) return false;
+  const NumberRange& range = numberRanges[static_cast<size_t>(csid)];
+  if (number >= range.low && number <= range.high) return false;
   line.warn(line.at(word), "range",
             "{} {} is not {} to {}, as format {} requires: no such card should exist ({})",
-            field.name, number, range.low, range.high, fmtid, line.subject);
+            field.name, number, range.low, range.high,
+            site.cardSets().getCardSet(static_cast<uint32_t>(csid))->fmtid, line.subject);
   return true;
 }
 

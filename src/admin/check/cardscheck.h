@@ -159,7 +159,9 @@ struct CardsCheck {
   // A number outside what its record keeps; `value` is the word's.
   void checkRange(const CheckedLine& line, std::string_view word, const LineField& field,
                   int64_t value) const;
-  // A card number outside the bounds that its format defines. Returns whether it is.
+  // Whether the format of a card set, which is loaded, defines bounds for card numbers.
+  bool hasNumberRange(int32_t csid);
+  // A card number outside these bounds. Returns whether it is.
   bool checkNumberRange(const CheckedLine& line, std::string_view word, const LineField& field,
                         int32_t csid, int64_t number);
   void checkLevel(const CheckedLine& line, std::string_view word, const LineField& field,

@@ -340,7 +340,8 @@ class HolderLine {
       if (wordValue(_words[0]) != _csid)
         _line.warn(_line.at(_words[0]), "range", "card set {} is not 1 to 253{} ({})",
                    shown(_words[0], _fields[0]), readAs(_words[0], _fields[0], _csid), subject);
-      _check.checkNumberRange(_line, _words[1], _fields[1], _csid, wordValue(_words[1]));
+      if (_check.hasNumberRange(_csid))
+        _check.checkNumberRange(_line, _words[1], _fields[1], _csid, wordValue(_words[1]));
     }
     if (isCard() && _words[2].size() > 1 && isZero(_words[2]))
       _line.warn(_line.at(_words[2]), "zero",
@@ -354,7 +355,9 @@ class HolderLine {
     if (!isCard() && isZero(_words[0]))
       _line.warn(_line.at(_words[0]), "zero",
                  "PIN 0 is a key like any other: whoever types 0 is holder {}", subject.uniqid);
-    const int64_t id = wordValue(_words[uniqid]);
+    // A short number is what a build has read.
+    const bool isShort = _words[uniqid].size() < 10 && isDigit(_words[uniqid][0]);
+    const int64_t id = isShort ? subject.uniqid : wordValue(_words[uniqid]);
     _check.checkRange(_line, _words[uniqid], _fields[uniqid], id);
     if (id == 0) _line.warn(_line.at(_words[uniqid]), "zero", "unique ID 0 ({})", subject);
   }

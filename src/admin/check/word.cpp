@@ -78,6 +78,7 @@ Word classify(std::string_view word) {
 }
 
 int64_t wordValue(std::string_view word) {
+  if (word.size() == 1 && isDigit(word[0])) return word[0] - '0';  // As most are.
   SaturatedInt64 number{};
   return digitsToInt64(word, number) ? number.value : textToInt64(word.data());
 }
