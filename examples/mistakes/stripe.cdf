@@ -11,7 +11,7 @@ B
 0
 -
 Site code,0,9999,MSB,MSD
-Card number,0,999999,MSB,MSD
+Card number,0,99999,MSB,MSD
 
 
 

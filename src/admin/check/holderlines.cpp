@@ -4,6 +4,7 @@
 #include <optional>
 #include <span>
 #include <utility>
+#include <vector>
 
 #include "admin/check/cardscheck.h"
 #include "support/datetime.h"
@@ -233,16 +234,14 @@ class HolderLine {
   }
 
   void reportLongDate() const {
-    FieldScanner scanner(_line.text + 1);
-    isCard() ? static_cast<void>(scanCardLine(scanner)) : static_cast<void>(scanPinLine(scanner));
-    const HolderFields holder = scanHolderFields(scanner);
-    uint32_t start = 0, end = 0;
-    static_cast<void>(parsePeriodEnd(PeriodEnd::kStart, holder.startDate, holder.startTime, start));
-    static_cast<void>(parsePeriodEnd(PeriodEnd::kEnd, holder.endDate, holder.endTime, end));
-    const bool isStart = _good < firstDateField() + 2;
-    const char* const loss = isStart    ? (start == 0 ? ", and it is valid from the beginning" : "")
-                             : end == 0 ? ", and it never expires"
-                                        : "";
+    const HolderFields holder = scanHolder();
+    const char* loss = "";
+    if (_good < firstDateField() + 2) {
+      if (secondsOf(PeriodEnd::kStart, holder.startDate, holder.startTime) == 0)
+        loss = ", and it is valid from the beginning";
+    } else if (secondsOf(PeriodEnd::kEnd, holder.endDate, holder.endTime) == 0) {
+      loss = ", and it never expires";
+    }
     _line.warn(_line.at(_words[_good]), "date",
                "{} {} has more than 14 characters: the rest is read as the next field{} ({})",
                name(_good), shown(_words[_good], _fields[_good]), loss, _line.subject);
@@ -302,22 +301,38 @@ class HolderLine {
     };
     const size_t start = firstDateField();
     if (count == expected || !(isDateAt(start) || isDateAt(start + 2))) return false;
-    FieldScanner scanner(_line.text + 1);
-    isCard() ? static_cast<void>(scanCardLine(scanner)) : static_cast<void>(scanPinLine(scanner));
-    const HolderFields holder = scanHolderFields(scanner);
-    uint32_t from = 0, to = 0;
-    static_cast<void>(parsePeriodEnd(PeriodEnd::kStart, holder.startDate, holder.startTime, from));
-    static_cast<void>(parsePeriodEnd(PeriodEnd::kEnd, holder.endDate, holder.endTime, to));
+    const size_t wrong = count < expected ? expected - count : count - expected;
     _line.warn(_line.whole(), "fields",
-               "{} words instead of {}, {} before the dates: the fields after that are read from "
-               "the wrong words, escort {}{}{} ({})",
-               count, expected,
-               count < expected ? fmt::format("{} missing", expected - count)
-                                : fmt::format("{} too many", count - expected),
-               holder.escortId, from == 0 ? ", no start date" : "", to == 0 ? ", no end date" : "",
-               _line.subject);
+               "{} words instead of {}, {} before the dates {} {}: {} ({})", count, expected,
+               wrong == 1 ? "one" : fmt::to_string(wrong), wrong == 1 ? "is" : "are",
+               count < expected ? "missing" : "too many", slipEffect(), _line.subject);
     markMisread();
     return true;
+  }
+
+  // What a build reads from the wrong words of a line that has slipped.
+  std::string slipEffect() const {
+    const HolderFields holder = scanHolder();
+    std::vector<std::string> effects;
+    if (holder.escortId != 0) effects.push_back(fmt::format("escort {}", holder.escortId));
+    if (secondsOf(PeriodEnd::kStart, holder.startDate, holder.startTime) == 0)
+      effects.push_back("no start date");
+    if (secondsOf(PeriodEnd::kEnd, holder.endDate, holder.endTime) == 0)
+      effects.push_back("no end date");
+    if (effects.empty()) return "each field after that has the word of another one";
+    return fmt::format("{}", fmt::join(effects, ", "));
+  }
+
+  // As a build reads the fields, whatever the words are.
+  HolderFields scanHolder() const {
+    FieldScanner scanner(_line.text + 1);
+    isCard() ? static_cast<void>(scanCardLine(scanner)) : static_cast<void>(scanPinLine(scanner));
+    return scanHolderFields(scanner);
+  }
+
+  static uint32_t secondsOf(PeriodEnd end, std::string_view date, std::string_view time) {
+    uint32_t seconds = 0;
+    return parsePeriodEnd(end, date, time, seconds) == kSuccess ? seconds : 0;
   }
 
   void markMisread() { _check.misread.push_back(static_cast<int32_t>(_line.start.line)); }

@@ -331,7 +331,7 @@ class WholeFileCheck {
     else
       warnOfEscort(use,
                    "holder {} and escort {} wait for each other, directly or through others: "
-                   "nobody of them can be the first at a door",
+                   "none of them can be the first at a door",
                    use.uniqid, use.escort);
   }
 

@@ -462,6 +462,9 @@ TEST_F(CardsCheck, Texts) {
   EXPECT_EQ(textOf(card(" 21 0", " 21")),
             "22 words instead of 23: the last flag is missing, and it and all later fields are 0 " +
                 whom);
+  EXPECT_EQ(textOf(card(" 12 ", " ")),
+            "22 words instead of 23, one before the dates is missing: escort 2024, no start date " +
+                whom);
   EXPECT_EQ(textOf("d 1 89 3 20 1\n# x"),
             "card 90 of holder 21 has the key of card 90 of holder 9 in line 2");
   EXPECT_EQ(textOf("d 2 1 1 20 1\nd 2 2 1 21 1\nd 2 3 1 22 1"),
