@@ -164,6 +164,13 @@ format 4 64.vff: card 156073631158370304; no parity, no fixed bits
       {"decode --formats 26.txt 0090F951", 1, card + "; reversed\n"},
       {"decode --decimal 36338724", 0, card + "\n  key 022A7C24"},
       {"decode --decimal 340282366920938463463374607431768211456", 2, "", "of up to 128 bits"},
+      {"decode --json 022C7C24", 0,
+       R"({"holder":8,"set":3,"card":"15890","key":"022C7C24000000000000000000000000","deleted":false}
+{"format":1,"file":"26.cdf","card":"15890","key":"022C7C24000000000000000000000000",)"
+       R"("values":{"A":22},"fits":true,"faults":[],"sets":[3]}
+)"},
+      {"decode --json --formats 26.txt 00022A7C24", 1,
+       R"("fits":true,"change":"right-aligned","faults":[],"sets":[1]})"},
       {"decode --decimal 1x", 2, "", "--decimal \"1x\" is not a decimal number"},
       {"decode --decimal 4294967296 --formats 26.txt", 1, "no format has such a card\n"},
       {"decode 01101111110 --ident none", 1, R"(format 3 odd.cdf: card 0, A=15; wrong

@@ -1,8 +1,10 @@
 // The rules of the formats file and of format files. A case changes lines of a valid file; what it
 // has to find is "line:column" of each finding, all of the rule that the test is named after.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include "admin/check/formatscheck.h"
+#include "admin/console.h"
 #include "formats/formatfile.h"
 #include "support/faults.h"
 
@@ -264,6 +266,13 @@ TEST_F(FormatsCheck, ShowsNoDigitsOfPins) {
       EXPECT_EQ(textsOf(findings).find("4711"), std::string::npos) << changed << textsOf(findings);
     }
   }
+}
+
+TEST_F(FormatsCheck, RefusesWhatIsNotARegularFile) {
+  ASSERT_EQ(mkfifo("pipe.cdf", 0600), 0);
+  EXPECT_THROW(checkLines("1 pipe.cdf"), Failure);
+  EXPECT_THROW(check("pipe.cdf"), Failure);
+  EXPECT_THROW(check("."), Failure);
 }
 
 TEST_F(FormatsCheck, Wording) {
