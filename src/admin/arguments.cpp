@@ -55,4 +55,37 @@ CardPattern keyOfCard(std::string_view set, std::string_view number, const Site&
   return encodeWord(encoderOfSet(set, site.sets(), site.formats()), number).pattern;
 }
 
+uint32_t parseHolder(const std::string& word) {
+  const auto uniqid = numberOf(word);
+  if (!uniqid)
+    throw Failure(ExitStatus::kNotDone, "{} is not a unique ID, a number from 0 to 4294967295",
+                  quoted(word));
+  return *uniqid;
+}
+
+CardPattern parseKey(const std::string& word) {
+  const auto key = keyOf(word);
+  if (!key)
+    throw Failure(ExitStatus::kNotDone, "{} is not a key of 1 to 32 hexadecimal digits",
+                  quoted(word));
+  return *key;
+}
+
+CardPattern parseCard(const std::string& word, const Site& site) {
+  const size_t colon = word.find(':');
+  if (colon == std::string::npos)
+    throw Failure(ExitStatus::kNotDone, "{} is not a card; write card set and number as in 1:15890",
+                  quoted(word));
+  return keyOfCard(word.substr(0, colon), word.substr(colon + 1), site);
+}
+
+uint32_t parseTimeOrNow(const char* option, const std::string& word) {
+  if (word.empty()) return static_cast<uint32_t>(std::time(nullptr));
+  const auto time = timeOf(word);
+  if (!time)
+    throw Failure(ExitStatus::kNotDone, "{} {} is not a time; write it as \"2026/01/31 18:00:00\"",
+                  option, quoted(word));
+  return *time;
+}
+
 }  // namespace badgemint::admin

@@ -32,6 +32,15 @@ CardEncoder encoderOfSet(std::string_view set, const cardsets& sets,
 // The key of a card of a site. Throws Failure (refused) when there is no such card.
 CardPattern keyOfCard(std::string_view set, std::string_view number, const Site& site);
 
+// The same for whole words of the command line. Throw Failure: not done for a word that cannot be
+// one, refused as keyOfCard does.
+uint32_t parseHolder(const std::string& word);
+CardPattern parseKey(const std::string& word);
+// "1:15890".
+CardPattern parseCard(const std::string& word, const Site& site);
+// The value of `option`; the clock when it was not given.
+uint32_t parseTimeOrNow(const char* option, const std::string& word);
+
 }  // namespace badgemint::admin
 
 #endif  // BADGEMINT_ADMIN_ARGUMENTS_H

@@ -51,15 +51,10 @@ struct HiddenByte {
 // space, from `from` on. The newline may be there.
 std::optional<HiddenByte> findHiddenByte(std::string_view line, size_t from = 0);
 
-// Of a text file as a whole: the marks that a merge conflict leaves, and two bytes a character.
-inline bool isMergeMark(std::string_view line) {
-  for (const std::string_view mark : {"<<<<<<<", "|||||||", "=======", ">>>>>>>"})
-    if (line.starts_with(mark) && (line.size() == 7 || isSpace(line[7]))) return true;
-  return false;
-}
-inline bool isUtf16(std::string_view file) {
-  return file.starts_with("\xFF\xFE") || file.starts_with("\xFE\xFF");
-}
+// Whether the line is one of those that a version control system leaves where versions conflict.
+bool isMergeMark(std::string_view line);
+// Whether a file that begins like this is in UTF-16, which is read as if each character were two.
+bool isUtf16(std::string_view start);
 inline constexpr char kMergeMarkText[] =
     "a mark of a merge conflict: choose one of the two versions that follow and delete the marks";
 inline constexpr char kUtf16Text[] = "the file is UTF-16: save it as UTF-8";
