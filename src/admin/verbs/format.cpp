@@ -87,8 +87,10 @@ class FormatSheet {
     for (int32_t field = 0; field < kFieldCount; ++field)
       if (widthOf(field) > 0)
         picture.legend.push_back({std::string(1, letterOf(field)), meaningOf(field)});
-    picture.legend.push_back({"P", "parity"});
-    picture.legend.push_back({"0", "0 or 1: a fixed bit"});
+    const std::string& sources = picture.rows.front().bits;
+    if (sources.find('P') != std::string::npos) picture.legend.push_back({"P", "parity"});
+    if (sources.find_first_of("01") != std::string::npos)
+      picture.legend.push_back({"0", "0 or 1: a fixed bit"});
     for (int32_t mask = 0; mask < kParityMaskCount; ++mask)
       if (std::string text = parityText(mask, ""); !text.empty()) {
         std::ranges::replace(text, '\n', ' ');
