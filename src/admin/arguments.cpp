@@ -1,5 +1,6 @@
 #include "admin/arguments.h"
 
+#include <algorithm>
 #include <ctime>
 
 #include "admin/bits/cards.h"
@@ -36,21 +37,22 @@ std::optional<uint32_t> timeOf(const std::string& word) {
   return static_cast<uint32_t>(seconds);
 }
 
-CardEncoder encoderOfSet(std::string_view set, const Site& site) {
+CardEncoder encoderOfSet(std::string_view set, const cardsets& sets,
+                         const std::vector<CheckedFormat>& formats) {
   const auto csid = numberOf(set);
   const bool isSet = csid && *csid <= kLastCardSetId;
-  const cardset* const record = isSet ? site.sets().getCardSet(*csid) : nullptr;
+  const cardset* const record = isSet ? sets.getCardSet(*csid) : nullptr;
   if (record == nullptr)
     throw Failure(ExitStatus::kRefused, "there is no card set {}", quoted(set));
-  const CardFormat* const format = site.formatOfSet(record->csid);
-  if (format == nullptr)
+  const auto listed = std::ranges::find(formats, record->fmtid, &CheckedFormat::id);
+  if (listed == formats.end() || listed->format == nullptr)
     throw Failure(ExitStatus::kRefused, "format {} of card set {} is not there", record->fmtid,
                   record->csid);
-  return {format, format->encodeSite(record->fldvalues)};
+  return {listed->format, listed->format->encodeSite(record->fldvalues)};
 }
 
 CardPattern keyOfCard(std::string_view set, std::string_view number, const Site& site) {
-  return encodeWord(encoderOfSet(set, site), number).pattern;
+  return encodeWord(encoderOfSet(set, site.sets(), site.formats()), number).pattern;
 }
 
 uint32_t parseHolder(const std::string& word) {

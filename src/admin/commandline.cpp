@@ -4,9 +4,11 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <new>
+#include <numeric>
 #include <system_error>
 
 #include "admin/signals.h"
@@ -28,6 +30,35 @@ constexpr VerbEntry kVerbs[] = {
     {"pattern", addPattern}, {"decode", addDecode}, {"format", addFormat},
 };
 
+constexpr char kHelp[] = "help";
+
+// How many letters must be added, removed or changed to make one word of the other.
+size_t distanceOf(std::string_view a, std::string_view b) {
+  std::vector<size_t> row(b.size() + 1);
+  std::iota(row.begin(), row.end(), size_t{0});
+  for (size_t i = 0; i < a.size(); ++i) {
+    size_t diagonal = std::exchange(row[0], i + 1);
+    for (size_t j = 0; j < b.size(); ++j) {
+      const size_t changed = diagonal + (a[i] == b[j] ? 0 : 1);
+      diagonal = row[j + 1];
+      row[j + 1] = std::min({changed, diagonal + 1, row[j] + 1});
+    }
+  }
+  return row.back();
+}
+
+// "; did you mean CHOICE?"; empty when no choice is like the word.
+std::string suggestion(const std::string& word, const std::vector<std::string>& choices) {
+  constexpr size_t kMostDistance = 2;
+  const auto distance = [&word](const std::string& choice) {
+    const bool isBeginning = choice.starts_with(word) || choice.starts_with('-' + word);
+    return isBeginning ? 0 : distanceOf(word, choice);
+  };
+  const auto best = std::ranges::min_element(choices, {}, distance);
+  if (distance(*best) > kMostDistance) return "";
+  return "; did you mean " + *best + '?';
+}
+
 // Reads the arguments and runs the verb they name.
 class CommandLine {
  public:
@@ -35,8 +66,9 @@ class CommandLine {
     _app.name("badgemint-admin");
     _app.set_version_flag("--version", "badgemint-admin " BADGEMINT_VERSION);
     _app.set_help_flag("--help", "Show the verbs and the options that they share");
-    _app.add_option("-C", _folder, "Work as if started in this folder")->type_name("DIR");
+    Options(_app).text("-C", "DIR", _folder, "Work as if started in this folder");
     _app.require_subcommand(0, 1);
+    _app.allow_extras();
     addHelp();
     for (const VerbEntry& entry : kVerbs) {
       CLI::App* const verb = addSubcommand(entry.name);
@@ -56,8 +88,10 @@ class CommandLine {
       console.print("{}", helpOf(verbs.empty() ? _app : *verbs.front()));
       return ExitStatus::kAllWell;
     } catch (const CLI::ParseError& wrong) {
+      refuseUnknown();
       throw Failure(ExitStatus::kNotDone, "{} (see badgemint-admin help)", wrong.what());
     }
+    refuseUnknown();
     if (!_run)
       throw Failure(ExitStatus::kNotDone, "no verb given (badgemint-admin help lists them)");
     if (!_folder.empty() && chdir(_folder.c_str()) != 0)
@@ -66,6 +100,45 @@ class CommandLine {
   }
 
  private:
+  // Throws Failure for the first argument that nothing was declared for.
+  void refuseUnknown() const {
+    const auto verbs = _app.get_subcommands();
+    const CLI::App& app = verbs.empty() ? _app : *verbs.front();
+    const auto unknown = app.remaining();
+    if (unknown.empty()) return;
+    const std::string& word = unknown.front();
+    const std::string name = verbs.empty() ? "badgemint-admin" : app.get_name();
+    if (!verbs.empty() && word == "-C")
+      throw Failure(ExitStatus::kNotDone, "-C comes before the verb: badgemint-admin -C DIR {}",
+                    name);
+    if (word.starts_with('-'))
+      throw Failure(ExitStatus::kNotDone, "{} has no option {}{} (see badgemint-admin help{})",
+                    name, word, suggestion(word, optionsOf(app)), verbs.empty() ? "" : ' ' + name);
+    if (verbs.empty()) refuseVerb(word);
+    throw Failure(ExitStatus::kNotDone, "{}: unexpected word {} (see badgemint-admin help {})",
+                  name, word, name);
+  }
+
+  [[noreturn]] static void refuseVerb(const std::string& word) {
+    throw Failure(ExitStatus::kNotDone, "there is no verb {}{} (see badgemint-admin help)", word,
+                  suggestion(word, verbNames()));
+  }
+
+  static std::vector<std::string> optionsOf(const CLI::App& app) {
+    std::vector<std::string> names;
+    for (const CLI::Option* const option : app.get_options()) {
+      for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+      for (const std::string& name : option->get_snames()) names.push_back('-' + name);
+    }
+    return names;
+  }
+
+  static std::vector<std::string> verbNames() {
+    std::vector<std::string> names = {kHelp};
+    for (const VerbEntry& entry : kVerbs) names.emplace_back(entry.name);
+    return names;
+  }
+
   // Not CLI::App::help, which describes the verb on the command line whatever it is asked about.
   std::string helpOf(CLI::App& app) const {
     const std::string name =
@@ -75,12 +148,13 @@ class CommandLine {
 
   CLI::App* addSubcommand(const char* name) {
     CLI::App* const verb = _app.add_subcommand(name);
+    verb->allow_extras();
     verb->set_help_flag("--help", "Show the options of this verb");
     return verb;
   }
 
   void addHelp() {
-    CLI::App* const verb = addSubcommand("help");
+    CLI::App* const verb = addSubcommand(kHelp);
     verb->description("Show the options of a verb");
     verb->add_option("VERB", _helpTopic, "The verb; without it, all of them are listed");
     verb->callback([this] {
@@ -95,7 +169,7 @@ class CommandLine {
     if (_helpTopic.empty()) return _app;
     for (CLI::App* const verb : _app.get_subcommands({}))
       if (verb->get_name() == _helpTopic) return *verb;
-    throw Failure(ExitStatus::kNotDone, "there is no verb {}", _helpTopic);
+    refuseVerb(_helpTopic);
   }
 
   CLI::App _app{"Looks after the files of a badgemint site."};

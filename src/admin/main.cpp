@@ -1,3 +1,5 @@
+#include <sys/prctl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -13,8 +15,16 @@ static bool wantsColours() {
   return isatty(STDOUT_FILENO) == 1 && (refused == nullptr || *refused == '\0');
 }
 
+// A core dump would hold PINs, in the folder of the site.
+static void preventCoreDumps() {
+  const struct rlimit none = {0, 0};
+  setrlimit(RLIMIT_CORE, &none);
+  prctl(PR_SET_DUMPABLE, 0);  // A program that the system hands dumps to ignores the limit.
+}
+
 int main(int argc, char* argv[]) {
   if (takeStandardFiles() != 0) return static_cast<int>(badgemint::admin::ExitStatus::kNotDone);
+  preventCoreDumps();
   std::signal(SIGPIPE, SIG_IGN);  // A reader that has gone must not end a run halfway.
   std::signal(SIGXFSZ, SIG_IGN);  // A limit of file sizes is a write that fails.
   std::ios::sync_with_stdio(false);

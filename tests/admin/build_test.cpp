@@ -158,6 +158,25 @@ TEST_F(BuildTest, ReportsFilesThatAreNotItsOwnAndGoesOn) {
   EXPECT_TRUE(isNew() && fs::exists(".badgemint-admin/other"));
   fs::create_directory(".badgemint-admin/new.ident");
   expectError(runAdmin("build"), ".badgemint-admin/new.ident cannot be removed (Is a directory)");
+  fs::remove_all(kPrivateFolder);
+  cards(kOldCards);
+  const AdminRun tried =
+      runAdmin("build --dry-run", {.call = "unlinkat", .nth = 1, .forEver = true});
+  EXPECT_EQ(tried.status, 1);
+  expectError(tried, ".badgemint-admin/tried.access cannot be removed");
+}
+
+TEST_F(BuildTest, ReportsFilesThatOtherUsersCanRead) {
+  fs::permissions(".", fs::perms(0711));
+  fs::permissions("cards.txt", fs::perms(0604));
+  fs::permissions("ident.db", fs::perms(0640));
+  const AdminRun run = runAdmin("build");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.errors,
+            "badgemint-admin: cards.txt contains PINs and can be read by other users (chmod o-r "
+            "cards.txt)\n");
+  fs::permissions(".", fs::perms(0700));
+  EXPECT_EQ(runAdmin("build").errors, "");
 }
 
 TEST_F(BuildTest, WritesItsLogToTheFileItHasChecked) {
@@ -201,7 +220,8 @@ TEST_F(BuildTest, RefusesAndChangesNothing) {
       {"ln -s none link", "--log link", 2, "link is a link or not a file"},
       {"mkdir sub", "--access sub", 2, "sub is a link or not a file"},
       {"mkdir sub", "--access sub/access.db", 2, "are not in one folder"},
-      {"rm access.db.old; mkdir access.db.old", "--keep", 2, "access.db.old is a link or not a file"},
+      {"rm access.db.old; mkdir access.db.old", "--keep", 2,
+       "access.db.old is a link or not a file"},
       {"", "--access /proc/access.db", 2, "are not in one folder"},
       {"", "--cards /dev/null", 3, "/dev/null is a device, not a regular file"},
       {"mkfifo link", "--formats link", 3, "link is a FIFO, not a regular file"},
@@ -223,9 +243,9 @@ TEST_F(BuildTest, RefusesAndChangesNothing) {
       {"echo >>ident.db", "", 2, "ident.db ends within a record"},
       {"echo >>ident.db", "--max-removed 3", 2, "(--max-removed 100% replaces it all the same)"},
       {"echo >>ident.db", "--max-removed 100", 2, "(--max-removed 100% replaces it all the same)"},
-      {"yes | head -c 28 >ident.db", "", 2, "ident.db"},
-      {"(head -c 24 /dev/zero; echo 222) >ident.db", "", 2, "ident.db"},
-      {"yes | head -c 44 >access.db", "", 2, "access.db"},
+      {"yes | head -c 28 >ident.db", "", 2, "ident.db is not such a database"},
+      {"(head -c 24 /dev/zero; echo 222) >ident.db", "", 2, "ident.db is not such a database"},
+      {"yes | head -c 44 >access.db", "", 2, "access.db is not such a database"},
       {"", "--max-removed half", 3, "neither a number nor a percentage"},
       {"", "--max-removed 1x", 3, "neither a number nor a percentage"},
       {"", "--max-removed 101%", 3, "neither a number nor a percentage"},

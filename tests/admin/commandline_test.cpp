@@ -19,10 +19,17 @@ TEST(CommandLine, DoesWhatItIsAskedOrSaysWhyNot) {
       {"--help", 0, "Usage: badgemint-admin [OPTIONS]", ""},
       {"help build", 0, "Usage: badgemint-admin build [OPTIONS]", ""},
       {"build --help", 0, "--max-removed N or N%", ""},
-      {"help none", 3, "", "there is no verb none"},
+      {"help none", 3, "", "there is no verb none (see"},
       {"", 3, "", "no verb given (badgemint-admin help lists them)"},
-      {"biuld", 3, "", "(see badgemint-admin help)"},
-      {"check --colour\x07", 3, "", "--colour\\x07 (see badgemint-admin help)"},
+      {"biuld --keep", 3, "",
+       "there is no verb biuld; did you mean build? (see badgemint-admin help)"},
+      {"check --form x", 3, "", "check has no option --form; did you mean --formats? (see"},
+      {"check --colour\x07", 3, "",
+       "check has no option --colour\\x07 (see badgemint-admin help check)"},
+      {"check one two", 3, "", "check: unexpected word one (see badgemint-admin help check)"},
+      {"check -C .", 3, "", "-C comes before the verb: badgemint-admin -C DIR check"},
+      {"check -h", 3, "", "check has no option -h; did you mean --help?"},
+      {"-h", 3, "", "badgemint-admin has no option -h; did you mean --help?"},
       {"build --level many", 3, "", "--level"},
       {"-C . help", 0, "check", ""},
       {"-C none check", 3, "", "none: No such file or directory"},
@@ -34,6 +41,19 @@ TEST(CommandLine, DoesWhatItIsAskedOrSaysWhyNot) {
     EXPECT_TRUE(run.output.find(output) != std::string::npos &&
                 run.output.empty() == (status != 0));
     EXPECT_NE(run.errors.find(errors), std::string::npos) << run.errors;
+  }
+}
+
+// As an unset variable of a script would give it.
+TEST(CommandLine, RefusesEmptyValues) {
+  for (const char* const line :
+       {"-C \"\" check", "check --cards \"\"", "check --levels \"\"", "build --log \"\"",
+        "build --max-removed \"\"", "dump --output \"\"", "show --ident \"\" 1",
+        "verify --access \"\"", "diff --old \"\" x", "pattern --formats \"\" 1 1",
+        "decode --cardsets \"\" 00", "format \"\""}) {
+    const AdminRun run = runAdmin(line);
+    EXPECT_EQ(run.status, 3) << line;
+    EXPECT_NE(run.errors.find("the value is empty"), std::string::npos) << line << run.errors;
   }
 }
 

@@ -149,7 +149,11 @@ bool Folder::tryRemoveFolder(const std::string& name) const noexcept {
 }
 
 void Folder::sync() const {
-  throwErrnoUnless(fsync(number()) == 0, _path);
+  throwErrnoUnless(trySync(), _path);
+}
+
+bool Folder::trySync() const noexcept {
+  return fsync(number()) == 0;
 }
 
 NewFile::NewFile(const std::string& path, bool mayReplace)
@@ -184,12 +188,21 @@ void NewFile::write(std::string_view text) {
   writeAll(_file, text, _folder.pathOf(_name));
 }
 
-void NewFile::finish() {
+bool NewFile::finish() {
   throwErrnoUnless(fsync(_file.number()) == 0, _folder.pathOf(_name));
   checkTarget();
-  _folder.moveTo(_unfinishedName, _folder, _name);
-  _isFinished = true;
-  _folder.sync();
+  if (_mayReplace) {
+    _folder.moveTo(_unfinishedName, _folder, _name);
+  } else {
+    try {
+      _folder.linkTo(_unfinishedName, _folder, _name);
+    } catch (const std::system_error&) {
+      checkTarget();  // There is such a file since a moment ago.
+      throw;
+    }
+  }
+  _isFinished = _mayReplace || _folder.tryRemove(_unfinishedName);
+  return _folder.trySync() && _isFinished;
 }
 
 }  // namespace badgemint::admin

@@ -89,6 +89,7 @@ class Folder {
   [[nodiscard]] bool tryRemove(const std::string& name) const noexcept;
   [[nodiscard]] bool tryRemoveFolder(const std::string& name) const noexcept;
   void sync() const;
+  [[nodiscard]] bool trySync() const noexcept;
 
  private:
   Folder(std::string path, Descriptor descriptor)
@@ -127,8 +128,10 @@ class NewFile {
   NewFile& operator=(const NewFile&) = delete;
 
   void write(std::string_view text);
-  // Writes through to the disk and gives the file its name.
-  void finish();
+  // Writes through to the disk and gives the file its name. Throws as the constructor does when
+  // there is a file of this name meanwhile that must not be replaced. False, with errno set, when
+  // the file is in place but its name may be lost in a power cut.
+  [[nodiscard]] bool finish();
 
  private:
   void checkTarget() const;

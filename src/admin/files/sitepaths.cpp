@@ -3,6 +3,8 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <system_error>
 
 #include "admin/console.h"
 #include "admin/files/folder.h"
@@ -51,6 +53,19 @@ void requireRegularFile(const std::string& path) {
   if (stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode))
     throw Failure(ExitStatus::kNotDone, "{} is {}, not a regular file", path,
                   kindOf(status.st_mode));
+}
+
+bool isReadableByOthers(const std::string& path) {
+  std::error_code failed;
+  std::filesystem::path part = std::filesystem::canonical(path, failed);
+  auto needed = std::filesystem::perms::others_read;
+  for (; !failed; part = part.parent_path()) {
+    if ((std::filesystem::status(part, failed).permissions() & needed) == std::filesystem::perms{})
+      return false;
+    if (part == part.root_path()) return !failed;
+    needed = std::filesystem::perms::others_exec;  // To enter a folder.
+  }
+  return false;
 }
 
 std::vector<std::string> formatFiles(const std::string& formatsName) {

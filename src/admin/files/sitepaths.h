@@ -42,6 +42,9 @@ class BuildInputs {
   std::vector<std::optional<FileState>> _states;
 };
 
+// Whether users other than owner and group can read the file, where it is.
+bool isReadableByOthers(const std::string& path);
+
 // Throws Failure (refused) when one of `outputs` is one of `inputs` or another output: the same
 // file, or the same name in the same folder.
 void requireDistinctFiles(const std::vector<std::string>& inputs,

@@ -74,9 +74,11 @@ bool isPin(const IdentRecord& ident) {
   return ident.cardsetcode == kPinOnlyCode || ident.cardsetcode == kPinIdentCode;
 }
 
+// A PIN of one zero is none; a blank one has no digits.
 bool hasPin(const AccessRecord& access) {
   const DigitText<AccessRecord::kPinDigits> digits(access.pincode);
-  return std::string_view(digits.c_str()).find_first_not_of('0') != std::string_view::npos;
+  const std::string_view text = digits.c_str();
+  return !text.empty() && text != "0";
 }
 
 bool isValidAt(const AccessRecord& access, uint32_t time) {
@@ -274,6 +276,7 @@ class Build {
     _console.output() << summary;
     for (std::string& problem : replacement.cleanUp()) _problems.push_back(std::move(problem));
     for (const std::string& problem : _problems) _console.reportText(problem);
+    reportReadableFiles();
     return _hasWarnings || !_problems.empty() ? ExitStatus::kFound : ExitStatus::kAllWell;
   }
 
@@ -353,6 +356,15 @@ class Build {
       _old = {};
     }
     _old.sort();
+  }
+
+  void reportReadableFiles() const {
+    const SitePaths& site = _options.site;
+    for (const std::string& path :
+         {site.cards, site.access, site.ident, site.access + kKeptSuffix, site.ident + kKeptSuffix})
+      if (isReadableByOthers(path))
+        _console.report("{} contains PINs and can be read by other users (chmod o-r {})", path,
+                        path);
   }
 
   std::string summaryOf(bool isUnchanged) const {
