@@ -32,6 +32,8 @@ struct BuildOptions {
   bool allowEmpty = false;
   bool dryRun = false;
   bool keep = false;
+  bool changes = false;
+  bool quiet = false;
 };
 
 constexpr mode_t kDatabaseMode = 0600;  // Without an old file.
@@ -265,8 +267,10 @@ class Build {
     compareWithOld(replacement);
     throwIfInterrupted();
 
+    const Changes changes = compare(_old, _fresh);
+    if (_options.changes) printDifferences(changes, replacement);
     const bool isUnchanged = replacement.isUnchanged();
-    const std::string summary = summaryOf(isUnchanged);
+    const std::string summary = _options.quiet ? "" : summaryOf(changes, isUnchanged);
     if (!_options.dryRun && !isUnchanged) {
       const BlockedSignals blocked;
       replacement.replace({kDatabaseMode, kDatabaseMode, cardSetsMode}, _options.keep);
@@ -276,7 +280,7 @@ class Build {
     _console.output() << summary;
     for (std::string& problem : replacement.cleanUp()) _problems.push_back(std::move(problem));
     for (const std::string& problem : _problems) _console.reportText(problem);
-    reportReadableFiles();
+    if (!_options.quiet) reportReadableFiles();
     return _hasWarnings || !_problems.empty() ? ExitStatus::kFound : ExitStatus::kAllWell;
   }
 
@@ -285,7 +289,9 @@ class Build {
     Findings findings;
     const SiteSummary summary =
         checkSite({_options.site.cards, _options.site.formats, {}, false}, findings);
-    const ExitStatus status = report(findings, summary, _options.strict, _console);
+    const bool isSilent = _options.quiet && findings.errors() + findings.warnings() == 0;
+    const ExitStatus status =
+        isSilent ? ExitStatus::kAllWell : report(findings, summary, _options.strict, _console);
     if (status == ExitStatus::kRefused)
       throw Failure(ExitStatus::kRefused, "refused because of these findings");
     _hasWarnings = status == ExitStatus::kFound;
@@ -367,9 +373,18 @@ class Build {
                         path);
   }
 
-  std::string summaryOf(bool isUnchanged) const {
+  // What `diff` prints of the old and the new databases.
+  void printDifferences(const Changes& changes, const Replacement& replacement) {
+    SitePaths before = _options.site, now = _options.site;
+    before.ident = before.access = now.ident = now.access = "";
+    before.cardSets = replacement.hasTarget(kCardSetsPart) ? before.cardSets : "";
+    now.cardSets = _staged.cardSets;
+    printChanges(changes, Site(before, Site::Formats::kOptional, _console),
+                 Site(now, Site::Formats::kOptional, _console), false, _console);
+  }
+
+  std::string summaryOf(const Changes& changes, bool isUnchanged) const {
     const SitePaths& site = _options.site;
-    const Changes changes = compare(_old, _fresh);
     const auto count = [&changes](auto... fates) {
       return (changes.countCredentials(fates) + ...);
     };
@@ -442,6 +457,8 @@ Run addBuild(Options options) {
   options.flag("--allow-empty", given->allowEmpty, "Also without a single credential");
   options.flag("--dry-run", given->dryRun, "Do all but replace, and print what would change");
   options.flag("--keep", given->keep, "Keep the replaced files under .old");
+  options.flag("--changes", given->changes, "Print each change, as diff does");
+  options.flag("--quiet", given->quiet, "Print nothing when there is nothing to report");
   return [given](Console& console) { return build(*given, console); };
 }
 
