@@ -1,5 +1,6 @@
 #include "admin/arguments.h"
 
+#include <algorithm>
 #include <ctime>
 
 #include "admin/bits/cards.h"
@@ -36,21 +37,55 @@ std::optional<uint32_t> timeOf(const std::string& word) {
   return static_cast<uint32_t>(seconds);
 }
 
-CardEncoder encoderOfSet(std::string_view set, const Site& site) {
+CardEncoder encoderOfSet(std::string_view set, const cardsets& sets,
+                         const std::vector<CheckedFormat>& formats) {
   const auto csid = numberOf(set);
   const bool isSet = csid && *csid <= kLastCardSetId;
-  const cardset* const record = isSet ? site.sets().getCardSet(*csid) : nullptr;
+  const cardset* const record = isSet ? sets.getCardSet(*csid) : nullptr;
   if (record == nullptr)
     throw Failure(ExitStatus::kRefused, "there is no card set {}", quoted(set));
-  const CardFormat* const format = site.formatOfSet(record->csid);
-  if (format == nullptr)
+  const auto listed = std::ranges::find(formats, record->fmtid, &CheckedFormat::id);
+  if (listed == formats.end() || listed->format == nullptr)
     throw Failure(ExitStatus::kRefused, "format {} of card set {} is not there", record->fmtid,
                   record->csid);
-  return {format, format->encodeSite(record->fldvalues)};
+  return {listed->format, listed->format->encodeSite(record->fldvalues)};
 }
 
 CardPattern keyOfCard(std::string_view set, std::string_view number, const Site& site) {
-  return encodeWord(encoderOfSet(set, site), number).pattern;
+  return encodeWord(encoderOfSet(set, site.sets(), site.formats()), number).pattern;
+}
+
+uint32_t parseHolder(const std::string& word) {
+  const auto uniqid = numberOf(word);
+  if (!uniqid)
+    throw Failure(ExitStatus::kNotDone, "{} is not a unique ID, a number from 0 to 4294967295",
+                  quoted(word));
+  return *uniqid;
+}
+
+CardPattern parseKey(const std::string& word) {
+  const auto key = keyOf(word);
+  if (!key)
+    throw Failure(ExitStatus::kNotDone, "{} is not a key of 1 to 32 hexadecimal digits",
+                  quoted(word));
+  return *key;
+}
+
+CardPattern parseCard(const std::string& word, const Site& site) {
+  const size_t colon = word.find(':');
+  if (colon == std::string::npos)
+    throw Failure(ExitStatus::kNotDone, "{} is not a card; write card set and number as in 1:15890",
+                  quoted(word));
+  return keyOfCard(word.substr(0, colon), word.substr(colon + 1), site);
+}
+
+uint32_t parseTimeOrNow(const char* option, const std::string& word) {
+  if (word.empty()) return static_cast<uint32_t>(std::time(nullptr));
+  const auto time = timeOf(word);
+  if (!time)
+    throw Failure(ExitStatus::kNotDone, "{} {} is not a time; write it as \"2026/01/31 18:00:00\"",
+                  option, quoted(word));
+  return *time;
 }
 
 }  // namespace badgemint::admin

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "admin/records/site.h"
 #include "cardsets/card_functions.h"
@@ -23,12 +24,22 @@ std::optional<uint32_t> numberOf(std::string_view word);
 // word, for a year outside 1970 to 2037, and for a day that its month does not have.
 std::optional<uint32_t> timeOf(const std::string& word);
 
-// The encoder for the cards of a card set. Throws Failure (refused) when the site has no such card
-// set, or its format is missing.
-CardEncoder encoderOfSet(std::string_view set, const Site& site);
+// The encoder for the cards of a card set. Throws Failure (refused) when there is no such card set,
+// or its format is missing.
+CardEncoder encoderOfSet(std::string_view set, const cardsets& sets,
+                         const std::vector<CheckedFormat>& formats);
 
 // The key of a card of a site. Throws Failure (refused) when there is no such card.
 CardPattern keyOfCard(std::string_view set, std::string_view number, const Site& site);
+
+// The same for whole words of the command line. Throw Failure: not done for a word that cannot be
+// one, refused as keyOfCard does.
+uint32_t parseHolder(const std::string& word);
+CardPattern parseKey(const std::string& word);
+// "1:15890".
+CardPattern parseCard(const std::string& word, const Site& site);
+// The value of `option`; the clock when it was not given.
+uint32_t parseTimeOrNow(const char* option, const std::string& word);
 
 }  // namespace badgemint::admin
 

@@ -27,8 +27,8 @@ struct VerbEntry {
 
 // In the order of help: what most people need first.
 constexpr VerbEntry kVerbs[] = {
-    {"check", addCheck},     {"build", addBuild},   {"show", addShow},
-    {"verify", addVerify},   {"diff", addDiff},     {"dump", addDump},
+    {"check", addCheck},     {"build", addBuild},   {"show", addShow},     {"list", addList},
+    {"why", addWhy},         {"verify", addVerify}, {"diff", addDiff},     {"dump", addDump},
     {"pattern", addPattern}, {"decode", addDecode}, {"format", addFormat},
 };
 

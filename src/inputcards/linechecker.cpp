@@ -21,10 +21,10 @@ int32_t reportPin(int32_t result, int32_t lineNumber) {
 }  // namespace
 
 int32_t LineChecker::check(InputLine line) {
-  return takeLine(*this, line);
+  return _site.dispatch(*this, line);
 }
 
-int32_t LineChecker::takeCard(InputLine line) {
+int32_t LineChecker::handleCard(InputLine line) {
   FieldScanner scanner(line.text + 1);
   CardLine card = scanCardLine(scanner);
   if (const int32_t rc = SiteCards::checkCardSetId(card.csid, line.number); rc < 0) return rc;
@@ -42,7 +42,7 @@ int32_t LineChecker::takeCard(InputLine line) {
   return result;
 }
 
-int32_t LineChecker::takeNoFormatCard(InputLine line) {
+int32_t LineChecker::handleNoFormatCard(InputLine line) {
   FieldScanner scanner(line.text + 1);
   CardLine card = scanCardLine(scanner);
   if (const int32_t rc = checkCardNumber(card.cardNumber, 0, 1); rc < 0)
@@ -57,13 +57,13 @@ int32_t LineChecker::takeNoFormatCard(InputLine line) {
   return result;
 }
 
-int32_t LineChecker::takePin(InputLine line) {
+int32_t LineChecker::handlePin(InputLine line) {
   const int32_t result = indexPin(line);
   if (result != kInvalidPin) LOG(kLogStep, "duppin line#=%d\n", line.number);
   return result;
 }
 
-int32_t LineChecker::takePinIdent(InputLine line) {
+int32_t LineChecker::handlePinIdent(InputLine line) {
   const int32_t result = indexPin(line);
   if (result != kInvalidPin) LOG(kLogStep, "duppinident line#=%d\n", line.number);
   return result;
@@ -77,7 +77,7 @@ int32_t LineChecker::indexPin(InputLine line) {
   return _index.add(packedPin(pin.pin), pin.uniqid, *line.text, line.number, 0, 0);
 }
 
-int32_t LineChecker::takeMultiCards(InputLine line) {
+int32_t LineChecker::handleMultiCards(InputLine line) {
   MultiCards block;
   if (const int32_t rc = _site.readMultiCards(line, block); rc < 0) return rc;
   const int32_t result = indexMultiCards(block, line.number);

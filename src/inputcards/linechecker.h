@@ -20,16 +20,15 @@ class LineChecker {
   // end of the index; of a block ('d') whose cards do not all fit, the cards before.
   [[nodiscard]] int32_t check(InputLine line);
 
- private:
-  template <typename Pass>
-  friend int32_t takeLine(Pass& pass, InputLine line);
+  // The parts of that for each line type, for SiteCards::dispatch.
+  int32_t handleCard(InputLine line);
+  int32_t handleNoFormatCard(InputLine line);
+  int32_t handlePin(InputLine line);
+  int32_t handlePinIdent(InputLine line);
+  int32_t handleMultiCards(InputLine line);
 
-  int32_t takeCard(InputLine line);
-  int32_t takeNoFormatCard(InputLine line);
-  int32_t takePin(InputLine line);
-  int32_t takePinIdent(InputLine line);
+ private:
   int32_t indexPin(InputLine line);
-  int32_t takeMultiCards(InputLine line);
   int32_t indexMultiCards(const MultiCards& block, int32_t lineNumber);
 
   SiteCards& _site;

@@ -56,10 +56,10 @@ void setCardHolder(CardRecord& card, const CardLine& line, const HolderFields& h
 }  // namespace
 
 int32_t LineWriter::write(InputLine line) {
-  return takeLine(*this, line);
+  return _site.dispatch(*this, line);
 }
 
-int32_t LineWriter::takeCard(InputLine line) {
+int32_t LineWriter::handleCard(InputLine line) {
   FieldScanner scanner(line.text + 1);
   CardLine fields = scanCardLine(scanner);
   const HolderFields holder = scanHolderFields(scanner);
@@ -80,7 +80,7 @@ int32_t LineWriter::takeCard(InputLine line) {
   return kSuccess;
 }
 
-int32_t LineWriter::takeNoFormatCard(InputLine line) {
+int32_t LineWriter::handleNoFormatCard(InputLine line) {
   FieldScanner scanner(line.text + 1);
   CardLine fields = scanCardLine(scanner);
   const HolderFields holder = scanHolderFields(scanner);
@@ -101,7 +101,7 @@ int32_t LineWriter::takeNoFormatCard(InputLine line) {
   return kSuccess;
 }
 
-int32_t LineWriter::takePin(InputLine line) {
+int32_t LineWriter::handlePin(InputLine line) {
   FieldScanner scanner(line.text + 1);
   PinLine fields = scanPinLine(scanner);
   const HolderFields holder = scanHolderFields(scanner);
@@ -118,7 +118,7 @@ int32_t LineWriter::takePin(InputLine line) {
   return kSuccess;
 }
 
-int32_t LineWriter::takePinIdent(InputLine line) {
+int32_t LineWriter::handlePinIdent(InputLine line) {
   FieldScanner scanner(line.text + 1);
   PinLine fields = scanPinLine(scanner);
   if (const int32_t rc = checkPinCode(fields.pin, kMaxPinIdentDigits); rc < 0) return rc;
@@ -133,7 +133,7 @@ int32_t LineWriter::takePinIdent(InputLine line) {
   return kSuccess;
 }
 
-int32_t LineWriter::takeMultiCards(InputLine line) {
+int32_t LineWriter::handleMultiCards(InputLine line) {
   MultiCards block;
   if (const int32_t rc = _site.readMultiCards(line, block); rc < 0) return rc;
   LOG(kLogRecord,

@@ -18,15 +18,14 @@ class LineWriter {
   // kSuccess, or the code with which a build ends here, logged unless pass 1 has logged it.
   [[nodiscard]] int32_t write(InputLine line);
 
- private:
-  template <typename Pass>
-  friend int32_t takeLine(Pass& pass, InputLine line);
+  // The parts of that for each line type, for SiteCards::dispatch.
+  int32_t handleCard(InputLine line);
+  int32_t handleNoFormatCard(InputLine line);
+  int32_t handlePin(InputLine line);
+  int32_t handlePinIdent(InputLine line);
+  int32_t handleMultiCards(InputLine line);
 
-  int32_t takeCard(InputLine line);
-  int32_t takeNoFormatCard(InputLine line);
-  int32_t takePin(InputLine line);
-  int32_t takePinIdent(InputLine line);
-  int32_t takeMultiCards(InputLine line);
+ private:
   int32_t writeBlock(const MultiCards& block, int32_t lineNumber);
 
   SiteCards& _site;

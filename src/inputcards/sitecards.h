@@ -63,6 +63,31 @@ class SiteCards {
   // kInvalidCardSet, kFormatNotDefined, kInvalidCardNumber.
   [[nodiscard]] int32_t readMultiCards(InputLine line, MultiCards& block);
 
+  // Hands a line to the operation of a pass that its type asks for; a card set is defined in either
+  // pass. Blank lines and comments are nothing to a pass.
+  template <typename Pass>
+  int32_t dispatch(Pass& pass, InputLine line) {
+    if (isBlank(line.text)) return kSuccess;
+    switch (*line.text) {
+      case kCardLine:
+        return pass.handleCard(line);
+      case kPinIdentLine:
+        return pass.handlePinIdent(line);
+      case kNoFormatCardLine:
+        return pass.handleNoFormatCard(line);
+      case kPinLine:
+        return pass.handlePin(line);
+      case kMultiCardsLine:
+        return pass.handleMultiCards(line);
+      case kFieldsLine:
+        return defineCardSet(line);
+      case kCommentLine:
+        return kSuccess;
+      default:
+        return reportInvalidLine(line);
+    }
+  }
+
   // What a pass says of a line with a wrong card number and of one that is of no type.
   static int32_t reportCardNumber(int32_t result, int32_t lineNumber);
   static int32_t reportInvalidLine(InputLine line);
@@ -72,31 +97,6 @@ class SiteCards {
   cardsets _cardSets;
   std::array<CardEncoder, kLastCardSetId + 1> _encoders;  // By card set ID, when first used.
 };
-
-// Hands a line to the operation of a pass that its type asks for; a card set is defined in either
-// pass. Blank lines and comments are nothing to a pass.
-template <typename Pass>
-int32_t takeLine(Pass& pass, InputLine line) {
-  if (isBlank(line.text)) return kSuccess;
-  switch (*line.text) {
-    case kCardLine:
-      return pass.takeCard(line);
-    case kPinIdentLine:
-      return pass.takePinIdent(line);
-    case kNoFormatCardLine:
-      return pass.takeNoFormatCard(line);
-    case kPinLine:
-      return pass.takePin(line);
-    case kMultiCardsLine:
-      return pass.takeMultiCards(line);
-    case kFieldsLine:
-      return pass._site.defineCardSet(line);
-    case kCommentLine:
-      return kSuccess;
-    default:
-      return SiteCards::reportInvalidLine(line);
-  }
-}
 
 }  // namespace badgemint
 

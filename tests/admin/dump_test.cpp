@@ -4,6 +4,7 @@
 #include <csignal>
 
 #include "admin/adminrun.h"
+#include "admin/records/databases.h"
 #include "support/testsite.h"
 
 namespace badgemint::admin {
@@ -16,48 +17,77 @@ const std::string kVerb =
 // Levels, flags, escort, validity, elevator and relay group; cards have one flag more.
 const std::string kHolder = " 1 2 3 4 5 6 7 65535 1 0 1 9 2010/2/3 1:2:3 2037/12/31 0 255 1";
 
-void put(const std::string& name, const std::string& content) {
-  fs::remove(name);  // Files cut to nothing are slow: they are written through.
-  std::ofstream(name) << content;
-}
-
-TEST(AdminDump, SaysWhatTheTextCannotSay) {
+TEST(AdminDump, ReportsWhatACardsFileCannotSay) {
   const TestSite site;
   const std::string cards = "f 1 1 A=21\nf 2 2 A=-1\nc 1 15890 4711 1" + kHolder +
                             " 0\nd 2 5 11 100 7\no 99 1\nf 3 1\nf 253 9 H=5\n";
   ASSERT_EQ(buildCards(cards), 0);
-  const std::string ident = contentOf("ident"), access = contentOf("access");
+  Databases built;
+  built.readIdents("ident");
+  built.readAccesses("access");
   const struct {
-    bool inIdent;
-    size_t from, step;  // The bytes that get this value.
-    int value;
+    void (*change)(Databases&);
     const char *errors, *output;
   } kCases[] = {
-      {true, 24, 999, 2, "record 0 (holder 1) is marked as deleted", "\n# deleted: c 1 15890 *"},
-      {true, 48, 999, 9, "card set 9 or its format is not known", "\n# left out: card with"},
-      {true, 49, 28, 1, "and 2 more: records that are left out\n", ": card with key **** of card"},
-      {true, 16, 999, 8, "record 0 (holder 8) is left out: there is no access record\n", "f 2 2\n"},
-      {true, 2, 999, 0, "key 022A0024000000000000000000000000; a build makes 022A0025", "c 1 18 *"},
-      {true, 44, 999, 1, "record 1 (holder 1) shares its access record: a build makes one", ""},
-      {false, 4, 999, 0x4A, "its line: its PIN contains a digit above 9\n", "c 1 15890 *"},
-      {false, 4, 999, 0xF0, "access: record 0 (holder 1): PIN none; a build makes none\n", ""},
-      {false, 40, 44, 1, "and 2 more: flag 0 (not in the line)\n", "c 2 5 * 100 7 0"},
-      {false, 36, 999, 3, "access: record 0 (holder 1): issue level 3; a build makes 0\n", ""},
-      {false, 27, 999, 255, "; a build makes 0\n", "c 1 15890 * 1 1 2 3 4 5 6 7 65535 1 0 1 9 21"},
-      {true, 44, 28, 1, "result -1001: two credentials have the same unique ID (verify", ""},
+      {[](auto& d) { d.idents[0].deleted = 2; }, "record 0 (holder 1) is marked as deleted",
+       "\n# deleted: c 1 15890 *"},
+      {[](auto& d) { d.idents[1].cardsetcode = 9; }, "card set 9 or its format is not known",
+       "\n# left out: card with"},
+      {[](auto& d) {
+         for (auto& ident : d.idents) ident.cardsetcode = 256;
+       },
+       "and 3 more: records that are left out\n", ": card with key **** of card"},
+      {[](auto& d) { d.idents[0].uniqid = 8; },
+       "holder 8) is left out: there is no access record\n", "f 2 2\n"},
+      {[](auto& d) { d.idents[0].cardnumber[2] = 0; },
+       "key 022A0024000000000000000000000000; a build makes 022A0025", "c 1 18 *"},
+      {[](auto& d) { d.idents[1].uniqid = 1; },
+       "record 1 (holder 1) shares its access record: a build makes one", ""},
+      {[](auto& d) {
+         for (auto& ident : d.idents) ident.uniqid = 1;
+       },
+       "result -1001: two credentials have the same unique ID (verify", ""},
+      {[](auto& d) { std::swap(d.accesses[0], d.accesses[1]); },
+       "record 1 (holder 100): its access record stands before others", ""},
+      {[](auto& d) { d.accesses.push_back({}); }, "record 12 (holder 0) has no credential", ""},
+      {[](auto& d) { d.accesses[0].pincode[0] = 0x4A; },
+       "its line: its PIN contains a digit above 9\n", "c 1 15890 *"},
+      {[](auto& d) { d.accesses[0].pincode[0] = 0xF0; }, "access: record 0 (holder 1): PIN ", ""},
+      {[](auto& d) {
+         for (auto& access : d.accesses) access.bitflds = 1;
+       },
+       "and 2 more: flag 0 (not in the line)\n", "c 2 5 * 100 7 0"},
+      {[](auto& d) { d.accesses[0].cardissuelevel = 3; },
+       "access: record 0 (holder 1): issue level 3; a build makes 0\n", ""},
+      {[](auto& d) { d.accesses[0].starttime = 0xFF000000; },
+       "start 2105/07/28 02:08:00; a build makes 0\n",
+       "c 1 15890 * 1 1 2 3 4 5 6 7 65535 1 0 1 9 2105/07/28 02:08:00"},
   };
-  for (const auto& [inIdent, from, step, value, errors, output] : kCases) {
+  for (const auto& [change, errors, output] : kCases) {
     SCOPED_TRACE(errors);
-    std::string changed = inIdent ? ident : access;
-    for (size_t at = from; at < changed.size(); at += step) changed[at] = static_cast<char>(value);
-    put("ident", inIdent ? changed : ident);
-    put("access", inIdent ? access : changed);
+    Databases databases = built;
+    change(databases);
+    writeRecords("ident", databases.idents);
+    writeRecords("access", databases.accesses);
     const AdminRun run = runAdmin(kVerb);
     EXPECT_EQ(run.status, 1);
     EXPECT_NE(run.errors.find(errors), std::string::npos) << run.errors;
     EXPECT_NE(run.output.find(output), std::string::npos) << run.output;
     EXPECT_TRUE(run.output.ends_with("f 3 1 A=0\nf 253 9 H=5\n"));
   }
+}
+
+TEST(AdminDump, WarnsWhenOthersCanReadPins) {
+  const TestSite site;
+  ASSERT_EQ(buildCards("p 1234 3" + kHolder), 0);
+  EXPECT_EQ(runAdmin(kVerb + " --with-pins").errors, "");
+  fs::permissions("access", fs::perms(0640));
+  EXPECT_EQ(runAdmin(kVerb).errors, "");
+  const AdminRun run = runAdmin(kVerb + " --with-pins");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(
+      run.errors,
+      "badgemint-admin: access contains PINs and other users can read it: chmod 600 access\n");
 }
 
 TEST(AdminDump, WritesItsFileWholeOrNotAtAll) {
@@ -84,8 +114,8 @@ TEST(AdminDump, WritesItsFileWholeOrNotAtAll) {
       {"", "", 0, "", ""},
       {"echo old >out", "", 2, "out is there already (--force replaces it)", "old\n"},
       {"echo old >out", "--force", 0, "", ""},
-      {"mkdir out", "--force", 2, "out is no regular file", ""},
-      {"ln -s none out", "--force", 2, "out is no regular file", ""},
+      {"mkdir out", "--force", 2, "out is not a regular file", ""},
+      {"ln -s none out", "--force", 2, "out is not a regular file", ""},
       {"ln -s cardsets out", "--force", 2, "cardsets and out are one file", "f 1 2 \n"},
       {"touch out.new", "", 2, "out.new is there: another run writes it", ""},
       {"mv ident away", "", 3, "ident: No such file", ""},

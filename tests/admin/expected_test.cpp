@@ -17,6 +17,7 @@ const std::string kPaths = " --formats formats --ident ident --access access --c
 void put(const std::string& name, const std::string& content) {
   std::filesystem::remove(name);  // Files cut to nothing are slow: they are written through.
   std::ofstream(name) << content;
+  std::filesystem::permissions(name, std::filesystem::perms(0600));
 }
 
 // Why the databases are not proved; empty when they are.
@@ -91,8 +92,8 @@ class RandomSite {
   // Levels, flags, escort, validity, elevator and relay group.
   std::string holder() {
     const char* const kHolders[] = {
-        " 1 2 3 4 5 6 7 65535 1 0 1 9 2010/2/3 1:2:3 2037/12/31 0 255 1",
-        " 70000 -1 0 0 0 0 0 0 7 x 0 4294967295 0 0 1999/31/31 0 256 -1",
+        " 1 2 3 4 5 6 7 65535 1 0 1 999 2010/2/3 1:2:3 2037/12/31 0 255 1",
+        " 70000 -1 0 0 0 0 0 0 7 x 0 0 0 0 1999/31/31 0 256 -1",
         " 1 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0"};
     return kHolders[pick(3)];
   }

@@ -204,7 +204,7 @@ std::string logOnDisk(const std::string& cards, uint32_t level, DiskRoom room, i
 // none ends the build, as if each were appended alone, and its line is not logged.
 void expectEndOnFullDisk(const std::string& cards, const std::vector<Entry>& entries) {
   static std::mt19937 random(1);
-  for (const uint32_t level : {25, 75}) {
+  for (const uint32_t level : {25U, 75U}) {
     const std::string log = logOnDisk(cards, level, {}, 0);
     const std::string idents = contentOf("ident"), accesses = contentOf("access");
     const auto part = [](size_t size) { return static_cast<long>(random() % size); };

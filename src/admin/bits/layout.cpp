@@ -22,6 +22,17 @@ int32_t targetPosition(const BitMask& mask) {
 
 }  // namespace
 
+CardLayout::CardLayout(const CardFormat& format)
+    : _format(format), _masks(format.masks()), _count((format.bitCount() + 7) / 8 * 8) {
+  while (_count > format.bitCount() && !isEverSet(0)) --_count;
+}
+
+bool CardLayout::isEverSet(int32_t bit) const {
+  const int32_t position = positionOf(bit);
+  return position >= 0 && (parityMaskOf(bit) >= 0 || at(_masks.fixed, position) == '1' ||
+                           isUsedPosition(_masks, position));
+}
+
 std::string CardLayout::bitsOf(const CardPattern& pattern) const {
   std::string bits;
   for (int32_t bit = 0; bit < count(); ++bit) {

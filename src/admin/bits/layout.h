@@ -19,9 +19,11 @@ class CardLayout {
   static constexpr char kNoBit = '-';       // A pattern has no room for it.
   static constexpr char kNoPosition = '.';  // The layout has nothing there.
 
-  explicit CardLayout(const CardFormat& format) : _format(format), _masks(format.masks()) {}
+  explicit CardLayout(const CardFormat& format);
 
-  int32_t count() const { return _format.bitCount(); }
+  // Those of the format, and in a layout with gaps, which it does not count, also what it sets in
+  // front of them.
+  int32_t count() const { return _count; }
 
   // The bits of a pattern as '0' and '1', and the pattern of `count()` such bits. What has no place
   // in a pattern is left out.
@@ -46,9 +48,11 @@ class CardLayout {
   // Where it is in the masks; negative before their begin.
   int32_t positionOf(int32_t bit) const { return _format.lastUsedBit() + 1 - count() + bit; }
   char sourceOf(int32_t bit) const;
+  bool isEverSet(int32_t bit) const;
 
   const CardFormat& _format;
-  LayoutMasks _masks;
+  const LayoutMasks _masks;
+  int32_t _count;
 };
 
 // A row of a drawing.

@@ -11,8 +11,6 @@ namespace badgemint::admin {
 
 namespace {
 
-constexpr const char* kBlockDelimiters = " \n\r";
-
 class BlockLine {
  public:
   BlockLine(CardsCheck& check, CheckedLine& line) : _check(check), _line(line) {}
@@ -123,8 +121,12 @@ class BlockLine {
     if (field.word == nullptr) return true;
     const Word word = classify(field.word);
     if (word.kind == WordKind::kNumber) return true;
-    return field.description.kind == FieldKind::kAccessLevel &&
-           (word.kind == WordKind::kComment || word.rest.starts_with('#'));
+    if (field.description.kind != FieldKind::kAccessLevel) return false;
+    // Other white space than blanks is part of a word, but does no harm at the end.
+    const std::string_view rest =
+        word.rest.substr(std::min(word.rest.find_first_not_of("\t\v\f"), word.rest.size()));
+    return word.kind == WordKind::kComment ||
+           (word.kind == WordKind::kNumberWithRest && (rest.empty() || rest[0] == '#'));
   }
 
   void reportPartialNumber(const Field& field) const {
@@ -142,20 +144,21 @@ class BlockLine {
     if (_words.accessLevel == nullptr || std::strchr(_words.accessLevel, '#') != nullptr)
       return nullptr;
     const char* next = _words.accessLevel + std::strlen(_words.accessLevel);
-    while (next < _end && (*next == '\0' || std::strchr(kBlockDelimiters, *next) != nullptr))
-      ++next;
+    while (next < _end && (*next == '\0' || isSpace(*next))) ++next;
     return next == _end || isComment(next) ? nullptr : next;
   }
 
   void checkRanges() const {
     const auto [set, firstCard, count, uniqid, level] = fields();
     if (textToInt64(set.word) != _csid) warnReadAs(set);
-    if (textToInt64(firstCard.word) > INT32_MAX)
+    const int64_t first = textToInt64(firstCard.word);
+    const int64_t cards = textToInt64(count.word);
+    checkBlock(first, cards);
+    if (first > INT32_MAX)
       _line.warn(_line.at(firstCard.word), "range",
                  "first card {} is read as card {}: blocks are for numbers up to 2147483647 ({})",
                  shown(firstCard.word, firstCard.description), textToInt32(firstCard.word),
                  _line.subject);
-    const int64_t cards = textToInt64(count.word);
     if (cards > INT32_MAX || cards < INT32_MIN)
       warnReadAs(count);
     else if (cards < 1)
@@ -169,13 +172,30 @@ class BlockLine {
                  _line.subject);
     else if (holder == 0 && cards > 0)
       _line.warn(_line.at(uniqid.word), "zero", "unique ID 0 ({})", _line.subject);
-    if (textToInt64(firstCard.word) == 0 && cards > 0)
+    if (first == 0 && cards > 0)
       _line.warn(_line.at(firstCard.word), "zero", "card number 0 ({})", _line.subject);
+    for (const int64_t card : {first, first + cards - 1})
+      if (cards > 0)
+        _check.checkNumberRange(_line, firstCard.word, firstCard.description, _csid, card);
+  }
+
+  // What is right, and mostly not meant.
+  void checkBlock(int64_t first, int64_t cards) const {
+    if (first >= 1000 && cards >= 1000 && cards >= first)
+      _line.warn(_line.at(_words.count), "block",
+                 "the number of cards is not below the first card: is it the last card? ({})",
+                 _line.subject);
+    if (_words.accessLevel == nullptr || isComment(_words.accessLevel))
+      _line.warn(_line.whole(), "block",
+                 "no access level: the cards of the block open no door; write 0 if that is meant "
+                 "({})",
+                 _line.subject);
   }
 
   void warnReadAs(const Field& field) const {
-    _line.warn(_line.at(field.word), "range", "{} {} is read as {} ({})", field.description.name,
-               shown(field.word, field.description), textToInt32(field.word), _line.subject);
+    _line.warn(_line.at(field.word), "range", "{} {} is not 0 to {}{} ({})", field.description.name,
+               shown(field.word, field.description), field.description.most,
+               readAs(field.word, field.description, textToInt32(field.word)), _line.subject);
   }
 
   static constexpr char kGluedType[] =

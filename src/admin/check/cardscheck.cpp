@@ -9,6 +9,7 @@
 #include <system_error>
 #include <utility>
 
+#include "admin/files/sitepaths.h"
 #include "cardsets/card_functions.h"
 #include "inputcards/inputfile.h"
 #include "support/linereader.h"
@@ -37,9 +38,12 @@ std::optional<HiddenByte> findHidden(LineReader& input) {
   while (hidden && (raw[hidden->offset] & 0x80) != 0 && hidden->offset > commentStart(raw))
     hidden = findHiddenByte(raw, hidden->offset + 1);
   if (hidden) return hidden;
-  if (raw[0] == kMultiCardsLine)
-    if (const size_t tab = raw.find('\t'); tab < commentStart(raw))
+  if (raw[0] == kMultiCardsLine) {
+    const std::string_view words = raw.substr(0, commentStart(raw));
+    const size_t tab = words.find('\t');
+    if (tab != raw.npos && words.find_first_not_of(" \t\r\n", tab) != raw.npos)
       return HiddenByte{tab, "a tab in a 'd' line does not separate words"};
+  }
   if (raw[0] == kFieldsLine)
     if (const size_t mark = raw.find('#');
         mark != raw.npos && std::strchr(kWordDelimiters, raw[mark - 1]) == nullptr)
@@ -84,10 +88,23 @@ void readDespiteType(CardsCheck& check, const CheckedLine& line) {
   }
 }
 
+// One error for all marks of the file.
+int32_t reportMergeMark(CardsCheck& check, const CheckedLine& line) {
+  if (check.hasMergeMark)
+    check.findings.countFurther(check.mergeMark, "further marks");
+  else
+    check.mergeMark = line.error(line.whole(), kInvalidLine,
+                                 "a mark of a merge conflict: choose one of the two versions that "
+                                 "follow and delete the marks");
+  check.hasMergeMark = true;
+  return kInvalidLine;
+}
+
 int32_t reportLineType(CardsCheck& check, const CheckedLine& line) {
   const std::string_view text = line.text;
   const Place place = line.at(text);
   check.findings.setVerdict(kInvalidLine, line.whole());
+  if (isMergeMark(text)) return reportMergeMark(check, line);
   if (line.start.column > 1)
     check.findings.error(place, kInvalidLine, kRestOfLongLine);
   else if (text.starts_with(kByteOrderMark))
@@ -164,16 +181,25 @@ void checkCards(CardsCheck& check, SiteSummary& summary) {
   if (!openCards(check, *input)) return;
   LineReader& lines = input->lines();
   LineReader::Status status = LineReader::Status::kLine;
-  while ((status = lines.readLine(kMaxInputLine)) == LineReader::Status::kLine)
+  bool isComplete = true;
+  while ((status = lines.readLine(kMaxInputLine)) == LineReader::Status::kLine) {
+    isComplete = lines.line()[lines.length() - 1] == '\n' || lines.length() == kMaxInputLine;
     checkLine(check, lines);
+  }
   if (status == LineReader::Status::kError)
     failFile(check, kInputReadFailed, "cannot be read: {}", std::strerror(errno));
   else if (input->checkUnchanged() < 0)
     failFile(check, kInputReadFailed, "was changed while it was read");
+  else if (!isComplete)
+    check.findings.warn({check.file, lines.lineNumber(), 0}, "text",
+                        "the last line has no newline: the end of the file may be missing");
   summary.credentials = check.index.count();
   summary.holders = checkWholeFile(
       {check.index, std::move(check.unindexed), check.escorts, check.misread, check.file},
       check.findings);
+  if (check.index.count() == 0 && check.findings.errors() == 0)
+    check.findings.warn({check.file, 0, 0}, "empty",
+                        "no card and no PIN: a build makes empty databases, which open no door");
 }
 
 // Always of the same words, for programs that read it.
@@ -200,7 +226,8 @@ std::string named(const LineField& field) {
 }
 
 std::string Subject::text() const {
-  const bool isNumber = cardNumber.find_first_not_of("0123456789ABCDEFabcdef") == cardNumber.npos;
+  const bool isNumber = cardNumber.size() <= kMaxCardNumberDigits &&
+                        cardNumber.find_first_not_of("0123456789ABCDEFabcdef") == cardNumber.npos;
   const std::string_view number = isNumber ? cardNumber : "?";
   if (isPin) return fmt::format("PIN of holder {}", uniqid);
   if (isBlock) return fmt::format("cards from {}, holders from {}", number, uniqid);
@@ -296,6 +323,26 @@ void CardsCheck::checkRange(const CheckedLine& line, std::string_view word, cons
             field.most, readAs(word, field, stored), line.subject);
 }
 
+void CardsCheck::checkNumberRange(const CheckedLine& line, std::string_view word,
+                                  const LineField& field, int32_t csid, int64_t number) {
+  NumberRange& range = numberRanges[static_cast<size_t>(csid)];
+  const uint32_t fmtid = site.cardSets().getCardSet(static_cast<uint32_t>(csid))->fmtid;
+  if (!range.isKnown) {
+    const CardFormat& format = *site.formats().findFormat(fmtid);
+    const auto at = static_cast<size_t>(format.cardNumberField());
+    range = {true, 0, 0};
+    if (at < kFieldCount) {
+      const FieldDefinition& definition = format.fieldDefinitions()[at];
+      const bool isBounded = definition.maxval > 0 && definition.maxval < INT32_MAX;
+      if (isBounded) range = {true, definition.minval, definition.maxval};
+    }
+  }
+  if (range.high == 0 || (number >= range.low && number <= range.high)) return;
+  line.warn(line.at(word), "range",
+            "{} {} is not {} to {}, as format {} requires: no such card should exist ({})",
+            field.name, number, range.low, range.high, fmtid, line.subject);
+}
+
 void CardsCheck::checkLevel(const CheckedLine& line, std::string_view word, const LineField& field,
                             int64_t level) const {
   checkRange(line, word, field, level);
@@ -313,6 +360,8 @@ void readLevels(const std::string& path, AccessLevelSet& levels) {
 }
 
 SiteSummary checkSite(const SiteCheckOptions& options, Findings& findings) {
+  for (const std::string& path : {options.cards, options.formats, options.levels})
+    if (!path.empty()) requireRegularFile(path);
   AccessLevelSet levels;
   if (!options.levels.empty()) readLevels(options.levels, levels);
   const auto site = std::make_unique<SiteCards>();

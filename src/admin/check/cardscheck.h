@@ -5,7 +5,9 @@
 
 #include <fmt/format.h>
 
+#include <array>
 #include <cstdint>
+#include <map>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -85,6 +87,17 @@ struct CardsCheck {
   ErrorNumbers unlistedFormats{};
   int64_t cardsToCount = 1 << 22;  // Of blocks, after the first card that does not fit.
 
+  // What a field of a format may hold by its definition; `high` is 0 where it has no bounds.
+  struct NumberRange {
+    bool isKnown = false;
+    int64_t low = 0, high = 0;
+  };
+  std::array<NumberRange, kLastCardSetId + 1> numberRanges{};  // Of card numbers, by card set.
+  // The card sets by their format and the bits that their site values give a card.
+  std::map<std::pair<uint32_t, PatternWords>, uint32_t> setsByValues{};
+  size_t mergeMark = Findings::kNotKept;  // The error of the first mark of a merge conflict.
+  bool hasMergeMark = false;
+
   // The result of a build for the line; cards of a format that is known not to load are not
   // encoded. The words of an 'f' or 'd' line are split in place. Throws std::bad_alloc.
   int32_t checkAsBuild(const CheckedLine& line, char* text, int32_t csid);
@@ -108,6 +121,9 @@ struct CardsCheck {
   // A number outside what its record keeps; `value` is the word's.
   void checkRange(const CheckedLine& line, std::string_view word, const LineField& field,
                   int64_t value) const;
+  // A card number outside the bounds that its format defines.
+  void checkNumberRange(const CheckedLine& line, std::string_view word, const LineField& field,
+                        int32_t csid, int64_t number);
   void checkLevel(const CheckedLine& line, std::string_view word, const LineField& field,
                   int64_t level) const;
 };

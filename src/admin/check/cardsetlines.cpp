@@ -109,8 +109,9 @@ class CardSetLine {
                   shownName(letter), *letter);
     const ShownWord number = shown(value, kValueField);
     if (!isNumber(value) || textToInt64(value) != textToInt32(value))
-      return warn(value, "value {} of field {:c} {} read as {}", number, *letter,
-                  isNumber(value) ? "is" : "is not a number and is", textToInt32(value));
+      return warn(value, "value {} of field {:c} is not {}{}", number, *letter,
+                  isNumber(value) ? "0 to 2147483647" : "a number",
+                  readAs(value, kValueField, textToInt32(value)));
     if (textToInt32(value) < 0)
       return warn(value, "value {} of field {:c} is negative: the card sets file does not keep it",
                   number, *letter);
@@ -128,15 +129,17 @@ class CardSetLine {
     const FieldDefinition& definition = format.fieldDefinitions()[at];
     if (definition.ftyp == kNotGiven) return true;  // 0 on every card: a finding of the format.
     const int64_t number = textToInt32(value);
-    const bool isBounded = definition.maxval > 0;
-    if (isBounded && (number < definition.minval || number > definition.maxval))
-      return warn(value, "value {} of field {:c} is not {} to {}, as its format requires", number,
-                  'A' + field, definition.minval, definition.maxval);
     CardFormat::FieldValues values{};
     values[at] = number;
     int64_t decoded = 0;
     static_cast<void>(
         format.decodeField(format.encodeNumber(format.encodeSite(values), 0), field, decoded));
+    const bool isBounded = definition.maxval > 0;
+    if (isBounded && (number < definition.minval || number > definition.maxval))
+      return warn(value,
+                  "value {} of field {:c} is not {} to {}, as its format requires: the cards carry "
+                  "{}",
+                  number, 'A' + field, definition.minval, definition.maxval, decoded);
     if (decoded == number) return true;
     return warn(value, "value {} does not fit the {} bits of field {:c}: the cards carry {}",
                 number, format.fieldBitCount(field), 'A' + field, decoded);
@@ -177,6 +180,22 @@ std::optional<CardFormat::FieldValues> readSiteValues(const std::string& text,
   return sets.getCardSet(1)->fldvalues;
 }
 
+namespace {
+
+// Whether another card set has the same cards.
+void checkSameValues(CardsCheck& check, const CheckedLine& line, const cardset& set,
+                     const CardFormat& format) {
+  const PatternWords bits = format.encodeSite(set.fldvalues).words;
+  const auto [other, isNew] = check.setsByValues.try_emplace({set.fmtid, bits}, set.csid);
+  if (!isNew)
+    line.warn(line.whole(), "card-set",
+              "card set {} has the format and the site values of card set {} in line {}: a card "
+              "number is the same card in both",
+              set.csid, other->second, check.lineOfSet[other->second]);
+}
+
+}  // namespace
+
 int32_t checkCardSetLine(CardsCheck& check, CheckedLine& line) {
   std::string copy = line.text;
   CardSetLine words(line);
@@ -191,8 +210,10 @@ int32_t checkCardSetLine(CardsCheck& check, CheckedLine& line) {
     words.checkRepeated(set, check.lineOfSet[csid]);
   } else {
     check.lineOfSet[csid] = line.start.line;
-    const CheckedFormat* const format = check.formats.find(set.fmtid);
-    words.checkNumbersAndValues(format == nullptr ? nullptr : format->format);
+    const CheckedFormat* const listed = check.formats.find(set.fmtid);
+    const CardFormat* const format = listed == nullptr ? nullptr : listed->format;
+    words.checkNumbersAndValues(format);
+    if (format != nullptr) checkSameValues(check, line, set, *format);
   }
   return result;
 }

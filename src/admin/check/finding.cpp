@@ -46,8 +46,8 @@ void Findings::warning(Place place, std::string_view rule, const std::string& te
 }
 
 void Findings::countFurther(size_t error, std::string_view what) {
-  if (error == kNotKept) return;
-  Finding& finding = _kept.at(error);
+  if (error >= _kept.size()) return;
+  Finding& finding = _kept[error];
   ++finding.furtherLines;
   finding.furtherWhat = what;
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <span>
@@ -106,13 +107,32 @@ const FormatFile::Line* FormatFile::firstLongLine() const {
   return line != lines.end() ? &*line : nullptr;
 }
 
+std::optional<FormatFile::Misread> FormatFile::findMisread() const {
+  if (_kind != FormatKind::kCdf || _lines.empty()) return {};
+  if (isUtf16(_lines.front().raw)) return Misread{placeOf(0), kUtf16Text};
+  const auto mark = std::ranges::find_if(_lines, isMergeMark, &Line::raw);
+  if (mark == _lines.end()) return {};
+  return Misread{placeOf(static_cast<size_t>(mark - _lines.begin())), kMergeMarkText};
+}
+
+std::string shownLetters(std::string_view word) {
+  return quoted(word.substr(0, word.find_first_of("0123456789")));
+}
+
 namespace {
+
+constexpr LineField kParityCount = {"number of parity masks", FieldKind::kNumber, kParityMaskCount};
+constexpr LineField kBound = {"bound", FieldKind::kNumber, std::numeric_limits<int32_t>::max()};
+
+std::string_view withoutSpace(std::string_view text) {
+  while (!text.empty() && isSpace(text.front())) text.remove_prefix(1);
+  return text;
+}
 
 // Whether a text begins with a number that nothing touches. What follows it is ignored.
 bool startsWithNumber(std::string_view text) {
-  while (!text.empty() && isSpace(text.front())) text.remove_prefix(1);
-  const auto end = std::ranges::find_if(text, isSpace);
-  return isNumber({text.begin(), end});
+  text = withoutSpace(text);
+  return isNumber({text.begin(), std::ranges::find_if(text, isSpace)});
 }
 
 // The rules of everything but the masks: `field`, `number` and `text`.
@@ -122,6 +142,8 @@ class FormatRules {
       : _file(file), _format(format), _findings(findings) {}
 
   void check() {
+    if (const auto misread = _file.findMisread(); misread)
+      return _findings.warn(misread->place, "text", "{}", misread->text);
     checkEnd();
     if (const FormatFile::Line* const line = _file.firstLongLine(); line != nullptr)
       return warnOfLongLine(*line);  // All later lines are read as something else.
@@ -174,6 +196,9 @@ class FormatRules {
 
 void FormatRules::checkEnd() {
   const bool isLonger = _file.lines().size() > _file.mostLines();
+  if (_file.kind() == FormatKind::kCdf && !isLonger && !_file.lines().back().raw.ends_with('\n'))
+    _findings.warn(_file.placeOf(_file.lines().size() - 1), "text",
+                   "the last line has no newline: the end of the file may be missing");
   if (isLonger && !_file.isVff() && !isBlank(_file.lines().back().text.c_str()))
     _findings.warn(_file.placeOf(_file.mostLines()), "text",
                    "{} files end with line 50: later lines are not read", kindName(_file.kind()));
@@ -198,13 +223,13 @@ bool FormatRules::checkParityCount() {
   const int32_t count = textToInt32(text.c_str());
   if (!isBlank(text.c_str()) && !startsWithNumber(text)) {
     _findings.warn(_file.placeOf(kItem, 0), "number",
-                   "the number of parity masks {} is not a number and is read as {}", quoted(text),
-                   count);
+                   "the number of parity masks {} is not a number and is read as {}",
+                   shown(withoutSpace(text), kParityCount), _format.numberOfParityBits());
     return false;
   }
   if (count > kParityMaskCount)
     _findings.warn(_file.placeOf(kItem, 0), "mask",
-                   "{} parity masks are declared, but a format has only eight", count);
+                   "more than eight parity masks are declared: a format has only eight");
   return true;
 }
 
@@ -259,10 +284,10 @@ void FormatRules::checkDefinition() {
   };
   if (definition(field).ftyp == kNotGiven)
     _findings.warn(placeOfWord(type), "field",
-                   "type {} is unknown: the card number is 0 on every card", quoted(type));
+                   "type {} is unknown: the card number is 0 on every card", shownLetters(type));
   else if (definition(field).dir == kNotGiven)
     _findings.warn(placeOfWord(direction), "field", "direction {} is unknown and is read as MSB",
-                   quoted(direction));
+                   shownLetters(direction));
 }
 
 void FormatRules::checkField(int32_t field, bool areWidthsMeant) {
@@ -308,10 +333,10 @@ bool FormatRules::checkType(const FieldLine& line) {
   }
   if (defined.ftyp == kNotGiven)
     _findings.warn(placeOf(line, 4), "field", "type {} is unknown: {} is 0 on every card",
-                   quoted(type), nameOf(line.field));
+                   shownLetters(type), nameOf(line.field));
   else if (defined.dir == kNotGiven)
     _findings.warn(placeOf(line, 3), "field", "direction {} is unknown: {} is read as MSB",
-                   quoted(direction), nameOf(line.field));
+                   shownLetters(direction), nameOf(line.field));
   return defined.ftyp != kNotGiven || defined.dir != kNotGiven;
 }
 
@@ -319,7 +344,7 @@ void FormatRules::checkBound(const FieldLine& line, size_t word, const char* nam
   const char* const text = line.words[word];
   if (startsWithNumber(text)) return;
   _findings.warn(placeOf(line, word), "number", "{} {} is not a number and is read as {}", name,
-                 quoted(text), textToInt32(text));
+                 shown(withoutSpace(text), kBound), textToInt32(text));
 }
 
 // Whether what the file promises has room in the positions of the field.

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -68,6 +69,12 @@ class FormatFile {
 
   // The first line that is too long and read as several; null when there is none.
   const Line* firstLongLine() const;
+  // What makes a text file something else as a whole, and where it is noticed first.
+  struct Misread {
+    Place place;
+    const char* text;
+  };
+  std::optional<Misread> findMisread() const;
 
  private:
   void read(LineReader& reader);
@@ -80,6 +87,9 @@ class FormatFile {
   std::string _unfinished;
   int64_t _endLine = 1;
 };
+
+// A word of letters, in quotes: a digit and what follows is left out, since it may be a PIN.
+std::string shownLetters(std::string_view word);
 
 // Warns of what is wrong in a file that loaded as `format`.
 void checkFormatFile(const FormatFile& file, const CardFormat& format, Findings& findings);

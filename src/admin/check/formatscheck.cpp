@@ -23,8 +23,7 @@
 namespace badgemint::admin {
 namespace {
 
-constexpr char kNotAFormatFile[] =
-    "not a format file: its name does not contain .cdf, .eff or .vff";
+constexpr LineField kFormatId = {"format ID", FieldKind::kNumber, UINT32_MAX};
 
 struct LoadError {
   Place place;
@@ -77,13 +76,15 @@ LoadError endError(const FormatFile& file) {
 
 // Why the file, which can be opened, did not load; at least one error.
 std::vector<LoadError> loadErrors(const FormatFile& file, int32_t result) {
+  if (const auto misread = file.findMisread(); misread)
+    return {{misread->place, result, misread->text}};
   std::vector<LoadError> errors;
   constexpr size_t kItem = FormatFile::kCardNumberFieldLine;
   if (result == kBadCardNumberField && file.lines().size() > kItem)
     errors.push_back(
         {file.placeOf(kItem, 0), result,
          fmt::format("card number field {} is not A to H{}",
-                     quoted(file.lines()[kItem].text.substr(0, 1)), longLineRemark(file))});
+                     shownLetters(file.lines()[kItem].text.substr(0, 1)), longLineRemark(file))});
   if (file.isVff()) addDefinitionErrors(file, errors);
   if (!file.isWhole()) errors.push_back(endError(file));
   if (errors.empty())
@@ -153,6 +154,7 @@ class FormatsCheck {
   Verdict failToRead(int32_t result, Place place, const char* what);
   void checkLine(LineReader& reader);
   bool addEntry(const Line& line, const FormatsEntry& read);
+  size_t reportNotAFormat(const Line& line, std::string_view name);
   bool checkText(const Line& line);
   bool checkHidden(const Line& line);
   void checkId(const Line& line, const CheckedFormat& checked);
@@ -180,6 +182,7 @@ class FormatsCheck {
   std::map<uint32_t, int64_t> _firstLines;            // Of the IDs.
   std::map<std::string, const CheckedFormat> _files;  // What became of each format file.
   CheckedFormats _checked;
+  size_t _mergeMark = Findings::kNotKept;  // The error of the first mark of a merge conflict.
 };
 
 // How a build would end after the last entry.
@@ -188,11 +191,23 @@ Verdict FormatsCheck::readFormatsFile() {
   if (!reader.open(_formatsFile.c_str()))
     return failToRead(kFormatsOpenFailed, {_file, 0, 0}, "cannot be opened");
   LineReader::Status status = LineReader::Status::kLine;
-  while ((status = reader.readLine(kMaxFormatsLine)) == LineReader::Status::kLine)
+  bool isComplete = true;
+  while ((status = reader.readLine(kMaxFormatsLine)) == LineReader::Status::kLine) {
+    const std::string_view raw(reader.line(), reader.length());
+    isComplete = raw.ends_with('\n') || raw.size() == kMaxFormatsLine;
+    if (reader.lineNumber() == 1 && isUtf16(raw)) {
+      _findings.warn({_file, 1, 0}, "text", kUtf16Text);
+      return {};  // A build finds no format in it.
+    }
     checkLine(reader);
-  if (status != LineReader::Status::kError) return {};
+  }
   const int64_t line = reader.lineNumber();
-  return failToRead(kFormatsReadFailed, {_file, line > 0 ? line + 1 : 0, 0}, "cannot be read");
+  if (status == LineReader::Status::kError)
+    return failToRead(kFormatsReadFailed, {_file, line > 0 ? line + 1 : 0, 0}, "cannot be read");
+  if (!isComplete)
+    _findings.warn({_file, line, 0}, "text",
+                   "the last line has no newline: the end of the file may be missing");
+  return {};
 }
 
 Verdict FormatsCheck::failToRead(int32_t result, Place place, const char* what) {
@@ -211,13 +226,13 @@ void FormatsCheck::checkLine(LineReader& reader) {
   FormatsEntry entry;
   const FormatsLineKind kind = readFormatsLine(line.words, entry);
   const bool isFormat = kind == FormatsLineKind::kEntry && addEntry(line, entry);
-  if (!checkText(line)) return;
+  if (isMergeMark(line.raw) || !checkText(line)) return;
   if (kind == FormatsLineKind::kTooFewWords)
     _findings.warn(wordPlace(line, 0), "format-id", "no file name: the line is skipped");
   if (kind == FormatsLineKind::kIdOutOfRange)
     _findings.warn(wordPlace(line, 0), "format-id",
                    "format ID {} is not 1 to 4294967295: the line is skipped",
-                   quoted(line.words.word(0)));
+                   shown(line.words.word(0), kFormatId));
   if (!isFormat) return;
   checkId(line, _entries.back().checked);
   checkNames(line, _entries.back());
@@ -234,13 +249,27 @@ bool FormatsCheck::addEntry(const Line& line, const FormatsEntry& read) {
   entry.written = read.fileName.data();
   _firstLines.try_emplace(read.formatID, line.number);
   if (!CardFormatSet::isFormatFile(base.data())) {
-    entry.checked.error = _findings.error(wordPlace(line, 1), kFormatNotAdded, "{} is {}",
-                                          quoted(base.data()), kNotAFormatFile);
+    entry.checked.error = reportNotAFormat(line, base.data());
     return false;
   }
   entry.format = _formats.addFormat(read.formatID, base.data());
   if (entry.format == nullptr) throw std::bad_alloc();
   return true;
+}
+
+// The file may be a cards file, and the word a PIN.
+size_t FormatsCheck::reportNotAFormat(const Line& line, std::string_view name) {
+  if (isMergeMark(line.raw)) {
+    if (_mergeMark != Findings::kNotKept)
+      _findings.countFurther(_mergeMark, "further marks");
+    else
+      _mergeMark = _findings.error({_file, line.number, 0}, kFormatNotAdded, kMergeMarkText);
+    return _mergeMark;
+  }
+  const bool mayBePin = std::ranges::any_of(name, isDigit);
+  return _findings.error(wordPlace(line, 1), kFormatNotAdded,
+                         "{} is not a format file: its name does not contain .cdf, .eff or .vff",
+                         mayBePin ? "the second word" : quoted(name));
 }
 
 // False, with a warning, when the line is not what it seems to be: what the limit and a '#' do.
@@ -283,7 +312,7 @@ void FormatsCheck::checkId(const Line& line, const CheckedFormat& checked) {
   const int64_t firstLine = _firstLines.at(id);
   if (!isNumber(word))
     _findings.warn(wordPlace(line, 0), "format-id",
-                   "format ID {} is not a number and is read as {}", quoted(word), id);
+                   "format ID {} is not a number and is read as {}", shown(word, kFormatId), id);
   else if (id == 0)
     _findings.warn(wordPlace(line, 0), "format-id",
                    "format ID 0 cannot be used by a card set: IDs start at 1");
@@ -302,6 +331,12 @@ void FormatsCheck::checkNames(const Line& line, const Entry& entry) {
     _findings.warn(wordPlace(line, 1), "format-id",
                    "the folder is ignored: {} in the current folder is read, which is another file",
                    quoted(name));
+  const Entry& first =
+      *std::ranges::find(_entries, name, [](const Entry& e) { return e.checked.fileName; });
+  if (first.checked.id != entry.checked.id)
+    _findings.warn(wordPlace(line, 1), "format-id",
+                   "{} is already format {} in line {}: cards of both formats have the same keys",
+                   quoted(name), first.checked.id, first.checked.line);
   if (line.words.count() > 3 && CardFormatSet::isFormatFile(line.words.word(3)))
     _findings.warn(wordPlace(line, 2), "format-id",
                    "only one format per line is read: the second one is ignored");
@@ -343,7 +378,8 @@ const CardFormat* checkFormatAlone(const std::string& path, CardFormatSet& forma
   const int file = findings.addFile(path);
   const std::string name = path.substr(path.rfind('/') + 1);
   if (!CardFormatSet::isFormatFile(name.c_str())) {
-    findings.error({file, 0, 0}, kFormatNotAdded, "{}", kNotAFormatFile);
+    findings.error({file, 0, 0}, kFormatNotAdded,
+                   "not a format file: its name does not contain .cdf, .eff or .vff");
     return nullptr;
   }
   CardFormat* const format = formats.addFormat(1, name.c_str());

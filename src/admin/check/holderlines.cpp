@@ -1,6 +1,7 @@
 // The check of 'c', 'n', 'p' and 'o' lines: a card or a PIN, and what its holder may do.
 #include <array>
 #include <chrono>
+#include <optional>
 #include <span>
 
 #include "admin/check/cardscheck.h"
@@ -199,49 +200,134 @@ class HolderLine {
 
   // A problem that fails no build. Returns whether the fields before it can be looked at.
   bool checkProblem() {
+    if (reportSlip()) return false;
     if (_problem == Problem::kNone) return checkExtraWords();
     const LineField& field = _fields[_good];
     const std::string_view word = _words[_good];
     const bool isLast = _good + 1 == _fields.size();
-    const bool isDateOrTime = field.kind == FieldKind::kDate || field.kind == FieldKind::kTime;
-    const std::string_view rest = classify(word).rest;
-    if (_problem == Problem::kCut && isLast && rest.starts_with('#')) return true;
-    _check.misread.push_back(static_cast<int32_t>(_line.start.line));
+    if (_problem == Problem::kCut && isLast && classify(word).rest.starts_with('#')) return true;
+    markMisread();
     switch (_problem) {
       case Problem::kMissing:
-        _line.warn(_line.whole(), "fields", "{} is missing: it and all later fields are 0 ({})",
-                   named(field), _line.subject);
+        _line.warn(
+            _line.whole(), "fields",
+            "{} words instead of {}: {} is missing, and it and all later fields are 0{} ({})",
+            countWords(), _fields.size(), named(field), lossFrom(_good), _line.subject);
         return false;
       case Problem::kComment:
         _line.warn(_line.at(word), "text", kEarlyComment, named(field));
         return false;
       case Problem::kNotNumber:
         _line.warn(_line.at(word), "number",
-                   "{} {} is not a number: it and all later fields are 0 ({})", name(_good),
-                   shown(word, field), _line.subject);
+                   "{} {} is not a number: it and all later fields are 0{} ({})", name(_good),
+                   shown(word, field), lossFrom(_good), _line.subject);
         return true;
       default:
-        break;
+        isDateOrTime(field) ? reportLongDate() : reportPartialNumber();
+        return true;
     }
-    if (isDateOrTime)
-      _line.warn(_line.at(word), "date",
-                 "{} {} has more than 14 characters: the rest is read as the next field ({})",
-                 name(_good), shown(word, field), _line.subject);
+  }
+
+  static bool isDateOrTime(const LineField& field) {
+    return field.kind == FieldKind::kDate || field.kind == FieldKind::kTime;
+  }
+
+  void reportLongDate() const {
+    FieldScanner scanner(_line.text + 1);
+    isCard() ? static_cast<void>(scanCardLine(scanner)) : static_cast<void>(scanPinLine(scanner));
+    const HolderFields holder = scanHolderFields(scanner);
+    uint32_t start = 0, end = 0;
+    static_cast<void>(parsePeriodEnd(PeriodEnd::kStart, holder.startDate, holder.startTime, start));
+    static_cast<void>(parsePeriodEnd(PeriodEnd::kEnd, holder.endDate, holder.endTime, end));
+    const bool isStart = _good < firstDateField() + 2;
+    const char* const loss = isStart    ? (start == 0 ? ", and it is valid from the beginning" : "")
+                             : end == 0 ? ", and it never expires"
+                                        : "";
+    _line.warn(_line.at(_words[_good]), "date",
+               "{} {} has more than 14 characters: the rest is read as the next field{} ({})",
+               name(_good), shown(_words[_good], _fields[_good]), loss, _line.subject);
+  }
+
+  // A word that begins with a number.
+  void reportPartialNumber() const {
+    const std::string_view word = _words[_good], rest = classify(word).rest;
+    const size_t next = _good + 1;
+    const Place place = _line.at(word);
+    const ShownWord shownWord = shown(word, _fields[_good]);
+    if (next == _fields.size())
+      _line.warn(place, "number", "{} {} is not a number: only its first digits are read ({})",
+                 name(_good), shownWord, _line.subject);
+    else if (problemOf(rest, _fields[next]) == Problem::kNotNumber)
+      _line.warn(place, "number",
+                 "{} {} is not a number: only its first digits are read, and all later fields are "
+                 "0{} ({})",
+                 name(_good), shownWord, lossFrom(next), _line.subject);
     else
-      _line.warn(_line.at(word), "number",
-                 "{} {} is not a number: it is read up to the first other character, and the rest "
-                 "is {} ({})",
-                 name(_good), shown(word, field), isLast ? "ignored" : "read as the next field",
-                 _line.subject);
+      _line.warn(place, "number",
+                 "{} {} is not a number: only its first digits are read, and the rest is read as "
+                 "{} ({})",
+                 name(_good), shownWord, named(_fields[next]), _line.subject);
+  }
+
+  size_t firstDateField() const { return firstHolderField() + 12; }
+
+  // What it means for the holder that this field and all later ones are 0.
+  const char* lossFrom(size_t field) const {
+    if (field <= firstHolderField())
+      return isCard() ? ", so the card opens no door" : ", so the PIN opens no door";
+    if (field <= firstDateField() + 2)
+      return isCard() ? ", so the card never expires" : ", so the PIN never expires";
+    return "";
+  }
+
+  // The words before a comment, however many they are.
+  size_t countWords() const {
+    size_t count = 0;
+    for (const char* next = _line.text + 1;; ++count) {
+      while (isSpace(*next)) ++next;
+      if (*next == '\0' || *next == '#') return count;
+      while (*next != '\0' && !isSpace(*next)) ++next;
+    }
+  }
+
+  // Words are missing, or too many, before the dates, which shows in the place of the dates: one
+  // finding for all fields that are read from the wrong words.
+  bool reportSlip() {
+    const bool hasCount = _problem == Problem::kNone && _words[_fields.size()].empty();
+    if (hasCount || _fields.size() <= firstDateField()) return false;
+    const size_t count = countWords(), expected = _fields.size();
+    const auto isDateAt = [&](size_t field) {
+      const size_t at = field + count - expected;
+      return at < _words.size() && classify(_words[at]).kind == WordKind::kDate;
+    };
+    const size_t start = firstDateField();
+    if (count == expected || !(isDateAt(start) || isDateAt(start + 2))) return false;
+    FieldScanner scanner(_line.text + 1);
+    isCard() ? static_cast<void>(scanCardLine(scanner)) : static_cast<void>(scanPinLine(scanner));
+    const HolderFields holder = scanHolderFields(scanner);
+    uint32_t from = 0, to = 0;
+    static_cast<void>(parsePeriodEnd(PeriodEnd::kStart, holder.startDate, holder.startTime, from));
+    static_cast<void>(parsePeriodEnd(PeriodEnd::kEnd, holder.endDate, holder.endTime, to));
+    _line.warn(_line.whole(), "fields",
+               "{} words instead of {}, {} before the dates: the fields after that are read from "
+               "the wrong words, escort {}{}{} ({})",
+               count, expected,
+               count < expected ? fmt::format("{} missing", expected - count)
+                                : fmt::format("{} too many", count - expected),
+               holder.escortId, from == 0 ? ", no start date" : "", to == 0 ? ", no end date" : "",
+               _line.subject);
+    markMisread();
     return true;
   }
+
+  void markMisread() { _check.misread.push_back(static_cast<int32_t>(_line.start.line)); }
 
   bool checkExtraWords() {
     const std::string_view extra = _words[_fields.size()];
     if (extra.empty() || extra[0] == '#') return true;
     _line.warn(_line.at(extra), "fields", "what follows {} is ignored ({})", named(_fields.back()),
                _line.subject);
-    _check.misread.push_back(static_cast<int32_t>(_line.start.line));
+    markMisread();
     return false;
   }
 
@@ -250,9 +336,15 @@ class HolderLine {
     const size_t uniqid = firstHolderField() - 1;
     if (_good <= uniqid) return;
     const Subject& subject = _line.subject;
-    if (*_line.text == kCardLine && wordValue(_words[0]) != _csid)
-      _line.warn(_line.at(_words[0]), "range", "card set {} is read as {} ({})",
-                 shown(_words[0], _fields[0]), _csid, subject);
+    if (*_line.text == kCardLine) {
+      if (wordValue(_words[0]) != _csid)
+        _line.warn(_line.at(_words[0]), "range", "card set {} is not 1 to 253{} ({})",
+                   shown(_words[0], _fields[0]), readAs(_words[0], _fields[0], _csid), subject);
+      _check.checkNumberRange(_line, _words[1], _fields[1], _csid, wordValue(_words[1]));
+    }
+    if (isCard() && _words[2].size() > 1 && isZero(_words[2]))
+      _line.warn(_line.at(_words[2]), "zero",
+                 "a PIN of several zeros is a PIN: only 0 means that there is none ({})", subject);
     if (isCard() && isZero(_words[1]))
       _line.warn(_line.at(_words[1]), "zero", "card number 0 ({})", subject);
     if (isHex() && _words[1].size() % 2 == 1)
@@ -307,15 +399,31 @@ class HolderLine {
   void checkPeriod(size_t first) const {
     const PeriodWords start = {PeriodEnd::kStart, _words[first], _words[first + 1]};
     const PeriodWords end = {PeriodEnd::kEnd, _words[first + 2], _words[first + 3]};
-    const uint32_t from = checkPeriodEnd(start, first);
-    const uint32_t to = checkPeriodEnd(end, first + 2);
-    if (from != 0 && to != 0 && to < from)
+    const uint32_t from = checkPeriodEnd(start, first).value_or(0);
+    const std::optional<uint32_t> to = checkPeriodEnd(end, first + 2);
+    if (to) checkEnd(end, first + 2, *to);
+    if (from != 0 && to && *to != 0 && *to < from)
       _line.warn(_line.at(end.date), "period", "end date {} is before the start: {} is never valid",
                  shown(end.date, _fields[first + 2]), _line.subject);
   }
 
-  // The seconds of the record; what is wrong is reported once.
-  uint32_t checkPeriodEnd(const PeriodWords& end, size_t field) const {
+  // An end that is read as it is written, and does not do what it seems to.
+  void checkEnd(const PeriodWords& end, size_t field, uint32_t seconds) const {
+    constexpr uint32_t kSecondsPerDay = 86400;
+    if (seconds == 0)
+      _line.warn(_line.at(end.date), "date",
+                 "end date {} {} is stored as 0, which means no limit: {} never expires",
+                 shown(end.date, _fields[field]), shown(end.time, _fields[field + 1]),
+                 _line.subject);
+    else if (seconds % kSecondsPerDay == 0)
+      _line.warn(_line.at(end.time), "day",
+                 "end time {} is the beginning of the day: {} expires when {} begins; write 0 for "
+                 "the end of the day",
+                 shown(end.time, _fields[field + 1]), _line.subject, end.date);
+  }
+
+  // The seconds of the record; none for 0 and for what is wrong, which is reported once.
+  std::optional<uint32_t> checkPeriodEnd(const PeriodWords& end, size_t field) const {
     uint32_t seconds = 0;
     if (isUsual(end.date, end.time) &&
         parsePeriodEnd(end.end, end.date, end.time, seconds) == kSuccess)
@@ -326,19 +434,19 @@ class HolderLine {
       if (end.time != "0")
         _line.warn(_line.at(end.time), "date", "{0} time {1} is ignored: the {0} date of {2} is 0",
                    end.name(), time, _line.subject);
-      return 0;
+      return {};
     }
     const Word word = classify(end.date);
     if (word.kind != WordKind::kDate || (!word.rest.empty() && word.rest[0] != '-')) {
       _line.warn(_line.at(end.date), "date", "{} date {} is not year/month/day: {} {}", end.name(),
                  date, _line.subject, end.consequence());
-      return 0;
+      return {};
     }
     const DateTimeText joined = joinDateTime(end.end, end.date, end.time);
     const char* rest = "";
     if (parseDateTime(joined.data(), seconds, &rest) != kSuccess) {
       reportUnreadable(end, date, time);
-      return 0;
+      return {};
     }
     if (*rest != '\0')
       _line.warn(_line.at(word.rest.empty() ? end.time : end.date), "date",
@@ -348,7 +456,9 @@ class HolderLine {
       _line.warn(_line.at(end.date), "day",
                  "{} date {} is not a day of its month and counts as one of the next month ({})",
                  end.name(), date, _line.subject);
-    return seconds;
+    else
+      return seconds;
+    return {};
   }
 
   // A date or a time that is none, although it looks like one.

@@ -6,6 +6,7 @@
 
 #include "admin/check/formatfile.h"
 #include "formats/bitlayout.h"
+#include "support/textutil.h"
 
 namespace badgemint::admin {
 namespace {
@@ -20,6 +21,11 @@ constexpr size_t kFixed = 1;
 
 const char* plural(size_t count) {
   return count == 1 ? "" : "s";
+}
+
+// A digit may be one of a PIN.
+std::string shownCharacter(char c) {
+  return isDigit(c) ? "a digit" : quoted({&c, 1});
 }
 
 bool contains(std::string_view characters, char c) {
@@ -119,7 +125,7 @@ void MaskRules::checkOutput() {
     const char c = _output[p];
     if (!isOutputInvalid(p) || _output.find(c) < p) continue;
     const auto count = static_cast<size_t>(std::ranges::count(_output, c));
-    warn(kOutput, p, "{} is not a field: the card loses {} bit{}", quoted({&c, 1}), count,
+    warn(kOutput, p, "{} is not a field: the card loses {} bit{}", shownCharacter(c), count,
          plural(count));
   }
 }
@@ -140,7 +146,7 @@ void MaskRules::checkFixed() {
 void MaskRules::warnOfFixed(size_t first, size_t count) {
   const char c = _fixed[first];
   if (!contains("01", c))
-    return warn(kFixed, first, "{} is neither 0 nor 1 and fixes no bit", quoted({&c, 1}));
+    return warn(kFixed, first, "{} is neither 0 nor 1 and fixes no bit", shownCharacter(c));
   if (isField(first))
     return warn(kFixed, first, "{} bit{} of {}{} fixed: part of its value is lost", count,
                 plural(count), _output[first] == '*' ? "the card number" : "field ",
@@ -179,7 +185,7 @@ void MaskRules::checkParity(size_t mask) {
   if (unknown != kNone)
     warn(parityMask(mask), unknown,
          "{} has no meaning in a parity mask: X is covered, E or O is set",
-         quoted(parity(mask).substr(unknown, 1)));
+         shownCharacter(parity(mask)[unknown]));
   else if (targetOf(mask) != kNone)
     checkTarget(mask);
   else if (covered != kNone)

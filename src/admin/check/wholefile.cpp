@@ -58,6 +58,7 @@ class WholeFileCheck {
     reportErrors();
     reportPairs();
     checkEscorts();
+    checkEscortRings();
     return holders;
   }
 
@@ -226,6 +227,54 @@ class WholeFileCheck {
                        "escort {} does not exist: doors that need an escort never open for holder "
                        "{}",
                        use.escort, use.uniqid);
+  }
+
+  // Holders who escort each other in a ring, of one or more: one finding a ring, at its last line.
+  void checkEscortRings() const {
+    // Each holder's escort: the first one that a line of his names.
+    std::vector<EscortUse> uses = _whole.escorts;
+    std::ranges::stable_sort(uses, {}, &EscortUse::uniqid);
+    const auto useOf = [&uses](uint32_t uniqid) {
+      const auto at = std::ranges::lower_bound(uses, uniqid, {}, &EscortUse::uniqid);
+      return at != uses.end() && at->uniqid == uniqid ? at - uses.begin() : ptrdiff_t{-1};
+    };
+    std::vector<size_t> visited(uses.size(), 0);  // By which walk, counted from 1; 0 is by none.
+    std::vector<EscortUse> rings;
+    for (size_t first = 0; first < uses.size(); ++first) {
+      ptrdiff_t at = static_cast<ptrdiff_t>(first);
+      while (at >= 0 && visited[static_cast<size_t>(at)] == 0) {
+        visited[static_cast<size_t>(at)] = first + 1;
+        at = useOf(uses[static_cast<size_t>(at)].escort);
+      }
+      if (at >= 0 && visited[static_cast<size_t>(at)] == first + 1)
+        rings.push_back(lastOfRing(uses, static_cast<size_t>(at), useOf));
+    }
+    std::ranges::sort(rings, {}, &EscortUse::line);
+    for (const EscortUse& use : rings) reportRing(use);
+  }
+
+  template <typename UseOf>
+  static EscortUse lastOfRing(const std::vector<EscortUse>& uses, size_t first, UseOf useOf) {
+    EscortUse last = uses[first];
+    for (ptrdiff_t at = useOf(last.escort); at != static_cast<ptrdiff_t>(first);) {
+      const EscortUse& use = uses[static_cast<size_t>(at)];
+      if (use.line > last.line) last = use;
+      at = useOf(use.escort);
+    }
+    return last;
+  }
+
+  void reportRing(const EscortUse& use) const {
+    const Place place{_whole.file, use.line, use.column};
+    if (use.escort == use.uniqid)
+      _findings.warn(place, "escort",
+                     "holder {} is his own escort: doors that need an escort never open for him",
+                     use.uniqid);
+    else
+      _findings.warn(place, "escort",
+                     "holder {} and escort {} wait for each other, directly or through others: "
+                     "nobody of them can be the first at a door",
+                     use.uniqid, use.escort);
   }
 
   WholeFile _whole;

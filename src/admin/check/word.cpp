@@ -101,6 +101,18 @@ std::optional<HiddenByte> findHiddenByte(std::string_view line, size_t from) {
   return {};
 }
 
+bool isMergeMark(std::string_view line) {
+  for (const char* const mark : {"<<<<<<<", "|||||||", "=======", ">>>>>>>"})
+    if (line.starts_with(mark) && (line.size() == 7 || isSpace(line[7]))) return true;
+  return false;
+}
+
+bool isUtf16(std::string_view start) {
+  if (start.starts_with("\xFF\xFE") || start.starts_with("\xFE\xFF")) return true;
+  const auto isNul = [start](size_t i) { return i < start.size() && start[i] == '\0'; };
+  return start.size() >= 4 && isNul(0) != isNul(1) && isNul(0) == isNul(2) && isNul(1) == isNul(3);
+}
+
 ShownWord shown(std::string_view word, const LineField& field) {
   if (field.kind == FieldKind::kPin) return {};
   ShownWord shown{word};

@@ -12,6 +12,7 @@
 #include <string_view>
 
 #include "inputcards/cardline.h"
+#include "support/textutil.h"
 
 namespace badgemint::admin {
 
@@ -49,6 +50,14 @@ struct HiddenByte {
 // The first NUL with something after it, carriage return before the end of the line, or no-break
 // space, from `from` on. The newline may be there.
 std::optional<HiddenByte> findHiddenByte(std::string_view line, size_t from = 0);
+
+// Whether the line is one of those that a version control system leaves where versions conflict.
+bool isMergeMark(std::string_view line);
+// Whether a file that begins like this is in UTF-16, which is read as if each character were two.
+bool isUtf16(std::string_view start);
+inline constexpr char kMergeMarkText[] =
+    "a mark of a merge conflict: choose one of the two versions that follow and delete the marks";
+inline constexpr char kUtf16Text[] = "the file is UTF-16: save it as UTF-8";
 
 // How a message shows a word of a wrong line, in which any word may be a PIN: never that of a PIN;
 // any other up to the first character that its field cannot have, and not at all when that part has

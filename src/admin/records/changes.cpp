@@ -1,8 +1,10 @@
 #include "admin/records/changes.h"
 
 #include <algorithm>
+#include <array>
 #include <iterator>
 #include <optional>
+#include <tuple>
 #include <type_traits>
 #include <utility>
 
@@ -42,18 +44,20 @@ void compareCredentials(std::span<const IdentRecord> before, std::span<const Ide
   }
 }
 
-// Makes one change of a removed credential and an added one for which `identityOf` gives the same
-// value; what has none is left alone.
-template <typename IdentityOf>
+// Makes one change of a removed credential and an added one that have the same identity; what has
+// none is left alone. The functions give the identity of a record.
+template <typename OldIdentity, typename NewIdentity>
 void joinPairs(std::vector<CredentialChange>& changes, CredentialChange::Kind kind,
-               IdentityOf identityOf) {
-  using Identity = typename std::invoke_result_t<IdentityOf, const IdentRecord&>::value_type;
+               OldIdentity oldIdentity, NewIdentity newIdentity) {
+  using Identity = typename std::invoke_result_t<OldIdentity, const IdentRecord&>::value_type;
   std::vector<std::pair<Identity, CredentialChange*>> removed, added;
   for (CredentialChange& change : changes) {
-    if (change.kind != kRemoved && change.kind != kAdded) continue;
-    const bool isRemoved = change.kind == kRemoved;
-    if (const auto identity = identityOf(isRemoved ? *change.before : *change.now))
-      (isRemoved ? removed : added).emplace_back(*identity, &change);
+    if (change.kind == kRemoved) {
+      if (const auto identity = oldIdentity(*change.before))
+        removed.emplace_back(*identity, &change);
+    } else if (change.kind == kAdded) {
+      if (const auto identity = newIdentity(*change.now)) added.emplace_back(*identity, &change);
+    }
   }
   std::sort(removed.begin(), removed.end());
   std::sort(added.begin(), added.end());
@@ -78,6 +82,9 @@ std::optional<KeyRank> keyOf(const IdentRecord& record) {
   return IdentIndexEntry::rank(record.cardnumber);
 }
 
+// A holder's card.
+using Card = std::tuple<uint32_t, uint32_t, int64_t>;  // Unique ID, card set, number.
+
 // A holder's PIN, whatever its digits are.
 std::optional<std::pair<uint32_t, uint32_t>> pinOf(const IdentRecord& record) {
   if (record.cardsetcode != kPinOnlyCode && record.cardsetcode != kPinIdentCode)
@@ -85,11 +92,27 @@ std::optional<std::pair<uint32_t, uint32_t>> pinOf(const IdentRecord& record) {
   return std::pair(record.uniqid, record.cardsetcode);
 }
 
-// Writes lines of text through a buffer of its own: there may be a million of them.
+// "A=21 -> A=22" for each value in which two card sets differ, each after a comma.
+std::string siteValuesText(uint32_t csid, const Site& before, const Site& now) {
+  const cardset* const old = before.sets().getCardSet(csid);
+  const cardset* const fresh = now.sets().getCardSet(csid);
+  std::string text;
+  for (int32_t field = 0; field < kCardSetFields && old != nullptr && fresh != nullptr; ++field)
+    if (const char letter = static_cast<char>('A' + field);
+        old->value(field) != fresh->value(field))
+      text += fmt::format(", {0}={1} -> {0}={2}", letter, old->value(field), fresh->value(field));
+  return text;
+}
+
+bool haveOtherCodes(const CredentialChange& change) {
+  return change.before->cardsetcode != change.now->cardsetcode;
+}
+
+// Writes lines through a buffer of its own: there may be a million of them.
 class ChangePrinter {
  public:
-  ChangePrinter(const Site& before, const Site& now, bool withPins, Console& console)
-      : _before(before), _now(now), _withPins(withPins), _console(console) {}
+  ChangePrinter(const Site& before, const Site& now, ChangeForm form, Console& console)
+      : _before(before), _now(now), _form(form), _console(console) {}
 
   void print(const Changes& changes) {
     auto credential = changes.credentials.begin();
@@ -106,34 +129,42 @@ class ChangePrinter {
   }
 
  private:
-  void print(const HolderChange& change) {
+  template <typename Change>
+  void print(const Change& change) {
+    if (_form.json)
+      add("{}", json(change).text());
+    else
+      addText(change);
+    add("\n");
+    if (_text.size() >= kBlockSize) flush();
+  }
+
+  void addText(const HolderChange& change) {
     add("holder {}: ", change.uniqid());
-    if (change.before.empty()) return endLine("added");
-    if (change.now.empty()) return endLine("removed");
-    add("changed: ");
-    const char* separator = "";
-    if (change.before.size() != change.now.size()) {
-      add("access records: {} -> {}", change.before.size(), change.now.size());
-      separator = ", ";
-    }
+    if (change.before.empty()) return add("added");
+    if (change.now.empty()) return add("removed");
+    const char* separator = "changed: ";
+    if (change.before.size() != change.now.size())
+      add("{}access records: {} -> {}", std::exchange(separator, ", "), change.before.size(),
+          change.now.size());
+    forEachDifference(change, [&](const AccessField& field, const auto& before, const auto& now) {
+      add("{}{}", std::exchange(separator, ", "), field.name);
+      if (field.kind == AccessField::Kind::kPin && !_form.withPins) return;
+      add(": {} -> {}", valueText(field, before, _form.withPins),
+          valueText(field, now, _form.withPins));
+    });
+  }
+
+  template <typename Visit>
+  static void forEachDifference(const HolderChange& change, Visit visit) {
     for (size_t i = 0; i < std::min(change.before.size(), change.now.size()); ++i)
-      for (const AccessField& field : accessFields()) {
-        if (field.valueOf(change.before[i]) == field.valueOf(change.now[i])) continue;
-        add("{}{}", std::exchange(separator, ", "), field.name);
-        addValues(field, change.before[i], change.now[i]);
-      }
-    endLine("");
+      for (const AccessField& field : accessFields())
+        if (field.valueOf(change.before[i]) != field.valueOf(change.now[i]))
+          visit(field, change.before[i], change.now[i]);
   }
 
-  void addValues(const AccessField& field, const AccessRecord& before, const AccessRecord& now) {
-    if (field.kind == AccessField::Kind::kPin && !_withPins) return;
-    add(": {} -> {}", valueText(field, before, _withPins), valueText(field, now, _withPins));
-  }
-
-  void print(const CredentialChange& change) {
+  void addText(const CredentialChange& change) {
     add("holder {}: ", change.uniqid());
-    const bool hasNewCode = change.before != nullptr && change.now != nullptr &&
-                            change.before->cardsetcode != change.now->cardsetcode;
     switch (change.kind) {
       case kAdded:
         add("{} added", newText(change));
@@ -143,20 +174,27 @@ class ChangePrinter {
         break;
       case kMoved:
         add("{} moved to holder {}", oldText(change), change.now->uniqid);
-        if (hasNewCode) add(" as {}", newText(change));
+        if (haveOtherCodes(change)) add(" as {}", newText(change));
         break;
       case kChanged:
-        if (hasNewCode || _withPins)
-          add("{} -> {}", oldText(change), newText(change));
-        else
-          add("PIN changed");
+        addReplacement(change);
         break;
       case kDeleted:
       case kRestored:
         add("{}", oldText(change));
     }
     addDeletion(change);
-    endLine("");
+  }
+
+  void addReplacement(const CredentialChange& change) {
+    const IdentRecord &before = *change.before, &now = *change.now;
+    if (!haveOtherCodes(change) && !isPinEntry(before))
+      add("{}: key {} -> {}{}", oldText(change), keyText(before.cardnumber),
+          keyText(now.cardnumber), siteValuesText(before.cardsetcode, _before, _now));
+    else if (haveOtherCodes(change) || _form.withPins)
+      add("{} -> {}", oldText(change), newText(change));
+    else
+      add("PIN changed");
   }
 
   // Added, moved and changed credentials may have the mark of deletion as well.
@@ -171,20 +209,58 @@ class ChangePrinter {
       add("{}", now != 0 ? "deleted" : "restored");
   }
 
+  JsonObject json(const HolderChange& change) const {
+    JsonObject object;
+    object.add("holder", change.uniqid());
+    if (change.before.empty()) return object.add("change", "added");
+    if (change.now.empty()) return object.add("change", "removed");
+    object.add("change", "changed");
+    std::vector<JsonObject> fields;
+    if (change.before.size() != change.now.size())
+      fields.push_back(JsonObject()
+                           .add("field", "access records")
+                           .add("old", change.before.size())
+                           .add("new", change.now.size()));
+    forEachDifference(change, [&](const AccessField& field, const auto& before, const auto& now) {
+      using enum AccessField::Kind;
+      JsonObject& entry = fields.emplace_back().add("field", field.name);
+      if (field.kind == kTime || field.kind == kPin)
+        entry.add("old", valueText(field, before, _form.withPins))
+            .add("new", valueText(field, now, _form.withPins));
+      else
+        entry.add("old", field.valueOf(before)).add("new", field.valueOf(now));
+    });
+    return object.add("fields", fields);
+  }
+
+  // The credential, and as "new" what it has become.
+  JsonObject json(const CredentialChange& change) const {
+    constexpr std::array kNames = {"added", "removed", "moved", "deleted", "restored", "changed"};
+    const bool isNew = change.before == nullptr;
+    JsonObject object;
+    object.add("holder", change.uniqid())
+        .add("change", kNames.at(static_cast<size_t>(change.kind)));
+    if (change.kind == kMoved) object.add("to", change.now->uniqid);
+    addCredential(object, isNew ? *change.now : *change.before, isNew ? _now : _before,
+                  _form.withPins);
+    if (change.kind == kChanged || (change.kind == kMoved && haveOtherCodes(change))) {
+      JsonObject now;
+      addCredential(now, *change.now, _now, _form.withPins);
+      object.add("new", now);
+    }
+    return object;
+  }
+
   std::string oldText(const CredentialChange& change) const {
-    return credentialText(*change.before, _before, _withPins);
+    return credentialText(*change.before, _before, _form.withPins);
   }
   std::string newText(const CredentialChange& change) const {
-    return credentialText(*change.now, _now, _withPins);
+    return credentialText(*change.now, _now, _form.withPins);
   }
 
   template <typename... Args>
   void add(fmt::format_string<Args...> format, Args&&... args) {
     fmt::format_to(std::back_inserter(_text), format, std::forward<Args>(args)...);
-  }
-  void endLine(const char* end) {
-    add("{}\n", end);
-    if (_text.size() >= kBlockSize) flush();
   }
   void flush() {
     _console.output().write(_text.data(), static_cast<std::streamsize>(_text.size()));
@@ -194,7 +270,7 @@ class ChangePrinter {
   static constexpr size_t kBlockSize = size_t{64} * 1024;
 
   const Site &_before, &_now;
-  const bool _withPins;
+  const ChangeForm _form;
   Console& _console;
   fmt::memory_buffer _text;
 };
@@ -219,14 +295,25 @@ Changes compare(const Databases& before, const Databases& now) {
   forEachUniqid(before.idents, now.idents, [&](uint32_t, auto old, auto fresh) {
     compareCredentials(old, fresh, changes.credentials);
   });
-  joinPairs(changes.credentials, kMoved, keyOf);
-  joinPairs(changes.credentials, kChanged, pinOf);
+  joinPairs(changes.credentials, kMoved, keyOf, keyOf);
+  joinPairs(changes.credentials, kChanged, pinOf, pinOf);
   return changes;
 }
 
-void printChanges(const Changes& changes, const Site& before, const Site& now, bool withPins,
+void joinChangedKeys(Changes& changes, const Site& before, const Site& now) {
+  const auto cardOf = [](const Site& site) {
+    return [&site](const IdentRecord& record) -> std::optional<Card> {
+      const auto number = site.cardNumberOf(record);
+      if (!number) return std::nullopt;
+      return Card{record.uniqid, record.cardsetcode, *number};
+    };
+  };
+  joinPairs(changes.credentials, kChanged, cardOf(before), cardOf(now));
+}
+
+void printChanges(const Changes& changes, const Site& before, const Site& now, ChangeForm form,
                   Console& console) {
-  ChangePrinter(before, now, withPins, console).print(changes);
+  ChangePrinter(before, now, form, console).print(changes);
 }
 
 }  // namespace badgemint::admin

@@ -24,7 +24,7 @@ struct CredentialChange {
     kMoved,     // To another holder.
     kDeleted,   // Marked as deleted.
     kRestored,  // No longer marked.
-    kChanged,   // The card set code, or one PIN in place of another.
+    kChanged,   // The card set code, a card's key, or one PIN in place of another.
   };
 
   Kind kind;
@@ -47,8 +47,18 @@ struct Changes {
 // Both must be sorted.
 Changes compare(const Databases& before, const Databases& now);
 
-// Prints a line for each change, all of one holder together.
-void printChanges(const Changes& changes, const Site& before, const Site& now, bool withPins,
+// Makes one change of a card that is removed and one that is added when the same holder has both
+// and they have the same number: only the key has changed. Each key is read with the formats and
+// card sets of its own site.
+void joinChangedKeys(Changes& changes, const Site& before, const Site& now);
+
+// Prints a line for each change, all of one holder together. Cards are named by the formats and
+// card sets of the two sites.
+struct ChangeForm {
+  bool withPins = false;
+  bool json = false;
+};
+void printChanges(const Changes& changes, const Site& before, const Site& now, ChangeForm form,
                   Console& console);
 
 }  // namespace badgemint::admin

@@ -6,6 +6,7 @@
 
 #include "admin/console.h"
 #include "admin/files/folder.h"
+#include "admin/files/sitepaths.h"
 #include "admin/records/holders.h"
 #include "carddb/recordfile.h"
 
@@ -16,6 +17,7 @@ namespace {
 // Returns the number of bytes after the last whole record.
 template <typename Record>
 size_t readRecords(const std::string& name, std::vector<Record>& records) {
+  requireRegularFile(name);
   RecordReader reader;
   throwErrnoUnless(reader.open(name.c_str()), name);
   records.clear();
@@ -111,6 +113,18 @@ std::span<const uint32_t> HolderIndex::identsOf(uint32_t uniqid) const {
 
 std::span<const uint32_t> HolderIndex::accessesOf(uint32_t uniqid) const {
   return recordsOf(uniqid, _accesses, _databases.accesses);
+}
+
+std::vector<uint32_t> HolderIndex::holdersIn(uint32_t first, uint32_t last) const {
+  std::vector<uint32_t> holders;
+  const auto uniqidIn = [](const auto& records) {
+    return [&records](uint32_t number) { return records[number].uniqid; };
+  };
+  forEachUniqid(std::span(_idents), std::span(_accesses), uniqidIn(_databases.idents),
+                uniqidIn(_databases.accesses), [&](uint32_t uniqid, auto&&...) {
+                  if (first <= uniqid && uniqid <= last) holders.push_back(uniqid);
+                });
+  return holders;
 }
 
 void requireWholeRecords(const Databases& databases, const std::string& identName,

@@ -49,6 +49,8 @@ class HolderIndex {
 
   std::span<const uint32_t> identsOf(uint32_t uniqid) const;
   std::span<const uint32_t> accessesOf(uint32_t uniqid) const;
+  // The unique IDs of holders from the first to the last, of either database.
+  std::vector<uint32_t> holdersIn(uint32_t first, uint32_t last) const;
 
  private:
   const Databases& _databases;

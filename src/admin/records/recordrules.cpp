@@ -6,6 +6,7 @@
 #include <span>
 #include <tuple>
 
+#include "admin/json.h"
 #include "admin/records/holders.h"
 #include "admin/records/wording.h"
 #include "cardsets/card_functions.h"
@@ -16,12 +17,7 @@
 
 namespace badgemint::admin {
 
-std::string Faults::nameOf(const IdentRecord& record) const {
-  return fmt::format("holder {}: {}", record.uniqid,
-                     credentialText(record, _site, _options.withPins));
-}
-
-std::string* Faults::keep(FaultPlace place, std::string_view rule) {
+Fault* Faults::keep(FaultPlace place, std::string_view rule) {
   ++_count;
   OfRule& own = _rules[rule];
   ++own.count;
@@ -30,33 +26,77 @@ std::string* Faults::keep(FaultPlace place, std::string_view rule) {
     if (last->first <= place) return nullptr;
     own.kept.erase(last);
   }
-  return &own.kept.emplace(place, std::string())->second;
+  return &own.kept.emplace(place, Fault{place, rule, {}, {}, {}})->second;
 }
 
-std::string Faults::placeText(const FaultPlace& place) const {
-  const std::array files = {&_options.site.ident, &_options.site.access, &_options.cards,
-                            &_options.site.cardSets};
-  const std::string name = printable(*files.at(static_cast<size_t>(place.file)));
-  if (place.number == FaultPlace::kWholeFile) return name;
-  if (place.file == FaultFile::kCards || place.file == FaultFile::kCardSets)
-    return fmt::format("{}:{}", name, place.number);
-  const size_t size = place.file == FaultFile::kIdent ? IdentRecord::kSize : AccessRecord::kSize;
-  return fmt::format("{}: record {} (offset {})", name, place.number,
-                     static_cast<size_t>(place.number) * size);
+const std::string& Faults::fileName(FaultFile file) const {
+  const SitePaths& site = _options.site;
+  const std::array names = {&site.ident, &site.access, &_options.cards, &site.cardSets};
+  return *names.at(static_cast<size_t>(file));
 }
 
 void Faults::print(Console& console) const {
-  std::vector<std::tuple<FaultPlace, std::string_view, const std::string*>> faults;
+  std::vector<const Fault*> faults;
   for (const auto& [rule, own] : _rules) {
-    if (own.count > kMostUncounted) console.print("{} faults [{}]\n", own.count, rule);
-    for (const auto& [place, text] : own.kept) faults.emplace_back(place, rule, &text);
+    if (own.count > kMostUncounted && _options.json)
+      console.printJson(JsonObject().add("rule", rule).add("count", own.count));
+    else if (own.count > kMostUncounted)
+      console.print("{} faults [{}]\n", own.count, rule);
+    for (const auto& [place, fault] : own.kept) faults.push_back(&fault);
   }
-  std::ranges::stable_sort(faults, {}, [](const auto& fault) { return std::get<0>(fault); });
-  for (const auto& [place, rule, text] : faults)
-    console.print("{}: {} [{}]\n", placeText(place), *text, rule);
-  for (const auto& [rule, own] : _rules)
-    if (own.count > own.kept.size())
-      console.print("{} more faults [{}] (--all prints them)\n", own.count - own.kept.size(), rule);
+  std::ranges::stable_sort(faults, {}, [](const Fault* fault) { return fault->place; });
+  for (const Fault* const fault : faults)
+    _options.json ? printJson(*fault, console) : printFault(*fault, console);
+  for (const auto& [rule, own] : _rules) {
+    const size_t rest = own.count - own.kept.size();
+    if (rest > 0 && _options.json)
+      console.printJson(JsonObject().add("rule", rule).add("not_printed", rest));
+    else if (rest > 0)
+      console.print("{} more faults [{}] (--all prints them)\n", rest, rule);
+  }
+}
+
+namespace {
+
+size_t recordSize(FaultFile file) {
+  return file == FaultFile::kIdent ? IdentRecord::kSize : AccessRecord::kSize;
+}
+
+bool isRecord(const FaultPlace& place) {
+  return place.file <= FaultFile::kAccess && place.number != FaultPlace::kWholeFile;
+}
+
+}  // namespace
+
+void Faults::printFault(const Fault& fault, Console& console) const {
+  const auto& [file, number] = fault.place;
+  std::string place = printable(fileName(file));
+  if (isRecord(fault.place))
+    place += fmt::format(": record {} (offset {})", number,
+                         static_cast<size_t>(number) * recordSize(file));
+  else if (number != FaultPlace::kWholeFile)
+    place += fmt::format(":{}", number);
+  console.print("{}: {} [{}]\n", place, fault.text, fault.rule);
+}
+
+void Faults::printJson(const Fault& fault, Console& console) const {
+  const auto& [file, number] = fault.place;
+  JsonObject object;
+  object.add("file", fileName(file));
+  if (isRecord(fault.place))
+    object.add("record", number).add("offset", static_cast<size_t>(number) * recordSize(file));
+  else if (number != FaultPlace::kWholeFile)
+    object.add("line", number);
+  object.add("severity", "error").add("rule", fault.rule).add("text", fault.text);
+  if (fault.holder) object.add("holder", *fault.holder);
+  if (fault.credential) {
+    const IdentRecord& record = *fault.credential;
+    if (_site.sets().getCardSet(record.cardsetcode) != nullptr)
+      object.add("set", record.cardsetcode);
+    if (const auto card = _site.cardNumberOf(record)) object.add("card", fmt::to_string(*card));
+    if (!isPinEntry(record) || _options.withPins) object.add("key", keyText(record.cardnumber));
+  }
+  console.printJson(object);
 }
 
 namespace {
@@ -94,7 +134,7 @@ class RecordRules {
         _expected(expected),
         _faults(faults) {}
 
-  // A record that is exactly as a build makes it keeps the rules for single records.
+  // A record that is exactly as a build makes it is stored as it should be.
   size_t check() {
     for (size_t i = 0; i < _idents.size(); ++i)
       if (!_expected.hasIdent(i)) checkIdent(i);
@@ -105,6 +145,8 @@ class RecordRules {
   }
 
  private:
+  using Numbers = std::span<const uint32_t>;
+
   void checkIdent(size_t i) {
     const IdentRecord& record = _idents[i];
     if (record.deleted > 1) _faults.addIdent(i, "mark", "has mark of deletion {}", record.deleted);
@@ -166,6 +208,21 @@ class RecordRules {
       _faults.addAccess(i, "pin", "has a PIN that is not stored as packed digits");
   }
 
+  void checkPeriod(size_t i) {
+    const AccessRecord& record = _accesses[i];
+    if (record.endtime != 0 && record.endtime < record.starttime)
+      _faults.addAccess(i, "period", "is never valid: the end {} is before the start {}",
+                        timeText(record.endtime), timeText(record.starttime));
+  }
+
+  void checkEscort(size_t i, Numbers accessesByUniqid) {
+    const uint32_t escort = _accesses[i].escortid;
+    const auto uniqidAt = [this](uint32_t number) { return _accesses[number].uniqid; };
+    if (escort != 0 && !std::ranges::binary_search(accessesByUniqid, escort, {}, uniqidAt))
+      _faults.addAccess(i, "escort", "has escort {}, who is not a holder: no door ever opens",
+                        escort);
+  }
+
   // The index of a build finds records that share a key without sorting all of them.
   void checkSharedKeys() {
     CardIndex index;
@@ -187,13 +244,15 @@ class RecordRules {
     }
   }
 
-  using Numbers = std::span<const uint32_t>;
-
   // Returns the number of those that have an access record.
   size_t checkHolders() {
     size_t holders = 0;
     const std::vector<uint32_t> idents = orderByUniqid(_idents);
     const std::vector<uint32_t> accesses = orderByUniqid(_accesses);
+    for (size_t i = 0; i < _accesses.size(); ++i) {
+      checkPeriod(i);
+      checkEscort(i, accesses);
+    }
     forEachUniqid(
         Numbers(idents), Numbers(accesses), [this](uint32_t i) { return _idents[i].uniqid; },
         [this](uint32_t i) { return _accesses[i].uniqid; },

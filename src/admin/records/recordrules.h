@@ -7,14 +7,15 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "admin/console.h"
 #include "admin/files/sitepaths.h"
-#include "admin/records/databases.h"
 #include "admin/records/site.h"
+#include "admin/records/wording.h"
 
 namespace badgemint::admin {
 
@@ -23,6 +24,7 @@ struct VerifyOptions {
   std::string cards;  // The cards file to compare with; empty for none.
   bool all = false;
   bool withPins = false;
+  bool json = false;
 };
 
 // The files that can have faults, in the order in which these are printed.
@@ -37,40 +39,60 @@ struct FaultPlace {
   auto operator<=>(const FaultPlace&) const = default;
 };
 
+struct Fault {
+  FaultPlace place;
+  std::string_view rule;  // A literal.
+  std::string text;
+  std::optional<uint32_t> holder;
+  std::optional<IdentRecord> credential;
+};
+
 // Takes faults in any order, and prints them in the order of files and records. Of one rule it
-// keeps the first hundred unless all are asked for. A rule must be a literal.
+// keeps the first hundred unless all are asked for.
 class Faults {
  public:
   // Both outlive it.
-  Faults(const VerifyOptions& options, const Site& site)
-      : _options(options), _databases(site.databases()), _site(site) {}
+  Faults(const VerifyOptions& options, const Site& site) : _options(options), _site(site) {}
 
+  // Of a file or one of its lines.
   template <typename... Args>
   void add(FaultPlace place, std::string_view rule, fmt::format_string<Args...> format,
            Args&&... args) {
-    if (std::string* const text = keep(place, rule))
-      *text = fmt::format(format, std::forward<Args>(args)...);
+    if (Fault* const fault = keep(place, rule))
+      fault->text = fmt::format(format, std::forward<Args>(args)...);
   }
-  // Of a record: the text goes on after its name.
+  // Of a credential: the text goes on after its name. It is a record of the ident database, or one
+  // that a line of the cards file makes.
+  template <typename... Args>
+  void addCredential(FaultPlace place, const IdentRecord& record, std::string_view rule,
+                     fmt::format_string<Args...> format, Args&&... args) {
+    Fault* const fault = keep(place, rule);
+    if (fault == nullptr) return;
+    fault->text = fmt::format("holder {}: {} {}", record.uniqid,
+                              credentialText(record, _site, _options.withPins),
+                              fmt::format(format, std::forward<Args>(args)...));
+    fault->holder = record.uniqid;
+    fault->credential = record;
+  }
   template <typename... Args>
   void addIdent(size_t number, std::string_view rule, fmt::format_string<Args...> format,
                 Args&&... args) {
-    if (std::string* const text = keep({FaultFile::kIdent, static_cast<int64_t>(number)}, rule))
-      *text = fmt::format("{} {}", nameOf(_databases.idents[number]),
-                          fmt::format(format, std::forward<Args>(args)...));
+    addCredential({FaultFile::kIdent, static_cast<int64_t>(number)},
+                  _site.databases().idents[number], rule, format, std::forward<Args>(args)...);
   }
+  // Of an access record: the text goes on after its holder.
   template <typename... Args>
   void addAccess(size_t number, std::string_view rule, fmt::format_string<Args...> format,
                  Args&&... args) {
-    if (std::string* const text = keep({FaultFile::kAccess, static_cast<int64_t>(number)}, rule))
-      *text = fmt::format("holder {} {}", _databases.accesses[number].uniqid,
-                          fmt::format(format, std::forward<Args>(args)...));
+    Fault* const fault = keep({FaultFile::kAccess, static_cast<int64_t>(number)}, rule);
+    if (fault == nullptr) return;
+    fault->holder = _site.databases().accesses[number].uniqid;
+    fault->text = fmt::format("holder {} {}", *fault->holder,
+                              fmt::format(format, std::forward<Args>(args)...));
   }
 
-  // "holder 1001: card 15890 of card set 1".
-  std::string nameOf(const IdentRecord& record) const;
-
   size_t count() const { return _count; }
+  // Of a rule with more than twenty faults, their number comes first.
   void print(Console& console) const;
 
  private:
@@ -79,15 +101,16 @@ class Faults {
 
   struct OfRule {
     size_t count = 0;
-    std::multimap<FaultPlace, std::string> kept;
+    std::multimap<FaultPlace, Fault> kept;
   };
 
-  // Where the text of a fault goes; null when it is not kept.
-  std::string* keep(FaultPlace place, std::string_view rule);
-  std::string placeText(const FaultPlace& place) const;
+  // Null when the fault is not kept.
+  Fault* keep(FaultPlace place, std::string_view rule);
+  const std::string& fileName(FaultFile file) const;
+  void printFault(const Fault& fault, Console& console) const;
+  void printJson(const Fault& fault, Console& console) const;
 
   const VerifyOptions& _options;
-  const Databases& _databases;
   const Site& _site;
   std::map<std::string_view, OfRule> _rules;
   size_t _count = 0;

@@ -1,12 +1,11 @@
 #include "admin/records/site.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 #include <exception>
+#include <filesystem>
 #include <new>
 #include <thread>
 
@@ -35,16 +34,26 @@ std::vector<std::optional<FileState>> statesOf(std::span<const std::string> path
   return states;
 }
 
-// Whether this file may have been replaced while others were not yet. A replacement keeps a second
-// name for each file, which shows even where its journal does not.
 bool isBeingReplaced(const std::string& path) {
-  const std::string folder = splitPath(path).folder;
-  if (noteOfCutShort(folder).empty()) return false;
-  if (faccessat(AT_FDCWD, (folder + '/' + kPrivateFolder).c_str(), X_OK, AT_EACCESS) == 0)
-    return true;
-  struct stat status;
-  return stat(path.c_str(), &status) == 0 && status.st_nlink > 1;
+  return !noteOfCutShort(splitPath(path).folder).empty();
 }
+
+// Another current folder while it lives.
+class WorkingFolder {
+ public:
+  explicit WorkingFolder(const std::string& path) : _before(std::filesystem::current_path()) {
+    std::filesystem::current_path(path);
+  }
+  ~WorkingFolder() {
+    std::error_code ignored;
+    std::filesystem::current_path(_before, ignored);
+  }
+  WorkingFolder(const WorkingFolder&) = delete;
+  WorkingFolder& operator=(const WorkingFolder&) = delete;
+
+ private:
+  std::filesystem::path _before;
+};
 
 // False when what was read may be of several states.
 bool readUnchanged(std::span<const std::string> paths, const std::function<void()>& read) {
@@ -77,7 +86,7 @@ void readOneState(std::span<const std::string> paths, const std::function<void()
   }
 }
 
-Site::Site(const SitePaths& paths, Formats need, Console& console) {
+Site::Site(const SitePaths& paths, Formats need, const std::string& formatFolder) {
   const auto attempt = [need](const auto& step) -> std::string {
     try {
       return step();
@@ -89,7 +98,11 @@ Site::Site(const SitePaths& paths, Formats need, Console& console) {
   std::string formatsProblem, cardSetsProblem;
   if (!paths.formats.empty())
     formatsProblem = attempt([&] {
-      loadFormats(paths.formats);
+      const bool isHere = formatFolder == ".";
+      const std::string path =
+          isHere ? paths.formats : std::filesystem::absolute(paths.formats).string();
+      const WorkingFolder folder(formatFolder);
+      loadFormats(path);
       return "";
     });
   std::vector<std::string> replaced = {paths.access, paths.ident, paths.cardSets};
@@ -100,11 +113,16 @@ Site::Site(const SitePaths& paths, Formats need, Console& console) {
     if (!paths.ident.empty()) _databases.readIdents(paths.ident);
     if (!paths.access.empty()) _databases.readAccesses(paths.access);
   });
-  for (const std::string& problem : {formatsProblem, cardSetsProblem})
-    if (!problem.empty()) console.report("{}", problem);
+  _problems = {formatsProblem, cardSetsProblem};
+  std::erase(_problems, "");
+}
+
+Site::Site(const SitePaths& paths, Formats need, Console& console) : Site(paths, need) {
+  for (const std::string& problem : _problems) console.report("{}", problem);
 }
 
 void Site::loadFormats(const std::string& name) {
+  requireRegularFile(name);
   Findings findings;
   _checked = checkFormats(name, _formats, findings);
   for (const Finding& finding : findings.sorted())
@@ -115,6 +133,7 @@ void Site::loadFormats(const std::string& name) {
 
 std::string Site::readCardSets(const std::string& path) {
   _sets.emplace();
+  requireRegularFile(path);
   LineReader reader;
   throwErrnoUnless(reader.open(path.c_str()), path);
   Tokenizer words;

@@ -31,9 +31,15 @@ class Site {
 
   Site() = default;
   // Reads what the paths name, card sets and databases as one state, and leaves out what has an
-  // empty path. Reports lines of the card sets file that define none. Throws Failure or
-  // std::system_error when a file that is needed cannot be read, and as readOneState does.
+  // empty path. Format files are looked up in `formatFolder`. Throws Failure or std::system_error
+  // when a file that is needed cannot be read, and as readOneState does.
+  Site(const SitePaths& paths, Formats need, const std::string& formatFolder = ".");
+  // The same; reports the problems.
   Site(const SitePaths& paths, Formats need, Console& console);
+
+  // What is wrong with formats and card sets that can be done without, and lines of the card sets
+  // file that define none.
+  const std::vector<std::string>& problems() const { return _problems; }
 
   const Databases& databases() const { return _databases; }
   Databases& databases() { return _databases; }
@@ -63,6 +69,7 @@ class Site {
   CheckedFormats _checked;
   std::optional<cardsets> _sets{std::in_place};
   Databases _databases;
+  std::vector<std::string> _problems;
 };
 
 // Calls `read`, which reads these files of a site, and calls it again when they were replaced

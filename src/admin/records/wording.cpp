@@ -31,30 +31,30 @@ uint32_t packedPinOf(const AccessRecord& record) {
 
 using enum AccessField::Kind;
 constexpr AccessField kAccessFields[] = {
-    {"access level 1", kAccessLevel, levelOf<0>},
-    {"access level 2", kAccessLevel, levelOf<1>},
-    {"access level 3", kAccessLevel, levelOf<2>},
-    {"access level 4", kAccessLevel, levelOf<3>},
-    {"access level 5", kAccessLevel, levelOf<4>},
-    {"access level 6", kAccessLevel, levelOf<5>},
-    {"access level 7", kAccessLevel, levelOf<6>},
-    {"access level 8", kAccessLevel, levelOf<7>},
-    {"start", kTime, memberOf<&AccessRecord::starttime>},
-    {"end", kTime, memberOf<&AccessRecord::endtime>},
-    {"flag 0 (not in the line)", kFlag, flagOf<0>},
-    {"flag 1 (second of the line)", kFlag, flagOf<1>},
-    {"flag 2 (first of the line)", kFlag, flagOf<2>},
-    {"flag 3 (not in the line)", kFlag, flagOf<3>},
-    {"flag 4 (third of the line)", kFlag, flagOf<4>},
-    {"flag 5 (last of the line)", kFlag, flagOf<5>},
-    {"flag 6 (not in the line)", kFlag, flagOf<6>},
-    {"flag 7 (not in the line)", kFlag, flagOf<7>},
-    {"escort", kEscort, memberOf<&AccessRecord::escortid>},
-    {"elevator access", kNumber, memberOf<&AccessRecord::elevatoraccess>},
-    {"output relay group", kNumber, memberOf<&AccessRecord::outrelaygrpid>},
-    {"issue level", kNumber, memberOf<&AccessRecord::cardissuelevel>},
-    {"output mode", kNumber, memberOf<&AccessRecord::outgrpmode>},
-    {"PIN", kPin, packedPinOf},
+    {"access level 1", "access_levels", kAccessLevel, levelOf<0>},
+    {"access level 2", "access_levels", kAccessLevel, levelOf<1>},
+    {"access level 3", "access_levels", kAccessLevel, levelOf<2>},
+    {"access level 4", "access_levels", kAccessLevel, levelOf<3>},
+    {"access level 5", "access_levels", kAccessLevel, levelOf<4>},
+    {"access level 6", "access_levels", kAccessLevel, levelOf<5>},
+    {"access level 7", "access_levels", kAccessLevel, levelOf<6>},
+    {"access level 8", "access_levels", kAccessLevel, levelOf<7>},
+    {"start", "start", kTime, memberOf<&AccessRecord::starttime>},
+    {"end", "end", kTime, memberOf<&AccessRecord::endtime>},
+    {"flag 0 (not in the line)", "flags", kFlag, flagOf<0>},
+    {"flag 1 (second of the line)", "flags", kFlag, flagOf<1>},
+    {"flag 2 (first of the line)", "flags", kFlag, flagOf<2>},
+    {"flag 3 (not in the line)", "flags", kFlag, flagOf<3>},
+    {"flag 4 (third of the line)", "flags", kFlag, flagOf<4>},
+    {"flag 5 (last of the line)", "flags", kFlag, flagOf<5>},
+    {"flag 6 (not in the line)", "flags", kFlag, flagOf<6>},
+    {"flag 7 (not in the line)", "flags", kFlag, flagOf<7>},
+    {"escort", "escort", kEscort, memberOf<&AccessRecord::escortid>},
+    {"elevator access", "elevator_access", kNumber, memberOf<&AccessRecord::elevatoraccess>},
+    {"output relay group", "output_relay_group", kNumber, memberOf<&AccessRecord::outrelaygrpid>},
+    {"issue level", "issue_level", kNumber, memberOf<&AccessRecord::cardissuelevel>},
+    {"output mode", "output_mode", kNumber, memberOf<&AccessRecord::outgrpmode>},
+    {"PIN", "pin", kPin, packedPinOf},
 };
 
 template <size_t Digits>
@@ -63,6 +63,10 @@ std::string digitsOf(std::span<const uint8_t> packed) {
   for (char& digit : digits)
     if (!isDigit(digit)) digit = '?';  // A nibble of 10 to 14.
   return digits.empty() ? "0" : digits;
+}
+
+std::string pinOf(const IdentRecord& record, bool withPins) {
+  return withPins ? digitsOf<kMaxPinIdentDigits>(record.cardnumber) : kHiddenPin;
 }
 
 }  // namespace
@@ -106,6 +110,11 @@ Validity validityAt(uint32_t time, const AccessRecord& record) {
   return hasEnd && time > record.endtime ? Validity::kExpired : Validity::kValid;
 }
 
+const char* validityText(Validity validity) {
+  constexpr std::array kTexts = {"valid", "not yet valid", "expired", "never valid"};
+  return kTexts.at(static_cast<size_t>(validity));
+}
+
 std::string keyText(const CardPattern& key) {
   std::string text(2 * key.size(), '0');
   for (size_t i = 0; i < key.size(); ++i) putHex(key[i], text.data() + 2 * i);
@@ -116,26 +125,62 @@ std::string keyText(const IdentRecord& record, bool withPins) {
   return isPinEntry(record) && !withPins ? kHiddenPin : keyText(record.cardnumber);
 }
 
-std::string credentialText(const IdentRecord& record, const Site& site, bool withPins) {
-  if (record.cardsetcode == kPinOnlyCode || record.cardsetcode == kPinIdentCode) {
-    const std::string pin = withPins ? digitsOf<kMaxPinIdentDigits>(record.cardnumber) : kHiddenPin;
-    return "PIN " + pin + (record.cardsetcode == kPinOnlyCode ? " alone" : " beside a card");
-  }
+std::optional<std::string> cardNumberText(const IdentRecord& record, const Site& site) {
   if (record.cardsetcode == kFormatlessCode) {
     std::array<char, 2 * sizeof record.cardnumber + 1> digits;
     bitsToHex(record.cardnumber, digits);
-    return fmt::format("card {} without format", digits.data());
+    return digits.data();
   }
-  if (const auto number = site.cardNumberOf(record))
-    return fmt::format("card {} of card set {}", *number, record.cardsetcode);
+  const auto number = site.cardNumberOf(record);
+  return number ? std::optional(std::to_string(*number)) : std::nullopt;
+}
+
+std::string credentialText(const IdentRecord& record, const Site& site, bool withPins) {
+  if (record.cardsetcode == kPinOnlyCode) return "PIN " + pinOf(record, withPins) + " alone";
+  if (record.cardsetcode == kPinIdentCode)
+    return "PIN " + pinOf(record, withPins) + " beside a card";
+  const auto number = cardNumberText(record, site);
+  if (record.cardsetcode == kFormatlessCode) return fmt::format("card {} without format", *number);
+  if (number) return fmt::format("card {} of card set {}", *number, record.cardsetcode);
   return fmt::format("card with key {} of card set {}", keyText(record, withPins),
                      record.cardsetcode);
 }
 
 std::string pinText(const AccessRecord& record, bool withPins) {
+  if (!withPins) return kHiddenPin;
   const std::string digits = digitsOf<AccessRecord::kPinDigits>(record.pincode);
-  if (digits == "0") return "none";
-  return withPins ? digits : kHiddenPin;
+  return digits == "0" ? "none" : digits;
+}
+
+void addCredential(JsonObject& object, const IdentRecord& record, const Site& site, bool withPins) {
+  const bool isPin = record.cardsetcode == kPinOnlyCode || record.cardsetcode == kPinIdentCode;
+  object.add("kind", record.cardsetcode == kPinOnlyCode      ? "PIN alone"
+                     : record.cardsetcode == kPinIdentCode   ? "PIN beside a card"
+                     : record.cardsetcode == kFormatlessCode ? "card without format"
+                                                             : "card");
+  if (!isPin && record.cardsetcode != kFormatlessCode) object.add("set", record.cardsetcode);
+  if (const auto number = cardNumberText(record, site)) object.add("card", *number);
+  if (!isPinEntry(record) || withPins) object.add("key", keyText(record.cardnumber));
+  if (isPin) object.add("pin", pinOf(record, withPins));
+  if (record.deleted != 0) object.add("deleted", true);
+}
+
+void addAccess(JsonObject& object, const AccessRecord& record, bool withPins) {
+  std::vector<uint32_t> levels, flags;
+  for (const uint32_t level : record.acclevel)
+    if (level != 0) levels.push_back(level);
+  for (int32_t bit = 0; bit < 8; ++bit)
+    if (record.flag(bit) != 0) flags.push_back(static_cast<uint32_t>(bit));
+  object.add("access_levels", levels).add("flags", flags);
+  for (const AccessField& field : accessFields()) {
+    const uint32_t value = field.valueOf(record);
+    if (field.kind == kPin && (!withPins || pinText(record, true) != "none"))
+      object.add(field.key, pinText(record, withPins));
+    else if (field.kind == kTime && value != 0)
+      object.add(field.key, timeText(value));
+    else if ((field.kind == kNumber || field.kind == kEscort) && value != 0)
+      object.add(field.key, value);
+  }
 }
 
 }  // namespace badgemint::admin

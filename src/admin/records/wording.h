@@ -4,9 +4,11 @@
 #define BADGEMINT_ADMIN_RECORDS_WORDING_H
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 
+#include "admin/json.h"
 #include "admin/records/site.h"
 #include "carddb/accessrecord.h"
 #include "carddb/identrecord.h"
@@ -20,6 +22,7 @@ struct AccessField {
   enum class Kind { kAccessLevel, kFlag, kEscort, kTime, kNumber, kPin };
 
   const char* name;  // "access level 1", "flag 2 (first of the line)", "start", ...
+  const char* key;   // In JSON; that of the array for access levels and flags.
   Kind kind;
   uint32_t (*valueOf)(const AccessRecord& record);  // Of a PIN its bytes, as a number.
 };
@@ -40,6 +43,7 @@ std::string timeText(uint32_t seconds);
 // Whether a holder's validity includes a time. Both ends belong to it.
 enum class Validity { kValid, kNotYet, kExpired, kNever };
 Validity validityAt(uint32_t time, const AccessRecord& record);
+const char* validityText(Validity validity);
 
 // The 32 hexadecimal digits of a key.
 std::string keyText(const CardPattern& key);
@@ -51,13 +55,37 @@ inline bool isPinEntry(const IdentRecord& record) {
   return record.cardsetcode == kPinOnlyCode || record.cardsetcode >= kPinIdentCode;
 }
 
+// The number as the cards file has it: decimal for a card of a card set, hexadecimal for a card
+// without format. None for a PIN, and for a card that the site cannot decode.
+std::optional<std::string> cardNumberText(const IdentRecord& record, const Site& site);
+
 // "card 15890 of card set 1", "card 1A2B3C4D without format", "PIN **** alone", "PIN **** beside a
 // card". A card that the site cannot decode is named by its key.
 std::string credentialText(const IdentRecord& record, const Site& site, bool withPins);
 
-// The PIN of an access record, or "none". That of a holder without a card has no effect and is
-// stored as zeros.
+// The PIN of an access record, or "none"; masked alike whether there is one or not. That of a
+// holder without a card has no effect and is stored as zeros.
 std::string pinText(const AccessRecord& record, bool withPins);
+
+// Adds what a record says, with PINs masked alike: "kind" ("card", "card without format", "PIN
+// alone", "PIN beside a card"), "set", "card", "key", "pin", "deleted".
+void addCredential(JsonObject& object, const IdentRecord& record, const Site& site, bool withPins);
+// Adds "access_levels", "flags" and every other field that is not 0 under its key.
+void addAccess(JsonObject& object, const AccessRecord& record, bool withPins);
+
+// "holder", "access" with an object for each record, and "credentials".
+template <typename Accesses, typename Idents>
+JsonObject holderJson(uint32_t uniqid, Accesses&& accesses, Idents&& idents, const Site& site,
+                      uint32_t now, bool withPins) {
+  std::vector<JsonObject> access, credentials;
+  for (const AccessRecord& record : accesses) {
+    addAccess(access.emplace_back(), record, withPins);
+    access.back().add("validity", validityText(validityAt(now, record)));
+  }
+  for (const IdentRecord& record : idents)
+    addCredential(credentials.emplace_back(), record, site, withPins);
+  return JsonObject().add("holder", uniqid).add("access", access).add("credentials", credentials);
+}
 
 }  // namespace badgemint::admin
 

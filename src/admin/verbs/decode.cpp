@@ -2,115 +2,217 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
+#include <cerrno>
 #include <memory>
 #include <set>
-#include <utility>
+#include <stdexcept>
 #include <vector>
 
 #include "admin/arguments.h"
 #include "admin/bits/cards.h"
 #include "admin/bits/layout.h"
-#include "admin/check/siterules.h"
-#include "admin/records/databases.h"
+#include "admin/check/sitecheck.h"
 #include "admin/records/site.h"
 #include "admin/records/wording.h"
 #include "admin/verbs/verb.h"
 #include "cardsets/card_functions.h"
+#include "support/textutil.h"
 
 namespace badgemint::admin {
 
 namespace {
 
+constexpr size_t kMostNamesakes = 10;
+
 struct DecodeOptions {
   SitePaths site;
-  bool needsIdent = false;  // The ident database may be missing unless it was asked for.
-  std::string word;         // Bits, or a key.
+  bool needsIdent = false;         // The ident database may be missing unless it was asked for.
+  std::vector<std::string> words;  // Bits, or a key: one.
+  std::string decimal;             // The value of the bits, in place of a word; empty for none.
 };
 
-bool areBits(const std::string& word) {
-  return !word.empty() && word.find_first_not_of("01") == std::string::npos;
+// What readers and controllers print of a card: exactly one of these is not empty.
+struct CardInput {
+  std::string bits{};               // '0' and '1'.
+  std::vector<CardPattern> keys{};  // From a key with an odd number of digits there are two.
+  std::string value{};              // The bits of a number, the most significant first.
+};
+
+// The bits of a decimal number, without leading zeros.
+std::string bitsOfDecimal(const std::string& word) {
+  std::array<unsigned, 16> bytes{};  // The least significant first.
+  for (const char c : word) {
+    unsigned carry = isDigit(c) ? static_cast<unsigned>(c - '0') : 256;
+    for (unsigned& byte : bytes) {
+      carry += byte * 10;
+      byte = carry % 256;
+      carry /= 256;
+    }
+    if (!isDigit(c) || carry != 0)
+      throw Failure(ExitStatus::kRefused, "--decimal {} is not a decimal number of up to 128 bits",
+                    quoted(word));
+  }
+  std::string bits;
+  for (size_t i = bytes.size(); i-- > 0;) bits += fmt::format("{:08b}", bytes[i]);
+  return bits.substr(std::min(bits.find('1'), bits.size() - 1));
 }
 
-// The word as a key whose last zeros are left out; when it has an odd number of digits, also as one
-// that has lost a zero in front, as numbers do.
-std::vector<CardPattern> keysOf(const std::string& word) {
-  const auto key = keyOf(word);
+// The bits of hexadecimal digits, without leading zeros.
+std::string bitsOfHex(const std::string& digits) {
+  std::string bits;
+  for (const char c : digits)
+    bits += fmt::format("{:04b}", isDigit(c) ? c - '0' : (c | 0x20) - 'a' + 10);
+  return bits.substr(std::min(bits.find('1'), bits.size() - 1));
+}
+
+CardInput parseInput(const DecodeOptions& options) {
+  if (!options.decimal.empty()) return {.value = bitsOfDecimal(options.decimal)};
+  std::string digits = options.words.front();
+  std::erase_if(digits,
+                [](char c) { return std::string_view(" :-_").find(c) != std::string::npos; });
+  const auto isBinary = [](std::string_view text) {
+    return !text.empty() && text.find_first_not_of("01") == std::string_view::npos;
+  };
+  const bool hasPrefix = digits.starts_with("0b") || digits.starts_with("0B");
+  if (hasPrefix && isBinary(std::string_view(digits).substr(2))) digits.erase(0, 2);
+  if (isBinary(digits)) return {.bits = digits};
+  const auto key = keyOf(digits);
   if (!key)
     throw Failure(ExitStatus::kRefused,
                   "{} is neither bits (0 and 1) nor a key (1 to 32 hexadecimal digits)",
-                  quoted(word));
-  const std::string digits = word.substr(word.find_first_of("xX") + 1);
-  const auto other = digits.size() % 2 == 0 ? key : keyOf("0" + digits);
-  return other == key ? std::vector{*key} : std::vector{*key, *other};
+                  quoted(options.words.front()));
+  digits.erase(0, digits.find_first_of("xX") + 1);
+  CardInput input{.keys = {*key}, .value = bitsOfHex(digits)};
+  // Numbers lose a zero in front.
+  const auto padded = digits.size() % 2 == 1 ? keyOf("0" + digits) : key;
+  if (padded && padded != key) input.keys.push_back(*padded);
+  return input;
+}
+
+// A format that can have made the bits.
+struct Match {
+  const CheckedFormat* listed;
+  CardPattern key;
+  DecodedCard card;
+  const char* change;  // What was done to the input: "", "reversed" or "right-aligned".
+
+  bool isExact() const { return card.faults.empty(); }
+};
+
+// The fields beside the number as "A=22", only those that differ from `other` if that is given.
+std::string siteValuesText(const CardFormat& format, const CardFormat::FieldValues& values,
+                           const CardFormat::FieldValues* other = nullptr) {
+  std::string text;
+  for (size_t field = 0; field < values.size(); ++field) {
+    if (!hasSiteValue(format, static_cast<int32_t>(field))) continue;
+    if (other != nullptr && (*other)[field] == values[field]) continue;
+    text += fmt::format("{}{}={}", text.empty() ? "" : ", ", static_cast<char>('A' + field),
+                        static_cast<uint64_t>(values[field]));
+  }
+  return text;
 }
 
 class Decode {
  public:
-  Decode(const DecodeOptions& options, Console& console) : _options(options), _console(console) {
-    if (!areBits(options.word)) _keys = keysOf(options.word);
-    const SitePaths& names = options.site;
-    tellOfCutShort({names.ident, names.cardSets}, console);
-    tryTo(console, [&] { _site.loadFormats(names.formats); });
-    tryTo(console, [&] { _site.loadCardSets(names.cardSets, console); });
+  Decode(CardInput input, const Site& site, bool hasIdent, Console& console)
+      : _input(std::move(input)), _site(site), _hasIdent(hasIdent), _console(console) {
     // Of two formats with one ID the second is never used.
-    for (const CheckedFormat& listed : _site.formats())
-      if (listed.format != nullptr && listed.format == _site.formatSet().findFormat(listed.id))
+    for (const CheckedFormat& listed : site.formats())
+      if (listed.format != nullptr && listed.format == site.formatSet().findFormat(listed.id))
         _formats.push_back(&listed);
-    if (_keys.empty()) useBits(options.word);
   }
 
-  ExitStatus run() {
-    for (const CheckedFormat* const listed : _formats)
-      for (const CardPattern& key : _keys)
-        if (auto card = decodeCard(*listed->format, key))
-          _matches.push_back({listed, key, std::move(*card)});
-    std::stable_partition(_matches.begin(), _matches.end(),
-                          [](const Match& match) { return match.isExact(); });
+  // True when the input is a card of a format, or is known as a card without format.
+  bool run() {
+    if (!_input.bits.empty()) requireCount();
+    findMatches();
+    const bool isFormatless = printHolders();
     for (const Match& match : _matches) print(match);
-    const bool isExact = !_matches.empty() && _matches.front().isExact();
     if (_matches.empty()) _console.print("no format has such a card\n");
-    return printHolders(isExact) || isExact ? ExitStatus::kAllWell : ExitStatus::kFound;
+    return isFormatless || isExact();
   }
 
  private:
-  // A format that can have made the bits.
-  struct Match {
-    const CheckedFormat* listed;
-    CardPattern key;
-    DecodedCard card;
+  bool isExact() const {
+    return !_matches.empty() && _matches.front().isExact() && *_matches.front().change == '\0';
+  }
 
-    bool isExact() const { return card.faults.empty(); }
-  };
+  void requireCount() const {
+    std::set<int32_t> counts;
+    for (const CheckedFormat* const listed : _formats)
+      counts.insert(CardLayout(*listed->format).count());
+    if (counts.contains(static_cast<int32_t>(_input.bits.size()))) return;
+    throw Failure(ExitStatus::kRefused,
+                  "no format has cards of {} bits{}{} (write 0x before a key of 0 and 1 alone)",
+                  _input.bits.size(), counts.empty() ? "" : ": they have ",
+                  fmt::join(counts, ", "));
+  }
 
-  // Keeps the formats of as many bits.
-  void useBits(const std::string& bits) {
-    std::set<size_t> counts;
-    std::vector<const CheckedFormat*> formats;
-    for (const CheckedFormat* const listed : _formats) {
-      const CardLayout layout(*listed->format);
-      const auto count = static_cast<size_t>(layout.count());
-      counts.insert(count);
-      if (count != bits.size()) continue;
-      formats.push_back(listed);
-      _keys = {layout.patternOf(bits)};
+  void findMatches() {
+    for (const CheckedFormat* const listed : _formats)
+      for (const CardPattern& key : patternsOf(CardLayout(*listed->format)))
+        addMatch(listed, key, "");
+    _wanted.insert(_input.keys.begin(), _input.keys.end());
+    const auto isExactMatch = [](const Match& match) { return match.isExact(); };
+    if (std::ranges::none_of(_matches, isExactMatch))
+      for (const CheckedFormat* const listed : _formats) findChanged(listed);
+    std::ranges::stable_partition(_matches, isExactMatch);
+  }
+
+  // Cards that readers sent from the last bit to the first, or with zeros in front of the bits.
+  void findChanged(const CheckedFormat* listed) {
+    const CardLayout layout(*listed->format);
+    for (const CardPattern& key : patternsOf(layout)) {
+      std::string bits = layout.bitsOf(key);
+      if (layout.patternOf(bits) != key) continue;
+      std::ranges::reverse(bits);
+      addMatch(listed, layout.patternOf(bits), "reversed");
     }
-    if (formats.empty())
-      throw Failure(ExitStatus::kRefused,
-                    "no format has cards of {} bits{}{} (write 0x before a key of 0 and 1 alone)",
-                    bits.size(), counts.empty() ? "" : ": they have ", fmt::join(counts, ", "));
-    _formats = std::move(formats);
+    if (!_input.keys.empty())
+      for (const CardPattern& key : alignedRight(layout)) addMatch(listed, key, "right-aligned");
+  }
+
+  std::vector<CardPattern> patternsOf(const CardLayout& layout) const {
+    if (!_input.keys.empty()) return _input.keys;
+    if (_input.bits.empty()) return alignedRight(layout);
+    if (_input.bits.size() != static_cast<size_t>(layout.count())) return {};
+    return {layout.patternOf(_input.bits)};
+  }
+
+  std::vector<CardPattern> alignedRight(const CardLayout& layout) const {
+    const auto count = static_cast<size_t>(layout.count());
+    if (_input.value.size() > count) return {};
+    return {layout.patternOf(std::string(count - _input.value.size(), '0') + _input.value)};
+  }
+
+  void addMatch(const CheckedFormat* listed, const CardPattern& key, const char* change) {
+    auto card = decodeCard(*listed->format, key);
+    if (card && !card->faults.empty()) useSiteValues(*listed->format, key, *card);
+    if (*change != '\0' && !(card && card->faults.empty())) return;
+    _wanted.insert(key);
+    if (card) _matches.push_back({listed, key, std::move(*card), change});
+  }
+
+  // A layout with gaps can lose bits of its fields: then only the card sets have their values.
+  void useSiteValues(const CardFormat& format, const CardPattern& key, DecodedCard& card) const {
+    for (uint32_t csid = kFirstCardSetId; csid <= kLastCardSetId; ++csid) {
+      if (_site.formatOfSet(csid) != &format) continue;
+      const auto& values = _site.sets().getCardSet(csid)->fldvalues;
+      if (format.encodeNumber(format.encodeSite(values), card.number) != key) continue;
+      card = {.number = card.number, .values = values, .encoded = key, .faults = {}};
+      return;
+    }
   }
 
   void print(const Match& match) {
     const CardFormat& format = *match.listed->format;
-    _console.print("format {} {}: card {}", match.listed->id, printable(match.listed->fileName),
-                   static_cast<uint64_t>(match.card.number));
-    for (int32_t field = 0; field < kFieldCount; ++field)
-      if (hasSiteValue(format, field))
-        _console.print(", {:c}={}", 'A' + field,
-                       static_cast<uint64_t>(match.card.values[static_cast<size_t>(field)]));
-    _console.print("; {}\n", verdictOn(match));
-    if (_keys.size() > 1) _console.print("  key {}\n", keyText(match.key));
+    const std::string values = siteValuesText(format, match.card.values);
+    _console.print("format {} {}: card {}{}{}; {}{}{}\n", match.listed->id,
+                   printable(match.listed->fileName), static_cast<uint64_t>(match.card.number),
+                   values.empty() ? "" : ", ", values, verdictOn(match),
+                   *match.change == '\0' ? "" : "; ", match.change);
+    if (_wanted.size() > 1) _console.print("  key {}\n", keyText(match.key));
     for (const std::string& fault : match.card.faults) _console.print("  {}\n", fault);
     printCardSets(match);
   }
@@ -136,43 +238,77 @@ class Decode {
     if (!isOfSet && _site.sets().count() > 0) _console.print("  no card set has these values\n");
   }
 
-  // Returns whether it is known as a card without format.
-  bool printHolders(bool isExact) {
-    const std::string& name = _options.site.ident;
-    if (!_options.needsIdent && access(name.c_str(), F_OK) != 0) return false;
-    bool isFormatless = false;
-    tryTo(_console, [&] {
-      Databases databases;
-      databases.readIdents(name);
-      isFormatless = printRecords(databases.idents, isExact);
-    });
-    return isFormatless;
-  }
-
-  bool printRecords(const std::vector<IdentRecord>& records, bool isExact) {
+  // Returns whether somebody has it as a card without format.
+  bool printHolders() {
     bool isHeld = false, isFormatless = false;
-    for (const IdentRecord& record : records) {
-      if (std::ranges::find(_keys, record.cardnumber) == _keys.end() || isPinEntry(record))
-        continue;
+    for (const IdentRecord& record : _site.databases().idents) {
+      if (!_wanted.contains(record.cardnumber) || isPinEntry(record)) continue;
       _console.print("holder {}: {}{}\n", record.uniqid, credentialText(record, _site, false),
                      record.deleted == 0 ? "" : ", deleted");
       isHeld = true;
       isFormatless = isFormatless || record.cardsetcode == kFormatlessCode;
     }
-    if (isExact && !isHeld) _console.print("no holder has this card\n");
-    return isFormatless;
+    if (!_hasIdent || isHeld || !isExact()) return isFormatless;
+    _console.print("no holder has this card\n");
+    printNamesakes();
+    return false;
   }
 
-  const DecodeOptions& _options;
+  // Holders who have the same number with other site values.
+  void printNamesakes() {
+    size_t printed = 0;
+    for (const IdentRecord& record : _site.databases().idents) {
+      const auto number = _site.cardNumberOf(record);
+      if (!number || record.deleted != 0) continue;
+      const CardFormat* const format = _site.formatOfSet(record.cardsetcode);
+      const auto match = std::ranges::find_if(_matches, [&](const Match& exact) {
+        return exact.isExact() && exact.listed->format == format && exact.card.number == *number;
+      });
+      const auto held =
+          match == _matches.end() ? std::nullopt : decodeCard(*format, record.cardnumber);
+      if (!held || printed++ == kMostNamesakes) continue;
+      _console.print("holder {} has this number with {}\n", record.uniqid,
+                     siteValuesText(*format, held->values, &match->card.values));
+    }
+  }
+
+  const CardInput _input;
+  const Site& _site;
+  const bool _hasIdent;
   Console& _console;
-  Site _site;
   std::vector<const CheckedFormat*> _formats;
-  std::vector<CardPattern> _keys;
   std::vector<Match> _matches;
+  std::set<CardPattern> _wanted;  // The keys that holders are searched for.
 };
 
+// A site without its ident database where that is missing and was not asked for, or cannot be read,
+// which is reported.
+std::unique_ptr<Site> openSite(const DecodeOptions& options, SitePaths& paths, Console& console) {
+  const bool isMissing = access(paths.ident.c_str(), F_OK) != 0 && errno == ENOENT;
+  if (isMissing && !options.needsIdent) paths.ident = "";
+  try {
+    return std::make_unique<Site>(paths, Site::Formats::kOptional, console);
+  } catch (const std::runtime_error& problem) {
+    if (paths.ident.empty()) throw;
+    console.report("{}", problem.what());
+  }
+  paths.ident = "";
+  return std::make_unique<Site>(paths, Site::Formats::kOptional, console);
+}
+
 ExitStatus decode(const DecodeOptions& options, Console& console) {
-  return Decode(options, console).run();
+  if (options.words.size() > 1)
+    throw Failure(ExitStatus::kNotDone, "only one card at a time; put groups of digits in quotes");
+  if (options.words.empty() == options.decimal.empty())
+    throw Failure(ExitStatus::kNotDone, "give one of bits, a key and --decimal");
+  CardInput input = parseInput(options);
+  SitePaths paths = options.site;
+  paths.access = "";
+  const std::unique_ptr<Site> site = openSite(options, paths, console);
+  const bool hasIdent = !paths.ident.empty();
+  if (Decode(std::move(input), *site, hasIdent, console).run()) return ExitStatus::kAllWell;
+  const bool lacksIdent = !hasIdent && access(options.site.ident.c_str(), F_OK) == 0;
+  return lacksIdent ? ExitStatus::kNotDone : ExitStatus::kFound;
 }
 
 }  // namespace
@@ -181,7 +317,9 @@ Run addDecode(Options options) {
   const auto given = std::make_shared<DecodeOptions>();
   options.describe("Show which cards have these bits",
                    "badgemint-admin decode 10001010100111110000100100");
-  options.word("BITS", "BITS|KEY", given->word, "The bits of a card, or its key in hexadecimal");
+  options.words("BITS", "BITS|KEY", given->words,
+                "The bits of a card, or its key in hexadecimal, also as 02:2A:7C:24");
+  options.text("--decimal", "NUMBER", given->decimal, "The bits as a decimal number");
   options.formatsAndCardSets(given->site);
   const CLI::Option* const ident =
       options.file("--ident", given->site.ident, "The ident database, for the holder");

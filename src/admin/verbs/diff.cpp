@@ -1,6 +1,12 @@
 // The verb `diff`: what differs between two pairs of databases, holder by holder.
+#include <algorithm>
+#include <filesystem>
 #include <memory>
+#include <optional>
+#include <set>
 
+#include "admin/files/folder.h"
+#include "admin/files/replacement.h"
 #include "admin/records/changes.h"
 #include "admin/verbs/verb.h"
 
@@ -9,60 +15,135 @@ namespace badgemint::admin {
 namespace {
 
 struct DiffOptions {
-  SitePaths site;                               // The databases' names in both folders.
+  SitePaths site;                               // The files' names in both folders.
   std::vector<std::string> folders;             // The old one and the new one, or none.
   std::vector<std::string> oldFiles, newFiles;  // Ident and access database, instead of folders.
+  bool kept = false;                            // The kept files with those that replaced them.
   bool counts = false;                          // Instead of a line for each change.
+  bool json = false;
   bool withPins = false;
 };
 
-void requireTwoSides(const DiffOptions& options) {
-  const bool hasOld = !options.oldFiles.empty(), hasNew = !options.newFiles.empty();
-  const bool byFolders = options.folders.size() == 2 && !hasOld && !hasNew;
-  const bool byFiles = options.folders.empty() && hasOld && hasNew;
-  if (!byFolders && !byFiles)
+// What is read of one side, and where its format files are.
+struct Side {
+  SitePaths paths;
+  std::string formatFolder = ".";
+};
+
+bool exists(const std::string& path) {
+  return std::filesystem::exists(path);
+}
+
+// Formats and card sets stand beside the databases, in a folder of their own; those that do not
+// are as given.
+Side sideOf(const std::string& folder, const SitePaths& given) {
+  Side side{.paths = given};
+  const std::string formats = folder + '/' + given.formats;
+  const std::string cardSets = folder + '/' + given.cardSets;
+  const auto isInFolder = [&](const std::string& name) { return exists(folder + '/' + name); };
+  if (exists(formats) && std::ranges::all_of(formatFiles(formats), isInFolder))
+    side = {.paths = given, .formatFolder = folder}, side.paths.formats = formats;
+  if (exists(cardSets)) side.paths.cardSets = cardSets;
+  return side;
+}
+
+Side sideOfFolder(const std::string& folder, const SitePaths& given) {
+  if (std::filesystem::is_regular_file(folder))
     throw Failure(ExitStatus::kNotDone,
-                  "give two folders to compare, or --old IDENT ACCESS and --new IDENT ACCESS");
+                  "{} is not a folder; for files write --old IDENT ACCESS --new IDENT ACCESS",
+                  folder);
+  Side side = sideOf(folder, given);
+  side.paths.ident = folder + '/' + given.ident;
+  side.paths.access = folder + '/' + given.access;
+  return side;
 }
 
-// The databases of one side: in its folder, or as an option names them.
-Databases readSide(const std::vector<std::string>& folders, size_t side,
-                   const std::vector<std::string>& files, const DiffOptions& options,
-                   Console& console) {
-  SitePaths paths = options.site;
-  paths.formats = paths.cardSets = "";
-  paths.ident = files.empty() ? folders.at(side) + '/' + paths.ident : files.at(0);
-  paths.access = files.empty() ? folders.at(side) + '/' + paths.access : files.at(1);
-  Site site(paths, Site::Formats::kOptional, console);
-  requireWholeRecords(site.databases(), paths.ident, paths.access);
-  site.databases().sort();
-  return std::move(site.databases());
+Side sideOfFiles(const std::vector<std::string>& files, const SitePaths& given) {
+  Side side = sideOf(splitPath(files.at(0)).folder, given);
+  side.paths.ident = files.at(0);
+  side.paths.access = files.at(1);
+  return side;
 }
 
-void printCounts(const Changes& changes, Console& console) {
+Side keptSide(const SitePaths& given) {
+  Side side{.paths = given};
+  side.paths.ident += kKeptSuffix;
+  side.paths.access += kKeptSuffix;
+  if (exists(given.cardSets + kKeptSuffix)) side.paths.cardSets += kKeptSuffix;
+  return side;
+}
+
+std::pair<Side, Side> sidesOf(const DiffOptions& options) {
+  const bool byFolders = !options.folders.empty();
+  const bool byOld = !options.oldFiles.empty(), byNew = !options.newFiles.empty();
+  if (byOld != byNew || byFolders + byOld + options.kept != 1)
+    throw Failure(ExitStatus::kNotDone,
+                  "give two folders to compare, or --old IDENT ACCESS and --new IDENT ACCESS, "
+                  "or --kept");
+  if (options.kept) return {keptSide(options.site), Side{.paths = options.site}};
+  if (byOld)
+    return {sideOfFiles(options.oldFiles, options.site),
+            sideOfFiles(options.newFiles, options.site)};
+  return {sideOfFolder(options.folders.at(0), options.site),
+          sideOfFolder(options.folders.at(1), options.site)};
+}
+
+void open(std::optional<Site>& site, const Side& side) {
+  site.emplace(side.paths, Site::Formats::kOptional, side.formatFolder);
+  requireWholeRecords(site->databases(), side.paths.ident, side.paths.access);
+  site->databases().sort();
+}
+
+void printCounts(const Changes& changes, bool json, Console& console) {
   using enum CredentialChange::Kind;
-  console.print("holders: {} added, {} removed, {} changed\n", changes.countHolders(false, true),
-                changes.countHolders(true, false), changes.countHolders(true, true));
+  const size_t added = changes.countHolders(false, true),
+               removed = changes.countHolders(true, false),
+               changed = changes.countHolders(true, true);
+  const auto count = [&](CredentialChange::Kind kind) { return changes.countCredentials(kind); };
+  if (json) {
+    const auto holders =
+        JsonObject().add("added", added).add("removed", removed).add("changed", changed);
+    const auto credentials = JsonObject()
+                                 .add("added", count(kAdded))
+                                 .add("removed", count(kRemoved))
+                                 .add("moved", count(kMoved))
+                                 .add("deleted", count(kDeleted))
+                                 .add("restored", count(kRestored))
+                                 .add("changed", count(kChanged));
+    const auto summary = JsonObject().add("holders", holders).add("credentials", credentials);
+    return console.printJson(JsonObject().add("summary", summary));
+  }
+  console.print("holders: {} added, {} removed, {} changed\n", added, removed, changed);
   console.print(
       "credentials: {} added, {} removed, {} moved, {} deleted, {} restored, {} changed\n",
-      changes.countCredentials(kAdded), changes.countCredentials(kRemoved),
-      changes.countCredentials(kMoved), changes.countCredentials(kDeleted),
-      changes.countCredentials(kRestored), changes.countCredentials(kChanged));
+      count(kAdded), count(kRemoved), count(kMoved), count(kDeleted), count(kRestored),
+      count(kChanged));
 }
 
 ExitStatus diff(const DiffOptions& options, Console& console) {
-  requireTwoSides(options);
-  const Databases before = readSide(options.folders, 0, options.oldFiles, options, console);
-  const Databases now = readSide(options.folders, 1, options.newFiles, options, console);
-  const Changes changes = compare(before, now);
-  if (options.counts) {
-    printCounts(changes, console);
-  } else if (!changes.empty()) {
-    SitePaths cards = options.site;
-    cards.ident = cards.access = "";
-    const Site site(cards, Site::Formats::kOptional, console);
-    printChanges(changes, site, site, options.withPins, console);
-  }
+  const auto [oldSide, newSide] = sidesOf(options);
+  std::optional<Site> before, now;
+  const auto openBoth = [&, &oldSide = oldSide, &newSide = newSide] {
+    open(before, oldSide);
+    open(now, newSide);
+  };
+  if (options.kept)  // A build replaces both sides.
+    readOneState(std::vector{oldSide.paths.ident, oldSide.paths.access, newSide.paths.ident,
+                             newSide.paths.access},
+                 openBoth);
+  else
+    openBoth();
+  Changes changes = compare(before->databases(), now->databases());
+  if (changes.empty() && !options.counts) return ExitStatus::kAllWell;
+  std::set<std::string> problems(before->problems().begin(), before->problems().end());
+  problems.insert(now->problems().begin(), now->problems().end());
+  for (const std::string& problem : problems) console.report("{}", problem);
+  joinChangedKeys(changes, *before, *now);
+  if (options.counts)
+    printCounts(changes, options.json, console);
+  else
+    printChanges(changes, *before, *now, {.withPins = options.withPins, .json = options.json},
+                 console);
   return changes.empty() ? ExitStatus::kAllWell : ExitStatus::kFound;
 }
 
@@ -77,10 +158,15 @@ Run addDiff(Options options) {
   options.filePair("--old", "IDENT ACCESS", given->oldFiles,
                    "The old databases, instead of a folder");
   options.filePair("--new", "IDENT ACCESS", given->newFiles, "The new databases");
+  options.flag("--kept", given->kept, "The files that build --keep has kept are the old ones");
   options.file("--ident", given->site.ident, "The ident database in both folders");
   options.file("--access", given->site.access, "The access database in both folders");
-  options.formatsAndCardSets(given->site);
+  options.file("--formats", given->site.formats,
+               "The formats file in both folders, or where a folder has none");
+  options.file("--cardsets", given->site.cardSets,
+               "The card sets file in both folders, or where a folder has none");
   options.flag("--stat", given->counts, "Print counts instead of a line for each change");
+  options.flag("--json", given->json, "Print JSON objects, one a line");
   options.flag("--with-pins", given->withPins, "Show PINs");
   return [given](Console& console) { return diff(*given, console); };
 }

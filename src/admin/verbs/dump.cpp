@@ -1,15 +1,19 @@
 // The verb `dump`: writes the cards file of existing databases, and reports what such a file cannot
 // say. Each line is given to a build's own code, which must make the records that it came from.
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <array>
 #include <cerrno>
 #include <concepts>
 #include <cstring>
 #include <functional>
+#include <iostream>
 #include <map>
 #include <memory>
 #include <optional>
 
-#include "admin/check/siterules.h"
+#include "admin/check/sitecheck.h"
 #include "admin/files/folder.h"
 #include "admin/records/databases.h"
 #include "admin/records/expected.h"
@@ -349,11 +353,25 @@ class Dump {
   int32_t _lines = 0;
 };
 
-void demandOutputApart(const DumpOptions& options) {
+void checkPaths(const DumpOptions& options) {
   const SitePaths& site = options.site;
-  std::vector<std::string> inputs = formatFiles(site.formats);
-  inputs.insert(inputs.end(), {site.ident, site.access, site.cardSets, site.formats});
+  std::vector<std::string> inputs = {site.formats, site.ident, site.access, site.cardSets};
+  for (const std::string& path : inputs) requireRegularFile(path);
+  if (options.output.empty()) return;
+  std::ranges::copy(formatFiles(site.formats), std::back_inserter(inputs));
   requireDistinctFiles(inputs, {options.output});
+}
+
+// Standard output may be a file.
+void reportReadableByOthers(const SitePaths& site, Console& console) {
+  constexpr mode_t kOthers = S_IRGRP | S_IROTH;
+  struct stat status;
+  for (const std::string& path : {site.ident, site.access})
+    if (stat(path.c_str(), &status) == 0 && (status.st_mode & kOthers) != 0)
+      console.report("{0} contains PINs and other users can read it: chmod 600 {0}", path);
+  if (&console.output() == &std::cout && fstat(STDOUT_FILENO, &status) == 0 &&
+      S_ISREG(status.st_mode) && (status.st_mode & kOthers) != 0)
+    console.report("the dump contains PINs and other users can read its file: chmod 600");
 }
 
 void dumpTo(const Write& write, const DumpOptions& options, Console& console, Warnings& warnings) {
@@ -363,7 +381,6 @@ void dumpTo(const Write& write, const DumpOptions& options, Console& console, Wa
 
 void dumpToFile(const DumpOptions& options, Console& console, Warnings& warnings) {
   deferTerminationSignals();
-  demandOutputApart(options);
   NewFile file(options.output, options.force);
   dumpTo([&file](std::string_view text) { file.write(text); }, options, console, warnings);
   throwIfInterrupted();
@@ -373,6 +390,7 @@ void dumpToFile(const DumpOptions& options, Console& console, Warnings& warnings
 }
 
 ExitStatus dump(const DumpOptions& options, Console& console) {
+  checkPaths(options);
   Warnings warnings;
   if (options.output.empty())
     dumpTo([&console](std::string_view text) { console.output() << text; }, options, console,
@@ -380,6 +398,7 @@ ExitStatus dump(const DumpOptions& options, Console& console) {
   else
     dumpToFile(options, console, warnings);
   warnings.report(console);
+  if (options.withPins) reportReadableByOthers(options.site, console);
   return warnings.any() ? ExitStatus::kFound : ExitStatus::kAllWell;
 }
 

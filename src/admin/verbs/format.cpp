@@ -8,7 +8,7 @@
 #include "admin/bits/layout.h"
 #include "admin/check/formatfile.h"
 #include "admin/check/formatscheck.h"
-#include "admin/check/siterules.h"
+#include "admin/check/sitecheck.h"
 #include "admin/records/wording.h"
 #include "admin/verbs/verb.h"
 #include "cardsets/card_functions.h"

@@ -27,6 +27,10 @@ CLI::Option* Options::flag(const char* option, bool& isSet, const char* help) {
   return _verb.add_flag(option, isSet, help);
 }
 
+CLI::Option* Options::filter(const char* option, bool& isSet, const char* help) {
+  return flag(option, isSet, help)->multi_option_policy(CLI::MultiOptionPolicy::Throw);
+}
+
 CLI::Option* Options::number(const char* option, const char* type, uint32_t& value,
                              const char* help) {
   return valued(_verb.add_option(option, value, help), type)->capture_default_str();
@@ -53,6 +57,11 @@ void Options::filePair(const char* option, const char* type, std::vector<std::st
 
 void Options::word(const char* name, const char* type, std::string& value, const char* help) {
   valued(_verb.add_option(name, value, help), type)->required();
+}
+
+void Options::optionalWord(const char* name, const char* type, std::string& value,
+                           const char* help) {
+  valued(_verb.add_option(name, value, help), type);
 }
 
 void Options::words(const char* name, const char* type, std::vector<std::string>& values,

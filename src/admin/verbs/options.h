@@ -29,6 +29,8 @@ class Options {
   void describe(const char* summary, const char* example);
 
   CLI::Option* flag(const char* option, bool& isSet, const char* help);
+  // A flag that may be given only once.
+  CLI::Option* filter(const char* option, bool& isSet, const char* help);
   CLI::Option* number(const char* option, const char* type, uint32_t& value, const char* help);
   CLI::Option* text(const char* option, const char* type, std::string& value, const char* help);
   CLI::Option* file(const char* option, std::string& path, const char* help);
@@ -42,6 +44,7 @@ class Options {
 
   // Words without an option. `name` is how help calls them.
   void word(const char* name, const char* type, std::string& value, const char* help);
+  void optionalWord(const char* name, const char* type, std::string& value, const char* help);
   void words(const char* name, const char* type, std::vector<std::string>& values,
              const char* help);
   // At least one of them is required.

@@ -1,6 +1,11 @@
 // The verb `pattern`: what a reader sends for cards of these numbers, bit by bit.
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <memory>
+#include <new>
+#include <optional>
 #include <span>
 #include <utility>
 
@@ -9,9 +14,13 @@
 #include "admin/bits/layout.h"
 #include "admin/check/formatscheck.h"
 #include "admin/check/sitecheck.h"
+#include "admin/files/folder.h"
 #include "admin/records/site.h"
 #include "admin/records/wording.h"
 #include "admin/verbs/verb.h"
+#include "inputcards/cardline.h"
+#include "inputcards/sitecards.h"
+#include "support/result.h"
 
 namespace badgemint::admin {
 
@@ -19,6 +28,7 @@ namespace {
 
 struct PatternOptions {
   SitePaths site;
+  std::string cards;               // A cards file that defines the card sets; empty for none.
   std::string format;              // A format file, in place of a site; empty for none.
   std::string values;              // Of its fields, such as "A=101 B=7".
   std::vector<std::string> words;  // A card set, unless there is a format file; card numbers.
@@ -30,14 +40,39 @@ struct Cards {
   std::string name;
 };
 
-Cards cardsOfSet(const std::string& set, const SitePaths& names, Site& site, Console& console) {
-  tellOfCutShort({names.cardSets}, console);
-  site.loadFormats(names.formats);
-  site.loadCardSets(names.cardSets, console);
-  const CardEncoder encoder = encoderOfSet(set, site);
-  const uint32_t csid = *numberOf(set), fmtid = encoder.format->getFormatID();
-  const auto listed = std::ranges::find(site.formats(), encoder.format, &CheckedFormat::format);
-  return {encoder, fmt::format("set {}   format {} {}", csid, fmtid, printable(listed->fileName))};
+// Takes the card sets from the 'f' lines of a cards file.
+void readCardSets(const std::string& path, SiteCards& site, Console& console) {
+  LineReader reader;
+  throwUnless(reader.open(path.c_str()), path);
+  if (site.create() != kSuccess) throw std::bad_alloc();
+  while (reader.readLine(kMaxInputLine) == LineReader::Status::kLine) {
+    const int64_t number = reader.lineNumber();
+    if (*reader.line() == kFieldsLine && reader.bytesBefore() == 0 &&
+        site.defineCardSet({reader.line(), static_cast<int32_t>(number)}) != kSuccess)
+      console.report("{}:{}: this line does not define a card set", path, number);
+  }
+  throwUnless(!reader.failed(), path);
+}
+
+Cards cardsOfSet(const PatternOptions& options, std::optional<Site>& site, Console& console) {
+  SitePaths paths = options.site;
+  paths.ident = paths.access = "";
+  const std::string& set = options.words.front();
+  SiteCards fromCards;
+  if (!options.cards.empty()) {
+    readCardSets(options.cards, fromCards, console);
+    paths.cardSets = "";
+  } else if (access(paths.cardSets.c_str(), F_OK) != 0 && errno == ENOENT) {
+    throw Failure(ExitStatus::kNotDone,
+                  "{} does not exist: a build writes it; until then give --cards and a cards file",
+                  paths.cardSets);
+  }
+  site.emplace(paths, Site::Formats::kRequired, console);
+  const cardsets& sets = options.cards.empty() ? site->sets() : fromCards.cardSets();
+  const CardEncoder encoder = encoderOfSet(set, sets, site->formats());
+  const auto listed = std::ranges::find(site->formats(), encoder.format, &CheckedFormat::format);
+  return {encoder, fmt::format("set {}   format {} {}", *numberOf(set), listed->id,
+                               printable(listed->fileName))};
 }
 
 CardFormat::FieldValues valuesOf(const std::string& text, const CardFormat& format,
@@ -93,10 +128,10 @@ ExitStatus pattern(const PatternOptions& options, Console& console) {
     throw Failure(ExitStatus::kNotDone, "{}",
                   hasSite ? "give a card set, then one or more card numbers"
                           : "give one or more card numbers");
-  Site site;
+  std::optional<Site> site;
   CardFormatSet formats;
-  const Cards cards = hasSite ? cardsOfSet(words.front(), options.site, site, console)
-                              : cardsOfFile(options, formats, console);
+  const Cards cards =
+      hasSite ? cardsOfSet(options, site, console) : cardsOfFile(options, formats, console);
   const bool areAll = printCards(words.subspan(hasSite ? 1 : 0), cards, console);
   return areAll ? ExitStatus::kAllWell : ExitStatus::kRefused;
 }
@@ -113,6 +148,7 @@ Run addPattern(Options options) {
   CLI::Option* const values =
       options.text("--set", "\"A=101 B=7\"", given->values, "The values of its fields");
   Options::needs(values, format);
+  options.file("--cards", given->cards, "Before the first build: a cards file with the card sets");
   options.formatsAndCardSets(given->site);
   return [given](Console& console) { return pattern(*given, console); };
 }

@@ -1,8 +1,9 @@
 // The verb `show`: all that the databases say about a holder, in words.
 #include <algorithm>
-#include <ctime>
 #include <map>
 #include <memory>
+#include <optional>
+#include <ranges>
 #include <set>
 
 #include "admin/arguments.h"
@@ -18,22 +19,14 @@ namespace {
 
 struct ShowOptions {
   SitePaths site;
-  std::vector<std::string> holders;  // Unique IDs.
-  std::vector<std::string> cards;    // "SET:NUMBER".
+  std::vector<std::string> holders;  // Unique IDs, and ranges of them.
+  std::vector<std::string> cards;    // "SET:NUMBER", or the number alone.
   std::vector<std::string> keys;     // Hexadecimal.
   std::string levels;                // The access levels file; empty for none.
   std::string at;                    // The time that counts as now; empty for the clock.
+  bool json = false;
   bool withPins = false;
 };
-
-uint32_t timeOrNow(const std::string& at) {
-  if (at.empty()) return static_cast<uint32_t>(std::time(nullptr));
-  const auto time = timeOf(at);
-  if (!time)
-    throw Failure(ExitStatus::kNotDone,
-                  "--at {} is not a time; write it as \"2026/01/31 18:00:00\"", quoted(at));
-  return *time;
-}
 
 // Prints holders of an open site.
 class HolderPrinter {
@@ -43,7 +36,7 @@ class HolderPrinter {
         _site(site),
         _index(site.databases()),
         _console(console),
-        _now(timeOrNow(options.at)) {
+        _now(parseTimeOrNow("--at", options.at)) {
     if (!options.levels.empty()) readLevels(options.levels, _levels);
   }
 
@@ -52,6 +45,20 @@ class HolderPrinter {
     const auto accesses = _index.accessesOf(uniqid), idents = _index.identsOf(uniqid);
     if (accesses.empty() && idents.empty()) return false;
     if (!_printed.insert(uniqid).second) return true;
+    if (_options.json)
+      _console.printJson(json(uniqid));
+    else
+      printText(uniqid, accesses, idents);
+    return true;
+  }
+
+  std::vector<uint32_t> holdersIn(uint32_t first, uint32_t last) const {
+    return _index.holdersIn(first, last);
+  }
+
+ private:
+  void printText(uint32_t uniqid, std::span<const uint32_t> accesses,
+                 std::span<const uint32_t> idents) {
     _console.print("holder {}\n", uniqid);
     if (accesses.empty()) line("no access record: no door opens");
     if (accesses.size() > 1)
@@ -61,10 +68,17 @@ class HolderPrinter {
     if (idents.empty()) line("no credential: nothing to open a door with");
     for (const uint32_t number : idents) printCredential(number);
     _console.print("\n");
-    return true;
   }
 
- private:
+  JsonObject json(uint32_t uniqid) const {
+    const Databases& databases = _site.databases();
+    const auto access = [&](uint32_t number) { return databases.accesses[number]; };
+    const auto ident = [&](uint32_t number) { return databases.idents[number]; };
+    return holderJson(uniqid, _index.accessesOf(uniqid) | std::views::transform(access),
+                      _index.identsOf(uniqid) | std::views::transform(ident), _site, _now,
+                      _options.withPins);
+  }
+
   void printAccess(uint32_t number, bool hasCard) {
     const AccessRecord& record = _site.databases().accesses[number];
     line("access record {}", number);
@@ -104,16 +118,12 @@ class HolderPrinter {
   }
 
   std::string stateText(const AccessRecord& record) const {
-    switch (validityAt(_now, record)) {
-      case Validity::kNever:
-        return "never valid";
-      case Validity::kNotYet:
-        return "not yet valid";
-      case Validity::kExpired:
-        return fmt::format("expired since {} UTC", timeText(record.endtime + 1));
-      default:
-        return _options.at.empty() ? "valid now" : "valid then";
-    }
+    const Validity validity = validityAt(_now, record);
+    const std::string text = validityText(validity);
+    if (validity == Validity::kExpired)
+      return fmt::format("{} since {} UTC", text, timeText(record.endtime + 1));
+    if (validity == Validity::kValid) return text + (_options.at.empty() ? " now" : " then");
+    return text;
   }
 
   // Whether somebody has no PIN is as secret as a PIN. Without a card it has no effect.
@@ -148,34 +158,51 @@ class HolderPrinter {
 // What one word of the command line asks for.
 struct Query {
   std::string subject;  // "holder 77".
-  std::optional<CardPattern> key;
+  std::vector<CardPattern> keys;
   std::vector<uint32_t> holders;
 };
 
-std::vector<Query> parseQueries(const ShowOptions& options, const Site& site) {
+Query parseHolders(const std::string& word, const HolderPrinter& printer) {
+  const size_t dash = word.find('-');
+  if (dash == std::string::npos) {
+    const uint32_t uniqid = parseHolder(word);
+    return {fmt::format("holder {}", uniqid), {}, {uniqid}};
+  }
+  const uint32_t first = parseHolder(word.substr(0, dash)),
+                 last = parseHolder(word.substr(dash + 1));
+  if (first > last)
+    throw Failure(ExitStatus::kNotDone, "{} is not a range: its end is before its start",
+                  quoted(word));
+  return {fmt::format("holder from {} to {}", first, last), {}, printer.holdersIn(first, last)};
+}
+
+// In the given card set, or in all of them.
+Query parseCards(const std::string& word, const Site& site) {
+  const size_t colon = word.find(':');
+  if (colon != std::string::npos)
+    return {fmt::format("card {} of card set {}", word.substr(colon + 1), word.substr(0, colon)),
+            {parseCard(word, site)},
+            {}};
+  Query query{fmt::format("card {} of any card set", word), {}, {}};
+  std::optional<Failure> unfit;
+  for (int32_t csid = kFirstCardSetId; csid <= kLastCardSetId; ++csid) try {
+      if (site.formatOfSet(static_cast<uint32_t>(csid)) != nullptr)
+        query.keys.push_back(keyOfCard(std::to_string(csid), word, site));
+    } catch (const Failure& failure) {
+      unfit = failure;
+    }
+  if (query.keys.empty() && unfit) throw *unfit;
+  return query;
+}
+
+std::vector<Query> parseQueries(const ShowOptions& options, const Site& site,
+                                const HolderPrinter& printer) {
   std::vector<Query> queries;
-  for (const std::string& word : options.holders) {
-    const auto uniqid = numberOf(word);
-    if (!uniqid)
-      throw Failure(ExitStatus::kNotDone, "{} is not a unique ID, a number from 0 to 4294967295",
-                    quoted(word));
-    queries.push_back({fmt::format("holder {}", *uniqid), {}, {*uniqid}});
-  }
-  for (const std::string& word : options.cards) {
-    const size_t colon = word.find(':');
-    if (colon == std::string::npos)
-      throw Failure(ExitStatus::kNotDone,
-                    "{} is not a card; write card set and number as in 1:15890", quoted(word));
-    const std::string set = word.substr(0, colon), number = word.substr(colon + 1);
-    queries.push_back(
-        {fmt::format("card {} of card set {}", number, set), keyOfCard(set, number, site), {}});
-  }
+  for (const std::string& word : options.holders) queries.push_back(parseHolders(word, printer));
+  for (const std::string& word : options.cards) queries.push_back(parseCards(word, site));
   for (const std::string& word : options.keys) {
-    const auto key = keyOf(word);
-    if (!key)
-      throw Failure(ExitStatus::kNotDone, "{} is not a key of 1 to 32 hexadecimal digits",
-                    quoted(word));
-    queries.push_back({fmt::format("credential with key {}", keyText(*key)), key, {}});
+    const CardPattern key = parseKey(word);
+    queries.push_back({fmt::format("credential with key {}", keyText(key)), {key}, {}});
   }
   return queries;
 }
@@ -184,7 +211,7 @@ std::vector<Query> parseQueries(const ShowOptions& options, const Site& site) {
 void findHolders(std::vector<Query>& queries, const Databases& databases, bool withPins) {
   std::multimap<CardPattern, Query*> wanted;
   for (Query& query : queries)
-    if (query.key) wanted.emplace(*query.key, &query);
+    for (const CardPattern& key : query.keys) wanted.emplace(key, &query);
   if (wanted.empty()) return;
   for (const IdentRecord& record : databases.idents) {
     if (isPinEntry(record) && !withPins) continue;
@@ -203,17 +230,20 @@ ExitStatus show(const ShowOptions& options, Console& console) {
   if (options.holders.empty() && options.cards.empty() && options.keys.empty())
     throw Failure(ExitStatus::kNotDone, "no holder given; write a unique ID, a --card or a --key");
   const Site site(options.site, Site::Formats::kOptional, console);
-  std::vector<Query> queries = parseQueries(options, site);
+  HolderPrinter printer(options, site, console);
+  std::vector<Query> queries = parseQueries(options, site, printer);
   reportRest(site.databases().identRest, options.site.ident, console);
   reportRest(site.databases().accessRest, options.site.access, console);
   findHolders(queries, site.databases(), options.withPins);
-  HolderPrinter printer(options, site, console);
   ExitStatus status = ExitStatus::kAllWell;
   for (const Query& query : queries) {
     bool isFound = false;
     for (const uint32_t uniqid : query.holders) isFound = printer.print(uniqid) || isFound;
     if (isFound) continue;
-    console.print("there is no {}\n\n", printable(query.subject));
+    if (options.json)
+      console.report("there is no {}", query.subject);
+    else
+      console.print("there is no {}\n\n", printable(query.subject));
     status = ExitStatus::kFound;
   }
   return status;
@@ -224,12 +254,14 @@ ExitStatus show(const ShowOptions& options, Console& console) {
 Run addShow(Options options) {
   const auto given = std::make_shared<ShowOptions>();
   options.describe("Show holders with all that they have", "badgemint-admin show 1001");
-  options.words("HOLDER", "", given->holders, "Unique IDs of holders");
-  options.texts("--card", "SET:NUMBER", given->cards, "The holder of a card");
+  options.words("HOLDER", "", given->holders, "Unique IDs of holders, or ranges: 1001-1020");
+  options.texts("--card", "[SET:]NUMBER", given->cards,
+                "The holder of a card of this card set, or of any");
   options.texts("--key", "HEX", given->keys, "The holder of a credential with this key");
   options.file("--levels", given->levels, "Show what access levels open, from this file");
   options.text("--at", "\"YYYY/MM/DD HH:MM:SS\"", given->at, "The time that counts as now, in UTC");
   options.databases(given->site);
+  options.flag("--json", given->json, "Print JSON objects, one a holder");
   options.flag("--with-pins", given->withPins, "Show PINs, and find them by their keys");
   return [given](Console& console) { return show(*given, console); };
 }

@@ -21,9 +21,11 @@ Run addDecode(Options options);
 Run addDiff(Options options);
 Run addDump(Options options);
 Run addFormat(Options options);
+Run addList(Options options);
 Run addPattern(Options options);
 Run addShow(Options options);
 Run addVerify(Options options);
+Run addWhy(Options options);
 
 }  // namespace badgemint::admin
 

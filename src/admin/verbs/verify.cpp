@@ -4,12 +4,15 @@
 #include <memory>
 #include <numeric>
 
-#include "admin/check/report.h"
+#include "admin/check/sitecheck.h"
+#include "admin/files/folder.h"
+#include "admin/json.h"
 #include "admin/records/expected.h"
 #include "admin/records/holders.h"
 #include "admin/records/recordrules.h"
-#include "admin/records/wording.h"
 #include "admin/verbs/verb.h"
+#include "support/linereader.h"
+#include "support/tokenizer.h"
 
 namespace badgemint::admin {
 
@@ -84,8 +87,8 @@ class Comparison {
 
   bool compareIdent(const ExpectedRecord& expected, size_t number) {
     if (number == kNone) {
-      _faults.add({FaultFile::kCards, expected.line}, "missing", "{} is not in the ident database",
-                  _faults.nameOf(expected.ident));
+      _faults.addCredential({FaultFile::kCards, expected.line}, expected.ident, "missing",
+                            "is not in the ident database");
       return false;
     }
     _found[number] = true;
@@ -99,8 +102,8 @@ class Comparison {
   bool compareAccess(const ExpectedRecord& expected) {
     const AccessWalk::Step step = _accessWalk.next(expected.access->uniqid);
     if (step.record == nullptr || step.isShared) {
-      _faults.add({FaultFile::kCards, expected.line}, "missing", "{} has no access record",
-                  _faults.nameOf(expected.ident));
+      _faults.addCredential({FaultFile::kCards, expected.line}, expected.ident, "missing",
+                            "has no access record");
       return false;
     }
     const auto number = static_cast<size_t>(step.record - _databases.accesses.data());
@@ -122,16 +125,86 @@ class Comparison {
   std::vector<uint32_t> _byKey;
 };
 
-void checkWholeRecords(const Databases& databases, Faults& faults) {
-  const auto check = [&faults](FaultFile file, size_t rest) {
+// Faults of the files as a whole.
+void checkFiles(const VerifyOptions& options, const Databases& databases, Faults& faults) {
+  const auto checkRest = [&faults](FaultFile file, size_t rest) {
     if (rest != 0) faults.add({file}, "size", "{} bytes after the last whole record", rest);
   };
-  check(FaultFile::kIdent, databases.identRest);
-  check(FaultFile::kAccess, databases.accessRest);
+  checkRest(FaultFile::kIdent, databases.identRest);
+  checkRest(FaultFile::kAccess, databases.accessRest);
+  if (databases.idents.empty() && databases.accesses.empty())
+    faults.add({FaultFile::kIdent}, "empty", "neither it nor {} has a record: nobody has access",
+               options.site.access);
+}
+
+// A build defines one card set a line. Lines that define none are skipped by all who read them.
+void checkCardSetsFile(const std::string& path, Faults& faults) {
+  LineReader lines;
+  throwErrnoUnless(lines.open(path.c_str()), path);
+  cardsets sets;
+  Tokenizer words;
+  while (lines.readLine(cardsets::kMaxLine) == LineReader::Status::kLine) {
+    const FaultPlace place = {FaultFile::kCardSets, lines.lineNumber()};
+    const bool isCut = lines.line()[lines.length() - 1] != '\n';
+    words.split(lines.line(), kWordDelimiters);
+    const uint32_t count = words.count();
+    if (count == 0) continue;
+    const uint32_t front = std::string_view(words.word(0)) == "f" ? 3 : 2;  // Before the fields.
+    if (sets.addCardSetLine(words, 0) == 0)
+      faults.add(place, "card-sets", "this line does not define a card set");
+    else if ((count - front) % 2 != 0)
+      faults.add(place, "card-sets", "the last field of this line has no value");
+    else if (isCut)
+      faults.add(place, "card-sets", "the line has no newline: the file may have been cut off");
+  }
+  throwErrnoUnless(!lines.failed(), path);
+}
+
+bool arePlausible(const Databases& databases) {
+  try {
+    requirePlausibleRecords(databases, "", "");
+    return true;
+  } catch (const Failure&) {
+    return false;
+  }
+}
+
+bool areSwapped(const SitePaths& names, const Databases& databases) {
+  if (arePlausible(databases)) return false;
+  Databases swapped;
+  swapped.readIdents(names.access);
+  swapped.readAccesses(names.ident);
+  return arePlausible(swapped);
+}
+
+// Returns the number of holders.
+size_t checkDatabases(const VerifyOptions& options, const Site& site, Faults& faults) {
+  checkFiles(options, site.databases(), faults);
+  checkCardSetsFile(options.site.cardSets, faults);
+  ExpectedNumbers expected;
+  if (!options.cards.empty())
+    expected =
+        Comparison(site.databases(), faults).run(options.cards, options.site.formats, site.sets());
+  return checkRecords(site, expected, faults);
+}
+
+// Always of the same words, for programs that read it.
+void printSummary(size_t faults, size_t credentials, size_t holders, bool isJson,
+                  Console& console) {
+  if (isJson)
+    console.printJson(JsonObject().add("summary", JsonObject()
+                                                      .add("faults", faults)
+                                                      .add("credentials", credentials)
+                                                      .add("holders", holders)));
+  else
+    console.print("{} faults; {} credentials of {} holders\n",
+                  faults == 0 ? "no" : fmt::to_string(faults), credentials, holders);
 }
 
 ExitStatus verify(const VerifyOptions& options, Console& console) {
   const SitePaths& names = options.site;
+  for (const std::string& path : {names.formats, names.cardSets, names.ident, names.access})
+    requireRegularFile(path);
   const Site site(names, Site::Formats::kRequired, console);
   if (!options.cards.empty()) {
     Findings findings(options.all);
@@ -140,18 +213,17 @@ ExitStatus verify(const VerifyOptions& options, Console& console) {
     if (findings.errors() > 0) return report(findings, summary, false, console);
   }
   Faults faults(options, site);
-  checkWholeRecords(site.databases(), faults);
-  ExpectedNumbers expected;
-  if (!options.cards.empty())
-    expected = Comparison(site.databases(), faults).run(options.cards, names.formats, site.sets());
-  const size_t holders = checkRecords(site, expected, faults);
-
+  size_t holders = 0;
+  if (areSwapped(names, site.databases()))
+    faults.add({FaultFile::kIdent}, "swapped",
+               "this is an access database, and {} is an ident database: --ident and --access are "
+               "swapped",
+               names.access);
+  else
+    holders = checkDatabases(options, site, faults);
   faults.print(console);
-  // Always of the same words, for programs that read it.
-  const size_t count = faults.count();
-  console.print("{} faults; {} credentials of {} holders\n",
-                count == 0 ? "no" : fmt::to_string(count), site.databases().idents.size(), holders);
-  return count == 0 ? ExitStatus::kAllWell : ExitStatus::kRefused;
+  printSummary(faults.count(), site.databases().idents.size(), holders, options.json, console);
+  return faults.count() == 0 ? ExitStatus::kAllWell : ExitStatus::kRefused;
 }
 
 }  // namespace
@@ -164,6 +236,7 @@ Run addVerify(Options options) {
   options.databases(given->site);
   options.flag("--all", given->all, "Print more than 100 faults of one kind");
   options.flag("--with-pins", given->withPins, "Show PINs");
+  options.flag("--json", given->json, "Print JSON Lines: an object for each fault");
   return [given](Console& console) { return verify(*given, console); };
 }
 

@@ -177,6 +177,14 @@ TEST_F(CardsCheck, Day) {
   EXPECT_EQ(found(card("2024/01/02", "2024/02/29")), "");
 }
 
+TEST_F(CardsCheck, EndsThatDoNotDoWhatTheySeemTo) {
+  EXPECT_EQ(found(card("2030/12/30 18:00:00", "2030/12/30 00:00:00")), "3:78 day");
+  EXPECT_EQ(found(card("2030/12/30 18:00:00", "2030/12/30 0:0:0")), "3:78 day");
+  EXPECT_EQ(found(card("2024/01/02 07:30:00 2030/12/30 18:00:00", "0 0 1970/01/01 00:00:00")),
+            "3:51 date");
+  EXPECT_EQ(found(card("07:30:00", "00:00:00")), "");
+}
+
 TEST_F(CardsCheck, Period) {
   EXPECT_EQ(found(card("2030/12/30", "2024/1/1")), "3:67 period");
   EXPECT_EQ(found(card("2030/12/30", "2024/01/02")), "");
@@ -209,6 +217,18 @@ TEST_F(CardsCheck, Range) {
   EXPECT_EQ(found("d 1 8 1 20 65536"), "3:12 range");
 }
 
+TEST_F(CardsCheck, RangeOfAFormat) {
+  const std::string format = contentOf("site26.cdf"), number = "Card number,0,65535";
+  ASSERT_NE(format.find(number), std::string::npos);
+  folder.write("site26.cdf", std::string(format).replace(format.find(number), number.size(),
+                                                         "Card number,10,500"));
+  folder.write("formats.txt", "1 = site26.cdf\n");
+  std::filesystem::current_path(folder.path(""));
+  EXPECT_EQ(found(card(" 5 ", " 9 ")), "3:5 range");
+  EXPECT_EQ(found(card(" 5 ", " 500 ")), "");
+  EXPECT_EQ(found("d 1 499 3 20 1"), "3:5 range");
+}
+
 TEST_F(CardsCheck, Flag) {
   EXPECT_EQ(found(card(" 00 ", " 2 ")), "3:42 flag");
   EXPECT_EQ(found(card(" 21 0", " 21 -1")), "3:93 flag");
@@ -222,6 +242,24 @@ TEST_F(CardsCheck, Fields) {
   EXPECT_EQ(found("p 12 10 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0"), "3:45 fields");
   EXPECT_EQ(found("d 1 8 1 20 1 0"), "3:14 fields");
   EXPECT_EQ(found("d1 1 8 1 20 1"), "3:1 fields");
+  EXPECT_EQ(found(card(" 12 ", " ")), "3 fields");  // All dates and what follows have slipped.
+  EXPECT_EQ(found(card(" 12 ", " 12 12 ")), "3 fields");
+}
+
+TEST_F(CardsCheck, Block) {
+  EXPECT_EQ(found("d 1 1000 1001 2000 1"), "3:10 block");
+  EXPECT_EQ(found("d 1 1001 1000 2000 1"), "");
+  EXPECT_EQ(found("d 1 8 900 2000 1"), "3 -1011");  // Card 90 again.
+  EXPECT_EQ(found("d 1 8 1 20"), "3 block");
+  EXPECT_EQ(found("d 1 8 1 20 # x"), "3 block");
+  EXPECT_EQ(found("d 1 8 1 20 0"), "");
+}
+
+TEST_F(CardsCheck, Empty) {
+  Findings findings;
+  check("# nobody\nf 1 1 A=21\n", findings);
+  ASSERT_EQ(findings.sorted().size(), 1U);
+  EXPECT_EQ(findings.sorted()[0].rule, "empty");
 }
 
 TEST_F(CardsCheck, Text) {
@@ -232,7 +270,10 @@ TEST_F(CardsCheck, Text) {
   EXPECT_EQ(found("o 2468 9 # \xA0"), "");
   EXPECT_EQ(found(std::string("# x\0y", 6)), "3:4 text");
   EXPECT_EQ(found("f 2 1 A=1#2"), "3:10 text");
-  EXPECT_EQ(found("d 1 8 1 20 1\t"), "3:13 text");
+  EXPECT_EQ(found("<<<<<<< ours\n=======\n>>>>>>> theirs"), "3 -503");
+  EXPECT_EQ(found("d 1 8 1\t20 1"), "3:8 text");
+  EXPECT_EQ(found("d 1 8 1 20 1\t"), "");
+  EXPECT_EQ(found("d 1 8 1 20 1 \t# x"), "");
   EXPECT_EQ(found(std::string("#") + std::string(299, '-') + "o 3 9"), "3:301 text");
 }
 
@@ -244,6 +285,7 @@ TEST_F(CardsCheck, Zero) {
   EXPECT_EQ(found(card(" 5 ", " 00 ")), "3:5 zero");
   EXPECT_EQ(found(card(" 8 ", " 0 ")), "3:12 zero");
   EXPECT_EQ(found("o 0 9"), "3:3 zero");
+  EXPECT_EQ(found(card("4711", "0000")), "3:7 zero");
   EXPECT_EQ(found("d 1 0 1 10 1"), "3:5 zero");
   EXPECT_EQ(found("d 1 8 1 0 1"), "3:9 zero");
 }
@@ -259,6 +301,13 @@ TEST_F(CardsCheck, Escort) {
   EXPECT_EQ(found(card(" 9 ", " 10 ")), "3:45 escort");
   EXPECT_EQ(found(card(" 9 ", " 10 ") + "\nd 1 1 1 10 1"), "");
   EXPECT_EQ(found(card(" 9 ", " 10 ") + "\n p 12 10"), "4:1 -503");  // Its line says who he is.
+  EXPECT_EQ(found(card(" 9 ", " 8 ")), "3:45 escort");
+  const auto escorted = [](const std::string& holder, const std::string& by) {
+    return "n 0 A" + holder + " 0 " + holder + " 0 0 0 0 0 0 0 0 0 0 0 " + by + " 0 0 0 0 0 0 0\n";
+  };
+  EXPECT_EQ(found(escorted("101", "102") + escorted("102", "103") + escorted("104", "101") +
+                  escorted("103", "101")),
+            "6:38 escort");
 }
 
 TEST_F(CardsCheck, SiteValue) {
@@ -277,6 +326,48 @@ TEST_F(CardsCheck, CardSet) {
   EXPECT_EQ(found("f 1 1 A=21"), "");
   EXPECT_EQ(found("f 1 1 A=22"), "3 card-set");
   EXPECT_EQ(found("f 1 2"), "3 card-set");
+  EXPECT_EQ(found("f 2 1 A=21"), "3 card-set");  // The same cards as those of set 1.
+  EXPECT_EQ(found("f 2 1 A=22"), "");
+}
+
+TEST_F(CardsCheck, ShowsNoPin) {
+  for (const char* const line : {"c,1,15890,9364,1001",
+                                 "c;1;15890;9364;1001",
+                                 "c 1 15890,9364 1001",
+                                 "c 1 15890;9364 1001",
+                                 "c 1:15890:9364:1001",
+                                 "c 1\xA0"
+                                 "15890\xA0"
+                                 "9364\xA0"
+                                 "1001",
+                                 "c1,15890,9364,1001",
+                                 "c 1 15890 9364:1001 0",
+                                 "c 1 15890 9364x 1001",
+                                 "c 1 15890 936493649 1001",
+                                 "c 9364 1001 1",
+                                 "f 9364 1001",
+                                 "f 1 15890 9364 1001",
+                                 "f 2 2 9364=1",
+                                 "f 2 2 A,9364",
+                                 "f 2 2 A=1,9364",
+                                 "d 93641358 1001 3 0 0",
+                                 "d 1 15890,9364 1001 1",
+                                 "d1,9364,5 1",
+                                 "d 1 15890 1,9364 1001",
+                                 "n 0 1A;9364 1001",
+                                 "p 9364;1001 1",
+                                 "p93649364936493649 1001",
+                                 "o 9364:1001",
+                                 "o 9364 1001 9364",
+                                 "o9364-1001",
+                                 "x 9364 1001",
+                                 "9364 1001",
+                                 "p 1 10 1 93649364 0 0",
+                                 "c 1 5 1 1001 0 0 0 0 0 0 0 0 9364 0 0 0 0 0 0 0 0 0 0"}) {
+    const std::string cards = folder.write("c", kBefore + line + "\n");
+    const admin::AdminRun run = admin::runAdmin("check --all --cards " + cards);
+    EXPECT_EQ(run.output.find("936"), std::string::npos) << run.output;
+  }
 }
 
 TEST_F(CardsCheck, Errors) {
@@ -365,7 +456,7 @@ TEST_F(CardsCheck, FailsWithoutMemoryOrAFile) {
   for (int set = 2; set <= 21; ++set) cards += "f " + std::to_string(set) + " 4\n";
   const std::string command =
       "check --cards " + folder.write("c", cards) + " --levels " + folder.path("levels");
-  EXPECT_EQ(admin::runAdmin(command).status, 0);
+  EXPECT_EQ(admin::runAdmin(command).status, 1);  // Card sets of one kind.
   for (const char* const call : {"allocate", "new", "open"}) {
     bool struck = true;
     for (int nth = 1; struck; ++nth) {

@@ -9,6 +9,8 @@
 namespace badgemint::admin {
 namespace {
 
+using namespace std::string_literals;
+
 struct Change {
   size_t line;
   std::string text;
@@ -48,7 +50,7 @@ class FormatsCheck : public testing::Test {
     folder.write(name, bytes);
   }
   Findings checkLines(const std::string& lines) const {
-    write("list", lines);
+    write("list", lines + '\n');
     return check("list");
   }
   Findings checkFile(const std::string& kind, const std::string& bytes) const {
@@ -185,7 +187,12 @@ TEST_F(FormatsCheck, RuleText) {
                       {"CDF", {{13, "\xA0,\xA0,9,MSB,BIN"}}, "13:3"},
                       {"EFF", {{9, {"2\0 3", 4}}}, "9:2"},
                       {"EFF", {{23, {"EXX\0X", 5}}}, "23:4"}});
-  const std::string whole = fileOf("EFF", cdf);
+  const std::string text = fileOf("CDF", cdf), whole = fileOf("EFF", cdf);
+  EXPECT_EQ(placesOf(checkFile("CDF", text.substr(0, text.size() - 1) + '.'), "text"), "30");
+  FormatLines merged = cdf;
+  merged.insert(merged.begin() + 24, {"<<<<<<< a", "=======", ">>>>>>> b"});
+  merged.resize(40);
+  EXPECT_EQ(placesOf(checkFile("CDF", fileOf("CDF", merged)), "text"), "25");
   EXPECT_EQ(placesOf(checkFile("EFF", whole + twoBytes("PAB")), "text"), "31");
   EXPECT_EQ(placesOf(checkFile("EFF", whole + twoBytes("PAZ")), "text"), "");
 }
@@ -199,6 +206,8 @@ TEST_F(FormatsCheck, ErrorsOfFormatFiles) {
   expectRule("-435", {{"VFF", {{6, "145 9"}}, "6:1 6:1"},
                       {"VFF", {{6, "-1 0"}}, "6:1 6:1"},
                       {"VFF", {{6, "^"}}, "6:1"}});
+  expectRule("-303", {{"CDF", {{1, "\xFF\xFE"}, {8, ""}}, "1"}});
+  expectRule("-338", {{"CDF", {{31, "======="}}, "31"}});
   const Findings cut = checkFile("VFF", fileOf("VFF", {"f", "1"}));
   EXPECT_EQ(placesOf(cut, "-435"), "3");
   EXPECT_EQ(cut.verdict().result, -435);
@@ -224,16 +233,37 @@ TEST_F(FormatsCheck, RulesOfTheFormatsFile) {
       {"2 f.EFF# x", "text", "1:8"},
       {"6#\n", "text", "1:2"},
       {"1 f.CDF" + std::string(93, ' ') + "2 f.CDF", "text", "1:101"},
+      {"1 f.CDF\n2 f.CDF", "format-id", "2:3"},
+      {"\xFF\xFE"
+       "1\0 \0d\0\n"s,
+       "text", "1"},
+      {"1 f.CDF\n<<<<<<< a\n2 f.EFF\n=======\n3 f.VFF\n>>>>>>> b", "-505", "2"},
       {"8 d\n9 x", "-505", "1:3 2:3"},
+      {"c 1 15890 4711 1001", "-505", "1:3"},
       {"1 d/x.cdf", "-302", "x.cdf"},
   };
   for (const auto& [lines, rule, places] : rows)
     EXPECT_EQ(placesOf(checkLines(lines), rule), places) << lines;
   EXPECT_EQ(placesOf(check("no"), "-370"), "no");
+  write("list", "1 f.CDF\n# end");
+  EXPECT_EQ(placesOf(check("list"), "text"), "2");
   // A build loads no format after the first that it cannot load.
   const Findings two = checkLines("1 f.CDF\n2 x\n3 none.cdf\n");
   EXPECT_EQ(two.errors(), 2U);
   EXPECT_EQ(two.placeText(two.verdict().place), "list:2");
+}
+
+// A cards file in place of a formats file, or of a format file.
+TEST_F(FormatsCheck, ShowsNoDigitsOfPins) {
+  for (const std::string line : {"c 1 15890 4711 1001", "o 4711 1001", "p:4711 1001", "4711x 4711",
+                                 "47110815123 f.CDF", "1 15890;4711", "c,1,4711,4711,4711"}) {
+    Findings findings = checkLines(line);
+    EXPECT_EQ(textsOf(findings).find("4711"), std::string::npos) << line << textsOf(findings);
+    for (size_t changed = 1; changed <= 24; ++changed) {
+      findings = checkChanged({"CDF", {{changed, line}}, ""});
+      EXPECT_EQ(textsOf(findings).find("4711"), std::string::npos) << changed << textsOf(findings);
+    }
+  }
 }
 
 TEST_F(FormatsCheck, Wording) {

@@ -1,0 +1,279 @@
+// The verb `list`: holders, one a line, as far as filters choose them.
+#include <unistd.h>
+
+#include <algorithm>
+#include <functional>
+#include <iostream>
+#include <memory>
+
+#include "admin/arguments.h"
+#include "admin/records/changes.h"
+#include "admin/records/holders.h"
+#include "admin/records/wording.h"
+#include "admin/verbs/verb.h"
+
+namespace badgemint::admin {
+
+namespace {
+
+struct ListOptions {
+  SitePaths site;
+  std::string level, set, expiresBefore, escort, changedSince;
+  bool expired = false, notYetValid = false, noLevel = false, noCredential = false, deleted = false;
+  bool pin = false, noPin = false;
+  bool count = false, csv = false, json = false, withPins = false;
+};
+
+// A holder: whoever has an access record or a credential.
+struct Holder {
+  uint32_t uniqid;
+  std::span<const AccessRecord> accesses;
+  std::span<const IdentRecord> credentials;
+};
+
+using Filter = std::function<bool(const Holder&)>;
+
+// Holders with an access record, or a credential, for which `test` is true.
+template <typename Test>
+Filter anyAccess(Test test) {
+  return [test](const Holder& holder) { return std::ranges::any_of(holder.accesses, test); };
+}
+template <typename Test>
+Filter anyCredential(Test test) {
+  return [test](const Holder& holder) { return std::ranges::any_of(holder.credentials, test); };
+}
+
+bool hasLevel(const AccessRecord& record, uint32_t level) {
+  return std::ranges::find(record.acclevel, level) != record.acclevel.end();
+}
+
+bool hasPin(const Holder& holder) {
+  const auto isSet = [](const AccessRecord& record) { return pinText(record, true) != "none"; };
+  return std::ranges::any_of(holder.credentials, isPinEntry) ||
+         std::ranges::any_of(holder.accesses, isSet);
+}
+
+uint32_t parseNumber(const char* option, const std::string& word, uint32_t most) {
+  const auto number = numberOf(word);
+  if (!number || *number > most)
+    throw Failure(ExitStatus::kNotDone, "{} {} is not a number from 0 to {}", option, quoted(word),
+                  most);
+  return *number;
+}
+
+// Those with a line in a diff of the databases in a folder and these.
+Filter changedSince(const SitePaths& site, const std::string& folder, const Databases& now) {
+  SitePaths paths = site;
+  paths.formats = paths.cardSets = "";
+  paths.ident = folder + '/' + site.ident;
+  paths.access = folder + '/' + site.access;
+  Site before(paths, Site::Formats::kOptional);
+  requireWholeRecords(before.databases(), paths.ident, paths.access);
+  before.databases().sort();
+  const Changes changes = compare(before.databases(), now);
+  const auto changed = std::make_shared<std::vector<uint32_t>>();
+  for (const HolderChange& change : changes.holders) changed->push_back(change.uniqid());
+  for (const CredentialChange& change : changes.credentials) changed->push_back(change.uniqid());
+  std::ranges::sort(*changed);
+  return [changed](const Holder& holder) {
+    return std::ranges::binary_search(*changed, holder.uniqid);
+  };
+}
+
+std::vector<Filter> filtersOf(const ListOptions& options, uint32_t now,
+                              const Databases& databases) {
+  std::vector<Filter> filters;
+  const auto addIf = [&filters](bool isWanted, const Filter& filter) {
+    if (isWanted) filters.push_back(filter);
+  };
+  addIf(options.expired,
+        anyAccess([now](const auto& r) { return r.endtime != 0 && r.endtime < now; }));
+  addIf(options.notYetValid, anyAccess([now](const auto& r) { return now < r.starttime; }));
+  const auto hasNoLevel = [](const AccessRecord& record) {
+    return std::ranges::count(record.acclevel, 0) == AccessRecord::kAccessLevels;
+  };
+  addIf(options.noLevel, [hasNoLevel](const Holder& holder) {
+    return std::ranges::all_of(holder.accesses, hasNoLevel);
+  });
+  addIf(options.noCredential, [](const Holder& holder) { return holder.credentials.empty(); });
+  addIf(options.deleted, anyCredential([](const auto& r) { return r.deleted != 0; }));
+  addIf(options.pin, hasPin);
+  addIf(options.noPin, std::not_fn(hasPin));
+  if (!options.level.empty()) {
+    const uint32_t level = parseNumber("--level", options.level, UINT16_MAX);
+    filters.push_back(anyAccess([level](const auto& r) { return hasLevel(r, level); }));
+  }
+  if (!options.set.empty()) {
+    const uint32_t set = parseNumber("--set", options.set, kPinIdentCode);
+    filters.push_back(anyCredential([set](const auto& r) { return r.cardsetcode == set; }));
+  }
+  if (!options.escort.empty()) {
+    const uint32_t escort = parseHolder(options.escort);
+    filters.push_back(anyAccess([escort](const auto& r) { return r.escortid == escort; }));
+  }
+  if (!options.expiresBefore.empty()) {
+    const uint32_t end = parseTimeOrNow("--expires-before", options.expiresBefore);
+    filters.push_back(
+        anyAccess([end](const auto& r) { return r.endtime != 0 && r.endtime < end; }));
+  }
+  if (!options.changedSince.empty())
+    filters.push_back(changedSince(options.site, options.changedSince, databases));
+  return filters;
+}
+
+// Prints holders as lines of columns, CSV (RFC 4180) or JSON, through a buffer of its own.
+class ListPrinter {
+ public:
+  ListPrinter(const ListOptions& options, const Site& site, uint32_t now, Console& console)
+      : _options(options), _site(site), _now(now), _console(console) {}
+  ~ListPrinter() { flush(); }
+  ListPrinter(const ListPrinter&) = delete;
+  ListPrinter& operator=(const ListPrinter&) = delete;
+
+  void printHead() {
+    const bool isTerminal = &_console.output() == &std::cout && isatty(STDOUT_FILENO) == 1;
+    if (_options.csv)
+      add("holder,credentials,levels,from,until,flags,access records\r\n");
+    else if (isTerminal && !_options.json)
+      add(kColumns, "HOLDER", "CREDENTIALS", "LEVELS", "FROM", "UNTIL", "FLAGS", "");
+  }
+
+  void print(const Holder& holder) {
+    if (_options.json)
+      add("{}\n", holderJson(holder.uniqid, holder.accesses, holder.credentials, _site, _now,
+                             _options.withPins)
+                      .text());
+    else
+      printLine(holder);
+    if (_text.size() >= kBlockSize) flush();
+  }
+
+ private:
+  static constexpr char kColumns[] = "{:<10} {:<20} {:<9} {:<19} {:<19} {:<6}{}\n";
+  static constexpr size_t kBlockSize = size_t{64} * 1024;
+
+  // Values of the first access record; a build makes one for each credential, all alike.
+  void printLine(const Holder& holder) {
+    const AccessRecord access = holder.accesses.empty() ? AccessRecord{} : holder.accesses.front();
+    const std::string credentials = credentialsOf(holder), levels = levelsOf(access),
+                      flags = flagsOf(access);
+    const auto timeOr = [](uint32_t time) { return time == 0 ? "-" : timeText(time); };
+    const std::string from = timeOr(access.starttime), until = timeOr(access.endtime);
+    if (_options.csv)
+      return add("{},\"{}\",\"{}\",{},{},\"{}\",{}\r\n", holder.uniqid, credentials, levels, from,
+                 until, flags, holder.accesses.size());
+    const std::string remark = holder.accesses.size() == 1
+                                   ? ""
+                                   : fmt::format(" ({} access records)", holder.accesses.size());
+    add(kColumns, holder.uniqid, credentials, levels, from, until, flags, remark);
+  }
+
+  // "1:15890,1A2B3C4D,PIN": cards of card sets, cards without format, PINs.
+  std::string credentialsOf(const Holder& holder) const {
+    std::string text;
+    for (const IdentRecord& record : holder.credentials) {
+      if (!text.empty()) text += ',';
+      const bool isPin = record.cardsetcode == kPinOnlyCode || record.cardsetcode == kPinIdentCode;
+      if (!isPin && record.cardsetcode != kFormatlessCode)
+        text += fmt::format_int(record.cardsetcode).c_str(), text += ':';
+      if (isPin)
+        text += "PIN";
+      else
+        text += cardNumberText(record, _site).value_or(keyText(record, _options.withPins));
+      if (record.deleted != 0) text += "(deleted)";
+    }
+    return text.empty() ? "-" : text;
+  }
+
+  static std::string levelsOf(const AccessRecord& record) {
+    std::string text;
+    for (const uint16_t level : record.acclevel)
+      if (level != 0) text.append(text.empty() ? "" : ",").append(fmt::format_int(level).c_str());
+    return text.empty() ? "-" : text;
+  }
+
+  static std::string flagsOf(const AccessRecord& record) {
+    std::string text;
+    for (int32_t bit = 0; bit < 8; ++bit)
+      if (record.flag(bit) != 0)
+        text.append(text.empty() ? "" : ",").append(fmt::format_int(bit).c_str());
+    return text.empty() ? "-" : text;
+  }
+
+  template <typename... Args>
+  void add(fmt::format_string<Args...> format, Args&&... args) {
+    fmt::format_to(std::back_inserter(_text), format, std::forward<Args>(args)...);
+  }
+  void flush() {
+    _console.output().write(_text.data(), static_cast<std::streamsize>(_text.size()));
+    _text.clear();
+  }
+
+  const ListOptions& _options;
+  const Site& _site;
+  const uint32_t _now;
+  Console& _console;
+  fmt::memory_buffer _text;
+};
+
+void checkOptions(const ListOptions& options) {
+  if (options.count + options.csv + options.json > 1)
+    throw Failure(ExitStatus::kNotDone, "write only one of --count, --csv and --json");
+  if ((options.pin || options.noPin) && !options.withPins)
+    throw Failure(ExitStatus::kNotDone, "--pin and --no-pin need --with-pins");
+}
+
+ExitStatus list(const ListOptions& options, Console& console) {
+  checkOptions(options);
+  Site site(options.site, Site::Formats::kOptional, console);
+  Databases& databases = site.databases();
+  requireWholeRecords(databases, options.site.ident, options.site.access);
+  databases.sort();
+  const uint32_t now = parseTimeOrNow("", "");
+  const std::vector<Filter> filters = filtersOf(options, now, databases);
+  size_t count = 0;
+  {
+    ListPrinter printer(options, site, now, console);
+    if (!options.count) printer.printHead();
+    forEachUniqid(databases.accesses, databases.idents,
+                  [&](uint32_t uniqid, auto accesses, auto credentials) {
+                    const Holder holder{uniqid, accesses, credentials};
+                    const auto isChosenBy = [&](const Filter& filter) { return filter(holder); };
+                    if (!std::ranges::all_of(filters, isChosenBy)) return;
+                    ++count;
+                    if (!options.count) printer.print(holder);
+                  });
+  }
+  if (options.count) console.print("{}\n", count);
+  return count == 0 ? ExitStatus::kFound : ExitStatus::kAllWell;
+}
+
+}  // namespace
+
+Run addList(Options options) {
+  const auto given = std::make_shared<ListOptions>();
+  options.describe("List holders, all or as filters choose them",
+                   "badgemint-admin list --level 3 --expires-before \"2027/01/01 00:00:00\"");
+  options.text("--level", "N", given->level, "With this access level");
+  options.text("--set", "N", given->set, "With a card of this card set");
+  options.filter("--expired", given->expired, "Whose validity has ended");
+  options.text("--expires-before", "\"YYYY/MM/DD HH:MM:SS\"", given->expiresBefore,
+               "Whose validity ends before this time, in UTC");
+  options.filter("--not-yet-valid", given->notYetValid, "Whose validity has not begun");
+  options.filter("--no-level", given->noLevel, "Without an access level");
+  options.filter("--no-credential", given->noCredential, "Without a credential");
+  options.text("--escort", "ID", given->escort, "With this escort");
+  options.filter("--deleted", given->deleted, "With a credential that is marked as deleted");
+  options.filter("--pin", given->pin, "With a PIN; needs --with-pins");
+  options.filter("--no-pin", given->noPin, "Without a PIN; needs --with-pins");
+  options.text("--changed-since", "FOLDER", given->changedSince,
+               "With a change since the databases in this folder");
+  options.flag("--count", given->count, "Print only how many there are");
+  options.flag("--csv", given->csv, "Print CSV with a head row");
+  options.flag("--json", given->json, "Print JSON objects, one a holder");
+  options.databases(given->site);
+  options.flag("--with-pins", given->withPins, "Allow filters for PINs; show PINs in JSON");
+  return [given](Console& console) { return list(*given, console); };
+}
+
+}  // namespace badgemint::admin

@@ -1,0 +1,124 @@
+// The verb `why`: one verdict with its reasons.
+#include <gtest/gtest.h>
+
+#include "admin/adminrun.h"
+#include "support/testsite.h"
+
+namespace badgemint::admin {
+namespace {
+
+constexpr char kLevels[] = "1 4 3 5 8\n2 4 7 4 6\n3 5 3\n";
+
+// Cards 1 to 9 of card set 2 have holders 1 to 9; levels 1 and 2 open door group 4.
+class Why : public testing::Test {
+ protected:
+  Why() {
+    std::filesystem::rename("formats", "formats.txt");
+    _site.folder.write("cardsets.txt", "f 2 2\n");
+    _site.folder.write("levels", kLevels);
+    writeRecords<IdentRecord>("ident.db", {card(1),
+                                           card(2),
+                                           card(3),
+                                           card(4),
+                                           card(5, 1),
+                                           card(6),
+                                           card(7),
+                                           card(8),
+                                           {{0x47, 0x11, 0xF0}, 1, kPinIdentCode}});
+    writeRecords<AccessRecord>("access.db", {{.uniqid = 1, .acclevel = {3, 1, 2, 1}},
+                                             {.uniqid = 2, .acclevel = {1}, .endtime = 199},
+                                             {.uniqid = 3, .acclevel = {1}, .starttime = 201},
+                                             {.uniqid = 4, .acclevel = {3, 99}},
+                                             {.uniqid = 5, .acclevel = {1}},
+                                             {.uniqid = 7, .acclevel = {3}, .endtime = 199},
+                                             {.uniqid = 8, .acclevel = {1}},
+                                             {.uniqid = 8, .acclevel = {3}},
+                                             {.uniqid = 10, .acclevel = {1}, .starttime = 200}});
+  }
+
+  static IdentRecord card(uint8_t number, uint32_t deleted = 0) {
+    return {{0, 0, 0, number}, number, 2, deleted};
+  }
+
+  static AdminRun why(const std::string& subject) {
+    return runAdmin("why " + subject + " --door 4 --levels levels --at \"1970/01/01 00:03:20\"");
+  }
+
+ private:
+  TestSite _site;
+};
+
+TEST_F(Why, GivesTheVerdictWithItsReasons) {
+  const struct {
+    const char* subject;
+    int status;
+    const char* output;
+  } kCases[] = {
+      {"1", 0,
+       "granted by access level 1 while schedule 3 is active\n"
+       "  by access level 2 while schedule 7 is active\n"
+       "  by access level 2 while schedule 6 is active\n"},
+      {"--card 2:1 --door 5", 0,
+       "granted by access level 3 while schedule 3 is active\n"
+       "  by access level 1 while schedule 8 is active\n"},
+      {"2", 1, "denied: expired since 1970/01/01 00:03:20 UTC\n"},
+      {"3", 1, "denied: not valid before 1970/01/01 00:03:21 UTC\n"},
+      {"4", 1, "denied: no access level opens door group 4\n"},
+      {"--card 2:5", 1, "denied: card 5 of card set 2 is marked as deleted\n"},
+      {"5", 1, "denied: every credential of holder 5 is marked as deleted\n"},
+      {"--card 2:6", 1, "denied: holder 6 has no access record\n"},
+      {"7", 1,
+       "denied: expired since 1970/01/01 00:03:20 UTC\n"
+       "  no access level opens door group 4\n"},
+      {"10", 1, "denied: holder 10 has no credential\n"},
+      {"77", 2, "denied: holder 77 is not in the databases\n"},
+      {"--card 2:77", 2, "denied: card 77 of card set 2 is not in the databases\n"},
+      {"--card 9:1", 2, "denied: there is no card set \"9\"\n"},
+      {"--key 4711F", 2,
+       "denied: the credential with key 4711F000000000000000000000000000 is not in the "
+       "databases\n"},
+      {"--key 4711F --with-pins --door 5", 0,
+       "granted by access level 3 while schedule 3 is active\n"
+       "  by access level 1 while schedule 8 is active\n"},
+  };
+  for (const auto& [subject, status, output] : kCases) {
+    const bool hasDoor = std::string(subject).find("--door") != std::string::npos;
+    const AdminRun run =
+        hasDoor ? runAdmin(std::string("why --levels levels ") + subject) : why(subject);
+    EXPECT_EQ(run.output, output) << subject;
+    EXPECT_EQ(run.status, status) << subject << run.errors;
+  }
+  EXPECT_EQ(why("--card 2:1 --json").output,
+            R"({"granted":true,"holder":1,"key":"00000001000000000000000000000000","reasons":)"
+            R"(["by access level 1 while schedule 3 is active",)"
+            R"("by access level 2 while schedule 7 is active",)"
+            R"("by access level 2 while schedule 6 is active"]})"
+            "\n");
+}
+
+TEST_F(Why, ReportsWhatItCannotTell) {
+  const struct {
+    const char* arguments;
+    const char* message;
+  } kCases[] = {
+      {"8 --door 4 --levels levels", "several access records, and they disagree"},
+      {"1 --door 4", "write the door group with --door"},
+      {"1 --levels levels", "write the door group with --door"},
+      {"--door 4 --levels levels", "write one unique ID, one --card or one --key"},
+      {"1 --key 0 --door 4 --levels levels", "write one unique ID"},
+      {"1 --door x --levels levels", "--door \"x\" is not a door group"},
+      {"x --door 4 --levels levels", "\"x\" is not a unique ID"},
+      {"1 --door 4 --levels none", "none: No such file"},
+      {"1 --door 4 --levels levels --ident none", "none: No such file"},
+      {"1 --door 4 --levels levels --ident access.db", "access.db ends within a record"},
+  };
+  for (const auto& [arguments, message] : kCases) {
+    const AdminRun run = runAdmin(std::string("why ") + arguments);
+    EXPECT_EQ(run.status, 3) << arguments;
+    EXPECT_EQ(run.output, "") << arguments;
+    EXPECT_NE(run.errors.find(message), std::string::npos) << run.errors;
+  }
+}
+
+}  // namespace
+}  // namespace badgemint::admin
