@@ -43,7 +43,7 @@ struct Cards {
 // Takes the card sets from the 'f' lines of a cards file.
 void readCardSets(const std::string& path, SiteCards& site, Console& console) {
   LineReader reader;
-  throwUnless(reader.open(path.c_str()), path);
+  throwErrnoUnless(reader.open(path.c_str()), path);
   if (site.create() != kSuccess) throw std::bad_alloc();
   while (reader.readLine(kMaxInputLine) == LineReader::Status::kLine) {
     const int64_t number = reader.lineNumber();
@@ -51,7 +51,7 @@ void readCardSets(const std::string& path, SiteCards& site, Console& console) {
         site.defineCardSet({reader.line(), static_cast<int32_t>(number)}) != kSuccess)
       console.report("{}:{}: this line does not define a card set", path, number);
   }
-  throwUnless(!reader.failed(), path);
+  throwErrnoUnless(!reader.failed(), path);
 }
 
 Cards cardsOfSet(const PatternOptions& options, std::optional<Site>& site, Console& console) {
