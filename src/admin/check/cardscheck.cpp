@@ -321,8 +321,7 @@ void OtherDates::flush() {
   _isMixed = true;
   for (Finding& finding : _kept) {
     const std::string text = std::move(finding.text);
-    const About about = finding.about;
-    _findings.setAbout(_findings.add(std::move(finding), "{}", fmt::make_format_args(text)), about);
+    _findings.add(std::move(finding), "{}", fmt::make_format_args(text));
   }
   for (; _count > _kept.size(); --_count) _findings.warn({}, "date", "");  // Beyond the hundred.
   _kept.clear();

@@ -61,17 +61,14 @@ struct CheckedLine {
   template <typename... Args>
   size_t error(Place place, int32_t code, fmt::format_string<Args...> format,
                Args&&... args) const {
-    const size_t number =
-        findings.add({place, {}, code, {}}, format, fmt::make_format_args(args...), note);
-    if (number != Findings::kNotKept) findings.setAbout(number, subject.about());
-    return number;
+    return findings.add({.place = place, .code = code, .about = subject.about()}, format,
+                        fmt::make_format_args(args...), note);
   }
   template <typename... Args>
   void warn(Place place, std::string_view rule, fmt::format_string<Args...> format,
             Args&&... args) const {
-    const size_t number =
-        findings.add({place, {}, 0, rule}, format, fmt::make_format_args(args...));
-    if (number != Findings::kNotKept) findings.setAbout(number, subject.about());
+    findings.add({.place = place, .rule = rule, .about = subject.about()}, format,
+                 fmt::make_format_args(args...));
   }
 };
 

@@ -31,19 +31,10 @@ size_t Findings::add(Finding finding, fmt::string_view format, fmt::format_args 
   ++(finding.isError() ? _errors : _warnings);
   const bool isKept = ++_counts[{finding.code, finding.rule}] <= kMostOfOneKind || _keepAll;
   const size_t number = isKept ? _kept.size() : kNotKept;
-  if (finding.isError()) _lastError = number;
   if (!isKept) return number;
   finding.text = fmt::vformat(format, args).append(note);
   _kept.push_back(std::move(finding));
   return number;
-}
-
-size_t Findings::error(Place place, int32_t code, const std::string& text) {
-  return error(place, code, "{}", text);
-}
-
-void Findings::warning(Place place, std::string_view rule, const std::string& text) {
-  warn(place, rule, "{}", text);
 }
 
 void Findings::countFurther(size_t error, std::string_view what) {
@@ -51,10 +42,6 @@ void Findings::countFurther(size_t error, std::string_view what) {
   Finding& finding = _kept[error];
   ++finding.furtherLines;
   finding.furtherWhat = what;
-}
-
-void Findings::setAbout(size_t number, const About& about) {
-  if (number < _kept.size()) _kept[number].about = about;
 }
 
 void Findings::setVerdict(int32_t result, Place place) {

@@ -36,10 +36,10 @@ struct About {
 };
 
 struct Finding {
-  Place place;
-  std::string text;
-  int32_t code = 0;       // The result of a build, for an error.
-  std::string_view rule;  // The name of the rule, for a warning.
+  Place place{};
+  std::string text{};
+  int32_t code = 0;         // The result of a build, for an error.
+  std::string_view rule{};  // The name of the rule, for a warning.
   // Further lines that fail for the same reason, and what they have in common.
   int64_t furtherLines = 0;
   std::string_view furtherWhat{};
@@ -88,15 +88,7 @@ class Findings {
   size_t add(Finding finding, fmt::string_view format, fmt::format_args args,
              std::string_view note = {});
 
-  // For programs. Nothing for an error that was not kept.
-  void setAbout(size_t number, const About& about);
-
   bool keepsAll() const { return _keepAll; }
-
-  // For the transition to the forms above.
-  size_t error(Place place, int32_t code, const std::string& text);
-  void warning(Place place, std::string_view rule, const std::string& text);
-  size_t lastError() const { return _lastError; }
 
   // Counts one more line that fails for the same reason as this error.
   void countFurther(size_t error, std::string_view what);
@@ -130,7 +122,6 @@ class Findings {
   std::map<Kind, size_t> _counts;
   size_t _errors = 0;
   size_t _warnings = 0;
-  size_t _lastError = kNotKept;
   Verdict _verdict;
 };
 

@@ -130,28 +130,18 @@ class WholeFileCheck {
   }
   Place placeOf(const CardIndexEntry& entry) const { return {_whole.file, entry.line, 0}; }
 
-  // About the card or PIN of an entry, in its line.
+  // `code` or `rule`, whichever it has, says what the finding is.
   template <typename... Args>
-  void error(const CardIndexEntry& entry, int32_t code, fmt::format_string<Args...> format,
-             Args&&... args) const {
-    const size_t number =
-        _findings.add({placeOf(entry), {}, code, {}}, format, fmt::make_format_args(args...));
-    if (number != Findings::kNotKept) _findings.setAbout(number, aboutOf(entry));
+  void report(const CardIndexEntry& entry, int32_t code, std::string_view rule,
+              fmt::format_string<Args...> format, Args&&... args) const {
+    _findings.add({.place = placeOf(entry), .code = code, .rule = rule, .about = aboutOf(entry)},
+                  format, fmt::make_format_args(args...));
   }
   template <typename... Args>
-  void warnOfPair(const CardIndexEntry& entry, fmt::format_string<Args...> format,
-                  Args&&... args) const {
-    const size_t number =
-        _findings.add({placeOf(entry), {}, 0, "pair"}, format, fmt::make_format_args(args...));
-    if (number != Findings::kNotKept) _findings.setAbout(number, aboutOf(entry));
-  }
-  // About a holder and his escort.
-  template <typename... Args>
-  void warnOfEscort(const EscortUse& use, fmt::format_string<Args...> format,
-                    Args&&... args) const {
-    const size_t number = _findings.add({{_whole.file, use.line, use.column}, {}, 0, "escort"},
-                                        format, fmt::make_format_args(args...));
-    _findings.setAbout(number, {.holder = use.uniqid});
+  void warn(const EscortUse& use, fmt::format_string<Args...> format, Args&&... args) const {
+    const Place place{_whole.file, use.line, use.column};
+    _findings.add({.place = place, .rule = "escort", .about = {.holder = use.uniqid}}, format,
+                  fmt::make_format_args(args...));
   }
 
   void addError(int32_t code, int32_t position, int32_t other) {
@@ -247,19 +237,19 @@ class WholeFileCheck {
   void reportError(int32_t code, const Clash& clash) const {
     const CardIndexEntry& first = entry(clash.first);
     if (clash.other == kNoOther) {
-      error(first, code,
-            "the PIN of holder {0} has no card: no 'c', 'd' or 'n' line is of holder {0}",
-            first.uniqid);
+      report(first, code, {},
+             "the PIN of holder {0} has no card: no 'c', 'd' or 'n' line is of holder {0}",
+             first.uniqid);
       return;
     }
     const char* const what = code == kDuplicateCardKey ? "key" : "unique ID";
     const CardIndexEntry& other = entry(clash.other);
     if (clash.count == 1)
-      error(first, code, "{} has the {} of {} in line {}", textOf(first), what, textOf(other),
-            other.line);
+      report(first, code, {}, "{} has the {} of {} in line {}", textOf(first), what, textOf(other),
+             other.line);
     else
-      error(first, code, "{} has the {} of {} in line {}, and {} more of the block repeat one",
-            textOf(first), what, textOf(other), other.line, clash.count - 1);
+      report(first, code, {}, "{} has the {} of {} in line {}, and {} more of the block repeat one",
+             textOf(first), what, textOf(other), other.line, clash.count - 1);
   }
 
   // Entries of one unique ID that a build accepts by chance. Of a block only the first.
@@ -272,15 +262,15 @@ class WholeFileCheck {
           std::ranges::binary_search(_whole.misread, second.line))
         continue;
       if (other == kNoOther)
-        warnOfPair(second,
-                   "{} has no card: a build accepts it only because no unique ID is smaller",
-                   textOf(second));
+        report(second, 0, "pair",
+               "{} has no card: a build accepts it only because no unique ID is smaller",
+               textOf(second));
       else
-        warnOfPair(second,
-                   "{} is the second {} of its holder: a build accepts it only because a {} "
-                   "stands between it and line {}",
-                   textOf(second), second.type == kPinIdentLine ? "PIN" : "card",
-                   second.type == kPinIdentLine ? "card" : "PIN", entry(other).line);
+        report(second, 0, "pair",
+               "{} is the second {} of its holder: a build accepts it only because a {} "
+               "stands between it and line {}",
+               textOf(second), second.type == kPinIdentLine ? "PIN" : "card",
+               second.type == kPinIdentLine ? "card" : "PIN", entry(other).line);
     }
   }
 
@@ -292,10 +282,10 @@ class WholeFileCheck {
     if (missing.empty()) return;
     for (const EscortUse& use : _whole.escorts)
       if (missing.contains(use.escort) && !isUnindexed(use.escort))
-        warnOfEscort(use,
-                     "escort {} does not exist: doors that need an escort never open for holder "
-                     "{}",
-                     use.escort, use.uniqid);
+        warn(use,
+             "escort {} does not exist: doors that need an escort never open for holder "
+             "{}",
+             use.escort, use.uniqid);
   }
 
   // Holders who escort each other in a ring, of one or more: one finding a ring, at its last line.
@@ -326,13 +316,13 @@ class WholeFileCheck {
 
   void reportRing(const EscortUse& use) const {
     if (use.escort == use.uniqid)
-      warnOfEscort(use, "holder {} is his own escort: doors that need an escort never open for him",
-                   use.uniqid);
+      warn(use, "holder {} is his own escort: doors that need an escort never open for him",
+           use.uniqid);
     else
-      warnOfEscort(use,
-                   "holder {} and escort {} wait for each other, directly or through others: "
-                   "none of them can be the first at a door",
-                   use.uniqid, use.escort);
+      warn(use,
+           "holder {} and escort {} wait for each other, directly or through others: "
+           "none of them can be the first at a door",
+           use.uniqid, use.escort);
   }
 
   WholeFile _whole;

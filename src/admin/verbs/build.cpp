@@ -11,7 +11,7 @@
 #include <new>
 #include <span>
 
-#include "admin/check/report.h"
+#include "admin/check/sitecheck.h"
 #include "admin/files/replacement.h"
 #include "admin/records/changes.h"
 #include "admin/records/expected.h"

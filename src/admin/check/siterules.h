@@ -1,7 +1,0 @@
-// For the transition: sitecheck.h has it now.
-#ifndef BADGEMINT_ADMIN_CHECK_SITERULES_H
-#define BADGEMINT_ADMIN_CHECK_SITERULES_H
-
-#include "admin/check/sitecheck.h"
-
-#endif  // BADGEMINT_ADMIN_CHECK_SITERULES_H
