@@ -59,18 +59,15 @@ TEST(DecodeCard, NamesTheWrongBit) {
     EXPECT_EQ(decoded->number, test.format->decodeCardNumber(card));
     for (size_t bit = 0; bit < text.size(); ++bit) {
       if (sources[bit] == 'A' || sources[bit] == 'B') continue;
-      std::string wrong = text, at = std::to_string(bit);
+      std::string wrong = text;
       wrong[bit] ^= 1;
-      const char* const mask = bit == 0 ? "1" : bit == text.size() - 1 ? "2" : nullptr;
-      const bool first = mask == nullptr && masks[2][bit] == 'X';
-      const bool last = (mask == nullptr && masks[3][bit] == 'X') ^ (first && masks[3][0] == 'X');
+      // A bit that is not parity itself also makes the parity bits wrong that cover it.
+      const bool isParity = bit == 0 || bit == text.size() - 1;
+      const bool first = !isParity && masks[2][bit] == 'X';
+      const bool last = (!isParity && masks[3][bit] == 'X') ^ (first && masks[3][0] == 'X');
       const auto faults = decodeCard(*test.format, layout.patternOf(wrong))->faults;
       EXPECT_EQ(faults.size(), 1U + first + last);
-      EXPECT_EQ(faults.back(),
-                mask != nullptr ? std::string("parity mask ") + mask + " wrong at position " + at
-                : sources[bit] == 'P'
-                    ? "bit " + at + " is 1, but 0 on every card"
-                    : "fixed bit " + at + " is " + wrong[bit] + ", not " + text[bit]);
+      EXPECT_NE((faults.back() + ' ').find(' ' + std::to_string(bit) + ' '), std::string::npos);
     }
   }
 }
