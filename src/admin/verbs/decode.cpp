@@ -33,11 +33,11 @@ struct DecodeOptions {
   bool json = false;
 };
 
-// What readers and controllers print of a card: exactly one of these is not empty.
+// What readers and controllers print of a card: bits, or a key, or a decimal number.
 struct CardInput {
   std::string bits{};               // '0' and '1'.
   std::vector<CardPattern> keys{};  // From a key with an odd number of digits there are two.
-  std::string value{};              // The bits of a number, the most significant first.
+  std::string value{};              // The bits of the key or number without leading zeros.
 };
 
 // The bits of a decimal number, without leading zeros.
@@ -162,7 +162,7 @@ class Decode {
     const auto isExactMatch = [](const Match& match) { return match.isExact(); };
     if (std::ranges::none_of(_matches, isExactMatch))
       for (const CheckedFormat* const listed : _formats) findChanged(listed);
-    std::ranges::stable_partition(_matches, isExactMatch);
+    std::stable_partition(_matches.begin(), _matches.end(), isExactMatch);
   }
 
   // Cards that readers sent from the last bit to the first, or with zeros in front of the bits.
@@ -225,15 +225,22 @@ class Decode {
       _console.print("  no card set has these values\n");
   }
 
-  JsonObject jsonOf(const Match& match) const {
-    JsonObject values, object;
+  static JsonObject jsonOf(const CardFormat& format, const CardFormat::FieldValues& values) {
+    JsonObject object;
     for (int32_t field = 0; field < kFieldCount; ++field)
-      if (hasSiteValue(*match.listed->format, field))
-        values.add(std::string(1, static_cast<char>('A' + field)),
-                   static_cast<uint64_t>(match.card.values[static_cast<size_t>(field)]));
+      if (hasSiteValue(format, field))
+        object.add(std::string(1, static_cast<char>('A' + field)),
+                   static_cast<uint64_t>(values[static_cast<size_t>(field)]));
+    return object;
+  }
+
+  JsonObject jsonOf(const Match& match) const {
+    JsonObject object;
     object.add("format", match.listed->id).add("file", match.listed->fileName);
     object.add("card", std::to_string(static_cast<uint64_t>(match.card.number)));
-    object.add("key", keyText(match.key)).add("values", values).add("fits", match.isExact());
+    object.add("key", keyText(match.key))
+        .add("values", jsonOf(*match.listed->format, match.card.values))
+        .add("fits", match.isExact());
     if (*match.change != '\0') object.add("change", match.change);
     return object.add("faults", match.card.faults).add("sets", cardSetsOf(match));
   }
@@ -302,9 +309,9 @@ class Decode {
       });
       const auto held =
           match == _matches.end() ? std::nullopt : decodeCard(*format, record.cardnumber);
-      if (!held || printed++ == kMostNamesakes) continue;
+      if (!held || held->values == match->card.values || ++printed > kMostNamesakes) continue;
       if (_isJson)
-        _console.printJson(jsonOf(record));
+        _console.printJson(jsonOf(record).add("values", jsonOf(*format, held->values)));
       else
         _console.print("holder {} has this number with {}\n", record.uniqid,
                        siteValuesText(*format, held->values, &match->card.values));

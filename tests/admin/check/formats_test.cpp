@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <map>
+
 #include "admin/check/formatscheck.h"
 #include "admin/console.h"
 #include "formats/formatfile.h"
@@ -13,18 +15,12 @@ namespace {
 
 using namespace std::string_literals;
 
-struct Change {
-  size_t line;
-  std::string text;
-};
-
 struct Case {
   std::string kind;
-  std::vector<Change> changes;
+  std::map<size_t, std::string> changes;
   std::string places;
 };
 
-constexpr const char* kMask = "PAAAAAAAABBBBBBBBBBBBBBBBP";
 constexpr const char* kEven = "EXXXXXXXXXXXX";
 constexpr const char* kOdd = ".............XXXXXXXXXXXXO";
 
@@ -86,11 +82,11 @@ class FormatsCheck : public testing::Test {
   void expectRule(const std::string& rule, const std::vector<Case>& rows) const {
     for (const Case& row : rows)
       EXPECT_EQ(placesOf(checkChanged(row), rule), row.places)
-          << row.kind << ' ' << row.changes[0].text;
+          << row.kind << ' ' << row.changes.begin()->second;
   }
 
   WorkFolder folder;
-  const FormatLines cdf = linesOf("CDF", {kMask, "", kEven, kOdd});
+  const FormatLines cdf = linesOf("CDF", {"PAAAAAAAABBBBBBBBBBBBBBBBP", "", kEven, kOdd});
   FormatLines vff = linesOf("VFF", {"P........****************P", ".00010101", kEven, kOdd});
 };
 
@@ -272,35 +268,22 @@ TEST_F(FormatsCheck, Wording) {
             "format ID 1 is already used in line 1: this format is never used\n"
             "cannot be opened: No such file or directory; listed at list:3 as \"d/\\.cdf\", whose "
             "folder is ignored\n");
-  const Case rows[] = {
-      {"CDF",
-       {{1, dots(101)}},
-       "card number field \"\" is not A to H; line 1 is longer than 100 characters and counts as "
-       "two\n"},
-      {"EFF",
-       {{31, ""}},
-       "the file ends here; an EFF file has 30, 40 or 50 lines, empty ones included\n"},
-      {"CDF", {{9, "1x"}}, "the number of parity masks \"1x\" is not a number and is read as 1\n"},
-      {"CDF",
-       {{13, "F,0,100,MSB,BCD"}, {14, "F,0,0,MSB,bin"}},
-       "maximum 100 does not fit in the 8 positions of field A: values that do not fit are cut\n"
-       "type \"bin\" is unknown: the card number (field B) is 0 on every card\n"},
-      {"CDF",
-       {{13, "F,0,255,MSB,BIN\r\r"}},
-       "a carriage return within the line does not end it: field A is 0 on every card\n"},
-      {"CDF",
-       {{21, "PAAAqAAqABBBBBBBBBBBBBBBBP"}, {22, ".11"}},
-       "\"q\" is not a field: the card loses 2 bits\n2 bits of field A fixed: part of its value is "
-       "lost\n"},
-      {"VFF",
-       {{6, "20 2 MSB BIN"}, {8, ".00010101.1"}},
-       "the file gives the card 20 bits, but its output mask uses 26\n"
-       "1 bit of the card number fixed: part of its value is lost\n"},
-      {"CDF",
-       {{23, "EXX......................X"}},
-       "X covers the bit of parity mask 2, which is set later and counts as 0\n"},
-  };
-  for (const Case& row : rows) EXPECT_EQ(textsOf(checkChanged(row)), row.places);
+  EXPECT_EQ(textsOf(checkChanged({"CDF", {{1, dots(101)}}, ""})),
+            "card number field \"\" is not A to H; line 1 is longer than 100 characters and counts "
+            "as two\n");
+  EXPECT_EQ(textsOf(checkChanged({"CDF",
+                                  {{9, "1x"},
+                                   {13, "F,0,100,MSB,BCD\r\r"},
+                                   {14, "F,0,0,MSB,bin"},
+                                   {21, "PAAAqAAqABBBBBBBBBBBBBBBBP"},
+                                   {22, ".11"},
+                                   {23, "EXX......................X"}},
+                                  ""})),
+            "the number of parity masks \"1x\" is not a number and is read as 1\n"
+            "a carriage return within the line does not end it: field A is 0 on every card\n"
+            "type \"bin\" is unknown: the card number (field B) is 0 on every card\n"
+            "\"q\" is not a field: the card loses 2 bits\n"
+            "2 bits of field A fixed: part of its value is lost\n");
 }
 
 }  // namespace
