@@ -31,6 +31,15 @@ install(TARGETS badgemint EXPORT badgemintTargets
 install(TARGETS badgemint_program RUNTIME COMPONENT program)
 if(TARGET badgemint_admin_program)
   install(TARGETS badgemint_admin_program RUNTIME COMPONENT program)
+  # The completion is printed by the program itself.
+  set(completion ${PROJECT_BINARY_DIR}/completions/badgemint-admin)
+  add_custom_command(OUTPUT ${completion} DEPENDS badgemint_admin_program
+                     COMMAND ${CMAKE_COMMAND} -E make_directory ${PROJECT_BINARY_DIR}/completions
+                     COMMAND badgemint_admin_program completion >${completion})
+  add_custom_target(completion ALL DEPENDS ${completion})
+  set(completions_dir ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+  install_folders(program ${completions_dir})
+  install(FILES ${completion} DESTINATION ${completions_dir} COMPONENT program)
 endif()
 # The folders of the headers, with the modes of those in the build folder.
 install(DIRECTORY ${PROJECT_BINARY_DIR}/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}

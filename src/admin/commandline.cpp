@@ -3,6 +3,8 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <fmt/ranges.h>
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
@@ -59,6 +61,33 @@ std::string suggestion(const std::string& word, const std::vector<std::string>& 
   return "; did you mean " + *best + '?';
 }
 
+// The program of bash that completes a command line. It is given: options before the verb, verbs,
+// cases for options whose value is not a file, and cases with the options of each verb.
+constexpr char kCompletion[] =
+    R"(# Completion of badgemint-admin in bash; made by badgemint-admin itself.
+_badgemint_admin() {{
+  local word=${{COMP_WORDS[COMP_CWORD]}} previous=${{COMP_WORDS[COMP_CWORD - 1]}} verb='' words='' i
+  for ((i = 1; i < COMP_CWORD; ++i)); do
+    case ${{COMP_WORDS[i]}} in
+    -C) ((++i)) ;;
+    -*) ;;
+    *) verb=${{COMP_WORDS[i]}}; break ;;
+    esac
+  done
+  COMPREPLY=()
+  case $verb:$previous in
+    :-C) compopt -o filenames; mapfile -t COMPREPLY < <(compgen -d -- "$word"); return ;;
+{2}  esac
+  case $verb:$word in
+    :-*) words='{0}' ;;
+    :*|help:*) words='{1}' ;;
+{3}    *) compopt -o filenames; mapfile -t COMPREPLY < <(compgen -f -- "$word"); return ;;
+  esac
+  mapfile -t COMPREPLY < <(compgen -W "$words" -- "$word")
+}}
+complete -F _badgemint_admin badgemint-admin
+)";
+
 // Reads the arguments and runs the verb they name.
 class CommandLine {
  public:
@@ -70,6 +99,7 @@ class CommandLine {
     _app.require_subcommand(0, 1);
     _app.allow_extras();
     addHelp();
+    addCompletion();
     for (const VerbEntry& entry : kVerbs) {
       CLI::App* const verb = addSubcommand(entry.name);
       const Run run = entry.add(Options(*verb));
@@ -96,6 +126,8 @@ class CommandLine {
       throw Failure(ExitStatus::kNotDone, "no verb given (badgemint-admin help lists them)");
     if (!_folder.empty() && chdir(_folder.c_str()) != 0)
       throw Failure(ExitStatus::kNotDone, "{}: {}", _folder, std::strerror(errno));
+    if (!_app.get_subcommands().empty())
+      console.showProgress(_app.get_subcommands().front()->get_name());
     return _run(console);
   }
 
@@ -163,6 +195,34 @@ class CommandLine {
         return ExitStatus::kAllWell;
       };
     });
+  }
+
+  void addCompletion() {
+    CLI::App* const verb = addSubcommand("completion");
+    verb->group("");  // Not in the list of verbs: packages install what it prints.
+    verb->description("Print the completion script for bash");
+    verb->callback([this] {
+      _run = [this](Console& console) {
+        printCompletion(console);
+        return ExitStatus::kAllWell;
+      };
+    });
+  }
+
+  // The words of verbs and options; file names for all other words and for options with a file;
+  // nothing for numbers and texts.
+  void printCompletion(Console& console) const {
+    std::string words, values;
+    for (const CLI::App* const verb : _app.get_subcommands({})) {
+      words += fmt::format("    {}:-*) words='{}' ;;\n", verb->get_name(),
+                           fmt::join(optionsOf(*verb), " "));
+      for (const CLI::Option* const option : verb->get_options())
+        for (const std::string& name : option->get_lnames())
+          if (option->get_items_expected_min() == 1 && option->get_type_name() != Options::kFile)
+            values += fmt::format("    {}:--{}) return ;;\n", verb->get_name(), name);
+    }
+    console.print(kCompletion, fmt::join(optionsOf(_app), " "), fmt::join(verbNames(), " "), values,
+                  words);
   }
 
   CLI::App& helpTopic() {

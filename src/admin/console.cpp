@@ -1,18 +1,41 @@
 #include "admin/console.h"
 
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+
 #include "admin/check/finding.h"
+#include "admin/signals.h"
 
 namespace badgemint::admin {
 
 void Console::reportText(std::string_view text) {
-  _output.flush();
-  _errors << "badgemint-admin: ";
+  output().flush();
+  _errors << (_colourErrors ? "\033[1;31mbadgemint-admin:\033[0m " : "badgemint-admin: ");
   for (const char c : text)
     _errors << printable({&c, 1});  // Needs no memory: it may be what is missing.
   _errors << std::endl;
 }
 
+void Console::showProgress(const std::string& verb) {
+  if (!_hasTerminal) return;
+  const BlockedSignals blocked;  // They are for the thread that works.
+  _progress.emplace([&errors = _errors, verb](const std::stop_token& stop) {
+    std::mutex mutex;
+    std::condition_variable_any wake;
+    std::unique_lock lock(mutex);
+    const auto waitASecond = [&] {
+      wake.wait_for(lock, stop, std::chrono::seconds(1), [] { return false; });
+      return !stop.stop_requested();
+    };
+    int seconds = 0;
+    while (waitASecond()) errors << '\r' << verb << ": " << ++seconds << " s" << std::flush;
+    if (seconds > 0) errors << "\r\033[K" << std::flush;  // Erases the line.
+  });
+}
+
 bool Console::finish() {
+  _progress.reset();
   return _output.flush().good();
 }
 

@@ -5,10 +5,12 @@
 
 #include <fmt/format.h>
 
+#include <optional>
 #include <ostream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <utility>
 
 #include "admin/json.h"
@@ -41,12 +43,26 @@ class Failure : public std::runtime_error {
 // The two streams of a run. They stay the caller's and outlive the console.
 class Console {
  public:
-  // `colours` applies to words of the output; standard error is always plain.
+  // `colours` applies to words of the output.
   Console(std::ostream& output, std::ostream& errors, bool colours)
       : _output(output), _errors(errors), _colours(colours) {}
 
+  // For a standard error that is a terminal: problems are printed in colour where that is wanted,
+  // and showProgress() has an effect.
+  void useTerminal(bool colours) {
+    _hasTerminal = true;
+    _colourErrors = colours;
+  }
+
+  // Shows a line on the terminal while the verb works for longer than a second, up to the first
+  // output or finish().
+  void showProgress(const std::string& verb);
+
   // For results. A failed write is remembered until finish().
-  std::ostream& output() { return _output; }
+  std::ostream& output() {
+    _progress.reset();
+    return _output;
+  }
   template <typename... Args>
   void print(fmt::format_string<Args...> format, Args&&... args) {
     write(fmt::format(format, std::forward<Args>(args)...));
@@ -76,13 +92,16 @@ class Console {
   [[nodiscard]] bool finish();
 
  private:
-  void write(std::string_view text) { _output << text; }
+  void write(std::string_view text) { output() << text; }
   std::string coloured(std::string_view word, std::string_view colour) const;
 
   std::ostream& _output;
   std::ostream& _errors;
   bool _colours;
+  bool _hasTerminal = false;
+  bool _colourErrors = false;
   bool _keepsStatus = false;
+  std::optional<std::jthread> _progress;  // Shows the line; none of the streams is used meanwhile.
 };
 
 }  // namespace badgemint::admin

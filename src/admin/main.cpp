@@ -12,7 +12,7 @@
 // https://no-color.org: any value but the empty one.
 static bool wantsColours() {
   const char* const refused = std::getenv("NO_COLOR");
-  return isatty(STDOUT_FILENO) == 1 && (refused == nullptr || *refused == '\0');
+  return refused == nullptr || *refused == '\0';
 }
 
 // A core dump would hold PINs, in the folder of the site.
@@ -28,6 +28,8 @@ int main(int argc, char* argv[]) {
   std::signal(SIGPIPE, SIG_IGN);  // A reader that has gone must not end a run halfway.
   std::signal(SIGXFSZ, SIG_IGN);  // A limit of file sizes is a write that fails.
   std::ios::sync_with_stdio(false);
-  badgemint::admin::Console console(std::cout, std::cerr, wantsColours());
+  badgemint::admin::Console console(std::cout, std::cerr,
+                                    wantsColours() && isatty(STDOUT_FILENO) == 1);
+  if (isatty(STDERR_FILENO) == 1) console.useTerminal(wantsColours());
   return badgemint::admin::run(argc, argv, console);
 }

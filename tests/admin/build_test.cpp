@@ -8,7 +8,6 @@
 
 #include "admin/buildsite.h"
 #include "admin/files/sitepaths.h"
-#include "admin/records/expected.h"
 #include "support/textutil.h"
 
 namespace badgemint::admin {
@@ -160,8 +159,8 @@ TEST_F(BuildTest, ReportsFilesThatAreNotItsOwnAndGoesOn) {
   expectError(runAdmin("build"), ".badgemint-admin/new.ident cannot be removed (Is a directory)");
   fs::remove_all(kPrivateFolder);
   cards(kOldCards);
-  const AdminRun tried =
-      runAdmin("build --dry-run", {.call = "unlinkat", .nth = 1, .forEver = true});
+  const AdminRun tried = runAdmin("build --dry-run --max-removed 100%",
+                                  {.call = "unlinkat", .nth = 1, .forEver = true});
   EXPECT_EQ(tried.status, 1);
   expectError(tried, ".badgemint-admin/tried.access cannot be removed");
 }
@@ -308,31 +307,22 @@ TEST_F(BuildTest, OneRunAtATime) {
   EXPECT_TRUE(isOld() && hasNoOtherFiles());
 }
 
-TEST_F(BuildTest, ProvesEveryByte) {
-  cards(
-      "f 2 2\nc 2 7 4711 1 1 2 3 4 5 6 7 8 1 0 1 5 2024/01/01 0 2031/12/31 1:2:3 3 4 1\n"
-      "n 0 1A2b3 0 2 1\np 1234 3 65535\no 0099 2\nd 2 9 2 100 4\n");
-  ASSERT_LE(runAdmin("build --max-removed 100%").status, 1);
-  const ProvedFiles files = {"cards.txt", "formats.txt", "ident.db", "access.db", "cardsets.txt"};
-  EXPECT_EQ(prove(files), 6);
-  for (const std::string& name : {files.ident, files.access, files.cardSets}) {
-    const std::string good = contentOf(name);
-    for (size_t i = 0; i < good.size(); ++i) {
-      if (good[i] == ' ' || good[i] == '\n') continue;  // Blanks of the card sets file.
-      std::string bad = good;
-      bad[i] = static_cast<char>(bad[i] ^ 1);
-      _site.folder.write(name, bad);
-      EXPECT_THROW(prove(files), Failure) << name << ' ' << i;
-    }
-    _site.folder.write(name, good + good);
-    EXPECT_THROW(prove(files), Failure) << name << " twice";
-    _site.folder.write(name, good.substr(0, good.size() / 2));
-    EXPECT_THROW(prove(files), Failure) << name << " cut";
-    if (name == files.cardSets) continue;
-    _site.folder.write(name, good + 'x');
-    EXPECT_THROW(prove(files), Failure) << name << " goes on";
-    _site.folder.write(name, good);
-  }
+TEST_F(BuildTest, PrintsTheChangesThatDiffPrints) {
+  fs::create_directory("before");
+  for (const char* const name : kTargets) fs::copy(name, std::string("before/") + name);
+  const AdminRun tried = runAdmin("build --changes --dry-run");
+  EXPECT_EQ(runAdmin("build --changes --quiet").status, 0);
+  const AdminRun diff = runAdmin("diff before .");
+  EXPECT_NE(diff.output.find("card 15890 of card set 1 added"), std::string::npos) << diff.output;
+  EXPECT_NE(tried.output.find('\n' + diff.output), std::string::npos) << tried.output;
+}
+
+TEST_F(BuildTest, IsQuietUntilThereIsSomethingToReport) {
+  fs::permissions(".", fs::perms(0711));
+  const AdminRun quiet = runAdmin("build --quiet");
+  EXPECT_EQ(quiet.output + quiet.errors, "");
+  cards(kNewCards + "p 99 7");
+  EXPECT_NE(runAdmin("build --quiet").output.find(" warnings; "), std::string::npos);
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 // What the command line asks for, and what is said of one that asks for nothing.
 #include <gtest/gtest.h>
+#include <poll.h>
 
 #include "admin/adminrun.h"
 #include "support/testsite.h"
@@ -55,6 +56,37 @@ TEST(CommandLine, RefusesEmptyValues) {
     EXPECT_EQ(run.status, 3) << line;
     EXPECT_NE(run.errors.find("the value is empty"), std::string::npos) << line << run.errors;
   }
+}
+
+TEST(CommandLine, CompletesVerbsOptionsAndFiles) {
+  const TestSite site;
+  site.folder.write("completion", runAdmin("completion").output);
+  const std::pair<std::string, std::string> kCases[] = {{"''", "help"},
+                                                        {"ver", "verify"},
+                                                        {"-C . dec", "decode"},
+                                                        {"build --max", "--max-removed"},
+                                                        {"build --cards form", "formats"},
+                                                        {"build --level ''", ""},
+                                                        {"format 26", "26.cdf"}};
+  for (const auto& [line, first] : kCases) {
+    const std::string script = "source ./completion; compopt() { :; }; COMP_WORDS=(admin " + line +
+                               "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _badgemint_admin; "
+                               "echo -n \"$COMPREPLY\" >first";
+    site.folder.write("script", script);
+    ASSERT_EQ(std::system("bash script"), 0);
+    EXPECT_EQ(contentOf("first"), first) << line;
+  }
+}
+
+TEST(CommandLine, ShowsOnATerminalThatWorkGoesOn) {
+  std::ostringstream output, errors;
+  Console console(output, errors, false);
+  console.showProgress("check");
+  console.useTerminal(true);
+  console.showProgress("check");
+  poll(nullptr, 0, 1500);
+  console.report("wrong");
+  EXPECT_EQ(errors.str(), "\rcheck: 1 s\r\033[K\033[1;31mbadgemint-admin:\033[0m wrong\n");
 }
 
 TEST(CommandLine, FailsWithoutStandardOutput) {

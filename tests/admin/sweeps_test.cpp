@@ -19,7 +19,8 @@ class BuildSweep : public testing::Test, public BuildSite {
   // What a build reports about the files is so.
   void expectTrueReport(const AdminRun& run, const std::string& command) {
     const bool isCutShort = contains(run.errors, "cut short");
-    const bool isChanged = (run.signal == 0 && run.status <= 1) || contains(run.errors, "all files are replaced");
+    const bool isChanged =
+        (run.signal == 0 && run.status <= 1) || contains(run.errors, "all files are replaced");
     if (isCutShort) return;
     if (isChanged && !contains(command, "--dry-run")) {
       EXPECT_TRUE(isNew() && hasKept(contains(command, "--keep") ? kOldFiles : kFormerFiles));

@@ -2,6 +2,8 @@
 #include <fcntl.h>
 
 #include <algorithm>
+#include <array>
+#include <bitset>
 #include <charconv>
 #include <cstdio>
 #include <ctime>
@@ -13,6 +15,7 @@
 #include "admin/files/replacement.h"
 #include "admin/records/changes.h"
 #include "admin/records/expected.h"
+#include "admin/records/holders.h"
 #include "admin/signals.h"
 #include "admin/verbs/verb.h"
 #include "support/packeddecimal.h"
@@ -32,6 +35,8 @@ struct BuildOptions {
   bool allowEmpty = false;
   bool dryRun = false;
   bool keep = false;
+  bool changes = false;
+  bool quiet = false;
 };
 
 constexpr mode_t kDatabaseMode = 0600;  // Without an old file.
@@ -58,21 +63,12 @@ struct RemovalLimit {
   }
 };
 
-// The records of one holder, in databases that are in the order of unique IDs. Called with rising
-// unique IDs, and at first with all records as `rest`.
-template <typename Record>
-std::span<const Record> takeHolder(std::span<const Record>& rest, uint32_t uniqid) {
-  const auto first = std::ranges::find_if(
-      rest, [uniqid](const Record& record) { return record.uniqid >= uniqid; });
-  const auto last = std::find_if(
-      first, rest.end(), [uniqid](const Record& record) { return record.uniqid != uniqid; });
-  rest = {last, rest.end()};
-  return {first, last};
-}
-
-bool isPin(const IdentRecord& ident) {
-  return ident.cardsetcode == kPinOnlyCode || ident.cardsetcode == kPinIdentCode;
-}
+// What a holder of the old databases may lose, and how a message says it.
+enum Loss : size_t { kGone, kKey, kLevel, kValidity, kPin };
+constexpr std::array kLossTexts = {"gone", "without a key they had",
+                                   "without an access level they had", "no longer valid",
+                                   "without a PIN they had"};
+using LossSet = std::bitset<kLossTexts.size()>;
 
 // A PIN of one zero is none; a blank one has no digits.
 bool hasPin(const AccessRecord& access) {
@@ -81,90 +77,73 @@ bool hasPin(const AccessRecord& access) {
   return !text.empty() && text != "0";
 }
 
-bool isValidAt(const AccessRecord& access, uint32_t time) {
-  return access.starttime <= time && (access.endtime == 0 || time <= access.endtime);
+bool isPin(const IdentRecord& ident) {
+  return ident.cardsetcode == kPinOnlyCode || ident.cardsetcode == kPinIdentCode;
 }
 
 struct HolderRecords {
   std::span<const IdentRecord> idents;
   std::span<const AccessRecord> accesses;
-
-  bool isMissing() const { return idents.empty() && accesses.empty(); }
-  bool isValidAt(uint32_t time) const {
-    return std::ranges::any_of(
-        accesses, [time](const AccessRecord& access) { return admin::isValidAt(access, time); });
-  }
-  bool hasKey(const CardPattern& key) const {
-    return std::ranges::any_of(idents, [&key](const IdentRecord& ident) {
-      return ident.deleted == 0 && ident.cardnumber == key;
-    });
-  }
-  bool hasLevel(uint16_t level) const {
-    return std::ranges::any_of(accesses, [level](const AccessRecord& access) {
-      return std::ranges::find(access.acclevel, level) != access.acclevel.end();
-    });
-  }
-  bool hasSamePin(const AccessRecord& old) const {
-    return std::ranges::find(accesses, old.pincode, &AccessRecord::pincode) != accesses.end();
-  }
 };
 
-// How many holders of the old databases lose something, and what: a holder may lose several things.
-struct Losses {
-  size_t holders = 0, losers = 0;
-  size_t gone = 0, keys = 0, levels = 0, validities = 0, pins = 0;
-
-  void add(const HolderRecords& old, const HolderRecords& fresh, uint32_t now) {
-    ++holders;
-    bool key = false, level = false, pin = false;
-    for (const IdentRecord& ident : old.idents)
-      if (ident.deleted == 0 && !fresh.hasKey(ident.cardnumber)) (isPin(ident) ? pin : key) = true;
-    for (const AccessRecord& access : old.accesses) {
-      for (const uint16_t number : access.acclevel)
-        level = level || (number != 0 && !fresh.hasLevel(number));
-      pin = pin || (hasPin(access) && !fresh.hasSamePin(access));
-    }
-    const bool isGone = fresh.isMissing();
-    const bool validity = old.isValidAt(now) && !fresh.isValidAt(now);
-    losers += isGone || key || level || validity || pin;
-    gone += isGone;
-    if (isGone) return;
-    keys += key;
-    levels += level;
-    validities += validity;
-    pins += pin;
+LossSet lossesOf(const HolderRecords& old, const HolderRecords& fresh, uint32_t now) {
+  using std::ranges::any_of, std::ranges::count;
+  LossSet losses;
+  if (fresh.idents.empty() && fresh.accesses.empty()) return losses.set(kGone);
+  for (const IdentRecord& ident : old.idents) {
+    const auto isSame = [&ident](const IdentRecord& other) {
+      return other.deleted == 0 && other.cardnumber == ident.cardnumber;
+    };
+    if (ident.deleted == 0 && !any_of(fresh.idents, isSame)) losses.set(isPin(ident) ? kPin : kKey);
   }
+  const auto isValid = [now](const AccessRecord& access) {
+    return access.starttime <= now && (access.endtime == 0 || now <= access.endtime);
+  };
+  if (any_of(old.accesses, isValid) && !any_of(fresh.accesses, isValid)) losses.set(kValidity);
+  for (const AccessRecord& access : old.accesses) {
+    for (const uint16_t level : access.acclevel) {
+      const auto hasLevel = [level](const auto& other) { return count(other.acclevel, level) > 0; };
+      if (level != 0 && !any_of(fresh.accesses, hasLevel)) losses.set(kLevel);
+    }
+    if (hasPin(access) && count(fresh.accesses, access.pincode, &AccessRecord::pincode) == 0)
+      losses.set(kPin);
+  }
+  return losses;
+}
+
+// How many holders of the old databases lose something, and what.
+struct LossCounts {
+  size_t holders = 0, losers = 0;
+  std::array<size_t, kLossTexts.size()> counts{};
 
   // "12 gone, 3 without a key they had".
   std::string text() const {
     std::string text;
-    const auto append = [&text](size_t count, const char* what) {
-      if (count != 0) text += fmt::format("{}{} {}", text.empty() ? "" : ", ", count, what);
-    };
-    append(gone, "gone");
-    append(keys, "without a key they had");
-    append(levels, "without an access level they had");
-    append(validities, "no longer valid");
-    append(pins, "without a PIN they had");
+    for (size_t i = 0; i < counts.size(); ++i)
+      if (counts[i] != 0)
+        text += fmt::format("{}{} {}", text.empty() ? "" : ", ", counts[i], kLossTexts[i]);
     return text;
   }
 };
 
+template <typename Record>
+std::span<const Record> recordsOf(const std::vector<Record>& records, uint32_t uniqid) {
+  return std::ranges::equal_range(records, uniqid, {}, &Record::uniqid);
+}
+
 // Both are in the order of unique IDs.
-Losses countLosses(const Databases& old, const Databases& fresh) {
+LossCounts countLosses(const Databases& old, const Databases& fresh) {
   const auto now = static_cast<uint32_t>(std::time(nullptr));
-  std::span<const IdentRecord> oldIdents = old.idents, freshIdents = fresh.idents;
-  std::span<const AccessRecord> oldAccesses = old.accesses, freshAccesses = fresh.accesses;
-  Losses losses;
-  while (!oldIdents.empty() || !oldAccesses.empty()) {
-    const uint32_t uniqid = oldIdents.empty() ? oldAccesses.front().uniqid
-                            : oldAccesses.empty()
-                                ? oldIdents.front().uniqid
-                                : std::min(oldIdents.front().uniqid, oldAccesses.front().uniqid);
-    losses.add({takeHolder(oldIdents, uniqid), takeHolder(oldAccesses, uniqid)},
-               {takeHolder(freshIdents, uniqid), takeHolder(freshAccesses, uniqid)}, now);
-  }
-  return losses;
+  LossCounts result;
+  forEachUniqid(old.idents, old.accesses, [&](uint32_t uniqid, auto idents, auto accesses) {
+    const LossSet losses =
+        lossesOf({idents, accesses},
+                 {recordsOf(fresh.idents, uniqid), recordsOf(fresh.accesses, uniqid)}, now);
+    ++result.holders;
+    if (losses.any()) ++result.losers;
+    for (size_t i = 0; i < losses.size(); ++i) result.counts[i] += losses[i] ? 1 : 0;
+  });
+  return result;
 }
 
 struct stat statusOf(const std::string& path) {
@@ -263,10 +242,12 @@ class Build {
     checkFiles();
     buildFiles(replacement);
     compareWithOld(replacement);
-    throwIfInterrupted();
 
+    const Changes changes = compare(_old, _fresh);
+    if (_options.changes) printDifferences(changes, replacement);
     const bool isUnchanged = replacement.isUnchanged();
-    const std::string summary = summaryOf(isUnchanged);
+    const std::string summary = _options.quiet ? "" : summaryOf(changes, isUnchanged);
+    throwIfInterrupted();
     if (!_options.dryRun && !isUnchanged) {
       const BlockedSignals blocked;
       replacement.replace({kDatabaseMode, kDatabaseMode, cardSetsMode}, _options.keep);
@@ -276,7 +257,7 @@ class Build {
     _console.output() << summary;
     for (std::string& problem : replacement.cleanUp()) _problems.push_back(std::move(problem));
     for (const std::string& problem : _problems) _console.reportText(problem);
-    reportReadableFiles();
+    if (!_options.quiet) reportReadableFiles();
     return _hasWarnings || !_problems.empty() ? ExitStatus::kFound : ExitStatus::kAllWell;
   }
 
@@ -285,7 +266,9 @@ class Build {
     Findings findings;
     const SiteSummary summary =
         checkSite({_options.site.cards, _options.site.formats, {}, false}, findings);
-    const ExitStatus status = report(findings, summary, _options.strict, _console);
+    const bool isSilent = _options.quiet && findings.errors() + findings.warnings() == 0;
+    const ExitStatus status =
+        isSilent ? ExitStatus::kAllWell : report(findings, summary, _options.strict, _console);
     if (status == ExitStatus::kRefused)
       throw Failure(ExitStatus::kRefused, "refused because of these findings");
     _hasWarnings = status == ExitStatus::kFound;
@@ -334,7 +317,7 @@ class Build {
       throw Failure(ExitStatus::kRefused,
                     "the cards file has no credential (--allow-empty builds all the same)");
     readOld(replacement);
-    const Losses losses = countLosses(_old, _fresh);
+    const LossCounts losses = countLosses(_old, _fresh);
     if (!_limit.allows(losses.losers, losses.holders))
       throw Failure(ExitStatus::kRefused,
                     "{} of {} holders would lose something ({}), and --max-removed is {}",
@@ -367,9 +350,18 @@ class Build {
                         path);
   }
 
-  std::string summaryOf(bool isUnchanged) const {
+  // What `diff` prints of the old and the new databases.
+  void printDifferences(const Changes& changes, const Replacement& replacement) {
+    SitePaths before = _options.site, now = _options.site;
+    before.ident = before.access = now.ident = now.access = "";
+    before.cardSets = replacement.hasTarget(kCardSetsPart) ? before.cardSets : "";
+    now.cardSets = _staged.cardSets;
+    printChanges(changes, Site(before, Site::Formats::kOptional, _console),
+                 Site(now, Site::Formats::kOptional, _console), {}, _console);
+  }
+
+  std::string summaryOf(const Changes& changes, bool isUnchanged) const {
     const SitePaths& site = _options.site;
-    const Changes changes = compare(_old, _fresh);
     const auto count = [&changes](auto... fates) {
       return (changes.countCredentials(fates) + ...);
     };
@@ -442,6 +434,8 @@ Run addBuild(Options options) {
   options.flag("--allow-empty", given->allowEmpty, "Also without a single credential");
   options.flag("--dry-run", given->dryRun, "Do all but replace, and print what would change");
   options.flag("--keep", given->keep, "Keep the replaced files under .old");
+  options.flag("--changes", given->changes, "Print each change, as diff does");
+  options.flag("--quiet", given->quiet, "Print nothing when there is nothing to report");
   return [given](Console& console) { return build(*given, console); };
 }
 

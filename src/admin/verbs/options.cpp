@@ -6,8 +6,6 @@ namespace badgemint::admin {
 
 namespace {
 
-constexpr char kFile[] = "FILE";
-
 // An unset variable of a script must not be taken for an option that was not given.
 std::string refuseEmpty(const std::string& value) {
   return value.empty() ? "the value is empty" : "";
