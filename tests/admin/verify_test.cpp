@@ -28,11 +28,6 @@ class VerifyTest : public testing::Test {
     _built.readAccesses("access");
   }
 
-  static void write(const Databases& databases) {
-    writeRecords("ident", databases.idents);
-    writeRecords("access", databases.accesses);
-  }
-
   // What is reported of the databases, without the last line.
   static std::string faults(const std::string& options = "") {
     const AdminRun run = runAdmin("verify" + kPaths + ' ' + options);
@@ -43,200 +38,111 @@ class VerifyTest : public testing::Test {
     return run.output.substr(0, last);
   }
 
-  // Changes of the databases as they were built, each with the end of what is reported then;
-  // nothing for a change that keeps the rules.
+  // A change of the databases as they were built, and what is reported then: a fault of this rule
+  // that ends so; an empty text for a change that keeps the rules.
   struct Case {
-    void (*change)(Databases&);
-    const char* fault;
+    const char* rule;
+    void (*change)(std::vector<IdentRecord>& idents, std::vector<AccessRecord>& accesses);
+    const char* text;
   };
-  void expect(std::initializer_list<Case> cases, const std::string& options = "") {
-    for (int number = 0; const auto& [change, fault] : cases) {
-      SCOPED_TRACE(testing::Message() << "case " << number++ << ": " << fault);
+  template <size_t Count>
+  void expect(const Case (&cases)[Count], const std::string& options = "") {
+    for (const auto& [rule, change, text] : cases) {
+      SCOPED_TRACE(testing::Message() << rule << ": " << text);
       Databases databases = _built;
-      change(databases);
-      write(databases);
-      const std::string found = faults(options);
-      EXPECT_EQ(found.empty(), *fault == '\0') << found;
-      EXPECT_TRUE(found.ends_with(fault + std::string(*fault == '\0' ? "" : "\n"))) << found;
+      change(databases.idents, databases.accesses);
+      writeRecords("ident", databases.idents);
+      writeRecords("access", databases.accesses);
+      const std::string found = faults(options), end = fmt::format("{} [{}]\n", text, rule);
+      EXPECT_TRUE(*text == '\0' ? found.empty() : found.ends_with(end)) << found;
     }
+    writeRecords("ident", _built.idents);
+    writeRecords("access", _built.accesses);
   }
 
   TestSite _site;
   Databases _built;
 };
 
-TEST_F(VerifyTest, Mark) {
-  expect({{[](auto& d) { d.idents[4].deleted = 1; }, ""},
-          {[](auto& d) { d.idents[4].deleted = 2; },
-           "ident: record 4 (offset 112): holder 4: card 10 of card set 2 has mark of deletion 2 "
-           "[mark]"}});
-}
-
-TEST_F(VerifyTest, CardSet) {
+// clang-format off
+TEST_F(VerifyTest, NamesTheRuleOfEachFault) {
   _site.folder.write("cardsets", contentOf("cardsets") + "f 8 9\n");
-  expect(
-      {{[](auto& d) { d.idents[4].cardsetcode = 254; }, ""},
-       {[](auto& d) { d.idents[4].cardsetcode = 7; },
-        "the card sets file lacks card set 7 [card-set]"},
-       {[](auto& d) { d.idents[4].cardsetcode = 8; }, "file lacks that of card set 8 [card-set]"},
-       {[](auto& d) { d.idents[4].cardsetcode = 256; }, "invalid card set code 256 [card-set]"}});
+  expect({
+      {"mark", [](auto& i, auto&) { i[4].deleted = 1; }, ""},
+      {"mark", [](auto& i, auto&) { i[4].deleted = 2; }, "of card set 2 has mark of deletion 2"},
+      {"card-set", [](auto& i, auto&) { i[4].cardsetcode = 254; }, ""},
+      {"card-set", [](auto& i, auto&) { i[4].cardsetcode = 7; }, "sets file lacks card set 7"},
+      {"card-set", [](auto& i, auto&) { i[4].cardsetcode = 8; }, "file lacks that of card set 8"},
+      {"card-set", [](auto& i, auto&) { i[4].cardsetcode = 256; }, "invalid card set code 256"},
+      {"pin", [](auto& i, auto&) { i[1].cardnumber[2] = 0xF1; }, "no keypad entry matches it"},
+      {"pin", [](auto& i, auto&) { i[1].cardnumber[0] = 0xF0; }, "no keypad entry matches it"},
+      {"pin", [](auto& i, auto&) { i[3].cardnumber[0] = 0xA2; }, "no keypad entry matches it"},
+      {"pin", [](auto&, auto& a) { a[1].pincode = {0xF0}; }, ""},
+      {"pin", [](auto&, auto& a) { a[1].pincode[0] = 0x1A; }, "is not stored as packed digits"},
+      {"key", [](auto& i, auto&) { i[0].cardnumber[3] ^= 1; }, "fixed bits or bits after its end"},
+      {"key", [](auto& i, auto&) { i[0].cardnumber[15] = 1; }, "fixed bits or bits after its end"},
+      {"key", [](auto& i, auto&) { i[0].cardnumber[1] ^= 6; }, "site values than its card set"},
+      {"unique", [](auto& i, auto&) { i[5].cardnumber = i[4].cardnumber; }, "the key of record 4"},
+      {"unique", [](auto& i, auto&) { i[5].cardnumber = i[4].cardnumber, i[4].deleted = 1; }, ""},
+      {"unique", [](auto& i, auto&) { i[1].uniqid = 3; }, "alone has the unique ID of record 1"},
+      {"unique", [](auto& i, auto&) { i[1].uniqid = 2; }, ""},
+      {"holder", [](auto&, auto& a) { a[4].uniqid = 7; }, "176): holder 7 has no credential"},
+      {"holder", [](auto& i, auto&) { i[5].uniqid = 6; }, "holder 5 has no credential"},
+      {"holder", [](auto&, auto& a) { a.pop_back(); }, "12 of card set 2 has no access record"},
+      {"holder", [](auto&, auto& a) { a[5].uniqid = 4; }, "holder 4 already has record 3"},
+      {"pair", [](auto& i, auto&) { i[0].deleted = 1; }, "beside a card has no card beside it"},
+      {"flag", [](auto&, auto& a) { a[0].bitflds = 0x3F; }, ""},
+      {"flag", [](auto&, auto& a) { a[0].bitflds = 0x40; }, "holder 1 has flags beyond flag 5"},
+      {"period", [](auto&, auto& a) { a[0].starttime = a[0].endtime = 5; }, ""},
+      {"period", [](auto&, auto& a) { a[0].starttime = 6, a[0].endtime = 5; }, "00:00:06"},
+      {"escort", [](auto&, auto& a) { a[0].escortid = 2; }, ""},
+      {"escort", [](auto&, auto& a) { a[0].escortid = 7; }, "is not a holder: no door ever opens"},
+      {"empty", [](auto& i, auto& a) { i = {}, a = {}; }, "has a record: nobody has access"},
+  });
 }
 
-TEST_F(VerifyTest, Pin) {
-  constexpr char kIdent[] = "is not stored as packed digits: no keypad entry matches it [pin]";
-  expect({{[](auto& d) {
-             d.idents[1].cardnumber = {0x12, 0x34, 0x56, 0x78, 0x90, 0x12, 0x34, 0x56, 0xF0};
-           },
-           ""},
-          {[](auto& d) {
-             d.idents[1].cardnumber = {0x12, 0x34, 0x56, 0x78, 0x90, 0x12, 0x34, 0x56, 0x1F};
-           },
-           kIdent},
-          {[](auto& d) {
-             d.idents[1].cardnumber = {0xA0, 0x99, 0xF0};
-           },
-           kIdent},
-          {[](auto& d) {
-             d.idents[1].cardnumber = {0x00, 0x99, 0xF1};
-           },
-           kIdent},
-          {[](auto& d) { d.idents[1].cardnumber = {0xF0}; }, kIdent},
-          {[](auto& d) {
-             d.idents[3].cardnumber = {0x1F, 0x34, 0xF0};
-           },
-           kIdent},
-          {[](auto& d) { d.accesses[1].pincode = {0xF0}; }, ""},
-          {[](auto& d) {
-             d.accesses[1].pincode = {0x1A, 0xF0};
-           },
-           "access: record 1 (offset 44): holder 2 has a PIN that is not stored as packed digits "
-           "[pin]"}});
+TEST_F(VerifyTest, NamesTheFieldThatDiffers) {
+  expect({
+      {"differs", [](auto& i, auto&) { i[0].cardsetcode = 2; }, "cards file, line 3: card set"},
+      {"differs", [](auto& i, auto&) { i[0].deleted = 1; }, "line 3: mark of deletion"},
+      {"differs", [](auto&, auto& a) { a[0].pincode[3] = 0x79; }, "line 3: PIN"},
+      {"differs", [](auto&, auto& a) { a[0].acclevel[7] = 1; }, "line 3: access level 8"},
+      {"differs", [](auto&, auto& a) { a[0].setFlag(3, 1); }, "line 3: flag 3 (not in the line)"},
+      {"differs", [](auto&, auto& a) { a[0].escortid = 2; }, "line 3: escort"},
+      {"differs", [](auto&, auto& a) { a[0].endtime = 1; }, "line 3: end"},
+      {"differs", [](auto&, auto& a) { a[0].elevatoraccess = 1; }, "line 3: elevator access"},
+      {"differs", [](auto&, auto& a) { a[0].cardissuelevel = 1; }, "line 3: issue level"},
+      {"differs", [](auto&, auto& a) { a[0].outgrpmode = 1; }, "line 3: output mode"},
+  }, "--cards cards");
 }
+// clang-format on
 
-TEST_F(VerifyTest, Key) {
-  constexpr char kBits[] = "wrong parity, wrong fixed bits or bits after its end [key]";
-  expect({{[](auto& d) { d.idents[0].cardnumber[3] ^= 1; }, kBits},
-          {[](auto& d) { d.idents[0].cardnumber[15] = 1; }, kBits},
-          {[](auto& d) { d.idents[0].cardnumber[1] ^= 6; },
-           "15890 of card set 1 has a key with other site values than its card set [key]"}});
-}
-
-TEST_F(VerifyTest, Unique) {
-  expect(
-      {{[](auto& d) { d.idents[5].cardnumber = d.idents[4].cardnumber; },
-        "holder 5: card 10 of card set 2 has the key of record 4 [unique]"},
-       {[](auto& d) { d.idents[5].cardnumber = d.idents[4].cardnumber, d.idents[4].deleted = 1; },
-        ""},
-       {[](auto& d) { d.idents[1].uniqid = 3; }, "alone has the unique ID of record 1 [unique]"},
-       {[](auto& d) { d.idents[1].uniqid = 2; }, ""}});
-}
-
-TEST_F(VerifyTest, HolderAndPair) {
-  expect(
-      {{[](auto& d) { d.idents[5].uniqid = 99; },
-        "ident: record 5 (offset 140): holder 99: card 11 of card set 2 has no access record "
-        "[holder]\n"
-        "access: record 4 (offset 176): holder 5 has no credential [holder]"},
-       {[](auto& d) { d.accesses[5].uniqid = 4; }, "holder 4 already has record 3 [holder]"},
-       {[](auto& d) { d.idents[0].deleted = 1; }, "beside a card has no card beside it [pair]"}});
-}
-
-TEST_F(VerifyTest, Flag) {
-  expect({{[](auto& d) { d.accesses[0].bitflds = 0x3F; }, ""},
-          {[](auto& d) { d.accesses[0].bitflds = 0x40; },
-           "access: record 0 (offset 0): holder 1 has flags beyond flag 5 [flag]"}});
-}
-
-TEST_F(VerifyTest, Period) {
-  expect({{[](auto& d) { d.accesses[0].starttime = d.accesses[0].endtime = 5; }, ""},
-          {[](auto& d) { d.accesses[0].starttime = 86401, d.accesses[0].endtime = 86400; },
-           "holder 1 is never valid: the end 1970/01/02 00:00:00 is before the start 1970/01/02 "
-           "00:00:01 [period]"}});
-}
-
-TEST_F(VerifyTest, Escort) {
-  expect({{[](auto& d) { d.accesses[0].escortid = 2; }, ""},
-          {[](auto& d) { d.accesses[0].escortid = 7; },
-           "holder 1 has escort 7, who is not a holder: no door ever opens [escort]"}});
-}
-
-TEST_F(VerifyTest, CardSetsFile) {
+TEST_F(VerifyTest, ChecksFilesAsAWhole) {
   for (const auto& [line, fault] :
-       {std::pair("f 3\n", "cardsets:3: this line does not define a card set [card-sets]\n"),
-        std::pair("f 3 1 A\n",
-                  "cardsets:3: the last field of this line has no value [card-sets]\n"),
-        std::pair("f 3 1 A 2",
-                  "cardsets:3: the line has no newline: the file may have been cut "
-                  "off [card-sets]\n")}) {
+       {std::pair("f 3\n", "3: this line does not define a card set [card-sets]\n"),
+        std::pair("f 3 1 A\n", "3: the last field of this line has no value [card-sets]\n"),
+        std::pair("f 3 1 A 2", "3: the line has no newline: the file may have been cut off ")}) {
     _site.folder.write("cardsets", "f 1 1 A 21\nf 2 2\n" + std::string(line));
-    EXPECT_TRUE(runAdmin("verify" + kPaths).output.starts_with(fault)) << fault;
+    EXPECT_TRUE(runAdmin("verify" + kPaths).output.starts_with("cardsets:" + std::string(fault)));
   }
+  const std::string ident = contentOf("ident"), access = contentOf("access");
+  _site.folder.write("ident", ident + 'x');
+  _site.folder.write("cardsets", "f 1 1 A 21\nf 2 2\n");
+  EXPECT_EQ(faults(), "ident: 1 bytes after the last whole record [size]\n");
+  _site.folder.write("ident", access);
+  _site.folder.write("access", ident);
+  EXPECT_TRUE(faults().ends_with("--ident and --access are swapped [swapped]\n"));
 }
 
-TEST_F(VerifyTest, EmptyAndSwapped) {
-  expect({{[](auto& d) { d = {}; },
-           "ident: neither it nor access has a record: nobody has access [empty]"}});
-  write(_built);
-  std::filesystem::rename("ident", "x"), std::filesystem::rename("access", "ident"),
-      std::filesystem::rename("x", "access");
-  EXPECT_EQ(faults(),
-            "ident: this is an access database, and access is an ident database: --ident and "
-            "--access are swapped [swapped]\n");
-}
-
-TEST_F(VerifyTest, Json) {
-  expect({{[](auto& d) { d.idents[1].deleted = d.idents[4].deleted = 2; },
-           "{\"file\":\"ident\",\"record\":4,\"offset\":112,\"severity\":\"error\",\"rule\":"
-           "\"mark\",\"text\":"
-           "\"holder 4: card 10 of card set 2 has mark of deletion "
-           "2\",\"holder\":4,\"kind\":\"card\",\"set\":2,"
-           "\"card\":\"10\",\"key\":\"0000000A000000000000000000000000\",\"deleted\":true}"}},
-         "--json");
-  EXPECT_EQ(runAdmin("verify --json" + kPaths).output.find("0099"), std::string::npos);
-}
-
-TEST_F(VerifyTest, Size) {
-  _site.folder.write("ident", contentOf("ident") + 'x');
-  _site.folder.write("access", contentOf("access") + "xy");
-  EXPECT_EQ(faults(),
-            "ident: 1 bytes after the last whole record [size]\n"
-            "access: 2 bytes after the last whole record [size]\n");
-}
-
-TEST_F(VerifyTest, Differs) {
-  const auto differs = [](const char* record, const char* line, const char* field) {
-    return fmt::format("{} is not as in the cards file, line {}: {} [differs]\n", record, line,
-                       field);
-  };
-  const struct {
-    void (*change)(IdentRecord& ident, AccessRecord& access);  // The first card and its holder.
-    const char* field;
-  } kCases[] = {
-      {[](auto& ident, auto&) { ident.cardsetcode = 2; }, "card set"},
-      {[](auto& ident, auto&) { ident.deleted = 1; }, "mark of deletion"},
-      {[](auto&, auto& access) { access.pincode[3] = 0x79; }, "PIN"},
-      {[](auto&, auto& access) { access.acclevel[0] = 2; }, "access level 1"},
-      {[](auto&, auto& access) { access.acclevel[7] = 1; }, "access level 8"},
-      {[](auto&, auto& access) { access.setFlag(5, 1); }, "flag 5 (last of the line)"},
-      {[](auto&, auto& access) { access.escortid = 2; }, "escort"},
-      {[](auto&, auto& access) { access.starttime = 1; }, "start"},
-      {[](auto&, auto& access) { access.endtime = 1; }, "end"},
-      {[](auto&, auto& access) { access.elevatoraccess = 1; }, "elevator access"},
-      {[](auto&, auto& access) { access.outrelaygrpid = 1; }, "output relay group"},
-      {[](auto&, auto& access) { access.cardissuelevel = 1; }, "issue level"},
-      {[](auto&, auto& access) { access.outgrpmode = 1; }, "output mode"},
-  };
-  for (const auto& [change, field] : kCases) {
-    SCOPED_TRACE(field);
-    Databases databases = _built;
-    change(databases.idents[0], databases.accesses[0]);
-    write(databases);
-    const bool isIdent = databases.idents[0] != _built.idents[0];
-    const std::string found = faults("--cards cards"), fault = differs("", "3", field);
-    EXPECT_TRUE(found.starts_with(isIdent ? "ident: record 0 (" : "access: record 0 (") &&
-                found.ends_with(fault))
-        << found;
-  }
+TEST_F(VerifyTest, PrintsJson) {
+  _built.idents[1].deleted = _built.idents[4].deleted = 2;
+  writeRecords("ident", _built.idents);
+  const std::string fault =
+      R"({"file":"ident","record":4,"offset":112,"severity":"error","rule":"mark","text":)"
+      R"("holder 4: card 10 of card set 2 has mark of deletion 2","holder":4,"kind":"card",)"
+      R"("set":2,"card":"10","key":"0000000A000000000000000000000000","deleted":true})";
+  const std::string found = faults("--json");
+  EXPECT_TRUE(found.ends_with(fault + '\n') && found.find("0099") == std::string::npos) << found;
 }
 
 TEST_F(VerifyTest, DiffersMissingAndOther) {

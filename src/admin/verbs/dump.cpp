@@ -229,7 +229,7 @@ class Dump {
   void addDeleted(const Credential& credential) {
     writeLine(_line, credential);
     if (!_options.withPins) _line.hidePin();
-    addLine("# deleted: " + _line.text());
+    addLine(fmt::format("# deleted: {}", _line.text()));
     _warnings.add("records marked as deleted", "{} is marked as deleted: its line is a comment",
                   textOf(credential.ident));
   }
@@ -369,7 +369,6 @@ void dumpTo(const Write& write, const DumpOptions& options, Console& console, Wa
 
 // A file that may lose its name in a power cut is complete nevertheless.
 void dumpToFile(const DumpOptions& options, Console& console, Warnings& warnings) {
-  deferTerminationSignals();
   NewFile file(options.output, options.force);
   dumpTo([&file](std::string_view text) { file.write(text); }, options, console, warnings);
   throwIfInterrupted();
@@ -379,6 +378,7 @@ void dumpToFile(const DumpOptions& options, Console& console, Warnings& warnings
 }
 
 ExitStatus dump(const DumpOptions& options, Console& console) {
+  if (!options.output.empty()) deferTerminationSignals();
   checkPaths(options);
   Warnings warnings;
   if (options.output.empty())
