@@ -25,11 +25,14 @@ class List : public testing::Test {
                               .endtime = 200,
                               .bitflds = 6};
     writeRecords("ident.db", idents);
-    writeRecords<AccessRecord>(
-        "access.db", {two, {.uniqid = 4, .escortid = 2}, {.uniqid = 5, .starttime = 0xF0000000}});
+    writeRecords<AccessRecord>("access.db",
+                               {two,
+                                {.uniqid = 4, .pincode = {0x0F}, .escortid = 2},
+                                {.uniqid = 5, .pincode = {0x0F}, .starttime = 0xF0000000}});
     std::filesystem::create_directory("old");
     writeRecords("old/ident.db", idents);
-    writeRecords<AccessRecord>("old/access.db", {two, {.uniqid = 4}, {.uniqid = 9}});
+    writeRecords<AccessRecord>("old/access.db",
+                               {two, {.uniqid = 4, .pincode = {0x0F}}, {.uniqid = 9}});
   }
 
  private:

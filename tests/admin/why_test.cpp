@@ -89,7 +89,8 @@ TEST_F(Why, GivesTheVerdictWithItsReasons) {
     EXPECT_EQ(run.status, status) << subject << run.errors;
   }
   EXPECT_EQ(why("--card 2:1 --json").output,
-            R"({"granted":true,"holder":1,"key":"00000001000000000000000000000000","reasons":)"
+            R"({"granted":true,"holder":1,"kind":"card","set":2,"card":"1",)"
+            R"("key":"00000001000000000000000000000000","reasons":)"
             R"(["by access level 1 while schedule 3 is active",)"
             R"("by access level 2 while schedule 7 is active",)"
             R"("by access level 2 while schedule 6 is active"]})"

@@ -44,7 +44,7 @@ Filter anyCredential(Test test) {
 }
 
 bool hasLevel(const AccessRecord& record, uint32_t level) {
-  return std::ranges::find(record.acclevel, level) != record.acclevel.end();
+  return level != 0 && std::ranges::find(record.acclevel, level) != record.acclevel.end();
 }
 
 bool hasPin(const Holder& holder) {
