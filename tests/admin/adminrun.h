@@ -62,6 +62,21 @@ inline AdminRun runAdminProcess(const std::string& line, const Fault& fault) {
   return result;
 }
 
+// Arguments of a verb that give no output but this status and message.
+struct Refusal {
+  const char* arguments;
+  int status;
+  const char* message;
+};
+inline void expectRefusals(const std::string& verb, const std::vector<Refusal>& refusals) {
+  for (const auto& [arguments, status, message] : refusals) {
+    const AdminRun run = runAdmin(verb + ' ' + arguments);
+    EXPECT_EQ(run.status, status) << arguments;
+    EXPECT_EQ(run.output, "") << arguments;
+    EXPECT_NE(run.errors.find(message), std::string::npos) << arguments << '\n' << run.errors;
+  }
+}
+
 }  // namespace badgemint::admin
 
 #endif  // BADGEMINT_TESTS_ADMIN_ADMINRUN_H

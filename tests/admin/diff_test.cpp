@@ -111,14 +111,6 @@ TEST(Diff, PrintsACardWhoseKeyAloneHasChanged) {
   for (const std::string name : {"ident.db", "access.db", "cardsets.txt"})
     std::filesystem::copy(name + ".old", "old/" + name);
   EXPECT_EQ(runAdmin("diff old .").output, kOtherKey);
-  EXPECT_EQ(runAdmin("diff --old old/ident.db old/access.db --new ident.db access.db").output,
-            kOtherKey);
-  for (const std::string name : {"formats.txt", "26.cdf", "32.cdf"})
-    std::filesystem::copy(name, "old/" + name);
-  site.folder.write("26.cdf", "");
-  EXPECT_EQ(runAdmin("diff old .").output,
-            "holder 1001: card 15890 of card set 1 removed\n"
-            "holder 1001: card with key 022C7C24000000000000000000000000 of card set 1 added\n");
 }
 
 TEST(Diff, PrintsJson) {
@@ -165,28 +157,17 @@ TEST(Diff, ReportsWhatItCannotCompare) {
   writeRecords<AccessRecord>("access.db", {holder(1), holder(2)});
   site.folder.write("cut", std::string(27, 'x'));
   EXPECT_EQ(runAdmin("diff . .").status, 0);
-  const struct {
-    const char* arguments;
-    int status;
-    const char* message;
-  } kCases[] = {
-      {". none", 3, "badgemint-admin: none/ident.db: No such file or directory"},
-      {"--old ident.db access.db --new cut access.db", 2, "cut ends within a record"},
-      {"--old ident.db access.db --new ident.db ident.db", 2, "ident.db ends within a record"},
-      {"--old ident.db access.db", 3, "give two folders to compare, or --old IDENT ACCESS"},
-      {". . --new ident.db access.db", 3, "give two folders to compare"},
-      {". . --kept", 3, "give two folders to compare"},
-      {"", 3, "give two folders to compare"},
-      {".", 3, "FOLDERS: "},
-      {"ident.db ident.db", 3, "ident.db is not a folder; for files write --old IDENT ACCESS"},
-      {"--kept", 3, "ident.db.old: No such file or directory"},
-  };
-  for (const auto& [arguments, status, message] : kCases) {
-    const AdminRun run = runAdmin(std::string("diff ") + arguments);
-    EXPECT_EQ(run.status, status) << arguments;
-    EXPECT_EQ(run.output, "") << arguments;
-    EXPECT_NE(run.errors.find(message), std::string::npos) << run.errors;
-  }
+  expectRefusals("diff",
+                 {{". none", 3, "badgemint-admin: none/ident.db: No such file or directory"},
+                  {"--old ident.db access.db --new cut access.db", 2, "cut ends within a record"},
+                  {"--old ident.db access.db --new ident.db ident.db", 2, "ident.db ends within"},
+                  {"--old ident.db access.db", 3, "give two folders to compare, or --old IDENT"},
+                  {". . --new ident.db access.db", 3, "give two folders to compare"},
+                  {". . --kept", 3, "give two folders to compare"},
+                  {"", 3, "give two folders to compare"},
+                  {".", 3, "FOLDERS: "},
+                  {"ident.db ident.db", 3, "is not a folder; for files write --old IDENT ACCESS"},
+                  {"--kept", 3, "ident.db.old: No such file or directory"}});
 }
 
 }  // namespace

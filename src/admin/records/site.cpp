@@ -98,11 +98,7 @@ Site::Site(const SitePaths& paths, Formats need, const std::string& formatFolder
   std::string formatsProblem, cardSetsProblem;
   if (!paths.formats.empty())
     formatsProblem = attempt([&] {
-      const bool isHere = formatFolder == ".";
-      const std::string path =
-          isHere ? paths.formats : std::filesystem::absolute(paths.formats).string();
-      const WorkingFolder folder(formatFolder);
-      loadFormats(path);
+      loadFormats(paths.formats, formatFolder);
       return "";
     });
   std::vector<std::string> replaced = {paths.access, paths.ident, paths.cardSets};
@@ -121,10 +117,15 @@ Site::Site(const SitePaths& paths, Formats need, Console& console) : Site(paths,
   for (const std::string& problem : _problems) console.report("{}", problem);
 }
 
-void Site::loadFormats(const std::string& name) {
-  requireRegularFile(name);
+void Site::loadFormats(std::string path, const std::string& formatFolder) {
+  requireRegularFile(path);
+  std::optional<WorkingFolder> folder;  // The library looks for format files in the current one.
+  if (formatFolder != ".") {
+    path = std::filesystem::absolute(path).string();
+    folder.emplace(formatFolder);
+  }
   Findings findings;
-  _checked = checkFormats(name, _formats, findings);
+  _checked = checkFormats(path, _formats, findings);
   for (const Finding& finding : findings.sorted())
     if (finding.isError())
       throw Failure(ExitStatus::kNotDone, "{}: {}", findings.placeText(finding.place),
@@ -151,11 +152,6 @@ std::string Site::readCardSets(const std::string& path) {
                      firstWrong, wrongLines);
 }
 
-void Site::loadCardSets(const std::string& path, Console& console) {
-  if (const std::string problem = readCardSets(path); !problem.empty())
-    console.report("{}", problem);
-}
-
 const CardFormat* Site::formatOfSet(uint32_t csid) const {
   const cardset* const set = _sets->getCardSet(csid);
   const CheckedFormat* const format = set == nullptr ? nullptr : _checked.find(set->fmtid);
@@ -168,20 +164,6 @@ std::optional<int64_t> Site::cardNumberOf(const IdentRecord& record) const {
   const CardFormat* const format = formatOfSet(record.cardsetcode);
   if (format == nullptr) return std::nullopt;
   return format->decodeCardNumber(record.cardnumber);
-}
-
-void tellOfCutShort(std::initializer_list<std::string> paths, Console& /*console*/) {
-  for (const std::string& path : paths)
-    if (isBeingReplaced(path))
-      throw Failure(ExitStatus::kNotDone, "{}", noteOfCutShort(splitPath(path).folder));
-}
-
-void tryTo(Console& console, const std::function<void()>& step) {
-  try {
-    step();
-  } catch (const std::runtime_error& failure) {
-    console.report("{}", failure.what());
-  }
 }
 
 }  // namespace badgemint::admin

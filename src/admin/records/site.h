@@ -4,11 +4,9 @@
 
 #include <cstdint>
 #include <functional>
-#include <initializer_list>
 #include <optional>
 #include <span>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "admin/check/formatscheck.h"
@@ -54,14 +52,10 @@ class Site {
   // None for what is not a card of a card set, and where there is no format to decode it.
   std::optional<int64_t> cardNumberOf(const IdentRecord& record) const;
 
+ private:
   // Loads every format that loads. Throws Failure (not done) with the first error; the other
   // formats are loaded nevertheless.
-  void loadFormats(const std::string& name);
-  // Reads the card sets as the library does and reports lines that define none. Throws
-  // std::system_error when the file cannot be opened or read.
-  void loadCardSets(const std::string& name, Console& console);
-
- private:
+  void loadFormats(std::string path, const std::string& formatFolder);
   // Returns what is wrong with its lines; an empty text when nothing is.
   std::string readCardSets(const std::string& path);
 
@@ -76,10 +70,6 @@ class Site {
 // meanwhile: what it read at last is of one state. Throws Failure (not done) when that takes more
 // than five seconds, as after a replacement that was cut short.
 void readOneState(std::span<const std::string> paths, const std::function<void()>& read);
-
-// For verbs that do not yet open a Site with its constructor.
-void tryTo(Console& console, const std::function<void()>& step);
-void tellOfCutShort(std::initializer_list<std::string> paths, Console& console);
 
 }  // namespace badgemint::admin
 

@@ -38,6 +38,7 @@ bool exists(const std::string& path) {
 // are as given.
 Side sideOf(const std::string& folder, const SitePaths& given) {
   Side side{.paths = given};
+  if (folder == ".") return side;
   const std::string formats = folder + '/' + given.formats;
   const std::string cardSets = folder + '/' + given.cardSets;
   const auto isInFolder = [&](const std::string& name) { return exists(folder + '/' + name); };

@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <functional>
 #include <iostream>
 #include <memory>
@@ -44,7 +45,7 @@ Filter anyCredential(Test test) {
 }
 
 bool hasLevel(const AccessRecord& record, uint32_t level) {
-  return std::ranges::find(record.acclevel, level) != record.acclevel.end();
+  return level != 0 && std::ranges::find(record.acclevel, level) != record.acclevel.end();
 }
 
 bool hasPin(const Holder& holder) {
@@ -135,7 +136,7 @@ class ListPrinter {
     if (_options.csv)
       add("holder,credentials,levels,from,until,flags,access records\r\n");
     else if (isTerminal && !_options.json)
-      add(kColumns, "HOLDER", "CREDENTIALS", "LEVELS", "FROM", "UNTIL", "FLAGS", "");
+      addColumns({"HOLDER", "CREDENTIALS", "LEVELS", "FROM", "UNTIL", "FLAGS"});
   }
 
   void print(const Holder& holder) {
@@ -149,7 +150,6 @@ class ListPrinter {
   }
 
  private:
-  static constexpr char kColumns[] = "{:<10} {:<20} {:<9} {:<19} {:<19} {}{}\n";
   static constexpr size_t kBlockSize = size_t{64} * 1024;
 
   // Values of the first access record; a build makes one for each credential, all alike.
@@ -165,7 +165,20 @@ class ListPrinter {
     const std::string remark = holder.accesses.size() == 1
                                    ? ""
                                    : fmt::format(" ({} access records)", holder.accesses.size());
-    add(kColumns, holder.uniqid, credentials, levels, from, until, flags, remark);
+    addColumns(
+        {fmt::format_int(holder.uniqid).str(), credentials, levels, from, until, flags + remark});
+  }
+
+  // Padded by hand: a million lines take half the time of a format with widths.
+  void addColumns(const std::array<std::string, 6>& columns) {
+    constexpr std::array<size_t, 6> kWidths = {10, 20, 9, 19, 19, 0};
+    std::string line;
+    for (size_t i = 0; i < columns.size(); ++i) {
+      line += columns[i];
+      if (columns[i].size() < kWidths[i]) line.append(kWidths[i] - columns[i].size(), ' ');
+      line += i + 1 < columns.size() ? ' ' : '\n';
+    }
+    _text.append(line);
   }
 
   // "1:15890,1A2B3C4D,PIN": cards of card sets, cards without format, PINs.

@@ -157,13 +157,13 @@ Subject findSubject(const WhyOptions& options, const Site& site) {
 }
 
 void printVerdict(const Verdict& verdict, const WhyOptions& options, const Subject& subject,
-                  Console& console) {
+                  const Site& site, Console& console) {
   if (options.json) {
     JsonObject object;
     object.add("granted", verdict.isGranted());
     if (subject.uniqid) object.add("holder", *subject.uniqid);
     if (!subject.credentials.empty() && options.holder.empty())
-      object.add("key", keyText(subject.credentials.front().cardnumber));
+      addCredential(object, subject.credentials.front(), site, options.withPins);
     return console.printJson(object.add("reasons", verdict.reasons));
   }
   console.print("{}{}\n",
@@ -203,7 +203,7 @@ ExitStatus why(const WhyOptions& options, Console& console) {
     if (failure.status() != ExitStatus::kRefused) throw;
     verdict = {ExitStatus::kRefused, {failure.what()}};
   }
-  printVerdict(verdict, options, subject, console);
+  printVerdict(verdict, options, subject, site, console);
   return verdict.status;
 }
 
