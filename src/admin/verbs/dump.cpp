@@ -380,7 +380,6 @@ void dumpTo(const Write& write, const DumpOptions& options, Console& console, Wa
 }
 
 void dumpToFile(const DumpOptions& options, Console& console, Warnings& warnings) {
-  deferTerminationSignals();
   NewFile file(options.output, options.force);
   dumpTo([&file](std::string_view text) { file.write(text); }, options, console, warnings);
   throwIfInterrupted();
@@ -390,6 +389,7 @@ void dumpToFile(const DumpOptions& options, Console& console, Warnings& warnings
 }
 
 ExitStatus dump(const DumpOptions& options, Console& console) {
+  if (!options.output.empty()) deferTerminationSignals();
   checkPaths(options);
   Warnings warnings;
   if (options.output.empty())
