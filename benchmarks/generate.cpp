@@ -64,7 +64,7 @@ void writeFormat(const std::filesystem::path& path, std::string_view widths, int
 
   std::ofstream file(path);
   file << "Benchmark\n1\n1\n2024\n1\n1\n2\nB\n2\n0\n0\n-\n"
-       << "Facility,0," << mostFacility << ",MSB,BIN\nNumber,0,65535,MSB,BIN\n\n\n\n\n\n\n";
+       << "Facility,0," << mostFacility << ",MSB,BIN\nNumber,0,0,MSB,BIN\n\n\n\n\n\n\n";
   for (size_t from = 0; from < output.size(); from += 48) {
     const auto piece = [from](const std::string& mask) { return mask.substr(from, 48); };
     file << piece(output) << "\n\n" << piece(even) << '\n' << piece(odd) << "\n\n\n\n\n\n\n";

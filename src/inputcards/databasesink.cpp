@@ -19,7 +19,7 @@ Record recordAt(std::span<const uint8_t> images, size_t number) {
 }  // namespace
 
 void DatabaseSink::startGathering() {
-  if (_batch == nullptr) _batch.reset(new (std::nothrow) Batch);
+  _batch.reset(new (std::nothrow) Batch);
 }
 
 void DatabaseSink::Batch::add(const IdentRecord& ident, const AccessRecord* access) {

@@ -22,8 +22,8 @@ class DatabaseSink final : public RecordSink {
       : _identFile(identFile), _accessFile(accessFile) {}
 
   // Gathers records from now on and writes many at a time; without memory it goes on one by one.
-  // For a pass that logs nothing of a line that went well: the line's records may not be in the
-  // files yet.
+  // Once, before the first record. For a pass that logs nothing of a line that went well: the
+  // line's records may not be in the files yet.
   void startGathering();
 
   // kSuccess, or the code of the file that failed.

@@ -81,13 +81,14 @@ TEST(AdminDump, WarnsWhenOthersCanReadPins) {
   const TestSite site;
   ASSERT_EQ(buildCards("p 1234 3" + kHolder), 0);
   EXPECT_EQ(runAdmin(kVerb + " --with-pins").errors, "");
-  fs::permissions("access", fs::perms(0640));
+  fs::permissions(".", fs::perms(0755));
+  fs::permissions("access", fs::perms(0644));
   EXPECT_EQ(runAdmin(kVerb).errors, "");
   const AdminRun run = runAdmin(kVerb + " --with-pins");
   EXPECT_EQ(run.status, 0);
-  EXPECT_EQ(
-      run.errors,
-      "badgemint-admin: access contains PINs and other users can read it: chmod 600 access\n");
+  EXPECT_EQ(run.errors,
+            "badgemint-admin: access contains PINs and can be read by other users (chmod o-r "
+            "access)\n");
 }
 
 TEST(AdminDump, WritesItsFileWholeOrNotAtAll) {

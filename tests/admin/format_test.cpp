@@ -59,6 +59,24 @@ TEST(AdminFormat, ContinuesLongCardsBelow) {
   EXPECT_EQ(fits.find("\nbit "), fits.rfind("\nbit ")) << fits;
 }
 
+TEST(AdminFormat, DrawsAPicture) {
+  const WorkFolder folder;
+  FormatLines lines = linesOf("CDF", {"PABBBBBBBP.", "..........1", "EX", "........XO"});
+  lines[12] = "<Site> & more,0,1,MSB,BIN";
+  folder.write("a.cdf", fileOf("CDF", lines));
+  EXPECT_EQ(runAdmin("format --svg a.svg a.cdf").status, 0);
+  const std::string svg = contentOf("a.svg");
+  EXPECT_TRUE(svg.starts_with("<svg xmlns=\"http://www.w3.org/2000/svg\" ")) << svg;
+  EXPECT_TRUE(svg.ends_with("</svg>\n"));
+  for (const std::string part :
+       {">a.cdf: 11 bits</text>", ">&lt;Site&gt; &amp; more (BIN MSB, 1 bits, 0 to 1)</text>",
+        ">card 127, A=0: key ", ">parity 2  odd: bit 9 over 8</text>"})
+    EXPECT_NE(svg.find(part), std::string::npos) << part << svg;
+  EXPECT_EQ(runAdmin("format --svg a.cdf a.cdf").status, 2);
+  EXPECT_EQ(runAdmin("format --svg b.svg a.cdf a.cdf").status, 3);
+  EXPECT_EQ(contentOf("a.cdf"), fileOf("CDF", lines));
+}
+
 TEST(AdminFormat, EndsWithTheWorstOfItsFiles) {
   const WorkFolder folder;
   folder.write("good.cdf", fileOf("CDF", linesOf("CDF", {"AABBBB"})));

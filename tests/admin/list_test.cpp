@@ -77,10 +77,10 @@ TEST_F(List, ChoosesHoldersByFilters) {
 TEST_F(List, PrintsColumnsCsvOrJson) {
   EXPECT_EQ(runAdmin("list --level 3").output,
             "2          2:7,1A(deleted),PIN  3,1       1970/01/01 00:01:40 1970/01/01 00:03:20 "
-            "1,2   \n");
+            "1,2\n");
   EXPECT_EQ(runAdmin("list --no-level --set 7").output,
             "3          7:01000000000000000000000000000000 -         -                   -"
-            "                   -      (0 access records)\n");
+            "                   - (0 access records)\n");
   EXPECT_EQ(runAdmin("list --level 3 --csv").output,
             "holder,credentials,levels,from,until,flags,access records\r\n"
             "2,\"2:7,1A(deleted),PIN\",\"3,1\",1970/01/01 00:01:40,1970/01/01 00:03:20,\"1,2\",1"

@@ -47,15 +47,7 @@ TEST(DecodeCard, NamesTheWrongBit) {
   std::mt19937_64 random{20261121};
   const TestFormat test("CDF");
   for (int round = 0; round < 200; ++round) {
-    FormatLines masks(4);
-    for (size_t size = 3 + random() % 46; masks[0].size() < size;) {
-      masks[0] += "ABBP."[random() % 5];
-      masks[1] += masks[0].back() == '.' ? "01"[random() % 2] : '.';
-      for (const size_t i : {2U, 3U}) masks[i] += "X."[random() % 2];
-    }
-    masks[0].front() = masks[0].back() = 'P';
-    masks[2].front() = "EO"[random() % 2];
-    masks[3].back() = "EO"[random() % 2];
+    const FormatLines masks = randomMasks("ABBP.", random);
     ASSERT_EQ(test.load(fileOf("CDF", linesOf("CDF", masks))), 0);
     const CardLayout layout(*test.format);
     const CardPattern card = test.format->encodeNumber(
@@ -85,20 +77,12 @@ TEST(DecodeCard, NamesTheWrongBit) {
 
 // Also in layouts with gaps, in which the format counts fewer bits than it sets.
 TEST(Pattern, PrintsBitsAndKeysThatDecodeFinds) {
-  std::mt19937 random{20261122};
+  std::mt19937_64 random{20261122};
   const WorkFolder folder;
   folder.write("formats.txt", "1 f.cdf");
   int printed = 0;
   for (int round = 0; round < 100; ++round) {
-    FormatLines masks(4);
-    for (size_t size = 3 + random() % 46; masks[0].size() < size;) {
-      masks[0] += "AABBB.-"[random() % 7];
-      masks[1] += masks[0].back() == '.' ? "01"[random() % 2] : '.';
-      for (const size_t mask : {2U, 3U}) masks[mask] += "X."[random() % 2];
-    }
-    masks[0].front() = masks[0].back() = 'P';
-    masks[1].front() = masks[1].back() = '.';
-    masks[2].front() = masks[3].back() = "EO"[random() % 2];
+    const FormatLines masks = randomMasks("AABBB.-", random);
     const std::string number = std::to_string(random() % 8), site = std::to_string(random() % 4);
     folder.write("f.cdf", fileOf("CDF", linesOf("CDF", masks)));
     folder.write("cardsets.txt", "f 5 1 A " + site);
@@ -164,6 +148,12 @@ format 4 64.vff: card 156073631158370304; no parity, no fixed bits
       {"decode --formats 26.txt 0090F951", 1, card + "; reversed\n"},
       {"decode --decimal 36338724", 0, card + "\n  key 022A7C24"},
       {"decode --decimal 340282366920938463463374607431768211456", 2, "", "of up to 128 bits"},
+      {"decode --json 022C7C24", 0,
+       "{\"holder\":8,\"set\":3,\"card\":\"15890\",\"key\":\"022C7C24" + zeros.substr(0, 24) +
+           "\",\"deleted\":false}\n{\"format\":1,\"file\":\"26.cdf\",\"card\":\"15890\",\"key\":"},
+      {"decode --json 022C7C24", 0, R"("values":{"A":22},"fits":true,"faults":[],"sets":[3]})"},
+      {"decode --json --formats 26.txt 00022A7C24", 1,
+       R"("fits":true,"change":"right-aligned","faults":[],"sets":[1]})"},
       {"decode --decimal 1x", 2, "", "--decimal \"1x\" is not a decimal number"},
       {"decode --decimal 4294967296 --formats 26.txt", 1, "no format has such a card\n"},
       {"decode 01101111110 --ident none", 1, R"(format 3 odd.cdf: card 0, A=15; wrong

@@ -70,6 +70,36 @@ there is no credential with key 4711F000000000000000000000000000
   }
 }
 
+TEST(Show, FindsRangesAndCardsOfAnySet) {
+  const TestSite site;
+  std::filesystem::rename("formats", "formats.txt");
+  site.folder.write("cardsets.txt", "f 1 1 A=21\nf 2 2\n");
+  writeRecords<IdentRecord>("ident.db",
+                            {{{0x02, 0x2A, 0x7C, 0x24}, 5, 1}, {{0, 0, 0x3E, 0x12}, 7, 2}});
+  writeRecords<AccessRecord>("access.db", {{.uniqid = 6}, {.uniqid = 9}});
+  const struct {
+    const char* words;
+    const char* holders;
+  } kCases[] = {
+      {"5-7", "holder 5 holder 6 holder 7 "},
+      {"0-4294967295", "holder 5 holder 6 holder 7 holder 9 "},
+      {"8-8 9", "there is no holder from 8 to 8 holder 9 "},
+      {"--card 15890", "holder 5 holder 7 "},
+      {"--card 70000", "there is no card 70000 of any card set "},
+  };
+  for (const auto& [words, holders] : kCases) {
+    std::istringstream output(runAdmin(std::string("show ") + words).output);
+    std::string found;
+    for (std::string line; std::getline(output, line);)
+      if (!line.empty() && line[0] != ' ') found += line + ' ';
+    EXPECT_EQ(found, holders) << words;
+  }
+  EXPECT_EQ(runAdmin("show 5 --json").output,
+            R"({"holder":5,"access":[],"credentials":[{"kind":"card","set":1,"card":"15890",)"
+            R"("key":"022A7C24000000000000000000000000"}]})"
+            "\n");
+}
+
 TEST(Show, RefusesWordsThatMeanNothing) {
   const TestSite site;
   std::filesystem::rename("formats", "formats.txt");
@@ -85,7 +115,9 @@ TEST(Show, RefusesWordsThatMeanNothing) {
       {"\"\"", 3, "HOLDER: the value is empty"},
       {"4294967296", 3, "\"4294967296\" is not a unique ID, a number from 0 to 4294967295\n"},
       {"4294967295 --card 1:65535 --ident none", 3, "none: No such file"},
-      {"--card 1", 3, "\"1\" is not a card; write card set and number as in 1:15890\n"},
+      {"7-5", 3, "\"7-5\" is not a range: its end is before its start\n"},
+      {"5-", 3, "\"\" is not a unique ID"},
+      {"--card x", 2, "card number \"x\""},
       {"--card 2:7", 2, "there is no card set \"2\""},
       {"--card 254:7", 2, "there is no card set \"254\""},
       {"--card 7:7", 2, "format 9 of card set 7 is not there"},

@@ -188,8 +188,9 @@ TEST_F(VerifyTest, Json) {
   expect({{[](auto& d) { d.idents[1].deleted = d.idents[4].deleted = 2; },
            "{\"file\":\"ident\",\"record\":4,\"offset\":112,\"severity\":\"error\",\"rule\":"
            "\"mark\",\"text\":"
-           "\"holder 4: card 10 of card set 2 has mark of deletion 2\",\"holder\":4,\"set\":2,"
-           "\"card\":\"10\",\"key\":\"0000000A000000000000000000000000\"}"}},
+           "\"holder 4: card 10 of card set 2 has mark of deletion "
+           "2\",\"holder\":4,\"kind\":\"card\",\"set\":2,"
+           "\"card\":\"10\",\"key\":\"0000000A000000000000000000000000\",\"deleted\":true}"}},
          "--json");
   EXPECT_EQ(runAdmin("verify --json" + kPaths).output.find("0099"), std::string::npos);
 }

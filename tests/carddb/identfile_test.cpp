@@ -113,6 +113,7 @@ TEST(IdentFile, TellsWhyALoadFailed) {
     uint32_t count = 7, capacity = 7;
     file.indexStats(count, capacity);
     EXPECT_EQ(std::pair(count, capacity), std::pair(0U, attached ? 103U : 0U)) << messages;
+    EXPECT_EQ(file.index() != nullptr, attached) << messages;
     EXPECT_EQ(file.addIndexKey({1}), -1) << messages;
     EXPECT_EQ(file.setCardDeleted({1}, count), -1016) << messages;
     EXPECT_TRUE(file.loadIndex("ident", 0));

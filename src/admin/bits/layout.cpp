@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 
 namespace badgemint::admin {
 
@@ -108,6 +109,87 @@ void printUnderRuler(std::span<const BitRow> rows, std::ostream& output) {
     print("bit", units);
     for (const auto& [name, bits] : rows) print(name, bits.substr(from, length));
   }
+}
+
+namespace {
+
+// Lengths are in pixels of a screen.
+constexpr size_t kCell = 20, kNames = 80, kMargin = 10, kBitsPerBand = 40;
+
+const char* colourOf(char source) {
+  constexpr std::array kFields = {"#bfdbfe", "#bbf7d0", "#fecaca", "#e9d5ff",
+                                  "#fed7aa", "#99f6e4", "#fbcfe8", "#d9f99d"};
+  if (source == '*') return kFields[0];
+  if (source >= 'A' && source <= 'H') return kFields.at(static_cast<size_t>(source - 'A'));
+  if (source == 'P') return "#fde68a";
+  return source == '0' || source == '1' ? "#d4d4d8" : "#ffffff";
+}
+
+std::string escaped(std::string_view text) {
+  std::string shown;
+  for (const char c : text)
+    shown += c == '&' ? "&amp;" : c == '<' ? "&lt;" : c == '>' ? "&gt;" : std::string(1, c);
+  return shown;
+}
+
+std::string svgText(size_t x, size_t y, const char* anchor, std::string_view text) {
+  return fmt::format("<text x=\"{}\" y=\"{}\" text-anchor=\"{}\">{}</text>\n", x, y, anchor,
+                     escaped(text));
+}
+
+std::string svgCell(size_t x, size_t y, const char* colour, std::string_view text) {
+  return fmt::format(
+             "<rect x=\"{}\" y=\"{}\" width=\"{}\" height=\"{}\" fill=\"{}\" "
+             "stroke=\"#52525b\" stroke-width=\"0.5\"/>\n",
+             x, y, kCell, kCell, colour) +
+         svgText(x + kCell / 2, y + 14, "middle", text);
+}
+
+// The bits from `from` on: a ruler, and below it the rows.
+std::string svgBand(const std::vector<BitRow>& rows, size_t from, size_t y) {
+  const std::string& sources = rows.front().bits;
+  const size_t end = std::min(from + kBitsPerBand, sources.size());
+  std::string svg;
+  for (size_t bit = from; bit < end; ++bit)
+    svg +=
+        svgText(kNames + (bit - from) * kCell + kCell / 2, y + 14, "middle", std::to_string(bit));
+  for (const auto& [name, bits] : rows) {
+    y += kCell;
+    svg += svgText(kMargin, y + 14, "start", name);
+    for (size_t bit = from; bit < end; ++bit) {
+      const bool isShown = bits[bit] != CardLayout::kNoPosition;
+      svg += svgCell(kNames + (bit - from) * kCell, y, isShown ? colourOf(sources[bit]) : "#ffffff",
+                     isShown ? bits.substr(bit, 1) : "");
+    }
+  }
+  return svg;
+}
+
+}  // namespace
+
+std::string svgOf(const LayoutPicture& picture) {
+  size_t y = kMargin;
+  std::string body = fmt::format("<text x=\"{}\" y=\"{}\" font-size=\"15\">{}</text>\n", kMargin,
+                                 y + 14, escaped(picture.title));
+  y += kCell + kCell / 2;
+  const size_t count = picture.rows.front().bits.size();
+  for (size_t from = 0; from < count; from += kBitsPerBand) {
+    body += svgBand(picture.rows, from, y);
+    y += (picture.rows.size() + 2) * kCell;
+  }
+  for (const auto& [source, meaning] : picture.legend) {
+    body += svgCell(kMargin, y, colourOf(source.front()), source);
+    body += svgText(kMargin + 2 * kCell, y + 14, "start", meaning);
+    y += kCell + 4;
+  }
+  for (const std::string& remark : picture.remarks)
+    body += svgText(kMargin, (y += kCell) - 4, "start", remark);
+  const size_t width = kNames + kBitsPerBand * kCell + kMargin, height = y + 2 * kMargin;
+  return fmt::format(
+      "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"{0}\" height=\"{1}\" viewBox=\"0 0 {0} "
+      "{1}\" font-family=\"monospace\" font-size=\"11\">\n"
+      "<rect width=\"{0}\" height=\"{1}\" fill=\"#ffffff\"/>\n{2}</svg>\n",
+      width, height, body);
 }
 
 }  // namespace badgemint::admin

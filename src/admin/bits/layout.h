@@ -8,6 +8,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "formats/CardFormat.h"
 
@@ -63,6 +64,17 @@ struct BitRow {
 // Prints rows of the same length under a ruler that counts the bits from 0. Long rows are continued
 // below, so that no line has more than 100 characters.
 void printUnderRuler(std::span<const BitRow> rows, std::ostream& output);
+
+// A drawing of a layout for documents.
+struct LayoutPicture {
+  std::string title;
+  std::vector<BitRow> rows;    // The first one has the source of each bit: it gives the colours.
+  std::vector<BitRow> legend;  // A source, such as "A", and what it is.
+  std::vector<std::string> remarks;
+};
+
+// The picture as a whole SVG file, which needs nothing else to be shown or printed.
+std::string svgOf(const LayoutPicture& picture);
 
 }  // namespace badgemint::admin
 

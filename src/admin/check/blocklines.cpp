@@ -26,7 +26,7 @@ class BlockLine {
 
     _words = splitMultiCardsLine(_line.text);
     if (_words.firstUniqid != nullptr)
-      _line.subject = {true, false, _words.firstCard,
+      _line.subject = {Subject::Kind::kBlock, _csid, _words.firstCard,
                        static_cast<uint32_t>(textToInt32(_words.firstUniqid))};
     if (result < 0) {
       reportErrors(result, _check.index.count() - before);
@@ -174,9 +174,11 @@ class BlockLine {
       _line.warn(_line.at(uniqid.word), "zero", "unique ID 0 ({})", _line.subject);
     if (first == 0 && cards > 0)
       _line.warn(_line.at(firstCard.word), "zero", "card number 0 ({})", _line.subject);
-    for (const int64_t card : {first, first + cards - 1})
-      if (cards > 0)
-        _check.checkNumberRange(_line, firstCard.word, firstCard.description, _csid, card);
+    const bool hasCards = cards > 0 && cards <= INT32_MAX && first <= INT32_MAX;
+    const auto isReported = [&](int64_t card) {
+      return _check.checkNumberRange(_line, firstCard.word, firstCard.description, _csid, card);
+    };
+    if (hasCards && !isReported(first)) isReported(first + cards - 1);
   }
 
   // What is right, and mostly not meant.

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "admin/files/sitepaths.h"
+#include "admin/json.h"
 #include "cardsets/card_functions.h"
 #include "inputcards/inputfile.h"
 #include "support/linereader.h"
@@ -172,14 +173,12 @@ bool openCards(CardsCheck& check, InputFile& input) {
   if (result == kInputOpenFailed)
     failFile(check, result, "cannot be opened: {}", std::strerror(errno));
   else
-    failFile(check, result, "is not a file that can be read twice, as a build reads it");
+    failFile(check, result, "cannot be read twice, as a build reads it");
   return false;
 }
 
-void checkCards(CardsCheck& check, SiteSummary& summary) {
-  const auto input = std::make_unique<InputFile>();
-  if (!openCards(check, *input)) return;
-  LineReader& lines = input->lines();
+void checkLines(CardsCheck& check, InputFile& input, SiteSummary& summary) {
+  LineReader& lines = input.lines();
   LineReader::Status status = LineReader::Status::kLine;
   bool isComplete = true;
   while ((status = lines.readLine(kMaxInputLine)) == LineReader::Status::kLine) {
@@ -188,11 +187,12 @@ void checkCards(CardsCheck& check, SiteSummary& summary) {
   }
   if (status == LineReader::Status::kError)
     failFile(check, kInputReadFailed, "cannot be read: {}", std::strerror(errno));
-  else if (input->checkUnchanged() < 0)
+  else if (input.checkUnchanged() < 0)
     failFile(check, kInputReadFailed, "was changed while it was read");
   else if (!isComplete)
     check.findings.warn({check.file, lines.lineNumber(), 0}, "text",
                         "the last line has no newline: the end of the file may be missing");
+  check.otherDates.finish();
   summary.credentials = check.index.count();
   summary.holders = checkWholeFile(
       {check.index, std::move(check.unindexed), check.escorts, check.misread, check.file},
@@ -200,6 +200,51 @@ void checkCards(CardsCheck& check, SiteSummary& summary) {
   if (check.index.count() == 0 && check.findings.errors() == 0)
     check.findings.warn({check.file, 0, 0}, "empty",
                         "no card and no PIN: a build makes empty databases, which open no door");
+}
+
+// What makes a file something else than a cards file as a whole; null for none.
+const char* otherForm(LineReader& lines) {
+  bool isCsv = false;
+  while (lines.readLine(kMaxInputLine) == LineReader::Status::kLine) {
+    const std::string_view line(lines.line(), lines.length());
+    if (lines.lineNumber() == 1 && isUtf16(line))
+      return "the file is in UTF-16, which a build does not read: save it as UTF-8";
+    if (isBlank(lines.line()) || line[0] == kCommentLine) continue;
+    const auto has = [words = line.substr(0, commentStart(line))](char separator) {
+      return std::ranges::count(words, separator) >= 3;
+    };
+    isCsv = has(',') || has(';');
+    if (!isCsv) return nullptr;
+  }
+  return isCsv ? "every line has commas or semicolons between its words: a CSV file? "
+                 "examples/csv-to-cards makes a cards file from it"
+               : nullptr;
+}
+
+// One finding for the file, with the result of a build, in place of those of its lines.
+void reportForm(CardsCheck& check, InputFile& input, const char* form, SiteSummary& summary) {
+  Findings ofLines;
+  ofLines.addFile(check.options.cards);
+  CardsCheck lines{check.options, check.site, check.formats, nullptr, ofLines, 0};
+  if (!lines.index.isInitialised()) throw std::bad_alloc();
+  checkLines(lines, input, summary);
+  const Verdict& verdict = ofLines.verdict();
+  const Place place{check.file, 1, 0};
+  if (verdict.result == kSuccess) {
+    check.findings.warn(place, "text", "{}", form);
+    return;
+  }
+  check.findings.setVerdict(verdict.result, {check.file, verdict.place.line, verdict.place.column});
+  check.findings.error(place, verdict.result, "{}", form);
+}
+
+void checkCards(CardsCheck& check, SiteSummary& summary) {
+  const auto input = std::make_unique<InputFile>();
+  if (!openCards(check, *input)) return;
+  const char* const form = otherForm(input->lines());
+  input->close();
+  if (!openCards(check, *input)) return;
+  form == nullptr ? checkLines(check, *input, summary) : reportForm(check, *input, form, summary);
 }
 
 // Always of the same words, for programs that read it.
@@ -211,6 +256,22 @@ void printSummary(const Findings& findings, const SiteSummary& summary, Console&
     console.print("{} errors, {} warnings; a build ends with {} at {}\n", findings.errors(),
                   findings.warnings(), findings.verdict().result,
                   findings.placeText(findings.verdict().place));
+}
+
+void printJsonSummary(const Findings& findings, const SiteSummary& summary, Console& console) {
+  JsonObject numbers;
+  numbers.add("errors", findings.errors()).add("warnings", findings.warnings());
+  size_t leftOut = 0;
+  for (const auto& [kind, count] : findings.notKept()) leftOut += count;
+  if (leftOut > 0) numbers.add("left_out", leftOut);
+  if (findings.errors() == 0) {
+    numbers.add("credentials", summary.credentials).add("holders", summary.holders);
+  } else {
+    const Verdict& verdict = findings.verdict();
+    numbers.add("result", verdict.result).add("file", findings.fileName(verdict.place.file));
+    if (verdict.place.line > 0) numbers.add("line", verdict.place.line);
+  }
+  console.printJson(JsonObject().add("summary", numbers));
 }
 
 }  // namespace
@@ -225,13 +286,55 @@ std::string named(const LineField& field) {
   return (isDigit(name.back()) ? "" : "the ") + std::string(name);
 }
 
+bool Subject::hasNumber() const {
+  return cardNumber.size() <= kMaxCardNumberDigits &&
+         cardNumber.find_first_not_of("0123456789ABCDEFabcdef") == cardNumber.npos;
+}
+
 std::string Subject::text() const {
-  const bool isNumber = cardNumber.size() <= kMaxCardNumberDigits &&
-                        cardNumber.find_first_not_of("0123456789ABCDEFabcdef") == cardNumber.npos;
-  const std::string_view number = isNumber ? cardNumber : "?";
-  if (isPin) return fmt::format("PIN of holder {}", uniqid);
-  if (isBlock) return fmt::format("cards from {}, holders from {}", number, uniqid);
+  const std::string_view number = hasNumber() ? cardNumber : "?";
+  if (kind == Kind::kPin) return fmt::format("PIN of holder {}", uniqid);
+  if (kind == Kind::kBlock) return fmt::format("cards from {}, holders from {}", number, uniqid);
   return fmt::format("card {} of holder {}", number, uniqid);
+}
+
+About Subject::about() const {
+  About about;
+  if (kind == Kind::kNone) return about;
+  about.holder = uniqid;
+  if (csid >= kFirstCardSetId && csid <= kLastCardSetId) about.set = static_cast<uint32_t>(csid);
+  if (hasNumber()) about.card = cardNumber;
+  return about;
+}
+
+void OtherDates::add(std::string_view date, Finding finding) {
+  std::string notation;
+  for (const char c : date)
+    if (!isDigit(c) || !notation.ends_with('N')) notation += isDigit(c) ? 'N' : c;
+  if (_count++ == 0) _notation = notation;
+  const bool isKept = _findings.keepsAll() || _kept.size() < Findings::kMostOfOneKind;
+  if (isKept || _isMixed) _kept.push_back(std::move(finding));
+  if (_isMixed || notation != _notation) flush();
+}
+
+void OtherDates::flush() {
+  _isMixed = true;
+  for (Finding& finding : _kept) {
+    const std::string text = std::move(finding.text);
+    const About about = finding.about;
+    _findings.setAbout(_findings.add(std::move(finding), "{}", fmt::make_format_args(text)), about);
+  }
+  for (; _count > _kept.size(); --_count) _findings.warn({}, "date", "");  // Beyond the hundred.
+  _kept.clear();
+  _count = 0;
+}
+
+void OtherDates::finish() {
+  if (_isMixed || _count < 2) return flush();
+  _findings.warn(_kept.front().place, "date",
+                 "no date of the file is year/month/day, so no card has a start or an end; dates "
+                 "like this one: {}",
+                 _count);
 }
 
 int32_t CardsCheck::checkAsBuild(const CheckedLine& line, char* text, int32_t csid) {
@@ -323,7 +426,7 @@ void CardsCheck::checkRange(const CheckedLine& line, std::string_view word, cons
             field.most, readAs(word, field, stored), line.subject);
 }
 
-void CardsCheck::checkNumberRange(const CheckedLine& line, std::string_view word,
+bool CardsCheck::checkNumberRange(const CheckedLine& line, std::string_view word,
                                   const LineField& field, int32_t csid, int64_t number) {
   NumberRange& range = numberRanges[static_cast<size_t>(csid)];
   const uint32_t fmtid = site.cardSets().getCardSet(static_cast<uint32_t>(csid))->fmtid;
@@ -337,10 +440,11 @@ void CardsCheck::checkNumberRange(const CheckedLine& line, std::string_view word
       if (isBounded) range = {true, definition.minval, definition.maxval};
     }
   }
-  if (range.high == 0 || (number >= range.low && number <= range.high)) return;
+  if (range.high == 0 || (number >= range.low && number <= range.high)) return false;
   line.warn(line.at(word), "range",
             "{} {} is not {} to {}, as format {} requires: no such card should exist ({})",
             field.name, number, range.low, range.high, fmtid, line.subject);
+  return true;
 }
 
 void CardsCheck::checkLevel(const CheckedLine& line, std::string_view word, const LineField& field,
@@ -382,9 +486,9 @@ SiteSummary checkSite(const SiteCheckOptions& options, Findings& findings) {
 }
 
 ExitStatus report(const Findings& findings, const SiteSummary& summary, bool isStrict,
-                  Console& console) {
-  findings.print(console);
-  printSummary(findings, summary, console);
+                  Console& console, bool asJson) {
+  asJson ? findings.printJson(console) : findings.print(console);
+  asJson ? printJsonSummary(findings, summary, console) : printSummary(findings, summary, console);
   if (findings.errors() > 0 || (isStrict && findings.warnings() > 0)) return ExitStatus::kRefused;
   return findings.warnings() > 0 ? ExitStatus::kFound : ExitStatus::kAllWell;
 }

@@ -26,12 +26,18 @@ namespace badgemint::admin {
 
 // Whom a line is about, as messages name him. A PIN is never part of it.
 struct Subject {
-  bool isBlock = false;         // The first card and holder of a 'd' line.
-  bool isPin = false;           // A line without a card.
-  std::string_view cardNumber;  // As written; shown when it is a number.
+  enum class Kind { kNone, kCard, kPin, kBlock };
+
+  Kind kind = Kind::kNone;
+  int32_t csid = 0;             // Of a card that has a card set.
+  std::string_view cardNumber;  // As written; shown when it is a number. The first of a block.
   uint32_t uniqid = 0;
 
   std::string text() const;
+  About about() const;
+
+ private:
+  bool hasNumber() const;
 };
 
 // A line that is being checked. The text is the reader's and may be split in place once a build's
@@ -55,13 +61,43 @@ struct CheckedLine {
   template <typename... Args>
   size_t error(Place place, int32_t code, fmt::format_string<Args...> format,
                Args&&... args) const {
-    return findings.add({place, {}, code, {}}, format, fmt::make_format_args(args...), note);
+    const size_t number =
+        findings.add({place, {}, code, {}}, format, fmt::make_format_args(args...), note);
+    if (number != Findings::kNotKept) findings.setAbout(number, subject.about());
+    return number;
   }
   template <typename... Args>
   void warn(Place place, std::string_view rule, fmt::format_string<Args...> format,
             Args&&... args) const {
-    findings.add({place, {}, 0, rule}, format, fmt::make_format_args(args...));
+    const size_t number =
+        findings.add({place, {}, 0, rule}, format, fmt::make_format_args(args...));
+    if (number != Findings::kNotKept) findings.setAbout(number, subject.about());
   }
+};
+
+// Dates that are not year/month/day are held back until one is: when all are in one other notation
+// they are one finding.
+class OtherDates {
+ public:
+  explicit OtherDates(Findings& findings) : _findings(findings) {}
+
+  // A date that cannot be read, with its finding.
+  void add(std::string_view date, Finding finding);
+  // One that can, or that cannot be read for another reason.
+  void addOtherwise() {
+    if (!_isMixed) flush();
+  }
+  // When there are no more.
+  void finish();
+
+ private:
+  void flush();
+
+  Findings& _findings;
+  bool _isMixed = false;
+  std::string _notation;  // Of the first, with N for each number.
+  std::vector<Finding> _kept;
+  size_t _count = 0;
 };
 
 // The numbers of errors that others follow from, by card set or format.
@@ -86,6 +122,8 @@ struct CardsCheck {
   ErrorNumbers undefinedSets{};                       // Or whose 'f' line fails.
   ErrorNumbers unlistedFormats{};
   int64_t cardsToCount = 1 << 22;  // Of blocks, after the first card that does not fit.
+
+  OtherDates otherDates{findings};
 
   // What a field of a format may hold by its definition; `high` is 0 where it has no bounds.
   struct NumberRange {
@@ -121,8 +159,8 @@ struct CardsCheck {
   // A number outside what its record keeps; `value` is the word's.
   void checkRange(const CheckedLine& line, std::string_view word, const LineField& field,
                   int64_t value) const;
-  // A card number outside the bounds that its format defines.
-  void checkNumberRange(const CheckedLine& line, std::string_view word, const LineField& field,
+  // A card number outside the bounds that its format defines. Returns whether it is.
+  bool checkNumberRange(const CheckedLine& line, std::string_view word, const LineField& field,
                         int32_t csid, int64_t number);
   void checkLevel(const CheckedLine& line, std::string_view word, const LineField& field,
                   int64_t level) const;

@@ -4,6 +4,7 @@
 #include <tuple>
 #include <utility>
 
+#include "admin/json.h"
 #include "support/textutil.h"
 
 namespace badgemint::admin {
@@ -52,6 +53,10 @@ void Findings::countFurther(size_t error, std::string_view what) {
   finding.furtherWhat = what;
 }
 
+void Findings::setAbout(size_t number, const About& about) {
+  if (number < _kept.size()) _kept[number].about = about;
+}
+
 void Findings::setVerdict(int32_t result, Place place) {
   if (_verdict.result == 0) _verdict = {result, place};
 }
@@ -90,6 +95,25 @@ void Findings::print(Console& console) const {
         finding.text, finding.kind());
   for (const auto& [kind, count] : notKept())
     console.print("{} more findings [{}] (--all prints them)\n", count, kind);
+}
+
+void Findings::printJson(Console& console) const {
+  for (const Finding& finding : sorted()) {
+    JsonObject object;
+    object.add("file", fileName(finding.place.file));
+    if (finding.place.line > 0) object.add("line", finding.place.line);
+    if (finding.place.column > 0) object.add("column", finding.place.column);
+    object.add("severity", finding.isError() ? "error" : "warning");
+    if (finding.isError()) object.add("result", finding.code);
+    if (!finding.isError()) object.add("rule", finding.rule);
+    object.add("text", finding.text);
+    const About& about = finding.about;
+    if (about.holder) object.add("holder", *about.holder);
+    if (about.set > 0) object.add("set", about.set);
+    if (!about.card.empty()) object.add("card", about.card);
+    if (!about.key.empty()) object.add("key", about.key);
+    console.printJson(object);
+  }
 }
 
 std::string printable(std::string_view text) {

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -26,6 +27,14 @@ struct Place {
   int64_t column = 0;
 };
 
+// The holder or card that a finding is about, for programs.
+struct About {
+  std::optional<uint32_t> holder{};
+  uint32_t set = 0;    // The card set; 0 for none.
+  std::string card{};  // The card number, as in the cards file; empty for none.
+  std::string key{};   // Hexadecimal digits; empty for none.
+};
+
 struct Finding {
   Place place;
   std::string text;
@@ -34,6 +43,7 @@ struct Finding {
   // Further lines that fail for the same reason, and what they have in common.
   int64_t furtherLines = 0;
   std::string_view furtherWhat{};
+  About about{};
 
   bool isError() const { return rule.empty(); }
   // What stands in the brackets.
@@ -73,17 +83,20 @@ class Findings {
             Args&&... args) {
     add({place, {}, 0, rule}, format, fmt::make_format_args(args...));
   }
-  // Both, for those who have their own way to check the arguments. `note` follows the text.
+  // Both, for those who have their own way to check the arguments. `note` follows the text. Returns
+  // the number of the finding, kNotKept when it was not kept.
   size_t add(Finding finding, fmt::string_view format, fmt::format_args args,
              std::string_view note = {});
+
+  // For programs. Nothing for an error that was not kept.
+  void setAbout(size_t number, const About& about);
+
+  bool keepsAll() const { return _keepAll; }
 
   // For the transition to the forms above.
   size_t error(Place place, int32_t code, const std::string& text);
   void warning(Place place, std::string_view rule, const std::string& text);
   size_t lastError() const { return _lastError; }
-  void amend(size_t error, std::string_view more) {
-    if (error != kNotKept) _kept.at(error).text += more;
-  }
 
   // Counts one more line that fails for the same reason as this error.
   void countFurther(size_t error, std::string_view what);
@@ -105,6 +118,8 @@ class Findings {
 
   // Prints the findings, a line each, and then how many of each kind were not kept.
   void print(Console& console) const;
+  // The same as JSON, an object a line, without how many were not kept.
+  void printJson(Console& console) const;
 
  private:
   using Kind = std::pair<int32_t, std::string_view>;  // Code or rule.

@@ -14,6 +14,7 @@
 #include "admin/check/formatfile.h"
 #include "admin/check/word.h"
 #include "admin/files/folder.h"
+#include "admin/files/sitepaths.h"
 #include "formats/fmtfile.h"
 #include "support/fieldscanner.h"
 #include "support/linereader.h"
@@ -97,6 +98,7 @@ std::vector<LoadError> loadErrors(const FormatFile& file, int32_t result) {
 // the message when the file cannot be opened.
 void loadChecked(CardFormat& format, const std::string& path, int number,
                  const std::string& openRemark, CheckedFormat& checked, Findings& findings) {
+  requireRegularFile(path);
   const int32_t result = format.loadFormatFile(path.c_str());
   const FormatFile file(path, format, number);
   if (result >= 0) {
@@ -187,6 +189,7 @@ class FormatsCheck {
 
 // How a build would end after the last entry.
 Verdict FormatsCheck::readFormatsFile() {
+  requireRegularFile(_formatsFile);
   LineReader reader;
   if (!reader.open(_formatsFile.c_str()))
     return failToRead(kFormatsOpenFailed, {_file, 0, 0}, "cannot be opened");

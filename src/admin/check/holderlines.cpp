@@ -3,6 +3,7 @@
 #include <chrono>
 #include <optional>
 #include <span>
+#include <utility>
 
 #include "admin/check/cardscheck.h"
 #include "support/datetime.h"
@@ -131,13 +132,12 @@ class HolderLine {
   void scanIdentity() {
     FieldScanner scanner(_line.text + 1);
     if (!isCard()) {
-      _line.subject.isPin = true;
-      _line.subject.uniqid = scanPinLine(scanner).uniqid;
+      _line.subject = {Subject::Kind::kPin, 0, {}, scanPinLine(scanner).uniqid};
       return;
     }
     const CardLine card = scanCardLine(scanner);
     _csid = card.csid;
-    _line.subject = {false, false, card.cardNumber, card.uniqid};
+    _line.subject = {Subject::Kind::kCard, isHex() ? 0 : _csid, card.cardNumber, card.uniqid};
   }
 
   // What fails the build: an error each. The first field with a problem explains what the fields
@@ -426,8 +426,10 @@ class HolderLine {
   std::optional<uint32_t> checkPeriodEnd(const PeriodWords& end, size_t field) const {
     uint32_t seconds = 0;
     if (isUsual(end.date, end.time) &&
-        parsePeriodEnd(end.end, end.date, end.time, seconds) == kSuccess)
+        parsePeriodEnd(end.end, end.date, end.time, seconds) == kSuccess) {
+      _check.otherDates.addOtherwise();
       return seconds;
+    }
     const ShownWord date = shown(end.date, _fields[field]);
     const ShownWord time = shown(end.time, _fields[field + 1]);
     if (end.date == "0") {
@@ -438,8 +440,7 @@ class HolderLine {
     }
     const Word word = classify(end.date);
     if (word.kind != WordKind::kDate || (!word.rest.empty() && word.rest[0] != '-')) {
-      _line.warn(_line.at(end.date), "date", "{} date {} is not year/month/day: {} {}", end.name(),
-                 date, _line.subject, end.consequence());
+      reportOtherDate(end, date, "year/month/day");
       return {};
     }
     const DateTimeText joined = joinDateTime(end.end, end.date, end.time);
@@ -448,6 +449,7 @@ class HolderLine {
       reportUnreadable(end, date, time);
       return {};
     }
+    _check.otherDates.addOtherwise();
     if (*rest != '\0')
       _line.warn(_line.at(word.rest.empty() ? end.time : end.date), "date",
                  "what follows the seconds of the {} time is ignored ({})", end.name(),
@@ -465,12 +467,19 @@ class HolderLine {
   void reportUnreadable(const PeriodWords& end, const ShownWord& date,
                         const ShownWord& time) const {
     uint32_t midnight = 0;
-    if (parseDateTime(joinDateTime(end.end, end.date, "0").data(), midnight) == kSuccess)
-      _line.warn(_line.at(end.time), "date", "{} time {} is not hours:minutes:seconds: {} {}",
-                 end.name(), time, _line.subject, end.consequence());
-    else
-      _line.warn(_line.at(end.date), "date", "{} date {} is not a day from 1970 to 2037: {} {}",
-                 end.name(), date, _line.subject, end.consequence());
+    if (parseDateTime(joinDateTime(end.end, end.date, "0").data(), midnight) != kSuccess)
+      return reportOtherDate(end, date, "a day from 1970 to 2037");
+    _check.otherDates.addOtherwise();
+    _line.warn(_line.at(end.time), "date", "{} time {} is not hours:minutes:seconds: {} {}",
+               end.name(), time, _line.subject, end.consequence());
+  }
+
+  void reportOtherDate(const PeriodWords& end, const ShownWord& date, const char* expected) const {
+    Finding finding{_line.at(end.date), {}, 0, "date"};
+    finding.text = fmt::format("{} date {} is not {}: {} {}", end.name(), date, expected,
+                               _line.subject, end.consequence());
+    finding.about = _line.subject.about();
+    _check.otherDates.add(end.date, std::move(finding));
   }
 
   CardsCheck& _check;

@@ -34,9 +34,9 @@ struct SiteSummary {
 // std::system_error when the access levels file cannot be read.
 SiteSummary checkSite(const SiteCheckOptions& options, Findings& findings);
 
-// Prints the findings and the summary line. Returns the status that `check` ends with.
+// Prints the findings and the summary. Returns the status that `check` ends with.
 ExitStatus report(const Findings& findings, const SiteSummary& summary, bool isStrict,
-                  Console& console);
+                  Console& console, bool asJson = false);
 
 // Reads an access levels file. Throws std::bad_alloc, and std::system_error when it cannot be read.
 void readLevels(const std::string& path, AccessLevelSet& levels);

@@ -2,6 +2,7 @@
 // their card, escorts that are not holders.
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <map>
 #include <new>
 #include <optional>
@@ -33,6 +34,20 @@ std::string textOf(const CardIndexEntry& entry) {
   return fmt::format("card {} of holder {}", digits.data(), entry.uniqid);
 }
 
+About aboutOf(const CardIndexEntry& entry) {
+  About about{.holder = entry.uniqid};
+  if (entry.type == kPinLine || entry.type == kPinIdentLine) return about;
+  about.set = entry.csid;
+  if (entry.type != kNoFormatCardLine) {
+    about.card = fmt::to_string(entry.cardNumber());
+  } else {
+    std::array<char, 2 * sizeof entry.key + 1> digits{};
+    bitsToHex(entry.key, digits);
+    about.card = digits.data();
+  }
+  return about;
+}
+
 // Calls `visit` with each run of suspects that `same` holds for.
 template <typename Same, typename Visit>
 void forEachGroup(Group sorted, Same same, Visit visit) {
@@ -41,6 +56,37 @@ void forEachGroup(Group sorted, Same same, Visit visit) {
     visit(sorted.subspan(begin, end - begin));
   }
 }
+
+// Finds the escort that the first line of a holder names. A table of our own: half a million
+// escorts would take longer in an ordered or a standard one than all the rest of the file.
+class EscortTable {
+ public:
+  static constexpr size_t kNone = SIZE_MAX;
+
+  // `uses` must outlive the table.
+  explicit EscortTable(const std::vector<EscortUse>& uses)
+      : _uses(uses), _slots(std::bit_ceil(2 * uses.size() + 1)) {
+    for (size_t i = 0; i < uses.size(); ++i) {
+      uint32_t& slot = _slots[slotOf(uses[i].uniqid)];
+      if (slot == 0) slot = static_cast<uint32_t>(i + 1);
+    }
+  }
+
+  // The position in `uses`, or kNone.
+  size_t find(uint32_t uniqid) const { return size_t{_slots[slotOf(uniqid)]} - 1; }
+
+ private:
+  // The one of the unique ID, or the free one where it belongs.
+  size_t slotOf(uint32_t uniqid) const {
+    const size_t mask = _slots.size() - 1;
+    size_t slot = (uniqid * uint64_t{0x9E3779B97F4A7C15} >> 32) & mask;
+    while (_slots[slot] != 0 && _uses[_slots[slot] - 1].uniqid != uniqid) slot = (slot + 1) & mask;
+    return slot;
+  }
+
+  const std::vector<EscortUse>& _uses;
+  std::vector<uint32_t> _slots;  // Positions from 1; 0 is a free slot.
+};
 
 class WholeFileCheck {
  public:
@@ -83,6 +129,30 @@ class WholeFileCheck {
     return entry(suspect.position);
   }
   Place placeOf(const CardIndexEntry& entry) const { return {_whole.file, entry.line, 0}; }
+
+  // About the card or PIN of an entry, in its line.
+  template <typename... Args>
+  void error(const CardIndexEntry& entry, int32_t code, fmt::format_string<Args...> format,
+             Args&&... args) const {
+    const size_t number =
+        _findings.add({placeOf(entry), {}, code, {}}, format, fmt::make_format_args(args...));
+    if (number != Findings::kNotKept) _findings.setAbout(number, aboutOf(entry));
+  }
+  template <typename... Args>
+  void warnOfPair(const CardIndexEntry& entry, fmt::format_string<Args...> format,
+                  Args&&... args) const {
+    const size_t number =
+        _findings.add({placeOf(entry), {}, 0, "pair"}, format, fmt::make_format_args(args...));
+    if (number != Findings::kNotKept) _findings.setAbout(number, aboutOf(entry));
+  }
+  // About a holder and his escort.
+  template <typename... Args>
+  void warnOfEscort(const EscortUse& use, fmt::format_string<Args...> format,
+                    Args&&... args) const {
+    const size_t number = _findings.add({{_whole.file, use.line, use.column}, {}, 0, "escort"},
+                                        format, fmt::make_format_args(args...));
+    _findings.setAbout(number, {.holder = use.uniqid});
+  }
 
   void addError(int32_t code, int32_t position, int32_t other) {
     Clash& clash = _errors[{entry(position).line, code}];
@@ -177,20 +247,19 @@ class WholeFileCheck {
   void reportError(int32_t code, const Clash& clash) const {
     const CardIndexEntry& first = entry(clash.first);
     if (clash.other == kNoOther) {
-      _findings.error(placeOf(first), code,
-                      "the PIN of holder {0} has no card: no 'c', 'd' or 'n' line is of holder {0}",
-                      first.uniqid);
+      error(first, code,
+            "the PIN of holder {0} has no card: no 'c', 'd' or 'n' line is of holder {0}",
+            first.uniqid);
       return;
     }
     const char* const what = code == kDuplicateCardKey ? "key" : "unique ID";
     const CardIndexEntry& other = entry(clash.other);
     if (clash.count == 1)
-      _findings.error(placeOf(first), code, "{} has the {} of {} in line {}", textOf(first), what,
-                      textOf(other), other.line);
+      error(first, code, "{} has the {} of {} in line {}", textOf(first), what, textOf(other),
+            other.line);
     else
-      _findings.error(placeOf(first), code,
-                      "{} has the {} of {} in line {}, and {} more of the block repeat one",
-                      textOf(first), what, textOf(other), other.line, clash.count - 1);
+      error(first, code, "{} has the {} of {} in line {}, and {} more of the block repeat one",
+            textOf(first), what, textOf(other), other.line, clash.count - 1);
   }
 
   // Entries of one unique ID that a build accepts by chance. Of a block only the first.
@@ -203,15 +272,15 @@ class WholeFileCheck {
           std::ranges::binary_search(_whole.misread, second.line))
         continue;
       if (other == kNoOther)
-        _findings.warn(placeOf(second), "pair",
-                       "{} has no card: a build accepts it only because no unique ID is smaller",
-                       textOf(second));
+        warnOfPair(second,
+                   "{} has no card: a build accepts it only because no unique ID is smaller",
+                   textOf(second));
       else
-        _findings.warn(placeOf(second), "pair",
-                       "{} is the second {} of its holder: a build accepts it only because a {} "
-                       "stands between it and line {}",
-                       textOf(second), second.type == kPinIdentLine ? "PIN" : "card",
-                       second.type == kPinIdentLine ? "card" : "PIN", entry(other).line);
+        warnOfPair(second,
+                   "{} is the second {} of its holder: a build accepts it only because a {} "
+                   "stands between it and line {}",
+                   textOf(second), second.type == kPinIdentLine ? "PIN" : "card",
+                   second.type == kPinIdentLine ? "card" : "PIN", entry(other).line);
     }
   }
 
@@ -223,58 +292,47 @@ class WholeFileCheck {
     if (missing.empty()) return;
     for (const EscortUse& use : _whole.escorts)
       if (missing.contains(use.escort) && !isUnindexed(use.escort))
-        _findings.warn({_whole.file, use.line, use.column}, "escort",
-                       "escort {} does not exist: doors that need an escort never open for holder "
-                       "{}",
-                       use.escort, use.uniqid);
+        warnOfEscort(use,
+                     "escort {} does not exist: doors that need an escort never open for holder "
+                     "{}",
+                     use.escort, use.uniqid);
   }
 
   // Holders who escort each other in a ring, of one or more: one finding a ring, at its last line.
   void checkEscortRings() const {
-    // Each holder's escort: the first one that a line of his names.
-    std::vector<EscortUse> uses = _whole.escorts;
-    std::ranges::stable_sort(uses, {}, &EscortUse::uniqid);
-    const auto useOf = [&uses](uint32_t uniqid) {
-      const auto at = std::ranges::lower_bound(uses, uniqid, {}, &EscortUse::uniqid);
-      return at != uses.end() && at->uniqid == uniqid ? at - uses.begin() : ptrdiff_t{-1};
-    };
-    std::vector<size_t> visited(uses.size(), 0);  // By which walk, counted from 1; 0 is by none.
+    const std::vector<EscortUse>& uses = _whole.escorts;
+    const EscortTable table(uses);
+    std::vector<uint32_t> walks(uses.size());  // The walk that came by; they count from 1.
     std::vector<EscortUse> rings;
-    for (size_t first = 0; first < uses.size(); ++first) {
-      ptrdiff_t at = static_cast<ptrdiff_t>(first);
-      while (at >= 0 && visited[static_cast<size_t>(at)] == 0) {
-        visited[static_cast<size_t>(at)] = first + 1;
-        at = useOf(uses[static_cast<size_t>(at)].escort);
-      }
-      if (at >= 0 && visited[static_cast<size_t>(at)] == first + 1)
-        rings.push_back(lastOfRing(uses, static_cast<size_t>(at), useOf));
+    for (uint32_t walk = 1; walk <= uses.size(); ++walk) {
+      size_t at = walk - 1;
+      for (; at != EscortTable::kNone && walks[at] == 0; at = table.find(uses[at].escort))
+        walks[at] = walk;
+      if (at != EscortTable::kNone && walks[at] == walk) rings.push_back(lastOfRing(table, at));
     }
     std::ranges::sort(rings, {}, &EscortUse::line);
     for (const EscortUse& use : rings) reportRing(use);
   }
 
-  template <typename UseOf>
-  static EscortUse lastOfRing(const std::vector<EscortUse>& uses, size_t first, UseOf useOf) {
-    EscortUse last = uses[first];
-    for (ptrdiff_t at = useOf(last.escort); at != static_cast<ptrdiff_t>(first);) {
-      const EscortUse& use = uses[static_cast<size_t>(at)];
+  EscortUse lastOfRing(const EscortTable& table, size_t first) const {
+    EscortUse last = _whole.escorts[first];
+    for (size_t at = table.find(last.escort); at != first;) {
+      const EscortUse& use = _whole.escorts[at];
       if (use.line > last.line) last = use;
-      at = useOf(use.escort);
+      at = table.find(use.escort);
     }
     return last;
   }
 
   void reportRing(const EscortUse& use) const {
-    const Place place{_whole.file, use.line, use.column};
     if (use.escort == use.uniqid)
-      _findings.warn(place, "escort",
-                     "holder {} is his own escort: doors that need an escort never open for him",
-                     use.uniqid);
+      warnOfEscort(use, "holder {} is his own escort: doors that need an escort never open for him",
+                   use.uniqid);
     else
-      _findings.warn(place, "escort",
-                     "holder {} and escort {} wait for each other, directly or through others: "
-                     "nobody of them can be the first at a door",
-                     use.uniqid, use.escort);
+      warnOfEscort(use,
+                   "holder {} and escort {} wait for each other, directly or through others: "
+                   "nobody of them can be the first at a door",
+                   use.uniqid, use.escort);
   }
 
   WholeFile _whole;

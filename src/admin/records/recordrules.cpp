@@ -89,13 +89,7 @@ void Faults::printJson(const Fault& fault, Console& console) const {
     object.add("line", number);
   object.add("severity", "error").add("rule", fault.rule).add("text", fault.text);
   if (fault.holder) object.add("holder", *fault.holder);
-  if (fault.credential) {
-    const IdentRecord& record = *fault.credential;
-    if (_site.sets().getCardSet(record.cardsetcode) != nullptr)
-      object.add("set", record.cardsetcode);
-    if (const auto card = _site.cardNumberOf(record)) object.add("card", fmt::to_string(*card));
-    if (!isPinEntry(record) || _options.withPins) object.add("key", keyText(record.cardnumber));
-  }
+  if (fault.credential) admin::addCredential(object, *fault.credential, _site, _options.withPins);
   console.printJson(object);
 }
 

@@ -2,7 +2,7 @@
 #include <memory>
 #include <string>
 
-#include "admin/check/report.h"
+#include "admin/check/sitecheck.h"
 #include "admin/verbs/verb.h"
 
 namespace badgemint::admin {
@@ -15,13 +15,14 @@ struct CheckOptions {
   bool strict = false;
   bool all = false;
   bool withPins = false;
+  bool json = false;
 };
 
 ExitStatus check(const CheckOptions& options, Console& console) {
   Findings findings(options.all);
   const SiteSummary summary = checkSite(
       {options.site.cards, options.site.formats, options.levels, options.withPins}, findings);
-  return report(findings, summary, options.strict, console);
+  return report(findings, summary, options.strict, console, options.json);
 }
 
 }  // namespace
@@ -35,6 +36,7 @@ Run addCheck(Options options) {
   options.flag("--strict", given->strict, "Warnings count as errors for the exit status");
   options.flag("--all", given->all, "Print more than 100 findings of one kind");
   options.flag("--with-pins", given->withPins, "Show PINs");
+  options.flag("--json", given->json, "Print JSON, an object a line");
   return [given](Console& console) { return check(*given, console); };
 }
 

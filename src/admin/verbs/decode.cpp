@@ -30,6 +30,7 @@ struct DecodeOptions {
   bool needsIdent = false;         // The ident database may be missing unless it was asked for.
   std::vector<std::string> words;  // Bits, or a key: one.
   std::string decimal;             // The value of the bits, in place of a word; empty for none.
+  bool json = false;
 };
 
 // What readers and controllers print of a card: exactly one of these is not empty.
@@ -115,8 +116,12 @@ std::string siteValuesText(const CardFormat& format, const CardFormat::FieldValu
 
 class Decode {
  public:
-  Decode(CardInput input, const Site& site, bool hasIdent, Console& console)
-      : _input(std::move(input)), _site(site), _hasIdent(hasIdent), _console(console) {
+  Decode(CardInput input, const Site& site, bool hasIdent, bool isJson, Console& console)
+      : _input(std::move(input)),
+        _site(site),
+        _hasIdent(hasIdent),
+        _isJson(isJson),
+        _console(console) {
     // Of two formats with one ID the second is never used.
     for (const CheckedFormat& listed : site.formats())
       if (listed.format != nullptr && listed.format == site.formatSet().findFormat(listed.id))
@@ -128,8 +133,8 @@ class Decode {
     if (!_input.bits.empty()) requireCount();
     findMatches();
     const bool isFormatless = printHolders();
-    for (const Match& match : _matches) print(match);
-    if (_matches.empty()) _console.print("no format has such a card\n");
+    for (const Match& match : _matches) _isJson ? _console.printJson(jsonOf(match)) : print(match);
+    if (_matches.empty()) printText("no format has such a card\n");
     return isFormatless || isExact();
   }
 
@@ -214,7 +219,27 @@ class Decode {
                    *match.change == '\0' ? "" : "; ", match.change);
     if (_wanted.size() > 1) _console.print("  key {}\n", keyText(match.key));
     for (const std::string& fault : match.card.faults) _console.print("  {}\n", fault);
-    printCardSets(match);
+    const std::vector<uint32_t> sets = cardSetsOf(match);
+    for (const uint32_t csid : sets) _console.print("  card set {}\n", csid);
+    if (sets.empty() && _site.sets().count() > 0)
+      _console.print("  no card set has these values\n");
+  }
+
+  JsonObject jsonOf(const Match& match) const {
+    JsonObject values, object;
+    for (int32_t field = 0; field < kFieldCount; ++field)
+      if (hasSiteValue(*match.listed->format, field))
+        values.add(std::string(1, static_cast<char>('A' + field)),
+                   static_cast<uint64_t>(match.card.values[static_cast<size_t>(field)]));
+    object.add("format", match.listed->id).add("file", match.listed->fileName);
+    object.add("card", std::to_string(static_cast<uint64_t>(match.card.number)));
+    object.add("key", keyText(match.key)).add("values", values).add("fits", match.isExact());
+    if (*match.change != '\0') object.add("change", match.change);
+    return object.add("faults", match.card.faults).add("sets", cardSetsOf(match));
+  }
+
+  void printText(std::string_view text) {
+    if (!_isJson) _console.print("{}", text);
   }
 
   static const char* verdictOn(const Match& match) {
@@ -225,17 +250,25 @@ class Decode {
   }
 
   // Those that have this very card.
-  void printCardSets(const Match& match) {
-    bool isOfSet = false;
+  std::vector<uint32_t> cardSetsOf(const Match& match) const {
+    std::vector<uint32_t> sets;
+    const CardFormat& format = *match.listed->format;
     for (uint32_t csid = kFirstCardSetId; csid <= kLastCardSetId; ++csid) {
-      if (_site.formatOfSet(csid) != match.listed->format) continue;
-      const CardFormat& format = *match.listed->format;
+      if (_site.formatOfSet(csid) != &format) continue;
       const SitePattern values = format.encodeSite(_site.sets().getCardSet(csid)->fldvalues);
-      if (format.encodeNumber(values, match.card.number) != match.card.encoded) continue;
-      _console.print("  card set {}\n", csid);
-      isOfSet = true;
+      if (format.encodeNumber(values, match.card.number) == match.card.encoded)
+        sets.push_back(csid);
     }
-    if (!isOfSet && _site.sets().count() > 0) _console.print("  no card set has these values\n");
+    return sets;
+  }
+
+  JsonObject jsonOf(const IdentRecord& record) const {
+    JsonObject object;
+    object.add("holder", record.uniqid).add("set", static_cast<uint32_t>(record.cardsetcode));
+    const auto number = _site.cardNumberOf(record);
+    const std::string key = keyText(record, false);
+    object.add("card", number ? std::to_string(*number) : key).add("key", key);
+    return object.add("deleted", record.deleted != 0);
   }
 
   // Returns whether somebody has it as a card without format.
@@ -243,13 +276,16 @@ class Decode {
     bool isHeld = false, isFormatless = false;
     for (const IdentRecord& record : _site.databases().idents) {
       if (!_wanted.contains(record.cardnumber) || isPinEntry(record)) continue;
-      _console.print("holder {}: {}{}\n", record.uniqid, credentialText(record, _site, false),
-                     record.deleted == 0 ? "" : ", deleted");
+      if (_isJson)
+        _console.printJson(jsonOf(record));
+      else
+        _console.print("holder {}: {}{}\n", record.uniqid, credentialText(record, _site, false),
+                       record.deleted == 0 ? "" : ", deleted");
       isHeld = true;
       isFormatless = isFormatless || record.cardsetcode == kFormatlessCode;
     }
     if (!_hasIdent || isHeld || !isExact()) return isFormatless;
-    _console.print("no holder has this card\n");
+    printText("no holder has this card\n");
     printNamesakes();
     return false;
   }
@@ -267,14 +303,17 @@ class Decode {
       const auto held =
           match == _matches.end() ? std::nullopt : decodeCard(*format, record.cardnumber);
       if (!held || printed++ == kMostNamesakes) continue;
-      _console.print("holder {} has this number with {}\n", record.uniqid,
-                     siteValuesText(*format, held->values, &match->card.values));
+      if (_isJson)
+        _console.printJson(jsonOf(record));
+      else
+        _console.print("holder {} has this number with {}\n", record.uniqid,
+                       siteValuesText(*format, held->values, &match->card.values));
     }
   }
 
   const CardInput _input;
   const Site& _site;
-  const bool _hasIdent;
+  const bool _hasIdent, _isJson;
   Console& _console;
   std::vector<const CheckedFormat*> _formats;
   std::vector<Match> _matches;
@@ -306,7 +345,8 @@ ExitStatus decode(const DecodeOptions& options, Console& console) {
   paths.access = "";
   const std::unique_ptr<Site> site = openSite(options, paths, console);
   const bool hasIdent = !paths.ident.empty();
-  if (Decode(std::move(input), *site, hasIdent, console).run()) return ExitStatus::kAllWell;
+  if (Decode(std::move(input), *site, hasIdent, options.json, console).run())
+    return ExitStatus::kAllWell;
   const bool lacksIdent = !hasIdent && access(options.site.ident.c_str(), F_OK) == 0;
   return lacksIdent ? ExitStatus::kNotDone : ExitStatus::kFound;
 }
@@ -320,6 +360,7 @@ Run addDecode(Options options) {
   options.words("BITS", "BITS|KEY", given->words,
                 "The bits of a card, or its key in hexadecimal, also as 02:2A:7C:24");
   options.text("--decimal", "NUMBER", given->decimal, "The bits as a decimal number");
+  options.flag("--json", given->json, "Print an object a line, as JSON");
   options.formatsAndCardSets(given->site);
   const CLI::Option* const ident =
       options.file("--ident", given->site.ident, "The ident database, for the holder");

@@ -1,8 +1,5 @@
 // The verb `dump`: writes the cards file of existing databases, and reports what such a file cannot
 // say. Each line is given to a build's own code, which must make the records that it came from.
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <array>
 #include <cerrno>
 #include <concepts>
@@ -113,21 +110,16 @@ void appendHolder(CardsLine& line, const AccessRecord& access) {
 // Records of one credential.
 struct Credential {
   const IdentRecord& ident;
-  const AccessRecord* access;         // Null for the PIN beside a card.
-  std::optional<int64_t> cardNumber;  // Of a card of a card set.
+  const AccessRecord* access;             // Null for the PIN beside a card.
+  std::optional<std::string> cardNumber;  // None for a PIN.
 };
 
 void writeCard(CardsLine& line, const Credential& credential) {
-  const IdentRecord& ident = credential.ident;
-  std::array<char, 2 * sizeof ident.cardnumber + 1> hexDigits;
-  if (!credential.cardNumber) bitsToHex(ident.cardnumber, hexDigits);
-  const fmt::format_int digits(credential.cardNumber.value_or(0));
+  const uint32_t code = credential.ident.cardsetcode;
   const PinText<kMaxPinDigits> pin(credential.access->pincode);
-  const bool isOfSet = credential.cardNumber.has_value();
-  line.start(isOfSet ? kCardLine : kNoFormatCardLine);
-  const CardLine card = {.csid = isOfSet ? static_cast<int32_t>(ident.cardsetcode) : 0,
-                         .cardNumber = isOfSet ? std::string_view(digits.data(), digits.size())
-                                               : std::string_view(hexDigits.data()),
+  line.start(code == kFormatlessCode ? kNoFormatCardLine : kCardLine);
+  const CardLine card = {.csid = code == kFormatlessCode ? 0 : static_cast<int32_t>(code),
+                         .cardNumber = *credential.cardNumber,
                          .pin = pin.word(),
                          .uniqid = credential.access->uniqid};
   forEachCardField(card, std::ref(line));
@@ -206,10 +198,10 @@ class Dump {
     _text.clear();
   }
 
-  // The 'f' line of a card set, once.
+  // The 'f' line of a card set, once, where there is such a set.
   void define(uint32_t csid) {
     const cardset* const set = _site.sets().getCardSet(csid);
-    if (set == nullptr || _isDefined.at(csid)) return;
+    if (set == nullptr || csid > kLastCardSetId || _isDefined.at(csid)) return;
     _isDefined.at(csid) = true;
     std::string line = fieldsLine(*set, _site.formatOfSet(csid));
     addLine(line);
@@ -220,10 +212,9 @@ class Dump {
     const bool hasHolder = ident.cardsetcode != kPinIdentCode;
     const AccessWalk::Step step = hasHolder ? _accessWalk.next(ident.uniqid) : AccessWalk::Step{};
     if (hasHolder && step.record == nullptr) return leaveOut(ident, "there is no access record");
-    const Credential credential = {ident, step.record, _site.cardNumberOf(ident)};
-    if (credential.cardNumber)
-      define(ident.cardsetcode);
-    else if (!isPin(ident) && ident.cardsetcode != kFormatlessCode)
+    const Credential credential = {ident, step.record, cardNumberText(ident, _site)};
+    define(ident.cardsetcode);
+    if (!credential.cardNumber && !isPin(ident))
       return leaveOut(ident,
                       fmt::format("card set {} or its format is not known", ident.cardsetcode));
     if (ident.deleted != 0) return addDeleted(credential);
@@ -362,16 +353,13 @@ void checkPaths(const DumpOptions& options) {
   requireDistinctFiles(inputs, {options.output});
 }
 
-// Standard output may be a file.
-void reportReadableByOthers(const SitePaths& site, Console& console) {
-  constexpr mode_t kOthers = S_IRGRP | S_IROTH;
-  struct stat status;
-  for (const std::string& path : {site.ident, site.access})
-    if (stat(path.c_str(), &status) == 0 && (status.st_mode & kOthers) != 0)
-      console.report("{0} contains PINs and other users can read it: chmod 600 {0}", path);
-  if (&console.output() == &std::cout && fstat(STDOUT_FILENO, &status) == 0 &&
-      S_ISREG(status.st_mode) && (status.st_mode & kOthers) != 0)
-    console.report("the dump contains PINs and other users can read its file: chmod 600");
+void reportReadableByOthers(const DumpOptions& options, Console& console) {
+  for (const std::string& path : {options.site.ident, options.site.access})
+    if (isReadableByOthers(path))
+      console.report("{0} contains PINs and can be read by other users (chmod o-r {0})", path);
+  const bool isConsole = options.output.empty() && &console.output() == &std::cout;
+  if (isConsole && isReadableByOthers("/dev/stdout"))
+    console.report("the dump contains PINs and its file can be read by other users");
 }
 
 void dumpTo(const Write& write, const DumpOptions& options, Console& console, Warnings& warnings) {
@@ -379,6 +367,7 @@ void dumpTo(const Write& write, const DumpOptions& options, Console& console, Wa
   std::make_unique<Dump>(options, site, write, warnings)->run();
 }
 
+// A file that may lose its name in a power cut is complete nevertheless.
 void dumpToFile(const DumpOptions& options, Console& console, Warnings& warnings) {
   NewFile file(options.output, options.force);
   dumpTo([&file](std::string_view text) { file.write(text); }, options, console, warnings);
@@ -398,7 +387,7 @@ ExitStatus dump(const DumpOptions& options, Console& console) {
   else
     dumpToFile(options, console, warnings);
   warnings.report(console);
-  if (options.withPins) reportReadableByOthers(options.site, console);
+  if (options.withPins) reportReadableByOthers(options, console);
   return warnings.any() ? ExitStatus::kFound : ExitStatus::kAllWell;
 }
 

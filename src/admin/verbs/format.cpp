@@ -9,6 +9,8 @@
 #include "admin/check/formatfile.h"
 #include "admin/check/formatscheck.h"
 #include "admin/check/sitecheck.h"
+#include "admin/files/folder.h"
+#include "admin/files/sitepaths.h"
 #include "admin/records/wording.h"
 #include "admin/verbs/verb.h"
 #include "cardsets/card_functions.h"
@@ -17,6 +19,11 @@
 namespace badgemint::admin {
 
 namespace {
+
+struct FormatOptions {
+  std::vector<std::string> files;
+  std::string svg;  // The picture to write; empty for none.
+};
 
 constexpr int64_t kExampleNumber = 12345;
 constexpr size_t kMostText = 60;  // Of a line that lists bits.
@@ -63,14 +70,33 @@ class FormatSheet {
     _console.print("{} bits, card number in field {}\n", _layout.count(),
                    letterOf(_format.cardNumberField()));
     printFields();
-    const CardPattern card = printCard();
-    std::vector<BitRow> rows = {{"output", _layout.rowOf(_masks.output)}};
-    addMask("fixed", _masks.fixed, rows);
+    const Example example = makeExample();
+    _console.print("{}\n", example.text);
+    printUnderRuler(rowsWith(_layout.rowOf(_masks.output), example), _console.output());
     for (int32_t mask = 0; mask < kParityMaskCount; ++mask)
-      addMask(fmt::format("parity {}", mask + 1), parityMask(mask), rows);
-    rows.push_back({"card", _layout.bitsOf(card)});
-    printUnderRuler(rows, _console.output());
-    for (int32_t mask = 0; mask < kParityMaskCount; ++mask) printParity(mask);
+      if (const std::string text = parityText(mask, "          "); !text.empty())
+        _console.print("{}\n", text);
+  }
+
+  std::string svg(const std::string& title) const {
+    const Example example = makeExample();
+    LayoutPicture picture = {.title = fmt::format("{}: {} bits", title, _layout.count()),
+                             .rows = rowsWith(_layout.mergedRow(), example),
+                             .legend = {},
+                             .remarks = {example.text}};
+    for (int32_t field = 0; field < kFieldCount; ++field)
+      if (widthOf(field) > 0)
+        picture.legend.push_back({std::string(1, letterOf(field)), meaningOf(field)});
+    const std::string& sources = picture.rows.front().bits;
+    if (sources.find('P') != std::string::npos) picture.legend.push_back({"P", "parity"});
+    if (sources.find_first_of("01") != std::string::npos)
+      picture.legend.push_back({"0", "0 or 1: a fixed bit"});
+    for (int32_t mask = 0; mask < kParityMaskCount; ++mask)
+      if (std::string text = parityText(mask, ""); !text.empty()) {
+        std::ranges::replace(text, '\n', ' ');
+        picture.remarks.push_back(text);
+      }
+    return svgOf(picture);
   }
 
  private:
@@ -112,25 +138,12 @@ class FormatSheet {
     }
   }
 
-  void addMask(const std::string& name, const BitMask& mask, std::vector<BitRow>& rows) const {
-    const std::string row = _layout.rowOf(mask);
-    if (!isEmpty(row)) rows.push_back({name, row});
-  }
-
-  void printParity(int32_t mask) {
-    const std::string row = _layout.rowOf(parityMask(mask));
-    if (isEmpty(row)) return;
-    const int32_t bit = _layout.targetOf(mask);
-    if (mask >= _format.numberOfParityBits())
-      return _console.print("parity {}  is not applied\n", mask + 1);
-    if (bit < 0) return _console.print("parity {}  sets no bit\n", mask + 1);
-    _console.print("parity {}  {}: bit {} over {}\n", mask + 1,
-                   row[static_cast<size_t>(bit)] == 'E' ? "even" : "odd", bit,
-                   coverText(row, "          "));
-  }
-
-  // Prints a card of this format and returns it. Its other fields have their least values.
-  CardPattern printCard() {
+  // A card of the format, whose other fields have their least values.
+  struct Example {
+    CardPattern card;
+    std::string text;
+  };
+  Example makeExample() const {
     CardFormat::FieldValues values{};
     std::string text;
     for (int32_t field = 0; field < kFieldCount; ++field) {
@@ -141,9 +154,41 @@ class FormatSheet {
     }
     const CardEncoder encoder = {&_format, _format.encodeSite(values)};
     const int64_t number = exampleNumber(encoder);
-    const CardPattern pattern = encoder.encode(number);
-    _console.print("card {}{}: key {}\n", number, text, keyText(pattern));
-    return pattern;
+    const CardPattern card = encoder.encode(number);
+    return {card, fmt::format("card {}{}: key {}", number, text, keyText(card))};
+  }
+
+  // The masks that are not empty, and the bits of the example.
+  std::vector<BitRow> rowsWith(const std::string& output, const Example& example) const {
+    std::vector<BitRow> rows = {{"output", output}, {"fixed", _layout.rowOf(_masks.fixed)}};
+    for (int32_t mask = 0; mask < kParityMaskCount; ++mask)
+      rows.push_back({fmt::format("parity {}", mask + 1), _layout.rowOf(parityMask(mask))});
+    std::erase_if(rows,
+                  [](const BitRow& row) { return row.name != "output" && isEmpty(row.bits); });
+    rows.push_back({"card", _layout.bitsOf(example.card)});
+    return rows;
+  }
+
+  // "Facility code (BIN MSB, 8 bits, 0 to 255)".
+  std::string meaningOf(int32_t field) const {
+    const FieldDefinition& defined = definition(field);
+    const char* const number = field == _format.cardNumberField() ? "card number, " : "";
+    return fmt::format("{} ({}{}, {} bits, 0 to {})", printable(defined.label.data()), number,
+                       typeText(defined), widthOf(field),
+                       highestValue(defined.ftyp, widthOf(field)));
+  }
+
+  // Empty for a mask that is empty.
+  std::string parityText(int32_t mask, std::string_view indent) const {
+    const std::string row = _layout.rowOf(parityMask(mask));
+    if (isEmpty(row)) return "";
+    const int32_t bit = _layout.targetOf(mask);
+    if (mask >= _format.numberOfParityBits())
+      return fmt::format("parity {}  is not applied", mask + 1);
+    if (bit < 0) return fmt::format("parity {}  sets no bit", mask + 1);
+    return fmt::format("parity {}  {}: bit {} over {}", mask + 1,
+                       row[static_cast<size_t>(bit)] == 'E' ? "even" : "odd", bit,
+                       coverText(row, indent));
   }
 
   // One within the field and its range.
@@ -170,27 +215,41 @@ bool isMissing(const Findings& findings) {
   return code == kFormatFileOpenFailed || code == kVffOpenFailed;
 }
 
-ExitStatus show(const std::string& path, Console& console) {
+void writeSvg(const std::string& path, const std::string& source, const FormatSheet& sheet) {
+  requireDistinctFiles({source}, {path});
+  NewFile file(path, true);
+  file.write(sheet.svg(printable(source)));
+  static_cast<void>(file.finish());
+}
+
+ExitStatus show(const std::string& path, const FormatOptions& options, Console& console) {
   CardFormatSet formats;
   Findings findings(true);
   const CardFormat* const format = checkFormatAlone(path, formats, findings);
   if (format == nullptr && isMissing(findings)) {
-    console.report("{}: {}", printable(path), findings.sorted().front().text);
+    console.report("{}: {}", path, findings.sorted().front().text);
     return ExitStatus::kNotDone;
   }
   console.print("{}: {}\n", printable(path),
                 format != nullptr ? kindName(kindOf(*format)) : "does not load");
-  if (format != nullptr) FormatSheet(*format, console).print();
+  if (format != nullptr) {
+    FormatSheet sheet(*format, console);
+    sheet.print();
+    if (!options.svg.empty()) writeSvg(options.svg, path, sheet);
+  }
   findings.print(console);
   if (format == nullptr) return ExitStatus::kRefused;
   return findings.warnings() > 0 ? ExitStatus::kFound : ExitStatus::kAllWell;
 }
 
-ExitStatus format(const std::vector<std::string>& files, Console& console) {
+ExitStatus format(const FormatOptions& options, Console& console) {
+  if (!options.svg.empty() && options.files.size() > 1)
+    throw Failure(ExitStatus::kNotDone, "--svg draws one format file; {} are given",
+                  options.files.size());
   ExitStatus worst = ExitStatus::kAllWell;
-  for (const std::string& file : files) {
-    if (&file != &files.front()) console.print("\n");
-    worst = std::max(worst, show(file, console));
+  for (const std::string& file : options.files) {
+    if (&file != &options.files.front()) console.print("\n");
+    worst = std::max(worst, show(file, options, console));
   }
   return worst;
 }
@@ -198,11 +257,12 @@ ExitStatus format(const std::vector<std::string>& files, Console& console) {
 }  // namespace
 
 Run addFormat(Options options) {
-  const auto files = std::make_shared<std::vector<std::string>>();
+  const auto given = std::make_shared<FormatOptions>();
   options.describe("Show format files so that two can be compared",
                    "badgemint-admin format site26.cdf");
-  options.files("FILE", *files, "CDF, EFF and VFF files");
-  return [files](Console& console) { return format(*files, console); };
+  options.files("FILE", given->files, "CDF, EFF and VFF files");
+  options.file("--svg", given->svg, "Also draw the layout as a picture, in this file");
+  return [given](Console& console) { return format(*given, console); };
 }
 
 }  // namespace badgemint::admin

@@ -149,7 +149,7 @@ class ListPrinter {
   }
 
  private:
-  static constexpr char kColumns[] = "{:<10} {:<20} {:<9} {:<19} {:<19} {:<6}{}\n";
+  static constexpr char kColumns[] = "{:<10} {:<20} {:<9} {:<19} {:<19} {}{}\n";
   static constexpr size_t kBlockSize = size_t{64} * 1024;
 
   // Values of the first access record; a build makes one for each credential, all alike.

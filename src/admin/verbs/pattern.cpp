@@ -42,6 +42,7 @@ struct Cards {
 
 // Takes the card sets from the 'f' lines of a cards file.
 void readCardSets(const std::string& path, SiteCards& site, Console& console) {
+  requireRegularFile(path);
   LineReader reader;
   throwErrnoUnless(reader.open(path.c_str()), path);
   if (site.create() != kSuccess) throw std::bad_alloc();

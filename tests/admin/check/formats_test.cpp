@@ -1,8 +1,10 @@
 // The rules of the formats file and of format files. A case changes lines of a valid file; what it
 // has to find is "line:column" of each finding, all of the rule that the test is named after.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include "admin/check/formatscheck.h"
+#include "admin/console.h"
 #include "formats/formatfile.h"
 #include "support/faults.h"
 
@@ -108,19 +110,11 @@ TEST_F(FormatsCheck, FindsNothingInValidFiles) {
 
 // Fields, parity and fixed bits wherever they like; a character that is none of these is found.
 TEST_F(FormatsCheck, FindsTheOneWrongCharacterOfARandomLayout) {
-  std::mt19937 random{20261121};
+  std::mt19937_64 random{20261121};
   for (int round = 0; round < 300; ++round) {
-    FormatLines masks(4);
-    for (size_t size = 3 + random() % 46; masks[0].size() < size;) {
-      masks[0] += "ABC."[random() % 4];
-      masks[1] += masks[0].back() == '.' ? "01"[random() % 2] : '.';
-      for (const size_t mask : {2U, 3U}) masks[mask] += ".X"[random() % 2];
-    }
-    masks[0].front() = masks[0].back() = 'P';
+    FormatLines masks = randomMasks("ABC.", random);
     masks[0][1] = 'B';
-    masks[1].front() = masks[1].back() = masks[1][1] = '.';
-    masks[2].front() = masks[3].back() = "EO"[random() % 2];
-    masks[2].back() = '.';
+    masks[1][1] = '.';
     EXPECT_EQ(textsOf(checkFile("CDF", fileOf("CDF", linesOf("CDF", masks)))), "");
     const size_t wrong = 2 + random() % (masks[0].size() - 2);
     masks[1][wrong] = '.';
@@ -264,6 +258,13 @@ TEST_F(FormatsCheck, ShowsNoDigitsOfPins) {
       EXPECT_EQ(textsOf(findings).find("4711"), std::string::npos) << changed << textsOf(findings);
     }
   }
+}
+
+TEST_F(FormatsCheck, RefusesWhatIsNotARegularFile) {
+  ASSERT_EQ(mkfifo("pipe.cdf", 0600), 0);
+  EXPECT_THROW(checkLines("1 pipe.cdf"), Failure);
+  EXPECT_THROW(check("pipe.cdf"), Failure);
+  EXPECT_THROW(check("."), Failure);
 }
 
 TEST_F(FormatsCheck, Wording) {
