@@ -36,7 +36,9 @@ inline AdminRun runAdmin(const std::string& line, const Fault& fault, std::ostre
 }
 
 inline AdminRun runAdmin(const std::string& line, const Fault& fault = {}) {
-  std::ostringstream output, errors;
+  std::string room;
+  room.reserve(size_t{1} << 12);  // For messages about memory that has run out.
+  std::ostringstream output, errors(std::move(room));
   AdminRun result = runAdmin(line, fault, output, errors);
   result.output = output.str();
   result.errors = errors.str();

@@ -64,7 +64,8 @@ TEST_F(BuildSweep, EachCallFails) {
   for (const std::string command : kBuilds) {
     for (Fault fault : kFaults) {
       if (fault.call == "new" && command != "build --keep") continue;
-      for (fault.nth = 1; !HasFailure(); ++fault.nth) {
+      const int step = fault.call == "new" ? 5 : 1;  // There are many, and most are alike.
+      for (fault.nth = 1; !HasFailure(); fault.nth += step) {
         SCOPED_TRACE(testing::Message() << command << ": " << fault.call << ' ' << fault.nth
                                         << (fault.forEver ? " and all later ones" : ""));
         makeOld();

@@ -50,7 +50,7 @@ struct DiskChange {
   std::string name = {};
   uint64_t newFolder = 0;  // Of kMove.
   std::string newName = {};
-  uint64_t file = 0;    // What has got the name; what was synced.
+  uint64_t file = 0;         // What has got the name; what was synced.
   std::string content = {};  // Of a file that was synced.
 };
 
