@@ -136,5 +136,29 @@ TEST(ExpectedRecords, AreNotThoseOfOtherFiles) {
   }
 }
 
+TEST(ExpectedRecords, ProveEveryByte) {
+  const TestSite site;
+  ASSERT_EQ(
+      buildCards("f 2 2\nc 2 7 4711 1 1 2 3 4 5 6 7 8 1 0 1 5 2024/01/01 0 2031/12/31 1:2:3 3 "
+                 "4 1\nn 0 1A2b3 0 2 1\np 1234 3 65535\no 0099 2\nd 2 9 2 100 4\n"),
+      0);
+  for (const char* const name : {"ident", "access", "cardsets"}) {
+    const std::string good = contentOf(name);
+    for (size_t i = 0; i < good.size(); ++i) {
+      if (good[i] == ' ' || good[i] == '\n') continue;  // Blanks of the card sets file.
+      std::string bad = good;
+      bad[i] = static_cast<char>(bad[i] ^ 1);
+      put(name, bad);
+      EXPECT_NE(objection(), "") << name << ' ' << i;
+    }
+    for (const std::string& bad : {good + good, good.substr(0, good.size() / 2)}) {
+      put(name, bad);
+      EXPECT_NE(objection(), "") << name << ' ' << bad.size();
+    }
+    put(name, good);
+    EXPECT_EQ(objection(), "");
+  }
+}
+
 }  // namespace
 }  // namespace badgemint::admin
