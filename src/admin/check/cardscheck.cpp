@@ -26,9 +26,10 @@ constexpr char kRestOfLongLine[] =
     "a line of more than 300 characters: the rest is read as another line";
 
 size_t commentStart(std::string_view line) {
-  for (size_t mark = line.find('#'); mark != line.npos; mark = line.find('#', mark + 1))
+  for (size_t mark = line.find('#'); mark != std::string_view::npos;
+       mark = line.find('#', mark + 1))
     if (mark == 0 || isSpace(line[mark - 1])) return mark;
-  return line.npos;
+  return std::string_view::npos;
 }
 
 // What an editor does not show in a line and a build reads otherwise. In a comment only a carriage
@@ -42,12 +43,13 @@ std::optional<HiddenByte> findHidden(LineReader& input) {
   if (raw[0] == kMultiCardsLine) {
     const std::string_view words = raw.substr(0, commentStart(raw));
     const size_t tab = words.find('\t');
-    if (tab != raw.npos && words.find_first_not_of(" \t\r\n", tab) != raw.npos)
+    if (tab != std::string_view::npos &&
+        words.find_first_not_of(" \t\r\n", tab) != std::string_view::npos)
       return HiddenByte{tab, "a tab in a 'd' line does not separate words"};
   }
   if (raw[0] == kFieldsLine)
     if (const size_t mark = raw.find('#');
-        mark != raw.npos && std::strchr(kWordDelimiters, raw[mark - 1]) == nullptr)
+        mark != std::string_view::npos && std::strchr(kWordDelimiters, raw[mark - 1]) == nullptr)
       return HiddenByte{mark,
                         "'#' without a space before it ends only its word; the rest of the line is "
                         "still read"};
@@ -288,7 +290,7 @@ std::string named(const LineField& field) {
 
 bool Subject::hasNumber() const {
   return cardNumber.size() <= kMaxCardNumberDigits &&
-         cardNumber.find_first_not_of("0123456789ABCDEFabcdef") == cardNumber.npos;
+         cardNumber.find_first_not_of("0123456789ABCDEFabcdef") == std::string_view::npos;
 }
 
 std::string Subject::text() const {

@@ -47,7 +47,7 @@ Problem problemOf(std::string_view word, const LineField& field) {
 }
 
 bool isZero(std::string_view word) {
-  return word.find_first_not_of('0') == word.npos;
+  return word.find_first_not_of('0') == std::string_view::npos;
 }
 
 // A date and time of a period, as written.
@@ -177,7 +177,7 @@ class HolderLine {
     const std::string shownPin = _check.options.withPins ? ": " + quoted(pin) : "";
     if (pin[0] == '#')
       _line.error(_line.at(pin), kInvalidPin, kEarlyComment, named(_fields[field]));
-    else if (pin.find_first_not_of("0123456789") == pin.npos)
+    else if (pin.find_first_not_of("0123456789") == std::string_view::npos)
       _line.error(_line.at(pin), kInvalidPin, "PIN of {} digits; at most {} are allowed{} ({})",
                   pin.size(), most, shownPin, _line.subject);
     else

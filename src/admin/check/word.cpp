@@ -88,7 +88,8 @@ std::optional<HiddenByte> findHiddenByte(std::string_view line, size_t from) {
   for (int i = 0; i < 2 && (text.ends_with('\n') || text.ends_with('\r')); ++i)
     text.remove_suffix(1);
   constexpr std::string_view kHidden("\0\r\xA0", 3);
-  if (std::ranges::none_of(kHidden, [text](char c) { return text.find(c) != text.npos; }))
+  if (std::ranges::none_of(kHidden,
+                           [text](char c) { return text.find(c) != std::string_view::npos; }))
     return {};
   for (size_t i = from; i < text.size(); ++i) {
     if (text[i] == '\0') {
@@ -121,7 +122,7 @@ ShownWord shown(std::string_view word, const LineField& field) {
   shown.mostDigits = mostDigits(field);
   for (const char c : word) {
     const bool isLateSign = (c == '-' || c == '+') && shown.length > 0;
-    if (!isDigit(c) && (isLateSign || others.find(c) == others.npos)) break;
+    if (!isDigit(c) && (isLateSign || others.find(c) == std::string_view::npos)) break;
     ++shown.length;
     shown.digits += isDigit(c) ? 1 : 0;
   }
