@@ -68,7 +68,7 @@ std::map<std::string, size_t> Findings::notKept() const {
 }
 
 std::string Findings::placeText(const Place& place) const {
-  const std::string name = printable(fileName(place.file));
+  std::string name = printable(fileName(place.file));
   if (place.line == 0) return name;
   return place.column > 0 ? fmt::format("{}:{}:{}", name, place.line, place.column)
                           : fmt::format("{}:{}", name, place.line);
