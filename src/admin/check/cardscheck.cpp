@@ -475,7 +475,10 @@ SiteSummary checkSite(const SiteCheckOptions& options, Findings& findings) {
   for (const std::string& path : {options.cards, options.formats, options.levels})
     if (!path.empty()) requireRegularFile(path);
   AccessLevelSet levels;
-  if (!options.levels.empty()) readLevels(options.levels, levels);
+  if (!options.levels.empty()) {
+    checkLevelsFile(options.levels, findings);
+    readLevels(options.levels, levels);
+  }
   const auto site = std::make_unique<SiteCards>();
   if (site->create() != kSuccess) throw std::bad_alloc();
 

@@ -31,7 +31,7 @@ struct SiteSummary {
 
 // Reads the formats file, the format files and the cards file; writes nothing and logs nothing. The
 // findings' verdict is the result of a build of the same files. Throws std::bad_alloc, and
-// std::system_error when the access levels file cannot be read.
+// std::system_error or a Failure when the access levels file cannot be read or is another file.
 SiteSummary checkSite(const SiteCheckOptions& options, Findings& findings);
 
 // Prints the findings and the summary. Returns the status that `check` ends with.
@@ -40,6 +40,11 @@ ExitStatus report(const Findings& findings, const SiteSummary& summary, bool isS
 
 // Reads an access levels file. Throws std::bad_alloc, and std::system_error when it cannot be read.
 void readLevels(const std::string& path, AccessLevelSet& levels);
+
+// Reports what is wrong in an access levels file, as warnings: a build does not read it. Throws
+// std::bad_alloc, std::system_error when the file cannot be read, and a Failure when no line of it
+// defines a level.
+void checkLevelsFile(const std::string& path, Findings& findings);
 
 // Whether cards of the format have this field beside their number.
 bool hasSiteValue(const CardFormat& format, int32_t field);

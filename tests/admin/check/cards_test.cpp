@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <sstream>
 
 #include "admin/adminrun.h"
 #include "admin/check/sitecheck.h"
@@ -489,6 +490,31 @@ TEST_F(CardsCheck, EndsWithAStatus) {
   EXPECT_NE(check("o 1x 5\n", " --with-pins").output.find(": \"1x\""), std::string::npos);
   for (const char* const levelsFile : {"/none", "/"})
     EXPECT_EQ(check("", " --levels " + folder.path(levelsFile)).status, 3);
+}
+
+TEST_F(CardsCheck, ChecksTheLevelsFile) {
+  const std::string cards = folder.write("c", "p 1 5 1 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0\n");
+  const auto check = [&](const std::string& levels) {
+    const std::string path = folder.write("levels", levels);
+    const admin::AdminRun run = admin::runAdmin("check --cards " + cards + " --levels " + path);
+    std::string found = std::to_string(run.status);
+    std::istringstream lines(run.output);
+    for (std::string line; std::getline(lines, line);)
+      if (line.starts_with(path + ':') && line.ends_with(']'))
+        found += line.substr(path.size(), line.find(": ") - path.size()) + ' ' +
+                 line.substr(line.rfind('['));
+    return found;
+  };
+  EXPECT_EQ(check("1 2 3 4 5\r\n\n# no\xC2\xA0level\n65535 = 1 1 # all\n"), "0");
+  EXPECT_EQ(check("1 1 1\n2\n"), "1:2:1 [level]");
+  EXPECT_EQ(check("1 2 3 4\n"), "1:1:7 [level]");
+  EXPECT_EQ(check("1 1 1\n2 1 1\n1 2 2\n"), "1:3:1 [level]");
+  EXPECT_EQ(check("1 1 1\n0 1 1\n2 1 -1\n"), "1:2:1 [level]:3:5 [level]");
+  EXPECT_EQ(check("1 1 O\n1 2A\n"), "1:1:5 [number]:2:1 [level]:2:3 [number]:2:3 [level]");
+  EXPECT_EQ(check("1 1 1\r2 2 2\n"), "1:1:6 [text]:1:11 [level]");
+  EXPECT_EQ(check("\xEF\xBB\xBF 2 1 1\n1 1 1\n"), "1:1:1 [text]");
+  for (const char* const other : {"p 4711 5 1\n", "1 f.CDF\n", "# none\n", "\xFF\xFE\n"})
+    EXPECT_EQ(check(other), "2") << other;
 }
 
 TEST_F(CardsCheck, FailsWithoutMemoryOrAFile) {
