@@ -64,6 +64,18 @@ inline AdminRun runAdminProcess(const std::string& line, const Fault& fault) {
   return result;
 }
 
+// The line ends with this status; its output and its messages contain these texts, or are empty.
+inline void expectRun(const std::string& line, int status, const std::string& output,
+                      const std::string& errors) {
+  SCOPED_TRACE(line);
+  const AdminRun run = runAdmin(line);
+  EXPECT_EQ(run.status, status);
+  EXPECT_NE(run.output.find(output), std::string::npos) << run.output;
+  EXPECT_NE(run.errors.find(errors), std::string::npos) << run.errors;
+  EXPECT_EQ(run.output.empty(), output.empty()) << run.output;
+  EXPECT_EQ(run.errors.empty(), errors.empty()) << run.errors;
+}
+
 // Arguments of a verb that give no output but this status and message.
 struct Refusal {
   const char* arguments;
@@ -71,12 +83,8 @@ struct Refusal {
   const char* message;
 };
 inline void expectRefusals(const std::string& verb, const std::vector<Refusal>& refusals) {
-  for (const auto& [arguments, status, message] : refusals) {
-    const AdminRun run = runAdmin(verb + ' ' + arguments);
-    EXPECT_EQ(run.status, status) << arguments;
-    EXPECT_EQ(run.output, "") << arguments;
-    EXPECT_NE(run.errors.find(message), std::string::npos) << arguments << '\n' << run.errors;
-  }
+  for (const auto& [arguments, status, message] : refusals)
+    expectRun(verb + ' ' + arguments, status, "", message);
 }
 
 }  // namespace badgemint::admin

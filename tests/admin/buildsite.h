@@ -30,7 +30,6 @@ class BuildSite {
 
  protected:
   BuildSite() {
-    fs::rename("formats", "formats.txt");
     kFormats = contentOf("formats.txt");
     cards(kOldCards);
     EXPECT_EQ(runAdmin("build").status, 0);
@@ -86,7 +85,7 @@ class BuildSite {
   }
 
   static constexpr char kFormer[] = "former";
-  TestSite _site;
+  TestSite _site{"formats.txt"};
   std::string kFormats, _old, _new;
 };
 

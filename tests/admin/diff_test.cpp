@@ -100,8 +100,7 @@ constexpr char kOtherKey[] =
 
 // Each side with the card sets and formats beside its databases.
 TEST(Diff, PrintsACardWhoseKeyAloneHasChanged) {
-  const TestSite site;
-  std::filesystem::rename("formats", "formats.txt");
+  const TestSite site("formats.txt");
   site.folder.write("cards.txt", "f 1 1 A=21\nc 1 15890 0 1001\n");
   runAdmin("build");
   site.folder.write("cards.txt", "f 1 1 A=22\nc 1 15890 0 1001\n");
@@ -160,10 +159,8 @@ TEST(Diff, ReportsWhatItCannotCompare) {
   expectRefusals("diff",
                  {{". none", 3, "badgemint-admin: none/ident.db: No such file or directory"},
                   {"--old ident.db access.db --new cut access.db", 2, "cut ends within a record"},
-                  {"--old ident.db access.db --new ident.db ident.db", 2, "ident.db ends within"},
                   {"--old ident.db access.db", 3, "give two folders to compare, or --old IDENT"},
                   {". . --new ident.db access.db", 3, "give two folders to compare"},
-                  {". . --kept", 3, "give two folders to compare"},
                   {"", 3, "give two folders to compare"},
                   {".", 3, "FOLDERS: "},
                   {"ident.db ident.db", 3, "is not a folder; for files write --old IDENT ACCESS"},

@@ -17,7 +17,6 @@ const std::string kPaths = " --formats formats --ident ident --access access --c
 void put(const std::string& name, const std::string& content) {
   std::filesystem::remove(name);  // Files cut to nothing are slow: they are written through.
   std::ofstream(name) << content;
-  std::filesystem::permissions(name, std::filesystem::perms(0600));
 }
 
 // Why the databases are not proved; empty when they are.

@@ -64,8 +64,7 @@ there is no credential with key 4711F000000000000000000000000000
 }
 
 TEST(Show, FindsRangesAndCardsOfAnySet) {
-  const TestSite site;
-  std::filesystem::rename("formats", "formats.txt");
+  const TestSite site("formats.txt");
   site.folder.write("cardsets.txt", "f 1 1 A=21\nf 2 2\n");
   writeRecords<IdentRecord>("ident.db",
                             {{{0x02, 0x2A, 0x7C, 0x24}, 5, 1}, {{0, 0, 0x3E, 0x12}, 7, 2}});
@@ -90,8 +89,7 @@ TEST(Show, FindsRangesAndCardsOfAnySet) {
 }
 
 TEST(Show, RefusesWordsThatMeanNothing) {
-  const TestSite site;
-  std::filesystem::rename("formats", "formats.txt");
+  const TestSite site("formats.txt");
   site.folder.write("cardsets.txt", "f 1 1 A=21\nf 7 9\nf 254 2\n");
   writeRecords<IdentRecord>("ident.db", {});
   writeRecords<AccessRecord>("access.db", {});

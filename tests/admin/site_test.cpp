@@ -21,8 +21,7 @@ void build(const char* cards) {
 // One of the two states as a whole; or nothing and a message, after five seconds of waiting that
 // are much shorter here.
 TEST(Site, IsReadAsOneStateWhileBuildsReplaceIt) {
-  const TestSite site;
-  std::filesystem::rename("formats", "formats.txt");
+  const TestSite site("formats.txt");
   site.folder.write("a", "f 1 1 A=1\nc 1 100 0 1 11\n");
   site.folder.write("b", "f 1 1 A=2\nc 1 200 0 1 22\nc 1 201 0 2 22\n");
   std::map<std::string, int> seen;  // How often each output was there.
@@ -44,24 +43,7 @@ TEST(Site, IsReadAsOneStateWhileBuildsReplaceIt) {
     }
   kill(builder, SIGKILL);
   waitpid(builder, nullptr, 0);
-  for (const auto& [output, count] : seen)
-    if (!output.empty()) EXPECT_GT(count, 0) << output;
-}
-
-TEST(Site, IsNotReadAfterAReplacementThatWasCutShort) {
-  const TestSite site;
-  std::filesystem::rename("formats", "formats.txt");
-  site.folder.write("cards.txt", "f 1 1 A=1\nc 1 100 0 1 11\n");
-  build("cards.txt");
-  std::filesystem::create_directory(".badgemint-admin");
-  for (const char* const verb : {"show 1", "diff . ."}) EXPECT_EQ(runAdmin(verb).status, 0);
-  site.folder.write(".badgemint-admin/journal", "");
-  for (const char* const verb : {"show 1", "diff . .", "verify", "dump"}) {
-    const AdminRun run = runAdmin(verb);
-    EXPECT_EQ(run.status, 3) << verb;
-    EXPECT_EQ(run.output, "") << verb;
-    EXPECT_NE(run.errors.find("cut short"), std::string::npos) << run.errors;
-  }
+  for (const auto& [output, count] : seen) EXPECT_TRUE(output.empty() || count > 0) << output;
 }
 
 }  // namespace

@@ -252,7 +252,7 @@ class ReaderSweep : public testing::Test {
       "dump" + kSite,
       "pattern 1 15890 --formats formats --cardsets cardsets",
       "decode 022A7C24 --formats formats --cardsets cardsets --ident ident",
-      "check --cards cards --formats formats",
+      "check --cards cards --formats formats --levels levels",
       "format 26.cdf 32.cdf"};
   const TestSite _site;
 };
@@ -262,6 +262,7 @@ TEST_F(ReaderSweep, EachCallFails) {
                        "2031/12/31 23:59:58 3 4 1\no 0099 1\nn 0 1A2b30 0 2" +
                        kCardHolder + "p 1234 3" + kHolder + "\nd 2 2147483640 3 4294967290 9\n"),
             0);
+  _site.folder.write("levels", "1 1 1\n");
   const std::string before = files();
   const Fault kFaults[] = {{.call = "any"},
                            {.call = "any", .forEver = true},
@@ -308,10 +309,15 @@ TEST_F(ReaderSweep, EachCallOfADumpFailsOrIsInterrupted) {
 TEST_F(ReaderSweep, AReplacementThatWasCutShortIsReported) {
   ASSERT_EQ(buildCards("p 1234 3" + kHolder + "\n"), 0);
   fs::create_directory(kPrivateFolder);
+  EXPECT_FALSE(contains(runAdmin("dump" + kSite).errors, "was cut short"));
   _site.folder.write(kPrivateFolder + std::string("/journal"), "");
   for (const std::string& reader : kReaders) {
     const bool readsDatabases = contains(reader, "--cardsets");
-    EXPECT_EQ(contains(runAdmin(reader).errors, "was cut short"), readsDatabases) << reader;
+    const AdminRun run = runAdmin(reader);
+    EXPECT_EQ(contains(run.errors, "was cut short"), readsDatabases) << reader;
+    if (contains(reader, "--access")) {
+      EXPECT_TRUE(run.status == 3 && run.output.empty()) << reader;
+    }
   }
 }
 

@@ -107,12 +107,7 @@ TEST_F(VerifyTest, NamesTheFieldThatDiffers) {
       {"differs", [](auto& i, auto&) { i[0].deleted = 1; }, "line 3: mark of deletion"},
       {"differs", [](auto&, auto& a) { a[0].pincode[3] = 0x79; }, "line 3: PIN"},
       {"differs", [](auto&, auto& a) { a[0].acclevel[7] = 1; }, "line 3: access level 8"},
-      {"differs", [](auto&, auto& a) { a[0].setFlag(3, 1); }, "line 3: flag 3 (not in the line)"},
-      {"differs", [](auto&, auto& a) { a[0].escortid = 2; }, "line 3: escort"},
       {"differs", [](auto&, auto& a) { a[0].endtime = 1; }, "line 3: end"},
-      {"differs", [](auto&, auto& a) { a[0].elevatoraccess = 1; }, "line 3: elevator access"},
-      {"differs", [](auto&, auto& a) { a[0].cardissuelevel = 1; }, "line 3: issue level"},
-      {"differs", [](auto&, auto& a) { a[0].outgrpmode = 1; }, "line 3: output mode"},
   }, "--cards cards");
 }
 // clang-format on

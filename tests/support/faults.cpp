@@ -56,6 +56,15 @@ int recorded(int result, Describe describe) {
   return result;
 }
 
+int recordedEntry(int result, int folder, const char* name) {
+  return recorded(result, [&] {
+    return DiskChange{.kind = DiskChange::Kind::kEntry,
+                      .folder = inodeOf(folder),
+                      .name = name,
+                      .file = inodeOf(folder, name)};
+  });
+}
+
 // A file that open(2) may have made.
 int recordedFile(int file, int folder, const std::filesystem::path& path, int flags) {
   if ((flags & O_CREAT) == 0 || recorder == nullptr) return file;
@@ -205,23 +214,12 @@ int __wrap_openat(int folder, const char* name, int flags, mode_t mode) {
 }
 int __wrap_mkdirat(int folder, const char* name, mode_t mode) {
   if (strikes("mkdirat")) return -1;
-  const int result = __real_mkdirat(folder, name, mode);
-  return recorded(result, [&] {
-    return DiskChange{.kind = DiskChange::Kind::kEntry,
-                      .folder = inodeOf(folder),
-                      .name = name,
-                      .file = inodeOf(folder, name)};
-  });
+  return recordedEntry(__real_mkdirat(folder, name, mode), folder, name);
 }
 int __wrap_linkat(int folder, const char* name, int newFolder, const char* newName, int flags) {
   if (strikes("linkat")) return -1;
   const int result = __real_linkat(folder, name, newFolder, newName, flags);
-  return recorded(result, [&] {
-    return DiskChange{.kind = DiskChange::Kind::kEntry,
-                      .folder = inodeOf(newFolder),
-                      .name = newName,
-                      .file = inodeOf(newFolder, newName)};
-  });
+  return recordedEntry(result, newFolder, newName);
 }
 int __wrap_renameat(int folder, const char* name, int newFolder, const char* newName) {
   if (strikes("renameat")) return -1;

@@ -34,11 +34,11 @@ inline std::string logOf(const std::string& name, unsigned pause, int32_t result
 // Format 1 is 26 bits with an 8-bit facility code and a 16-bit number between parity bits; format 2
 // is a 32-bit number alone.
 struct TestSite {
-  TestSite() {
+  explicit TestSite(const char* formats = "formats") {
     write("26.cdf",
           {"PAAAAAAAABBBBBBBBBBBBBBBBP", "", "EXXXXXXXXXXXX", ".............XXXXXXXXXXXXO"});
     write("32.cdf", {std::string(32, 'B')});
-    folder.write("formats", "1 26.cdf\n2 = dir/32.cdf # wide\n");
+    folder.write(formats, "1 26.cdf\n2 = dir/32.cdf # wide\n");
   }
   void write(const char* name, const FormatLines& masks) const {
     folder.write(name, fileOf("CDF", linesOf("CDF", masks)));

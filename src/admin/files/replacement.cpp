@@ -315,10 +315,10 @@ void Replacement::replace(const PartModes& modes, bool keep) {
     if (former) _folder.linkTo(kept, *_private, entryOf(kFormerKept, part));
     prepare(part, modes[part]);
   }
-  const CutShortFailure cutShort(  // Made before memory may be short.
-      ExitStatus::kNotDone,
+  const std::exception_ptr cutShort = std::make_exception_ptr(CutShortFailure(
+      ExitStatus::kNotDone,  // Made before memory may be short.
       "the replacement failed and the old files could not be put back: it is cut short, and the "
-      "databases may be a mixture of old and new ones; the next build finishes it");
+      "databases may be a mixture of old and new ones; the next build finishes it"));
   try {
     writeJournal(transaction, _folder, *_private);
     transaction.keepOldFiles();
@@ -330,7 +330,7 @@ void Replacement::replace(const PartModes& modes, bool keep) {
       _private->sync();
     } catch (...) {
       _isCleanedUp = true;
-      throw cutShort;
+      std::rethrow_exception(cutShort);
     }
     throw;
   }

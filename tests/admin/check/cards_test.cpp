@@ -1,6 +1,6 @@
 // What is found in a cards file: how a build of it ends, judged by the build, and what a build
-// accepts silently, a test for each rule. Texts are tested once, by `Texts` and by the manual's
-// example, which is run too.
+// accepts silently. The manual's example, which is run too, shows each rule once with its text and
+// place; what is here goes beyond it.
 #include <gtest/gtest.h>
 
 #include <random>
@@ -158,45 +158,32 @@ TEST_F(CardsCheck, FindsEveryBrokenWordOnItsLine) {
 }
 
 TEST_F(CardsCheck, Date) {
-  EXPECT_EQ(found(card("2024/01/02", "2024-01-02")), "3:47 date");
   EXPECT_EQ(found(card("2024/01/02", "2024/01//2")), "3:47 date");
   EXPECT_EQ(found(card("2024/01/02", "1969/01/02")), "3:47 date");
-  EXPECT_EQ(found(card("2024/01/02", "2024/01/2x")), "3:47 date");
-  EXPECT_EQ(found(card("2024/01/02", "2024/1/2-7:3:0")), "3:47 date");
   EXPECT_EQ(found(card("2024/01/02", "2024/01/02-07:30:00")), "3:47 date");
   EXPECT_EQ(found(card("07:30:00", "07:30.00")), "3:58 date");
   EXPECT_EQ(found(card("07:30:00", "24:00:00")), "3:58 date");
   EXPECT_EQ(found(card("2024/01/02 07:30:00", "0 07:30:00")), "3:49 date");
-  EXPECT_EQ(found(card("2030/12/30", "2038/01/01")), "3:67 date");
-  EXPECT_EQ(found(card("18:00:00", "06:00:00pm")), "3:78 date");
 }
 
 TEST_F(CardsCheck, Day) {
   EXPECT_EQ(found(card("2024/01/02", "2023/02/29")), "3:47 day");
-  EXPECT_EQ(found(card("2030/12/30", "2030/11/31")), "3:67 day");
   EXPECT_EQ(found(card("2024/01/02", "2024/02/29")), "");
 }
 
 TEST_F(CardsCheck, EndsThatDoNotDoWhatTheySeemTo) {
-  EXPECT_EQ(found(card("2030/12/30 18:00:00", "2030/12/30 00:00:00")), "3:78 day");
   EXPECT_EQ(found(card("2030/12/30 18:00:00", "2030/12/30 0:0:0")), "3:78 day");
-  EXPECT_EQ(found(card("2024/01/02 07:30:00 2030/12/30 18:00:00", "0 0 1970/01/01 00:00:00")),
-            "3:51 date");
   EXPECT_EQ(found(card("07:30:00", "00:00:00")), "");
 }
 
 TEST_F(CardsCheck, Period) {
-  EXPECT_EQ(found(card("2030/12/30", "2024/1/1")), "3:67 period");
   EXPECT_EQ(found(card("2030/12/30", "2024/01/02")), "");
 }
 
 TEST_F(CardsCheck, Number) {
   EXPECT_EQ(found(card(" 8 ", " 8x ")), "3:12 number");
-  EXPECT_EQ(found(card(" 11 ", " 11A ")), "3:14 number");
-  EXPECT_EQ(found(card(" 11 ", " O ")), "3:14 number");
   EXPECT_EQ(found(card(" 21 0", " 21 0x")), "3:93 number");
   EXPECT_EQ(found(card(" 21 0", " 21 0# x")), "");
-  EXPECT_EQ(found("d 1 5 2x 10"), "3:7 number");
   EXPECT_EQ(found("d 1 5 2 10 1x"), "3:12 number");
   EXPECT_EQ(found("f 2x 2x A=1"), "3:3 number, 3:6 number");
 }
@@ -204,11 +191,9 @@ TEST_F(CardsCheck, Number) {
 TEST_F(CardsCheck, Range) {
   EXPECT_EQ(found(card(" 1 ", " 4294967297 ")), "3:3 range");
   EXPECT_EQ(found(card(" 8 ", " 4294967304 ")), "3:12 range");
-  EXPECT_EQ(found(card(" 11 ", " 65536 ")), "3:14 range");
   EXPECT_EQ(found(card(" 9 ", " 4294967305 ")), "3:45 range");
   EXPECT_EQ(found(card(" 20 ", " 256 ")), "3:87 range");
   EXPECT_EQ(found(card(" 21 ", " -1 ")), "3:90 range");
-  EXPECT_EQ(found("d 1 8 0 20 1"), "3:7 range");
   EXPECT_EQ(found("d 4294967297 8 1 20 1"), "3:3 range");
   EXPECT_EQ(found("d 1 4294967304 1 20 1"), "3:5 range");
   EXPECT_EQ(found("d 1 8 4294967297 20 1"), "3:7 range");
@@ -218,19 +203,15 @@ TEST_F(CardsCheck, Range) {
 }
 
 TEST_F(CardsCheck, Flag) {
-  EXPECT_EQ(found(card(" 00 ", " 2 ")), "3:42 flag");
   EXPECT_EQ(found(card(" 21 0", " 21 -1")), "3:93 flag");
 }
 
 TEST_F(CardsCheck, Fields) {
-  EXPECT_EQ(found(card(" 21 0", " 21")), "3 fields");
-  EXPECT_EQ(found("c 1 5 0"), "3 fields");
   EXPECT_EQ(found("p"), "3 fields");
   EXPECT_EQ(found(kCard + " 0"), "3:95 fields");
   EXPECT_EQ(found("p 12 10 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0"), "3:45 fields");
   EXPECT_EQ(found("d 1 8 1 20 1 0"), "3:14 fields");
   EXPECT_EQ(found("d1 1 8 1 20 1"), "3:1 fields");
-  EXPECT_EQ(found(card(" 12 ", " ")), "3 fields");  // All dates and what follows have slipped.
   EXPECT_EQ(found(card(" 12 ", " 12 12 ")), "3 fields");
 }
 
@@ -238,7 +219,6 @@ TEST_F(CardsCheck, Block) {
   EXPECT_EQ(found("d 1 1000 1001 2000 1"), "3:10 block");
   EXPECT_EQ(found("d 1 1001 1000 2000 1"), "");
   EXPECT_EQ(found("d 1 8 900 2000 1"), "3 -1011");  // Card 90 again.
-  EXPECT_EQ(found("d 1 8 1 20"), "3 block");
   EXPECT_EQ(found("d 1 8 1 20 # x"), "3 block");
   EXPECT_EQ(found("d 1 8 1 20 0"), "");
 }
@@ -257,23 +237,13 @@ TEST_F(CardsCheck, Text) {
   EXPECT_EQ(found("o 2468 9\xA0"), "3:9 text");
   EXPECT_EQ(found("o 2468 9 # \xA0"), "");
   EXPECT_EQ(found(std::string("# x\0y", 6)), "3:4 text");
-  EXPECT_EQ(found("f 2 1 A=1#2"), "3:10 text");
-  EXPECT_EQ(found("<<<<<<< ours\n=======\n>>>>>>> theirs"), "3 -503");
-  EXPECT_EQ(found("d 1 8 1\t20 1"), "3:8 text");
-  EXPECT_EQ(found("d 1 8 1 20 1\t"), "");
   EXPECT_EQ(found("d 1 8 1 20 1 \t# x"), "");
   EXPECT_EQ(found(std::string("#") + std::string(299, '-') + "o 3 9"), "3:301 text");
-}
-
-TEST_F(CardsCheck, Hex) {
-  EXPECT_EQ(found("n 0 ABC 0" + kCard.substr(10)), "3:5 hex");
 }
 
 TEST_F(CardsCheck, Zero) {
   EXPECT_EQ(found(card(" 5 ", " 00 ")), "3:5 zero");
   EXPECT_EQ(found(card(" 8 ", " 0 ")), "3:12 zero");
-  EXPECT_EQ(found("o 0 9"), "3:3 zero");
-  EXPECT_EQ(found(card("4711", "0000")), "3:7 zero");
   EXPECT_EQ(found("d 1 0 1 10 1"), "3:5 zero");
   EXPECT_EQ(found("d 1 8 1 0 1"), "3:9 zero");
 }
@@ -289,7 +259,6 @@ TEST_F(CardsCheck, Escort) {
   EXPECT_EQ(found(card(" 9 ", " 10 ")), "3:45 escort");
   EXPECT_EQ(found(card(" 9 ", " 10 ") + "\nd 1 1 1 10 1"), "");
   EXPECT_EQ(found(card(" 9 ", " 10 ") + "\n p 12 10"), "4:1 -503");  // Its line says who he is.
-  EXPECT_EQ(found(card(" 9 ", " 8 ")), "3:45 escort");
   const auto escorted = [](const std::string& holder, const std::string& by) {
     return "n 0 A" + holder + " 0 " + holder + " 0 0 0 0 0 0 0 0 0 0 0 " + by + " 0 0 0 0 0 0 0\n";
   };
@@ -301,51 +270,37 @@ TEST_F(CardsCheck, Escort) {
 TEST_F(CardsCheck, SiteValue) {
   EXPECT_EQ(found("f 2 1"), "3 site-value");
   EXPECT_EQ(found("f 2 1 A"), "3:7 site-value");
-  EXPECT_EQ(found("f 2 1 A=1 B"), "3:11 site-value");
-  EXPECT_EQ(found("f 2 1 Facility=1"), "3:7 site-value");
   EXPECT_EQ(found("f 2 1 A=1 A=2"), "3:11 site-value");
   EXPECT_EQ(found("f 2 1 A=-1 B=1 C=2"), "3:9 site-value, 3:12 site-value, 3:16 site-value");
   EXPECT_EQ(found("f 2 1 A=4294967297"), "3:9 site-value");
   EXPECT_EQ(found("f 2 1 A=2x"), "3:9 site-value");
-  EXPECT_EQ(found("f 2 1 A=256"), "3:9 site-value");
 }
 
 TEST_F(CardsCheck, CardSet) {
   EXPECT_EQ(found("f 1 1 A=21"), "");
-  EXPECT_EQ(found("f 1 1 A=22"), "3 card-set");
   EXPECT_EQ(found("f 1 2"), "3 card-set");
-  EXPECT_EQ(found("f 2 1 A=21"), "3 card-set");  // The same cards as those of set 1.
   EXPECT_EQ(found("f 2 1 A=22"), "");
 }
 
 TEST_F(CardsCheck, ShowsNoPin) {
   for (const char* const line : {"c,1,15890,9364,1001",
-                                 "c;1;15890;9364;1001",
                                  "c 1 15890,9364 1001",
-                                 "c 1 15890;9364 1001",
-                                 "c 1:15890:9364:1001",
                                  "c 1\24015890\2409364\2401001",
                                  "c1,15890,9364,1001",
-                                 "c 1 15890 9364:1001 0",
                                  "c 1 15890 9364x 1001",
                                  "c 1 15890 936493649 1001",
                                  "c 9364 1001 1",
                                  "f 9364 1001",
                                  "f 1 15890 9364 1001",
                                  "f 2 2 9364=1",
-                                 "f 2 2 A,9364",
                                  "f 2 2 A=1,9364",
                                  "d 93641358 1001 3 0 0",
-                                 "d 1 15890,9364 1001 1",
-                                 "d1,9364,5 1",
                                  "d 1 15890 1,9364 1001",
                                  "n 0 1A;9364 1001",
                                  "p 9364;1001 1",
                                  "p93649364936493649 1001",
                                  "o 9364:1001",
                                  "o 9364 1001 9364",
-                                 "o9364-1001",
-                                 "x 9364 1001",
                                  "9364 1001",
                                  "p 1 10 1 93649364 0 0",
                                  "c 1 5 1 1001 0 0 0 0 0 0 0 0 9364 0 0 0 0 0 0 0 0 0 0"}) {
@@ -386,23 +341,18 @@ TEST_F(CardsCheck, OtherNotationsOfDates) {
 }
 
 TEST_F(CardsCheck, Json) {
-  const std::string cards = folder.write("c", kBefore + card("2030/12/30", "2030/11/31") + "\nx");
-  const std::string output = admin::runAdmin("check --json --cards " + cards).output;
+  const std::string cards = folder.write("c", kBefore + card("2030/12/30", "2030/11/31") + "\nx\n");
   EXPECT_EQ(
-      output,
+      admin::runAdmin("check --json --cards " + cards).output,
       "{\"file\":\"" + cards +
           "\",\"line\":3,\"column\":67,\"severity\":\"warning\",\"rule\":"
           "\"day\",\"text\":\"end date \\\"2030/11/31\\\" is not a day of its month and counts as "
           "one of the next month (card 5 of holder 8)\",\"holder\":8,\"set\":1,\"card\":\"5\"}\n"
           "{\"file\":\"" +
           cards +
-          "\",\"line\":4,\"severity\":\"warning\",\"rule\":\"text\",\"text\":"
-          "\"the last line has no newline: the end of the file may be missing\"}\n"
-          "{\"file\":\"" +
-          cards +
           "\",\"line\":4,\"column\":1,\"severity\":\"error\",\"result\":-503,"
           "\"text\":\"\\\"x\\\" is not a line type: a line begins with f, c, n, p, o, d or #\"}\n"
-          "{\"summary\":{\"errors\":1,\"warnings\":2,\"result\":-503,\"file\":\"" +
+          "{\"summary\":{\"errors\":1,\"warnings\":1,\"result\":-503,\"file\":\"" +
           cards + "\",\"line\":4}}\n");
 }
 
@@ -412,43 +362,20 @@ TEST_F(CardsCheck, Errors) {
   EXPECT_EQ(found("f 2 2 x=1"), "3:7 -1006");
   EXPECT_EQ(found("ff 2 2"), "3:1 -1006");
   EXPECT_EQ(found("f 9 9\nd 9 1 1 20 1\nd 9 2 1 21 1"), "4:5 -1007");
-  EXPECT_EQ(found("d 2 1 1 20 1\nd 2 2 1 21 1"), "3 -1006");
-  EXPECT_EQ(found("d 1 8 1"), "3 -507");
   EXPECT_EQ(found("d1 8 1 20 1"), "3:1 -1006");
   EXPECT_EQ(found("d 1 65535 2 20 1"), "3:5 -506");
-  EXPECT_EQ(found("c 1"), "3 -1010");
   EXPECT_EQ(found("c # 1 0 5"), "3:3 -1006");
   EXPECT_EQ(found(card(" 1 ", " 254 ")), "3:3 -1006");
-  EXPECT_EQ(found(card(" 5 ", " 99999 ")), "3:5 -506");
   EXPECT_EQ(found(card(" 5 ", " 99999999999999999999 ")), "3:5 -506");
-  EXPECT_EQ(found(card(" 4711 ", " 123456789 ")), "3:7 -1004");
   EXPECT_EQ(found("n 0 " + std::string(33, 'A') + " 0" + kCard.substr(10)), "3:5 -1003");
-  EXPECT_EQ(found("o 5 10"), "3 -500");
-  EXPECT_EQ(found(" o 5 9"), "3:1 -503");
-  EXPECT_EQ(found("C 1 5"), "3:1 -503");
-  EXPECT_EQ(found("d 1 89 3 20 1"), "3 -1011");
   EXPECT_EQ(found("d 1 90 1 9 1"), "3 -1011");  // The unique ID goes with the key.
   EXPECT_EQ(found("o 5 9\r"), "");
-  EXPECT_EQ(found("o 5\xA0 9"), "3:3 -1004");
 }
 
 TEST_F(CardsCheck, Texts) {
-  const std::string whom = "(card 5 of holder 8)";
   EXPECT_EQ(textOf(card("2030/12/30", "2038/01/01")),
             "end date \"2038/01/01\" is not a day from 1970 to 2037: card 5 of holder 8 never "
             "expires");
-  EXPECT_EQ(textOf(card(" 11 ", " 11A ")),
-            "access level 1 \"11A\" is not a number: only its first digits are read, and all later "
-            "fields are 0, so the card never expires " +
-                whom);
-  EXPECT_EQ(textOf(card(" 21 0", " 21")),
-            "22 words instead of 23: the last flag is missing, and it and all later fields are 0 " +
-                whom);
-  EXPECT_EQ(textOf(card(" 12 ", " ")),
-            "22 words instead of 23, one before the dates is missing: escort 2024, no start date " +
-                whom);
-  EXPECT_EQ(textOf("d 1 89 3 20 1\n# x"),
-            "card 90 of holder 21 has the key of card 90 of holder 9 in line 2");
   EXPECT_EQ(textOf("d 2 1 1 20 1\nd 2 2 1 21 1\nd 2 3 1 22 1"),
             "card set 2 has no 'f' line before this line (cards from 1, holders from 20); further "
             "lines with this card set: 2");
@@ -517,26 +444,10 @@ TEST_F(CardsCheck, ChecksTheLevelsFile) {
     EXPECT_EQ(check(other), "2") << other;
 }
 
-TEST_F(CardsCheck, FailsWithoutMemoryOrAFile) {
+TEST_F(CardsCheck, FailsWithoutMemory) {
   folder.write("levels", "1 1 1\n");
-  std::string cards = "f 1 1 A=21\nd 1 1 2 1 1\no 7 2\n", said;
-  for (int set = 2; set <= 21; ++set) cards += "f " + std::to_string(set) + " 99\n";
   const std::string command =
-      "check --cards " + folder.write("c", cards) + " --levels " + folder.path("levels");
-  EXPECT_EQ(admin::runAdmin(command).status, 0);
-  for (const char* const call : {"allocate", "new", "open"}) {
-    bool struck = true;
-    for (int nth = 1; struck; ++nth) {
-      const admin::AdminRun run = admin::runAdmin(command, {.call = call, .nth = nth});
-      struck = run.struck;
-      said += run.output;
-      if (struck) {
-        EXPECT_GE(run.status, 2) << call << nth << run.output;
-      }
-    }
-  }
-  EXPECT_NE(said.find("cannot be defined"), std::string::npos);
-
+      "check --cards " + folder.path("c") + " --levels " + folder.path("levels");
   machinePages = 1;  // Memory for 80 cards.
   for (const char* const tooMany : {"d 1 1 81 1\n", "d 1 1 80 1\no 7 1\n"}) {
     folder.write("c", std::string("f 1 1 A=21\n") + tooMany);

@@ -1,7 +1,6 @@
 // The rules of the formats file and of format files. A case changes lines of a valid file; what it
 // has to find is "line:column" of each finding, all of the rule that the test is named after.
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <map>
 
@@ -127,16 +126,12 @@ TEST_F(FormatsCheck, RuleMask) {
       {{"CDF", {{9, "9"}}, "9:1"},
        {"CDF", {{9, ""}}, "23:1"},
        {"CDF", {{9, "1"}}, "24:26"},
-       {"CDF", {{21, "PAAAAAAAABBBBBBBBBBBBBBBBPP"}}, "21:27"},
        {"CDF", {{21, "PAAAAAAA.BBBBBBBBBBBBBBBBP"}}, "21:9"},
        {"CDF", {{21, "PAAApAApqBBBBBBBBBBBBBBBBP"}}, "21:5 21:9"},
        {"EFF", {{21, std::string(48, 'A') + "BB"}}, "21:49"},
-       {"CDF", {{22, "x"}}, "22:1"},
        {"CDF", {{22, "....11.x"}}, "22:5 22:8"},
        {"CDF", {{22, dots(27) + "1"}}, "22:28"},
-       {"CDF", {{23, "eXX"}}, "23:1"},
        {"CDF", {{23, ".XX"}}, "23:2"},
-       {"CDF", {{23, ".EX"}}, "23:2"},
        {"CDF", {{23, ""}}, "21:1"},
        {"CDF", {{23, "EXXE"}}, "23:4"},
        {"CDF", {{23, "EXX......................X"}}, "23:26"},
@@ -155,7 +150,6 @@ TEST_F(FormatsCheck, RuleField) {
                        {"CDF", {{13, "F,0,100,MSB,BCD"}}, "13:5"},
                        {"EFF", {{13, "F,,255,MSB,BIN"}}, "13"},
                        {"CDF", {{13, ""}}, "21:2"},
-                       {"CDF", {{14, "F,0,0,MSB, BIN"}}, "14:11"},
                        {"CDF", {{14, "F,0,0,MSB,MSD"}}, "14:11"},
                        {"CDF", {{21, "."}, {23, ""}, {24, ""}}, "8:1"},
                        {"VFF", {{6, "26 2 msb BIN"}}, "6:6"},
@@ -164,8 +158,7 @@ TEST_F(FormatsCheck, RuleField) {
 }
 
 TEST_F(FormatsCheck, RuleNumber) {
-  expectRule("number", {{"CDF", {{9, "2x"}}, "9:1"},
-                        {"CDF", {{13, "F,O,9,MSB,BIN"}, {14, "F, ,x9,MSB,BIN"}}, "13:3 14:3 14:5"},
+  expectRule("number", {{"CDF", {{13, "F,O,9,MSB,BIN"}, {14, "F, ,x9,MSB,BIN"}}, "13:3 14:3 14:5"},
                         {"CDF", {{14, "F,\xC3\xA0,9,MSB,BIN"}}, "14:3"}});
 }
 
@@ -211,19 +204,14 @@ TEST_F(FormatsCheck, RulesOfTheFormatsFile) {
   const struct {
     std::string lines, rule, places;
   } rows[] = {
-      {"O5 f.CDF", "format-id", "1:1"},
-      {"-0 f.CDF", "format-id", "1:1"},
       {"6", "format-id", "1:1"},
       {"-1 f.CDF\n4294967296 f.CDF\n4294967295 f.CDF", "format-id", "1:1 2:1"},
-      {"1 f.CDF\n\n1 f.EFF", "format-id", "3:1"},
       {"1 f.EFF 2 f.VFF", "format-id", "1:9"},
       {"7 d/f.VFF", "format-id", "1:3"},
       {"\xEF\xBB\xBF# \r\n", "text", "1:1"},
       {"# all\r1 f.CDF\r", "text", "1:6"},
       {"2 f.EFF# x", "text", "1:8"},
-      {"6#\n", "text", "1:2"},
       {"1 f.CDF" + std::string(93, ' ') + "2 f.CDF", "text", "1:101"},
-      {"1 f.CDF\n2 f.CDF", "format-id", "2:3"},
       {"\xFF\xFE"
        "1\0 \0d\0\n"s,
        "text", "1"},
@@ -254,13 +242,6 @@ TEST_F(FormatsCheck, ShowsNoDigitsOfPins) {
       EXPECT_EQ(textsOf(findings).find("4711"), std::string::npos) << changed << textsOf(findings);
     }
   }
-}
-
-TEST_F(FormatsCheck, RefusesWhatIsNotARegularFile) {
-  ASSERT_EQ(mkfifo("pipe.cdf", 0600), 0);
-  EXPECT_THROW(checkLines("1 pipe.cdf"), Failure);
-  EXPECT_THROW(check("pipe.cdf"), Failure);
-  EXPECT_THROW(check("."), Failure);
 }
 
 TEST_F(FormatsCheck, Wording) {
