@@ -54,8 +54,7 @@ template <typename Record>
 std::span<const uint32_t> recordsOf(uint32_t uniqid, const std::vector<uint32_t>& numbers,
                                     const std::vector<Record>& records) {
   const auto uniqidOf = [&records](uint32_t number) { return records[number].uniqid; };
-  const auto first = std::ranges::lower_bound(numbers, uniqid, {}, uniqidOf);
-  return {first, std::ranges::upper_bound(first, numbers.end(), uniqid, {}, uniqidOf)};
+  return equalElements(numbers, uniqid, uniqidOf);
 }
 
 bool isPlausible(const IdentRecord& record) {

@@ -33,9 +33,9 @@ AccessWalk::Step AccessWalk::next(uint32_t uniqid) {
     _skipped.resize(_records.size());
   }
   const auto uniqidAt = [this](uint32_t number) { return _records[number].uniqid; };
-  const auto same = std::ranges::equal_range(_ordered, uniqid, {}, uniqidAt);
+  const auto same = equalElements(_ordered, uniqid, uniqidAt);
   if (same.empty()) return {};
-  uint32_t& skipped = _skipped[static_cast<size_t>(same.begin() - _ordered.begin())];
+  uint32_t& skipped = _skipped[static_cast<size_t>(same.data() - _ordered.data())];
   while (skipped < same.size() && _isUsed[same[skipped]]) ++skipped;
   if (skipped == same.size()) return {&_records[same.back()], true, false};
   return use(same[skipped]);

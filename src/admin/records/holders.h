@@ -46,6 +46,15 @@ void forEachUniqid(const std::vector<A>& a, const std::vector<B>& b, Visit visit
   forEachUniqid(std::span(a), std::span(b), uniqidOf, uniqidOf, visit);
 }
 
+// The elements of a sorted vector for which the projection gives `value`. (The subrange of
+// std::ranges::equal_range does not compile with Clang 14 and the library of GCC 12.)
+template <typename T, typename Value, typename Projection>
+std::span<const T> equalElements(const std::vector<T>& sorted, const Value& value,
+                                 Projection projection) {
+  const auto first = std::ranges::lower_bound(sorted, value, {}, projection);
+  return {first, std::ranges::upper_bound(first, sorted.end(), value, {}, projection)};
+}
+
 // Record numbers in the order of unique IDs; of one unique ID in the order of the file.
 struct NumberedRecord {
   uint32_t uniqid;

@@ -128,7 +128,7 @@ struct LossCounts {
 
 template <typename Record>
 std::span<const Record> recordsOf(const std::vector<Record>& records, uint32_t uniqid) {
-  return std::ranges::equal_range(records, uniqid, {}, &Record::uniqid);
+  return equalElements(records, uniqid, &Record::uniqid);
 }
 
 // Both are in the order of unique IDs.

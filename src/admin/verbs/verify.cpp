@@ -72,7 +72,7 @@ class Comparison {
   // Of several records with the key, which no other line has, the equal one; else the first one.
   size_t findByKey(const IdentRecord& expected) {
     if (_byKey.empty()) sortByKey();
-    const auto same = std::ranges::equal_range(_byKey, expected.cardnumber, {}, keyOf());
+    const auto same = equalElements(_byKey, expected.cardnumber, keyOf());
     const auto equal = std::ranges::find_if(
         same, [&](uint32_t number) { return _databases.idents[number] == expected; });
     if (equal != same.end()) return *equal;
