@@ -43,7 +43,7 @@ CardEncoder encoderOfSet(std::string_view set, const cardsets& sets,
   const bool isSet = csid && *csid <= kLastCardSetId;
   const cardset* const record = isSet ? sets.getCardSet(*csid) : nullptr;
   if (record == nullptr)
-    throw Failure(ExitStatus::kRefused, "there is no card set {}", quoted(set));
+    throw Failure(ExitStatus::kRefused, "there is no card set {}", inQuotes(set));
   const auto listed = std::ranges::find(formats, record->fmtid, &CheckedFormat::id);
   if (listed == formats.end() || listed->format == nullptr)
     throw Failure(ExitStatus::kRefused, "format {} of card set {} is not there", record->fmtid,
@@ -59,7 +59,7 @@ uint32_t parseHolder(const std::string& word) {
   const auto uniqid = numberOf(word);
   if (!uniqid)
     throw Failure(ExitStatus::kNotDone, "{} is not a unique ID, a number from 0 to 4294967295",
-                  quoted(word));
+                  inQuotes(word));
   return *uniqid;
 }
 
@@ -67,7 +67,7 @@ CardPattern parseKey(const std::string& word) {
   const auto key = keyOf(word);
   if (!key)
     throw Failure(ExitStatus::kNotDone, "{} is not a key of 1 to 32 hexadecimal digits",
-                  quoted(word));
+                  inQuotes(word));
   return *key;
 }
 
@@ -75,7 +75,7 @@ CardPattern parseCard(const std::string& word, const Site& site) {
   const size_t colon = word.find(':');
   if (colon == std::string::npos)
     throw Failure(ExitStatus::kNotDone, "{} is not a card; write card set and number as in 1:15890",
-                  quoted(word));
+                  inQuotes(word));
   return keyOfCard(word.substr(0, colon), word.substr(colon + 1), site);
 }
 
@@ -84,7 +84,7 @@ uint32_t parseTimeOrNow(const char* option, const std::string& word) {
   const auto time = timeOf(word);
   if (!time)
     throw Failure(ExitStatus::kNotDone, "{} {} is not a time; write it as \"2026/01/31 18:00:00\"",
-                  option, quoted(word));
+                  option, inQuotes(word));
   return *time;
 }
 

@@ -128,9 +128,9 @@ class Comparison {
 NumberedCard encodeWord(const CardEncoder& encoder, std::string_view word) {
   SaturatedInt64 number{};
   if (word.size() > kMaxCardNumberDigits)
-    throw Failure(ExitStatus::kRefused, "card number {} has more than 32 digits", quoted(word));
+    throw Failure(ExitStatus::kRefused, "card number {} has more than 32 digits", inQuotes(word));
   if (readCardNumber(word, number) != kSuccess)
-    throw Failure(ExitStatus::kRefused, "card number {} is not digits alone", quoted(word));
+    throw Failure(ExitStatus::kRefused, "card number {} is not digits alone", inQuotes(word));
   NumberedCard card{number.value, {}};
   if (encodeCardNumber(encoder, number, 0, card.pattern) == kSuccess) return card;
   const CardFormat& format = *encoder.format;

@@ -117,7 +117,7 @@ std::string printable(std::string_view text) {
   return shown;
 }
 
-std::string quoted(std::string_view word) {
+std::string inQuotes(std::string_view word) {
   constexpr size_t kMost = 60;
   return '"' + printable(word.substr(0, kMost)) + (word.size() > kMost ? "...\"" : "\"");
 }

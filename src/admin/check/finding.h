@@ -128,7 +128,7 @@ class Findings {
 // A text whose bytes may be any: what does not print is shown as "\xNN".
 std::string printable(std::string_view text);
 // The same in double quotes, as messages show a word of a file; cut where it is long.
-std::string quoted(std::string_view word);
+std::string inQuotes(std::string_view word);
 
 }  // namespace badgemint::admin
 

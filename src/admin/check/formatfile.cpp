@@ -116,7 +116,7 @@ std::optional<FormatFile::Misread> FormatFile::findMisread() const {
 }
 
 std::string shownLetters(std::string_view word) {
-  return quoted(word.substr(0, word.find_first_of("0123456789")));
+  return inQuotes(word.substr(0, word.find_first_of("0123456789")));
 }
 
 namespace {

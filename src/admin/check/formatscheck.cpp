@@ -272,7 +272,7 @@ size_t FormatsCheck::reportNotAFormat(const Line& line, std::string_view name) {
   const bool mayBePin = std::ranges::any_of(name, isDigit);
   return _findings.error(wordPlace(line, 1), kFormatNotAdded,
                          "{} is not a format file: its name does not contain .cdf, .eff or .vff",
-                         mayBePin ? "the second word" : quoted(name));
+                         mayBePin ? "the second word" : inQuotes(name));
 }
 
 // False, with a warning, when the line is not what it seems to be: what the limit and a '#' do.
@@ -333,13 +333,13 @@ void FormatsCheck::checkNames(const Line& line, const Entry& entry) {
       !isSameFile(written, read))
     _findings.warn(wordPlace(line, 1), "format-id",
                    "the folder is ignored: {} in the current folder is read, which is another file",
-                   quoted(name));
+                   inQuotes(name));
   const Entry& first =
       *std::ranges::find(_entries, name, [](const Entry& e) { return e.checked.fileName; });
   if (first.checked.id != entry.checked.id)
     _findings.warn(wordPlace(line, 1), "format-id",
                    "{} is already format {} in line {}: cards of both formats have the same keys",
-                   quoted(name), first.checked.id, first.checked.line);
+                   inQuotes(name), first.checked.id, first.checked.line);
   if (line.words.count() > 3 && CardFormatSet::isFormatFile(line.words.word(3)))
     _findings.warn(wordPlace(line, 2), "format-id",
                    "only one format per line is read: the second one is ignored");
@@ -359,7 +359,7 @@ void FormatsCheck::load(const Entry& entry) {
   const bool hasFolder = entry.written != name;
   const std::string remark =
       fmt::format("; listed at {}{}", _findings.placeText({_file, checked.line, 0}),
-                  hasFolder ? " as " + quoted(entry.written) + ", whose folder is ignored" : "");
+                  hasFolder ? " as " + inQuotes(entry.written) + ", whose folder is ignored" : "");
   loadChecked(*entry.format, name, _findings.addFile(name), remark, checked, _findings);
   _files.emplace(name, checked);
 }

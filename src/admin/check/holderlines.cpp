@@ -174,7 +174,7 @@ class HolderLine {
     const size_t most = isCard() ? kMaxPinDigits : kMaxPinIdentDigits;
     std::string_view text = pin;
     if (checkPinCode(text, most) == kSuccess) return false;
-    const std::string shownPin = _check.options.withPins ? ": " + quoted(pin) : "";
+    const std::string shownPin = _check.options.withPins ? ": " + inQuotes(pin) : "";
     if (pin[0] == '#')
       _line.error(_line.at(pin), kInvalidPin, kEarlyComment, named(_fields[field]));
     else if (pin.find_first_not_of("0123456789") == std::string_view::npos)

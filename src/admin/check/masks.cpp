@@ -25,7 +25,7 @@ const char* plural(size_t count) {
 
 // A digit may be one of a PIN.
 std::string shownCharacter(char c) {
-  return isDigit(c) ? "a digit" : quoted({&c, 1});
+  return isDigit(c) ? "a digit" : inQuotes({&c, 1});
 }
 
 bool contains(std::string_view characters, char c) {

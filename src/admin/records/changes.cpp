@@ -49,8 +49,8 @@ void compareCredentials(std::span<const IdentRecord> before, std::span<const Ide
 template <typename OldIdentity, typename NewIdentity>
 void joinPairs(std::vector<CredentialChange>& changes, CredentialChange::Kind kind,
                OldIdentity oldIdentity, NewIdentity newIdentity) {
-  using Identity = typename std::invoke_result_t<OldIdentity, const IdentRecord&>::value_type;
-  std::vector<std::pair<Identity, CredentialChange*>> removed, added;
+  using Key = typename std::invoke_result_t<OldIdentity, const IdentRecord&>::value_type;
+  std::vector<std::pair<Key, CredentialChange*>> removed, added;
   for (CredentialChange& change : changes) {
     if (change.kind == kRemoved) {
       if (const auto identity = oldIdentity(*change.before))

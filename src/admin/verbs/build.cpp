@@ -64,7 +64,7 @@ struct RemovalLimit {
 };
 
 // What a holder of the old databases may lose, and how a message says it.
-enum Loss : size_t { kGone, kKey, kLevel, kValidity, kPin };
+enum Loss : size_t { kGone, kLostKey, kLostLevel, kLostValidity, kLostPin };
 constexpr std::array kLossTexts = {"gone", "without a key they had",
                                    "without an access level they had", "no longer valid",
                                    "without a PIN they had"};
@@ -94,19 +94,20 @@ LossSet lossesOf(const HolderRecords& old, const HolderRecords& fresh, uint32_t 
     const auto isSame = [&ident](const IdentRecord& other) {
       return other.deleted == 0 && other.cardnumber == ident.cardnumber;
     };
-    if (ident.deleted == 0 && !any_of(fresh.idents, isSame)) losses.set(isPin(ident) ? kPin : kKey);
+    if (ident.deleted == 0 && !any_of(fresh.idents, isSame))
+      losses.set(isPin(ident) ? kLostPin : kLostKey);
   }
   const auto isValid = [now](const AccessRecord& access) {
     return access.starttime <= now && (access.endtime == 0 || now <= access.endtime);
   };
-  if (any_of(old.accesses, isValid) && !any_of(fresh.accesses, isValid)) losses.set(kValidity);
+  if (any_of(old.accesses, isValid) && !any_of(fresh.accesses, isValid)) losses.set(kLostValidity);
   for (const AccessRecord& access : old.accesses) {
     for (const uint16_t level : access.acclevel) {
       const auto hasLevel = [level](const auto& other) { return count(other.acclevel, level) > 0; };
-      if (level != 0 && !any_of(fresh.accesses, hasLevel)) losses.set(kLevel);
+      if (level != 0 && !any_of(fresh.accesses, hasLevel)) losses.set(kLostLevel);
     }
     if (hasPin(access) && count(fresh.accesses, access.pincode, &AccessRecord::pincode) == 0)
-      losses.set(kPin);
+      losses.set(kLostPin);
   }
   return losses;
 }

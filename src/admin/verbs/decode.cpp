@@ -52,7 +52,7 @@ std::string bitsOfDecimal(const std::string& word) {
     }
     if (!isDigit(c) || carry != 0)
       throw Failure(ExitStatus::kRefused, "--decimal {} is not a decimal number of up to 128 bits",
-                    quoted(word));
+                    inQuotes(word));
   }
   std::string bits;
   for (size_t i = bytes.size(); i-- > 0;) bits += fmt::format("{:08b}", bytes[i]);
@@ -82,7 +82,7 @@ CardInput parseInput(const DecodeOptions& options) {
   if (!key)
     throw Failure(ExitStatus::kRefused,
                   "{} is neither bits (0 and 1) nor a key (1 to 32 hexadecimal digits)",
-                  quoted(options.words.front()));
+                  inQuotes(options.words.front()));
   digits.erase(0, digits.find_first_of("xX") + 1);
   CardInput input{.keys = {*key}, .value = bitsOfHex(digits)};
   // Numbers lose a zero in front.

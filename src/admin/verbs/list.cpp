@@ -57,8 +57,8 @@ bool hasPin(const Holder& holder) {
 uint32_t parseNumber(const char* option, const std::string& word, uint32_t most) {
   const auto number = numberOf(word);
   if (!number || *number > most)
-    throw Failure(ExitStatus::kNotDone, "{} {} is not a number from 0 to {}", option, quoted(word),
-                  most);
+    throw Failure(ExitStatus::kNotDone, "{} {} is not a number from 0 to {}", option,
+                  inQuotes(word), most);
   return *number;
 }
 

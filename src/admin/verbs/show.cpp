@@ -3,7 +3,6 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <ranges>
 #include <set>
 
 #include "admin/arguments.h"
@@ -72,11 +71,13 @@ class HolderPrinter {
 
   JsonObject json(uint32_t uniqid) const {
     const Databases& databases = _site.databases();
-    const auto access = [&](uint32_t number) { return databases.accesses[number]; };
-    const auto ident = [&](uint32_t number) { return databases.idents[number]; };
-    return holderJson(uniqid, _index.accessesOf(uniqid) | std::views::transform(access),
-                      _index.identsOf(uniqid) | std::views::transform(ident), _site, _now,
-                      _options.withPins);
+    std::vector<AccessRecord> accesses;
+    std::vector<IdentRecord> idents;
+    for (const uint32_t number : _index.accessesOf(uniqid))
+      accesses.push_back(databases.accesses[number]);
+    for (const uint32_t number : _index.identsOf(uniqid))
+      idents.push_back(databases.idents[number]);
+    return holderJson(uniqid, accesses, idents, _site, _now, _options.withPins);
   }
 
   void printAccess(uint32_t number, bool hasCard) {
@@ -172,7 +173,7 @@ Query parseHolders(const std::string& word, const HolderPrinter& printer) {
                  last = parseHolder(word.substr(dash + 1));
   if (first > last)
     throw Failure(ExitStatus::kNotDone, "{} is not a range: its end is before its start",
-                  quoted(word));
+                  inQuotes(word));
   return {fmt::format("holder from {} to {}", first, last), {}, printer.holdersIn(first, last)};
 }
 

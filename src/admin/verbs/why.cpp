@@ -176,7 +176,7 @@ uint32_t parseDoor(const std::string& word) {
   const auto door = numberOf(word);
   if (!door)
     throw Failure(ExitStatus::kNotDone,
-                  "--door {} is not a door group, a number from 0 to 4294967295", quoted(word));
+                  "--door {} is not a door group, a number from 0 to 4294967295", inQuotes(word));
   return *door;
 }
 
