@@ -133,7 +133,7 @@ void Site::loadFormats(std::string path, const std::string& formatFolder) {
 }
 
 std::string Site::readCardSets(const std::string& path) {
-  _sets.emplace();
+  _sets = std::make_unique<cardsets>();
   requireRegularFile(path);
   LineReader reader;
   throwErrnoUnless(reader.open(path.c_str()), path);

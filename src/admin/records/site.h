@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -61,7 +62,7 @@ class Site {
 
   CardFormatSet _formats;
   CheckedFormats _checked;
-  std::optional<cardsets> _sets{std::in_place};
+  std::unique_ptr<cardsets> _sets = std::make_unique<cardsets>();
   Databases _databases;
   std::vector<std::string> _problems;
 };
