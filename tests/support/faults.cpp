@@ -66,8 +66,9 @@ int recordedEntry(int result, int folder, const char* name) {
 }
 
 // A file that open(2) may have made.
-int recordedFile(int file, int folder, const std::filesystem::path& path, int flags) {
+int recordedFile(int file, int folder, const char* name, int flags) {
   if ((flags & O_CREAT) == 0 || recorder == nullptr) return file;
+  const std::filesystem::path path = name;
   const std::string parent = path.has_parent_path() ? path.parent_path().string() : ".";
   return recorded(file, [&] {
     return DiskChange{.kind = DiskChange::Kind::kEntry,
