@@ -89,7 +89,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const MemoryFile access(bytes.substr(identSize));
 
   dump(ident, access);
-  const DroppedLog log;
+  const DroppedLog everything(100);
   useIdent(ident, requested, static_cast<uint32_t>(identSize / IdentRecord::kSize));
   useAccess(access, requested,
             static_cast<uint32_t>((bytes.size() - identSize) / AccessRecord::kSize));

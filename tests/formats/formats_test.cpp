@@ -79,6 +79,9 @@ std::string infoOf(const std::string& kind, const std::string& bytes) {
   std::string text = test.log.take();
   const std::string prefix = "[100 " + std::string(kind == "CDF" ? "Cdf" : "Vff") + "CardFormat] ";
   for (size_t at = 0; (at = text.find(prefix)) != std::string::npos;) text.erase(at, prefix.size());
+  test.log.logger().setThreshold(99);
+  test.format->printInfo();
+  EXPECT_EQ(test.log.take(), "") << "nothing is below level 100";
   return text;
 }
 
