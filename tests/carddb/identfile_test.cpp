@@ -1,5 +1,7 @@
 #include "carddb/identfile.h"
 
+#include <map>
+
 #include "carddb/testdatabases.h"
 #include "cardsets/cardsets.h"
 
