@@ -24,7 +24,7 @@ AccessRecord withValidity(AccessRecord to, const AccessRecord& from) {
 }
 
 // Each change in turn, of any record: what stands in the file, what is given back and found.
-TEST(AccessFile, ChangesWhatItSaysAndNothingElse) {
+TEST(AccessFile, ChangesItsFieldsAndNothingElse) {
   std::mt19937 random(1);
   Prepared<AccessFile> file;
   auto stored = Kind<AccessFile>::three();
@@ -99,7 +99,7 @@ TEST(AccessFile, LeavesRecordsOfOthersAlone) {
 }
 
 // Slots with 0 are not looked up; the end of the file comes as a failed read.
-TEST(AccessFile, TellsTheAccessLevelsThatAreMissing) {
+TEST(AccessFile, ReportsTheAccessLevelsThatAreMissing) {
   AccessLevelSet levels;
   EXPECT_TRUE(levels.add(std::make_unique<AccessLevel>(2)));
   Prepared<AccessFile> file;
