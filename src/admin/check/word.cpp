@@ -4,31 +4,12 @@
 
 #include "admin/check/finding.h"
 #include "support/fieldscanner.h"
-#include "support/textutil.h"
 
 namespace badgemint::admin {
 
 namespace {
 
-// The length of the number at the start of a text, with its sign; 0 for none.
-size_t numberLength(std::string_view text) {
-  const size_t sign = !text.empty() && (text[0] == '-' || text[0] == '+') ? 1 : 0;
-  size_t end = sign;
-  while (end < text.size() && isDigit(text[end])) ++end;
-  return end > sign ? end : 0;
-}
-
-// Three numbers with `separator` between them; its length, or 0.
-size_t tripleLength(std::string_view word, char separator) {
-  size_t end = 0;
-  for (int i = 0; i < 3; ++i) {
-    if (i > 0 && (end >= word.size() || word[end++] != separator)) return 0;
-    const size_t length = numberLength(word.substr(end));
-    if (length == 0) return 0;
-    end += length;
-  }
-  return end;
-}
+constexpr std::string_view kHexDigits = "0123456789ABCDEFabcdef";
 
 // In UTF-8, and alone in the 8-bit sets; elsewhere in UTF-8 its byte is the end of a letter.
 bool isNoBreakSpace(std::string_view text, size_t i) {
@@ -36,45 +17,19 @@ bool isNoBreakSpace(std::string_view text, size_t i) {
   return text[i] == '\xA0' && (i == 0 || (text[i - 1] & 0x80) == 0);
 }
 
-// The characters that a field of the kind can have beside digits.
-std::string_view othersThanDigits(FieldKind kind) {
-  switch (kind) {
-    case FieldKind::kCardNumber:
-      return "ABCDEFabcdef";
-    case FieldKind::kDate:
-      return "/";
-    case FieldKind::kTime:
-      return ":";
-    default:
-      return "-+";
-  }
-}
-
-size_t mostDigits(const LineField& field) {
-  switch (field.kind) {
-    case FieldKind::kCardNumber:
-      return 32;
-    case FieldKind::kDate:
-      return 8;
-    case FieldKind::kTime:
-      return 6;
-    default:
-      return fmt::formatted_size("{}", field.most);
-  }
+// The part of a word that consists of these characters.
+ShownWord shownPart(std::string_view word, std::string_view characters, size_t mostDigits) {
+  const size_t length = std::min(word.find_first_not_of(characters), word.size());
+  const auto digits = std::ranges::count_if(word.substr(0, length), isDigit);
+  return {word, length, static_cast<size_t>(digits), mostDigits};
 }
 
 }  // namespace
 
-Word classify(std::string_view word) {
-  if (word.starts_with('#')) return {WordKind::kComment};
-  const size_t number = numberLength(word);
-  if (number == 0) return {WordKind::kOther};
-  if (number == word.size()) return {WordKind::kNumber};
-  if (const size_t date = tripleLength(word, '/'); date > 0)
-    return {WordKind::kDate, word.substr(date)};
-  if (const size_t time = tripleLength(word, ':'); time > 0)
-    return {WordKind::kTime, word.substr(time)};
-  return {WordKind::kNumberWithRest, word.substr(number)};
+size_t numberLength(std::string_view text) {
+  const size_t sign = text.starts_with('-') || text.starts_with('+') ? 1 : 0;
+  const size_t end = std::min(text.find_first_not_of("0123456789", sign), text.size());
+  return end > sign ? end : 0;
 }
 
 int64_t wordValue(std::string_view word) {
@@ -83,7 +38,7 @@ int64_t wordValue(std::string_view word) {
   return digitsToInt64(word, number) ? number.value : textToInt64(word.data());
 }
 
-std::optional<HiddenByte> findHiddenByte(std::string_view line, size_t from) {
+std::optional<HiddenByte> findHiddenByte(std::string_view line, size_t from, size_t comment) {
   std::string_view text = line;
   for (int i = 0; i < 2 && (text.ends_with('\n') || text.ends_with('\r')); ++i)
     text.remove_suffix(1);
@@ -97,7 +52,7 @@ std::optional<HiddenByte> findHiddenByte(std::string_view line, size_t from) {
       return HiddenByte{i, "a NUL byte: the rest of the line is not read"};
     }
     if (text[i] == '\r') return HiddenByte{i, "a carriage return within the line does not end it"};
-    if (isNoBreakSpace(text, i))
+    if (i < comment && isNoBreakSpace(text, i))
       return HiddenByte{i, "a no-break space is not a blank but part of the word"};
   }
   return {};
@@ -116,17 +71,25 @@ bool isUtf16(std::string_view start) {
 }
 
 ShownWord shown(std::string_view word, const LineField& field) {
-  if (field.kind == FieldKind::kPin) return {};
-  ShownWord shown{word};
-  const std::string_view others = othersThanDigits(field.kind);
-  shown.mostDigits = mostDigits(field);
-  for (const char c : word) {
-    const bool isLateSign = (c == '-' || c == '+') && shown.length > 0;
-    if (!isDigit(c) && (isLateSign || others.find(c) == std::string_view::npos)) break;
-    ++shown.length;
-    shown.digits += isDigit(c) ? 1 : 0;
+  switch (field.kind) {
+    case FieldKind::kPin:
+      return {};
+    case FieldKind::kCardNumber:
+      return shownPart(word, "0123456789", 32);
+    case FieldKind::kDate:
+      return shownPart(word, "0123456789/", 8);
+    case FieldKind::kTime:
+      return shownPart(word, "0123456789:", 6);
+    default:
+      break;
   }
-  return shown;
+  ShownWord number{word, numberLength(word), 0, fmt::formatted_size("{}", field.most)};
+  number.digits = number.length - (number.length > 0 && !isDigit(word[0]) ? 1 : 0);
+  return number;
+}
+
+ShownWord shownHex(std::string_view word) {
+  return shownPart(word, kHexDigits, 32);
 }
 
 ShownWord shownName(std::string_view word) {

@@ -1,5 +1,5 @@
-// What a word of an input file is, which of its bytes an editor does not show, and how much of it a
-// message may show.
+// What a word of an input file is, which bytes of a line an editor does not show, and how much of a
+// word a message may show.
 #ifndef BADGEMINT_ADMIN_CHECK_WORD_H
 #define BADGEMINT_ADMIN_CHECK_WORD_H
 
@@ -16,25 +16,11 @@
 
 namespace badgemint::admin {
 
-enum class WordKind : uint8_t {
-  kNumber,          // Decimal digits, perhaps after a sign.
-  kNumberWithRest,  // Begins with a number, as "12A": a build reads the number only.
-  kDate,            // Three numbers with slashes between them; what follows is the rest.
-  kTime,            // The same with colons.
-  kComment,         // Begins with '#'.
-  kOther,
-};
-
-struct Word {
-  WordKind kind = WordKind::kOther;
-  std::string_view rest{};  // What follows the number, the date or the time.
-};
-
-// Classifies a word, which has no white space.
-Word classify(std::string_view word);
+// The length of the decimal number at the start of a text, with its sign; 0 for none.
+size_t numberLength(std::string_view text);
 
 inline bool isNumber(std::string_view word) {
-  return classify(word).kind == WordKind::kNumber;
+  return !word.empty() && numberLength(word) == word.size();
 }
 
 // The number that a word begins with, and 0 where there is none; it saturates at 64 bits. A NUL or
@@ -48,9 +34,12 @@ struct HiddenByte {
 };
 
 // The first NUL with something after it, carriage return before the end of the line, or no-break
-// space, from `from` on. The newline may be there.
-std::optional<HiddenByte> findHiddenByte(std::string_view line, size_t from = 0);
+// space, from `from` on; in a comment, which begins at `comment`, a no-break space does no harm.
+// The newline may be there.
+std::optional<HiddenByte> findHiddenByte(std::string_view line, size_t from = 0,
+                                         size_t comment = std::string_view::npos);
 
+inline constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 // Whether the line is one of those that a version control system leaves where versions conflict.
 bool isMergeMark(std::string_view line);
 // Whether a file that begins like this is in UTF-16, which is read as if each character were two.
@@ -74,6 +63,8 @@ struct ShownWord {
 };
 
 ShownWord shown(std::string_view word, const LineField& field);
+// The same of a card number without format, whose digits are hexadecimal.
+ShownWord shownHex(std::string_view word);
 // The same of a word that ought to be letters.
 ShownWord shownName(std::string_view word);
 
