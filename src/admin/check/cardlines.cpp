@@ -58,10 +58,8 @@ class FieldsCheck {
     }
   }
 
-  ShownWord shownWord(size_t field) const {
-    return isHex() && _fields[field].kind == FieldKind::kCardNumber
-               ? shownHex(_words[field])
-               : shown(_words[field], _fields[field]);
+  std::string shownWord(size_t field) const {
+    return shown(_words[field], _fields[field], isHex());
   }
   bool isHex() const { return *_line.text == kNoFormatCardLine; }
 
@@ -103,7 +101,8 @@ class FieldsCheck {
   bool checkNumberRange(int64_t number) const;
   void checkLevel(size_t field) const;
   void warnIfZero(size_t field) const {
-    if (isZero(_words[field])) warn(field, "zero", "{} 0", _fields[field].name);
+    if (isZero(_words[field]))
+      warn(field, "zero", "{} 0 counts like any other: is it an empty cell?", _fields[field].name);
   }
 
   CardsCheck& _check;
@@ -117,14 +116,8 @@ bool FieldsCheck::reportCardNumber() const {
   std::string_view text = _words[1];
   const int32_t result = checkCardNumber(text, isHex() ? 0 : 1, isHex() ? 1 : 0);
   if (result == kSuccess) return false;
-  const ShownWord word = shownWord(1);
-  if (word.word.starts_with('#'))
-    error(1, result, "{}", earlyComment(1));
-  else if (word.hasTooManyDigits())
-    error(1, result, "{} {}; at most {} are allowed", _fields[1].name, word, kMaxCardNumberDigits);
-  else
-    error(1, result, "{} {} has a character that is not a {} digit", _fields[1].name, word,
-          isHex() ? "hexadecimal" : "decimal");
+  error(1, result, "{} {} is not up to {} {} digits", _fields[1].name, shownWord(1),
+        kMaxCardNumberDigits, isHex() ? "hexadecimal" : "decimal");
   return true;
 }
 
@@ -312,9 +305,7 @@ class HolderLine : FieldsCheck {
     std::string_view text = pin;
     if (checkPinCode(text, most) == kSuccess) return false;
     const std::string shownPin = _check.options.withPins ? ": " + inQuotes(pin) : "";
-    if (pin[0] == '#')
-      error(field, kInvalidPin, "{}", earlyComment(field));
-    else if (pin.find_first_not_of("0123456789") == std::string_view::npos)
+    if (pin.find_first_not_of("0123456789") == std::string_view::npos)
       error(field, kInvalidPin, "PIN of {} digits; at most {} are allowed{}", pin.size(), most,
             shownPin);
     else
@@ -328,10 +319,13 @@ class HolderLine : FieldsCheck {
     const std::string_view extra = _words[_fields.size()];
     if (_problem == Problem::kNone && (extra.empty() || extra[0] == '#')) return true;
     const size_t count = countWords();
-    if (hasSlipped(count)) return reportSlip(count);
-    if (_problem != Problem::kNone) return reportProblem(count);
-    _check.misread.push_back(_line.number());
-    warnOfExtraWord();
+    if (_problem != Problem::kNone && !hasSlipped(count)) return reportProblem(count);
+    if (hasSlipped(count)) {
+      reportSlip(count);
+    } else {
+      warnOfExtraWord();
+      _check.misread.push_back(_line.number());
+    }
     return false;
   }
 
@@ -341,27 +335,28 @@ class HolderLine : FieldsCheck {
     const Place place = _line.at(word);
     const bool isLast = _good + 1 == _fields.size();
     if (_problem == Problem::kMissing)
-      return reportMisread(
+      reportMisread(
           _line.whole(), "fields", firstHolderField(),
           fmt::format("{} words instead of {}: {} is missing, and it and all later fields are 0",
                       count, _fields.size(), named(field)));
-    if (_problem == Problem::kComment)
-      return reportMisread(place, "text", _good, earlyComment(_good));
-    if (_problem == Problem::kNotNumber)
+    else if (_problem == Problem::kComment)
+      reportMisread(place, "text", _good, earlyComment(_good));
+    else if (_problem == Problem::kNotNumber)
       reportMisread(place, "number", _good,
                     fmt::format("{} {} is not a number: it and all later fields are 0", field.name,
                                 shownWord(_good)));
     else if (isDateOrTime(field))
-      reportMisread(
-          place, "date", _good,
-          fmt::format("{} {} has more than 14 characters: the rest is read as the next field",
-                      field.name, shownWord(_good)));
+      _check.otherDates.add(
+          word, reportMisread(place, "date", _good,
+                              fmt::format("{} {} has more than 14 characters: the rest is read as "
+                                          "the next field",
+                                          field.name, shownWord(_good))));
     else if (!isLast || word[numberLength(word)] != '#')
       reportMisread(
           place, "number", _good,
           fmt::format("{} {} is not a number: only its first digits are read{}", field.name,
                       shownWord(_good), isLast ? "" : ", and the rest is read as the next field"));
-    return true;
+    return _problem != Problem::kMissing && _problem != Problem::kComment;
   }
 
   // The words before a comment, however many they are.
@@ -384,26 +379,25 @@ class HolderLine : FieldsCheck {
            (isDateAt(firstDateField()) || isDateAt(firstDateField() + 2));
   }
 
-  bool reportSlip(size_t count) {
+  void reportSlip(size_t count) {
     const size_t expected = _fields.size();
     const size_t wrong = count < expected ? expected - count : count - expected;
-    return reportMisread(
-        _line.whole(), "fields", 0,
-        fmt::format("{} words instead of {}, {} before the dates {} {}", count, expected,
-                    wrong == 1 ? "one" : fmt::to_string(wrong), wrong == 1 ? "is" : "are",
-                    count < expected ? "missing" : "too many"));
+    reportMisread(_line.whole(), "fields", 0,
+                  fmt::format("{} words instead of {}, {} before the dates {} {}", count, expected,
+                              wrong == 1 ? "one" : fmt::to_string(wrong), wrong == 1 ? "is" : "are",
+                              count < expected ? "missing" : "too many"));
   }
 
   // Reports a line in which the fields from `firstWrong` on are read from wrong words, or from
-  // none. Returns false.
-  bool reportMisread(Place place, std::string_view rule, size_t firstWrong,
-                     const std::string& text) {
+  // none. Returns the number of the finding.
+  size_t reportMisread(Place place, std::string_view rule, size_t firstWrong,
+                       const std::string& text) {
     const HolderFields holder = scanHolder();
     const size_t finding = _line.warn(place, rule, "{}{}", text, effects(holder, firstWrong));
     if (firstWrong <= escortField() && holder.escortId != 0)
       _check.misreadEscorts.push_back({holder.escortId, finding});
     _check.misread.push_back(_line.number());
-    return false;
+    return finding;
   }
 
   // What a build makes of the fields from `firstWrong` on: ": escort 2024, no start date".
@@ -455,7 +449,7 @@ class HolderLine : FieldsCheck {
     if (isHex() && _words[1].size() % 2 == 1)
       warn(1, "hex", "card number {0} has an odd number of digits and is read as {0}0", _words[1]);
     checkRange(uniqid);
-    if (_line.subject.uniqid == 0U) warn(uniqid, "zero", "unique ID 0");
+    warnIfZero(uniqid);
   }
 
   // What a build accepts silently in the fields of a holder, and a site would not want.
@@ -515,7 +509,8 @@ class HolderLine : FieldsCheck {
     _check.otherDates.isMixed = true;
     if (isUsual(date, time)) return seconds;
     if (*rest != '\0')
-      warn(field + 1, "date", "what follows the seconds of the {} time is ignored", name);
+      warn(field + 1, "date", "{} time {} is read only up to its seconds", name,
+           shownWord(field + 1));
     else if (!hasDay(date, seconds))
       warn(field, "day", "{} date {} is not a day of its month and counts as one of the next month",
            name, shownWord(field));

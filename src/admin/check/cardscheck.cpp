@@ -39,7 +39,8 @@ std::optional<HiddenByte> findHidden(LineReader& input) {
   const size_t tab = raw[0] == kMultiCardsLine ? words.find('\t') : std::string_view::npos;
   if (tab != std::string_view::npos &&
       words.find_first_not_of(" \t\r\n", tab) != std::string_view::npos)
-    return HiddenByte{tab, "a tab in a 'd' line does not separate words"};
+    return HiddenByte{
+        tab, "a tab in a 'd' line is part of a word, so other cards get other holders or levels"};
   const size_t mark = raw[0] == kFieldsLine ? raw.find('#') : std::string_view::npos;
   if (mark != std::string_view::npos && std::strchr(kWordDelimiters, raw[mark - 1]) == nullptr)
     return HiddenByte{mark,
@@ -128,10 +129,10 @@ class FileForm {
   void add(LineReader& lines) {
     const std::string_view line(lines.line(), lines.length());
     if (lines.lineNumber() == 1) _isUtf16 = isUtf16(line);
-    if (!_isCsv || isIgnored(lines.line())) return;
+    if (!_isCsv || isIgnored(lines.line()) || line[0] == kFieldsLine) return;
     const std::string_view words = line.substr(0, commentStart(line));
     _hasWords = true;
-    _isCsv = std::ranges::count(words, ',') >= 3 || std::ranges::count(words, ';') >= 3;
+    _isCsv = std::ranges::count(words, ',') >= 2 || std::ranges::count(words, ';') >= 2;
   }
 
   // Null for a cards file.
@@ -198,10 +199,14 @@ SiteSummary checkCards(CardsCheck& check) {
   reportOtherDates(check);
   const SiteSummary summary = {check.index.count(), checkWholeFile(check)};
   if (form != nullptr) {  // One finding in place of those of the lines.
-    const auto [result, place] = check.findings.verdict();
-    before.setVerdict(result, place);
-    before.add({.place = {check.file, 1, 0}, .code = result, .rule = result < 0 ? "" : "text"},
-               form, {});
+    const std::vector<Finding> all = check.findings.sorted();
+    const auto error = std::ranges::find_if(all, [&check](const Finding& finding) {
+      return finding.place.file == check.file && finding.isError();
+    });
+    Finding whole{.place = {check.file, 1}, .rule = "text"};
+    if (error != all.end()) whole = {.place = {check.file, error->place.line}, .code = error->code};
+    before.setVerdict(whole.code, whole.place);
+    before.add(std::move(whole), form, {});
     check.findings = std::move(before);
   } else if (check.index.count() == 0 && check.findings.errors() == 0) {
     check.findings.warn({check.file, 0, 0}, "empty",
@@ -240,14 +245,13 @@ void printJsonSummary(const Findings& findings, const SiteSummary& summary, Cons
 }  // namespace
 
 std::string readAs(std::string_view word, const LineField& field, int64_t value) {
-  // The digits of a word that may be a PIN could be worked out from the number.
-  return shown(word, field).hasTooManyDigits() ? "" : fmt::format(": it is read as {}", value);
+  return hasTooManyDigits(word, field) ? "" : fmt::format(": it is read as {}", value);
 }
 
 bool Subject::hasNumber() const {
-  const ShownWord number = kind == Kind::kHexCard ? shownHex(cardNumber)
-                                                  : shown(cardNumber, {"", FieldKind::kCardNumber});
-  return !cardNumber.empty() && number.length == cardNumber.size() && !number.hasTooManyDigits();
+  const char* const digits = kind == Kind::kHexCard ? "0123456789ABCDEFabcdef" : "0123456789";
+  return !cardNumber.empty() && cardNumber.size() <= kMaxCardNumberDigits &&
+         cardNumber.find_first_not_of(digits) == std::string_view::npos;
 }
 
 std::string Subject::text() const {

@@ -92,22 +92,22 @@ class CardSetLine {
   bool checkPair(const char* letter, const char* value, const CardFormat* format) const {
     const int32_t field = *letter - 'A';
     if (value == nullptr)
-      return warn(letter, "field {} has no value and is not set", shownName(letter));
+      return warn(letter, "field {} has no value: it is 0 on every card of the set",
+                  shownName(letter));
     if (std::strlen(letter) > 1)
       return warn(letter, "{} sets field {:c}: the name of a field is one letter",
                   shownName(letter), *letter);
-    const LineField limits = valueField(field, format);
-    const ShownWord number = shown(value, limits);
-    if (const int64_t read = textToInt64(value); !isNumber(value) || read < 0 || read > INT32_MAX)
-      return warn(value, "value {} of field {:c} is not a number from 0 to 2147483647{}", number,
-                  *letter, readAs(value, limits, textToInt32(value)));
+    if (!isNumber(value))
+      return warn(value, "value {} of field {:c} is not a number{}",
+                  shown(value, valueField(field, format)), *letter,
+                  readAs(value, valueField(field, format), textToInt32(value)));
     if (_given[static_cast<size_t>(field)])
       return warn(letter, "field {:c} is given twice, and the last value counts", *letter);
     if (format == nullptr) return true;
     if (field == format->cardNumberField())
       return warn(letter, "field {:c} is the card number: its value is not used", *letter);
     if (!hasSiteValue(*format, field)) return warn(letter, "the format has no field {:c}", *letter);
-    return checkFits(value, number, field, *format);
+    return checkFits(value, field, *format);
   }
 
   // A value with more digits than the largest one may be a PIN.
@@ -121,28 +121,27 @@ class CardSetLine {
     return limits;
   }
 
-  bool checkFits(const char* value, const ShownWord& shownValue, int32_t field,
-                 const CardFormat& format) const {
+  // Whether the cards carry the value as it is written.
+  bool checkFits(const char* value, int32_t field, const CardFormat& format) const {
     const auto at = static_cast<size_t>(field);
     const FieldDefinition& definition = format.fieldDefinitions()[at];
     if (definition.ftyp == kNotGiven) return true;  // 0 on every card: a finding of the format.
-    const int64_t number = textToInt32(value);
+    const int64_t number = textToInt64(value);
     CardFormat::FieldValues values{};
-    values[at] = number;
-    int64_t decoded = 0;
+    values[at] = textToInt32(value);
+    int64_t carried = 0;
     static_cast<void>(
-        format.decodeField(format.encodeNumber(format.encodeSite(values), 0), field, decoded));
-    const std::string carried =
-        shownValue.hasTooManyDigits() ? "another value" : fmt::to_string(decoded);
-    const bool isBounded = definition.maxval > 0;
-    if (isBounded && (number < definition.minval || number > definition.maxval))
-      return warn(value,
-                  "value {} of field {:c} is not {} to {}, as its format requires: the cards carry "
-                  "{}",
-                  shownValue, 'A' + field, definition.minval, definition.maxval, carried);
-    if (decoded == number) return true;
-    return warn(value, "value {} does not fit the {} bits of field {:c}: the cards carry {}",
-                shownValue, format.fieldBitCount(field), 'A' + field, carried);
+        format.decodeField(format.encodeNumber(format.encodeSite(values), 0), field, carried));
+    const bool isOutside =
+        definition.maxval > 0 && (number < definition.minval || number > definition.maxval);
+    if (!isOutside && carried == number) return true;
+    const LineField limits = valueField(field, &format);
+    return warn(value, "value {} of field {:c} {}: the cards carry {}", shown(value, limits),
+                'A' + field,
+                isOutside ? fmt::format("is not {} to {}, as its format requires",
+                                        definition.minval, definition.maxval)
+                          : fmt::format("does not fit its {} bits", format.fieldBitCount(field)),
+                hasTooManyDigits(value, limits) ? "another value" : fmt::to_string(carried));
   }
 
   template <typename... Args>

@@ -177,13 +177,12 @@ class WholeFileCheck {
   size_t report(const Clash& clash) const {
     const CardIndexEntry& first = entry(clash.position);
     Finding finding{.place = placeOf(first),
-                    .text = textOf(clash),
                     .code = clash.code,
                     .rule = clash.code == kPair ? "pair" : "",
                     .about = aboutOf(first)};
     if (clash.code == kDuplicateCardKey && (_check.options.withPins || !isPin(first)))
       finding.about.key = keyText(first.key);
-    const std::string text = finding.text;
+    const std::string text = textOf(clash);
     return _check.findings.add(std::move(finding), "{}", fmt::make_format_args(text));
   }
 

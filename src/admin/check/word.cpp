@@ -3,13 +3,12 @@
 #include <algorithm>
 
 #include "admin/check/finding.h"
+#include "cardsets/card_functions.h"
 #include "support/fieldscanner.h"
 
 namespace badgemint::admin {
 
 namespace {
-
-constexpr std::string_view kHexDigits = "0123456789ABCDEFabcdef";
 
 // In UTF-8, and alone in the 8-bit sets; elsewhere in UTF-8 its byte is the end of a letter.
 bool isNoBreakSpace(std::string_view text, size_t i) {
@@ -17,11 +16,41 @@ bool isNoBreakSpace(std::string_view text, size_t i) {
   return text[i] == '\xA0' && (i == 0 || (text[i - 1] & 0x80) == 0);
 }
 
-// The part of a word that consists of these characters.
-ShownWord shownPart(std::string_view word, std::string_view characters, size_t mostDigits) {
-  const size_t length = std::min(word.find_first_not_of(characters), word.size());
-  const auto digits = std::ranges::count_if(word.substr(0, length), isDigit);
-  return {word, length, static_cast<size_t>(digits), mostDigits};
+// The characters that a field of the kind can have beside digits.
+std::string_view othersThanDigits(FieldKind kind, bool isHex) {
+  if (kind == FieldKind::kDate) return "/";
+  if (kind == FieldKind::kTime) return ":";
+  return isHex ? "ABCDEFabcdef" : "";
+}
+
+size_t mostDigits(const LineField& field) {
+  if (field.kind == FieldKind::kCardNumber) return kMaxCardNumberDigits;
+  if (field.kind == FieldKind::kDate) return 8;
+  if (field.kind == FieldKind::kTime) return 6;
+  return fmt::formatted_size("{}", field.most);
+}
+
+// The first characters of a word, in quotes. The one after them shows what is wrong; no digit is
+// shown that may be of a PIN.
+std::string quoted(std::string_view word, size_t length) {
+  const bool showsNext = length < word.size() && !isDigit(word[length]);
+  const size_t end = length + (showsNext ? 1 : 0);
+  return fmt::format("\"{}{}\"", printable(word.substr(0, end)), end < word.size() ? "..." : "");
+}
+
+// The part of a word that its field can have.
+std::string_view possiblePart(std::string_view word, const LineField& field, bool isHex) {
+  const std::string_view others = othersThanDigits(field.kind, isHex);
+  const size_t sign = others.empty() && (word.starts_with('-') || word.starts_with('+')) ? 1 : 0;
+  size_t end = sign;
+  while (end < word.size() &&
+         (isDigit(word[end]) || others.find(word[end]) != std::string_view::npos))
+    ++end;
+  return word.substr(0, end);
+}
+
+size_t countDigits(std::string_view text) {
+  return static_cast<size_t>(std::ranges::count_if(text, isDigit));
 }
 
 }  // namespace
@@ -70,40 +99,21 @@ bool isUtf16(std::string_view start) {
   return start.size() >= 4 && isNul(0) != isNul(1) && isNul(0) == isNul(2) && isNul(1) == isNul(3);
 }
 
-ShownWord shown(std::string_view word, const LineField& field) {
-  switch (field.kind) {
-    case FieldKind::kPin:
-      return {};
-    case FieldKind::kCardNumber:
-      return shownPart(word, "0123456789", 32);
-    case FieldKind::kDate:
-      return shownPart(word, "0123456789/", 8);
-    case FieldKind::kTime:
-      return shownPart(word, "0123456789:", 6);
-    default:
-      break;
-  }
-  ShownWord number{word, numberLength(word), 0, fmt::formatted_size("{}", field.most)};
-  number.digits = number.length - (number.length > 0 && !isDigit(word[0]) ? 1 : 0);
-  return number;
+std::string shown(std::string_view word, const LineField& field, bool isHex) {
+  if (field.kind == FieldKind::kPin) return {};
+  const std::string_view part = possiblePart(word, field, isHex);
+  if (countDigits(part) > mostDigits(field)) return fmt::format("of {} digits", countDigits(part));
+  return quoted(word, part.size());
 }
 
-ShownWord shownHex(std::string_view word) {
-  return shownPart(word, kHexDigits, 32);
+bool hasTooManyDigits(std::string_view word, const LineField& field) {
+  return countDigits(possiblePart(word, field, false)) > mostDigits(field);
 }
 
-ShownWord shownName(std::string_view word) {
+std::string shownName(std::string_view word) {
   const auto isLetter = [](char c) { return (c | 0x20) >= 'a' && (c | 0x20) <= 'z'; };
   const auto end = std::ranges::find_if_not(word, isLetter);
-  return {word, static_cast<size_t>(end - word.begin())};
-}
-
-std::string ShownWord::text() const {
-  if (hasTooManyDigits()) return fmt::format("of {} digits", digits);
-  // The character after it shows what is wrong; of a PIN no digit is shown.
-  const bool showsNext = length < word.size() && !isDigit(word[length]);
-  const size_t end = length + (showsNext ? 1 : 0);
-  return fmt::format("\"{}{}\"", printable(word.substr(0, end)), end < word.size() ? "..." : "");
+  return quoted(word, static_cast<size_t>(end - word.begin()));
 }
 
 }  // namespace badgemint::admin

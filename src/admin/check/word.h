@@ -3,8 +3,6 @@
 #ifndef BADGEMINT_ADMIN_CHECK_WORD_H
 #define BADGEMINT_ADMIN_CHECK_WORD_H
 
-#include <fmt/format.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -49,33 +47,15 @@ inline constexpr char kMergeMarkText[] =
 inline constexpr char kUtf16Text[] = "the file is UTF-16: save it as UTF-8";
 
 // How a message shows a word of a wrong line, in which any word may be a PIN: never that of a PIN;
-// any other up to the first character that its field cannot have, and not at all when that part has
-// more digits than the largest value of the field. The text of the word must live as long.
-struct ShownWord {
-  std::string_view word;
-  size_t length = 0;  // Of the part that the field can have.
-  size_t digits = 0;  // In that part.
-  size_t mostDigits = 0;
-
-  bool hasTooManyDigits() const { return digits > mostDigits; }
-  // In double quotes, or "of N digits" for a word with too many of them.
-  std::string text() const;
-};
-
-ShownWord shown(std::string_view word, const LineField& field);
-// The same of a card number without format, whose digits are hexadecimal.
-ShownWord shownHex(std::string_view word);
+// any other in double quotes up to the first character that its field cannot have, and as "of N
+// digits" when that part has more digits than the largest value of the field. Only card numbers
+// without format have hexadecimal digits.
+std::string shown(std::string_view word, const LineField& field, bool isHex = false);
+// Whether it is not shown for its digits: they could be worked out from the number that is read.
+bool hasTooManyDigits(std::string_view word, const LineField& field);
 // The same of a word that ought to be letters.
-ShownWord shownName(std::string_view word);
+std::string shownName(std::string_view word);
 
 }  // namespace badgemint::admin
-
-template <>
-struct fmt::formatter<badgemint::admin::ShownWord> : fmt::formatter<std::string> {
-  template <typename Context>
-  auto format(const badgemint::admin::ShownWord& word, Context& context) const {
-    return fmt::formatter<std::string>::format(word.text(), context);
-  }
-};
 
 #endif  // BADGEMINT_ADMIN_CHECK_WORD_H

@@ -359,7 +359,7 @@ TEST_F(CardsCheck, OtherFiles) {
                                  all[0].kind()
                            : std::to_string(all.size()) + " findings";
   };
-  EXPECT_EQ(only("# holders\nc,1,15890,4711,1001\nc,1,15891,4712,1002\n"), "c:1 -1006");
+  EXPECT_EQ(only("# holders\nc,1,15890,4711,1001\nc,1,15891,4712,1002\n"), "c:2 -1006");
   EXPECT_EQ(only("d;1;15890;5;1001\n"), "c:1 -507");
   EXPECT_EQ(only(std::string("\377\376f\0 \0\n", 7)), "c:1 -503");
   EXPECT_EQ(only(std::string("f\0 \0001\0\n\0c\0", 10)), "c:1 -508");
@@ -475,7 +475,7 @@ TEST_F(CardsCheck, EndsWithAStatus) {
   EXPECT_EQ(check("p 1 5 2" + rest, levels).status, 1);
   EXPECT_EQ(check("p 1 5 2" + rest, levels + " --strict").status, 2);
   EXPECT_EQ(check("p 1 5 65536" + rest, levels).output.find("not defined"), std::string::npos);
-  EXPECT_EQ(check("o 1x 5\n").output.find("1x"), std::string::npos);
+  EXPECT_EQ(check("o 1x 5\n").output.find("\"1x\""), std::string::npos);
   EXPECT_NE(check("o 1x 5\n", " --with-pins").output.find(": \"1x\""), std::string::npos);
   for (const char* const levelsFile : {"/none", "/"})
     EXPECT_EQ(check("", " --levels " + folder.path(levelsFile)).status, 3);
