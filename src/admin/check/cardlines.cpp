@@ -19,7 +19,7 @@ namespace badgemint::admin {
 
 namespace {
 
-constexpr size_t kMostFields = 23;
+constexpr size_t kMostWords = 32;  // More than any line has fields.
 
 // A field as messages name it: "the PIN", but "access level 1".
 std::string named(const LineField& field) {
@@ -62,17 +62,18 @@ class FieldsCheck {
     return shown(_words[field], _fields[field], isHex());
   }
   bool isHex() const { return *_line.text == kNoFormatCardLine; }
+  // As a build reads it; 0 for a line without one.
+  int32_t csid() const { return _line.subject.csid; }
 
-  template <typename... Args>
-  void error(size_t field, int32_t code, fmt::format_string<Args...> format, Args&&... args) const {
-    _line.error(_line.at(_words[field]), code, format, std::forward<Args>(args)...);
+  // About a field, which is named with its word before the text.
+  void error(size_t field, int32_t code, std::string_view text) const {
+    _line.error(_line.at(_words[field]), code, "{} {} {}", _fields[field].name, shownWord(field),
+                text);
   }
-  template <typename... Args>
-  void warn(size_t field, std::string_view rule, fmt::format_string<Args...> format,
-            Args&&... args) const {
-    _line.warn(_line.at(_words[field]), rule, format, std::forward<Args>(args)...);
+  size_t warn(size_t field, std::string_view rule, std::string_view text) const {
+    return _line.warn(_line.at(_words[field]), rule, "{} {} {}", _fields[field].name,
+                      shownWord(field), text);
   }
-
   void reportMissing(size_t field, int32_t result) const {
     _line.error(_line.whole(), result, "{} is missing", named(_fields[field]));
   }
@@ -80,81 +81,70 @@ class FieldsCheck {
     return fmt::format("'#' where {} is expected; a comment is allowed only after the last field",
                        named(_fields[field]));
   }
-  void warnOfExtraWord() const {
-    warn(_fields.size(), "fields", "what follows {} is ignored", named(_fields.back()));
-  }
 
   // The card set is the first field and the card number the second one. Each reports an error, if
   // there is one, and returns whether there is.
   bool reportCardSet() const {
-    if (_csid >= kFirstCardSetId && _csid <= kLastCardSetId) return false;
-    error(0, kInvalidCardSet, "{} {} is not 1 to 253", _fields[0].name, shownWord(0));
+    if (csid() >= kFirstCardSetId && csid() <= kLastCardSetId) return false;
+    error(0, kInvalidCardSet, "is not 1 to 253");
     return true;
   }
   bool reportCardNumber() const;
-  bool reportEncoding();
-  // A number that is decoded as another one.
-  void reportMismatch(const CheckedLine& line, int64_t number) const;
+  // Why a card of a possible card set is not encoded; no number where that is wrong.
+  void reportEncoding(const CheckedLine& line, std::optional<int64_t> number) const;
 
   // Numbers that a build accepts and changes, or that are right and mostly not meant.
   void checkRange(size_t field) const;
   bool checkNumberRange(int64_t number) const;
   void checkLevel(size_t field) const;
   void warnIfZero(size_t field) const {
-    if (isZero(_words[field]))
-      warn(field, "zero", "{} 0 counts like any other: is it an empty cell?", _fields[field].name);
+    if (isZero(_words[field])) warn(field, "zero", "counts like any other: is it an empty cell?");
   }
 
   CardsCheck& _check;
   CheckedLine& _line;
   std::span<const LineField> _fields;
-  std::array<std::string_view, kMostFields + 1> _words;  // And the one after the last field.
-  int32_t _csid = 0;
+  std::array<std::string_view, kMostWords> _words;  // Empty ones at the end.
 };
 
 bool FieldsCheck::reportCardNumber() const {
   std::string_view text = _words[1];
   const int32_t result = checkCardNumber(text, isHex() ? 0 : 1, isHex() ? 1 : 0);
   if (result == kSuccess) return false;
-  error(1, result, "{} {} is not up to {} {} digits", _fields[1].name, shownWord(1),
-        kMaxCardNumberDigits, isHex() ? "hexadecimal" : "decimal");
+  error(1, result,
+        isHex() ? "is not up to 32 hexadecimal digits" : "is not up to 32 decimal digits");
   return true;
 }
 
-bool FieldsCheck::reportEncoding() {
-  if (_line.findings == nullptr) return true;
-  const cardset* const set = _check.findSet(_csid);
-  if (const CheckedFormat* const format = _check.unloadedFormat(_csid); format != nullptr) {
-    _check.findings.countFurther(format->error, "lines of the cards file with this format");
-    return true;
+void FieldsCheck::reportEncoding(const CheckedLine& line, std::optional<int64_t> number) const {
+  if (line.findings == nullptr) return;
+  const cardset* const set = _check.findSet(csid());
+  if (set == nullptr) {
+    const auto [error, isFirst] = _check.undefinedSets.try_emplace(static_cast<uint32_t>(csid()));
+    if (!isFirst)
+      return _check.findings.countFurther(error->second, "further lines with this card set");
+    error->second = line.error(line.whole(), kInvalidCardSet,
+                               "card set {} has no 'f' line before this line", csid());
+    return;
   }
-  if (set != nullptr && _check.site.formats().findFormat(set->fmtid) != nullptr) return false;
-  if (set != nullptr && !_check.formats.complete) return true;
-  const auto [error, isFirst] = set == nullptr
-                                    ? _check.undefinedSets.try_emplace(static_cast<uint32_t>(_csid))
-                                    : _check.unlistedFormats.try_emplace(set->fmtid);
-  if (!isFirst)
-    _check.findings.countFurther(error->second, set == nullptr ? "further lines with this card set"
-                                                               : "further lines with this format");
-  else if (set == nullptr)
-    error->second = _line.error(_line.whole(), kInvalidCardSet,
-                                "card set {} has no 'f' line before this line", _csid);
-  else
+  const CardFormat* const format = _check.site.formats().findFormat(set->fmtid);
+  if (const CheckedFormat* const unloaded = _check.unloadedFormat(csid()); unloaded != nullptr) {
+    _check.findings.countFurther(unloaded->error, "lines of the cards file with this format");
+  } else if (format == nullptr && _check.formats.complete) {
+    const auto [error, isFirst] = _check.unlistedFormats.try_emplace(set->fmtid);
+    if (!isFirst)
+      return _check.findings.countFurther(error->second, "further lines with this format");
     error->second =
-        _line.error(_line.at(_words[1]), kFormatNotDefined,
-                    "the formats file does not list format {} of card set {}", set->fmtid, _csid);
-  return true;
-}
-
-void FieldsCheck::reportMismatch(const CheckedLine& line, int64_t number) const {
-  const cardset& set = *_check.findSet(_csid);
-  const CardFormat& format = *_check.site.formats().findFormat(set.fmtid);
-  const int64_t decoded =
-      format.decodeCardNumber(format.encodeNumber(format.encodeSite(set.fldvalues), number));
-  if (decoded != number)
-    line.error(line.at(_words[1]), kCardMismatch,
-               "the card number does not fit format {}: it would come back as card {}", set.fmtid,
-               decoded);
+        line.error(line.at(_words[1]), kFormatNotDefined,
+                   "the formats file does not list format {} of card set {}", set->fmtid, csid());
+  } else if (format != nullptr && number) {
+    const int64_t decoded =
+        format->decodeCardNumber(format->encodeNumber(format->encodeSite(set->fldvalues), *number));
+    if (decoded != *number)
+      line.error(line.at(_words[1]), kCardMismatch,
+                 "the card number does not fit format {}: it would come back as card {}",
+                 set->fmtid, decoded);
+  }
 }
 
 void FieldsCheck::checkRange(size_t field) const {
@@ -163,16 +153,17 @@ void FieldsCheck::checkRange(size_t field) const {
   if (value >= 0 && value <= description.most) return;
   const int64_t stored = storedValue(_words[field], description);
   if (stored != value)
-    warn(field, "range", "{} {} is not {} to {}{}", description.name, shownWord(field),
-         description.kind == FieldKind::kCardSet ? 1 : 0, description.most,
-         readAs(_words[field], description, stored));
+    warn(field, "range",
+         fmt::format("is not {} to {}{}", description.kind == FieldKind::kCardSet ? 1 : 0,
+                     description.most, readAs(_words[field], description, stored)));
 }
 
 bool FieldsCheck::checkNumberRange(int64_t number) const {
-  const auto& [low, high] = _check.numberRanges[static_cast<size_t>(_csid)];
+  const auto& [low, high] = _check.numberRanges[static_cast<size_t>(csid())];
   if (high == 0 || (number >= low && number <= high)) return false;
-  warn(1, "range", "{} {} is not {} to {}, as its format requires: no such card should exist",
-       _fields[1].name, number, low, high);
+  _line.warn(_line.at(_words[1]), "range",
+             "card number {} is not {} to {}, as its format requires: no such card should exist",
+             number, low, high);
   return true;
 }
 
@@ -180,8 +171,9 @@ void FieldsCheck::checkLevel(size_t field) const {
   checkRange(field);
   const int64_t level = wordValue(_words[field]);
   if (_check.levels == nullptr || level <= 0 || level > UINT16_MAX) return;
-  if (_check.levels->findLevel(static_cast<uint32_t>(level)) >= 0) return;
-  warn(field, "level", "access level {} is not defined and opens no door", level);
+  if (_check.levels->findLevel(static_cast<uint32_t>(level)) < 0)
+    _line.warn(_line.at(_words[field]), "level", "access level {} is not defined and opens no door",
+               level);
 }
 
 // What keeps a line from having the fields that it seems to have.
@@ -197,14 +189,19 @@ bool isDateOrTime(const LineField& field) {
   return field.kind == FieldKind::kDate || field.kind == FieldKind::kTime;
 }
 
+// How much of a word a build reads as the field.
+size_t readLength(std::string_view word, const LineField& field) {
+  if (isDateOrTime(field)) return std::min(word.size(), kMaxDateTimeWord);
+  if (field.kind == FieldKind::kCardNumber || field.kind == FieldKind::kPin)
+    return std::min(word.size(), kMaxNumberWord);
+  return numberLength(word);
+}
+
 Problem problemOf(std::string_view word, const LineField& field) {
   if (word.size() == 1 && isDigit(word[0])) return Problem::kNone;  // As most are.
   if (word.empty()) return Problem::kMissing;
   if (word[0] == '#') return Problem::kComment;
-  if (isDateOrTime(field)) return word.size() > kMaxDateTimeWord ? Problem::kCut : Problem::kNone;
-  if (field.kind == FieldKind::kCardNumber || field.kind == FieldKind::kPin)
-    return word.size() > kMaxNumberWord ? Problem::kCut : Problem::kNone;
-  const size_t length = numberLength(word);
+  const size_t length = readLength(word, field);
   if (length == 0) return Problem::kNotNumber;
   return length < word.size() ? Problem::kCut : Problem::kNone;
 }
@@ -235,8 +232,7 @@ class HolderLine : FieldsCheck {
   }
 
   int32_t run() {
-    const int32_t result =
-        _check.checkAsBuild(_line, _line.text, *_line.text == kCardLine ? _csid : 0);
+    const int32_t result = _check.checkAsBuild(_line, _line.text, csid());
     if (result < 0) {
       reportErrors(result);
       const uint32_t uniqid = _line.subject.uniqid.value_or(0);
@@ -260,20 +256,12 @@ class HolderLine : FieldsCheck {
   // As a build reads it, whatever the words are.
   void scanIdentity() {
     FieldScanner scanner(_line.text + 1);
-    Subject& subject = _line.subject;
-    uint32_t uniqid = 0;
-    if (isCard()) {
-      const CardLine card = scanCardLine(scanner);
-      _csid = card.csid;
-      subject.kind = isHex() ? Subject::Kind::kHexCard : Subject::Kind::kCard;
-      subject.csid = isHex() ? 0 : _csid;
-      subject.cardNumber = card.cardNumber;
-      uniqid = card.uniqid;
-    } else {
-      subject.kind = Subject::Kind::kPin;
-      uniqid = scanPinLine(scanner).uniqid;
-    }
-    if (!scanner.failed()) subject.uniqid = uniqid;
+    const CardLine card =
+        isCard() ? scanCardLine(scanner) : CardLine{0, {}, {}, scanPinLine(scanner).uniqid};
+    const Subject::Kind cardKind = isHex() ? Subject::Kind::kHexCard : Subject::Kind::kCard;
+    _line.subject = {isCard() ? cardKind : Subject::Kind::kPin, isHex() ? 0 : card.csid,
+                     card.cardNumber, card.uniqid};
+    if (scanner.failed()) _line.subject.uniqid.reset();
   }
 
   // What fails the build: an error each. The first field with a problem explains what the fields
@@ -283,19 +271,19 @@ class HolderLine : FieldsCheck {
     if (_problem == Problem::kMissing)
       reportMissing(_good, result);
     else if (_problem == Problem::kComment)
-      error(_good, result, "{}", earlyComment(_good));
+      _line.error(_line.at(_words[_good]), result, "{}", earlyComment(_good));
     else if (_problem != Problem::kNone)
-      error(_good, result, "{} {} is not a number", _fields[_good].name, shownWord(_good));
+      error(_good, result, "is not a number");
   }
 
-  bool reportCard() {
+  bool reportCard() const {
     // A number or a PIN that is too long to be read at once is explained as a whole.
     const size_t known = _good + (_problem == Problem::kCut && _good > 0 ? 1 : 0);
     const bool wrongSet = !isHex() && known > 0 && reportCardSet();
     const bool wrongNumber = known > 1 && reportCardNumber();
     const bool wrongPin = known > 2 && reportPin(2);
     if (isHex() || known < 2 || wrongSet) return wrongSet || wrongNumber || wrongPin;
-    if (!reportEncoding() && !wrongNumber) reportMismatch(_line, wordValue(_words[1]));
+    reportEncoding(_line, wrongNumber ? std::nullopt : std::optional(wordValue(_words[1])));
     return true;
   }
 
@@ -305,35 +293,32 @@ class HolderLine : FieldsCheck {
     std::string_view text = pin;
     if (checkPinCode(text, most) == kSuccess) return false;
     const std::string shownPin = _check.options.withPins ? ": " + inQuotes(pin) : "";
-    if (pin.find_first_not_of("0123456789") == std::string_view::npos)
-      error(field, kInvalidPin, "PIN of {} digits; at most {} are allowed{}", pin.size(), most,
-            shownPin);
-    else
-      error(field, kInvalidPin, "PIN has a character that is not a decimal digit{}", shownPin);
+    const bool isLong = pin.find_first_not_of("0123456789") == std::string_view::npos;
+    _line.error(_line.at(pin), kInvalidPin, "PIN {}{}",
+                isLong ? fmt::format("of {} digits; at most {} are allowed", pin.size(), most)
+                       : "has a character that is not a decimal digit",
+                shownPin);
     return true;
   }
 
   // A problem that fails no build: one finding for the line. Returns whether the fields before it
   // can be checked.
   bool checkProblem() {
-    const std::string_view extra = _words[_fields.size()];
-    if (_problem == Problem::kNone && (extra.empty() || extra[0] == '#')) return true;
-    const size_t count = countWords();
-    if (_problem != Problem::kNone && !hasSlipped(count)) return reportProblem(count);
-    if (hasSlipped(count)) {
+    const size_t expected = _fields.size(), count = countWords();
+    if (_problem == Problem::kNone && count == expected) return true;
+    if (hasSlipped(count))
       reportSlip(count);
-    } else {
-      warnOfExtraWord();
-      _check.misread.push_back(_line.number());
-    }
+    else if (_problem == Problem::kNone)
+      reportMisread(_line.at(_words[expected]), "fields", expected,
+                    fmt::format("what follows {} is ignored", named(_fields.back())));
+    else
+      return reportProblem(count);
     return false;
   }
 
   bool reportProblem(size_t count) {
     const LineField& field = _fields[_good];
-    const std::string_view word = _words[_good];
-    const Place place = _line.at(word);
-    const bool isLast = _good + 1 == _fields.size();
+    const Place place = _line.at(_words[_good]);
     if (_problem == Problem::kMissing)
       reportMisread(
           _line.whole(), "fields", firstHolderField(),
@@ -341,39 +326,39 @@ class HolderLine : FieldsCheck {
                       count, _fields.size(), named(field)));
     else if (_problem == Problem::kComment)
       reportMisread(place, "text", _good, earlyComment(_good));
-    else if (_problem == Problem::kNotNumber)
-      reportMisread(place, "number", _good,
-                    fmt::format("{} {} is not a number: it and all later fields are 0", field.name,
-                                shownWord(_good)));
-    else if (isDateOrTime(field))
-      _check.otherDates.add(
-          word, reportMisread(place, "date", _good,
-                              fmt::format("{} {} has more than 14 characters: the rest is read as "
-                                          "the next field",
-                                          field.name, shownWord(_good))));
-    else if (!isLast || word[numberLength(word)] != '#')
-      reportMisread(
-          place, "number", _good,
-          fmt::format("{} {} is not a number: only its first digits are read{}", field.name,
-                      shownWord(_good), isLast ? "" : ", and the rest is read as the next field"));
+    else
+      reportWrongWord(field, place);
     return _problem != Problem::kMissing && _problem != Problem::kComment;
   }
 
-  // The words before a comment, however many they are.
+  void reportWrongWord(const LineField& field, Place place) {
+    const bool isLast = _good + 1 == _fields.size();
+    const std::string_view rest = _words[_good].substr(readLength(_words[_good], field));
+    if (isLast && rest[0] == '#') return;
+    const char* effect = "is not a number: only its first digits are read";
+    if (_problem == Problem::kNotNumber)
+      effect = "is not a number: it and all later fields are 0";
+    else if (isDateOrTime(field))
+      effect = "has more than 14 characters: the rest is read as the next field";
+    else if (!isLast)
+      effect = "is not a number: only its first digits are read, and the rest as the next field";
+    const size_t finding =
+        reportMisread(place, isDateOrTime(field) ? "date" : "number", _good,
+                      fmt::format("{} {} {}", field.name, shownWord(_good), effect));
+    if (field.kind == FieldKind::kDate) _check.otherDates.add(_words[_good], finding);
+  }
+
+  // The words before a comment.
   size_t countWords() const {
-    size_t count = 0;
-    for (const char* next = _line.text + 1;; ++count) {
-      while (isSpace(*next)) ++next;
-      if (*next == '\0' || *next == '#') return count;
-      while (*next != '\0' && !isSpace(*next)) ++next;
-    }
+    const auto isEnd = [](std::string_view word) { return word.empty() || word[0] == '#'; };
+    return static_cast<size_t>(std::ranges::find_if(_words, isEnd) - _words.begin());
   }
 
   // Whether words are missing, or too many, before the dates, which shows in the place of a date.
   bool hasSlipped(size_t count) const {
     const auto isDateAt = [this, count](size_t field) {
       const size_t at = field + count - _fields.size();
-      return at < _words.size() && !_words[at].empty() && isDate(_words[at]);
+      return at < count && isDate(_words[at]);
     };
     return count != _fields.size() && _fields.size() > firstDateField() &&
            (isDateAt(firstDateField()) || isDateAt(firstDateField() + 2));
@@ -434,22 +419,21 @@ class HolderLine : FieldsCheck {
 
   // Card set, card number, PIN and unique ID of a line without an error.
   void checkIdentity() const {
-    const size_t uniqid = firstHolderField() - 1;
     if (*_line.text == kCardLine) {
       checkRange(0);
       checkNumberRange(wordValue(_words[1]));
     }
-    if (isCard()) {
-      warnIfZero(1);
-      if (_words[2].size() > 1 && isZero(_words[2]))
-        warn(2, "zero", "a PIN of several zeros is a PIN: only 0 means that there is none");
-    } else if (isZero(_words[0])) {
-      warn(0, "zero", "PIN 0 is a key like any other: whoever types 0 is this holder");
-    }
     if (isHex() && _words[1].size() % 2 == 1)
-      warn(1, "hex", "card number {0} has an odd number of digits and is read as {0}0", _words[1]);
-    checkRange(uniqid);
-    warnIfZero(uniqid);
+      warn(1, "hex", "has an odd number of digits, and a 0 is added at its end");
+    if (isCard()) warnIfZero(1);
+    if (isCard() && _words[2].size() > 1 && isZero(_words[2]))
+      _line.warn(_line.at(_words[2]), "zero",
+                 "a PIN of several zeros is a PIN: only 0 means that there is none");
+    if (!isCard() && isZero(_words[0]))
+      _line.warn(_line.at(_words[0]), "zero",
+                 "PIN 0 is a key like any other: whoever types 0 is this holder");
+    checkRange(firstHolderField() - 1);
+    warnIfZero(firstHolderField() - 1);
   }
 
   // What a build accepts silently in the fields of a holder, and a site would not want.
@@ -458,12 +442,10 @@ class HolderLine : FieldsCheck {
     if (isDateOrTime(field)) return;
     if (field.kind == FieldKind::kAccessLevel) return checkLevel(i);
     const int64_t value = wordValue(_words[i]);
-    if (field.kind == FieldKind::kFlag) {
-      if (value != 0 && value != 1)
-        warn(i, "flag", "{} {} is not 0 or 1 and counts as 1", field.name, shownWord(i));
-      return;
-    }
-    checkRange(i);
+    if (field.kind != FieldKind::kFlag)
+      checkRange(i);
+    else if (value != 0 && value != 1)
+      warn(i, "flag", "is not 0 or 1 and counts as 1");
     if (field.kind == FieldKind::kEscort && value > 0 && value <= UINT32_MAX)
       _check.escorts.push_back({static_cast<uint32_t>(value), _line.subject.uniqid.value_or(0),
                                 _line.number(), static_cast<int32_t>(_line.at(_words[i]).column)});
@@ -476,25 +458,22 @@ class HolderLine : FieldsCheck {
     if (!to) return;
     constexpr uint32_t kSecondsPerDay = 86400;
     if (*to == 0)
-      warn(end, "date", "end date {} {} is stored as 0, which means no limit: it never expires",
-           shownWord(end), shownWord(end + 1));
+      warn(end, "date", "is stored as 0, which means no limit: it never expires");
     else if (*to % kSecondsPerDay == 0)
-      warn(end + 1, "day",
-           "end time {} is the beginning of the day: it expires when {} begins; write 0 for the "
-           "end of the day",
-           shownWord(end + 1), _words[end]);
+      warn(
+          end + 1, "day",
+          fmt::format("is the beginning of the day: it expires when {} begins; write 0 for the end "
+                      "of the day",
+                      _words[end]));
     if (from != 0 && *to != 0 && *to < from)
-      warn(end, "period", "end date {} is before the start: it is never valid", shownWord(end));
+      warn(end, "period", "is before the start: it is never valid");
   }
 
   // The seconds of the record; none for 0 and for what is wrong, which is reported once.
   std::optional<uint32_t> checkPeriodEnd(PeriodEnd end, size_t field) const {
     const std::string_view date = _words[field], time = _words[field + 1];
-    const char* const name = end == PeriodEnd::kStart ? "start" : "end";
     if (date == "0") {
-      if (time != "0")
-        warn(field + 1, "date", "{0} time {1} is ignored: the {0} date is 0", name,
-             shownWord(field + 1));
+      if (time != "0") warn(field + 1, "date", "is ignored: its date is 0");
       return {};
     }
     uint32_t seconds = 0;
@@ -507,15 +486,11 @@ class HolderLine : FieldsCheck {
       return {};
     }
     _check.otherDates.isMixed = true;
-    if (isUsual(date, time)) return seconds;
+    if (*rest == '\0' && (isUsual(date, time) || hasDay(date, seconds))) return seconds;
     if (*rest != '\0')
-      warn(field + 1, "date", "{} time {} is read only up to its seconds", name,
-           shownWord(field + 1));
-    else if (!hasDay(date, seconds))
-      warn(field, "day", "{} date {} is not a day of its month and counts as one of the next month",
-           name, shownWord(field));
+      warn(field + 1, "date", "is read only up to its seconds");
     else
-      return seconds;
+      warn(field, "day", "is not a day of its month and counts as one of the next month");
     return {};
   }
 
@@ -525,13 +500,11 @@ class HolderLine : FieldsCheck {
     uint32_t midnight = 0;
     if (parsePeriodEnd(end, _words[field], "0", midnight) == kSuccess) {
       _check.otherDates.isMixed = true;
-      warn(field + 1, "date", "{} {} is not hours:minutes:seconds: {}", _fields[field + 1].name,
-           shownWord(field + 1), effect);
+      warn(field + 1, "date", fmt::format("is not hours:minutes:seconds: {}", effect));
     } else {
-      _check.otherDates.add(_words[field],
-                            _line.warn(_line.at(_words[field]), "date",
-                                       "{} {} is not year/month/day from 1970 to 2037: {}",
-                                       _fields[field].name, shownWord(field), effect));
+      const size_t finding =
+          warn(field, "date", fmt::format("is not year/month/day from 1970 to 2037: {}", effect));
+      _check.otherDates.add(_words[field], finding);
     }
   }
 
@@ -543,16 +516,14 @@ class BlockLine : FieldsCheck {
  public:
   BlockLine(CardsCheck& check, CheckedLine& line)
       : FieldsCheck(check, line, line.text + std::strcspn(line.text, kBlanks)) {
-    _csid = numberIn(kSet);
-    if (!_words[kUniqid].empty())
-      line.subject = {Subject::Kind::kBlock, _csid, _words[kFirstCard],
-                      static_cast<uint32_t>(numberIn(kUniqid))};
+    line.subject = {Subject::Kind::kBlock, numberIn(kSet), _words[kFirstCard], {}};
+    if (!_words[kUniqid].empty()) line.subject.uniqid = static_cast<uint32_t>(numberIn(kUniqid));
   }
 
   int32_t run() {
     const int32_t before = _check.index.count();
     std::string copy = _line.text;
-    const int32_t result = _check.checkAsBuild(_line, copy.data(), _csid);
+    const int32_t result = _check.checkAsBuild(_line, copy.data(), csid());
     if (result < 0) {
       reportErrors(result, _check.index.count() - before);
       addUnindexed();
@@ -583,14 +554,13 @@ class BlockLine : FieldsCheck {
     }
     for (const Field field : {kSet, kFirstCard, kCount, kUniqid})
       if (_words[field].empty()) return reportMissing(field, result);
-    const bool isWrong = reportCardSet();
-    if (reportCardNumber() || isWrong || reportEncoding()) return;
+    const bool wrongSet = reportCardSet(), wrongNumber = reportCardNumber();
     const int64_t number = int64_t{numberIn(kFirstCard)} + good;
     const std::string text = fmt::to_string(number);
     CheckedLine card = _line;
-    card.subject = {Subject::Kind::kCard, _csid, text,
+    card.subject = {Subject::Kind::kCard, csid(), text,
                     *_line.subject.uniqid + static_cast<uint32_t>(good)};
-    reportMismatch(card, number);
+    if (!wrongSet) reportEncoding(card, wrongNumber ? std::nullopt : std::optional(number));
   }
 
   void checkWords() const {
@@ -601,8 +571,11 @@ class BlockLine : FieldsCheck {
     for (const Field field : {kSet, kCount, kUniqid, kLevel})
       if (!isWhole(field)) return reportPartialNumber(field);
     const bool hasComment = _words[kLevel].find('#') != std::string_view::npos;
-    if (!_words[kAfterLast].empty() && _words[kAfterLast][0] != '#' && !hasComment)
-      return warnOfExtraWord();
+    if (!_words[kAfterLast].empty() && _words[kAfterLast][0] != '#' && !hasComment) {
+      _line.warn(_line.at(_words[kAfterLast]), "fields",
+                 "what follows the access level is ignored");
+      return;
+    }
     checkRanges();
     checkBlock();
   }
@@ -615,10 +588,9 @@ class BlockLine : FieldsCheck {
 
   void reportPartialNumber(Field field) const {
     if (_words[field][0] == '#')
-      warn(field, "text", "{}", earlyComment(field));
+      _line.warn(_line.at(_words[field]), "text", "{}", earlyComment(field));
     else
-      warn(field, "number", "{} {} is not a number: it is read as {}", _fields[field].name,
-           shownWord(field), numberIn(field));
+      warn(field, "number", fmt::format("is not a number: it is read as {}", numberIn(field)));
   }
 
   void checkRanges() const {
@@ -626,9 +598,13 @@ class BlockLine : FieldsCheck {
     if (numberLength(_words[kLevel]) > 0) checkLevel(kLevel);
     const int64_t first = numberIn(kFirstCard), count = numberIn(kCount);
     const int64_t uniqid = *_line.subject.uniqid;
-    if (count < 1) return warn(kCount, "range", "a block without cards");
+    if (count < 1) {
+      warn(kCount, "range", "makes no card");
+      return;
+    }
     if (uniqid + count - 1 > UINT32_MAX)
-      warn(kUniqid, "range", "the unique IDs of the block go past 4294967295 and continue with 0");
+      warn(kUniqid, "range",
+           "is too large for the block: its IDs continue with 0 after 4294967295");
     warnIfZero(kUniqid);
     warnIfZero(kFirstCard);
     if (!checkNumberRange(first)) checkNumberRange(first + count - 1);
@@ -638,8 +614,7 @@ class BlockLine : FieldsCheck {
   void checkBlock() const {
     const int32_t first = numberIn(kFirstCard), count = numberIn(kCount);
     if (first >= 1000 && count >= 1000 && count >= first)
-      warn(kCount, "block",
-           "the number of cards is not below the first card: is it the last card?");
+      warn(kCount, "block", "is not below the first card: is it the last card?");
     if (_words[kLevel].empty() || _words[kLevel][0] == '#')
       _line.warn(_line.whole(), "block",
                  "no access level: the cards of the block open no door; write 0 if that is meant");

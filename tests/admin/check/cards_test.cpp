@@ -435,8 +435,9 @@ TEST_F(CardsCheck, Texts) {
       "end date \"2038/01/01\" is not year/month/day from 1970 to 2037: it never expires (card 5 "
       "of holder 8)");
   EXPECT_EQ(textOf("d 2 1 1 20 1\nd 2 2 1 21 1\nd 2 3 1 22 1"),
-            "card set 2 has no 'f' line before this line (cards from 1, holders from 20); further "
-            "lines with this card set: 2");
+            "card set 2 has no 'f' line before this line (card 1 of holder 20); further lines with "
+            "this card set: 2");
+
   const std::string slipped =
       " 8 11 12 13 14 15 16 17 18 0 1 2024 2024/01/02 0 2030/12/30 0 20 21 0";
   const std::string expected = "22 words instead of 23, one before the dates is missing: escort ";
