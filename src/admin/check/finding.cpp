@@ -9,16 +9,8 @@
 
 namespace badgemint::admin {
 
-namespace {
-
 std::string kindText(int32_t code, std::string_view rule) {
-  return rule.empty() ? std::to_string(code) : std::string(rule);
-}
-
-}  // namespace
-
-std::string Finding::kind() const {
-  return kindText(code, rule);
+  return rule.empty() ? fmt::to_string(code) : std::string(rule);
 }
 
 int Findings::addFile(std::string name) {
@@ -26,15 +18,29 @@ int Findings::addFile(std::string name) {
   return static_cast<int>(_files.size()) - 1;
 }
 
-size_t Findings::add(Finding finding, fmt::string_view format, fmt::format_args args,
-                     std::string_view note) {
+size_t Findings::add(Finding finding, fmt::string_view format, fmt::format_args args) {
   ++(finding.isError() ? _errors : _warnings);
   const bool isKept = ++_counts[{finding.code, finding.rule}] <= kMostOfOneKind || _keepAll;
   const size_t number = isKept ? _kept.size() : kNotKept;
   if (!isKept) return number;
-  finding.text = fmt::vformat(format, args).append(note);
+  finding.text = fmt::vformat(format, args);
   _kept.push_back(std::move(finding));
   return number;
+}
+
+void Findings::addRemark(size_t finding, std::string_view remark, std::string_view after) {
+  if (finding >= _kept.size()) return;
+  std::string& text = _kept[finding].text;
+  text.insert(after.empty() ? text.size() : text.find(after) + after.size(), remark);
+}
+
+void Findings::combine(std::span<const size_t> numbers, size_t count, std::string text) {
+  if (numbers.empty()) return;
+  for (const size_t number : numbers) _kept[number].isCombined = true;
+  Finding& first = _kept[numbers[0]];
+  first = {.place = first.place, .text = std::move(text), .rule = first.rule};
+  _counts[{first.code, first.rule}] -= count - 1;
+  _warnings -= count - 1;
 }
 
 void Findings::countFurther(size_t error, std::string_view what) {
@@ -50,6 +56,7 @@ void Findings::setVerdict(int32_t result, Place place) {
 
 std::vector<Finding> Findings::sorted() const {
   std::vector<Finding> findings = _kept;
+  std::erase_if(findings, [](const Finding& finding) { return finding.isCombined; });
   for (Finding& finding : findings)
     if (finding.furtherLines > 0)
       finding.text += fmt::format("; {}: {}", finding.furtherWhat, finding.furtherLines);
@@ -115,6 +122,12 @@ std::string printable(std::string_view text) {
     }
   }
   return shown;
+}
+
+std::string keyText(const CardPattern& key) {
+  std::string text(2 * key.size(), '0');
+  for (size_t i = 0; i < key.size(); ++i) putHex(key[i], text.data() + 2 * i);
+  return text;
 }
 
 std::string inQuotes(std::string_view word) {

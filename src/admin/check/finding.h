@@ -10,12 +10,14 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "admin/console.h"
+#include "formats/bitpattern.h"
 
 namespace badgemint::admin {
 
@@ -35,6 +37,9 @@ struct About {
   std::string key{};   // Hexadecimal digits; empty for none.
 };
 
+// The result of a build, or the name of a rule where there is one.
+std::string kindText(int32_t code, std::string_view rule);
+
 struct Finding {
   Place place{};
   std::string text{};
@@ -44,10 +49,11 @@ struct Finding {
   int64_t furtherLines = 0;
   std::string_view furtherWhat{};
   About about{};
+  bool isCombined = false;  // Whether another one stands for it.
 
   bool isError() const { return rule.empty(); }
   // What stands in the brackets.
-  std::string kind() const;
+  std::string kind() const { return kindText(code, rule); }
 };
 
 // How a build of the files would end, and where it would meet what ends it.
@@ -83,12 +89,15 @@ class Findings {
             Args&&... args) {
     add({place, {}, 0, rule}, format, fmt::make_format_args(args...));
   }
-  // Both, for those who have their own way to check the arguments. `note` follows the text. Returns
-  // the number of the finding, kNotKept when it was not kept.
-  size_t add(Finding finding, fmt::string_view format, fmt::format_args args,
-             std::string_view note = {});
+  // Both, for those who have their own way to check the arguments. Returns the number of the
+  // finding, kNotKept when it was not kept.
+  size_t add(Finding finding, fmt::string_view format, fmt::format_args args);
 
-  bool keepsAll() const { return _keepAll; }
+  // Adds a remark at the end of a finding's text, or after the first such part of it.
+  void addRemark(size_t finding, std::string_view remark, std::string_view after = {});
+
+  // Makes one finding of `count` warnings of one rule, of which these numbers were kept.
+  void combine(std::span<const size_t> numbers, size_t count, std::string text);
 
   // Counts one more line that fails for the same reason as this error.
   void countFurther(size_t error, std::string_view what);
@@ -127,7 +136,9 @@ class Findings {
 
 // A text whose bytes may be any: what does not print is shown as "\xNN".
 std::string printable(std::string_view text);
-// The same in double quotes, as messages show a word of a file; cut where it is long.
+// The 32 hexadecimal digits of a key.
+std::string keyText(const CardPattern& key);
+// printable() in double quotes, as messages show a word of a file; cut where it is long.
 std::string inQuotes(std::string_view word);
 
 }  // namespace badgemint::admin
