@@ -16,6 +16,7 @@ namespace {
 
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr int kLineLimit = 600;
+constexpr uint32_t kMostPairs = (Tokenizer::kMaxWords - 1) / 2;  // Words beyond are not read.
 
 struct LevelsCheck {
   Findings& findings;
@@ -58,7 +59,12 @@ void checkPairs(const LevelsCheck& check, Tokenizer& words, const char* level) {
   while (const char* const group = words.next()) {
     if (!checkId(check, group, "door group")) return;
     const char* const schedule = words.next();
-    if (schedule == nullptr)
+    if (schedule == nullptr && words.count() == Tokenizer::kMaxWords)
+      check.findings.warn(check.at(group), "level",
+                          "more than {} pairs: this one and all later ones are ignored, so holders "
+                          "of the level cannot pass their doors; use another level for the rest",
+                          kMostPairs);
+    else if (schedule == nullptr)
       check.findings.warn(check.at(group), "level",
                           "the door group has no schedule after it: it is ignored, so holders of "
                           "the level cannot pass its doors; write the schedule");

@@ -440,6 +440,11 @@ TEST_F(CardsCheck, ChecksTheLevelsFile) {
   EXPECT_EQ(check("1 1 O\n1 2A\n"), "1:1:5 [number]:2:1 [level]:2:3 [number]:2:3 [level]");
   EXPECT_EQ(check("1 1 1\r2 2 2\n"), "1:1:6 [text]:1:11 [level]");
   EXPECT_EQ(check("\xEF\xBB\xBF 2 1 1\n1 1 1\n"), "1:1:1 [text]");
+  std::string pairs = "1";
+  for (int i = 0; i < 75; ++i) pairs += " 1 1";
+  EXPECT_EQ(check(pairs), "1:1:299 [level]");
+  const std::string command = "check --cards " + cards + " --levels " + folder.path("levels");
+  EXPECT_NE(admin::runAdmin(command).output.find("more than 74 pairs"), std::string::npos);
   for (const char* const other : {"p 4711 5 1\n", "1 f.CDF\n", "# none\n", "\xFF\xFE\n"})
     EXPECT_EQ(check(other), "2") << other;
 }
