@@ -21,7 +21,6 @@ namespace badgemint::admin {
 
 namespace {
 
-constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr char kRestOfLongLine[] =
     "a line of more than 300 characters: the rest is read as another line";
 
