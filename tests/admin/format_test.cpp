@@ -60,7 +60,7 @@ TEST(AdminFormat, DrawsAPicture) {
   for (const std::string part :
        {"<svg xmlns=\"http://www.w3.org/2000/svg\" ",
         ">a.cdf: 11 bits, card number in field B</text>",
-        ">      BIN MSB  1     0 to 1                    &lt;Site&gt; &amp; more</text>",
+        ">A      BIN MSB  1     0 to 1                    &lt;Site&gt; &amp; more</text>",
         ">card 123, A=0: key ", ">parity 2</text>", "</svg>\n"})
     EXPECT_NE(svg.find(part), std::string::npos) << part << svg;
 }
@@ -82,6 +82,7 @@ TEST(AdminFormat, EndsWithTheWorstOfItsFiles) {
       {"text.txt hole.EFF", 2, "text.txt: does not load\ntext.txt: error: ", ""},
       {"none.cdf gone.vff cut.eff", 3, "cut.eff: does", "gone.vff: cannot be opened: No such"},
       {"--svg good.cdf good.cdf", 2, "good.cdf: CDF\n", "good.cdf"},
+      {"--svg hole.EFF good.cdf", 2, "good.cdf: CDF\n", "hole.EFF is there already"},
       {"--svg a.svg good.cdf good.cdf", 3, "", "--svg draws one format file; 2 are given"},
   };
   for (const auto& [files, status, output, errors] : cases)

@@ -52,6 +52,9 @@ TEST(Pattern, ReportsWhatBitsCanBeAndWhichNumbersCannot) {
   site.folder.write("cardsets.txt", "f 1 1 A=277\nf 2 2\nf 3 1 A=22\nf 7 2\nf 8 9\n");
   site.folder.write("cards.txt", "c 1 1 1 1\nf 4 1 A=23\nf 999 1\n");
   std::filesystem::create_directory("folder");
+  std::filesystem::create_symlink("loop", "loop");
+  mkfifo("fifo.cdf", 0600);
+  site.folder.write("fifo.txt", "1 26.cdf\n2 fifo.cdf");
   const CardPattern key = {0x50}, other = {0x02, 0x2C, 0x7C, 0x24};
   const auto idents = std::vector<IdentRecord>{
       {key, 4, 255}, {key, 5, 1, 1}, {key, 6, 254}, {{2}, 7, 254}, {other, 8, 3}};
@@ -72,7 +75,8 @@ TEST(Pattern, ReportsWhatBitsCanBeAndWhichNumbersCannot) {
        "holder 8: card 15890 of card set 3\nformat 1 26.cdf: card 15890, A=22"},
       {"decode \"02 2a:7C-2_4\"", 0, card + '\n'},
       {"decode 0b10001010_100111110000100100", 0, card + '\n'},
-      {"decode 00100100001111100101010001", 1, card + "; reversed\n"},
+      {"decode 00100100001111100101010001", 1,
+       "holder 8 has this number with A=22\n" + card + "; reversed\n"},
       {"decode --formats 26.txt 00022A7C24", 1, card + "; right-aligned\n"},
       {"decode --formats 26.txt 0090F951", 1, card + "; reversed\n"},
       {"decode --decimal 36338724", 0, card + "\n  key 022A7C24"},
@@ -86,7 +90,11 @@ TEST(Pattern, ReportsWhatBitsCanBeAndWhichNumbersCannot) {
        "  bit 7 is 1, but 0 on every card\n  field B has bits that no value has\n"
        "  fixed bits from 10 are 0, not 1\n",
        "none: No such file"},
-      {"decode 01101111110 --ident folder", 3, "wrong\n", "folder"},
+      {"decode 01101111110 --ident folder", 3, "wrong\n", "folder is a folder, not"},
+      {"decode 01101111110 --ident loop", 3, "wrong\n", "loop: Too many"},
+      {"decode 022C7C24 --ident 26.txt", 0, "no holder has", "26.txt ends within a record"},
+      {"decode 0x022A7C24 --formats fifo.txt", 0, card, "fifo.cdf: is not a regular file"},
+      {"decode --json 022C7C24 --formats none", 1, R"("set":3,"key")", "none: cannot"},
       {"decode 022A7C24 --ident folder", 0, card, "folder"},
       {"decode FFFFFFFFFFFFFFFF --cardsets none", 1,
        "615; wrong\n  the number is beyond 9223372036854775807\n", "none: No such file"},

@@ -4,12 +4,12 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <limits>
 #include <system_error>
 
 #include "admin/check/formatscheck.h"
 #include "admin/check/word.h"
-#include "admin/files/sitepaths.h"
 #include "formats/CdfCardFormat.h"
 #include "formats/EffCardFormat.h"
 #include "formats/VffCardFormat.h"
@@ -52,15 +52,10 @@ const Kind& kindOf(const CardFormat& format) {
   return dynamic_cast<const EffCardFormat*>(&format) != nullptr ? kEff : kCdf;
 }
 
-std::string_view withoutSpace(std::string_view text) {
-  while (!text.empty() && isSpace(text.front())) text.remove_prefix(1);
-  return text;
-}
-
-// Whether a text begins with a number that nothing touches. What follows it is ignored.
-bool startsWithNumber(std::string_view text) {
-  text = withoutSpace(text);
-  return isNumber({text.begin(), std::ranges::find_if(text, isSpace)});
+// Where a number is expected. What follows it is ignored.
+std::string_view firstWord(std::string_view text) {
+  const auto start = std::ranges::find_if_not(text, isSpace);
+  return {start, std::find_if(start, text.end(), isSpace)};
 }
 
 // A word of letters, in quotes: a digit and what follows is left out, since it may be a PIN.
@@ -134,7 +129,13 @@ class FormatFileCheck {
 };
 
 void FormatFileCheck::run(const std::string& path, CheckedFormat& entry) {
-  requireRegularFile(path);
+  std::error_code ignored;
+  const auto status = std::filesystem::status(path, ignored);
+  if (exists(status) && !is_regular_file(status)) {  // Reading it may never end.
+    fail({_file, 0, 0}, kFormatFileOpenFailed, "is not a regular file");
+    entry.error = _error;
+    return;
+  }
   const int32_t result = _format.loadFormatFile(path.c_str());
   LineReader reader;
   const bool isOpen = reader.open(path.c_str());
@@ -223,10 +224,10 @@ bool FormatFileCheck::checkParityCount() {
   const std::string& text = _lines[kParityCountLine].text;
   const Place place = placeOf(kParityCountLine, 0);
   if (hasHiddenByte(kParityCountLine)) return false;
-  if (!isBlank(text.c_str()) && !startsWithNumber(text)) {
+  if (!isBlank(text.c_str()) && !isNumber(firstWord(text))) {
     _findings.warn(place, "number",
                    "the number of parity masks {} is not a number and is read as {}",
-                   shown(withoutSpace(text), kParityCount), _format.numberOfParityBits());
+                   shown(firstWord(text), kParityCount), _format.numberOfParityBits());
     return false;
   }
   if (textToInt32(text.c_str()) > kParityMaskCount)
@@ -309,9 +310,9 @@ void FormatFileCheck::checkField(size_t field, bool areWidthsMeant) {
 }
 
 void FormatFileCheck::checkBound(size_t item, std::string_view word, const char* name) {
-  if (!startsWithNumber(word))
+  if (!isNumber(firstWord(word)))
     _findings.warn(placeOf(item, word), "number", "{} {} is not a number and is read as {}", name,
-                   shown(withoutSpace(word), kBound), textToInt32(word.data()));
+                   shown(firstWord(word), kBound), textToInt32(word.data()));
 }
 
 // Whether what the file promises has room in the positions of the field.

@@ -108,6 +108,8 @@ void FormatsCheck::checkLine() {
   FormatsEntry read;
   const FormatsLineKind kind = readFormatsLine(words, read);
   const bool isFormat = kind == FormatsLineKind::kEntry && addEntry(words, read, isMark);
+  if (isMark && kind != FormatsLineKind::kEntry)
+    _findings.countFurther(_mergeMark, "further marks");
   if (isMark) return;
   if (misread)
     return _findings.warn(at(_reader.line() + misread->offset), "text", "{}", misread->effect);

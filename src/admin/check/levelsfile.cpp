@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <map>
 #include <system_error>
+#include <utility>
 
 #include "admin/check/sitecheck.h"
 #include "admin/check/word.h"
@@ -58,6 +59,7 @@ class LevelsCheck {
   const int _file;
   LineReader _reader;
   std::map<int64_t, int64_t> _lineOfLevel;
+  bool _hasMark = false;   // Of a merge conflict.
   bool _hasLevel = false;  // Whether a line looks like one of an access levels file.
 };
 
@@ -70,7 +72,10 @@ void LevelsCheck::checkLine() {
     return warn(text, "text",
                 "a line of more than 600 characters: the rest is read as another line, so holders "
                 "of the level cannot pass its doors");
-  if (isMergeMark(line)) return warn(text, "text", kMergeMarkText);
+  if (isMergeMark(line)) {
+    if (!std::exchange(_hasMark, true)) warn(text, "text", kMergeMarkText);
+    return;
+  }
   if (const auto hidden = findHiddenByte(line, 0, line.find('#')); hidden)
     warn(text + hidden->offset, "text", "{}: holders may pass other doors than the line shows",
          hidden->effect);

@@ -12,6 +12,8 @@
 #include "admin/arguments.h"
 #include "admin/bits/cards.h"
 #include "admin/check/sitecheck.h"
+#include "admin/files/folder.h"
+#include "admin/files/sitepaths.h"
 #include "admin/records/site.h"
 #include "admin/records/wording.h"
 #include "admin/verbs/verb.h"
@@ -264,7 +266,8 @@ class Decode {
       isHeld = true;
       isFormatless = isFormatless || record.cardsetcode == kFormatlessCode;
     }
-    if (!_hasIdent || isHeld || !isExact()) return isFormatless;
+    if (!_hasIdent || isHeld || _matches.empty() || !_matches.front().isExact())
+      return isFormatless;
     printText("no holder has this card\n");
     printNamesakes();
     return false;
@@ -300,6 +303,18 @@ class Decode {
   std::set<CardPattern> _wanted;  // The keys that holders are searched for.
 };
 
+// Reports why not.
+bool canBeRead(const std::string& path, Console& console) {
+  try {
+    requireRegularFile(path);
+    throwErrnoUnless(access(path.c_str(), R_OK) == 0, path);
+    return true;
+  } catch (const std::runtime_error& problem) {
+    console.report("{}", problem.what());
+    return false;
+  }
+}
+
 ExitStatus decode(const DecodeOptions& options, Console& console) {
   if (options.words.size() > 1)
     throw Failure(ExitStatus::kNotDone, "only one card at a time; put groups of digits in quotes");
@@ -309,18 +324,13 @@ ExitStatus decode(const DecodeOptions& options, Console& console) {
   SitePaths paths = options.site;
   paths.access = "";
   const bool isMissing = access(paths.ident.c_str(), F_OK) != 0 && errno == ENOENT;
-  if (isMissing && !options.needsIdent) paths.ident = "";
-  std::optional<Site> site;
-  try {
-    site.emplace(paths, Site::Formats::kOptional, console);
-  } catch (const std::runtime_error& problem) {
-    if (paths.ident.empty()) throw;
-    console.report("{}", problem.what());
-    paths.ident = "";  // Without holders, then.
-    site.emplace(paths, Site::Formats::kOptional, console);
-  }
+  const bool isLeftOut = isMissing && !options.needsIdent;
+  if (isLeftOut || !canBeRead(paths.ident, console)) paths.ident = "";
+  const Site site(paths, Site::Formats::kOptional, console);
+  if (const size_t rest = site.databases().identRest; rest != 0)
+    console.report("{} ends within a record; its last {} bytes are ignored", paths.ident, rest);
   const bool hasIdent = !paths.ident.empty();
-  if (Decode(std::move(input), *site, hasIdent, options.json, console).run())
+  if (Decode(std::move(input), site, hasIdent, options.json, console).run())
     return ExitStatus::kAllWell;
   return hasIdent || isMissing ? ExitStatus::kFound : ExitStatus::kNotDone;
 }

@@ -1,10 +1,12 @@
 // The verb `format`: shows format files so that two can be compared, and draws their layouts.
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <fstream>
 #include <memory>
 
 #include "admin/bits/cards.h"
@@ -190,9 +192,8 @@ std::string svgOf(const FormatSheet& sheet, const std::string& title) {
     y += (sheet.rows.size() + 2) * kCell;
   }
   for (const std::string& line : sheet.fields) {
-    if (&line != &sheet.fields.front())
-      body += svgCell(kMargin, y, colourOf(line.front()), line.substr(0, 1));
-    body += svgText(kMargin + 2 * kCell, y, line.substr(1));
+    if (&line != &sheet.fields.front()) body += svgCell(kMargin, y, colourOf(line.front()), "");
+    body += svgText(kMargin + 2 * kCell, y, line);
     y += kCell;
   }
   body += svgText(kMargin, y, sheet.example);
@@ -206,9 +207,16 @@ std::string svgOf(const FormatSheet& sheet, const std::string& title) {
 
 void writeSvg(const std::string& path, const std::string& source, const FormatSheet& sheet) {
   requireDistinctFiles({source}, {path});
+  std::string start(4, ' ');
+  const bool isOther = std::ifstream(path).read(start.data(), 4) && start != "<svg";
+  if (isOther)
+    throw Failure(ExitStatus::kRefused, "{} is there already, and is not an SVG picture", path);
   NewFile file(path, true);
   file.write(svgOf(sheet, printable(source)));
   static_cast<void>(file.finish());
+  const mode_t mask = umask(0);
+  umask(mask);
+  static_cast<void>(chmod(path.c_str(), 0666 & ~mask));  // It has no secrets.
 }
 
 ExitStatus show(const std::string& path, const FormatOptions& options, Console& console) {

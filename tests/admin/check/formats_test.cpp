@@ -171,6 +171,9 @@ TEST_F(FormatsCheck, RuleText) {
                       {"EFF", {{23, {"EXX\0X", 5}}}, "23:4"}});
   const std::string text = fileOf("CDF", cdf);
   EXPECT_EQ(placesOf(checkFile("CDF", text.substr(0, text.size() - 1) + '.'), "text"), "30");
+  EXPECT_NE(textsOf(checkLines("<<<<<<< a\n1 f.CDF\n=======\n2 f.CDF\n>>>>>>> b"))
+                .find("further marks: 2"),
+            std::string::npos);
   FormatLines merged = cdf;
   merged.insert(merged.begin() + 24, {"<<<<<<< a", "=======", ">>>>>>> b"});
   merged.resize(40);
