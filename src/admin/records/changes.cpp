@@ -144,23 +144,35 @@ class ChangePrinter {
     if (change.before.empty()) return add("added");
     if (change.now.empty()) return add("removed");
     const char* separator = "changed: ";
-    if (change.before.size() != change.now.size())
-      add("{}access records: {} -> {}", std::exchange(separator, ", "), change.before.size(),
-          change.now.size());
-    forEachDifference(change, [&](const AccessField& field, const auto& before, const auto& now) {
-      add("{}{}", std::exchange(separator, ", "), field.name);
-      if (field.kind == AccessField::Kind::kPin && !_form.withPins) return;
-      add(": {} -> {}", valueText(field, before, _form.withPins),
-          valueText(field, now, _form.withPins));
-    });
+    for (const Difference& difference : differencesOf(change)) {
+      add("{}{}", std::exchange(separator, ", "), difference.name);
+      if (!difference.isHidden) add(": {} -> {}", difference.before, difference.now);
+    }
   }
 
-  template <typename Visit>
-  static void forEachDifference(const HolderChange& change, Visit visit) {
-    for (size_t i = 0; i < std::min(change.before.size(), change.now.size()); ++i)
+  // A field of an access record that has changed.
+  struct Difference {
+    const char* name;
+    std::string before, now;
+    bool isNumber = true;
+    bool isHidden = false;
+  };
+
+  std::vector<Difference> differencesOf(const HolderChange& change) const {
+    using enum AccessField::Kind;
+    const auto &old = change.before, &fresh = change.now;
+    std::vector<Difference> differences;
+    if (old.size() != fresh.size())
+      differences.push_back(
+          {"access records", std::to_string(old.size()), std::to_string(fresh.size())});
+    for (size_t i = 0; i < std::min(old.size(), fresh.size()); ++i)
       for (const AccessField& field : accessFields())
-        if (field.valueOf(change.before[i]) != field.valueOf(change.now[i]))
-          visit(field, change.before[i], change.now[i]);
+        if (field.valueOf(old[i]) != field.valueOf(fresh[i]))
+          differences.push_back({field.name, valueText(field, old[i], _form.withPins),
+                                 valueText(field, fresh[i], _form.withPins),
+                                 field.kind != kTime && field.kind != kPin,
+                                 field.kind == kPin && !_form.withPins});
+    return differences;
   }
 
   void addText(const CredentialChange& change) {
@@ -215,22 +227,14 @@ class ChangePrinter {
     if (change.before.empty()) return object.add("change", "added");
     if (change.now.empty()) return object.add("change", "removed");
     object.add("change", "changed");
-    std::vector<JsonObject> fields;
-    if (change.before.size() != change.now.size())
-      fields.push_back(JsonObject()
-                           .add("field", "access records")
-                           .add("old", change.before.size())
-                           .add("new", change.now.size()));
-    forEachDifference(change, [&](const AccessField& field, const auto& before, const auto& now) {
-      using enum AccessField::Kind;
-      JsonObject& entry = fields.emplace_back().add("field", field.name);
-      if (field.kind == kTime || field.kind == kPin)
-        entry.add("old", valueText(field, before, _form.withPins))
-            .add("new", valueText(field, now, _form.withPins));
-      else
-        entry.add("old", field.valueOf(before)).add("new", field.valueOf(now));
-    });
-    return object.add("fields", fields);
+    return object.addEach(
+        "fields", differencesOf(change), [](JsonObject& entry, const Difference& difference) {
+          entry.add("field", difference.name);
+          if (difference.isNumber)
+            entry.add("old", std::stoul(difference.before)).add("new", std::stoul(difference.now));
+          else
+            entry.add("old", difference.before).add("new", difference.now);
+        });
   }
 
   // The credential, and as "new" what it has become.

@@ -5,7 +5,6 @@
 #include <bit>
 
 #include "cardsets/card_functions.h"
-#include "support/datetime.h"
 #include "support/packeddecimal.h"
 #include "support/textutil.h"
 
@@ -78,7 +77,7 @@ std::span<const AccessField> accessFields() {
 std::string valueText(const AccessField& field, const AccessRecord& record, bool withPins) {
   if (field.kind == kPin) return pinText(record, withPins);
   const uint32_t value = field.valueOf(record);
-  return field.kind == kTime ? timeText(value) : std::to_string(value);
+  return field.kind == kTime ? timeText(value).data() : std::to_string(value);
 }
 
 const char* differingField(const IdentRecord& a, const IdentRecord& b) {
@@ -97,8 +96,8 @@ const char* differingField(const AccessRecord& a, const AccessRecord& b) {
   return std::ranges::find_if(kAccessFields, differs)->name;
 }
 
-std::string timeText(uint32_t seconds) {
-  std::string text = formatDateTime(seconds).data();
+DateTimeText timeText(uint32_t seconds) {
+  DateTimeText text = formatDateTime(seconds);
   std::ranges::replace(text, '-', ' ');
   return text;
 }
@@ -177,7 +176,7 @@ void addAccess(JsonObject& object, const AccessRecord& record, bool withPins) {
     if (field.kind == kPin && (!withPins || pinText(record, true) != "none"))
       object.add(field.key, pinText(record, withPins));
     else if (field.kind == kTime && value != 0)
-      object.add(field.key, timeText(value));
+      object.add(field.key, timeText(value).data());
     else if ((field.kind == kNumber || field.kind == kEscort) && value != 0)
       object.add(field.key, value);
   }

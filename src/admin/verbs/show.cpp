@@ -111,8 +111,10 @@ class HolderPrinter {
 
   void printValidity(const AccessRecord& record) {
     std::string period;
-    if (record.starttime != 0) period += fmt::format("from {} UTC ", timeText(record.starttime));
-    if (record.endtime != 0) period += fmt::format("until {} UTC ", timeText(record.endtime));
+    if (record.starttime != 0)
+      period += fmt::format("from {} UTC ", timeText(record.starttime).data());
+    if (record.endtime != 0)
+      period += fmt::format("until {} UTC ", timeText(record.endtime).data());
     if (period.empty()) period = "without limit ";
     period.back() = ',';
     line("validity: {} {}", period, stateText(record));
@@ -122,7 +124,7 @@ class HolderPrinter {
     const Validity validity = validityAt(_now, record);
     const std::string text = validityText(validity);
     if (validity == Validity::kExpired)
-      return fmt::format("{} since {} UTC", text, timeText(record.endtime + 1));
+      return fmt::format("{} since {} UTC", text, timeText(record.endtime + 1).data());
     if (validity == Validity::kValid) return text + (_options.at.empty() ? " now" : " then");
     return text;
   }

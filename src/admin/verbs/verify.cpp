@@ -205,12 +205,12 @@ ExitStatus verify(const VerifyOptions& options, Console& console) {
   const SitePaths& names = options.site;
   for (const std::string& path : {names.formats, names.cardSets, names.ident, names.access})
     requireRegularFile(path);
-  const Site site(names, Site::Formats::kRequired, console);
+  const Site site(names, Site::Formats::kRequired);  // Its problems are faults.
   if (!options.cards.empty()) {
     Findings findings(options.all);
     const SiteSummary summary =
         checkSite({options.cards, names.formats, "", options.withPins}, findings);
-    if (findings.errors() > 0) return report(findings, summary, false, console);
+    if (findings.errors() > 0) return report(findings, summary, false, console, options.json);
   }
   Faults faults(options, site);
   size_t holders = 0;

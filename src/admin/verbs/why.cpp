@@ -92,9 +92,9 @@ class Decision {
 
   Verdict decide(const AccessRecord& record, std::vector<std::string> refusals) const {
     if (_now < record.starttime)
-      refusals.push_back(fmt::format("not valid before {} UTC", timeText(record.starttime)));
+      refusals.push_back(fmt::format("not valid before {} UTC", timeText(record.starttime).data()));
     if (record.endtime != 0 && _now > record.endtime)
-      refusals.push_back(fmt::format("expired since {} UTC", timeText(record.endtime + 1)));
+      refusals.push_back(fmt::format("expired since {} UTC", timeText(record.endtime + 1).data()));
     const std::vector<std::string> grants = grantsOf(record);
     if (grants.empty())
       refusals.push_back(fmt::format("no access level opens door group {}", _door));
