@@ -28,8 +28,7 @@ size_t characterLength(std::string_view text) {
 
 void JsonObject::begin(std::string_view key) {
   _text.pop_back();
-  if (_text.back() != '{') _text += ',';
-  _text.append("\"").append(key).append("\":");
+  _text.append(_text.back() == '{' ? "\"" : ",\"").append(key).append("\":");
 }
 
 void JsonObject::append(std::string_view value) {

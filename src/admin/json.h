@@ -5,10 +5,9 @@
 #include <fmt/format.h>
 
 #include <concepts>
+#include <ranges>
 #include <string>
 #include <string_view>
-#include <utility>
-#include <vector>
 
 namespace badgemint::admin {
 
@@ -42,14 +41,15 @@ class JsonObject {
     return end();
   }
   // An array of values of any of these types.
-  template <typename Value>
-  JsonObject& add(std::string_view key, const std::vector<Value>& values) {
+  template <std::ranges::range Values>
+  requires(!std::convertible_to<const Values&, std::string_view>)
+      JsonObject& add(std::string_view key, const Values& values) {
     begin(key);
-    for (char separator = '['; const auto& value : values) {
-      _text += std::exchange(separator, ',');
+    _text += '[';
+    for (const auto& value : values) {
+      if (_text.back() != '[') _text += ',';
       append(value);
     }
-    if (values.empty()) _text += '[';
     return end("]}");
   }
   // An array of objects: `fill` adds to this one, as it is then, what the object of an element has.

@@ -98,7 +98,7 @@ const char* differingField(const AccessRecord& a, const AccessRecord& b) {
 
 DateTimeText timeText(uint32_t seconds) {
   DateTimeText text = formatDateTime(seconds);
-  std::ranges::replace(text, '-', ' ');
+  if (seconds != 0) text[std::string_view("2026/01/31").size()] = ' ';
   return text;
 }
 
@@ -165,13 +165,16 @@ void addCredential(JsonObject& object, const IdentRecord& record, const Site& si
 }
 
 void addAccess(JsonObject& object, const AccessRecord& record, bool withPins) {
-  std::vector<uint32_t> levels, flags;
+  std::array<uint32_t, AccessRecord::kAccessLevels> levels, flags;  // NOLINT: filled below.
+  size_t levelCount = 0, flagCount = 0;
   for (const uint32_t level : record.acclevel)
-    if (level != 0) levels.push_back(level);
-  for (int32_t bit = 0; bit < 8; ++bit)
-    if (record.flag(bit) != 0) flags.push_back(static_cast<uint32_t>(bit));
-  object.add("access_levels", levels).add("flags", flags);
+    if (level != 0) levels[levelCount++] = level;
+  for (uint32_t bit = 0; bit < 8; ++bit)
+    if ((record.bitflds >> bit & 1) != 0) flags[flagCount++] = bit;
+  object.add("access_levels", std::span<const uint32_t>(levels.data(), levelCount));
+  object.add("flags", std::span<const uint32_t>(flags.data(), flagCount));
   for (const AccessField& field : accessFields()) {
+    if (field.kind == kAccessLevel || field.kind == kFlag) continue;
     const uint32_t value = field.valueOf(record);
     if (field.kind == kPin && (!withPins || pinText(record, true) != "none"))
       object.add(field.key, pinText(record, withPins));

@@ -148,22 +148,24 @@ class ListPrinter {
   }
 
  private:
+  static constexpr size_t kTimeWidth = 19;  // "2026/01/31 18:00:00".
+
   // Values of the first access record; a build makes one for each credential, all alike.
   void addColumns(const Holder& holder) {
     const AccessRecord access = holder.accesses.empty() ? AccessRecord{} : holder.accesses.front();
-    _line.append(fmt::format_int(holder.uniqid).c_str());
+    addNumber(holder.uniqid);
     endColumn(10);
     for (const IdentRecord& record : holder.credentials) addCredential(record);
     endList(20);
     for (const uint16_t level : access.acclevel)
-      if (level != 0) addNumber(level);
+      if (level != 0) addElement(level);
     endList(9);
     for (const uint32_t time : {access.starttime, access.endtime}) {
-      _line.append(time == 0 ? "-" : timeText(time).data());
-      endColumn(19);
+      time == 0 ? _line.append("-") : _line.append(timeText(time).data(), kTimeWidth);
+      endColumn(kTimeWidth);
     }
     for (uint32_t bit = 0; bit < 8; ++bit)
-      if ((access.bitflds >> bit & 1) != 0) addNumber(bit);
+      if ((access.bitflds >> bit & 1) != 0) addElement(bit);
     endList(0);
     endLine(holder.accesses.size());
   }
@@ -173,7 +175,7 @@ class ListPrinter {
   void addCredential(const IdentRecord& record) {
     const uint32_t code = record.cardsetcode;
     const bool isPin = code == kPinOnlyCode || code == kPinIdentCode;
-    if (!isPin && code != kFormatlessCode) _line.append(fmt::format_int(code).c_str()).append(":");
+    if (!isPin && code != kFormatlessCode) addNumber(code), _line += ':';
     if (isPin)
       _line.append("PIN");
     else if (const auto number = cardNumberText(record, _site))
@@ -183,7 +185,15 @@ class ListPrinter {
     _line.append(record.deleted != 0 ? "(deleted)," : ",");
   }
 
-  void addNumber(uint32_t number) { _line.append(fmt::format_int(number).c_str()).append(","); }
+  void addElement(uint32_t number) {
+    addNumber(number);
+    _line += ',';
+  }
+
+  void addNumber(uint32_t number) {
+    const fmt::format_int digits(number);
+    _line.append(digits.data(), digits.size());
+  }
 
   void endList(size_t width) {
     if (_line.size() > _start)
