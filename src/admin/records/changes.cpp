@@ -92,16 +92,19 @@ std::optional<std::pair<uint32_t, uint32_t>> pinOf(const IdentRecord& record) {
   return std::pair(record.uniqid, record.cardsetcode);
 }
 
-// "A=21 -> A=22" for each value in which two card sets differ, each after a comma.
-std::string siteValuesText(uint32_t csid, const Site& before, const Site& now) {
+// A value of a card set that two sites have differently.
+struct SiteValue {
+  char letter;
+  int64_t before, now;
+};
+std::vector<SiteValue> differentValues(uint32_t csid, const Site& before, const Site& now) {
   const cardset* const old = before.sets().getCardSet(csid);
   const cardset* const fresh = now.sets().getCardSet(csid);
-  std::string text;
+  std::vector<SiteValue> values;
   for (int32_t field = 0; field < kCardSetFields && old != nullptr && fresh != nullptr; ++field)
-    if (const char letter = static_cast<char>('A' + field);
-        old->value(field) != fresh->value(field))
-      text += fmt::format(", {0}={1} -> {0}={2}", letter, old->value(field), fresh->value(field));
-  return text;
+    if (old->value(field) != fresh->value(field))
+      values.push_back({static_cast<char>('A' + field), old->value(field), fresh->value(field)});
+  return values;
 }
 
 bool haveOtherCodes(const CredentialChange& change) {
@@ -200,13 +203,12 @@ class ChangePrinter {
 
   void addReplacement(const CredentialChange& change) {
     const IdentRecord &before = *change.before, &now = *change.now;
-    if (!haveOtherCodes(change) && !isPinEntry(before))
-      add("{}: key {} -> {}{}", oldText(change), keyText(before.cardnumber),
-          keyText(now.cardnumber), siteValuesText(before.cardsetcode, _before, _now));
-    else if (haveOtherCodes(change) || _form.withPins)
-      add("{} -> {}", oldText(change), newText(change));
-    else
-      add("PIN changed");
+    if (haveOtherCodes(change) || (isPinEntry(before) && _form.withPins))
+      return add("{} -> {}", oldText(change), newText(change));
+    if (isPinEntry(before)) return add("PIN changed");
+    add("{}: key {} -> {}", oldText(change), keyText(before.cardnumber), keyText(now.cardnumber));
+    for (const auto& [letter, old, fresh] : differentValues(before.cardsetcode, _before, _now))
+      add(", {0}={1} -> {0}={2}", letter, old, fresh);
   }
 
   // Added, moved and changed credentials may have the mark of deletion as well.
@@ -252,6 +254,12 @@ class ChangePrinter {
       addCredential(now, *change.now, _now, _form.withPins);
       object.add("new", now);
     }
+    if (change.kind == kChanged && !haveOtherCodes(change) && !isPinEntry(*change.before))
+      object.addEach("site_values", differentValues(change.before->cardsetcode, _before, _now),
+                     [](JsonObject& entry, const SiteValue& value) {
+                       entry.add("field", std::string_view(&value.letter, 1));
+                       entry.add("old", value.before).add("new", value.now);
+                     });
     return object;
   }
 

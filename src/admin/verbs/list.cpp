@@ -133,8 +133,8 @@ class ListPrinter {
     if (_options.csv)
       _console.print("holder,credentials,levels,from,until,flags,access records\r\n");
     else if (isTerminal && !_options.json)
-      _console.print("{:10} {:20} {:9} {:19} {:19} {}\n", "HOLDER", "CREDENTIALS", "LEVELS", "FROM",
-                     "UNTIL", "FLAGS");
+      _console.print("{:10} {:20} {:15} {:19} {:19} {}\n", "HOLDER", "CREDENTIALS", "LEVELS",
+                     "FROM", "UNTIL", "FLAGS");
   }
 
   void print(const Holder& holder) {
@@ -159,7 +159,7 @@ class ListPrinter {
     endList(20);
     for (const uint16_t level : access.acclevel)
       if (level != 0) addElement(level);
-    endList(9);
+    endList(15);
     for (const uint32_t time : {access.starttime, access.endtime}) {
       time == 0 ? _line.append("-") : _line.append(timeText(time).data(), kTimeWidth);
       endColumn(kTimeWidth);

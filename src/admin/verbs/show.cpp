@@ -6,7 +6,6 @@
 #include <set>
 
 #include "admin/arguments.h"
-#include "admin/check/sitecheck.h"
 #include "admin/records/site.h"
 #include "admin/records/wording.h"
 #include "admin/verbs/verb.h"
@@ -36,7 +35,7 @@ class HolderPrinter {
         _index(site.databases()),
         _console(console),
         _now(parseTimeOrNow("--at", options.at)) {
-    if (!options.levels.empty()) readLevels(options.levels, _levels);
+    if (!options.levels.empty()) openLevels(options.levels, _levels);
   }
 
   // False, and nothing is printed, when there is no such holder.
@@ -166,7 +165,7 @@ struct Query {
 };
 
 Query parseHolders(const std::string& word, const HolderPrinter& printer) {
-  const size_t dash = word.find('-');
+  const size_t dash = word.find('-', 1);
   if (dash == std::string::npos) {
     const uint32_t uniqid = parseHolder(word);
     return {fmt::format("holder {}", uniqid), {}, {uniqid}};
