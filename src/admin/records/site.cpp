@@ -9,6 +9,7 @@
 #include <new>
 #include <thread>
 
+#include "admin/check/sitecheck.h"
 #include "admin/files/folder.h"
 #include "admin/files/replacement.h"
 #include "cardsets/card_functions.h"
@@ -86,7 +87,22 @@ void readOneState(std::span<const std::string> paths, const std::function<void()
   }
 }
 
+void openLevels(const std::string& path, AccessLevelSet& levels) {
+  requireRegularFile(path);
+  Findings ignored;
+  try {
+    checkLevelsFile(path, ignored);
+  } catch (const Failure& failure) {
+    throw Failure(ExitStatus::kNotDone, failure.what());
+  }
+  readLevels(path, levels);
+}
+
 Site::Site(const SitePaths& paths, Formats need, const std::string& formatFolder) {
+  for (const std::string& path : {paths.formats, paths.cardSets, paths.ident, paths.access})
+    requireRegularFile(path);
+  for (const std::string& name : formatFiles(paths.formats))
+    requireRegularFile(formatFolder + '/' + name);
   const auto attempt = [need](const auto& step) -> std::string {
     try {
       return step();

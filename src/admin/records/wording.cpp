@@ -5,7 +5,6 @@
 #include <bit>
 
 #include "cardsets/card_functions.h"
-#include "support/datetime.h"
 #include "support/packeddecimal.h"
 #include "support/textutil.h"
 
@@ -78,7 +77,7 @@ std::span<const AccessField> accessFields() {
 std::string valueText(const AccessField& field, const AccessRecord& record, bool withPins) {
   if (field.kind == kPin) return pinText(record, withPins);
   const uint32_t value = field.valueOf(record);
-  return field.kind == kTime ? timeText(value) : std::to_string(value);
+  return field.kind == kTime ? timeText(value).data() : std::to_string(value);
 }
 
 const char* differingField(const IdentRecord& a, const IdentRecord& b) {
@@ -97,9 +96,9 @@ const char* differingField(const AccessRecord& a, const AccessRecord& b) {
   return std::ranges::find_if(kAccessFields, differs)->name;
 }
 
-std::string timeText(uint32_t seconds) {
-  std::string text = formatDateTime(seconds).data();
-  std::ranges::replace(text, '-', ' ');
+DateTimeText timeText(uint32_t seconds) {
+  DateTimeText text = formatDateTime(seconds);
+  if (seconds != 0) text[std::string_view("2026/01/31").size()] = ' ';
   return text;
 }
 
@@ -160,18 +159,21 @@ void addCredential(JsonObject& object, const IdentRecord& record, const Site& si
 }
 
 void addAccess(JsonObject& object, const AccessRecord& record, bool withPins) {
-  std::vector<uint32_t> levels, flags;
+  std::array<uint32_t, AccessRecord::kAccessLevels> levels, flags;  // NOLINT: filled below.
+  size_t levelCount = 0, flagCount = 0;
   for (const uint32_t level : record.acclevel)
-    if (level != 0) levels.push_back(level);
-  for (int32_t bit = 0; bit < 8; ++bit)
-    if (record.flag(bit) != 0) flags.push_back(static_cast<uint32_t>(bit));
-  object.add("access_levels", levels).add("flags", flags);
+    if (level != 0) levels[levelCount++] = level;
+  for (uint32_t bit = 0; bit < 8; ++bit)
+    if ((record.bitflds >> bit & 1) != 0) flags[flagCount++] = bit;
+  object.add("access_levels", std::span<const uint32_t>(levels.data(), levelCount));
+  object.add("flags", std::span<const uint32_t>(flags.data(), flagCount));
   for (const AccessField& field : accessFields()) {
+    if (field.kind == kAccessLevel || field.kind == kFlag) continue;
     const uint32_t value = field.valueOf(record);
     if (field.kind == kPin && (!withPins || pinText(record, true) != "none"))
       object.add(field.key, pinText(record, withPins));
     else if (field.kind == kTime && value != 0)
-      object.add(field.key, timeText(value));
+      object.add(field.key, timeText(value).data());
     else if ((field.kind == kNumber || field.kind == kEscort) && value != 0)
       object.add(field.key, value);
   }

@@ -13,6 +13,7 @@
 #include "admin/records/site.h"
 #include "carddb/accessrecord.h"
 #include "carddb/identrecord.h"
+#include "support/datetime.h"
 
 namespace badgemint::admin {
 
@@ -39,7 +40,7 @@ const char* differingField(const IdentRecord& a, const IdentRecord& b);
 const char* differingField(const AccessRecord& a, const AccessRecord& b);
 
 // A time as in the cards file: "2026/01/31 18:00:00", or "0" for none.
-std::string timeText(uint32_t seconds);
+DateTimeText timeText(uint32_t seconds);
 
 // Whether a holder's validity includes a time. Both ends belong to it.
 enum class Validity { kValid, kNotYet, kExpired, kNever };
@@ -74,16 +75,17 @@ void addAccess(JsonObject& object, const AccessRecord& record, bool withPins);
 
 // "holder", "access" with an object for each record, and "credentials".
 template <typename Accesses, typename Idents>
-JsonObject holderJson(uint32_t uniqid, Accesses&& accesses, Idents&& idents, const Site& site,
-                      uint32_t now, bool withPins) {
-  std::vector<JsonObject> access, credentials;
-  for (const AccessRecord& record : accesses) {
-    addAccess(access.emplace_back(), record, withPins);
-    access.back().add("validity", validityText(validityAt(now, record)));
-  }
-  for (const IdentRecord& record : idents)
-    addCredential(credentials.emplace_back(), record, site, withPins);
-  return JsonObject().add("holder", uniqid).add("access", access).add("credentials", credentials);
+JsonObject holderJson(uint32_t uniqid, const Accesses& accesses, const Idents& idents,
+                      const Site& site, uint32_t now, bool withPins) {
+  JsonObject holder;
+  holder.add("holder", uniqid);
+  holder.addEach("access", accesses, [&](JsonObject& object, const AccessRecord& record) {
+    addAccess(object, record, withPins);
+    object.add("validity", validityText(validityAt(now, record)));
+  });
+  return holder.addEach("credentials", idents, [&](JsonObject& object, const IdentRecord& record) {
+    addCredential(object, record, site, withPins);
+  });
 }
 
 }  // namespace badgemint::admin
