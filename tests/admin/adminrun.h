@@ -16,6 +16,7 @@ struct AdminRun {
   int status = 0;
   std::string output, errors;
   bool struck = false;  // Whether the fault has come to pass.
+  int calls = 0;        // Of the kind of the fault.
   int signal = 0;       // That has ended the process.
 };
 
@@ -32,6 +33,7 @@ inline AdminRun runAdmin(const std::string& line, const Fault& fault, std::ostre
   const ArmedFault armed(fault);
   result.status = run(static_cast<int>(argv.size()), argv.data(), console);
   result.struck = armed.struck();
+  result.calls = armed.calls();
   return result;
 }
 

@@ -60,8 +60,7 @@ class Transaction {
   void keepOldFiles() const {
     if (!_keep) return;
     for (const SitePart part : kSiteParts)
-      if (_private.look(entryOf(kOld, part)) && !isTarget(kNew, part))
-        putInPlace(kOld, part, _keptNames[part]);
+      if (_private.look(entryOf(kOld, part))) putInPlace(kOld, part, _keptNames[part]);
     _folder.sync();
   }
 

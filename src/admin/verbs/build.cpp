@@ -265,8 +265,11 @@ class Build {
  private:
   void checkFiles() {
     Findings findings;
-    const SiteSummary summary =
-        checkSite({_options.site.cards, _options.site.formats, {}, false}, findings);
+    const SiteSummary summary = checkSite({.cards = _options.site.cards,
+                                           .formats = _options.site.formats,
+                                           .levels = {},
+                                           .allowEmpty = _options.allowEmpty},
+                                          findings);
     const bool isSilent = _options.quiet && findings.errors() + findings.warnings() == 0;
     const ExitStatus status =
         isSilent ? ExitStatus::kAllWell : report(findings, summary, _options.strict, _console);
