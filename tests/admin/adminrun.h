@@ -28,7 +28,7 @@ inline AdminRun runAdmin(const std::string& line, const Fault& fault, std::ostre
   for (std::string word; words >> std::quoted(word);) arguments.push_back(word);
   std::vector<const char*> argv;
   for (const std::string& argument : arguments) argv.push_back(argument.c_str());
-  Console console(output, errors, false);
+  Console console(output, errors, {});
   AdminRun result;
   const ArmedFault armed(fault);
   result.status = run(static_cast<int>(argv.size()), argv.data(), console);

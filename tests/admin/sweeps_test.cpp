@@ -46,7 +46,7 @@ class BuildSweep : public testing::Test, public BuildSite {
     const bool wasOld = isOld(), wasNew = isNew();
     const bool hadJournal = fs::exists(".badgemint-admin/journal");
     cards(kWrongCards);
-    const AdminRun run = runAdmin("build");
+    const AdminRun run = runAdmin("build --keep");
     EXPECT_EQ(run.status, 2);
     cards(kNewCards);
     EXPECT_TRUE(hasNoOtherFiles());
