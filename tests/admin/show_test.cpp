@@ -100,7 +100,7 @@ TEST(Show, RefusesWordsThatMeanNothing) {
        {"4294967296", 3, "\"4294967296\" is not a unique ID, a number from 0 to 4294967295\n"},
        {"4294967295 --card 1:65535 --ident none", 3, "none: No such file"},
        {"7-5", 3, "\"7-5\" is not a range: its end is before its start\n"},
-       {"-- -1", 3, "\"-1\" is not a unique ID"},
+       {"-1", 3, "\"-1\" is not a unique ID"},
        {"1 --levels .", 3, ". is a folder, not a regular file"},
        {"1 --formats .", 3, ". is a folder, not a regular file"},
        {"5-", 3, "\"\" is not a unique ID"},

@@ -35,8 +35,15 @@ std::vector<std::optional<FileState>> statesOf(std::span<const std::string> path
   return states;
 }
 
+// Of the folder of the file, where the path leads to a link. An empty text for none.
+std::string noteOfReplacement(const std::string& path) {
+  std::error_code isMissing;
+  const std::filesystem::path file = std::filesystem::canonical(path, isMissing);
+  return noteOfCutShort(isMissing ? splitPath(path).folder : file.parent_path().string());
+}
+
 bool isBeingReplaced(const std::string& path) {
-  return !noteOfCutShort(splitPath(path).folder).empty();
+  return !noteOfReplacement(path).empty();
 }
 
 // Another current folder while it lives.
@@ -82,7 +89,7 @@ void readOneState(std::span<const std::string> paths, const std::function<void()
     } else if (replaced == paths.end()) {
       throw Failure(ExitStatus::kNotDone, "{} is being written again and again", paths.front());
     } else {
-      throw Failure(ExitStatus::kNotDone, "{}", noteOfCutShort(splitPath(*replaced).folder));
+      throw Failure(ExitStatus::kNotDone, "{}", noteOfReplacement(*replaced));
     }
   }
 }

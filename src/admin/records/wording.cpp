@@ -68,6 +68,28 @@ std::string pinOf(const IdentRecord& record, bool withPins) {
   return withPins ? digitsOf<kMaxPinIdentDigits>(record.cardnumber) : kHiddenPin;
 }
 
+// "access_levels", "flags" and every other field that is not 0 under its key.
+void addAccess(JsonObject& object, const AccessRecord& record, bool hasCard, bool withPins) {
+  std::array<uint32_t, AccessRecord::kAccessLevels> levels, flags;  // NOLINT: filled below.
+  size_t levelCount = 0, flagCount = 0;
+  for (const uint32_t level : record.acclevel)
+    if (level != 0) levels[levelCount++] = level;
+  for (uint32_t bit = 0; bit < 8; ++bit)
+    if ((record.bitflds >> bit & 1) != 0) flags[flagCount++] = bit;
+  object.add("access_levels", std::span<const uint32_t>(levels.data(), levelCount));
+  object.add("flags", std::span<const uint32_t>(flags.data(), flagCount));
+  for (const AccessField& field : accessFields()) {
+    if (field.kind == kAccessLevel || field.kind == kFlag) continue;
+    const uint32_t value = field.valueOf(record);
+    if (field.kind == kPin && hasCard && pinText(record, withPins) != "none")
+      object.add(field.key, pinText(record, withPins));
+    else if (field.kind == kTime && value != 0)
+      object.add(field.key, timeText(value).data());
+    else if ((field.kind == kNumber || field.kind == kEscort) && value != 0)
+      object.add(field.key, value);
+  }
+}
+
 }  // namespace
 
 std::span<const AccessField> accessFields() {
@@ -158,25 +180,19 @@ void addCredential(JsonObject& object, const IdentRecord& record, const Site& si
   if (record.deleted != 0) object.add("deleted", true);
 }
 
-void addAccess(JsonObject& object, const AccessRecord& record, bool withPins) {
-  std::array<uint32_t, AccessRecord::kAccessLevels> levels, flags;  // NOLINT: filled below.
-  size_t levelCount = 0, flagCount = 0;
-  for (const uint32_t level : record.acclevel)
-    if (level != 0) levels[levelCount++] = level;
-  for (uint32_t bit = 0; bit < 8; ++bit)
-    if ((record.bitflds >> bit & 1) != 0) flags[flagCount++] = bit;
-  object.add("access_levels", std::span<const uint32_t>(levels.data(), levelCount));
-  object.add("flags", std::span<const uint32_t>(flags.data(), flagCount));
-  for (const AccessField& field : accessFields()) {
-    if (field.kind == kAccessLevel || field.kind == kFlag) continue;
-    const uint32_t value = field.valueOf(record);
-    if (field.kind == kPin && (!withPins || pinText(record, true) != "none"))
-      object.add(field.key, pinText(record, withPins));
-    else if (field.kind == kTime && value != 0)
-      object.add(field.key, timeText(value).data());
-    else if ((field.kind == kNumber || field.kind == kEscort) && value != 0)
-      object.add(field.key, value);
-  }
+JsonObject holderJson(uint32_t uniqid, std::span<const AccessRecord> accesses,
+                      std::span<const IdentRecord> idents, const Site& site, uint32_t now,
+                      bool withPins) {
+  const bool hasCard = !std::ranges::all_of(idents, isPinEntry);
+  JsonObject holder;
+  holder.add("holder", uniqid);
+  holder.addEach("access", accesses, [&](JsonObject& object, const AccessRecord& record) {
+    addAccess(object, record, hasCard, withPins);
+    object.add("validity", validityText(validityAt(now, record)));
+  });
+  return holder.addEach("credentials", idents, [&](JsonObject& object, const IdentRecord& record) {
+    addCredential(object, record, site, withPins);
+  });
 }
 
 }  // namespace badgemint::admin

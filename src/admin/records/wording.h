@@ -63,30 +63,17 @@ std::optional<std::string> cardNumberText(const IdentRecord& record, const Site&
 // card". A card that the site cannot decode is named by its key.
 std::string credentialText(const IdentRecord& record, const Site& site, bool withPins);
 
-// The PIN of an access record, or "none"; masked alike whether there is one or not. That of a
-// holder without a card has no effect and is stored as zeros.
+// The PIN of an access record, or "none"; masked alike whether there is one or not. A holder
+// without a card has none there, whatever the record says.
 std::string pinText(const AccessRecord& record, bool withPins);
 
 // Adds what a record says, with PINs masked alike: "kind" ("card", "card without format", "PIN
 // alone", "PIN beside a card"), "set", "card", "key", "pin", "deleted".
 void addCredential(JsonObject& object, const IdentRecord& record, const Site& site, bool withPins);
-// Adds "access_levels", "flags" and every other field that is not 0 under its key.
-void addAccess(JsonObject& object, const AccessRecord& record, bool withPins);
-
 // "holder", "access" with an object for each record, and "credentials".
-template <typename Accesses, typename Idents>
-JsonObject holderJson(uint32_t uniqid, const Accesses& accesses, const Idents& idents,
-                      const Site& site, uint32_t now, bool withPins) {
-  JsonObject holder;
-  holder.add("holder", uniqid);
-  holder.addEach("access", accesses, [&](JsonObject& object, const AccessRecord& record) {
-    addAccess(object, record, withPins);
-    object.add("validity", validityText(validityAt(now, record)));
-  });
-  return holder.addEach("credentials", idents, [&](JsonObject& object, const IdentRecord& record) {
-    addCredential(object, record, site, withPins);
-  });
-}
+JsonObject holderJson(uint32_t uniqid, std::span<const AccessRecord> accesses,
+                      std::span<const IdentRecord> idents, const Site& site, uint32_t now,
+                      bool withPins);
 
 }  // namespace badgemint::admin
 

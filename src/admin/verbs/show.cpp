@@ -85,11 +85,11 @@ class HolderPrinter {
     for (const AccessField& field : accessFields()) {
       using enum AccessField::Kind;
       const uint32_t value = field.valueOf(record);
-      if (field.kind == kPin)
-        printPin(record, hasCard);
+      if (field.kind == kPin && hasCard)
+        line("PIN: {}", pinText(record, _options.withPins));
       else if (value != 0 && field.kind == kFlag)
         line("{}", field.name);
-      else if (value != 0 && field.kind != kTime)
+      else if (value != 0 && field.kind != kTime && field.kind != kPin)
         line("{}: {}{}", field.name, value, remark(field, value));
       if (std::string_view(field.name) == "end") printValidity(record);
     }
@@ -126,12 +126,6 @@ class HolderPrinter {
       return fmt::format("{} since {} UTC", text, timeText(record.endtime + 1).data());
     if (validity == Validity::kValid) return text + (_options.at.empty() ? " now" : " then");
     return text;
-  }
-
-  // Whether somebody has no PIN is as secret as a PIN. Without a card it has no effect.
-  void printPin(const AccessRecord& record, bool hasCard) {
-    if (_options.withPins ? hasCard || pinText(record, true) != "none" : hasCard)
-      line("PIN: {}", _options.withPins ? pinText(record, true) : kHiddenPin);
   }
 
   void printCredential(uint32_t number) {
