@@ -113,7 +113,7 @@ TEST(Pattern, ReportsWhatBitsCanBeAndWhichNumbersCannot) {
       {"pattern --cards cards.txt 4 1", 0, "set 4   format 1 26.cdf", "cards.txt:3: this line"},
       {"pattern 1 x 1 123456789012345678901234567890123", 2, "key   022A00020000", "an 32 dig"},
       {"pattern --format odd.cdf 1", 2, "",
-       "does not fit the 2 bits of field B: it would be read as card 0"},
+       "does not fit field B of 2 bits: it would be read as card 0"},
       {"pattern --format 4.vff 1", 0, "mask  ..P*\nbits  0011\nkey   030000"},
       {"pattern --format 136.vff 512", 0, "0010--------\nkey   00000000000000000000000000000002\n"},
       {"pattern --format no.cdf 1", 3, "", "no.cdf: cannot be opened: No such file"},

@@ -110,10 +110,9 @@ NumberedCard encodeWord(const CardEncoder& encoder, std::string_view word) {
   const std::string digits = type == kTypeBcd   ? fmt::format(" ({} digits)", width / 4)
                              : type == kTypeMsd ? fmt::format(" ({} digits)", width / 5)
                                                 : "";
-  throw Failure(
-      ExitStatus::kRefused,
-      "card number {} does not fit the {} bits{} of field {}: it would be read as card {}", word,
-      width, digits, format.masks().letters[field], encoder.decode(card.pattern));
+  throw Failure(ExitStatus::kRefused,
+                "card number {} does not fit field {} of {} bits{}: it would be read as card {}",
+                word, format.masks().letters[field], width, digits, encoder.decode(card.pattern));
 }
 
 namespace {
