@@ -199,7 +199,7 @@ void checkLines(CardsCheck& check, InputFile& input, SiteSummary& summary) {
       checkWholeFile({check.index, std::move(check.unindexed), check.escorts, check.slippedEscorts,
                       check.misread, check.file, check.options.withPins},
                      check.findings);
-  if (check.index.count() == 0 && check.findings.errors() == 0)
+  if (check.index.count() == 0 && check.findings.errors() == 0 && !check.options.allowEmpty)
     check.findings.warn({check.file, 0, 0}, "empty",
                         "no card and no PIN: a build makes empty databases, which open no door");
 }
