@@ -66,7 +66,7 @@ class Console {
   }
 
   // A line of --json.
-  void printJson(const JsonObject& object) { write(object.text() + '\n'); }
+  void printJson(const JsonObject& object) { output() << object.text() << '\n'; }
 
   // Prints "badgemint-admin: TEXT\n" on standard error, after all output so far. Bytes that are not
   // printable, as file names may have them, appear as printable() shows them.
