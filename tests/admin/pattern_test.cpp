@@ -93,7 +93,7 @@ TEST(Pattern, ReportsWhatBitsCanBeAndWhichNumbersCannot) {
       {"decode 01101111110 --ident folder", 3, "wrong\n", "folder is a folder, not"},
       {"decode 01101111110 --ident loop", 3, "wrong\n", "loop: Too many"},
       {"decode 022C7C24 --ident 26.txt", 0, "no holder has", "26.txt ends within a record"},
-      {"decode 0x022A7C24 --formats fifo.txt", 0, card, "fifo.cdf: is not a regular file"},
+      {"decode 0x022A7C24 --formats fifo.txt", 3, "", "fifo.cdf is a FIFO, not a regular"},
       {"decode --json 022C7C24 --formats none", 1, R"("set":3,"key")", "none: cannot"},
       {"decode 022A7C24 --ident folder", 0, card, "folder"},
       {"decode FFFFFFFFFFFFFFFF --cardsets none", 1,

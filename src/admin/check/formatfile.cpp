@@ -4,12 +4,12 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
 #include <limits>
 #include <system_error>
 
 #include "admin/check/formatscheck.h"
 #include "admin/check/word.h"
+#include "admin/files/sitepaths.h"
 #include "formats/CdfCardFormat.h"
 #include "formats/EffCardFormat.h"
 #include "formats/VffCardFormat.h"
@@ -75,10 +75,7 @@ class FormatFileCheck {
         _findings(findings) {}
 
   void run(const std::string& path) {
-    std::error_code ignored;
-    const auto status = std::filesystem::status(path, ignored);
-    if (exists(status) && !is_regular_file(status))  // Reading it may never end.
-      return fail({_file, 0, 0}, kFormatFileOpenFailed, "is not a regular file");
+    requireRegularFile(path);
     const int32_t result = _format.loadFormatFile(path.c_str());
     LineReader reader;
     const bool isOpen = reader.open(path.c_str());
