@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "admin/check/finding.h"
+#include "admin/check/sitecheck.h"
 #include "admin/console.h"
 #include "support/result.h"
 
@@ -97,6 +98,15 @@ std::string CardLayout::withParityOf(const std::string& card, std::string bits) 
     if ((word & BitPattern::bitOf(positionAt(bit))) != 0) bits[bit] ^= 1;
   }
   return bits;
+}
+
+std::string siteValuesText(const CardFormat& format, const CardFormat::FieldValues& values) {
+  std::string text;
+  for (int32_t field = 0; field < kFieldCount; ++field)
+    if (hasSiteValue(format, field))
+      text += fmt::format(", {:c}={}", 'A' + field,
+                          static_cast<uint64_t>(values[static_cast<size_t>(field)]));
+  return text;
 }
 
 NumberedCard encodeWord(const CardEncoder& encoder, std::string_view word) {

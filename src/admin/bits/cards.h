@@ -56,6 +56,9 @@ class CardLayout {
   int32_t _count;
 };
 
+// The fields beside the number, as ", A=22, B=1".
+std::string siteValuesText(const CardFormat& format, const CardFormat::FieldValues& values);
+
 struct NumberedCard {
   int64_t number;
   CardPattern pattern;

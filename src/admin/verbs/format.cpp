@@ -88,17 +88,13 @@ FormatSheet sheetOf(const CardFormat& format) {
                            format.masks().letters[static_cast<size_t>(format.cardNumberField())]);
   sheet.fields = fieldTable(format);
   CardFormat::FieldValues values{};
-  std::string valuesText;
-  for (int32_t field = 0; field < kFieldCount; ++field) {
-    if (!hasSiteValue(format, field)) continue;
-    const auto index = static_cast<size_t>(field);
-    values[index] = std::max(format.fieldDefinitions()[index].minval, 0);
-    valuesText += fmt::format(", {:c}={}", 'A' + field, values[index]);
-  }
+  for (size_t field = 0; field < values.size(); ++field)
+    values[field] = std::max(format.fieldDefinitions()[field].minval, 0);
   const CardEncoder encoder = {&format, format.encodeSite(values)};
   const int64_t number = exampleNumber(encoder);
   const CardPattern card = encoder.encode(number);
-  sheet.example = fmt::format("card {}{}: key {}", number, valuesText, keyText(card));
+  sheet.example =
+      fmt::format("card {}{}: key {}", number, siteValuesText(format, values), keyText(card));
   sheet.sources = layout.mergedRow();
   const LayoutMasks masks = format.masks();
   sheet.rows = {{"output", layout.rowOf(masks.output)}, {"fixed", layout.rowOf(masks.fixed)}};
