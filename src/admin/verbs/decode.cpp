@@ -92,16 +92,6 @@ struct Match {
   bool isExact() const { return card.faults.empty(); }
 };
 
-// The fields beside the number as "A=22, B=1".
-std::string siteValuesText(const CardFormat& format, const CardFormat::FieldValues& values) {
-  std::string text;
-  for (int32_t field = 0; field < kFieldCount; ++field)
-    if (hasSiteValue(format, field))
-      text += fmt::format("{}{:c}={}", text.empty() ? "" : ", ", 'A' + field,
-                          static_cast<uint64_t>(values[static_cast<size_t>(field)]));
-  return text;
-}
-
 class Decode {
  public:
   Decode(CardInput input, const Site& site, bool hasIdent, bool isJson, Console& console)
@@ -211,10 +201,9 @@ class Decode {
 
   void print(const Match& match) {
     const CardFormat& format = *match.listed->format;
-    const std::string values = siteValuesText(format, match.card.values);
-    _console.print("format {} {}: card {}{}{}; {}{}{}\n", match.listed->id,
+    _console.print("format {} {}: card {}{}; {}{}{}\n", match.listed->id,
                    printable(match.listed->fileName), static_cast<uint64_t>(match.card.number),
-                   values.empty() ? "" : ", ", values,
+                   siteValuesText(format, match.card.values),
                    match.isExact() ? "parity and fixed bits right" : "wrong",
                    *match.change == '\0' ? "" : "; ", match.change);
     if (_wanted.size() > 1) _console.print("  key {}\n", keyText(match.key));
@@ -290,7 +279,7 @@ class Decode {
         _console.printJson(jsonOf(record).add("values", jsonOf(*format, held->values)));
       else
         _console.print("holder {} has this number with {}\n", record.uniqid,
-                       siteValuesText(*format, held->values));
+                       siteValuesText(*format, held->values).erase(0, 2));
     }
   }
 
