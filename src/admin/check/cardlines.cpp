@@ -568,8 +568,16 @@ class BlockLine : FieldsCheck {
       _line.warn(_line.at(_line.text), "fields", kGluedType);
       return;
     }
-    for (const Field field : {kSet, kCount, kUniqid, kLevel})
-      if (!isWhole(field)) return reportPartialNumber(field);
+    for (const Field field : {kSet, kCount, kUniqid, kLevel}) {
+      const std::string_view word = _words[field], rest = word.substr(numberLength(word));
+      // A comment may stand in place of the last field, or touch it.
+      if (rest.empty() || (field == kLevel && rest[0] == '#')) continue;
+      if (word[0] == '#')
+        _line.warn(_line.at(word), "text", "{}", earlyComment(field));
+      else
+        warn(field, "number", fmt::format("is not a number: it is read as {}", numberIn(field)));
+      return;
+    }
     const bool hasComment = _words[kLevel].find('#') != std::string_view::npos;
     if (!_words[kAfterLast].empty() && _words[kAfterLast][0] != '#' && !hasComment) {
       _line.warn(_line.at(_words[kAfterLast]), "fields",
@@ -578,19 +586,6 @@ class BlockLine : FieldsCheck {
     }
     checkRanges();
     checkBlock();
-  }
-
-  // Whether the word is a number; a comment may stand in place of the last field, or touch it.
-  bool isWhole(Field field) const {
-    const std::string_view word = _words[field], rest = word.substr(numberLength(word));
-    return rest.empty() || (field == kLevel && rest[0] == '#');
-  }
-
-  void reportPartialNumber(Field field) const {
-    if (_words[field][0] == '#')
-      _line.warn(_line.at(_words[field]), "text", "{}", earlyComment(field));
-    else
-      warn(field, "number", fmt::format("is not a number: it is read as {}", numberIn(field)));
   }
 
   void checkRanges() const {
