@@ -16,9 +16,10 @@ namespace badgemint::admin {
 
 struct SiteCheckOptions {
   std::string cards;
-  std::string formats;    // Format files are looked up by their base names in the current folder.
-  std::string levels;     // The access levels file; empty for none.
-  bool withPins = false;  // Whether texts may show PINs.
+  std::string formats;      // Format files are looked up by their base names in the current folder.
+  std::string levels;       // The access levels file; empty for none.
+  bool withPins = false;    // Whether texts may show PINs.
+  bool allowEmpty = false;  // Without the rule `empty`.
 };
 
 struct SiteSummary {

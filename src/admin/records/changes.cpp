@@ -92,16 +92,19 @@ std::optional<std::pair<uint32_t, uint32_t>> pinOf(const IdentRecord& record) {
   return std::pair(record.uniqid, record.cardsetcode);
 }
 
-// "A=21 -> A=22" for each value in which two card sets differ, each after a comma.
-std::string siteValuesText(uint32_t csid, const Site& before, const Site& now) {
+// A value of a card set that two sites have differently.
+struct SiteValue {
+  char letter;
+  int64_t before, now;
+};
+std::vector<SiteValue> differentValues(uint32_t csid, const Site& before, const Site& now) {
   const cardset* const old = before.sets().getCardSet(csid);
   const cardset* const fresh = now.sets().getCardSet(csid);
-  std::string text;
+  std::vector<SiteValue> values;
   for (int32_t field = 0; field < kCardSetFields && old != nullptr && fresh != nullptr; ++field)
-    if (const char letter = static_cast<char>('A' + field);
-        old->value(field) != fresh->value(field))
-      text += fmt::format(", {0}={1} -> {0}={2}", letter, old->value(field), fresh->value(field));
-  return text;
+    if (old->value(field) != fresh->value(field))
+      values.push_back({static_cast<char>('A' + field), old->value(field), fresh->value(field)});
+  return values;
 }
 
 bool haveOtherCodes(const CredentialChange& change) {
@@ -144,23 +147,35 @@ class ChangePrinter {
     if (change.before.empty()) return add("added");
     if (change.now.empty()) return add("removed");
     const char* separator = "changed: ";
-    if (change.before.size() != change.now.size())
-      add("{}access records: {} -> {}", std::exchange(separator, ", "), change.before.size(),
-          change.now.size());
-    forEachDifference(change, [&](const AccessField& field, const auto& before, const auto& now) {
-      add("{}{}", std::exchange(separator, ", "), field.name);
-      if (field.kind == AccessField::Kind::kPin && !_form.withPins) return;
-      add(": {} -> {}", valueText(field, before, _form.withPins),
-          valueText(field, now, _form.withPins));
-    });
+    for (const Difference& difference : differencesOf(change)) {
+      add("{}{}", std::exchange(separator, ", "), difference.name);
+      if (!difference.isHidden) add(": {} -> {}", difference.before, difference.now);
+    }
   }
 
-  template <typename Visit>
-  static void forEachDifference(const HolderChange& change, Visit visit) {
-    for (size_t i = 0; i < std::min(change.before.size(), change.now.size()); ++i)
+  // A field of an access record that has changed.
+  struct Difference {
+    const char* name;
+    std::string before, now;
+    bool isNumber = true;
+    bool isHidden = false;
+  };
+
+  std::vector<Difference> differencesOf(const HolderChange& change) const {
+    using enum AccessField::Kind;
+    const auto &old = change.before, &fresh = change.now;
+    std::vector<Difference> differences;
+    if (old.size() != fresh.size())
+      differences.push_back(
+          {"access records", std::to_string(old.size()), std::to_string(fresh.size())});
+    for (size_t i = 0; i < std::min(old.size(), fresh.size()); ++i)
       for (const AccessField& field : accessFields())
-        if (field.valueOf(change.before[i]) != field.valueOf(change.now[i]))
-          visit(field, change.before[i], change.now[i]);
+        if (field.valueOf(old[i]) != field.valueOf(fresh[i]))
+          differences.push_back({field.name, valueText(field, old[i], _form.withPins),
+                                 valueText(field, fresh[i], _form.withPins),
+                                 field.kind != kTime && field.kind != kPin,
+                                 field.kind == kPin && !_form.withPins});
+    return differences;
   }
 
   void addText(const CredentialChange& change) {
@@ -188,13 +203,12 @@ class ChangePrinter {
 
   void addReplacement(const CredentialChange& change) {
     const IdentRecord &before = *change.before, &now = *change.now;
-    if (!haveOtherCodes(change) && !isPinEntry(before))
-      add("{}: key {} -> {}{}", oldText(change), keyText(before.cardnumber),
-          keyText(now.cardnumber), siteValuesText(before.cardsetcode, _before, _now));
-    else if (haveOtherCodes(change) || _form.withPins)
-      add("{} -> {}", oldText(change), newText(change));
-    else
-      add("PIN changed");
+    if (haveOtherCodes(change) || (isPinEntry(before) && _form.withPins))
+      return add("{} -> {}", oldText(change), newText(change));
+    if (isPinEntry(before)) return add("PIN changed");
+    add("{}: key {} -> {}", oldText(change), keyText(before.cardnumber), keyText(now.cardnumber));
+    for (const auto& [letter, old, fresh] : differentValues(before.cardsetcode, _before, _now))
+      add(", {0}={1} -> {0}={2}", letter, old, fresh);
   }
 
   // Added, moved and changed credentials may have the mark of deletion as well.
@@ -215,22 +229,14 @@ class ChangePrinter {
     if (change.before.empty()) return object.add("change", "added");
     if (change.now.empty()) return object.add("change", "removed");
     object.add("change", "changed");
-    std::vector<JsonObject> fields;
-    if (change.before.size() != change.now.size())
-      fields.push_back(JsonObject()
-                           .add("field", "access records")
-                           .add("old", change.before.size())
-                           .add("new", change.now.size()));
-    forEachDifference(change, [&](const AccessField& field, const auto& before, const auto& now) {
-      using enum AccessField::Kind;
-      JsonObject& entry = fields.emplace_back().add("field", field.name);
-      if (field.kind == kTime || field.kind == kPin)
-        entry.add("old", valueText(field, before, _form.withPins))
-            .add("new", valueText(field, now, _form.withPins));
-      else
-        entry.add("old", field.valueOf(before)).add("new", field.valueOf(now));
-    });
-    return object.add("fields", fields);
+    return object.addEach(
+        "fields", differencesOf(change), [](JsonObject& entry, const Difference& difference) {
+          entry.add("field", difference.name);
+          if (difference.isNumber)
+            entry.add("old", std::stoul(difference.before)).add("new", std::stoul(difference.now));
+          else
+            entry.add("old", difference.before).add("new", difference.now);
+        });
   }
 
   // The credential, and as "new" what it has become.
@@ -248,6 +254,12 @@ class ChangePrinter {
       addCredential(now, *change.now, _now, _form.withPins);
       object.add("new", now);
     }
+    if (change.kind == kChanged && !haveOtherCodes(change) && !isPinEntry(*change.before))
+      object.addEach("site_values", differentValues(change.before->cardsetcode, _before, _now),
+                     [](JsonObject& entry, const SiteValue& value) {
+                       entry.add("field", std::string_view(&value.letter, 1));
+                       entry.add("old", value.before).add("new", value.now);
+                     });
     return object;
   }
 

@@ -35,7 +35,12 @@ void sortByUniqid(std::vector<Record>& records) {
   if (std::ranges::is_sorted(records, {}, &Record::uniqid)) return;
   std::vector<Record> sorted;
   sorted.reserve(records.size());
-  for (const uint32_t number : orderByUniqid(records)) sorted.push_back(records[number]);
+  const std::vector<uint32_t> order = orderByUniqid(records);
+  constexpr size_t kAhead = 16;  // Half the time: the records are all over the memory.
+  for (size_t i = 0; i < order.size(); ++i) {
+    __builtin_prefetch(&records[order[std::min(i + kAhead, order.size() - 1)]]);
+    sorted.push_back(records[order[i]]);
+  }
   records = std::move(sorted);
 }
 

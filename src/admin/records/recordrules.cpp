@@ -206,7 +206,7 @@ class RecordRules {
     const AccessRecord& record = _accesses[i];
     if (record.endtime != 0 && record.endtime < record.starttime)
       _faults.addAccess(i, "period", "is never valid: the end {} is before the start {}",
-                        timeText(record.endtime), timeText(record.starttime));
+                        timeText(record.endtime).data(), timeText(record.starttime).data());
   }
 
   void checkEscort(size_t i, Numbers accessesByUniqid) {

@@ -9,6 +9,7 @@
 #include <new>
 #include <thread>
 
+#include "admin/check/sitecheck.h"
 #include "admin/files/folder.h"
 #include "admin/files/replacement.h"
 #include "cardsets/card_functions.h"
@@ -34,8 +35,15 @@ std::vector<std::optional<FileState>> statesOf(std::span<const std::string> path
   return states;
 }
 
+// Of the folder of the file, where the path leads to a link. An empty text for none.
+std::string noteOfReplacement(const std::string& path) {
+  std::error_code isMissing;
+  const std::filesystem::path file = std::filesystem::canonical(path, isMissing);
+  return noteOfCutShort(isMissing ? splitPath(path).folder : file.parent_path().string());
+}
+
 bool isBeingReplaced(const std::string& path) {
-  return !noteOfCutShort(splitPath(path).folder).empty();
+  return !noteOfReplacement(path).empty();
 }
 
 // Another current folder while it lives.
@@ -81,12 +89,27 @@ void readOneState(std::span<const std::string> paths, const std::function<void()
     } else if (replaced == paths.end()) {
       throw Failure(ExitStatus::kNotDone, "{} is being written again and again", paths.front());
     } else {
-      throw Failure(ExitStatus::kNotDone, "{}", noteOfCutShort(splitPath(*replaced).folder));
+      throw Failure(ExitStatus::kNotDone, "{}", noteOfReplacement(*replaced));
     }
   }
 }
 
+void openLevels(const std::string& path, AccessLevelSet& levels) {
+  requireRegularFile(path);
+  Findings ignored;
+  try {
+    checkLevelsFile(path, ignored);
+  } catch (const Failure& failure) {
+    throw Failure(ExitStatus::kNotDone, failure.what());
+  }
+  readLevels(path, levels);
+}
+
 Site::Site(const SitePaths& paths, Formats need, const std::string& formatFolder) {
+  for (const std::string& path : {paths.formats, paths.cardSets, paths.ident, paths.access})
+    requireRegularFile(path);
+  for (const std::string& name : formatFiles(paths.formats))
+    requireRegularFile(formatFolder + '/' + name);
   const auto attempt = [need](const auto& step) -> std::string {
     try {
       return step();

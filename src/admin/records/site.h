@@ -16,6 +16,7 @@
 #include "admin/records/databases.h"
 #include "carddb/identrecord.h"
 #include "cardsets/cardsets.h"
+#include "site/accesslevel.h"
 
 namespace badgemint::admin {
 
@@ -66,6 +67,10 @@ class Site {
   Databases _databases;
   std::vector<std::string> _problems;
 };
+
+// Reads an access levels file. Throws Failure (not done) when it is not one, and std::system_error
+// when it cannot be read.
+void openLevels(const std::string& path, AccessLevelSet& levels);
 
 // Calls `read`, which reads these files of a site, and calls it again when they were replaced
 // meanwhile: what it read at last is of one state. Throws Failure (not done) when that takes more

@@ -6,7 +6,6 @@
 #include <set>
 
 #include "admin/arguments.h"
-#include "admin/check/sitecheck.h"
 #include "admin/records/site.h"
 #include "admin/records/wording.h"
 #include "admin/verbs/verb.h"
@@ -36,7 +35,7 @@ class HolderPrinter {
         _index(site.databases()),
         _console(console),
         _now(parseTimeOrNow("--at", options.at)) {
-    if (!options.levels.empty()) readLevels(options.levels, _levels);
+    if (!options.levels.empty()) openLevels(options.levels, _levels);
   }
 
   // False, and nothing is printed, when there is no such holder.
@@ -86,11 +85,11 @@ class HolderPrinter {
     for (const AccessField& field : accessFields()) {
       using enum AccessField::Kind;
       const uint32_t value = field.valueOf(record);
-      if (field.kind == kPin)
-        printPin(record, hasCard);
+      if (field.kind == kPin && hasCard)
+        line("PIN: {}", pinText(record, _options.withPins));
       else if (value != 0 && field.kind == kFlag)
         line("{}", field.name);
-      else if (value != 0 && field.kind != kTime)
+      else if (value != 0 && field.kind != kTime && field.kind != kPin)
         line("{}: {}{}", field.name, value, remark(field, value));
       if (std::string_view(field.name) == "end") printValidity(record);
     }
@@ -111,8 +110,10 @@ class HolderPrinter {
 
   void printValidity(const AccessRecord& record) {
     std::string period;
-    if (record.starttime != 0) period += fmt::format("from {} UTC ", timeText(record.starttime));
-    if (record.endtime != 0) period += fmt::format("until {} UTC ", timeText(record.endtime));
+    if (record.starttime != 0)
+      period += fmt::format("from {} UTC ", timeText(record.starttime).data());
+    if (record.endtime != 0)
+      period += fmt::format("until {} UTC ", timeText(record.endtime).data());
     if (period.empty()) period = "without limit ";
     period.back() = ',';
     line("validity: {} {}", period, stateText(record));
@@ -122,15 +123,9 @@ class HolderPrinter {
     const Validity validity = validityAt(_now, record);
     const std::string text = validityText(validity);
     if (validity == Validity::kExpired)
-      return fmt::format("{} since {} UTC", text, timeText(record.endtime + 1));
+      return fmt::format("{} since {} UTC", text, timeText(record.endtime + 1).data());
     if (validity == Validity::kValid) return text + (_options.at.empty() ? " now" : " then");
     return text;
-  }
-
-  // Whether somebody has no PIN is as secret as a PIN. Without a card it has no effect.
-  void printPin(const AccessRecord& record, bool hasCard) {
-    if (_options.withPins ? hasCard || pinText(record, true) != "none" : hasCard)
-      line("PIN: {}", _options.withPins ? pinText(record, true) : kHiddenPin);
   }
 
   void printCredential(uint32_t number) {
@@ -164,7 +159,7 @@ struct Query {
 };
 
 Query parseHolders(const std::string& word, const HolderPrinter& printer) {
-  const size_t dash = word.find('-');
+  const size_t dash = word.find('-', 1);
   if (dash == std::string::npos) {
     const uint32_t uniqid = parseHolder(word);
     return {fmt::format("holder {}", uniqid), {}, {uniqid}};

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <memory>
 #include <numeric>
+#include <optional>
+#include <set>
 
 #include "admin/check/sitecheck.h"
 #include "admin/files/folder.h"
@@ -12,6 +14,7 @@
 #include "admin/records/recordrules.h"
 #include "admin/verbs/verb.h"
 #include "support/linereader.h"
+#include "support/result.h"
 #include "support/tokenizer.h"
 
 namespace badgemint::admin {
@@ -137,25 +140,26 @@ void checkFiles(const VerifyOptions& options, const Databases& databases, Faults
                options.site.access);
 }
 
-// A build defines one card set a line. Lines that define none are skipped by all who read them.
+// A build writes a card set a line, and nothing else. Other lines are misread by all who read them.
 void checkCardSetsFile(const std::string& path, Faults& faults) {
   LineReader lines;
   throwErrnoUnless(lines.open(path.c_str()), path);
-  cardsets sets;
+  std::set<uint32_t> ids;
   Tokenizer words;
   while (lines.readLine(cardsets::kMaxLine) == LineReader::Status::kLine) {
     const FaultPlace place = {FaultFile::kCardSets, lines.lineNumber()};
-    const bool isCut = lines.line()[lines.length() - 1] != '\n';
+    const std::string_view line(lines.line(), lines.length());
+    const bool isWhole = line.ends_with('\n') && line.find('\0') == std::string_view::npos;
     words.split(lines.line(), kWordDelimiters);
-    const uint32_t count = words.count();
-    if (count == 0) continue;
-    const uint32_t front = std::string_view(words.word(0)) == "f" ? 3 : 2;  // Before the fields.
-    if (sets.addCardSetLine(words, 0) == 0)
-      faults.add(place, "card-sets", "this line does not define a card set");
-    else if ((count - front) % 2 != 0)
-      faults.add(place, "card-sets", "the last field of this line has no value");
-    else if (isCut)
-      faults.add(place, "card-sets", "the line has no newline: the file may have been cut off");
+    std::string text;
+    while (const char* const word = words.next()) text.append(word).append(" ");
+    if (text.empty()) continue;
+    cardset set;
+    if (!isWhole || parseCardSetText(set, text.c_str()) != kSuccess ||
+        CardSetLine(set).text() != text + '\n' || set.csid < kFirstCardSetId || set.csid > kLastCardSetId)
+      faults.add(place, "card-sets", "this line is not a card set as a build writes it");
+    else if (!ids.insert(set.csid).second)
+      faults.add(place, "card-sets", "card set {} is defined twice", set.csid);
   }
   throwErrnoUnless(!lines.failed(), path);
 }
@@ -169,12 +173,15 @@ bool arePlausible(const Databases& databases) {
   }
 }
 
-bool areSwapped(const SitePaths& names, const Databases& databases) {
-  if (arePlausible(databases)) return false;
+// The databases, if it is with swapped names that they are plausible.
+std::optional<Databases> swapped(const SitePaths& names, const Databases& databases) {
+  if (arePlausible(databases)) return std::nullopt;
   Databases swapped;
   swapped.readIdents(names.access);
   swapped.readAccesses(names.ident);
-  return arePlausible(swapped);
+  if (!arePlausible(swapped)) return std::nullopt;
+  swapped.sort();
+  return swapped;
 }
 
 // Returns the number of holders.
@@ -205,24 +212,27 @@ ExitStatus verify(const VerifyOptions& options, Console& console) {
   const SitePaths& names = options.site;
   for (const std::string& path : {names.formats, names.cardSets, names.ident, names.access})
     requireRegularFile(path);
-  const Site site(names, Site::Formats::kRequired, console);
+  const Site site(names, Site::Formats::kRequired);  // Its problems are faults.
   if (!options.cards.empty()) {
     Findings findings(options.all);
     const SiteSummary summary =
         checkSite({options.cards, names.formats, "", options.withPins}, findings);
-    if (findings.errors() > 0) return report(findings, summary, false, console);
+    if (findings.errors() > 0) return report(findings, summary, false, console, options.json);
   }
   Faults faults(options, site);
-  size_t holders = 0;
-  if (areSwapped(names, site.databases()))
+  size_t credentials = site.databases().idents.size(), holders = 0;
+  if (const auto databases = swapped(names, site.databases())) {
+    credentials = databases->idents.size();
+    holders = databases->countHolders();
     faults.add({FaultFile::kIdent}, "swapped",
                "this is an access database, and {} is an ident database: --ident and --access are "
                "swapped",
                names.access);
-  else
+  } else {
     holders = checkDatabases(options, site, faults);
+  }
   faults.print(console);
-  printSummary(faults.count(), site.databases().idents.size(), holders, options.json, console);
+  printSummary(faults.count(), credentials, holders, options.json, console);
   return faults.count() == 0 ? ExitStatus::kAllWell : ExitStatus::kRefused;
 }
 

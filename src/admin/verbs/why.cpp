@@ -4,7 +4,6 @@
 #include <optional>
 
 #include "admin/arguments.h"
-#include "admin/check/sitecheck.h"
 #include "admin/records/site.h"
 #include "admin/records/wording.h"
 #include "admin/verbs/verb.h"
@@ -92,9 +91,9 @@ class Decision {
 
   Verdict decide(const AccessRecord& record, std::vector<std::string> refusals) const {
     if (_now < record.starttime)
-      refusals.push_back(fmt::format("not valid before {} UTC", timeText(record.starttime)));
+      refusals.push_back(fmt::format("not valid before {} UTC", timeText(record.starttime).data()));
     if (record.endtime != 0 && _now > record.endtime)
-      refusals.push_back(fmt::format("expired since {} UTC", timeText(record.endtime + 1)));
+      refusals.push_back(fmt::format("expired since {} UTC", timeText(record.endtime + 1).data()));
     const std::vector<std::string> grants = grantsOf(record);
     if (grants.empty())
       refusals.push_back(fmt::format("no access level opens door group {}", _door));
@@ -125,6 +124,21 @@ class Decision {
   const uint32_t _door, _now;
 };
 
+// Card set and number of "SET:NUMBER".
+std::pair<std::string, std::string> splitCard(const std::string& word) {
+  const size_t colon = word.find(':');
+  return {word.substr(0, colon), word.substr(colon + 1)};
+}
+
+// What was asked for and is in neither database.
+void addMissing(JsonObject& object, const WhyOptions& options) {
+  if (!options.key.empty()) object.add("key", keyText(parseKey(options.key)));
+  if (options.card.empty()) return;
+  const auto [set, number] = splitCard(options.card);
+  if (const auto csid = numberOf(set)) object.add("set", *csid);
+  object.add("card", number);
+}
+
 // Throws Failure (refused) when no credential can be what was asked for.
 Subject findSubject(const WhyOptions& options, const Site& site) {
   const auto select = [&](auto isWanted) {
@@ -144,9 +158,10 @@ Subject findSubject(const WhyOptions& options, const Site& site) {
                     return record.cardnumber == key && (options.withPins || !isPinEntry(record));
                   })};
   if (isCard) {
-    const size_t colon = options.card.find(':');
-    subject.name = fmt::format("card {} of card set {}", options.card.substr(colon + 1),
-                               options.card.substr(0, colon));
+    const auto [set, number] = splitCard(options.card);
+    subject.name = fmt::format("card {} of card set {}", number, set);
+  } else if (!subject.credentials.empty()) {
+    subject.name = credentialText(subject.credentials.front(), site, options.withPins);
   }
   for (const IdentRecord& record : subject.credentials) {
     if (subject.uniqid.value_or(record.uniqid) != record.uniqid)
@@ -162,8 +177,10 @@ void printVerdict(const Verdict& verdict, const WhyOptions& options, const Subje
     JsonObject object;
     object.add("granted", verdict.isGranted());
     if (subject.uniqid) object.add("holder", *subject.uniqid);
-    if (!subject.credentials.empty() && options.holder.empty())
+    if (options.holder.empty() && !subject.credentials.empty())
       addCredential(object, subject.credentials.front(), site, options.withPins);
+    else
+      addMissing(object, options);
     return console.printJson(object.add("reasons", verdict.reasons));
   }
   console.print("{}{}\n",
@@ -185,13 +202,12 @@ ExitStatus why(const WhyOptions& options, Console& console) {
     failUntold("write one unique ID, one --card or one --key");
   if (options.door.empty() || options.levels.empty())
     failUntold("write the door group with --door and the access levels file with --levels");
-  requireRegularFile(options.levels);
   AccessLevelSet levels;
-  readLevels(options.levels, levels);
+  openLevels(options.levels, levels);
   const Decision decision(levels, parseDoor(options.door), parseTimeOrNow("--at", options.at));
-  SitePaths paths = options.site;
-  if (options.card.empty()) paths.formats = paths.cardSets = "";  // Only a card number needs them.
-  const Site site(paths, Site::Formats::kRequired, console);
+  const SitePaths& paths = options.site;
+  using enum Site::Formats;  // Only a card number needs them.
+  const Site site(paths, options.card.empty() ? kOptional : kRequired);
   if (site.databases().identRest != 0) failUntold(paths.ident + " ends within a record");
   if (site.databases().accessRest != 0) failUntold(paths.access + " ends within a record");
   Subject subject;
