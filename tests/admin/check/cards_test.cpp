@@ -390,6 +390,7 @@ TEST_F(CardsCheck, Errors) {
   EXPECT_EQ(found("d1 8 1 20 1"), "3:1 -1006");
   EXPECT_EQ(found("d 1 65535 2 20 1"), "3:5 -506");
   EXPECT_EQ(found("c # 1 0 5"), "3:3 -1006");
+  EXPECT_EQ(found("x\nc 1 15 # 5"), "3:1 -503, 4:8 -1004");
   EXPECT_EQ(found(card(" 1 ", " 254 ")), "3:3 -1006");
   EXPECT_EQ(found(card(" 5 ", " 99999999999999999999 ")), "3:5 -506");
   EXPECT_EQ(found("n 0 " + std::string(33, 'A') + " 0" + kCard.substr(10)), "3:5 -1003");
@@ -413,6 +414,7 @@ TEST_F(CardsCheck, Texts) {
             expected + "2024 (no such holder), no start date (card 5 of holder 8)");
   EXPECT_EQ(textOf("c 1 5 4711" + slipped + "\nd 1 300 1 2024 1"),
             expected + "2024, no start date (card 5 of holder 8)");
+  EXPECT_EQ(textOf("d 1 5"), "the number of cards is missing (cards from 5)");
   EXPECT_EQ(textOf("f 5 1 A=47110815"),
             "value of 8 digits of field A is not 0 to 255, as its format requires: the cards carry "
             "another value");
