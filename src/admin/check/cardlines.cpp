@@ -521,7 +521,7 @@ class HolderLine : FieldsCheck {
 class BlockLine : FieldsCheck {
  public:
   BlockLine(CardsCheck& check, CheckedLine& line)
-      : FieldsCheck(check, line, line.text + std::strcspn(line.text, kBlanks)) {
+      : FieldsCheck(check, line, line.text + std::strcspn(line.text, kBlockDelimiters)) {
     line.subject = {Subject::Kind::kBlock, numberIn(kSet), _words[kFirstCard], {}};
     if (!_words[kUniqid].empty()) line.subject.uniqid = static_cast<uint32_t>(numberIn(kUniqid));
   }
@@ -543,7 +543,6 @@ class BlockLine : FieldsCheck {
   enum Field : size_t { kSet, kFirstCard, kCount, kUniqid, kLevel, kAfterLast };
 
   int32_t numberIn(Field field) const { return textToInt32(_words[field].data()); }
-  bool hasGluedType() const { return std::strcspn(_line.text, kBlanks) > 1; }
 
   void addUnindexed() const {
     if (!_line.subject.uniqid) return;
@@ -554,10 +553,6 @@ class BlockLine : FieldsCheck {
 
   // `good` cards of the block fit their format.
   void reportErrors(int32_t result, int32_t good) {
-    if (hasGluedType()) {
-      _line.error(_line.at(_line.text), result, kGluedType);
-      return;
-    }
     for (const Field field : {kSet, kFirstCard, kCount, kUniqid})
       if (_words[field].empty()) return reportMissing(field, result);
     const bool wrongSet = reportCardSet(), wrongNumber = reportCardNumber();
@@ -570,10 +565,6 @@ class BlockLine : FieldsCheck {
   }
 
   void checkWords() const {
-    if (hasGluedType()) {
-      _line.warn(_line.at(_line.text), "fields", kGluedType);
-      return;
-    }
     for (const Field field : {kSet, kCount, kUniqid, kLevel}) {
       const std::string_view word = _words[field], rest = word.substr(numberLength(word));
       // A comment may stand in place of the last field, or touch it.
@@ -620,10 +611,6 @@ class BlockLine : FieldsCheck {
       _line.warn(_line.whole(), "block",
                  "no access level: the cards of the block open no door; write 0 if that is meant");
   }
-
-  static constexpr char kBlanks[] = " \n\r";  // What separates the words of a 'd' line.
-  static constexpr char kGluedType[] =
-      "the line type is \"d\" alone: what follows it up to the next blank is ignored";
 };
 
 }  // namespace

@@ -36,6 +36,8 @@ std::optional<HiddenByte> findHidden(LineReader& input) {
   const std::string_view raw(input.line(), input.length());
   const std::string_view words = raw.substr(0, commentStart(raw));
   if (const auto hidden = findHiddenByte(raw, 0, words.size())) return hidden;
+  if (raw[0] == kMultiCardsLine && std::strcspn(input.line(), kBlockDelimiters) > 1)
+    return HiddenByte{1, "what follows 'd' up to the next blank is ignored"};
   const size_t tab = raw[0] == kMultiCardsLine ? words.find('\t') : std::string_view::npos;
   if (tab != std::string_view::npos &&
       words.find_first_not_of(" \t\r\n", tab) != std::string_view::npos)
