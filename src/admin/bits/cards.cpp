@@ -79,18 +79,22 @@ int32_t CardLayout::parityMaskOf(size_t bit) const {
   return -1;
 }
 
-std::string CardLayout::withParity(std::string bits) const {
-  BitPattern card;
+std::string CardLayout::withParityOf(const std::string& card, std::string bits) const {
+  BitPattern differs, none;
   const auto positionAt = [this](size_t bit) { return positionOf(static_cast<int32_t>(bit)); };
   for (size_t bit = 0; bit < bits.size(); ++bit)
-    if (bits[bit] == '1' && positionAt(bit) >= 0 && parityMaskOf(bit) < 0)
-      card.set(positionAt(bit));
-  for (int32_t mask = 0; mask < _format.numberOfParityBits(); ++mask)
-    _format.computeParityBit(card, mask);
+    if (card[bit] != bits[bit] && positionAt(bit) >= 0 && parityMaskOf(bit) < 0)
+      differs.set(positionAt(bit));
+  // Parity of the bits that differ is the difference of parity.
+  for (int32_t mask = 0; mask < _format.numberOfParityBits(); ++mask) {
+    _format.computeParityBit(differs, mask);
+    _format.computeParityBit(none, mask);
+  }
+  differs ^= none;
   for (size_t bit = 0; bit < bits.size(); ++bit) {
-    if (parityMaskOf(bit) < 0) continue;
-    const uint64_t word = card.words[BitPattern::wordOf(positionAt(bit))];
-    bits[bit] = (word & BitPattern::bitOf(positionAt(bit))) != 0 ? '1' : '0';
+    if (parityMaskOf(bit) < 0 || bits[bit] == kNoBit) continue;
+    const uint64_t word = differs.words[BitPattern::wordOf(positionAt(bit))];
+    if ((word & BitPattern::bitOf(positionAt(bit))) != 0) bits[bit] ^= 1;
   }
   return bits;
 }
@@ -110,37 +114,19 @@ NumberedCard encodeWord(const CardEncoder& encoder, std::string_view word) {
   const std::string digits = type == kTypeBcd   ? fmt::format(" ({} digits)", width / 4)
                              : type == kTypeMsd ? fmt::format(" ({} digits)", width / 5)
                                                 : "";
-  throw Failure(
-      ExitStatus::kRefused,
-      "card number {} does not fit the {} bits{} of field {}: it would be read as card {}", word,
-      width, digits, format.masks().letters[field], encoder.decode(card.pattern));
+  throw Failure(ExitStatus::kRefused,
+                "card number {} does not fit field {} of {} bits{}: it would be read as card {}",
+                word, format.masks().letters[field], width, digits, encoder.decode(card.pattern));
 }
 
 namespace {
 
-// The bits that a format makes of the same values; parity as it follows from the card's own bits: a
-// card with other fixed bits, as of another site, is not also wrong in parity.
-std::string expectedBits(const CardLayout& layout, const std::string& actual,
-                         const CardPattern& encoded) {
-  std::string expected = layout.bitsOf(encoded);
-  const std::string none(actual.size(), '0');
-  std::string differs = none;
-  for (size_t bit = 0; bit < actual.size(); ++bit)
-    if (actual[bit] != expected[bit]) differs[bit] = '1';
-  // Parity of the bits that differ is the difference of parity.
-  const std::string parity = layout.withParity(differs), least = layout.withParity(none);
-  for (size_t bit = 0; bit < actual.size(); ++bit)
-    if (layout.parityMaskOf(bit) >= 0 && parity[bit] != least[bit] &&
-        expected[bit] != CardLayout::kNoBit)
-      expected[bit] ^= 1;
-  return expected;
-}
-
-// What is wrong in a card, from the first bit to the last.
+// What is wrong in a card beside what its format makes of the same values, from the first bit to
+// the last. A card with other fixed bits, as of another site, is not also wrong in parity.
 std::vector<std::string> faultsOf(const CardLayout& layout, const CardPattern& card,
                                   const CardPattern& encoded) {
   const std::string sources = layout.mergedRow(), actual = layout.bitsOf(card);
-  const std::string expected = expectedBits(layout, actual, encoded);
+  const std::string expected = layout.withParityOf(actual, layout.bitsOf(encoded));
   std::vector<std::string> faults;
   std::string fields;  // That are reported.
   for (size_t bit = 0, end = 0; bit < sources.size(); bit = std::max(end, bit + 1)) {

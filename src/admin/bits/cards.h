@@ -41,8 +41,8 @@ class CardLayout {
 
   // The parity mask that sets a bit, the last one if there are several; -1 for none.
   int32_t parityMaskOf(size_t bit) const;
-  // `count()` bits with parity as it follows from all others.
-  std::string withParity(std::string bits) const;
+  // The bits of a card of the format, with parity as it follows from those of another card.
+  std::string withParityOf(const std::string& card, std::string bits) const;
 
  private:
   // Where a bit is in a pattern: all of them end with a whole byte.

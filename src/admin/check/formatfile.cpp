@@ -4,12 +4,12 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
 #include <limits>
 #include <system_error>
 
 #include "admin/check/formatscheck.h"
 #include "admin/check/word.h"
+#include "admin/files/sitepaths.h"
 #include "formats/CdfCardFormat.h"
 #include "formats/EffCardFormat.h"
 #include "formats/VffCardFormat.h"
@@ -65,15 +65,30 @@ std::string shownLetters(std::string_view word) {
 
 class FormatFileCheck {
  public:
-  FormatFileCheck(CardFormat& format, int file, Findings& findings)
+  FormatFileCheck(CardFormat& format, int file, CheckedFormat& entry, Findings& findings)
       : _format(format),
         _kind(kindOf(format)),
         _isVff(&_kind == &kVff),
         _isText(&_kind == &kCdf),
         _file(file),
+        _entry(entry),
         _findings(findings) {}
 
-  void run(const std::string& path, CheckedFormat& entry);
+  void run(const std::string& path) {
+    requireRegularFile(path);
+    const int32_t result = _format.loadFormatFile(path.c_str());
+    LineReader reader;
+    const bool isOpen = reader.open(path.c_str());
+    if (isOpen) readLines(reader);
+    const int error = errno;
+    const bool isUnreadable = !isOpen || reader.failed();
+    if (result >= 0 && isUnreadable) throw std::system_error(error, std::generic_category(), path);
+    if (!isOpen)
+      fail({_file, 0, 0}, result, "cannot be opened: {}", std::strerror(error));
+    else if (!isMisread(result))
+      result < 0 ? reportErrors(result, isUnreadable, error) : checkContents();
+    if (result >= 0) _entry.format = &_format;
+  }
 
  private:
   struct Line {
@@ -100,239 +115,208 @@ class FormatFileCheck {
 
   template <typename... Args>
   void fail(Place place, int32_t code, fmt::format_string<Args...> format, Args&&... args) {
-    _error = _findings.error(place, code, format, std::forward<Args>(args)...);
+    _entry.error = _findings.error(place, code, format, std::forward<Args>(args)...);
     place.column = 0;
     _findings.setVerdict(code, place);
   }
 
-  void readLines(LineReader& reader);
-  bool isMisread(int32_t result);
-  void reportErrors(int32_t result, bool isReadError, int error);
-  void checkContents();
-  bool checkParityCount();
-  bool checkMaskLines();
-  bool hasHiddenByte(size_t item, size_t from = 0);
-  void checkCardNumberField();
-  FieldWords wordsOf(std::string& text) const;
-  void checkField(size_t field, bool areWidthsMeant);
-  void checkBound(size_t item, std::string_view word, const char* name);
-  void checkWidth(size_t field, const FieldWords& words);
+  // As far as the format goes.
+  void readLines(LineReader& reader) {
+    FormatLine line{};
+    for (const size_t most = _isVff ? 17 : 50; _lines.size() < most;) {
+      const int32_t code = _format.readFormatLine(reader, line, false);
+      if (code < 0) {
+        _endCode = code;
+        return;
+      }
+      std::string raw(line.begin(), line.end());
+      raw.erase(raw.find_last_not_of('\0') + 1);
+      if (_isText) raw = {reader.line(), reader.length()};
+      _lines.push_back({line.data(), raw, _isText && reader.bytesBefore() > 0});
+    }
+  }
+
+  // What makes a CDF file something else as a whole is one finding in place of all others.
+  bool isMisread(int32_t result) {
+    for (size_t item = 0; _isText && item < _lines.size(); ++item) {
+      const auto& [text, raw, isRest] = _lines[item];
+      const char* const what = item == 0 && isUtf16(raw) ? kUtf16Text
+                               : isMergeMark(raw)        ? kMergeMarkText
+                               : isRest                  ? kRestOfLongLine
+                                                         : nullptr;
+      if (what == nullptr) continue;
+      const Place place = isRest ? placeOf(item - 1, kMaxLine) : placeOf(item);
+      result < 0 ? fail(place, result, "{}", what) : _findings.warn(place, "text", "{}", what);
+      return true;
+    }
+    return false;
+  }
+
+  // Why the file did not load; at least one error.
+  void reportErrors(int32_t result, bool isReadError, int error) {
+    const size_t before = _findings.errors();
+    if (result == kBadCardNumberField && _lines.size() > kCardNumberFieldLine)
+      fail(placeOf(kCardNumberFieldLine, 0), result, "card number field {} is not A to H",
+           shownLetters(_lines[kCardNumberFieldLine].text.substr(0, 1)));
+    if (_isVff && _lines.size() > kDefinitionRecord) {
+      FieldScanner scanner(_lines[kDefinitionRecord].text.c_str());
+      const int32_t bits = scanner.nextInt(), field = scanner.nextInt();
+      if (bits < 0 || bits > BitPattern::kPositions || field < 1 || field > kFieldCount)
+        fail(placeOf(kDefinitionRecord, 0), result,
+             "the number of bits is not 0 to 144, or the card number field not 1 to 8");
+    }
+    const Place end = placeOf(_lines.size());
+    const bool isIncomplete = _lines.size() != 30 && _lines.size() != 40 && _endCode < 0;
+    if (isReadError)
+      fail(end, _endCode, "cannot be read: {}", std::strerror(error));
+    else if (isIncomplete || _findings.errors() == before)
+      fail(end, _endCode < 0 ? _endCode : result, "the format ends here; {}", _kind.size);
+  }
+
+  // Of a file that loaded.
+  void checkContents() {
+    if (_lines.size() < (_isVff ? 17 : 30)) return;  // Somebody has changed it meanwhile.
+    if (_isText && !_lines.back().raw.ends_with('\n'))
+      _findings.warn(placeOf(_lines.size() - 1), "text",
+                     "the last line has no newline: the end of the file may be missing");
+    const bool isCountValid = _isVff || checkParityCount();
+    const auto warn = [this](size_t mask, size_t position, const std::string& text) {
+      _findings.warn(placeInMask(mask, position), "mask", "{}", text);
+    };
+    const bool areWidthsMeant =
+        (_isVff || checkMaskLines()) && checkMasks(_format, isCountValid, warn);
+    if (areWidthsMeant) checkCardNumberField();
+    for (size_t field = 0; field < kFieldCount; ++field) checkField(field, areWidthsMeant);
+  }
+
+  // False when the number is not what it seems to be.
+  bool checkParityCount() {
+    const std::string& text = _lines[kParityCountLine].text;
+    const Place place = placeOf(kParityCountLine, 0);
+    if (hasHiddenByte(kParityCountLine)) return false;
+    if (!isBlank(text.c_str()) && !isNumber(firstWord(text))) {
+      _findings.warn(place, "number",
+                     "the number of parity masks {} is not a number and is read as {}",
+                     shown(firstWord(text), kParityCount), _format.numberOfParityBits());
+      return false;
+    }
+    if (textToInt32(text.c_str()) > kParityMaskCount)
+      _findings.warn(place, "mask",
+                     "more than eight parity masks are declared: a format has only eight");
+    return true;
+  }
+
+  // False when a mask is not what it seems to be: comparing the masks then means nothing.
+  bool checkMaskLines() {
+    for (size_t item = kFirstMaskLine; item < _lines.size(); ++item) {
+      if (hasHiddenByte(item)) return false;
+      if (_lines[item].text.find_first_not_of(". ", kPositionsPerLine) == std::string::npos)
+        continue;
+      _findings.warn(placeOf(item, kPositionsPerLine), "mask",
+                     "a mask line has 48 positions: the rest belongs in line {}",
+                     item + 1 + kMasks);
+      return false;
+    }
+    return true;
+  }
+
+  bool hasHiddenByte(size_t item, size_t from = 0) {
+    const std::optional<HiddenByte> hidden = findHiddenByte(_lines[item].raw, from);
+    if (hidden)
+      _findings.warn(placeOf(item, hidden->offset), "text",
+                     "{}: cards may get other bits than the line shows", hidden->effect);
+    return hidden.has_value();
+  }
+
+  void checkCardNumberField() {
+    const int32_t field = _format.cardNumberField();
+    if (_format.fieldBitCount(field) > 0) return;
+    _findings.warn(_isVff ? placeOf(kFirstMaskRecord) : placeOf(kCardNumberFieldLine, 0), "field",
+                   "no \"{}\" in the output mask: the card number has no bits",
+                   _format.masks().letters[static_cast<size_t>(field)]);
+  }
+
+  // Takes the text apart.
+  FieldWords wordsOf(std::string& text) const {
+    FieldWords words;
+    if (!_isVff) {
+      std::ranges::copy(CdfCardFormat::fieldWords(text.data()), words.begin());
+      return words;
+    }
+    FieldScanner scanner(text.c_str());
+    static_cast<void>(scanner.nextInt());  // The number of bits and the card number field.
+    static_cast<void>(scanner.nextInt());
+    for (std::string_view& word : std::span(words).last(2)) word = scanner.nextWord(text.size());
+    return words;
+  }
+
+  void checkField(size_t field, bool areWidthsMeant) {
+    const char letter = _format.masks().letters[field];
+    if (letter == '\0' || _format.fieldBitCount(static_cast<int32_t>(field)) == 0) return;
+    const size_t item = _isVff ? kDefinitionRecord : kFirstFieldLine + field;
+    std::string& text = _lines[item].text;
+    if (hasHiddenByte(item, text.find(','))) return;
+    if (!_isVff && (text.empty() || text.front() == ' '))
+      return _findings.warn(
+          placeOf(item), "field",
+          "field {} has no definition, or one that begins with a blank: it is 0 on "
+          "every card",
+          letter);
+    const FieldWords words = wordsOf(text);
+    const FieldDefinition& defined = _format.fieldDefinitions()[field];
+    if (words[4].empty())
+      return _findings.warn(
+          placeOf(item), "field",
+          "a value is missing (empty ones do not count): field {} is 0 on every card", letter);
+    if (defined.ftyp == kNotGiven)
+      return _findings.warn(placeOf(item, words[4]), "field",
+                            "type {} is unknown: field {} is 0 on every card",
+                            shownLetters(words[4]), letter);
+    if (defined.dir == kNotGiven)
+      _findings.warn(placeOf(item, words[3]), "field",
+                     "direction {} is unknown: field {} is read as MSB", shownLetters(words[3]),
+                     letter);
+    if (_isVff) return;
+    checkBound(item, words[1], "minimum");
+    checkBound(item, words[2], "maximum");
+    if (areWidthsMeant) checkWidth(field, words);
+  }
+
+  void checkBound(size_t item, std::string_view word, const char* name) {
+    if (!isNumber(firstWord(word)))
+      _findings.warn(placeOf(item, word), "number", "{} {} is not a number and is read as {}", name,
+                     shown(firstWord(word), kBound), textToInt32(word.data()));
+  }
+
+  // Whether what the file promises has room in the positions of the field.
+  void checkWidth(size_t field, const FieldWords& words) {
+    const size_t item = kFirstFieldLine + field;
+    const int32_t width = _format.fieldBitCount(static_cast<int32_t>(field));
+    const FieldDefinition& defined = _format.fieldDefinitions()[field];
+    if (defined.ftyp == kTypeMsd && width % 5 != 0)
+      return _findings.warn(placeOf(item, words[4]), "field",
+                            "a digit of type MSD needs five positions, but field {:c} has {}",
+                            'A' + static_cast<int>(field), width);
+    const int64_t maximum = defined.maxval;
+    const fieldstate state{.ftyp = defined.ftyp, .dir = defined.dir, .nbits = width};
+    const uint64_t kept = width < 64 ? (uint64_t{1} << width) - 1 : UINT64_MAX;
+    if (maximum > 0 && state.toValue(state.toBits(maximum) & kept) != maximum)
+      _findings.warn(
+          placeOf(item, words[2]), "field",
+          "maximum {} does not fit in the {} positions of field {:c}: values that do not "
+          "fit are cut",
+          maximum, width, 'A' + static_cast<int>(field));
+  }
 
   CardFormat& _format;
   const Kind& _kind;
   const bool _isVff, _isText;
   const int _file;
+  CheckedFormat& _entry;
   Findings& _findings;
   std::vector<Line> _lines;
   int32_t _endCode = kSuccess;  // The result of reading beyond the last line; 0 when none is due.
-  size_t _error = Findings::kNotKept;
 };
-
-void FormatFileCheck::run(const std::string& path, CheckedFormat& entry) {
-  std::error_code ignored;
-  const auto status = std::filesystem::status(path, ignored);
-  if (exists(status) && !is_regular_file(status)) {  // Reading it may never end.
-    fail({_file, 0, 0}, kFormatFileOpenFailed, "is not a regular file");
-    entry.error = _error;
-    return;
-  }
-  const int32_t result = _format.loadFormatFile(path.c_str());
-  LineReader reader;
-  const bool isOpen = reader.open(path.c_str());
-  if (isOpen) readLines(reader);
-  const int error = errno;
-  const bool isUnreadable = !isOpen || reader.failed();
-  if (result >= 0 && isUnreadable) throw std::system_error(error, std::generic_category(), path);
-  if (!isOpen)
-    fail({_file, 0, 0}, result, "cannot be opened: {}", std::strerror(error));
-  else if (!isMisread(result))
-    result < 0 ? reportErrors(result, isUnreadable, error) : checkContents();
-  entry.error = _error;
-  if (result >= 0) entry.format = &_format;
-}
-
-// As far as the format goes.
-void FormatFileCheck::readLines(LineReader& reader) {
-  FormatLine line{};
-  for (const size_t most = _isVff ? 17 : 50; _lines.size() < most;) {
-    const int32_t code = _format.readFormatLine(reader, line, false);
-    if (code < 0) {
-      _endCode = code;
-      return;
-    }
-    std::string raw(line.begin(), line.end());
-    raw.erase(raw.find_last_not_of('\0') + 1);
-    if (_isText) raw = {reader.line(), reader.length()};
-    _lines.push_back({line.data(), raw, _isText && reader.bytesBefore() > 0});
-  }
-}
-
-// What makes a CDF file something else as a whole is one finding in place of all others.
-bool FormatFileCheck::isMisread(int32_t result) {
-  for (size_t item = 0; _isText && item < _lines.size(); ++item) {
-    const auto& [text, raw, isRest] = _lines[item];
-    const char* const what = item == 0 && isUtf16(raw) ? kUtf16Text
-                             : isMergeMark(raw)        ? kMergeMarkText
-                             : isRest                  ? kRestOfLongLine
-                                                       : nullptr;
-    if (what == nullptr) continue;
-    const Place place = isRest ? placeOf(item - 1, kMaxLine) : placeOf(item);
-    result < 0 ? fail(place, result, "{}", what) : _findings.warn(place, "text", "{}", what);
-    return true;
-  }
-  return false;
-}
-
-// Why the file did not load; at least one error.
-void FormatFileCheck::reportErrors(int32_t result, bool isReadError, int error) {
-  if (result == kBadCardNumberField && _lines.size() > kCardNumberFieldLine)
-    fail(placeOf(kCardNumberFieldLine, 0), result, "card number field {} is not A to H",
-         shownLetters(_lines[kCardNumberFieldLine].text.substr(0, 1)));
-  if (_isVff && _lines.size() > kDefinitionRecord) {
-    FieldScanner scanner(_lines[kDefinitionRecord].text.c_str());
-    const int32_t bits = scanner.nextInt(), field = scanner.nextInt();
-    if (bits < 0 || bits > BitPattern::kPositions || field < 1 || field > kFieldCount)
-      fail(placeOf(kDefinitionRecord, 0), result,
-           "the number of bits is not 0 to 144, or the card number field not 1 to 8");
-  }
-  const Place end = placeOf(_lines.size());
-  const bool isIncomplete = _lines.size() != 30 && _lines.size() != 40 && _endCode < 0;
-  if (isReadError)
-    fail(end, _endCode, "cannot be read: {}", std::strerror(error));
-  else if (isIncomplete || _error == Findings::kNotKept)
-    fail(end, _endCode < 0 ? _endCode : result, "the format ends here; {}", _kind.size);
-}
-
-// Of a file that loaded.
-void FormatFileCheck::checkContents() {
-  if (_lines.size() < (_isVff ? 17 : 30)) return;  // Somebody has changed it meanwhile.
-  if (_isText && !_lines.back().raw.ends_with('\n'))
-    _findings.warn(placeOf(_lines.size() - 1), "text",
-                   "the last line has no newline: the end of the file may be missing");
-  const bool isCountValid = _isVff || checkParityCount();
-  const auto warn = [this](size_t mask, size_t position, const std::string& text) {
-    _findings.warn(placeInMask(mask, position), "mask", "{}", text);
-  };
-  const bool areWidthsMeant =
-      (_isVff || checkMaskLines()) && checkMasks(_format, isCountValid, warn);
-  if (areWidthsMeant) checkCardNumberField();
-  for (size_t field = 0; field < kFieldCount; ++field) checkField(field, areWidthsMeant);
-}
-
-// False when the number is not what it seems to be.
-bool FormatFileCheck::checkParityCount() {
-  const std::string& text = _lines[kParityCountLine].text;
-  const Place place = placeOf(kParityCountLine, 0);
-  if (hasHiddenByte(kParityCountLine)) return false;
-  if (!isBlank(text.c_str()) && !isNumber(firstWord(text))) {
-    _findings.warn(place, "number",
-                   "the number of parity masks {} is not a number and is read as {}",
-                   shown(firstWord(text), kParityCount), _format.numberOfParityBits());
-    return false;
-  }
-  if (textToInt32(text.c_str()) > kParityMaskCount)
-    _findings.warn(place, "mask",
-                   "more than eight parity masks are declared: a format has only eight");
-  return true;
-}
-
-// False when a mask is not what it seems to be: comparing the masks then means nothing.
-bool FormatFileCheck::checkMaskLines() {
-  for (size_t item = kFirstMaskLine; item < _lines.size(); ++item) {
-    if (hasHiddenByte(item)) return false;
-    if (_lines[item].text.find_first_not_of(". ", kPositionsPerLine) == std::string::npos) continue;
-    _findings.warn(placeOf(item, kPositionsPerLine), "mask",
-                   "a mask line has 48 positions: the rest belongs in line {}", item + 1 + kMasks);
-    return false;
-  }
-  return true;
-}
-
-bool FormatFileCheck::hasHiddenByte(size_t item, size_t from) {
-  const std::optional<HiddenByte> hidden = findHiddenByte(_lines[item].raw, from);
-  if (hidden)
-    _findings.warn(placeOf(item, hidden->offset), "text",
-                   "{}: cards may get other bits than the line shows", hidden->effect);
-  return hidden.has_value();
-}
-
-void FormatFileCheck::checkCardNumberField() {
-  const int32_t field = _format.cardNumberField();
-  if (_format.fieldBitCount(field) > 0) return;
-  _findings.warn(_isVff ? placeOf(kFirstMaskRecord) : placeOf(kCardNumberFieldLine, 0), "field",
-                 "no \"{}\" in the output mask: the card number has no bits",
-                 _format.masks().letters[static_cast<size_t>(field)]);
-}
-
-// Takes the text apart.
-FormatFileCheck::FieldWords FormatFileCheck::wordsOf(std::string& text) const {
-  FieldWords words;
-  if (!_isVff) {
-    std::ranges::copy(CdfCardFormat::fieldWords(text.data()), words.begin());
-    return words;
-  }
-  FieldScanner scanner(text.c_str());
-  static_cast<void>(scanner.nextInt());  // The number of bits and the card number field.
-  static_cast<void>(scanner.nextInt());
-  for (std::string_view& word : std::span(words).last(2)) word = scanner.nextWord(text.size());
-  return words;
-}
-
-void FormatFileCheck::checkField(size_t field, bool areWidthsMeant) {
-  const char letter = _format.masks().letters[field];
-  if (letter == '\0' || _format.fieldBitCount(static_cast<int32_t>(field)) == 0) return;
-  const size_t item = _isVff ? kDefinitionRecord : kFirstFieldLine + field;
-  std::string& text = _lines[item].text;
-  if (hasHiddenByte(item, text.find(','))) return;
-  if (!_isVff && (text.empty() || text.front() == ' '))
-    return _findings.warn(placeOf(item), "field",
-                          "field {} has no definition, or one that begins with a blank: it is 0 on "
-                          "every card",
-                          letter);
-  const FieldWords words = wordsOf(text);
-  const FieldDefinition& defined = _format.fieldDefinitions()[field];
-  if (words[4].empty())
-    return _findings.warn(
-        placeOf(item), "field",
-        "a value is missing (empty ones do not count): field {} is 0 on every card", letter);
-  if (defined.ftyp == kNotGiven)
-    return _findings.warn(placeOf(item, words[4]), "field",
-                          "type {} is unknown: field {} is 0 on every card", shownLetters(words[4]),
-                          letter);
-  if (defined.dir == kNotGiven)
-    _findings.warn(placeOf(item, words[3]), "field",
-                   "direction {} is unknown: field {} is read as MSB", shownLetters(words[3]),
-                   letter);
-  if (_isVff) return;
-  checkBound(item, words[1], "minimum");
-  checkBound(item, words[2], "maximum");
-  if (areWidthsMeant) checkWidth(field, words);
-}
-
-void FormatFileCheck::checkBound(size_t item, std::string_view word, const char* name) {
-  if (!isNumber(firstWord(word)))
-    _findings.warn(placeOf(item, word), "number", "{} {} is not a number and is read as {}", name,
-                   shown(firstWord(word), kBound), textToInt32(word.data()));
-}
-
-// Whether what the file promises has room in the positions of the field.
-void FormatFileCheck::checkWidth(size_t field, const FieldWords& words) {
-  const size_t item = kFirstFieldLine + field;
-  const int32_t width = _format.fieldBitCount(static_cast<int32_t>(field));
-  const FieldDefinition& defined = _format.fieldDefinitions()[field];
-  if (defined.ftyp == kTypeMsd && width % 5 != 0)
-    return _findings.warn(placeOf(item, words[4]), "field",
-                          "a digit of type MSD needs five positions, but field {:c} has {}",
-                          'A' + static_cast<int>(field), width);
-  const int64_t maximum = defined.maxval;
-  const fieldstate state{.ftyp = defined.ftyp, .dir = defined.dir, .nbits = width};
-  const uint64_t kept = width < 64 ? (uint64_t{1} << width) - 1 : UINT64_MAX;
-  if (maximum > 0 && state.toValue(state.toBits(maximum) & kept) != maximum)
-    _findings.warn(placeOf(item, words[2]), "field",
-                   "maximum {} does not fit in the {} positions of field {:c}: values that do not "
-                   "fit are cut",
-                   maximum, width, 'A' + static_cast<int>(field));
-}
 
 }  // namespace
 
@@ -342,7 +326,7 @@ const char* kindName(const CardFormat& format) {
 
 void checkFormatFile(CardFormat& format, const std::string& path, int file, CheckedFormat& entry,
                      Findings& findings) {
-  FormatFileCheck(format, file, findings).run(path, entry);
+  FormatFileCheck(format, file, entry, findings).run(path);
 }
 
 }  // namespace badgemint::admin

@@ -41,15 +41,153 @@ class FormatsCheck {
   }
 
  private:
-  Verdict readFile();
-  Verdict failToRead(int32_t result, int64_t line, const char* what);
-  void checkLine();
-  std::optional<HiddenByte> findMisread(std::string_view line) const;
-  bool addEntry(const Tokenizer& words, const FormatsEntry& read, bool isMark);
-  size_t reportMark();
-  void checkId(const char* word, const CheckedFormat& entry);
-  void checkName(const char* word, const CheckedFormat& entry, const char* written);
-  void load(CheckedFormat& entry);
+  // Returns how a build would end after the last entry.
+  Verdict readFile() {
+    requireRegularFile(_formatsFile);
+    if (!_reader.open(_formatsFile.c_str()))
+      return failToRead(kFormatsOpenFailed, 0, "cannot be opened");
+    LineReader::Status status = LineReader::Status::kLine;
+    bool isComplete = true;
+    while ((status = _reader.readLine(kMaxFormatsLine)) == LineReader::Status::kLine) {
+      const std::string_view line(_reader.line(), _reader.length());
+      isComplete = line.ends_with('\n') || line.size() == kMaxFormatsLine;
+      if (_reader.lineNumber() == 1 && isUtf16(line)) {
+        _findings.warn({_file, 1, 0}, "text", kUtf16Text);
+        return {};  // A build finds no format in it.
+      }
+      checkLine();
+    }
+    const int64_t line = _reader.lineNumber();
+    if (status == LineReader::Status::kError)
+      return failToRead(kFormatsReadFailed, line + 1, "cannot be read");
+    if (!isComplete)
+      _findings.warn({_file, line, 0}, "text",
+                     "the last line has no newline: the end of the file may be missing");
+    return {};
+  }
+
+  Verdict failToRead(int32_t result, int64_t line, const char* what) {
+    _findings.error({_file, line, 0}, result, "{}: {}", what, std::strerror(errno));
+    _checked.complete = false;
+    return {result, {_file, line, 0}};
+  }
+
+  void checkLine() {
+    const std::string_view line(_reader.line(), _reader.length());
+    const bool isMark = isMergeMark(line);
+    const std::optional<HiddenByte> misread = findMisread(line);
+    Tokenizer words;
+    words.split(_reader.line(), kWordDelimiters);
+    FormatsEntry read;
+    const FormatsLineKind kind = readFormatsLine(words, read);
+    const bool isFormat = kind == FormatsLineKind::kEntry && addEntry(words, read, isMark);
+    if (isMark && kind != FormatsLineKind::kEntry)
+      _findings.countFurther(_mergeMark, "further marks");
+    if (isMark) return;
+    if (misread)
+      return _findings.warn(at(_reader.line() + misread->offset), "text", "{}", misread->effect);
+    const char* const id = words.word(0);
+    if (kind == FormatsLineKind::kTooFewWords)
+      _findings.warn(at(id), "format-id", "no file name: the line is skipped");
+    if (kind == FormatsLineKind::kIdOutOfRange)
+      _findings.warn(at(id), "format-id",
+                     "format ID {} is not 1 to 4294967295: the line is skipped",
+                     shown(id, kFormatId));
+    if (!isFormat) return;
+    checkId(id, _checked.formats.back());
+    checkName(words.word(1), _checked.formats.back(), read.fileName.data());
+  }
+
+  // What makes a line something else than it seems to be.
+  std::optional<HiddenByte> findMisread(std::string_view line) const {
+    if (_reader.lineNumber() == 1 && _reader.bytesBefore() == 0 && line.starts_with(kByteOrderMark))
+      return HiddenByte{0, "a byte order mark makes the first word neither a number nor a comment"};
+    const size_t start = line.find_first_not_of(kWordDelimiters);
+    const size_t mark = line.find('#');
+    if (_reader.bytesBefore() > 0 && start != mark)
+      return HiddenByte{0,
+                        "the line is longer than 100 characters: the rest is read as another line"};
+    if (mark != std::string_view::npos && mark > 0 &&
+        std::strchr(kWordDelimiters, line[mark - 1]) == nullptr)
+      return HiddenByte{
+          mark,
+          "\"#\" without a blank before it ends only this word: the rest of the line is read"};
+    return findHiddenByte(line, 0, mark);
+  }
+
+  // False, with an error, when a build cannot load such a file: it may be a cards file, and the
+  // word a PIN.
+  bool addEntry(const Tokenizer& words, const FormatsEntry& read, bool isMark) {
+    FormatFileName base = read.fileName;
+    cutToBaseName(base);
+    CheckedFormat& entry = _checked.formats.emplace_back();
+    entry.id = read.formatID;
+    entry.fileName = base.data();
+    entry.line = _reader.lineNumber();
+    if (CardFormatSet::isFormatFile(base.data())) return true;
+    const bool mayBePin = std::ranges::any_of(entry.fileName, isDigit);
+    entry.error = isMark
+                      ? reportMark()
+                      : _findings.error(
+                            at(words.word(1)), kFormatNotAdded,
+                            "{} is not a format file: its name does not contain .cdf, .eff or .vff",
+                            mayBePin ? "the second word" : inQuotes(entry.fileName));
+    return false;
+  }
+
+  // One error for all marks of the file.
+  size_t reportMark() {
+    if (_mergeMark != Findings::kNotKept)
+      _findings.countFurther(_mergeMark, "further marks");
+    else
+      _mergeMark =
+          _findings.error({_file, _reader.lineNumber(), 0}, kFormatNotAdded, kMergeMarkText);
+    return _mergeMark;
+  }
+
+  void checkId(const char* word, const CheckedFormat& entry) {
+    const int64_t firstLine = _checked.find(entry.id)->line;
+    if (!isNumber(word))
+      _findings.warn(at(word), "format-id", "format ID {} is not a number and is read as {}",
+                     shown(word, kFormatId), entry.id);
+    else if (entry.id == 0)
+      _findings.warn(at(word), "format-id",
+                     "format ID 0 cannot be used by a card set: IDs start at 1");
+    else if (firstLine != entry.line)
+      _findings.warn(at(word), "format-id",
+                     "format ID {} is already used in line {}: this format is never used", entry.id,
+                     firstLine);
+  }
+
+  void checkName(const char* word, const CheckedFormat& entry, const char* written) {
+    struct stat meant {
+    }, read{};
+    if (stat(written, &meant) == 0 && stat(entry.fileName.c_str(), &read) == 0 &&
+        !isSameFile(meant, read))
+      _findings.warn(
+          at(word), "format-id",
+          "the folder is ignored: {} in the current folder is read, which is another file",
+          inQuotes(entry.fileName));
+    const CheckedFormat& first = firstOf(entry.fileName);
+    if (first.id != entry.id)
+      _findings.warn(at(word), "format-id",
+                     "{} is already format {} in line {}: cards of both formats have the same keys",
+                     inQuotes(entry.fileName), first.id, first.line);
+  }
+
+  // The file of another entry is not checked again.
+  void load(CheckedFormat& entry) {
+    const std::string& name = entry.fileName;
+    if (!CardFormatSet::isFormatFile(name.c_str()))
+      return _findings.setVerdict(kFormatNotAdded, {_file, entry.line, 0});
+    CardFormat* const format = _formats.addFormat(entry.id, name.c_str());
+    if (format == nullptr) throw std::bad_alloc();
+    const CheckedFormat& first = firstOf(name);
+    if (&first == &entry)
+      return checkFormatFile(*format, name, _findings.addFile(name), entry, _findings);
+    entry.error = first.error;
+    if (first.format != nullptr && format->loadFormatFile(name.c_str()) >= 0) entry.format = format;
+  }
 
   // `word` points into the line read last.
   Place at(const char* word) {
@@ -67,150 +205,6 @@ class FormatsCheck {
   CheckedFormats _checked;
   size_t _mergeMark = Findings::kNotKept;  // The error of the first mark of a merge conflict.
 };
-
-// Returns how a build would end after the last entry.
-Verdict FormatsCheck::readFile() {
-  requireRegularFile(_formatsFile);
-  if (!_reader.open(_formatsFile.c_str()))
-    return failToRead(kFormatsOpenFailed, 0, "cannot be opened");
-  LineReader::Status status = LineReader::Status::kLine;
-  bool isComplete = true;
-  while ((status = _reader.readLine(kMaxFormatsLine)) == LineReader::Status::kLine) {
-    const std::string_view line(_reader.line(), _reader.length());
-    isComplete = line.ends_with('\n') || line.size() == kMaxFormatsLine;
-    if (_reader.lineNumber() == 1 && isUtf16(line)) {
-      _findings.warn({_file, 1, 0}, "text", kUtf16Text);
-      return {};  // A build finds no format in it.
-    }
-    checkLine();
-  }
-  const int64_t line = _reader.lineNumber();
-  if (status == LineReader::Status::kError)
-    return failToRead(kFormatsReadFailed, line + 1, "cannot be read");
-  if (!isComplete)
-    _findings.warn({_file, line, 0}, "text",
-                   "the last line has no newline: the end of the file may be missing");
-  return {};
-}
-
-Verdict FormatsCheck::failToRead(int32_t result, int64_t line, const char* what) {
-  _findings.error({_file, line, 0}, result, "{}: {}", what, std::strerror(errno));
-  _checked.complete = false;
-  return {result, {_file, line, 0}};
-}
-
-void FormatsCheck::checkLine() {
-  const std::string_view line(_reader.line(), _reader.length());
-  const bool isMark = isMergeMark(line);
-  const std::optional<HiddenByte> misread = findMisread(line);
-  Tokenizer words;
-  words.split(_reader.line(), kWordDelimiters);
-  FormatsEntry read;
-  const FormatsLineKind kind = readFormatsLine(words, read);
-  const bool isFormat = kind == FormatsLineKind::kEntry && addEntry(words, read, isMark);
-  if (isMark && kind != FormatsLineKind::kEntry)
-    _findings.countFurther(_mergeMark, "further marks");
-  if (isMark) return;
-  if (misread)
-    return _findings.warn(at(_reader.line() + misread->offset), "text", "{}", misread->effect);
-  const char* const id = words.word(0);
-  if (kind == FormatsLineKind::kTooFewWords)
-    _findings.warn(at(id), "format-id", "no file name: the line is skipped");
-  if (kind == FormatsLineKind::kIdOutOfRange)
-    _findings.warn(at(id), "format-id", "format ID {} is not 1 to 4294967295: the line is skipped",
-                   shown(id, kFormatId));
-  if (!isFormat) return;
-  checkId(id, _checked.formats.back());
-  checkName(words.word(1), _checked.formats.back(), read.fileName.data());
-}
-
-// What makes a line something else than it seems to be.
-std::optional<HiddenByte> FormatsCheck::findMisread(std::string_view line) const {
-  if (_reader.lineNumber() == 1 && _reader.bytesBefore() == 0 && line.starts_with(kByteOrderMark))
-    return HiddenByte{0, "a byte order mark makes the first word neither a number nor a comment"};
-  const size_t start = line.find_first_not_of(kWordDelimiters);
-  const size_t mark = line.find('#');
-  if (_reader.bytesBefore() > 0 && start != mark)
-    return HiddenByte{0,
-                      "the line is longer than 100 characters: the rest is read as another line"};
-  if (mark != std::string_view::npos && mark > 0 &&
-      std::strchr(kWordDelimiters, line[mark - 1]) == nullptr)
-    return HiddenByte{
-        mark, "\"#\" without a blank before it ends only this word: the rest of the line is read"};
-  return findHiddenByte(line, 0, mark);
-}
-
-// False, with an error, when a build cannot load such a file: it may be a cards file, and the word
-// a PIN.
-bool FormatsCheck::addEntry(const Tokenizer& words, const FormatsEntry& read, bool isMark) {
-  FormatFileName base = read.fileName;
-  cutToBaseName(base);
-  CheckedFormat& entry = _checked.formats.emplace_back();
-  entry.id = read.formatID;
-  entry.fileName = base.data();
-  entry.line = _reader.lineNumber();
-  if (CardFormatSet::isFormatFile(base.data())) return true;
-  const bool mayBePin = std::ranges::any_of(entry.fileName, isDigit);
-  entry.error =
-      isMark
-          ? reportMark()
-          : _findings.error(at(words.word(1)), kFormatNotAdded,
-                            "{} is not a format file: its name does not contain .cdf, .eff or .vff",
-                            mayBePin ? "the second word" : inQuotes(entry.fileName));
-  return false;
-}
-
-// One error for all marks of the file.
-size_t FormatsCheck::reportMark() {
-  if (_mergeMark != Findings::kNotKept)
-    _findings.countFurther(_mergeMark, "further marks");
-  else
-    _mergeMark = _findings.error({_file, _reader.lineNumber(), 0}, kFormatNotAdded, kMergeMarkText);
-  return _mergeMark;
-}
-
-void FormatsCheck::checkId(const char* word, const CheckedFormat& entry) {
-  const int64_t firstLine = _checked.find(entry.id)->line;
-  if (!isNumber(word))
-    _findings.warn(at(word), "format-id", "format ID {} is not a number and is read as {}",
-                   shown(word, kFormatId), entry.id);
-  else if (entry.id == 0)
-    _findings.warn(at(word), "format-id",
-                   "format ID 0 cannot be used by a card set: IDs start at 1");
-  else if (firstLine != entry.line)
-    _findings.warn(at(word), "format-id",
-                   "format ID {} is already used in line {}: this format is never used", entry.id,
-                   firstLine);
-}
-
-void FormatsCheck::checkName(const char* word, const CheckedFormat& entry, const char* written) {
-  struct stat meant {
-  }, read{};
-  if (stat(written, &meant) == 0 && stat(entry.fileName.c_str(), &read) == 0 &&
-      !isSameFile(meant, read))
-    _findings.warn(at(word), "format-id",
-                   "the folder is ignored: {} in the current folder is read, which is another file",
-                   inQuotes(entry.fileName));
-  const CheckedFormat& first = firstOf(entry.fileName);
-  if (first.id != entry.id)
-    _findings.warn(at(word), "format-id",
-                   "{} is already format {} in line {}: cards of both formats have the same keys",
-                   inQuotes(entry.fileName), first.id, first.line);
-}
-
-// The file of another entry is not checked again.
-void FormatsCheck::load(CheckedFormat& entry) {
-  const std::string& name = entry.fileName;
-  if (!CardFormatSet::isFormatFile(name.c_str()))
-    return _findings.setVerdict(kFormatNotAdded, {_file, entry.line, 0});
-  CardFormat* const format = _formats.addFormat(entry.id, name.c_str());
-  if (format == nullptr) throw std::bad_alloc();
-  const CheckedFormat& first = firstOf(name);
-  if (&first == &entry)
-    return checkFormatFile(*format, name, _findings.addFile(name), entry, _findings);
-  entry.error = first.error;
-  if (first.format != nullptr && format->loadFormatFile(name.c_str()) >= 0) entry.format = format;
-}
 
 }  // namespace
 

@@ -49,10 +49,84 @@ class LevelsCheck {
                    std::forward<Args>(args)...);
   }
 
-  void checkLine();
-  void checkLevel(char* text);
-  void checkPairs(Tokenizer& words, const char* level);
-  bool checkId(const char* word, const char* what);
+  void checkLine() {
+    char* text = _reader.line();
+    const std::string_view line(text, _reader.length());
+    if (_reader.lineNumber() == 1 && isUtf16(line))
+      throw Failure(ExitStatus::kRefused, "{}: {}", printable(_path), kUtf16Text);
+    if (_reader.bytesBefore() > 0)
+      return warn(
+          text, "text",
+          "a line of more than 600 characters: the rest is read as another line, so holders "
+          "of the level cannot pass its doors");
+    if (isMergeMark(line)) {
+      if (!std::exchange(_hasMark, true)) warn(text, "text", kMergeMarkText);
+      return;
+    }
+    if (const auto hidden = findHiddenByte(line, 0, line.find('#')); hidden)
+      warn(text + hidden->offset, "text", "{}: holders may pass other doors than the line shows",
+           hidden->effect);
+    if (_reader.lineNumber() == 1 && line.starts_with(kByteOrderMark)) {
+      warn(text, "text",
+           "the file begins with a byte order mark: its first line is read as level 0, which opens "
+           "no door for anybody");
+      text += kByteOrderMark.size();
+    }
+    checkLevel(text);
+  }
+
+  void checkLevel(char* text) {
+    Tokenizer words;
+    words.split(text, kWordDelimiters);
+    const char* const level = words.next();
+    if (level == nullptr || !checkId(level, "level") || !isNumber(level)) return;
+    if (words.count() == 1 || isNumber(words.word(1))) _hasLevel = true;
+    const int64_t number = wordValue(level);
+    const auto [first, isFirst] = _lineOfLevel.try_emplace(number, _reader.lineNumber());
+    if (!isFirst)
+      warn(level, "level",
+           "line {} defines this level too, and only that line counts: its holders cannot pass the "
+           "doors of this line; write all pairs in one line",
+           first->second);
+    else if (number == 0 || number > UINT16_MAX)
+      warn(level, "level", "the level is not 1 to {}: no holder can have it", UINT16_MAX);
+    checkPairs(words, level);
+  }
+
+  void checkPairs(Tokenizer& words, const char* level) {
+    if (words.count() == 1)
+      warn(level, "level",
+           "the level has no door group and schedule: its holders can pass no door");
+    while (const char* const group = words.next()) {
+      if (!checkId(group, "door group")) return;
+      const char* const schedule = words.next();
+      if (schedule == nullptr && words.count() == Tokenizer::kMaxWords)
+        warn(group, "level",
+             "more than {} pairs: this one and all later ones are ignored, so holders of the level "
+             "cannot pass their doors; use another level for the rest",
+             kMostPairs);
+      else if (schedule == nullptr)
+        warn(group, "level",
+             "the door group has no schedule after it: holders of the level cannot pass its doors");
+      else if (!checkId(schedule, "schedule"))
+        return;
+    }
+  }
+
+  // Reports a word that is not a number, or not an ID. Returns whether the line is read on.
+  bool checkId(const char* word, const char* what) {
+    if (!isId(word))
+      warn(word, "level",
+           "the {} is not 0 to {}: the line is ignored, so holders of this level can pass none of "
+           "its doors",
+           what, UINT32_MAX);
+    else if (!isNumber(word))
+      warn(word, "number",
+           "the {} is not a number: only the digits that it begins with are read, or 0, so holders "
+           "may pass other doors, or none",
+           what);
+    return isId(word);
+  }
 
   const std::string& _path;
   Findings& _findings;
@@ -62,83 +136,6 @@ class LevelsCheck {
   bool _hasMark = false;   // Of a merge conflict.
   bool _hasLevel = false;  // Whether a line looks like one of an access levels file.
 };
-
-void LevelsCheck::checkLine() {
-  char* text = _reader.line();
-  const std::string_view line(text, _reader.length());
-  if (_reader.lineNumber() == 1 && isUtf16(line))
-    throw Failure(ExitStatus::kRefused, "{}: {}", printable(_path), kUtf16Text);
-  if (_reader.bytesBefore() > 0)
-    return warn(text, "text",
-                "a line of more than 600 characters: the rest is read as another line, so holders "
-                "of the level cannot pass its doors");
-  if (isMergeMark(line)) {
-    if (!std::exchange(_hasMark, true)) warn(text, "text", kMergeMarkText);
-    return;
-  }
-  if (const auto hidden = findHiddenByte(line, 0, line.find('#')); hidden)
-    warn(text + hidden->offset, "text", "{}: holders may pass other doors than the line shows",
-         hidden->effect);
-  if (_reader.lineNumber() == 1 && line.starts_with(kByteOrderMark)) {
-    warn(text, "text",
-         "the file begins with a byte order mark: its first line is read as level 0, which opens "
-         "no door for anybody");
-    text += kByteOrderMark.size();
-  }
-  checkLevel(text);
-}
-
-void LevelsCheck::checkLevel(char* text) {
-  Tokenizer words;
-  words.split(text, kWordDelimiters);
-  const char* const level = words.next();
-  if (level == nullptr || !checkId(level, "level") || !isNumber(level)) return;
-  if (words.count() == 1 || isNumber(words.word(1))) _hasLevel = true;
-  const int64_t number = wordValue(level);
-  const auto [first, isFirst] = _lineOfLevel.try_emplace(number, _reader.lineNumber());
-  if (!isFirst)
-    warn(level, "level",
-         "line {} defines this level too, and only that line counts: its holders cannot pass the "
-         "doors of this line; write all pairs in one line",
-         first->second);
-  else if (number == 0 || number > UINT16_MAX)
-    warn(level, "level", "the level is not 1 to {}: no holder can have it", UINT16_MAX);
-  checkPairs(words, level);
-}
-
-void LevelsCheck::checkPairs(Tokenizer& words, const char* level) {
-  if (words.count() == 1)
-    warn(level, "level", "the level has no door group and schedule: its holders can pass no door");
-  while (const char* const group = words.next()) {
-    if (!checkId(group, "door group")) return;
-    const char* const schedule = words.next();
-    if (schedule == nullptr && words.count() == Tokenizer::kMaxWords)
-      warn(group, "level",
-           "more than {} pairs: this one and all later ones are ignored, so holders of the level "
-           "cannot pass their doors; use another level for the rest",
-           kMostPairs);
-    else if (schedule == nullptr)
-      warn(group, "level",
-           "the door group has no schedule after it: holders of the level cannot pass its doors");
-    else if (!checkId(schedule, "schedule"))
-      return;
-  }
-}
-
-// Reports a word that is not a number, or not an ID. Returns whether the line is read on.
-bool LevelsCheck::checkId(const char* word, const char* what) {
-  if (!isId(word))
-    warn(word, "level",
-         "the {} is not 0 to {}: the line is ignored, so holders of this level can pass none of "
-         "its doors",
-         what, UINT32_MAX);
-  else if (!isNumber(word))
-    warn(word, "number",
-         "the {} is not a number: only the digits that it begins with are read, or 0, so holders "
-         "may pass other doors, or none",
-         what);
-  return isId(word);
-}
 
 }  // namespace
 

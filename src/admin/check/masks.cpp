@@ -43,7 +43,8 @@ class MaskRules {
   }
 
   bool check(bool isParityCountValid) {
-    _isOutputValid = checkCharacters(kOutput, _letters + 'P', "is not a field: the card has no bit here");
+    _isOutputValid =
+        checkCharacters(kOutput, _letters + 'P', "is not a field: the card has no bit here");
     checkCharacters(kFixed, "01", "is neither 0 nor 1 and fixes no bit");
     checkFixed();
     const bool areWidthsMeant = _warnings == 0;
@@ -56,12 +57,86 @@ class MaskRules {
   }
 
  private:
-  bool checkCharacters(size_t mask, std::string known, const char* effect);
-  void checkFixed();
-  void checkUsedPositions();
-  void checkParity(size_t mask);
-  void checkNotApplied();
-  void checkUnsetParity();
+  // Reports each unknown character once. False when there is one.
+  bool checkCharacters(size_t mask, std::string known, const char* effect) {
+    const size_t before = _warnings;
+    const std::string_view row = rowAt(mask);
+    known += kFillers;
+    for (size_t p = 0; (p = row.find_first_not_of(known, p)) != kNone; known += row[p])
+      warn(mask, p, "{} {}", shownCharacter(row[p]), effect);
+    return _warnings == before;
+  }
+
+  // Reports once what a fixed bit replaces. What the output mask cannot have is reported there.
+  void checkFixed() {
+    std::string known = ".P";
+    for (size_t p = 0; p < kPositions; ++p) {
+      const char replaced = _output[p];
+      if (!contains("01", _fixed[p]) || contains(known, replaced)) continue;
+      known += replaced;
+      if (contains(_letters, replaced))
+        warn(kFixed, p, "this bit of field {} is fixed: part of its value is lost", replaced);
+      else if (contains(kFillers, replaced))
+        warn(kFixed, p,
+             "the output mask has no \".\" here: this fixed bit is not counted as one of the card");
+    }
+  }
+
+  void checkUsedPositions() {
+    std::string used;
+    for (int32_t p = 0; p < BitPattern::kPositions; ++p)
+      used += isUsedPosition(_masks, p) ? 'u' : '.';
+    const auto count = static_cast<int32_t>(std::ranges::count(used, 'u'));
+    const size_t end = used.find("u.");
+    if (end != kNone && used.find('u', end + 1) != kNone)
+      warn(kOutput, end + 1,
+           "an unused position between used ones is always 0, and not counted as a bit");
+    else if (count != _format.bitCount())
+      warn(kOutput, 0, "the file gives the card {} bits, but its output mask uses {}",
+           _format.bitCount(), count);
+    if (count > static_cast<int32_t>(kCardBits))
+      warn(kOutput, kCardBits,
+           "the layout has {} bits, but a card has room for 128: the last are lost", count);
+  }
+
+  void checkParity(size_t mask) {
+    if (!checkCharacters(parityMask(mask), "XEO", "has no meaning in a parity mask")) return;
+    const size_t target = targetOf(mask);
+    if (target == kNone) {
+      if (const size_t covered = parity(mask).find('X'); covered != kNone)
+        warn(parityMask(mask), covered, "a mask without E or O sets no parity bit");
+      return;
+    }
+    if (_isOutputValid && _output[target] != 'P')
+      warn(parityMask(mask), target,
+           "the output mask has no P here: the parity bit replaces another bit");
+    if (const size_t second = parity(mask).find_first_of("EO", target + 1); second != kNone)
+      warn(parityMask(mask), second, "a second parity bit in one mask: only the first is set");
+    for (size_t later = mask + 1; later < _applied; ++later)
+      if (const size_t p = targetOf(later);
+          p != kNone && _output[p] == 'P' && parity(mask)[p] == 'X')
+        return warn(parityMask(mask), p,
+                    "X covers the bit of parity mask {}, which is set later and counts as 0",
+                    later + 1);
+  }
+
+  // One finding for all: what is wrong is their number.
+  void checkNotApplied() {
+    for (size_t mask = _applied; mask < kParityMaskCount; ++mask)
+      if (targetOf(mask) != kNone)
+        return warn(parityMask(mask), targetOf(mask),
+                    "parity mask {} is not applied: the format uses only the first {}", mask + 1,
+                    _applied);
+  }
+
+  void checkUnsetParity() {
+    for (size_t p = 0; p < kPositions; ++p) {
+      const auto sets = [p](const BitMask& mask) { return contains("EO", mask[p]); };
+      if (_output[p] == 'P' && !contains("01", _fixed[p]) &&
+          std::ranges::none_of(_masks.parity, sets))
+        warn(kOutput, p, "no parity mask sets this P: it is 0 on every card");
+    }
+  }
 
   template <typename... Args>
   void warn(size_t mask, size_t position, fmt::format_string<Args...> format, Args&&... args) {
@@ -87,86 +162,6 @@ class MaskRules {
   size_t _warnings = 0;
   const MaskWarning& _warning;
 };
-
-// Reports each unknown character once. False when there is one.
-bool MaskRules::checkCharacters(size_t mask, std::string known, const char* effect) {
-  const size_t before = _warnings;
-  const std::string_view row = rowAt(mask);
-  known += kFillers;
-  for (size_t p = 0; (p = row.find_first_not_of(known, p)) != kNone; known += row[p])
-    warn(mask, p, "{} {}", shownCharacter(row[p]), effect);
-  return _warnings == before;
-}
-
-// Reports once what a fixed bit replaces. What the output mask cannot have is reported there.
-void MaskRules::checkFixed() {
-  std::string known = ".P";
-  for (size_t p = 0; p < kPositions; ++p) {
-    const char replaced = _output[p];
-    if (!contains("01", _fixed[p]) || contains(known, replaced)) continue;
-    known += replaced;
-    if (contains(_letters, replaced))
-      warn(kFixed, p, "this bit of field {} is fixed: part of its value is lost", replaced);
-    else if (contains(kFillers, replaced))
-      warn(kFixed, p,
-           "the output mask has no \".\" here: this fixed bit is not counted as one of the card");
-  }
-}
-
-void MaskRules::checkUsedPositions() {
-  std::string used;
-  for (int32_t p = 0; p < BitPattern::kPositions; ++p)
-    used += isUsedPosition(_masks, p) ? 'u' : '.';
-  const auto count = static_cast<int32_t>(std::ranges::count(used, 'u'));
-  const size_t end = used.find("u.");
-  if (end != kNone && used.find('u', end + 1) != kNone)
-    warn(kOutput, end + 1,
-         "an unused position between used ones is always 0, and not counted as a bit");
-  else if (count != _format.bitCount())
-    warn(kOutput, 0, "the file gives the card {} bits, but its output mask uses {}",
-         _format.bitCount(), count);
-  if (count > static_cast<int32_t>(kCardBits))
-    warn(kOutput, kCardBits,
-         "the layout has {} bits, but a card has room for 128: the last are lost", count);
-}
-
-void MaskRules::checkParity(size_t mask) {
-  if (!checkCharacters(parityMask(mask), "XEO", "has no meaning in a parity mask")) return;
-  const size_t target = targetOf(mask);
-  if (target == kNone) {
-    if (const size_t covered = parity(mask).find('X'); covered != kNone)
-      warn(parityMask(mask), covered, "a mask without E or O sets no parity bit");
-    return;
-  }
-  if (_isOutputValid && _output[target] != 'P')
-    warn(parityMask(mask), target,
-         "the output mask has no P here: the parity bit replaces another bit");
-  if (const size_t second = parity(mask).find_first_of("EO", target + 1); second != kNone)
-    warn(parityMask(mask), second, "a second parity bit in one mask: only the first is set");
-  for (size_t later = mask + 1; later < _applied; ++later)
-    if (const size_t p = targetOf(later); p != kNone && _output[p] == 'P' && parity(mask)[p] == 'X')
-      return warn(parityMask(mask), p,
-                  "X covers the bit of parity mask {}, which is set later and counts as 0",
-                  later + 1);
-}
-
-// One finding for all: what is wrong is their number.
-void MaskRules::checkNotApplied() {
-  for (size_t mask = _applied; mask < kParityMaskCount; ++mask)
-    if (targetOf(mask) != kNone)
-      return warn(parityMask(mask), targetOf(mask),
-                  "parity mask {} is not applied: the format uses only the first {}", mask + 1,
-                  _applied);
-}
-
-void MaskRules::checkUnsetParity() {
-  for (size_t p = 0; p < kPositions; ++p) {
-    const auto sets = [p](const BitMask& mask) { return contains("EO", mask[p]); };
-    if (_output[p] == 'P' && !contains("01", _fixed[p]) &&
-        std::ranges::none_of(_masks.parity, sets))
-      warn(kOutput, p, "no parity mask sets this P: it is 0 on every card");
-  }
-}
 
 }  // namespace
 

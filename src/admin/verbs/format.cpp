@@ -41,11 +41,6 @@ struct FormatSheet {
   std::vector<BitRow> rows;         // The masks that are not empty, and the bits of the example.
 };
 
-char letterOf(const CardFormat& format, int32_t field) {
-  const char letter = format.masks().letters[static_cast<size_t>(field)];
-  return letter == '\0' ? static_cast<char>('A' + field) : letter;
-}
-
 std::string fieldLine(std::string_view field, std::string_view type, std::string_view bits,
                       std::string_view range, std::string_view label) {
   std::string line = fmt::format("{:<7}{:<9}{:<6}{:<26}{}", field, type, bits, range, label);
@@ -58,13 +53,13 @@ std::vector<std::string> fieldTable(const CardFormat& format) {
   std::vector<std::string> lines = {fieldLine("field", "type", "bits", "range", "label")};
   for (int32_t field = 0; field < kFieldCount; ++field) {
     const FieldDefinition& defined = format.fieldDefinitions()[static_cast<size_t>(field)];
-    // The positions of a VFF are all the card number's.
-    const bool isUsed = format.masks().letters[static_cast<size_t>(field)] != '\0';
-    const int32_t width = isUsed ? format.fieldBitCount(field) : 0;
-    if (width == 0 && defined.ftyp == kNotGiven && defined.label[0] == '\0') continue;
+    const char letter = format.masks().letters[static_cast<size_t>(field)];
+    const int32_t width = format.fieldBitCount(field);
+    const bool isDefined = width > 0 || defined.ftyp != kNotGiven || defined.label[0] != '\0';
+    if (letter == '\0' || !isDefined) continue;
     const bool hasRange = defined.minval != 0 || defined.maxval != 0;
     lines.push_back(
-        fieldLine(std::string(1, letterOf(format, field)),
+        fieldLine(std::string(1, letter),
                   fmt::format("{} {}", kTypes.at(static_cast<size_t>(defined.ftyp)),
                               defined.dir == kDirectionLsb ? "LSB" : "MSB"),
                   std::to_string(width),
@@ -90,7 +85,7 @@ FormatSheet sheetOf(const CardFormat& format) {
   const CardLayout layout(format);
   FormatSheet sheet;
   sheet.size = fmt::format("{} bits, card number in field {}", layout.count(),
-                           letterOf(format, format.cardNumberField()));
+                           format.masks().letters[static_cast<size_t>(format.cardNumberField())]);
   sheet.fields = fieldTable(format);
   CardFormat::FieldValues values{};
   std::string valuesText;
@@ -98,7 +93,7 @@ FormatSheet sheetOf(const CardFormat& format) {
     if (!hasSiteValue(format, field)) continue;
     const auto index = static_cast<size_t>(field);
     values[index] = std::max(format.fieldDefinitions()[index].minval, 0);
-    valuesText += fmt::format(", {}={}", letterOf(format, field), values[index]);
+    valuesText += fmt::format(", {:c}={}", 'A' + field, values[index]);
   }
   const CardEncoder encoder = {&format, format.encodeSite(values)};
   const int64_t number = exampleNumber(encoder);
