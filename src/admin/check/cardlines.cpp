@@ -90,8 +90,8 @@ class FieldsCheck {
     return true;
   }
   bool reportCardNumber() const;
-  // Why a card of a possible card set is not encoded; no number where that is wrong.
-  void reportEncoding(const CheckedLine& line, std::optional<int64_t> number) const;
+  // The same for a card of a possible card set that is not encoded; no number where that is wrong.
+  bool reportEncoding(const CheckedLine& line, std::optional<int64_t> number) const;
 
   // Numbers that a build accepts and changes, or that are right and mostly not meant.
   void checkRange(size_t field) const;
@@ -116,35 +116,40 @@ bool FieldsCheck::reportCardNumber() const {
   return true;
 }
 
-void FieldsCheck::reportEncoding(const CheckedLine& line, std::optional<int64_t> number) const {
-  if (line.findings == nullptr) return;
+bool FieldsCheck::reportEncoding(const CheckedLine& line, std::optional<int64_t> number) const {
   const cardset* const set = _check.findSet(csid());
-  if (set == nullptr) {
-    const auto [error, isFirst] = _check.undefinedSets.try_emplace(static_cast<uint32_t>(csid()));
-    if (!isFirst)
-      return _check.findings.countFurther(error->second, "further lines with this card set");
-    error->second = line.error(line.whole(), kInvalidCardSet,
-                               "card set {} has no 'f' line before this line", csid());
-    return;
-  }
-  const CardFormat* const format = _check.site.formats().findFormat(set->fmtid);
-  if (const CheckedFormat* const unloaded = _check.unloadedFormat(csid()); unloaded != nullptr) {
-    _check.findings.countFurther(unloaded->error, "lines of the cards file with this format");
-  } else if (format == nullptr && _check.formats.complete) {
-    const auto [error, isFirst] = _check.unlistedFormats.try_emplace(set->fmtid);
-    if (!isFirst)
-      return _check.findings.countFurther(error->second, "further lines with this format");
-    error->second =
-        line.error(line.at(_words[1]), kFormatNotDefined,
-                   "the formats file does not list format {} of card set {}", set->fmtid, csid());
-  } else if (format != nullptr && number) {
+  const CardFormat* const format =
+      set == nullptr ? nullptr : _check.site.formats().findFormat(set->fmtid);
+  const CheckedFormat* const unloaded = _check.unloadedFormat(csid());
+  if (unloaded == nullptr && format != nullptr) {
+    const SitePattern site = format->encodeSite(set->fldvalues);
     const int64_t decoded =
-        format->decodeCardNumber(format->encodeNumber(format->encodeSite(set->fldvalues), *number));
-    if (decoded != *number)
-      line.error(line.at(_words[1]), kCardMismatch,
-                 "the card number does not fit format {}: it would come back as card {}",
-                 set->fmtid, decoded);
+        number ? format->decodeCardNumber(format->encodeNumber(site, *number)) : 0;
+    if (!number || decoded == *number) return false;
+    line.error(line.at(_words[1]), kCardMismatch,
+               "the card number does not fit format {}: it would come back as card {}", set->fmtid,
+               decoded);
+  } else if (line.findings == nullptr) {
+    return true;
+  } else if (unloaded != nullptr) {
+    _check.findings.countFurther(unloaded->error, "lines of the cards file with this format");
+  } else if (set == nullptr) {
+    const auto [error, isFirst] = _check.undefinedSets.try_emplace(static_cast<uint32_t>(csid()));
+    if (isFirst)
+      error->second = line.error(line.whole(), kInvalidCardSet,
+                                 "card set {} has no 'f' line before this line", csid());
+    else
+      _check.findings.countFurther(error->second, "further lines with this card set");
+  } else if (_check.formats.complete) {
+    const auto [error, isFirst] = _check.unlistedFormats.try_emplace(set->fmtid);
+    if (isFirst)
+      error->second =
+          line.error(line.at(_words[1]), kFormatNotDefined,
+                     "the formats file does not list format {} of card set {}", set->fmtid, csid());
+    else
+      _check.findings.countFurther(error->second, "further lines with this format");
   }
+  return true;
 }
 
 void FieldsCheck::checkRange(size_t field) const {
@@ -282,9 +287,10 @@ class HolderLine : FieldsCheck {
     const bool wrongSet = !isHex() && known > 0 && reportCardSet();
     const bool wrongNumber = known > 1 && reportCardNumber();
     const bool wrongPin = known > 2 && reportPin(2);
-    if (isHex() || known < 2 || wrongSet) return wrongSet || wrongNumber || wrongPin;
-    reportEncoding(_line, wrongNumber ? std::nullopt : std::optional(wordValue(_words[1])));
-    return true;
+    const bool isEncoded = !isHex() && known > 1 && !wrongSet;
+    const auto number = wrongNumber ? std::nullopt : std::optional(wordValue(_words[1]));
+    const bool wrongCard = isEncoded && reportEncoding(_line, number);
+    return wrongSet || wrongNumber || wrongPin || wrongCard;
   }
 
   bool reportPin(size_t field) const {
@@ -322,8 +328,8 @@ class HolderLine : FieldsCheck {
     if (_problem == Problem::kMissing)
       reportMisread(
           _line.whole(), "fields", firstHolderField(),
-          fmt::format("{} words instead of {}: {} is missing, and it and all later fields are 0",
-                      count, _fields.size(), named(field)));
+          fmt::format("{} word{} instead of {}: {} is missing, and it and all later fields are 0",
+                      count, count == 1 ? "" : "s", _fields.size(), named(field)));
     else if (_problem == Problem::kComment)
       reportMisread(place, "text", _good, earlyComment(_good));
     else
@@ -515,7 +521,7 @@ class HolderLine : FieldsCheck {
 class BlockLine : FieldsCheck {
  public:
   BlockLine(CardsCheck& check, CheckedLine& line)
-      : FieldsCheck(check, line, line.text + std::strcspn(line.text, kBlanks)) {
+      : FieldsCheck(check, line, line.text + std::strcspn(line.text, kBlockDelimiters)) {
     line.subject = {Subject::Kind::kBlock, numberIn(kSet), _words[kFirstCard], {}};
     if (!_words[kUniqid].empty()) line.subject.uniqid = static_cast<uint32_t>(numberIn(kUniqid));
   }
@@ -537,7 +543,6 @@ class BlockLine : FieldsCheck {
   enum Field : size_t { kSet, kFirstCard, kCount, kUniqid, kLevel, kAfterLast };
 
   int32_t numberIn(Field field) const { return textToInt32(_words[field].data()); }
-  bool hasGluedType() const { return std::strcspn(_line.text, kBlanks) > 1; }
 
   void addUnindexed() const {
     if (!_line.subject.uniqid) return;
@@ -548,10 +553,6 @@ class BlockLine : FieldsCheck {
 
   // `good` cards of the block fit their format.
   void reportErrors(int32_t result, int32_t good) {
-    if (hasGluedType()) {
-      _line.error(_line.at(_line.text), result, kGluedType);
-      return;
-    }
     for (const Field field : {kSet, kFirstCard, kCount, kUniqid})
       if (_words[field].empty()) return reportMissing(field, result);
     const bool wrongSet = reportCardSet(), wrongNumber = reportCardNumber();
@@ -564,12 +565,16 @@ class BlockLine : FieldsCheck {
   }
 
   void checkWords() const {
-    if (hasGluedType()) {
-      _line.warn(_line.at(_line.text), "fields", kGluedType);
+    for (const Field field : {kSet, kCount, kUniqid, kLevel}) {
+      const std::string_view word = _words[field], rest = word.substr(numberLength(word));
+      // A comment may stand in place of the last field, or touch it.
+      if (rest.empty() || (field == kLevel && rest[0] == '#')) continue;
+      if (word[0] == '#')
+        _line.warn(_line.at(word), "text", "{}", earlyComment(field));
+      else
+        warn(field, "number", fmt::format("is not a number: it is read as {}", numberIn(field)));
       return;
     }
-    for (const Field field : {kSet, kCount, kUniqid, kLevel})
-      if (!isWhole(field)) return reportPartialNumber(field);
     const bool hasComment = _words[kLevel].find('#') != std::string_view::npos;
     if (!_words[kAfterLast].empty() && _words[kAfterLast][0] != '#' && !hasComment) {
       _line.warn(_line.at(_words[kAfterLast]), "fields",
@@ -578,19 +583,6 @@ class BlockLine : FieldsCheck {
     }
     checkRanges();
     checkBlock();
-  }
-
-  // Whether the word is a number; a comment may stand in place of the last field, or touch it.
-  bool isWhole(Field field) const {
-    const std::string_view word = _words[field], rest = word.substr(numberLength(word));
-    return rest.empty() || (field == kLevel && rest[0] == '#');
-  }
-
-  void reportPartialNumber(Field field) const {
-    if (_words[field][0] == '#')
-      _line.warn(_line.at(_words[field]), "text", "{}", earlyComment(field));
-    else
-      warn(field, "number", fmt::format("is not a number: it is read as {}", numberIn(field)));
   }
 
   void checkRanges() const {
@@ -619,10 +611,6 @@ class BlockLine : FieldsCheck {
       _line.warn(_line.whole(), "block",
                  "no access level: the cards of the block open no door; write 0 if that is meant");
   }
-
-  static constexpr char kBlanks[] = " \n\r";  // What separates the words of a 'd' line.
-  static constexpr char kGluedType[] =
-      "the line type is \"d\" alone: what follows it up to the next blank is ignored";
 };
 
 }  // namespace

@@ -36,6 +36,8 @@ std::optional<HiddenByte> findHidden(LineReader& input) {
   const std::string_view raw(input.line(), input.length());
   const std::string_view words = raw.substr(0, commentStart(raw));
   if (const auto hidden = findHiddenByte(raw, 0, words.size())) return hidden;
+  if (raw[0] == kMultiCardsLine && std::strcspn(input.line(), kBlockDelimiters) > 1)
+    return HiddenByte{1, "what follows 'd' up to the next blank is ignored"};
   const size_t tab = raw[0] == kMultiCardsLine ? words.find('\t') : std::string_view::npos;
   if (tab != std::string_view::npos &&
       words.find_first_not_of(" \t\r\n", tab) != std::string_view::npos)
@@ -59,9 +61,11 @@ void readDespiteType(CardsCheck& check, const CheckedLine& line) {
   char* start = copy.data();
   if (copy.starts_with(kByteOrderMark)) start += kByteOrderMark.size();
   while (isSpace(*start)) ++start;
-  *start = static_cast<char>(*start | 0x20);  // In lower case.
+  const char type = static_cast<char>(*start | 0x20);  // In lower case.
+  if (std::strchr("fcnpod", type) == nullptr) return;
+  *start = type;
   CheckedLine fixed{nullptr, line.start, start, true};
-  if (std::strchr("fcnpod", *start) != nullptr) checkByType(check, fixed);
+  checkByType(check, fixed);
 }
 
 int32_t reportLineType(CardsCheck& check, const CheckedLine& line) {
@@ -77,8 +81,6 @@ int32_t reportLineType(CardsCheck& check, const CheckedLine& line) {
   if (text.starts_with(kByteOrderMark))
     line.error(line.at(text), kInvalidLine,
                "the file begins with a byte order mark, not with a line type");
-  else if (isSpace(text[0]))
-    line.error(line.at(text), kInvalidLine, "white space before the line type");
   else
     line.error(line.at(text), kInvalidLine,
                "{} is not a line type: a line begins with f, c, n, p, o, d or #",
@@ -257,10 +259,11 @@ bool Subject::hasNumber() const {
 
 std::string Subject::text() const {
   if (kind == Kind::kNone || (!uniqid && !hasNumber())) return "";
-  const std::string number = hasNumber() ? fmt::format(" {}", cardNumber) : "";
-  if (kind == Kind::kBlock) return fmt::format("cards from{}, holders from {}", number, *uniqid);
-  const std::string holder = uniqid ? fmt::format(" of holder {}", *uniqid) : "";
-  return (kind == Kind::kPin ? "PIN" : "card") + number + holder;
+  const bool isBlock = kind == Kind::kBlock;
+  std::string text = kind == Kind::kPin ? "PIN" : isBlock ? "cards" : "card";
+  if (hasNumber()) text.append(isBlock ? " from " : " ").append(cardNumber);
+  if (uniqid) text += (isBlock ? ", holders from " : " of holder ") + fmt::to_string(*uniqid);
+  return text;
 }
 
 About Subject::about() const {

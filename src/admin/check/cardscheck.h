@@ -150,6 +150,8 @@ struct CardsCheck {
   const CheckedFormat* unloadedFormat(int32_t csid) const;
 };
 
+inline constexpr char kBlockDelimiters[] = " \n\r";  // What separates the words of a 'd' line.
+
 // The checks of the lines, by their types. They return the result of a build for the line.
 int32_t checkHolderLine(CardsCheck& check, CheckedLine& line);
 int32_t checkBlockLine(CardsCheck& check, CheckedLine& line);

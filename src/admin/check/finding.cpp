@@ -9,10 +9,6 @@
 
 namespace badgemint::admin {
 
-std::string kindText(int32_t code, std::string_view rule) {
-  return rule.empty() ? fmt::to_string(code) : std::string(rule);
-}
-
 int Findings::addFile(std::string name) {
   _files.push_back(std::move(name));
   return static_cast<int>(_files.size()) - 1;
@@ -20,7 +16,7 @@ int Findings::addFile(std::string name) {
 
 size_t Findings::add(Finding finding, fmt::string_view format, fmt::format_args args) {
   ++(finding.isError() ? _errors : _warnings);
-  const bool isKept = ++_counts[{finding.code, finding.rule}] <= kMostOfOneKind || _keepAll;
+  const bool isKept = ++_counts[finding.kind()] <= kMostOfOneKind || _keepAll;
   const size_t number = isKept ? _kept.size() : kNotKept;
   if (!isKept) return number;
   finding.text = fmt::vformat(format, args);
@@ -39,7 +35,7 @@ void Findings::combine(std::span<const size_t> numbers, size_t count, std::strin
   for (const size_t number : numbers) _kept[number].isCombined = true;
   Finding& first = _kept[numbers[0]];
   first = {.place = first.place, .text = std::move(text), .rule = first.rule};
-  _counts[{first.code, first.rule}] -= count - 1;
+  _counts[first.kind()] -= count - 1;
   _warnings -= count - 1;
 }
 
@@ -69,8 +65,7 @@ std::vector<Finding> Findings::sorted() const {
 std::map<std::string, size_t> Findings::notKept() const {
   std::map<std::string, size_t> more;
   for (const auto& [kind, count] : _counts)
-    if (!_keepAll && count > kMostOfOneKind)
-      more[kindText(kind.first, kind.second)] = count - kMostOfOneKind;
+    if (!_keepAll && count > kMostOfOneKind) more[kind] = count - kMostOfOneKind;
   return more;
 }
 

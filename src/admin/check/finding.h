@@ -37,9 +37,6 @@ struct About {
   std::string key{};   // Hexadecimal digits; empty for none.
 };
 
-// The result of a build, or the name of a rule where there is one.
-std::string kindText(int32_t code, std::string_view rule);
-
 struct Finding {
   Place place{};
   std::string text{};
@@ -53,7 +50,7 @@ struct Finding {
 
   bool isError() const { return rule.empty(); }
   // What stands in the brackets.
-  std::string kind() const { return kindText(code, rule); }
+  std::string kind() const { return rule.empty() ? fmt::to_string(code) : std::string(rule); }
 };
 
 // How a build of the files would end, and where it would meet what ends it.
@@ -123,12 +120,10 @@ class Findings {
   void printJson(Console& console) const;
 
  private:
-  using Kind = std::pair<int32_t, std::string_view>;  // Code or rule.
-
   bool _keepAll;
   std::vector<std::string> _files;
   std::vector<Finding> _kept;
-  std::map<Kind, size_t> _counts;
+  std::map<std::string, size_t> _counts;  // By their kinds.
   size_t _errors = 0;
   size_t _warnings = 0;
   Verdict _verdict;

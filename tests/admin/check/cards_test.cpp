@@ -208,7 +208,7 @@ TEST_F(CardsCheck, Fields) {
   EXPECT_EQ(found(kCard + " 0"), "3:95 fields");
   EXPECT_EQ(found("p 12 10 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0"), "3:45 fields");
   EXPECT_EQ(found("d 1 8 1 20 1 0"), "3:14 fields");
-  EXPECT_EQ(found("d1 1 8 1 20 1"), "3:1 fields");
+  EXPECT_EQ(found("d1 1 8 1 20 1"), "3:2 text");
   EXPECT_EQ(found(card(" 12 ", " 12 12 ")), "3 fields");
 }
 
@@ -387,9 +387,10 @@ TEST_F(CardsCheck, Errors) {
   EXPECT_EQ(found("f 2 2 x=1"), "3:7 -1006");
   EXPECT_EQ(found("ff 2 2"), "3:1 -1006");
   EXPECT_EQ(found("f 9 9\nd 9 1 1 20 1\nd 9 2 1 21 1"), "4:5 -1007");
-  EXPECT_EQ(found("d1 8 1 20 1"), "3:1 -1006");
+  EXPECT_EQ(found("d1 8 1 20 1"), "3 -1006, 3:2 text");
   EXPECT_EQ(found("d 1 65535 2 20 1"), "3:5 -506");
   EXPECT_EQ(found("c # 1 0 5"), "3:3 -1006");
+  EXPECT_EQ(found("x\nc 1 15 # 5"), "3:1 -503, 4:8 -1004");
   EXPECT_EQ(found(card(" 1 ", " 254 ")), "3:3 -1006");
   EXPECT_EQ(found(card(" 5 ", " 99999999999999999999 ")), "3:5 -506");
   EXPECT_EQ(found("n 0 " + std::string(33, 'A') + " 0" + kCard.substr(10)), "3:5 -1003");
@@ -413,6 +414,7 @@ TEST_F(CardsCheck, Texts) {
             expected + "2024 (no such holder), no start date (card 5 of holder 8)");
   EXPECT_EQ(textOf("c 1 5 4711" + slipped + "\nd 1 300 1 2024 1"),
             expected + "2024, no start date (card 5 of holder 8)");
+  EXPECT_EQ(textOf("d 1 5"), "the number of cards is missing (cards from 5)");
   EXPECT_EQ(textOf("f 5 1 A=47110815"),
             "value of 8 digits of field A is not 0 to 255, as its format requires: the cards carry "
             "another value");
