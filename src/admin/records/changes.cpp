@@ -8,7 +8,6 @@
 #include <type_traits>
 #include <utility>
 
-#include "admin/records/holders.h"
 #include "admin/records/wording.h"
 #include "carddb/identindx.h"
 
@@ -19,63 +18,56 @@ namespace {
 using enum CredentialChange::Kind;
 
 CredentialChange::Kind kindOf(const IdentRecord& before, const IdentRecord& now) {
-  if (before.cardsetcode != now.cardsetcode) return kChanged;
+  if (before.uniqid != now.uniqid) return kMoved;
+  if (before.cardsetcode != now.cardsetcode || before.cardnumber != now.cardnumber) return kChanged;
   return now.deleted != 0 ? kDeleted : kRestored;
 }
 
-// Credentials of one holder, in the order of their keys.
-void compareCredentials(std::span<const IdentRecord> before, std::span<const IdentRecord> now,
-                        std::vector<CredentialChange>& changes) {
-  auto old = before.begin();
-  auto fresh = now.begin();
+// Of credentials that are sorted.
+std::vector<CredentialChange> differences(const std::vector<IdentRecord>& before,
+                                          const std::vector<IdentRecord>& now) {
+  std::vector<CredentialChange> changes;
+  auto old = before.begin(), fresh = now.begin();
   while (old != before.end() || fresh != now.end()) {
-    const bool isOldOnly =
-        fresh == now.end() || (old != before.end() && old->cardnumber < fresh->cardnumber);
-    const bool isNewOnly =
-        old == before.end() || (fresh != now.end() && fresh->cardnumber < old->cardnumber);
-    if (isOldOnly) {
+    if (fresh == now.end() || (old != before.end() && orderOf(*old) < orderOf(*fresh)))
       changes.push_back({kRemoved, &*old++, nullptr});
-    } else if (isNewOnly) {
+    else if (old == before.end() || orderOf(*fresh) < orderOf(*old))
       changes.push_back({kAdded, nullptr, &*fresh++});
-    } else {
-      if (*old != *fresh) changes.push_back({kindOf(*old, *fresh), &*old, &*fresh});
+    else
       ++old, ++fresh;
-    }
   }
+  return changes;
 }
 
 // Makes one change of a removed credential and an added one that have the same identity; what has
 // none is left alone. The functions give the identity of a record.
 template <typename OldIdentity, typename NewIdentity>
-void joinPairs(std::vector<CredentialChange>& changes, CredentialChange::Kind kind,
-               OldIdentity oldIdentity, NewIdentity newIdentity) {
+void joinPairs(std::vector<CredentialChange>& changes, OldIdentity oldIdentity,
+               NewIdentity newIdentity) {
   using Key = typename std::invoke_result_t<OldIdentity, const IdentRecord&>::value_type;
   std::vector<std::pair<Key, CredentialChange*>> removed, added;
   for (CredentialChange& change : changes) {
-    if (change.kind == kRemoved) {
-      if (const auto identity = oldIdentity(*change.before))
-        removed.emplace_back(*identity, &change);
-    } else if (change.kind == kAdded) {
-      if (const auto identity = newIdentity(*change.now)) added.emplace_back(*identity, &change);
-    }
+    const bool isRemoved = change.kind == kRemoved;
+    if (!isRemoved && change.kind != kAdded) continue;
+    if (const auto identity = isRemoved ? oldIdentity(*change.before) : newIdentity(*change.now))
+      (isRemoved ? removed : added).emplace_back(*identity, &change);
   }
   std::sort(removed.begin(), removed.end());
   std::sort(added.begin(), added.end());
-  for (auto from = removed.begin(), to = added.begin();
-       from != removed.end() && to != added.end();) {
-    if (from->first < to->first) {
-      ++from;
-    } else if (to->first < from->first) {
-      ++to;
-    } else {
-      *from->second = {kind, from->second->before, to->second->now};
-      to->second->now = nullptr;
-      ++from, ++to;
-    }
+  auto to = added.begin();
+  for (const auto& [identity, change] : removed) {
+    while (to != added.end() && to->first < identity) ++to;
+    if (to == added.end() || identity < to->first) continue;
+    const IdentRecord* const now = std::exchange(to++->second->now, nullptr);
+    *change = {kindOf(*change->before, *now), change->before, now};
   }
   std::erase_if(changes, [](const CredentialChange& change) {
     return change.before == nullptr && change.now == nullptr;
   });
+}
+
+std::optional<std::pair<uint32_t, KeyRank>> holdersKeyOf(const IdentRecord& record) {
+  return std::pair(record.uniqid, IdentIndexEntry::rank(record.cardnumber));
 }
 
 std::optional<KeyRank> keyOf(const IdentRecord& record) {
@@ -111,7 +103,7 @@ bool haveOtherCodes(const CredentialChange& change) {
   return change.before->cardsetcode != change.now->cardsetcode;
 }
 
-// Writes lines through a buffer of its own: there may be a million of them.
+// Prints lines, each made in one text: there may be a million of them.
 class ChangePrinter {
  public:
   ChangePrinter(const Site& before, const Site& now, ChangeForm form, Console& console)
@@ -128,18 +120,15 @@ class ChangePrinter {
       print(holder);
     }
     printCredentialsBefore(UINT64_MAX);
-    flush();
   }
 
  private:
   template <typename Change>
   void print(const Change& change) {
-    if (_form.json)
-      add("{}", json(change).text());
-    else
-      addText(change);
-    add("\n");
-    if (_text.size() >= kBlockSize) flush();
+    if (_form.json) return _console.printJson(json(change));
+    _text.clear();
+    addText(change);
+    _console.output() << _text << '\n';
   }
 
   void addText(const HolderChange& change) {
@@ -241,11 +230,9 @@ class ChangePrinter {
 
   // The credential, and as "new" what it has become.
   JsonObject json(const CredentialChange& change) const {
-    constexpr std::array kNames = {"added", "removed", "moved", "deleted", "restored", "changed"};
     const bool isNew = change.before == nullptr;
     JsonObject object;
-    object.add("holder", change.uniqid())
-        .add("change", kNames.at(static_cast<size_t>(change.kind)));
+    object.add("holder", change.uniqid()).add("change", nameOf(change.kind));
     if (change.kind == kMoved) object.add("to", change.now->uniqid);
     addCredential(object, isNew ? *change.now : *change.before, isNew ? _now : _before,
                   _form.withPins);
@@ -274,20 +261,19 @@ class ChangePrinter {
   void add(fmt::format_string<Args...> format, Args&&... args) {
     fmt::format_to(std::back_inserter(_text), format, std::forward<Args>(args)...);
   }
-  void flush() {
-    _console.output().write(_text.data(), static_cast<std::streamsize>(_text.size()));
-    _text.clear();
-  }
-
-  static constexpr size_t kBlockSize = size_t{64} * 1024;
 
   const Site &_before, &_now;
   const ChangeForm _form;
   Console& _console;
-  fmt::memory_buffer _text;
+  std::string _text;
 };
 
 }  // namespace
+
+const char* nameOf(CredentialChange::Kind kind) {
+  constexpr std::array kNames = {"added", "removed", "moved", "deleted", "restored", "changed"};
+  return kNames.at(static_cast<size_t>(kind));
+}
 
 size_t Changes::countHolders(bool before, bool now) const {
   return static_cast<size_t>(std::ranges::count_if(holders, [&](const HolderChange& change) {
@@ -304,11 +290,10 @@ Changes compare(const Databases& before, const Databases& now) {
   forEachUniqid(before.accesses, now.accesses, [&](uint32_t, auto old, auto fresh) {
     if (!std::ranges::equal(old, fresh)) changes.holders.push_back({old, fresh});
   });
-  forEachUniqid(before.idents, now.idents, [&](uint32_t, auto old, auto fresh) {
-    compareCredentials(old, fresh, changes.credentials);
-  });
-  joinPairs(changes.credentials, kMoved, keyOf, keyOf);
-  joinPairs(changes.credentials, kChanged, pinOf, pinOf);
+  changes.credentials = differences(before.idents, now.idents);
+  joinPairs(changes.credentials, holdersKeyOf, holdersKeyOf);
+  joinPairs(changes.credentials, keyOf, keyOf);
+  joinPairs(changes.credentials, pinOf, pinOf);
   return changes;
 }
 
@@ -320,7 +305,7 @@ void joinChangedKeys(Changes& changes, const Site& before, const Site& now) {
       return Card{record.uniqid, record.cardsetcode, *number};
     };
   };
-  joinPairs(changes.credentials, kChanged, cardOf(before), cardOf(now));
+  joinPairs(changes.credentials, cardOf(before), cardOf(now));
 }
 
 void printChanges(const Changes& changes, const Site& before, const Site& now, ChangeForm form,

@@ -32,6 +32,9 @@ struct CredentialChange {
   uint32_t uniqid() const { return (before != nullptr ? before : now)->uniqid; }
 };
 
+// "added", "removed", ...
+const char* nameOf(CredentialChange::Kind kind);
+
 // The differences between two pairs of databases, both lists in the order of (old) unique IDs. They
 // point into the databases that were compared, which must outlive them.
 struct Changes {

@@ -15,7 +15,6 @@
 #include "admin/files/replacement.h"
 #include "admin/records/changes.h"
 #include "admin/records/expected.h"
-#include "admin/records/holders.h"
 #include "admin/signals.h"
 #include "admin/verbs/verb.h"
 #include "support/packeddecimal.h"

@@ -95,30 +95,34 @@ void open(std::optional<Site>& site, const Side& side) {
   site->databases().sort();
 }
 
+// Numbers and what they count, as text and as JSON.
+class Counts {
+ public:
+  void add(const char* what, size_t number) {
+    _text += fmt::format("{}{} {}", _text.empty() ? "" : ", ", number, what);
+    _json.add(what, number);
+  }
+  const std::string& text() const { return _text; }
+  const JsonObject& json() const { return _json; }
+
+ private:
+  std::string _text;
+  JsonObject _json;
+};
+
 void printCounts(const Changes& changes, bool json, Console& console) {
   using enum CredentialChange::Kind;
-  const size_t added = changes.countHolders(false, true),
-               removed = changes.countHolders(true, false),
-               changed = changes.countHolders(true, true);
-  const auto count = [&](CredentialChange::Kind kind) { return changes.countCredentials(kind); };
-  if (json) {
-    const auto holders =
-        JsonObject().add("added", added).add("removed", removed).add("changed", changed);
-    const auto credentials = JsonObject()
-                                 .add("added", count(kAdded))
-                                 .add("removed", count(kRemoved))
-                                 .add("moved", count(kMoved))
-                                 .add("deleted", count(kDeleted))
-                                 .add("restored", count(kRestored))
-                                 .add("changed", count(kChanged));
-    const auto summary = JsonObject().add("holders", holders).add("credentials", credentials);
-    return console.printJson(JsonObject().add("summary", summary));
-  }
-  console.print("holders: {} added, {} removed, {} changed\n", added, removed, changed);
-  console.print(
-      "credentials: {} added, {} removed, {} moved, {} deleted, {} restored, {} changed\n",
-      count(kAdded), count(kRemoved), count(kMoved), count(kDeleted), count(kRestored),
-      count(kChanged));
+  Counts holders, credentials;
+  holders.add("added", changes.countHolders(false, true));
+  holders.add("removed", changes.countHolders(true, false));
+  holders.add("changed", changes.countHolders(true, true));
+  for (const auto kind : {kAdded, kRemoved, kMoved, kDeleted, kRestored, kChanged})
+    credentials.add(nameOf(kind), changes.countCredentials(kind));
+  if (!json)
+    return console.print("holders: {}\ncredentials: {}\n", holders.text(), credentials.text());
+  const auto summary =
+      JsonObject().add("holders", holders.json()).add("credentials", credentials.json());
+  console.printJson(JsonObject().add("summary", summary));
 }
 
 ExitStatus diff(const DiffOptions& options, Console& console) {

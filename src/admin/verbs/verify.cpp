@@ -4,18 +4,12 @@
 #include <memory>
 #include <numeric>
 #include <optional>
-#include <set>
 
 #include "admin/check/sitecheck.h"
-#include "admin/files/folder.h"
 #include "admin/json.h"
 #include "admin/records/expected.h"
-#include "admin/records/holders.h"
 #include "admin/records/recordrules.h"
 #include "admin/verbs/verb.h"
-#include "support/linereader.h"
-#include "support/result.h"
-#include "support/tokenizer.h"
 
 namespace badgemint::admin {
 
@@ -31,10 +25,8 @@ class Comparison {
     _expected.accesses.resize(databases.accesses.size());
   }
 
-  // Returns which records are exactly as a build makes them. `stored` are the card sets of the card
-  // sets file.
-  ExpectedNumbers run(const std::string& cards, const std::string& formats,
-                      const cardsets& stored) {
+  // `stored` are the card sets of the card sets file.
+  void run(const std::string& cards, const std::string& formats, const cardsets& stored) {
     ExpectedRecords records(formats, [this](const ExpectedRecord& record) { compare(record); });
     records.readFile(cards);
     for (size_t i = 0; i < _found.size(); ++i)
@@ -43,9 +35,11 @@ class Comparison {
       if (!_accessWalk.isUsed(i)) _faults.addAccess(i, "other", "is in no line of the cards file");
     const std::string difference = differenceOfCardSets(records.cardSets(), stored);
     if (!difference.empty())
-      _faults.add({FaultFile::kCardSets}, "differs", "a build would not write it: {}", difference);
-    return std::move(_expected);
+      _faults.add({{FaultFile::kCardSets}, "differs", "a build would not write it: " + difference});
   }
+
+  // Which records are exactly as a build makes them; none before run().
+  const ExpectedNumbers& expected() const { return _expected; }
 
  private:
   static constexpr size_t kNone = SIZE_MAX;
@@ -97,8 +91,7 @@ class Comparison {
     _found[number] = true;
     const char* const field = differingField(_databases.idents[number], expected.ident);
     if (field == nullptr) return true;
-    _faults.addIdent(number, "differs", "is not as in the cards file, line {}: {}", expected.line,
-                     field);
+    _faults.addIdent(number, "differs", differenceText(expected, field));
     return false;
   }
 
@@ -112,11 +105,14 @@ class Comparison {
     const auto number = static_cast<size_t>(step.record - _databases.accesses.data());
     const char* const field = differingField(*step.record, *expected.access);
     if (field != nullptr)
-      _faults.addAccess(number, "differs", "is not as in the cards file, line {}: {}",
-                        expected.line, field);
+      _faults.addAccess(number, "differs", differenceText(expected, field));
     else
       _expected.accesses[number] = true;
     return field == nullptr;
+  }
+
+  static std::string differenceText(const ExpectedRecord& expected, const char* field) {
+    return fmt::format("is not as in the cards file, line {}: {}", expected.line, field);
   }
 
   const Databases& _databases;
@@ -129,39 +125,21 @@ class Comparison {
 };
 
 // Faults of the files as a whole.
-void checkFiles(const VerifyOptions& options, const Databases& databases, Faults& faults) {
+void checkFiles(const VerifyOptions& options, const Site& site, Faults& faults) {
+  const Databases& databases = site.databases();
   const auto checkRest = [&faults](FaultFile file, size_t rest) {
-    if (rest != 0) faults.add({file}, "size", "{} bytes after the last whole record", rest);
+    if (rest != 0)
+      faults.add({{file}, "size", fmt::format("{} bytes after the last whole record", rest)});
   };
   checkRest(FaultFile::kIdent, databases.identRest);
   checkRest(FaultFile::kAccess, databases.accessRest);
   if (databases.idents.empty() && databases.accesses.empty())
-    faults.add({FaultFile::kIdent}, "empty", "neither it nor {} has a record: nobody has access",
-               options.site.access);
-}
-
-// A build writes a card set a line, and nothing else. Other lines are misread by all who read them.
-void checkCardSetsFile(const std::string& path, Faults& faults) {
-  LineReader lines;
-  throwErrnoUnless(lines.open(path.c_str()), path);
-  std::set<uint32_t> ids;
-  Tokenizer words;
-  while (lines.readLine(cardsets::kMaxLine) == LineReader::Status::kLine) {
-    const FaultPlace place = {FaultFile::kCardSets, lines.lineNumber()};
-    const std::string_view line(lines.line(), lines.length());
-    const bool isWhole = line.ends_with('\n') && line.find('\0') == std::string_view::npos;
-    words.split(lines.line(), kWordDelimiters);
-    std::string text;
-    while (const char* const word = words.next()) text.append(word).append(" ");
-    if (text.empty()) continue;
-    cardset set;
-    if (!isWhole || parseCardSetText(set, text.c_str()) != kSuccess ||
-        CardSetLine(set).text() != text + '\n' || set.csid < kFirstCardSetId || set.csid > kLastCardSetId)
-      faults.add(place, "card-sets", "this line is not a card set as a build writes it");
-    else if (!ids.insert(set.csid).second)
-      faults.add(place, "card-sets", "card set {} is defined twice", set.csid);
-  }
-  throwErrnoUnless(!lines.failed(), path);
+    faults.add({{FaultFile::kIdent},
+                "empty",
+                fmt::format("neither it nor {} has a record: nobody has access",
+                            printable(options.site.access))});
+  for (const auto& [line, text] : site.cardSetProblems())
+    faults.add({{FaultFile::kCardSets, line}, "card-sets", text});
 }
 
 bool arePlausible(const Databases& databases) {
@@ -186,13 +164,10 @@ std::optional<Databases> swapped(const SitePaths& names, const Databases& databa
 
 // Returns the number of holders.
 size_t checkDatabases(const VerifyOptions& options, const Site& site, Faults& faults) {
-  checkFiles(options, site.databases(), faults);
-  checkCardSetsFile(options.site.cardSets, faults);
-  ExpectedNumbers expected;
-  if (!options.cards.empty())
-    expected =
-        Comparison(site.databases(), faults).run(options.cards, options.site.formats, site.sets());
-  return checkRecords(site, expected, faults);
+  checkFiles(options, site, faults);
+  Comparison comparison(site.databases(), faults);
+  if (!options.cards.empty()) comparison.run(options.cards, options.site.formats, site.sets());
+  return checkRecords(site, comparison.expected(), faults);
 }
 
 // Always of the same words, for programs that read it.
@@ -210,8 +185,6 @@ void printSummary(size_t faults, size_t credentials, size_t holders, bool isJson
 
 ExitStatus verify(const VerifyOptions& options, Console& console) {
   const SitePaths& names = options.site;
-  for (const std::string& path : {names.formats, names.cardSets, names.ident, names.access})
-    requireRegularFile(path);
   const Site site(names, Site::Formats::kRequired);  // Its problems are faults.
   if (!options.cards.empty()) {
     Findings findings(options.all);
@@ -224,10 +197,11 @@ ExitStatus verify(const VerifyOptions& options, Console& console) {
   if (const auto databases = swapped(names, site.databases())) {
     credentials = databases->idents.size();
     holders = databases->countHolders();
-    faults.add({FaultFile::kIdent}, "swapped",
-               "this is an access database, and {} is an ident database: --ident and --access are "
-               "swapped",
-               names.access);
+    faults.add({{FaultFile::kIdent},
+                "swapped",
+                fmt::format("this is an access database, and {} is an ident database: --ident and "
+                            "--access are swapped",
+                            printable(names.access))});
   } else {
     holders = checkDatabases(options, site, faults);
   }
