@@ -15,9 +15,9 @@ namespace badgemint::admin {
 
 namespace {
 
-using enum CredentialChange::Kind;
+using enum ChangeKind;
 
-CredentialChange::Kind kindOf(const IdentRecord& before, const IdentRecord& now) {
+ChangeKind kindOf(const IdentRecord& before, const IdentRecord& now) {
   if (before.uniqid != now.uniqid) return kMoved;
   if (before.cardsetcode != now.cardsetcode || before.cardnumber != now.cardnumber) return kChanged;
   return now.deleted != 0 ? kDeleted : kRestored;
@@ -84,23 +84,57 @@ std::optional<std::pair<uint32_t, uint32_t>> pinOf(const IdentRecord& record) {
   return std::pair(record.uniqid, record.cardsetcode);
 }
 
-// A value of a card set that two sites have differently.
-struct SiteValue {
-  char letter;
-  int64_t before, now;
+// A field that has changed.
+struct Difference {
+  std::string name;
+  std::string before, now;
+  bool isNumber = true;
+  bool isHidden = false;
 };
-std::vector<SiteValue> differentValues(uint32_t csid, const Site& before, const Site& now) {
-  const cardset* const old = before.sets().getCardSet(csid);
-  const cardset* const fresh = now.sets().getCardSet(csid);
-  std::vector<SiteValue> values;
-  for (int32_t field = 0; field < kCardSetFields && old != nullptr && fresh != nullptr; ++field)
-    if (old->value(field) != fresh->value(field))
-      values.push_back({static_cast<char>('A' + field), old->value(field), fresh->value(field)});
-  return values;
+
+// Of the access records of a holder.
+std::vector<Difference> differencesOf(const HolderChange& change, bool withPins) {
+  using enum AccessField::Kind;
+  const auto& [old, fresh] = change;
+  std::vector<Difference> differences;
+  if (old.size() != fresh.size())
+    differences.push_back(
+        {"access records", std::to_string(old.size()), std::to_string(fresh.size())});
+  for (size_t i = 0; i < std::min(old.size(), fresh.size()); ++i)
+    for (const AccessField& field : accessFields())
+      if (field.valueOf(old[i]) != field.valueOf(fresh[i]))
+        differences.push_back(
+            {field.name, valueText(field, old[i], withPins), valueText(field, fresh[i], withPins),
+             field.kind != kTime && field.kind != kPin, field.kind == kPin && !withPins});
+  return differences;
 }
 
-bool haveOtherCodes(const CredentialChange& change) {
-  return change.before->cardsetcode != change.now->cardsetcode;
+// Of a card set, by the letters of its values.
+std::vector<Difference> differencesOf(uint32_t csid, const Site& before, const Site& now) {
+  const cardset* const old = before.sets().getCardSet(csid);
+  const cardset* const fresh = now.sets().getCardSet(csid);
+  std::vector<Difference> differences;
+  for (int32_t field = 0; field < kCardSetFields && old != nullptr && fresh != nullptr; ++field)
+    if (old->value(field) != fresh->value(field))
+      differences.push_back({std::string(1, static_cast<char>('A' + field)),
+                             std::to_string(old->value(field)),
+                             std::to_string(fresh->value(field))});
+  return differences;
+}
+
+void addTo(JsonObject& object, const Difference& difference) {
+  object.add("field", difference.name);
+  if (difference.isNumber)
+    object.add("old", std::stoll(difference.before)).add("new", std::stoll(difference.now));
+  else
+    object.add("old", difference.before).add("new", difference.now);
+}
+
+bool isSameCode(const CredentialChange& change) {
+  return change.before->cardsetcode == change.now->cardsetcode;
+}
+bool isKeyOfCard(const CredentialChange& change) {
+  return change.kind == kChanged && isSameCode(change) && !isPinEntry(*change.before);
 }
 
 // Prints lines, each made in one text: there may be a million of them.
@@ -132,121 +166,65 @@ class ChangePrinter {
   }
 
   void addText(const HolderChange& change) {
-    add("holder {}: ", change.uniqid());
-    if (change.before.empty()) return add("added");
-    if (change.now.empty()) return add("removed");
-    const char* separator = "changed: ";
-    for (const Difference& difference : differencesOf(change)) {
+    add("holder {}: {}", change.uniqid(), nameOf(change.kind()));
+    if (change.kind() != kChanged) return;
+    const char* separator = ": ";
+    for (const Difference& difference : differencesOf(change, _form.withPins)) {
       add("{}{}", std::exchange(separator, ", "), difference.name);
       if (!difference.isHidden) add(": {} -> {}", difference.before, difference.now);
     }
   }
 
-  // A field of an access record that has changed.
-  struct Difference {
-    const char* name;
-    std::string before, now;
-    bool isNumber = true;
-    bool isHidden = false;
-  };
-
-  std::vector<Difference> differencesOf(const HolderChange& change) const {
-    using enum AccessField::Kind;
-    const auto &old = change.before, &fresh = change.now;
-    std::vector<Difference> differences;
-    if (old.size() != fresh.size())
-      differences.push_back(
-          {"access records", std::to_string(old.size()), std::to_string(fresh.size())});
-    for (size_t i = 0; i < std::min(old.size(), fresh.size()); ++i)
-      for (const AccessField& field : accessFields())
-        if (field.valueOf(old[i]) != field.valueOf(fresh[i]))
-          differences.push_back({field.name, valueText(field, old[i], _form.withPins),
-                                 valueText(field, fresh[i], _form.withPins),
-                                 field.kind != kTime && field.kind != kPin,
-                                 field.kind == kPin && !_form.withPins});
-    return differences;
-  }
-
   void addText(const CredentialChange& change) {
     add("holder {}: ", change.uniqid());
-    switch (change.kind) {
-      case kAdded:
-        add("{} added", newText(change));
-        break;
-      case kRemoved:
-        add("{} removed", oldText(change));
-        break;
-      case kMoved:
-        add("{} moved to holder {}", oldText(change), change.now->uniqid);
-        if (haveOtherCodes(change)) add(" as {}", newText(change));
-        break;
-      case kChanged:
-        addReplacement(change);
-        break;
-      case kDeleted:
-      case kRestored:
-        add("{}", oldText(change));
-    }
-    addDeletion(change);
+    if (change.kind == kChanged)
+      addReplacement(change);
+    else
+      add("{} {}", change.kind == kAdded ? newText(change) : oldText(change), nameOf(change.kind));
+    if (change.kind == kMoved) add(" to holder {}", change.now->uniqid);
+    if (change.kind == kMoved && !isSameCode(change)) add(" as {}", newText(change));
+    const uint32_t before = change.before == nullptr ? 0 : change.before->deleted;
+    const uint32_t now = change.now == nullptr ? before : change.now->deleted;
+    if (before != now && change.kind != kDeleted && change.kind != kRestored)
+      add(", {}", nameOf(now != 0 ? kDeleted : kRestored));
   }
 
   void addReplacement(const CredentialChange& change) {
     const IdentRecord &before = *change.before, &now = *change.now;
-    if (haveOtherCodes(change) || (isPinEntry(before) && _form.withPins))
-      return add("{} -> {}", oldText(change), newText(change));
-    if (isPinEntry(before)) return add("PIN changed");
-    add("{}: key {} -> {}", oldText(change), keyText(before.cardnumber), keyText(now.cardnumber));
-    for (const auto& [letter, old, fresh] : differentValues(before.cardsetcode, _before, _now))
-      add(", {0}={1} -> {0}={2}", letter, old, fresh);
-  }
-
-  // Added, moved and changed credentials may have the mark of deletion as well.
-  void addDeletion(const CredentialChange& change) {
-    const uint32_t before = change.before == nullptr ? 0 : change.before->deleted;
-    const uint32_t now = change.now == nullptr ? before : change.now->deleted;
-    if (before == now) return;
-    add("{}", change.kind == kDeleted || change.kind == kRestored ? " " : ", ");
-    if (before != 0 && now != 0)
-      add("mark of deletion {} -> {}", before, now);
-    else
-      add("{}", now != 0 ? "deleted" : "restored");
+    if (isKeyOfCard(change)) {
+      add("{}: key {} -> {}", oldText(change), keyText(before.cardnumber), keyText(now.cardnumber));
+      for (const auto& value : differencesOf(before.cardsetcode, _before, _now))
+        add(", {0}={1} -> {0}={2}", value.name, value.before, value.now);
+    } else if (!isSameCode(change) || _form.withPins) {
+      add("{} -> {}", oldText(change), newText(change));
+    } else {
+      add("PIN changed");
+    }
   }
 
   JsonObject json(const HolderChange& change) const {
     JsonObject object;
-    object.add("holder", change.uniqid());
-    if (change.before.empty()) return object.add("change", "added");
-    if (change.now.empty()) return object.add("change", "removed");
-    object.add("change", "changed");
-    return object.addEach(
-        "fields", differencesOf(change), [](JsonObject& entry, const Difference& difference) {
-          entry.add("field", difference.name);
-          if (difference.isNumber)
-            entry.add("old", std::stoul(difference.before)).add("new", std::stoul(difference.now));
-          else
-            entry.add("old", difference.before).add("new", difference.now);
-        });
+    object.add("holder", change.uniqid()).add("change", nameOf(change.kind()));
+    if (change.kind() == kChanged)
+      object.addEach("fields", differencesOf(change, _form.withPins), addTo);
+    return object;
   }
 
   // The credential, and as "new" what it has become.
   JsonObject json(const CredentialChange& change) const {
-    const bool isNew = change.before == nullptr;
-    JsonObject object;
+    const bool isNew = change.kind == kAdded;
+    JsonObject object, now;
     object.add("holder", change.uniqid()).add("change", nameOf(change.kind));
     if (change.kind == kMoved) object.add("to", change.now->uniqid);
     addCredential(object, isNew ? *change.now : *change.before, isNew ? _now : _before,
                   _form.withPins);
-    if (change.kind == kChanged || (change.kind == kMoved && haveOtherCodes(change))) {
-      JsonObject now;
+    if (change.kind == kChanged || (change.kind == kMoved && !isSameCode(change))) {
       addCredential(now, *change.now, _now, _form.withPins);
       object.add("new", now);
     }
-    if (change.kind == kChanged && !haveOtherCodes(change) && !isPinEntry(*change.before))
-      object.addEach("site_values", differentValues(change.before->cardsetcode, _before, _now),
-                     [](JsonObject& entry, const SiteValue& value) {
-                       entry.add("field", std::string_view(&value.letter, 1));
-                       entry.add("old", value.before).add("new", value.now);
-                     });
+    if (isKeyOfCard(change))
+      object.addEach("site_values", differencesOf(change.before->cardsetcode, _before, _now),
+                     addTo);
     return object;
   }
 
@@ -270,18 +248,16 @@ class ChangePrinter {
 
 }  // namespace
 
-const char* nameOf(CredentialChange::Kind kind) {
+const char* nameOf(ChangeKind kind) {
   constexpr std::array kNames = {"added", "removed", "moved", "deleted", "restored", "changed"};
   return kNames.at(static_cast<size_t>(kind));
 }
 
-size_t Changes::countHolders(bool before, bool now) const {
-  return static_cast<size_t>(std::ranges::count_if(holders, [&](const HolderChange& change) {
-    return !change.before.empty() == before && !change.now.empty() == now;
-  }));
+size_t Changes::countHolders(ChangeKind kind) const {
+  return static_cast<size_t>(std::ranges::count(holders, kind, &HolderChange::kind));
 }
 
-size_t Changes::countCredentials(CredentialChange::Kind kind) const {
+size_t Changes::countCredentials(ChangeKind kind) const {
   return static_cast<size_t>(std::ranges::count(credentials, kind, &CredentialChange::kind));
 }
 

@@ -139,15 +139,18 @@ void requirePlausibleRecords(const Databases& databases, const std::string& iden
   requireWholeRecords(databases, identName, accessName);
 }
 
-AccessWalk::Step AccessWalk::next(uint32_t uniqid) {
-  if (_next < _records.size() && _records[_next].uniqid == uniqid && !_isUsed[_next])
-    return use(_next);
+template <typename Record, auto Key>
+auto RecordWalk<Record, Key>::next(const std::decay_t<decltype(std::declval<Record>().*Key)>& key)
+    -> Step {
+  if (_next < _records.size() && _records[_next].*Key == key && !_isUsed[_next]) return use(_next);
+  const auto keyAt = [this](uint32_t number) { return _records[number].*Key; };
   if (_ordered.empty()) {
     _ordered = orderByUniqid(_records);
+    if constexpr (std::is_same_v<Record, IdentRecord>)
+      std::ranges::stable_sort(_ordered, {}, keyAt);
     _skipped.resize(_records.size());
   }
-  const auto uniqidAt = [this](uint32_t number) { return _records[number].uniqid; };
-  const auto same = equalElements(_ordered, uniqid, uniqidAt);
+  const auto same = equalElements(_ordered, key, keyAt);
   if (same.empty()) return {};
   uint32_t& skipped = _skipped[static_cast<size_t>(same.data() - _ordered.data())];
   while (skipped < same.size() && _isUsed[same[skipped]]) ++skipped;
@@ -155,11 +158,15 @@ AccessWalk::Step AccessWalk::next(uint32_t uniqid) {
   return use(same[skipped]);
 }
 
-AccessWalk::Step AccessWalk::use(size_t number) {
+template <typename Record, auto Key>
+auto RecordWalk<Record, Key>::use(size_t number) -> Step {
   const bool isEarlier = number < _next;
   _isUsed[number] = true;
   _next = number + 1;
   return {&_records[number], false, isEarlier};
 }
+
+template class RecordWalk<AccessRecord, &AccessRecord::uniqid>;
+template class RecordWalk<IdentRecord, &IdentRecord::cardnumber>;
 
 }  // namespace badgemint::admin

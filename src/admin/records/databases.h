@@ -9,6 +9,8 @@
 #include <span>
 #include <string>
 #include <tuple>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "carddb/accessrecord.h"
@@ -104,33 +106,38 @@ void requireWholeRecords(const Databases& databases, const std::string& identNam
 void requirePlausibleRecords(const Databases& databases, const std::string& identName,
                              const std::string& accessName);
 
-// Finds the access record of one credential after the other. A build appends an access record with
-// each credential but the PIN beside a card, so the next record is tried first; records that stand
-// elsewhere are searched for. The records must outlive it.
-class AccessWalk {
+// Finds one record after the other by what `Key` gives, each record once. What is looked for is
+// mostly in the order of the file, so the next record is tried first; records that stand elsewhere
+// are searched for. The records must outlive it.
+template <typename Record, auto Key>
+class RecordWalk {
  public:
-  explicit AccessWalk(const std::vector<AccessRecord>& records)
+  explicit RecordWalk(const std::vector<Record>& records)
       : _records(records), _isUsed(records.size()) {}
 
   struct Step {
-    const AccessRecord* record = nullptr;  // Null when there is none of this unique ID.
-    bool isShared = false;                 // All of this unique ID were used before: the last one.
-    bool isEarlier = false;                // It stands before one that was used before.
+    const Record* record = nullptr;  // Null when there is none with this key.
+    bool isShared = false;           // All with this key were used before: the last one.
+    bool isEarlier = false;          // It stands before one that was used before.
   };
-  Step next(uint32_t uniqid);
+  Step next(const std::decay_t<decltype(std::declval<Record>().*Key)>& key);
 
   bool isUsed(size_t number) const { return _isUsed[number]; }
 
  private:
   Step use(size_t number);
 
-  const std::vector<AccessRecord>& _records;
+  const std::vector<Record>& _records;
   std::vector<bool> _isUsed;
   size_t _next = 0;  // The number after that of the last one used.
-  // All numbers by unique ID, once they are needed; and where those of one unique ID begin, how
+  // All numbers in the order of keys, once they are needed; and where those of one key begin, how
   // many of them are known to be used.
   std::vector<uint32_t> _ordered, _skipped;
 };
+// The access records of one credential after the other: a build appends one with each credential
+// but the PIN beside a card.
+using AccessWalk = RecordWalk<AccessRecord, &AccessRecord::uniqid>;
+using IdentWalk = RecordWalk<IdentRecord, &IdentRecord::cardnumber>;
 
 }  // namespace badgemint::admin
 

@@ -25,24 +25,22 @@ void Faults::add(Fault fault) {
   if (!_options.all && own.kept.size() > kMostOfOneRule) own.kept.erase(std::prev(own.kept.end()));
 }
 
-void Faults::addCredential(FaultPlace place, const IdentRecord& record, std::string_view rule,
-                           const std::string& text) {
+void Faults::add(FaultPlace place, const IdentRecord& record, std::string_view rule,
+                 const std::string& text) {
   const std::string name = credentialText(record, _site, _options.withPins);
   add({place, rule, fmt::format("holder {}: {} {}", record.uniqid, name, text), record.uniqid,
        record});
 }
 
-void Faults::addIdent(size_t number, std::string_view rule, const std::string& text) {
-  addCredential({FaultFile::kIdent, static_cast<int64_t>(number)}, _site.databases().idents[number],
-                rule, text);
+void Faults::add(const IdentRecord& record, std::string_view rule, const std::string& text) {
+  add({FaultFile::kIdent, &record - _site.databases().idents.data()}, record, rule, text);
 }
 
-void Faults::addAccess(size_t number, std::string_view rule, const std::string& text) {
-  const uint32_t holder = _site.databases().accesses[number].uniqid;
-  add({{FaultFile::kAccess, static_cast<int64_t>(number)},
+void Faults::add(const AccessRecord& record, std::string_view rule, const std::string& text) {
+  add({{FaultFile::kAccess, &record - _site.databases().accesses.data()},
        rule,
-       fmt::format("holder {} {}", holder, text),
-       holder});
+       fmt::format("holder {} {}", record.uniqid, text),
+       record.uniqid});
 }
 
 void Faults::print(Console& console) const {
@@ -105,13 +103,13 @@ bool isPackedPin(const std::array<uint8_t, Bytes>& packed) {
   return packed == again;
 }
 
-// What the build's rules for unique IDs ask of an entry of its card index.
-CardIndexEntry entryOf(const IdentRecord& record) {
-  CardIndexEntry entry;
-  entry.type = record.cardsetcode == kPinOnlyCode    ? kPinLine
-               : record.cardsetcode == kPinIdentCode ? kPinIdentLine
-                                                     : kCardLine;
-  return entry;
+// A card and a PIN beside it have one unique ID.
+bool arePartners(const IdentRecord& a, const IdentRecord& b) {
+  const auto isPinBeside = [](const IdentRecord& record) {
+    return record.cardsetcode == kPinIdentCode;
+  };
+  const bool isPinAlone = a.cardsetcode == kPinOnlyCode || b.cardsetcode == kPinOnlyCode;
+  return !isPinAlone && isPinBeside(a) != isPinBeside(b);
 }
 
 class RecordRules {
@@ -139,20 +137,23 @@ class RecordRules {
   void checkIdent(size_t i) {
     const IdentRecord& record = _idents[i];
     if (record.deleted > 1)
-      _faults.addIdent(i, "mark", fmt::format("has mark of deletion {}", record.deleted));
+      _faults.add(_idents[i], "mark", fmt::format("has mark of deletion {}", record.deleted));
     if (record.cardsetcode > kPinIdentCode) {
-      _faults.addIdent(i, "card-set",
-                       fmt::format("has the invalid card set code {}", record.cardsetcode));
+      _faults.add(_idents[i], "card-set",
+                  fmt::format("has the invalid card set code {}", record.cardsetcode));
     } else if (isPinEntry(record)) {
       const bool isEmpty = record.cardnumber[0] >> 4 == 0xF;
       if (isEmpty || !isPackedPin<kMaxPinIdentDigits>(record.cardnumber))
-        _faults.addIdent(i, "pin", "is not stored as packed digits: no keypad entry matches it");
+        _faults.add(_idents[i], "pin",
+                    "is not stored as packed digits: no keypad entry matches it");
     } else if (record.cardsetcode != kFormatlessCode) {
       const CardEncoder& encoder = encoderOf(record.cardsetcode);
       if (encoder.format == nullptr)
-        _faults.addIdent(i, "card-set", "has no format: its card set is not there, or lacks one");
+        _faults.add(
+            _idents[i], "card-set",
+            fmt::format("has no format: card set {} or its format is missing", record.cardsetcode));
       else if (encoder.encode(encoder.decode(record.cardnumber)) != record.cardnumber)
-        _faults.addIdent(i, "key", "has a key that its card set does not give to any number");
+        _faults.add(_idents[i], "key", "has a key that its card set gives to no number");
     }
   }
 
@@ -167,24 +168,23 @@ class RecordRules {
   void checkAccess(size_t i) {
     const AccessRecord& record = _accesses[i];
     if (record.bitflds > AccessRecord::kAllFlags)
-      _faults.addAccess(i, "flag", "has flags beyond flag 5");
+      _faults.add(_accesses[i], "flag", "has flags beyond flag 5");
     if (!isPackedPin<AccessRecord::kPinDigits>(record.pincode))
-      _faults.addAccess(i, "pin", "has a PIN that is not stored as packed digits");
+      _faults.add(_accesses[i], "pin", "has a PIN that is not stored as packed digits");
   }
 
   // What a build makes of a wrong line, too.
   void checkHolderOf(size_t i, Numbers accessesByUniqid) {
     const AccessRecord& record = _accesses[i];
     if (record.endtime != 0 && record.endtime < record.starttime)
-      _faults.addAccess(
-          i, "period",
-          fmt::format("is never valid: the end {} is before the start {}",
-                      timeText(record.endtime).data(), timeText(record.starttime).data()));
+      _faults.add(_accesses[i], "period",
+                  fmt::format("is never valid: the end {} is before the start {}",
+                              timeText(record.endtime).data(), timeText(record.starttime).data()));
     const auto uniqidAt = [this](uint32_t number) { return _accesses[number].uniqid; };
     if (record.escortid != 0 &&
         !std::ranges::binary_search(accessesByUniqid, record.escortid, {}, uniqidAt))
-      _faults.addAccess(
-          i, "escort",
+      _faults.add(
+          _accesses[i], "escort",
           fmt::format("has escort {}, who is not a holder: no door ever opens", record.escortid));
   }
 
@@ -204,8 +204,8 @@ class RecordRules {
       if (first == nullptr || first->key != entry.key)
         first = &entry;
       else
-        _faults.addIdent(static_cast<size_t>(entry.line), "unique",
-                         fmt::format("has the key of record {}", first->line));
+        _faults.add(_idents[static_cast<size_t>(entry.line)], "unique",
+                    fmt::format("has the key of record {}", first->line));
     }
   }
 
@@ -229,11 +229,12 @@ class RecordRules {
   // A build writes an access record with each credential but the PIN beside a card.
   void checkAccessesOfHolder(Numbers idents, Numbers accesses) {
     if (idents.empty())
-      for (const uint32_t i : accesses) _faults.addAccess(i, "holder", "has no credential");
+      for (const uint32_t i : accesses) _faults.add(_accesses[i], "holder", "has no credential");
     const auto owners = static_cast<size_t>(std::ranges::count_if(
         idents, [this](uint32_t i) { return _idents[i].cardsetcode != kPinIdentCode; }));
     for (size_t n = std::max(owners, size_t{1}); n < accesses.size(); ++n)
-      _faults.addAccess(accesses[n], "holder", fmt::format("already has record {}", accesses[0]));
+      _faults.add(_accesses[accesses[n]], "holder",
+                  fmt::format("already has record {}", accesses[0]));
   }
 
   // A PIN beside a card that lacks its card passes a build when no unique ID is lower.
@@ -244,14 +245,13 @@ class RecordRules {
       if (!isValid(_idents[i])) continue;
       ++valid;
       if (hasNoAccess && !_expected.idents[i])
-        _faults.addIdent(i, "holder", "has no access record");
-      if (last != nullptr &&
-          !CardIndex::mayShareUniqid(entryOf(_idents[*last]), entryOf(_idents[i])))
-        _faults.addIdent(i, "unique", fmt::format("has the unique ID of record {}", *last));
+        _faults.add(_idents[i], "holder", "has no access record");
+      if (last != nullptr && !arePartners(_idents[*last], _idents[i]))
+        _faults.add(_idents[i], "unique", fmt::format("has the unique ID of record {}", *last));
       last = &i;
     }
     if (valid == 1 && _idents[*last].cardsetcode == kPinIdentCode && !_expected.idents[*last])
-      _faults.addIdent(*last, "pair", "has no card beside it");
+      _faults.add(_idents[*last], "pair", "has no card beside it");
   }
 
   const std::vector<IdentRecord>& _idents;

@@ -57,11 +57,11 @@ class Faults {
   void add(Fault fault);
   // Of a credential: the text goes on after its name. It is a record of the ident database, or one
   // that a line of the cards file makes.
-  void addCredential(FaultPlace place, const IdentRecord& record, std::string_view rule,
-                     const std::string& text);
-  void addIdent(size_t number, std::string_view rule, const std::string& text);
-  // Of an access record: the text goes on after its holder.
-  void addAccess(size_t number, std::string_view rule, const std::string& text);
+  void add(FaultPlace place, const IdentRecord& record, std::string_view rule,
+           const std::string& text);
+  void add(const IdentRecord& record, std::string_view rule, const std::string& text);
+  // Of a record of the access database: the text goes on after its holder.
+  void add(const AccessRecord& record, std::string_view rule, const std::string& text);
 
   size_t count() const { return _count; }
   // Of a rule with more than twenty faults, their number comes first.

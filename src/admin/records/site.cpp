@@ -37,15 +37,17 @@ std::vector<std::optional<FileState>> statesOf(std::span<const std::string> path
   return states;
 }
 
-// Of the folder of the file, where the path leads to a link. An empty text for none.
-std::string noteOfReplacement(const std::string& path) {
-  std::error_code isMissing;
-  const std::filesystem::path file = std::filesystem::canonical(path, isMissing);
-  return noteOfCutShort(isMissing ? splitPath(path).folder : file.parent_path().string());
-}
-
-bool isBeingReplaced(const std::string& path) {
-  return !noteOfReplacement(path).empty();
+// About the first that is being replaced; empty for none. Where a path leads to a link, the folder
+// of the file counts.
+std::string noteOfReplacement(std::span<const std::string> paths) {
+  for (const std::string& path : paths) {
+    std::error_code isMissing;
+    const std::filesystem::path file = std::filesystem::canonical(path, isMissing);
+    std::string note =
+        noteOfCutShort(isMissing ? splitPath(path).folder : file.parent_path().string());
+    if (!note.empty()) return note;
+  }
+  return "";
 }
 
 // Another current folder while it lives.
@@ -75,7 +77,7 @@ bool readUnchanged(std::span<const std::string> paths, const std::function<void(
     failure = std::current_exception();
   }
   // In this order: a replacement that ends between the two has changed the states.
-  if (std::ranges::any_of(paths, isBeingReplaced) || statesOf(paths) != states) return false;
+  if (!noteOfReplacement(paths).empty() || statesOf(paths) != states) return false;
   if (failure) std::rethrow_exception(failure);
   return true;
 }
@@ -84,15 +86,12 @@ bool readUnchanged(std::span<const std::string> paths, const std::function<void(
 
 void readOneState(std::span<const std::string> paths, const std::function<void()>& read) {
   for (int pauses = 0;; ++pauses) {
-    const auto replaced = std::ranges::find_if(paths, isBeingReplaced);
-    if (replaced == paths.end() && readUnchanged(paths, read)) return;
-    if (pauses < kMostPauses) {
-      std::this_thread::sleep_for(kPause);
-    } else if (replaced == paths.end()) {
-      throw Failure(ExitStatus::kNotDone, "{} is being written again and again", paths.front());
-    } else {
-      throw Failure(ExitStatus::kNotDone, "{}", noteOfReplacement(*replaced));
-    }
+    const std::string note = noteOfReplacement(paths);
+    if (note.empty() && readUnchanged(paths, read)) return;
+    if (pauses == kMostPauses)
+      throw Failure(ExitStatus::kNotDone,
+                    note.empty() ? paths.front() + " is being written again and again" : note);
+    std::this_thread::sleep_for(kPause);
   }
 }
 

@@ -365,7 +365,7 @@ class Build {
     const auto count = [&changes](auto... fates) {
       return (changes.countCredentials(fates) + ...);
     };
-    using enum CredentialChange::Kind;
+    using enum ChangeKind;
     const char* const outcome = isUnchanged       ? "are up to date; nothing was replaced"
                                 : _options.dryRun ? "would be replaced"
                                                   : "are replaced";
@@ -374,8 +374,8 @@ class Build {
         "credentials: {} added, {} removed, {} changed\n"
         "holders: {} added, {} removed, {} changed\n",
         site.access, site.ident, site.cardSets, outcome, count(kAdded), count(kRemoved),
-        count(kMoved, kDeleted, kRestored, kChanged), changes.countHolders(false, true),
-        changes.countHolders(true, false), changes.countHolders(true, true));
+        count(kMoved, kDeleted, kRestored, kChanged), changes.countHolders(kAdded),
+        changes.countHolders(kRemoved), changes.countHolders(kChanged));
   }
 
   const BuildOptions& _options;
