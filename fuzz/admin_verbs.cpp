@@ -50,7 +50,7 @@ void runVerb(std::string_view line) {
   const std::string before = contents();
 
   std::ostringstream output, errors;
-  admin::Console console(output, errors, false);
+  admin::Console console(output, errors, {});
   const int status = admin::run(static_cast<int>(argv.size()), argv.data(), console);
   require(status >= 0 && status <= 3, "a status is one of four");
   require(status < 3 || !errors.str().empty(), "what keeps a verb from its work is said");

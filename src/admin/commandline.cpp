@@ -51,13 +51,14 @@ size_t distanceOf(std::string_view a, std::string_view b) {
 
 // "; did you mean CHOICE?"; empty when no choice is like the word.
 std::string suggestion(const std::string& word, const std::vector<std::string>& choices) {
-  constexpr size_t kMostDistance = 2;
+  const size_t mostDistance = word.size() > 2 ? 2 : 0;
   const auto distance = [&word](const std::string& choice) {
-    const bool isBeginning = choice.starts_with(word) || choice.starts_with('-' + word);
+    const bool isBeginning =
+        word != "--" && (choice.starts_with(word) || choice.starts_with('-' + word));
     return isBeginning ? 0 : distanceOf(word, choice);
   };
   const auto best = std::ranges::min_element(choices, {}, distance);
-  if (distance(*best) > kMostDistance) return "";
+  if (distance(*best) > mostDistance) return "";
   return "; did you mean " + *best + '?';
 }
 
@@ -117,6 +118,12 @@ class CommandLine {
       const auto verbs = _app.get_subcommands();
       console.print("{}", helpOf(verbs.empty() ? _app : *verbs.front()));
       return ExitStatus::kAllWell;
+    } catch (const CLI::ArgumentMismatch& wrong) {
+      refuseUnknown();
+      const std::string_view text = wrong.what();
+      throw Failure(ExitStatus::kNotDone,
+                    "{}: too few or too many values (see badgemint-admin help)",
+                    text.substr(0, text.find_first_of(": ")));
     } catch (const CLI::ParseError& wrong) {
       refuseUnknown();
       throw Failure(ExitStatus::kNotDone, "{} (see badgemint-admin help)", wrong.what());
@@ -135,18 +142,30 @@ class CommandLine {
   // Throws Failure for the first argument that nothing was declared for.
   void refuseUnknown() const {
     const auto verbs = _app.get_subcommands();
-    const CLI::App& app = verbs.empty() ? _app : *verbs.front();
-    const auto unknown = app.remaining();
-    if (unknown.empty()) return;
-    const std::string& word = unknown.front();
-    const std::string name = verbs.empty() ? "badgemint-admin" : app.get_name();
-    if (!verbs.empty() && word == "-C")
+    const CLI::App& verb = verbs.empty() ? _app : *verbs.front();
+    const auto before = _app.remaining();
+    auto words = before.empty() ? verb.remaining() : before;
+    std::erase(words, "--");
+    if (words.empty()) return;
+    const std::string& word = words.front();
+    const std::string option = word.substr(0, word.find('='));
+    const bool isBefore = !verbs.empty() && !before.empty();
+    if (isBefore && std::ranges::count(optionsOf(verb), option) > 0)
+      throw Failure(ExitStatus::kNotDone, "{0} comes after the verb: badgemint-admin {1} {0}",
+                    option, verb.get_name());
+    if (before.empty() && option == "-C")
       throw Failure(ExitStatus::kNotDone, "-C comes before the verb: badgemint-admin -C DIR {}",
-                    name);
+                    verb.get_name());
+    refuse(word, before.empty() ? verb : _app);
+  }
+
+  [[noreturn]] void refuse(const std::string& word, const CLI::App& app) const {
+    const bool isVerb = &app != &_app;
+    const std::string name = isVerb ? app.get_name() : "badgemint-admin";
     if (word.starts_with('-'))
       throw Failure(ExitStatus::kNotDone, "{} has no option {}{} (see badgemint-admin help{})",
-                    name, word, suggestion(word, optionsOf(app)), verbs.empty() ? "" : ' ' + name);
-    if (verbs.empty()) refuseVerb(word);
+                    name, word, suggestion(word, optionsOf(app)), isVerb ? ' ' + name : "");
+    if (!isVerb) refuseVerb(word);
     throw Failure(ExitStatus::kNotDone, "{}: unexpected word {} (see badgemint-admin help {})",
                   name, word, name);
   }
@@ -218,7 +237,8 @@ class CommandLine {
                            fmt::join(optionsOf(*verb), " "));
       for (const CLI::Option* const option : verb->get_options())
         for (const std::string& name : option->get_lnames())
-          if (option->get_items_expected_min() == 1 && option->get_type_name() != Options::kFile)
+          if (option->get_items_expected_min() == 1 && option->get_type_name() != Options::kFile &&
+              option->get_type_name() != Options::kFolder)
             values += fmt::format("    {}:--{}) return ;;\n", verb->get_name(), name);
     }
     console.print(kCompletion, fmt::join(optionsOf(_app), " "), fmt::join(verbNames(), " "), values,
@@ -252,7 +272,7 @@ ExitStatus runGuarded(int argc, const char* const* argv, Console& console) noexc
   return ExitStatus::kNotDone;
 }
 
-// Whether standard output is a pipe that nobody reads any more, as behind `head`.
+// Whether standard output is a pipe that nobody reads any more, as with `head`.
 bool isReaderGone() {
   struct pollfd output = {STDOUT_FILENO, POLLOUT, 0};
   return poll(&output, 1, 0) == 1 && (output.revents & POLLERR) != 0;

@@ -10,15 +10,17 @@
 namespace badgemint::admin {
 
 void Console::reportText(std::string_view text) {
-  output().flush();
-  _errors << (_colourErrors ? "\033[1;31mbadgemint-admin:\033[0m " : "badgemint-admin: ");
+  _progress.reset();
+  _output.flush();
+  _errors << (_terminals.errors && _terminals.colours ? "\033[1;31mbadgemint-admin:\033[0m "
+                                                      : "badgemint-admin: ");
   for (const char c : text)
     _errors << printable({&c, 1});  // Needs no memory: it may be what is missing.
   _errors << std::endl;
 }
 
 void Console::showProgress(const std::string& verb) {
-  if (!_hasTerminal) return;
+  if (!_terminals.errors) return;
   const BlockedSignals blocked;  // They are for the thread that works.
   _progress.emplace([&errors = _errors, verb](const std::stop_token& stop) {
     std::mutex mutex;
@@ -40,7 +42,7 @@ bool Console::finish() {
 }
 
 std::string Console::coloured(std::string_view word, std::string_view colour) const {
-  if (!_colours) return std::string(word);
+  if (!_terminals.output || !_terminals.colours) return std::string(word);
   return std::string("\033[1;").append(colour).append("m").append(word).append("\033[0m");
 }
 

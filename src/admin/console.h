@@ -43,24 +43,21 @@ class Failure : public std::runtime_error {
 // The two streams of a run. They stay the caller's and outlive the console.
 class Console {
  public:
-  // `colours` applies to words of the output.
-  Console(std::ostream& output, std::ostream& errors, bool colours)
-      : _output(output), _errors(errors), _colours(colours) {}
+  // Which of the two are terminals, and whether the user wants colours there.
+  struct Terminals {
+    bool output = false, errors = false, colours = true;
+  };
 
-  // For a standard error that is a terminal: problems are printed in colour where that is wanted,
-  // and showProgress() has an effect.
-  void useTerminal(bool colours) {
-    _hasTerminal = true;
-    _colourErrors = colours;
-  }
+  Console(std::ostream& output, std::ostream& errors, Terminals terminals)
+      : _output(output), _errors(errors), _terminals(terminals) {}
 
-  // Shows a line on the terminal while the verb works for longer than a second, up to the first
-  // output or finish().
+  // Shows a line on the terminal of standard error while the verb works for longer than a second,
+  // up to finish() or the first text that is printed on a terminal.
   void showProgress(const std::string& verb);
 
   // For results. A failed write is remembered until finish().
   std::ostream& output() {
-    _progress.reset();
+    if (_terminals.output) _progress.reset();
     return _output;
   }
   template <typename... Args>
@@ -97,11 +94,9 @@ class Console {
 
   std::ostream& _output;
   std::ostream& _errors;
-  bool _colours;
-  bool _hasTerminal = false;
-  bool _colourErrors = false;
+  const Terminals _terminals;
   bool _keepsStatus = false;
-  std::optional<std::jthread> _progress;  // Shows the line; none of the streams is used meanwhile.
+  std::optional<std::jthread> _progress;  // Shows the line; nobody else uses a terminal meanwhile.
 };
 
 }  // namespace badgemint::admin

@@ -29,7 +29,8 @@ int main(int argc, char* argv[]) {
   std::signal(SIGXFSZ, SIG_IGN);  // A limit of file sizes is a write that fails.
   std::ios::sync_with_stdio(false);
   badgemint::admin::Console console(std::cout, std::cerr,
-                                    wantsColours() && isatty(STDOUT_FILENO) == 1);
-  if (isatty(STDERR_FILENO) == 1) console.useTerminal(wantsColours());
+                                    {.output = isatty(STDOUT_FILENO) == 1,
+                                     .errors = isatty(STDERR_FILENO) == 1,
+                                     .colours = wantsColours()});
   return badgemint::admin::run(argc, argv, console);
 }

@@ -16,6 +16,7 @@ struct AdminRun {
   int status = 0;
   std::string output, errors;
   bool struck = false;  // Whether the fault has come to pass.
+  int calls = 0;        // Of the kind of the fault.
   int signal = 0;       // That has ended the process.
 };
 
@@ -27,11 +28,12 @@ inline AdminRun runAdmin(const std::string& line, const Fault& fault, std::ostre
   for (std::string word; words >> std::quoted(word);) arguments.push_back(word);
   std::vector<const char*> argv;
   for (const std::string& argument : arguments) argv.push_back(argument.c_str());
-  Console console(output, errors, false);
+  Console console(output, errors, {});
   AdminRun result;
   const ArmedFault armed(fault);
   result.status = run(static_cast<int>(argv.size()), argv.data(), console);
   result.struck = armed.struck();
+  result.calls = armed.calls();
   return result;
 }
 

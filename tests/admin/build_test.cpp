@@ -216,7 +216,7 @@ TEST_F(BuildTest, RefusesAndChangesNothing) {
       {"ln -s none link", "--access link", 2, "link is a link or not a file"},
       {"mkdir sub", "--access sub", 2, "sub is a link or not a file"},
       {"mkdir sub", "--access sub/access.db", 2, "are not in one folder"},
-      {"rm access.db.old; mkdir access.db.old", "--keep", 2,
+      {"rm access.db.old; mkdir access.db.old", "--keep --dry-run", 2,
        "access.db.old is a link or not a file"},
       {"", "--cards /dev/null", 3, "/dev/null is a device, not a regular file"},
       {"mkfifo link", "--formats link", 3, "link is a FIFO, not a regular file"},
@@ -229,6 +229,8 @@ TEST_F(BuildTest, RefusesAndChangesNothing) {
       {"", "--access none/", 3, "is not the name of a file"},
       {"ln -s /tmp .badgemint-admin", "", 2, "is not a private folder"},
       {"mkdir -m 755 .badgemint-admin", "", 2, "is not a private folder"},
+      {"mkdir -m 700 .badgemint-admin .badgemint-admin/journal", "", 3,
+       ".badgemint-admin/journal: Is a directory; remove the cause, then build again"},
       {"mkdir -m 700 .badgemint-admin; chown 1 .badgemint-admin || chmod 755 .badgemint-admin", "",
        2, "is not a private folder"},
       {"echo '# none' >cards.txt", "", 2, "no credential (--allow-empty"},
@@ -268,7 +270,7 @@ TEST_F(BuildTest, PassesWhatItsOptionsAllow) {
   EXPECT_EQ(runAdmin("build --max-removed 100%").status, 0);
   cards("");
   const mode_t mask = umask(027);
-  EXPECT_EQ(runAdmin("build --max-removed 1 --allow-empty").status, 1);  // The rule `empty`.
+  EXPECT_EQ(runAdmin("build --max-removed 1 --allow-empty --strict").status, 0);
   EXPECT_EQ(umask(mask), 027u);
 }
 
@@ -284,7 +286,7 @@ TEST_F(BuildTest, NoticesInputsThatChange) {
 TEST_F(BuildTest, KeepsItsStatusWithoutStandardOutput) {
   std::ostringstream output, errors;
   output.setstate(std::ios::badbit);
-  Console console(output, errors, false);
+  Console console(output, errors, {});
   const char* const argv[] = {"badgemint-admin", "build"};
   EXPECT_EQ(run(2, argv, console), 0);
   EXPECT_NE(errors.str().find("standard output cannot be written"), std::string::npos);
@@ -309,6 +311,9 @@ TEST_F(BuildTest, PrintsTheChangesThatDiffPrints) {
   const AdminRun diff = runAdmin("diff before .");
   EXPECT_NE(diff.output.find("card 15890 of card set 1 added"), std::string::npos) << diff.output;
   EXPECT_NE(tried.output.find('\n' + diff.output), std::string::npos) << tried.output;
+  cards(kOldCards);
+  EXPECT_NE(runAdmin("build --changes --max-removed 0").output.find(" removed\n"),
+            std::string::npos);
 }
 
 TEST_F(BuildTest, IsQuietUntilThereIsSomethingToReport) {

@@ -27,9 +27,15 @@ TEST(CommandLine, DoesWhatItIsAskedOrSaysWhyNot) {
       {"check --colour\x07", 3, "",
        "check has no option --colour\\x07 (see badgemint-admin help check)"},
       {"check one two", 3, "", "check: unexpected word one (see badgemint-admin help check)"},
+      {"--max-removed=0 build", 3, "", "--max-removed comes after the verb: badgemint-admin build"},
+      {"--form x check", 3, "", "badgemint-admin has no option --form (see"},
+      {"x check", 3, "", "there is no verb x (see"},
+      {"-V", 3, "", "badgemint-admin has no option -V (see"},
       {"check -C .", 3, "", "-C comes before the verb: badgemint-admin -C DIR check"},
       {"check -h", 3, "", "check has no option -h; did you mean --help?"},
-      {"build --level many", 3, "", "--level"},
+      {"build --level many", 3, "", "--level: \"many\" is not a number"},
+      {"check --json=yes", 3, "", "json: too few or too many values"},
+      {"check --cards a --cards b", 3, "", "--cards: too few or too many values"},
       {"-C . help", 0, "check", ""},
       {"-C none check", 3, "", "none: No such file or directory"},
   };
@@ -58,6 +64,7 @@ TEST(CommandLine, CompletesVerbsOptionsAndFiles) {
                                                         {"build --max", "--max-removed"},
                                                         {"build --cards form", "formats"},
                                                         {"build --level ''", ""},
+                                                        {"list --changed-since form", "formats"},
                                                         {"format 26", "26.cdf"}};
   for (const auto& [line, first] : kCases) {
     const std::string script = "source ./completion; compopt() { :; }; COMP_WORDS=(admin " + line +
@@ -71,10 +78,10 @@ TEST(CommandLine, CompletesVerbsOptionsAndFiles) {
 
 TEST(CommandLine, ShowsOnATerminalThatWorkGoesOn) {
   std::ostringstream output, errors;
-  Console console(output, errors, false);
+  Console(output, errors, {}).showProgress("check");
+  Console console(output, errors, {.errors = true});
   console.showProgress("check");
-  console.useTerminal(true);
-  console.showProgress("check");
+  console.print("a holder\n");
   poll(nullptr, 0, 1500);
   console.report("wrong");
   EXPECT_EQ(errors.str(), "\rcheck: 1 s\r\033[K\033[1;31mbadgemint-admin:\033[0m wrong\n");
@@ -83,7 +90,7 @@ TEST(CommandLine, ShowsOnATerminalThatWorkGoesOn) {
 TEST(CommandLine, FailsWithoutStandardOutput) {
   std::ostringstream output, errors;
   output.setstate(std::ios::badbit);
-  Console console(output, errors, true);
+  Console console(output, errors, {.output = true});
   const char* const argv[] = {"badgemint-admin", "help"};
   EXPECT_EQ(run(2, argv, console), 3);
   EXPECT_EQ(errors.str(), "badgemint-admin: standard output cannot be written\n");

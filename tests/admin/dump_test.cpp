@@ -89,8 +89,9 @@ TEST(AdminDump, ReplacesNoFileThatItShouldNot) {
       {"touch out.new", "", 2, "out.new is there: another run writes it", ""},
       {"mv ident away", "", 3, "ident: No such file", ""},
       {"mv away ident; mv cardsets away", "", 3, "cardsets: No such file", ""},
+      {"cp away cardsets; echo wrong >>cardsets", "", 1, "cardsets:2: this line does not", ""},
       {"echo old >26.cdf; ln 26.cdf out", "--force", 2, "26.cdf and out are one file", "old\n"},
-      {"mv away cardsets; rm 26.cdf", "", 3, "26.cdf: cannot be opened", ""},
+      {"rm 26.cdf", "", 3, "26.cdf: cannot be opened", ""},
   };
   for (const auto& [prepare, options, status, errors, left] : kCases) {
     SCOPED_TRACE(std::string(prepare) + options);
@@ -99,8 +100,8 @@ TEST(AdminDump, ReplacesNoFileThatItShouldNot) {
     EXPECT_EQ(run.status, status);
     EXPECT_NE(run.errors.find(errors), std::string::npos) << run.errors;
     EXPECT_EQ(run.output, "");
-    EXPECT_EQ(fs::is_regular_file("out") ? contentOf("out") : "", status == 0 ? dumped : left);
-    EXPECT_EQ(fs::status("out").permissions() == fs::perms(0600), status == 0);
+    EXPECT_EQ(fs::is_regular_file("out") ? contentOf("out") : "", status <= 1 ? dumped : left);
+    EXPECT_EQ(fs::status("out").permissions() == fs::perms(0600), status <= 1);
   }
 }
 

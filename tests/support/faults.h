@@ -17,7 +17,7 @@ namespace badgemint {
 // How one call, or each from one on, is to go wrong.
 struct Fault {
   std::string call;      // "allocate", "new", "open", "read", ...; "any" is each system call.
-  int nth = 0;           // From 1.
+  int nth = 1;           // From 1.
   bool forEver = false;  // Also every later call.
   int error = EIO;
   bool isShort = false;  // A read or write transfers a part of what it was asked for instead.
@@ -34,7 +34,8 @@ class ArmedFault {
 
   // Counts a call, and returns whether it goes wrong.
   bool countCall(std::string_view call);
-  bool struck() const { return _calls > 0 && _calls >= _fault.nth; }
+  bool struck() const { return _calls >= _fault.nth; }
+  int calls() const { return _calls; }
   const Fault& fault() const { return _fault; }
 
  private:

@@ -60,8 +60,7 @@ class Transaction {
   void keepOldFiles() const {
     if (!_keep) return;
     for (const SitePart part : kSiteParts)
-      if (_private.look(entryOf(kOld, part)) && !isTarget(kNew, part))
-        putInPlace(kOld, part, _keptNames[part]);
+      if (_private.look(entryOf(kOld, part))) putInPlace(kOld, part, _keptNames[part]);
     _folder.sync();
   }
 
@@ -191,8 +190,8 @@ std::string noteOfCutShort(const std::string& folder) {
       folder);
 }
 
-Replacement::Replacement(const std::string& folder, PartNames targets, Purpose purpose)
-    : _folder(Folder::open(folder)), _targets(std::move(targets)), _purpose(purpose) {
+Replacement::Replacement(const std::string& folder, PartNames targets, Purpose purpose, bool keep)
+    : _folder(Folder::open(folder)), _targets(std::move(targets)), _purpose(purpose), _keep(keep) {
   if (!_folder.lock())
     throw Failure(ExitStatus::kRefused, "another build is running in {}", folder);
   if (_folder.look(kPrivateFolder)) {
@@ -238,9 +237,10 @@ void Replacement::recover() {
   bool hasFiles = false;
   for (const SitePart part : kSiteParts)
     for (const Version version : kVersions) hasFiles = hasFiles || has(entryOf(version, part));
-  if (has(kJournal) && isDryRun) {
-    _note = "a replacement was cut short; the next build without --dry-run finishes it";
-  } else if (has(kJournal)) {
+  if (has(kJournal)) {
+    if (isDryRun)
+      throw Failure(ExitStatus::kRefused,
+                    "a replacement was cut short; a build without --dry-run finishes it");
     finishCutShort();
   } else if (has(kDone)) {
     _note = "an earlier build was cut short after it had replaced all files";
@@ -260,25 +260,25 @@ void Replacement::finishCutShort() {
         "{}: put the right ones in place, then remove that folder",
         reason, _private->path());
   };
-  const auto transaction = readJournal(_folder, *_private);
-  if (!transaction) return fail("its journal is invalid");
-  if (const auto target = transaction->unknownTarget())
-    return fail(*target + " is neither its old nor its new file");
-  if (transaction->isDone()) {
-    _note = "an earlier build was cut short after it had replaced all files";
-    return;
-  }
   try {
+    const auto transaction = readJournal(_folder, *_private);
+    if (!transaction) return fail("its journal is invalid");
+    if (const auto target = transaction->unknownTarget())
+      return fail(*target + " is neither its old nor its new file");
+    if (transaction->isDone()) {
+      _note = "an earlier build was cut short after it had replaced all files";
+      return;
+    }
     transaction->keepOldFiles();
     transaction->replaceTargets();
+    _note = "a replacement was cut short; it is finished now:";
+    for (const std::string& target : transaction->targets()) _note += ' ' + _folder.pathOf(target);
   } catch (const std::system_error& failure) {
     throw CutShortFailure(ExitStatus::kNotDone,
                           "a replacement was cut short and cannot be finished: {}; remove the "
                           "cause, then build again",
                           failure.what());
   }
-  _note = "a replacement was cut short; it is finished now:";
-  for (const std::string& target : transaction->targets()) _note += ' ' + _folder.pathOf(target);
 }
 
 void Replacement::lookAtTargets() {
@@ -287,6 +287,11 @@ void Replacement::lookAtTargets() {
     if (_old[part] && !isRegularFile(_old[part]))
       throw Failure(ExitStatus::kRefused, "{} is a link or not a file; it cannot be replaced",
                     targetPath(part));
+    const std::string kept = _targets[part] + kKeptSuffix;
+    const auto former = _keep && _old[part] ? _folder.look(kept) : std::nullopt;
+    if (former && !isRegularFile(former))
+      throw Failure(ExitStatus::kRefused, "{} is a link or not a file; the old file cannot be kept",
+                    _folder.pathOf(kept));
   }
 }
 
@@ -304,15 +309,12 @@ bool Replacement::isUnchanged() const {
   });
 }
 
-void Replacement::replace(const PartModes& modes, bool keep) {
-  const Transaction transaction(_folder, *_private, _targets, keep);
+void Replacement::replace(const PartModes& modes) {
+  const Transaction transaction(_folder, *_private, _targets, _keep);
   for (const SitePart part : kSiteParts) {
     const std::string& kept = transaction.keptNames()[part];
-    const auto former = keep && _old[part] ? _folder.look(kept) : std::nullopt;
-    if (former && !isRegularFile(former))
-      throw Failure(ExitStatus::kRefused, "{} is a link or not a file; the old file cannot be kept",
-                    _folder.pathOf(kept));
-    if (former) _folder.linkTo(kept, *_private, entryOf(kFormerKept, part));
+    if (_keep && _old[part] && _folder.look(kept))
+      _folder.linkTo(kept, *_private, entryOf(kFormerKept, part));
     prepare(part, modes[part]);
   }
   const std::exception_ptr cutShort = std::make_exception_ptr(CutShortFailure(

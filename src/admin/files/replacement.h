@@ -45,11 +45,11 @@ class Replacement {
   enum class Purpose { kReplace, kDryRun };
 
   // `targets` are names in the folder. Locks the folder until the object is destroyed, and finishes
-  // a replacement that was cut short there, unless this is a dry run. Throws CutShortFailure when
-  // that cannot be done safely; Failure (refused) when another build has the lock, when the private
-  // folder is not this user's own, and when a target is neither a regular file nor missing;
-  // std::system_error.
-  Replacement(const std::string& folder, PartNames targets, Purpose purpose);
+  // a replacement that was cut short there. Throws CutShortFailure when that cannot be done safely;
+  // Failure (refused) when there is one and this is a dry run, when another build has the lock,
+  // when the private folder is not this user's own, and when a target, or with `keep` the name for
+  // the old file, is neither a regular file nor missing; std::system_error.
+  Replacement(const std::string& folder, PartNames targets, Purpose purpose, bool keep);
   // Removes the private folder if cleanUp() was not called; not what was cut short.
   ~Replacement();
   Replacement(const Replacement&) = delete;
@@ -68,10 +68,10 @@ class Replacement {
   bool isUnchanged() const;
 
   // Replaces the targets by the new files, which get owner, group and mode of those they replace as
-  // far as this user may set them, or else `modes`. With `keep` the old files are kept under
-  // kKeptSuffix before that. On failure the old files are back in place, and Failure or
+  // far as this user may set them, or else `modes`. If they are to be kept, the old files get names
+  // with kKeptSuffix before that. On failure the old files are back in place, and Failure or
   // std::system_error is thrown; CutShortFailure when they could not be put back.
-  void replace(const PartModes& modes, bool keep);
+  void replace(const PartModes& modes);
 
   // Removes the private folder, and returns what could not be removed, in words.
   std::vector<std::string> cleanUp();
@@ -89,6 +89,7 @@ class Replacement {
   Folder _folder;
   PartNames _targets;
   Purpose _purpose;
+  bool _keep;
   std::optional<Folder> _private;
   std::array<std::optional<struct stat>, kSiteParts.size()> _old;
   std::string _note;

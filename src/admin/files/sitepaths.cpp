@@ -58,6 +58,7 @@ void requireRegularFile(const std::string& path) {
 bool isReadableByOthers(const std::string& path) {
   std::error_code failed;
   std::filesystem::path part = std::filesystem::canonical(path, failed);
+  if (failed || !std::filesystem::is_regular_file(part, failed)) return false;
   auto needed = std::filesystem::perms::others_read;
   for (; !failed; part = part.parent_path()) {
     if ((std::filesystem::status(part, failed).permissions() & needed) == std::filesystem::perms{})

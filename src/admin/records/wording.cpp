@@ -136,12 +136,6 @@ const char* validityText(Validity validity) {
   return kTexts.at(static_cast<size_t>(validity));
 }
 
-std::string keyText(const CardPattern& key) {
-  std::string text(2 * key.size(), '0');
-  for (size_t i = 0; i < key.size(); ++i) putHex(key[i], text.data() + 2 * i);
-  return text;
-}
-
 std::string keyText(const IdentRecord& record, bool withPins) {
   return isPinEntry(record) && !withPins ? kHiddenPin : keyText(record.cardnumber);
 }

@@ -8,6 +8,7 @@
 #include <span>
 #include <string>
 
+#include "admin/check/finding.h"
 #include "admin/json.h"
 #include "admin/records/site.h"
 #include "carddb/accessrecord.h"
@@ -46,9 +47,7 @@ enum class Validity { kValid, kNotYet, kExpired, kNever };
 Validity validityAt(uint32_t time, const AccessRecord& record);
 const char* validityText(Validity validity);
 
-// The 32 hexadecimal digits of a key.
-std::string keyText(const CardPattern& key);
-// Those of an ident record, unless they are a PIN that must not be shown.
+// The key an ident record, unless they are a PIN that must not be shown.
 std::string keyText(const IdentRecord& record, bool withPins);
 
 // Also for a code that no build writes: it may have been that of a PIN.

@@ -232,25 +232,26 @@ class Build {
 
   ExitStatus run() {
     const SitePaths& site = _options.site;
-    checkOutputs(_options, _inputs);
     const OwnerOnlyFiles ownerOnly;
     const mode_t cardSetsMode = 0666 & ~ownerOnly.userMask();
     Replacement replacement(
         folderOf(site), targetsOf(site),
-        _options.dryRun ? Replacement::Purpose::kDryRun : Replacement::Purpose::kReplace);
+        _options.dryRun ? Replacement::Purpose::kDryRun : Replacement::Purpose::kReplace,
+        _options.keep);
     if (!replacement.note().empty()) _console.reportText(replacement.note());
+    checkOutputs(_options, _inputs);  // A replacement that was cut short had given files two names.
     checkFiles();
     buildFiles(replacement);
-    compareWithOld(replacement);
-
+    readDatabases(replacement);
     const Changes changes = compare(_old, _fresh);
     if (_options.changes) printDifferences(changes, replacement);
+    requireFewLosses();
     const bool isUnchanged = replacement.isUnchanged();
     const std::string summary = _options.quiet ? "" : summaryOf(changes, isUnchanged);
     throwIfInterrupted();
     if (!_options.dryRun && !isUnchanged) {
       const BlockedSignals blocked;
-      replacement.replace({kDatabaseMode, kDatabaseMode, cardSetsMode}, _options.keep);
+      replacement.replace({kDatabaseMode, kDatabaseMode, cardSetsMode});
       _isReplaced = true;
       _console.keepStatus();
     }
@@ -264,8 +265,11 @@ class Build {
  private:
   void checkFiles() {
     Findings findings;
-    const SiteSummary summary =
-        checkSite({_options.site.cards, _options.site.formats, {}, false}, findings);
+    const SiteSummary summary = checkSite({.cards = _options.site.cards,
+                                           .formats = _options.site.formats,
+                                           .levels = {},
+                                           .allowEmpty = _options.allowEmpty},
+                                          findings);
     const bool isSilent = _options.quiet && findings.errors() + findings.warnings() == 0;
     const ExitStatus status =
         isSilent ? ExitStatus::kAllWell : report(findings, summary, _options.strict, _console);
@@ -309,7 +313,7 @@ class Build {
     return result;
   }
 
-  void compareWithOld(const Replacement& replacement) {
+  void readDatabases(const Replacement& replacement) {
     _fresh.readIdents(_staged.ident);
     _fresh.readAccesses(_staged.access);
     _fresh.sort();
@@ -317,6 +321,9 @@ class Build {
       throw Failure(ExitStatus::kRefused,
                     "the cards file has no credential (--allow-empty builds all the same)");
     readOld(replacement);
+  }
+
+  void requireFewLosses() const {
     const LossCounts losses = countLosses(_old, _fresh);
     if (!_limit.allows(losses.losers, losses.holders))
       throw Failure(ExitStatus::kRefused,

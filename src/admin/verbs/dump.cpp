@@ -361,15 +361,16 @@ void reportReadableByOthers(const DumpOptions& options, Console& console) {
     console.report("the dump contains PINs and its file can be read by other users");
 }
 
-void dumpTo(const Write& write, const DumpOptions& options, Console& console, Warnings& warnings) {
-  const Site site(options.site, Site::Formats::kRequired, console);
+void dumpTo(const Write& write, const DumpOptions& options, Warnings& warnings) {
+  const Site site(options.site, Site::Formats::kRequired);
+  for (const std::string& problem : site.problems()) warnings.add("problems", "{}", problem);
   std::make_unique<Dump>(options, site, write, warnings)->run();
 }
 
 // A file that may lose its name in a power cut is complete nevertheless.
-void dumpToFile(const DumpOptions& options, Console& console, Warnings& warnings) {
+void dumpToFile(const DumpOptions& options, Warnings& warnings) {
   NewFile file(options.output, options.force);
-  dumpTo([&file](std::string_view text) { file.write(text); }, options, console, warnings);
+  dumpTo([&file](std::string_view text) { file.write(text); }, options, warnings);
   throwIfInterrupted();
   if (!file.finish())
     warnings.add("folders", "{} is written, but a power cut may undo that: {}", options.output,
@@ -381,10 +382,9 @@ ExitStatus dump(const DumpOptions& options, Console& console) {
   checkPaths(options);
   Warnings warnings;
   if (options.output.empty())
-    dumpTo([&console](std::string_view text) { console.output() << text; }, options, console,
-           warnings);
+    dumpTo([&console](std::string_view text) { console.output() << text; }, options, warnings);
   else
-    dumpToFile(options, console, warnings);
+    dumpToFile(options, warnings);
   warnings.report(console);
   if (options.withPins) reportReadableByOthers(options, console);
   return warnings.any() ? ExitStatus::kFound : ExitStatus::kAllWell;

@@ -2,6 +2,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include "admin/arguments.h"
+
 namespace badgemint::admin {
 
 namespace {
@@ -9,6 +11,10 @@ namespace {
 // An unset variable of a script must not be taken for an option that was not given.
 std::string refuseEmpty(const std::string& value) {
   return value.empty() ? "the value is empty" : "";
+}
+
+std::string refuseOtherThanNumber(const std::string& value) {
+  return numberOf(value) ? "" : '"' + value + "\" is not a number";
 }
 
 CLI::Option* valued(CLI::Option* option, const char* type) {
@@ -24,7 +30,7 @@ void Options::describe(const char* summary, const char* example) {
 }
 
 CLI::Option* Options::flag(const char* option, bool& isSet, const char* help) {
-  return _verb.add_flag(option, isSet, help);
+  return _verb.add_flag(option, isSet, help)->disable_flag_override();
 }
 
 CLI::Option* Options::filter(const char* option, bool& isSet, const char* help) {
@@ -33,7 +39,9 @@ CLI::Option* Options::filter(const char* option, bool& isSet, const char* help) 
 
 CLI::Option* Options::number(const char* option, const char* type, uint32_t& value,
                              const char* help) {
-  return valued(_verb.add_option(option, value, help), type)->capture_default_str();
+  return valued(_verb.add_option(option, value, help), type)
+      ->check(CLI::Validator(refuseOtherThanNumber, ""))
+      ->capture_default_str();
 }
 
 CLI::Option* Options::text(const char* option, const char* type, std::string& value,

@@ -21,7 +21,7 @@ namespace badgemint::admin {
 // that hold something beforehand show it in help as the default. `type` is how help names a value.
 class Options {
  public:
-  static constexpr char kFile[] = "FILE";  // How help names a value that is a file.
+  static constexpr char kFile[] = "FILE", kFolder[] = "FOLDER";  // How help names such values.
 
   explicit Options(CLI::App& verb) : _verb(verb) {}
 
