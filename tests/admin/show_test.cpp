@@ -22,7 +22,7 @@ TEST(Show, SaysWhatNoBuildWrites) {
   EXPECT_EQ(run.status, 1);
   EXPECT_EQ(run.output, R"(holder 8
   2 access records: a build writes one for each card
-  access record 0
+  access record
   access level 2: 3, opens door group/schedule 1/2
   access level 3: 4, opens no door
   access level 4: 5, opens no door
@@ -32,7 +32,7 @@ TEST(Show, SaysWhatNoBuildWrites) {
   flag 7 (not in the line)
   escort: 6
   PIN: ****
-  access record 2
+  access record
   validity: from 1970/01/01 00:03:21 UTC until 1970/01/01 00:03:20 UTC, never valid
   escort: 77, who is not a holder
   elevator access: 1
@@ -40,18 +40,17 @@ TEST(Show, SaysWhatNoBuildWrites) {
   issue level: 7
   output mode: 8
   PIN: ****
-  PIN **** alone, ident record 2
-  card with key 02000000000000000000000000000000 of card set 7, ident record 3
+  card with key 02000000000000000000000000000000 of card set 7
+  PIN **** alone
 
 holder 6
-  access record 1
   validity: until 1970/01/01 00:03:19 UTC, expired since 1970/01/01 00:03:20 UTC
   no credential: nothing to open a door with
 
 holder 5
   no access record: no door opens
-  card with key 022A7C24000000000000000000000000 of card set 1, ident record 0, deleted
-  PIN **** beside a card, ident record 1
+  card with key 022A7C24000000000000000000000000 of card set 1, deleted
+  PIN **** beside a card
 
 there is no credential with key 4711F000000000000000000000000000
 

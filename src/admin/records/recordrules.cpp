@@ -7,7 +7,6 @@
 #include <tuple>
 
 #include "admin/json.h"
-#include "admin/records/holders.h"
 #include "admin/records/wording.h"
 #include "cardsets/card_functions.h"
 #include "inputcards/cardindex.h"
@@ -17,22 +16,31 @@
 
 namespace badgemint::admin {
 
-Fault* Faults::keep(FaultPlace place, std::string_view rule) {
+void Faults::add(Fault fault) {
   ++_count;
-  OfRule& own = _rules[rule];
+  OfRule& own = _rules[fault.rule];
   ++own.count;
-  if (!_options.all && own.kept.size() == kMostOfOneRule) {
-    const auto last = std::prev(own.kept.end());
-    if (last->first <= place) return nullptr;
-    own.kept.erase(last);
-  }
-  return &own.kept.emplace(place, Fault{place, rule, {}, {}, {}})->second;
+  const FaultPlace place = fault.place;
+  own.kept.emplace(place, std::move(fault));
+  if (!_options.all && own.kept.size() > kMostOfOneRule) own.kept.erase(std::prev(own.kept.end()));
 }
 
-const std::string& Faults::fileName(FaultFile file) const {
-  const SitePaths& site = _options.site;
-  const std::array names = {&site.ident, &site.access, &_options.cards, &site.cardSets};
-  return *names.at(static_cast<size_t>(file));
+void Faults::add(FaultPlace place, const IdentRecord& record, std::string_view rule,
+                 const std::string& text) {
+  const std::string name = credentialText(record, _site, _options.withPins);
+  add({place, rule, fmt::format("holder {}: {} {}", record.uniqid, name, text), record.uniqid,
+       record});
+}
+
+void Faults::add(const IdentRecord& record, std::string_view rule, const std::string& text) {
+  add({FaultFile::kIdent, &record - _site.databases().idents.data()}, record, rule, text);
+}
+
+void Faults::add(const AccessRecord& record, std::string_view rule, const std::string& text) {
+  add({{FaultFile::kAccess, &record - _site.databases().accesses.data()},
+       rule,
+       fmt::format("holder {} {}", record.uniqid, text),
+       record.uniqid});
 }
 
 void Faults::print(Console& console) const {
@@ -45,8 +53,7 @@ void Faults::print(Console& console) const {
     for (const auto& [place, fault] : own.kept) faults.push_back(&fault);
   }
   std::ranges::stable_sort(faults, {}, [](const Fault* fault) { return fault->place; });
-  for (const Fault* const fault : faults)
-    _options.json ? printJson(*fault, console) : printFault(*fault, console);
+  for (const Fault* const fault : faults) print(*fault, console);
   for (const auto& [rule, own] : _rules) {
     const size_t rest = own.count - own.kept.size();
     if (rest > 0 && _options.json)
@@ -56,41 +63,27 @@ void Faults::print(Console& console) const {
   }
 }
 
-namespace {
-
-size_t recordSize(FaultFile file) {
-  return file == FaultFile::kIdent ? IdentRecord::kSize : AccessRecord::kSize;
-}
-
-bool isRecord(const FaultPlace& place) {
-  return place.file <= FaultFile::kAccess && place.number != FaultPlace::kWholeFile;
-}
-
-}  // namespace
-
-void Faults::printFault(const Fault& fault, Console& console) const {
+void Faults::print(const Fault& fault, Console& console) const {
   const auto& [file, number] = fault.place;
-  std::string place = printable(fileName(file));
-  if (isRecord(fault.place))
-    place += fmt::format(": record {} (offset {})", number,
-                         static_cast<size_t>(number) * recordSize(file));
-  else if (number != FaultPlace::kWholeFile)
-    place += fmt::format(":{}", number);
-  console.print("{}: {} [{}]\n", place, fault.text, fault.rule);
-}
-
-void Faults::printJson(const Fault& fault, Console& console) const {
-  const auto& [file, number] = fault.place;
+  const SitePaths& site = _options.site;
+  const std::array names = {&site.ident, &site.access, &_options.cards, &site.cardSets};
   JsonObject object;
-  object.add("file", fileName(file));
-  if (isRecord(fault.place))
-    object.add("record", number).add("offset", static_cast<size_t>(number) * recordSize(file));
-  else if (number != FaultPlace::kWholeFile)
+  object.add("file", *names.at(static_cast<size_t>(file)));
+  std::string place = printable(*names.at(static_cast<size_t>(file)));
+  if (number != FaultPlace::kWholeFile && file <= FaultFile::kAccess) {
+    const size_t size = file == FaultFile::kIdent ? IdentRecord::kSize : AccessRecord::kSize;
+    const size_t offset = static_cast<size_t>(number) * size;
+    object.add("record", number).add("offset", offset);
+    place += fmt::format(": record {} (offset {})", number, offset);
+  } else if (number != FaultPlace::kWholeFile) {
     object.add("line", number);
+    place += fmt::format(":{}", number);
+  }
   object.add("severity", "error").add("rule", fault.rule).add("text", fault.text);
   if (fault.holder) object.add("holder", *fault.holder);
   if (fault.credential) admin::addCredential(object, *fault.credential, _site, _options.withPins);
-  console.printJson(object);
+  if (_options.json) return console.printJson(object);
+  console.print("{}: {} [{}]\n", place, fault.text, fault.rule);
 }
 
 namespace {
@@ -110,13 +103,13 @@ bool isPackedPin(const std::array<uint8_t, Bytes>& packed) {
   return packed == again;
 }
 
-// What the build's rules for unique IDs ask of an entry of its card index.
-CardIndexEntry entryOf(const IdentRecord& record) {
-  CardIndexEntry entry;
-  entry.type = record.cardsetcode == kPinOnlyCode    ? kPinLine
-               : record.cardsetcode == kPinIdentCode ? kPinIdentLine
-                                                     : kCardLine;
-  return entry;
+// A card and a PIN beside it have one unique ID.
+bool arePartners(const IdentRecord& a, const IdentRecord& b) {
+  const auto isPinBeside = [](const IdentRecord& record) {
+    return record.cardsetcode == kPinIdentCode;
+  };
+  const bool isPinAlone = a.cardsetcode == kPinOnlyCode || b.cardsetcode == kPinOnlyCode;
+  return !isPinAlone && isPinBeside(a) != isPinBeside(b);
 }
 
 class RecordRules {
@@ -131,9 +124,9 @@ class RecordRules {
   // A record that is exactly as a build makes it is stored as it should be.
   size_t check() {
     for (size_t i = 0; i < _idents.size(); ++i)
-      if (!_expected.hasIdent(i)) checkIdent(i);
+      if (!_expected.idents[i]) checkIdent(i);
     for (size_t i = 0; i < _accesses.size(); ++i)
-      if (!_expected.hasAccess(i)) checkAccess(i);
+      if (!_expected.accesses[i]) checkAccess(i);
     checkSharedKeys();
     return checkHolders();
   }
@@ -143,47 +136,25 @@ class RecordRules {
 
   void checkIdent(size_t i) {
     const IdentRecord& record = _idents[i];
-    if (record.deleted > 1) _faults.addIdent(i, "mark", "has mark of deletion {}", record.deleted);
+    if (record.deleted > 1)
+      _faults.add(_idents[i], "mark", fmt::format("has mark of deletion {}", record.deleted));
     if (record.cardsetcode > kPinIdentCode) {
-      _faults.addIdent(i, "card-set", "has the invalid card set code {}", record.cardsetcode);
+      _faults.add(_idents[i], "card-set",
+                  fmt::format("has the invalid card set code {}", record.cardsetcode));
     } else if (isPinEntry(record)) {
       const bool isEmpty = record.cardnumber[0] >> 4 == 0xF;
       if (isEmpty || !isPackedPin<kMaxPinIdentDigits>(record.cardnumber))
-        _faults.addIdent(i, "pin", "is not stored as packed digits: no keypad entry matches it");
+        _faults.add(_idents[i], "pin",
+                    "is not stored as packed digits: no keypad entry matches it");
     } else if (record.cardsetcode != kFormatlessCode) {
-      checkCard(i);
+      const CardEncoder& encoder = encoderOf(record.cardsetcode);
+      if (encoder.format == nullptr)
+        _faults.add(
+            _idents[i], "card-set",
+            fmt::format("has no format: card set {} or its format is missing", record.cardsetcode));
+      else if (encoder.encode(encoder.decode(record.cardnumber)) != record.cardnumber)
+        _faults.add(_idents[i], "key", "has a key that its card set gives to no number");
     }
-  }
-
-  void checkCard(size_t i) {
-    const IdentRecord& record = _idents[i];
-    const CardEncoder& encoder = encoderOf(record.cardsetcode);
-    if (encoder.format == nullptr) {
-      if (_site.sets().getCardSet(record.cardsetcode) == nullptr)
-        _faults.addIdent(i, "card-set", "has no format: the card sets file lacks card set {}",
-                         record.cardsetcode);
-      else
-        _faults.addIdent(i, "card-set", "has no format: the formats file lacks that of card set {}",
-                         record.cardsetcode);
-      return;
-    }
-    const CardPattern again = encoder.encode(encoder.decode(record.cardnumber));
-    if (again == record.cardnumber) return;
-    if (hasOtherFields(*encoder.format, record.cardnumber, again))
-      _faults.addIdent(i, "key", "has a key with other site values than its card set");
-    else
-      _faults.addIdent(i, "key",
-                       "has a key with wrong parity, wrong fixed bits or bits after its end");
-  }
-
-  static bool hasOtherFields(const CardFormat& format, const CardPattern& a, const CardPattern& b) {
-    for (int32_t field = 0; field < kFieldCount; ++field) {
-      int64_t valueOfA = 0, valueOfB = 0;
-      static_cast<void>(format.decodeField(a, field, valueOfA));
-      static_cast<void>(format.decodeField(b, field, valueOfB));
-      if (valueOfA != valueOfB) return true;
-    }
-    return false;
   }
 
   const CardEncoder& encoderOf(uint32_t csid) {
@@ -197,24 +168,24 @@ class RecordRules {
   void checkAccess(size_t i) {
     const AccessRecord& record = _accesses[i];
     if (record.bitflds > AccessRecord::kAllFlags)
-      _faults.addAccess(i, "flag", "has flags beyond flag 5");
+      _faults.add(_accesses[i], "flag", "has flags beyond flag 5");
     if (!isPackedPin<AccessRecord::kPinDigits>(record.pincode))
-      _faults.addAccess(i, "pin", "has a PIN that is not stored as packed digits");
+      _faults.add(_accesses[i], "pin", "has a PIN that is not stored as packed digits");
   }
 
-  void checkPeriod(size_t i) {
+  // What a build makes of a wrong line, too.
+  void checkHolderOf(size_t i, Numbers accessesByUniqid) {
     const AccessRecord& record = _accesses[i];
     if (record.endtime != 0 && record.endtime < record.starttime)
-      _faults.addAccess(i, "period", "is never valid: the end {} is before the start {}",
-                        timeText(record.endtime).data(), timeText(record.starttime).data());
-  }
-
-  void checkEscort(size_t i, Numbers accessesByUniqid) {
-    const uint32_t escort = _accesses[i].escortid;
+      _faults.add(_accesses[i], "period",
+                  fmt::format("is never valid: the end {} is before the start {}",
+                              timeText(record.endtime).data(), timeText(record.starttime).data()));
     const auto uniqidAt = [this](uint32_t number) { return _accesses[number].uniqid; };
-    if (escort != 0 && !std::ranges::binary_search(accessesByUniqid, escort, {}, uniqidAt))
-      _faults.addAccess(i, "escort", "has escort {}, who is not a holder: no door ever opens",
-                        escort);
+    if (record.escortid != 0 &&
+        !std::ranges::binary_search(accessesByUniqid, record.escortid, {}, uniqidAt))
+      _faults.add(
+          _accesses[i], "escort",
+          fmt::format("has escort {}, who is not a holder: no door ever opens", record.escortid));
   }
 
   // The index of a build finds records that share a key without sorting all of them.
@@ -233,8 +204,8 @@ class RecordRules {
       if (first == nullptr || first->key != entry.key)
         first = &entry;
       else
-        _faults.addIdent(static_cast<size_t>(entry.line), "unique", "has the key of record {}",
-                         first->line);
+        _faults.add(_idents[static_cast<size_t>(entry.line)], "unique",
+                    fmt::format("has the key of record {}", first->line));
     }
   }
 
@@ -243,10 +214,7 @@ class RecordRules {
     size_t holders = 0;
     const std::vector<uint32_t> idents = orderByUniqid(_idents);
     const std::vector<uint32_t> accesses = orderByUniqid(_accesses);
-    for (size_t i = 0; i < _accesses.size(); ++i) {
-      checkPeriod(i);
-      checkEscort(i, accesses);
-    }
+    for (size_t i = 0; i < _accesses.size(); ++i) checkHolderOf(i, accesses);
     forEachUniqid(
         Numbers(idents), Numbers(accesses), [this](uint32_t i) { return _idents[i].uniqid; },
         [this](uint32_t i) { return _accesses[i].uniqid; },
@@ -261,11 +229,12 @@ class RecordRules {
   // A build writes an access record with each credential but the PIN beside a card.
   void checkAccessesOfHolder(Numbers idents, Numbers accesses) {
     if (idents.empty())
-      for (const uint32_t i : accesses) _faults.addAccess(i, "holder", "has no credential");
+      for (const uint32_t i : accesses) _faults.add(_accesses[i], "holder", "has no credential");
     const auto owners = static_cast<size_t>(std::ranges::count_if(
         idents, [this](uint32_t i) { return _idents[i].cardsetcode != kPinIdentCode; }));
     for (size_t n = std::max(owners, size_t{1}); n < accesses.size(); ++n)
-      _faults.addAccess(accesses[n], "holder", "already has record {}", accesses[0]);
+      _faults.add(_accesses[accesses[n]], "holder",
+                  fmt::format("already has record {}", accesses[0]));
   }
 
   // A PIN beside a card that lacks its card passes a build when no unique ID is lower.
@@ -275,15 +244,14 @@ class RecordRules {
     for (const uint32_t& i : idents) {
       if (!isValid(_idents[i])) continue;
       ++valid;
-      if (hasNoAccess && !_expected.hasIdent(i))
-        _faults.addIdent(i, "holder", "has no access record");
-      if (last != nullptr &&
-          !CardIndex::mayShareUniqid(entryOf(_idents[*last]), entryOf(_idents[i])))
-        _faults.addIdent(i, "unique", "has the unique ID of record {}", *last);
+      if (hasNoAccess && !_expected.idents[i])
+        _faults.add(_idents[i], "holder", "has no access record");
+      if (last != nullptr && !arePartners(_idents[*last], _idents[i]))
+        _faults.add(_idents[i], "unique", fmt::format("has the unique ID of record {}", *last));
       last = &i;
     }
-    if (valid == 1 && _idents[*last].cardsetcode == kPinIdentCode && !_expected.hasIdent(*last))
-      _faults.addIdent(*last, "pair", "has no card beside it");
+    if (valid == 1 && _idents[*last].cardsetcode == kPinIdentCode && !_expected.idents[*last])
+      _faults.add(_idents[*last], "pair", "has no card beside it");
   }
 
   const std::vector<IdentRecord>& _idents;

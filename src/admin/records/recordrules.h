@@ -43,8 +43,8 @@ struct Fault {
   FaultPlace place;
   std::string_view rule;  // A literal.
   std::string text;
-  std::optional<uint32_t> holder;
-  std::optional<IdentRecord> credential;
+  std::optional<uint32_t> holder{};
+  std::optional<IdentRecord> credential{};
 };
 
 // Takes faults in any order, and prints them in the order of files and records. Of one rule it
@@ -54,42 +54,14 @@ class Faults {
   // Both outlive it.
   Faults(const VerifyOptions& options, const Site& site) : _options(options), _site(site) {}
 
-  // Of a file or one of its lines.
-  template <typename... Args>
-  void add(FaultPlace place, std::string_view rule, fmt::format_string<Args...> format,
-           Args&&... args) {
-    if (Fault* const fault = keep(place, rule))
-      fault->text = fmt::format(format, std::forward<Args>(args)...);
-  }
+  void add(Fault fault);
   // Of a credential: the text goes on after its name. It is a record of the ident database, or one
   // that a line of the cards file makes.
-  template <typename... Args>
-  void addCredential(FaultPlace place, const IdentRecord& record, std::string_view rule,
-                     fmt::format_string<Args...> format, Args&&... args) {
-    Fault* const fault = keep(place, rule);
-    if (fault == nullptr) return;
-    fault->text = fmt::format("holder {}: {} {}", record.uniqid,
-                              credentialText(record, _site, _options.withPins),
-                              fmt::format(format, std::forward<Args>(args)...));
-    fault->holder = record.uniqid;
-    fault->credential = record;
-  }
-  template <typename... Args>
-  void addIdent(size_t number, std::string_view rule, fmt::format_string<Args...> format,
-                Args&&... args) {
-    addCredential({FaultFile::kIdent, static_cast<int64_t>(number)},
-                  _site.databases().idents[number], rule, format, std::forward<Args>(args)...);
-  }
-  // Of an access record: the text goes on after its holder.
-  template <typename... Args>
-  void addAccess(size_t number, std::string_view rule, fmt::format_string<Args...> format,
-                 Args&&... args) {
-    Fault* const fault = keep({FaultFile::kAccess, static_cast<int64_t>(number)}, rule);
-    if (fault == nullptr) return;
-    fault->holder = _site.databases().accesses[number].uniqid;
-    fault->text = fmt::format("holder {} {}", *fault->holder,
-                              fmt::format(format, std::forward<Args>(args)...));
-  }
+  void add(FaultPlace place, const IdentRecord& record, std::string_view rule,
+           const std::string& text);
+  void add(const IdentRecord& record, std::string_view rule, const std::string& text);
+  // Of a record of the access database: the text goes on after its holder.
+  void add(const AccessRecord& record, std::string_view rule, const std::string& text);
 
   size_t count() const { return _count; }
   // Of a rule with more than twenty faults, their number comes first.
@@ -101,14 +73,10 @@ class Faults {
 
   struct OfRule {
     size_t count = 0;
-    std::multimap<FaultPlace, Fault> kept;
+    std::multimap<FaultPlace, Fault> kept{};
   };
 
-  // Null when the fault is not kept.
-  Fault* keep(FaultPlace place, std::string_view rule);
-  const std::string& fileName(FaultFile file) const;
-  void printFault(const Fault& fault, Console& console) const;
-  void printJson(const Fault& fault, Console& console) const;
+  void print(const Fault& fault, Console& console) const;
 
   const VerifyOptions& _options;
   const Site& _site;
@@ -116,12 +84,9 @@ class Faults {
   size_t _count = 0;
 };
 
-// Which records are exactly as a build makes them; empty when that is not known.
+// Which records are exactly as a build makes them.
 struct ExpectedNumbers {
   std::vector<bool> idents, accesses;
-
-  bool hasIdent(size_t number) const { return !idents.empty() && idents[number]; }
-  bool hasAccess(size_t number) const { return !accesses.empty() && accesses[number]; }
 };
 
 // Adds the faults of the site's records. Returns the number of holders: of different unique IDs in

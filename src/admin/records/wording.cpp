@@ -140,6 +140,10 @@ std::string keyText(const IdentRecord& record, bool withPins) {
   return isPinEntry(record) && !withPins ? kHiddenPin : keyText(record.cardnumber);
 }
 
+bool hasCard(const Holder& holder) {
+  return !std::ranges::all_of(holder.credentials, isPinEntry);
+}
+
 std::optional<std::string> cardNumberText(const IdentRecord& record, const Site& site) {
   if (record.cardsetcode == kFormatlessCode) {
     std::array<char, 2 * sizeof record.cardnumber + 1> digits;
@@ -180,19 +184,17 @@ void addCredential(JsonObject& object, const IdentRecord& record, const Site& si
   if (record.deleted != 0) object.add("deleted", true);
 }
 
-JsonObject holderJson(uint32_t uniqid, std::span<const AccessRecord> accesses,
-                      std::span<const IdentRecord> idents, const Site& site, uint32_t now,
-                      bool withPins) {
-  const bool hasCard = !std::ranges::all_of(idents, isPinEntry);
-  JsonObject holder;
-  holder.add("holder", uniqid);
-  holder.addEach("access", accesses, [&](JsonObject& object, const AccessRecord& record) {
-    addAccess(object, record, hasCard, withPins);
+JsonObject holderJson(const Holder& holder, const Site& site, uint32_t now, bool withPins) {
+  JsonObject json;
+  json.add("holder", holder.uniqid);
+  json.addEach("access", holder.accesses, [&](JsonObject& object, const AccessRecord& record) {
+    addAccess(object, record, hasCard(holder), withPins);
     object.add("validity", validityText(validityAt(now, record)));
   });
-  return holder.addEach("credentials", idents, [&](JsonObject& object, const IdentRecord& record) {
-    addCredential(object, record, site, withPins);
-  });
+  return json.addEach("credentials", holder.credentials,
+                      [&](JsonObject& object, const IdentRecord& record) {
+                        addCredential(object, record, site, withPins);
+                      });
 }
 
 }  // namespace badgemint::admin

@@ -55,6 +55,9 @@ inline bool isPinEntry(const IdentRecord& record) {
   return record.cardsetcode == kPinOnlyCode || record.cardsetcode >= kPinIdentCode;
 }
 
+// Whether a holder has a card, with which the PIN of the access record is entered.
+bool hasCard(const Holder& holder);
+
 // The number as the cards file has it: decimal for a card of a card set, hexadecimal for a card
 // without format. None for a PIN, and for a card that the site cannot decode.
 std::optional<std::string> cardNumberText(const IdentRecord& record, const Site& site);
@@ -71,9 +74,7 @@ std::string pinText(const AccessRecord& record, bool withPins);
 // alone", "PIN beside a card"), "set", "card", "key", "pin", "deleted".
 void addCredential(JsonObject& object, const IdentRecord& record, const Site& site, bool withPins);
 // "holder", "access" with an object for each record, and "credentials".
-JsonObject holderJson(uint32_t uniqid, std::span<const AccessRecord> accesses,
-                      std::span<const IdentRecord> idents, const Site& site, uint32_t now,
-                      bool withPins);
+JsonObject holderJson(const Holder& holder, const Site& site, uint32_t now, bool withPins);
 
 }  // namespace badgemint::admin
 

@@ -15,7 +15,6 @@
 #include "admin/files/replacement.h"
 #include "admin/records/changes.h"
 #include "admin/records/expected.h"
-#include "admin/records/holders.h"
 #include "admin/signals.h"
 #include "admin/verbs/verb.h"
 #include "support/packeddecimal.h"
@@ -373,7 +372,7 @@ class Build {
     const auto count = [&changes](auto... fates) {
       return (changes.countCredentials(fates) + ...);
     };
-    using enum CredentialChange::Kind;
+    using enum ChangeKind;
     const char* const outcome = isUnchanged       ? "are up to date; nothing was replaced"
                                 : _options.dryRun ? "would be replaced"
                                                   : "are replaced";
@@ -382,8 +381,8 @@ class Build {
         "credentials: {} added, {} removed, {} changed\n"
         "holders: {} added, {} removed, {} changed\n",
         site.access, site.ident, site.cardSets, outcome, count(kAdded), count(kRemoved),
-        count(kMoved, kDeleted, kRestored, kChanged), changes.countHolders(false, true),
-        changes.countHolders(true, false), changes.countHolders(true, true));
+        count(kMoved, kDeleted, kRestored, kChanged), changes.countHolders(kAdded),
+        changes.countHolders(kRemoved), changes.countHolders(kChanged));
   }
 
   const BuildOptions& _options;

@@ -8,7 +8,6 @@
 
 #include "admin/arguments.h"
 #include "admin/records/changes.h"
-#include "admin/records/holders.h"
 #include "admin/records/wording.h"
 #include "admin/verbs/verb.h"
 
@@ -22,13 +21,6 @@ struct ListOptions {
   bool expired = false, notYetValid = false, noLevel = false, noCredential = false, deleted = false;
   bool pin = false, noPin = false;
   bool count = false, csv = false, json = false, withPins = false;
-};
-
-// A holder: whoever has an access record or a credential.
-struct Holder {
-  uint32_t uniqid;
-  std::span<const AccessRecord> accesses;
-  std::span<const IdentRecord> credentials;
 };
 
 using Filter = std::function<bool(const Holder&)>;
@@ -139,8 +131,7 @@ class ListPrinter {
 
   void print(const Holder& holder) {
     if (_options.json)
-      return _console.printJson(holderJson(holder.uniqid, holder.accesses, holder.credentials,
-                                           _site, _now, _options.withPins));
+      return _console.printJson(holderJson(holder, _site, _now, _options.withPins));
     _line.clear();
     _start = 0;
     addColumns(holder);
@@ -245,14 +236,12 @@ ExitStatus list(const ListOptions& options, Console& console) {
   ListPrinter printer(options, site, now, console);
   if (!options.count) printer.printHead();
   size_t count = 0;
-  forEachUniqid(databases.accesses, databases.idents,
-                [&](uint32_t uniqid, auto accesses, auto credentials) {
-                  const Holder holder{uniqid, accesses, credentials};
-                  const auto isChosenBy = [&](const Filter& filter) { return filter(holder); };
-                  if (!std::ranges::all_of(filters, isChosenBy)) return;
-                  ++count;
-                  if (!options.count) printer.print(holder);
-                });
+  databases.forEachHolder([&](const Holder& holder) {
+    const auto isChosenBy = [&](const Filter& filter) { return filter(holder); };
+    if (!std::ranges::all_of(filters, isChosenBy)) return;
+    ++count;
+    if (!options.count) printer.print(holder);
+  });
   if (options.count) console.print("{}\n", count);
   return count == 0 ? ExitStatus::kFound : ExitStatus::kAllWell;
 }

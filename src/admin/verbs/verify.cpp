@@ -1,21 +1,13 @@
 // The verb `verify`: what is wrong with existing databases, and where they differ from what a build
 // of a cards file makes.
-#include <algorithm>
 #include <memory>
-#include <numeric>
 #include <optional>
-#include <set>
 
 #include "admin/check/sitecheck.h"
-#include "admin/files/folder.h"
 #include "admin/json.h"
 #include "admin/records/expected.h"
-#include "admin/records/holders.h"
 #include "admin/records/recordrules.h"
 #include "admin/verbs/verb.h"
-#include "support/linereader.h"
-#include "support/result.h"
-#include "support/tokenizer.h"
 
 namespace badgemint::admin {
 
@@ -25,143 +17,83 @@ namespace {
 class Comparison {
  public:
   Comparison(const Databases& databases, Faults& faults)
-      : _databases(databases), _faults(faults), _accessWalk(databases.accesses) {
-    _found.resize(databases.idents.size());
-    _expected.idents.resize(databases.idents.size());
-    _expected.accesses.resize(databases.accesses.size());
-  }
+      : _idents(databases.idents),
+        _accesses(databases.accesses),
+        _faults(faults),
+        _identWalk(_idents),
+        _accessWalk(_accesses),
+        _expected{std::vector<bool>(_idents.size()), std::vector<bool>(_accesses.size())} {}
 
-  // Returns which records are exactly as a build makes them. `stored` are the card sets of the card
-  // sets file.
-  ExpectedNumbers run(const std::string& cards, const std::string& formats,
-                      const cardsets& stored) {
+  // `stored` are the card sets of the card sets file.
+  void run(const std::string& cards, const std::string& formats, const cardsets& stored) {
     ExpectedRecords records(formats, [this](const ExpectedRecord& record) { compare(record); });
     records.readFile(cards);
-    for (size_t i = 0; i < _found.size(); ++i)
-      if (!_found[i]) _faults.addIdent(i, "other", "is in no line of the cards file");
-    for (size_t i = 0; i < _databases.accesses.size(); ++i)
-      if (!_accessWalk.isUsed(i)) _faults.addAccess(i, "other", "is in no line of the cards file");
+    for (size_t i = 0; i < _idents.size(); ++i)
+      if (!_identWalk.isUsed(i)) _faults.add(_idents[i], "other", kOther);
+    for (size_t i = 0; i < _accesses.size(); ++i)
+      if (!_accessWalk.isUsed(i)) _faults.add(_accesses[i], "other", kOther);
     const std::string difference = differenceOfCardSets(records.cardSets(), stored);
     if (!difference.empty())
-      _faults.add({FaultFile::kCardSets}, "differs", "a build would not write it: {}", difference);
-    return std::move(_expected);
+      _faults.add({{FaultFile::kCardSets}, "differs", "a build would not write it: " + difference});
   }
+
+  // Which records are exactly as a build makes them; none before run().
+  const ExpectedNumbers& expected() const { return _expected; }
 
  private:
-  static constexpr size_t kNone = SIZE_MAX;
+  static constexpr char kOther[] = "is in no line of the cards file";
 
   void compare(const ExpectedRecord& expected) {
-    const size_t ident = findIdent(expected.ident);
-    const bool isSameIdent = compareIdent(expected, ident);
-    const bool isSameAccess = expected.access == nullptr || compareAccess(expected);
-    if (isSameIdent && isSameAccess) _expected.idents[ident] = true;
+    compare(expected, expected.ident, _identWalk.next(expected.ident.cardnumber),
+            "is not in the ident database");
+    if (expected.access != nullptr)
+      compare(expected, *expected.access, _accessWalk.next(expected.access->uniqid),
+              "has no access record");
   }
 
-  // Most databases are in the order of the file.
-  size_t findIdent(const IdentRecord& expected) {
-    size_t number = _next;
-    if (number == _databases.idents.size() || _databases.idents[number] != expected)
-      number = findByKey(expected);
-    if (number != kNone) _next = number + 1;
-    return number;
-  }
-
-  auto keyOf() const {
-    return [this](uint32_t number) -> const CardPattern& {
-      return _databases.idents[number].cardnumber;
-    };
-  }
-
-  // Of several records with the key, which no other line has, the equal one; else the first one.
-  size_t findByKey(const IdentRecord& expected) {
-    if (_byKey.empty()) sortByKey();
-    const auto same = equalElements(_byKey, expected.cardnumber, keyOf());
-    const auto equal = std::ranges::find_if(
-        same, [&](uint32_t number) { return _databases.idents[number] == expected; });
-    if (equal != same.end()) return *equal;
-    return same.empty() ? kNone : same.front();
-  }
-
-  void sortByKey() {
-    _byKey.resize(_databases.idents.size());
-    std::iota(_byKey.begin(), _byKey.end(), 0U);
-    std::ranges::stable_sort(_byKey, {}, keyOf());
-  }
-
-  bool compareIdent(const ExpectedRecord& expected, size_t number) {
-    if (number == kNone) {
-      _faults.addCredential({FaultFile::kCards, expected.line}, expected.ident, "missing",
-                            "is not in the ident database");
-      return false;
-    }
-    _found[number] = true;
-    const char* const field = differingField(_databases.idents[number], expected.ident);
-    if (field == nullptr) return true;
-    _faults.addIdent(number, "differs", "is not as in the cards file, line {}: {}", expected.line,
-                     field);
-    return false;
-  }
-
-  bool compareAccess(const ExpectedRecord& expected) {
-    const AccessWalk::Step step = _accessWalk.next(expected.access->uniqid);
-    if (step.record == nullptr || step.isShared) {
-      _faults.addCredential({FaultFile::kCards, expected.line}, expected.ident, "missing",
-                            "has no access record");
-      return false;
-    }
-    const auto number = static_cast<size_t>(step.record - _databases.accesses.data());
-    const char* const field = differingField(*step.record, *expected.access);
-    if (field != nullptr)
-      _faults.addAccess(number, "differs", "is not as in the cards file, line {}: {}",
-                        expected.line, field);
+  template <typename Record, typename Step>
+  void compare(const ExpectedRecord& expected, const Record& made, const Step& found,
+               const char* missing) {
+    if (found.record == nullptr || found.isShared)
+      return _faults.add({FaultFile::kCards, expected.line}, expected.ident, "missing", missing);
+    if (const char* const field = differingField(*found.record, made))
+      _faults.add(*found.record, "differs",
+                  fmt::format("is not as in the cards file, line {}: {}", expected.line, field));
     else
-      _expected.accesses[number] = true;
-    return field == nullptr;
+      mark(*found.record);
   }
 
-  const Databases& _databases;
+  void mark(const IdentRecord& record) {
+    _expected.idents[static_cast<size_t>(&record - _idents.data())] = true;
+  }
+  void mark(const AccessRecord& record) {
+    _expected.accesses[static_cast<size_t>(&record - _accesses.data())] = true;
+  }
+
+  const std::vector<IdentRecord>& _idents;
+  const std::vector<AccessRecord>& _accesses;
   Faults& _faults;
+  IdentWalk _identWalk;
   AccessWalk _accessWalk;
   ExpectedNumbers _expected;
-  std::vector<bool> _found;  // Ident records that a line makes.
-  size_t _next = 0;          // The number after that of the last one found.
-  std::vector<uint32_t> _byKey;
 };
 
 // Faults of the files as a whole.
-void checkFiles(const VerifyOptions& options, const Databases& databases, Faults& faults) {
+void checkFiles(const VerifyOptions& options, const Site& site, Faults& faults) {
+  const Databases& databases = site.databases();
   const auto checkRest = [&faults](FaultFile file, size_t rest) {
-    if (rest != 0) faults.add({file}, "size", "{} bytes after the last whole record", rest);
+    if (rest != 0)
+      faults.add({{file}, "size", fmt::format("{} bytes after the last whole record", rest)});
   };
   checkRest(FaultFile::kIdent, databases.identRest);
   checkRest(FaultFile::kAccess, databases.accessRest);
   if (databases.idents.empty() && databases.accesses.empty())
-    faults.add({FaultFile::kIdent}, "empty", "neither it nor {} has a record: nobody has access",
-               options.site.access);
-}
-
-// A build writes a card set a line, and nothing else. Other lines are misread by all who read them.
-void checkCardSetsFile(const std::string& path, Faults& faults) {
-  LineReader lines;
-  throwErrnoUnless(lines.open(path.c_str()), path);
-  std::set<uint32_t> ids;
-  Tokenizer words;
-  while (lines.readLine(cardsets::kMaxLine) == LineReader::Status::kLine) {
-    const FaultPlace place = {FaultFile::kCardSets, lines.lineNumber()};
-    const std::string_view line(lines.line(), lines.length());
-    const bool isWhole = line.ends_with('\n') && line.find('\0') == std::string_view::npos;
-    words.split(lines.line(), kWordDelimiters);
-    std::string text;
-    while (const char* const word = words.next()) text.append(word).append(" ");
-    if (text.empty()) continue;
-    cardset set;
-    if (!isWhole || parseCardSetText(set, text.c_str()) != kSuccess ||
-        CardSetLine(set).text() != text + '\n' || set.csid < kFirstCardSetId || set.csid > kLastCardSetId)
-      faults.add(place, "card-sets", "this line is not a card set as a build writes it");
-    else if (!ids.insert(set.csid).second)
-      faults.add(place, "card-sets", "card set {} is defined twice", set.csid);
-  }
-  throwErrnoUnless(!lines.failed(), path);
+    faults.add({{FaultFile::kIdent},
+                "empty",
+                fmt::format("neither it nor {} has a record: nobody has access",
+                            printable(options.site.access))});
+  for (const auto& [line, text] : site.cardSetProblems())
+    faults.add({{FaultFile::kCardSets, line}, "card-sets", text});
 }
 
 bool arePlausible(const Databases& databases) {
@@ -186,13 +118,10 @@ std::optional<Databases> swapped(const SitePaths& names, const Databases& databa
 
 // Returns the number of holders.
 size_t checkDatabases(const VerifyOptions& options, const Site& site, Faults& faults) {
-  checkFiles(options, site.databases(), faults);
-  checkCardSetsFile(options.site.cardSets, faults);
-  ExpectedNumbers expected;
-  if (!options.cards.empty())
-    expected =
-        Comparison(site.databases(), faults).run(options.cards, options.site.formats, site.sets());
-  return checkRecords(site, expected, faults);
+  checkFiles(options, site, faults);
+  Comparison comparison(site.databases(), faults);
+  if (!options.cards.empty()) comparison.run(options.cards, options.site.formats, site.sets());
+  return checkRecords(site, comparison.expected(), faults);
 }
 
 // Always of the same words, for programs that read it.
@@ -210,8 +139,6 @@ void printSummary(size_t faults, size_t credentials, size_t holders, bool isJson
 
 ExitStatus verify(const VerifyOptions& options, Console& console) {
   const SitePaths& names = options.site;
-  for (const std::string& path : {names.formats, names.cardSets, names.ident, names.access})
-    requireRegularFile(path);
   const Site site(names, Site::Formats::kRequired);  // Its problems are faults.
   if (!options.cards.empty()) {
     Findings findings(options.all);
@@ -224,10 +151,11 @@ ExitStatus verify(const VerifyOptions& options, Console& console) {
   if (const auto databases = swapped(names, site.databases())) {
     credentials = databases->idents.size();
     holders = databases->countHolders();
-    faults.add({FaultFile::kIdent}, "swapped",
-               "this is an access database, and {} is an ident database: --ident and --access are "
-               "swapped",
-               names.access);
+    faults.add({{FaultFile::kIdent},
+                "swapped",
+                fmt::format("this is an access database, and {} is an ident database: --ident and "
+                            "--access are swapped",
+                            printable(names.access))});
   } else {
     holders = checkDatabases(options, site, faults);
   }

@@ -2,6 +2,8 @@
 #include <algorithm>
 #include <memory>
 #include <optional>
+#include <set>
+#include <span>
 
 #include "admin/arguments.h"
 #include "admin/records/site.h"
@@ -45,9 +47,9 @@ struct ActiveSchedules final : Schedules {
 
 // What was asked about.
 struct Subject {
-  std::string name;                      // "card 15890 of card set 1".
-  std::optional<uint32_t> uniqid;        // None when nobody has the credential.
-  std::vector<IdentRecord> credentials;  // All of a holder, or those with one key.
+  std::string name;                        // "card 15890 of card set 1".
+  std::optional<uint32_t> uniqid{};        // None when nobody has the credential.
+  std::vector<IdentRecord> credentials{};  // All of a holder, or those with one key.
 };
 
 [[noreturn]] void failUntold(const std::string& why) {
@@ -60,10 +62,8 @@ class Decision {
       : _levels(levels), _door(door), _now(now) {}
 
   Verdict decide(const Subject& subject, const Databases& databases) const {
-    std::vector<AccessRecord> accesses;
-    std::ranges::copy_if(
-        databases.accesses, std::back_inserter(accesses),
-        [&](const AccessRecord& record) { return record.uniqid == subject.uniqid; });
+    const Holder holder = databases.holder(subject.uniqid.value_or(0));
+    const auto accesses = subject.uniqid ? holder.accesses : std::span<const AccessRecord>();
     if (subject.credentials.empty() && accesses.empty())
       return {ExitStatus::kRefused, {subject.name + " is not in the databases"}};
     std::vector<std::string> refusals = credentialRefusals(subject);
@@ -107,11 +107,10 @@ class Decision {
     const ActiveSchedules schedules;
     const AccessChecker checker(_levels, readers, doorGroups, schedules);
     std::vector<std::string> grants;
-    for (size_t slot = 0; slot < record.acclevel.size(); ++slot) {
-      const uint16_t level = record.acclevel[slot];
-      const auto end = record.acclevel.begin() + static_cast<std::ptrdiff_t>(slot);
-      const bool isRepeated = std::find(record.acclevel.begin(), end, level) != end;
-      if (level == 0 || isRepeated || checker.checkAccess(level, _door) != kReasonGranted) continue;
+    std::set<uint16_t> known = {0};
+    for (const uint16_t level : record.acclevel) {
+      if (!known.insert(level).second || checker.checkAccess(level, _door) != kReasonGranted)
+        continue;
       for (const AccessPair& pair : _levels.level(_levels.findLevel(level)).pairs())
         if (pair.doorgroup == _door)
           grants.push_back(
@@ -141,22 +140,19 @@ void addMissing(JsonObject& object, const WhyOptions& options) {
 
 // Throws Failure (refused) when no credential can be what was asked for.
 Subject findSubject(const WhyOptions& options, const Site& site) {
-  const auto select = [&](auto isWanted) {
-    std::vector<IdentRecord> records;
-    std::ranges::copy_if(site.databases().idents, std::back_inserter(records), isWanted);
-    return records;
-  };
+  const Databases& databases = site.databases();
   if (!options.holder.empty()) {
-    const uint32_t uniqid = parseHolder(options.holder);
-    return {fmt::format("holder {}", uniqid), uniqid,
-            select([uniqid](const IdentRecord& record) { return record.uniqid == uniqid; })};
+    const auto credentials = databases.holder(parseHolder(options.holder)).credentials;
+    return {"holder " + options.holder,
+            parseHolder(options.holder),
+            {credentials.begin(), credentials.end()}};
   }
   const bool isCard = !options.card.empty();
   const CardPattern key = isCard ? parseCard(options.card, site) : parseKey(options.key);
-  Subject subject{fmt::format("the credential with key {}", keyText(key)), std::nullopt,
-                  select([&](const IdentRecord& record) {
-                    return record.cardnumber == key && (options.withPins || !isPinEntry(record));
-                  })};
+  Subject subject{fmt::format("the credential with key {}", keyText(key))};
+  for (const IdentRecord& record : databases.idents)
+    if (record.cardnumber == key && (options.withPins || !isPinEntry(record)))
+      subject.credentials.push_back(record);
   if (isCard) {
     const auto [set, number] = splitCard(options.card);
     subject.name = fmt::format("card {} of card set {}", number, set);
@@ -207,9 +203,10 @@ ExitStatus why(const WhyOptions& options, Console& console) {
   const Decision decision(levels, parseDoor(options.door), parseTimeOrNow("--at", options.at));
   const SitePaths& paths = options.site;
   using enum Site::Formats;  // Only a card number needs them.
-  const Site site(paths, options.card.empty() ? kOptional : kRequired);
+  Site site(paths, options.card.empty() ? kOptional : kRequired);
   if (site.databases().identRest != 0) failUntold(paths.ident + " ends within a record");
   if (site.databases().accessRest != 0) failUntold(paths.access + " ends within a record");
+  site.databases().sort();
   Subject subject;
   Verdict verdict;
   try {
