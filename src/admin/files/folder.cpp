@@ -1,12 +1,11 @@
 #include "admin/files/folder.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <memory>
+#include <filesystem>
 #include <system_error>
 
 #include "admin/console.h"
@@ -86,15 +85,9 @@ std::string Folder::readFile(const std::string& name) const {
 }
 
 std::vector<std::string> Folder::entries() const {
-  Descriptor copy = openFile(".", kFolderFlags);
-  const std::unique_ptr<DIR, int (*)(DIR*)> stream(fdopendir(copy.number()), closedir);
-  if (!stream) throwErrno(_path);
-  static_cast<void>(copy.release());
   std::vector<std::string> names;
-  while (const dirent* const entry = readdir(stream.get())) {
-    const std::string name = entry->d_name;
-    if (name != "." && name != "..") names.push_back(name);
-  }
+  for (const auto& entry : std::filesystem::directory_iterator(_path))
+    names.push_back(entry.path().filename().string());
   return names;
 }
 
@@ -191,16 +184,10 @@ void NewFile::write(std::string_view text) {
 bool NewFile::finish() {
   throwErrnoUnless(fsync(_file.number()) == 0, _folder.pathOf(_name));
   checkTarget();
-  if (_mayReplace) {
+  if (_mayReplace)
     _folder.moveTo(_unfinishedName, _folder, _name);
-  } else {
-    try {
-      _folder.linkTo(_unfinishedName, _folder, _name);
-    } catch (const std::system_error&) {
-      checkTarget();  // There is such a file since a moment ago.
-      throw;
-    }
-  }
+  else  // Fails where there is such a file since a moment ago.
+    _folder.linkTo(_unfinishedName, _folder, _name);
   _isFinished = _mayReplace || _folder.tryRemove(_unfinishedName);
   return _folder.trySync() && _isFinished;
 }

@@ -128,8 +128,8 @@ class NewFile {
   NewFile& operator=(const NewFile&) = delete;
 
   void write(std::string_view text);
-  // Writes through to the disk and gives the file its name. Throws as the constructor does when
-  // there is a file of this name meanwhile that must not be replaced. False, with errno set, when
+  // Writes through to the disk and gives the file its name. Throws when there is a file of this
+  // name meanwhile that must not be replaced. False, with errno set, when
   // the file is in place but its name may be lost in a power cut.
   [[nodiscard]] bool finish();
 

@@ -235,10 +235,10 @@ class Build {
     const SitePaths& site = _options.site;
     const OwnerOnlyFiles ownerOnly;
     const mode_t cardSetsMode = 0666 & ~ownerOnly.userMask();
-    Replacement replacement(
-        folderOf(site), targetsOf(site),
-        _options.dryRun ? Replacement::Purpose::kDryRun : Replacement::Purpose::kReplace,
-        _options.keep);
+    const std::string folder = folderOf(site);
+    if (const auto note = noteOfCutShort(folder); _options.dryRun && !note.empty())
+      throw Failure(ExitStatus::kRefused, note);
+    Replacement replacement(folder, targetsOf(site), _options.keep);
     if (!replacement.note().empty()) _console.reportText(replacement.note());
     checkOutputs(_options, _inputs);  // A replacement that was cut short had given files two names.
     checkFiles();
