@@ -6,7 +6,6 @@
 #include <filesystem>
 #include <system_error>
 
-#include "admin/console.h"
 #include "admin/files/folder.h"
 #include "formats/fmtfile.h"
 #include "support/result.h"
@@ -57,6 +56,11 @@ bool isReadableByOthers(const std::string& path) {
     needed = std::filesystem::perms::others_exec;  // To enter a folder.
   }
   return false;
+}
+
+void reportIfReadableByOthers(const std::string& path, Console& console) {
+  if (isReadableByOthers(path))
+    console.report("{0} contains PINs and can be read by other users (chmod o-r {0})", path);
 }
 
 std::vector<std::string> formatFiles(const std::string& formatsName) {

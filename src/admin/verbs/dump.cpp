@@ -250,15 +250,10 @@ class Dump {
     const IdentRecord& ident = credential.ident;
     const int32_t result = _expected.readLine({_line.text().data(), _lines + 1});
     if (result == kSuccess) addToIndex(*_line.text().data());
-    if (result == kInvalidPin)
-      _warnings.add("records at whose line a build ends",
-                    "{}: a build ends at its line: its PIN contains a digit above 9",
-                    textOf(ident));
-    else if (result < 0)
-      _warnings.add("records at whose line a build ends",
-                    "{}: a build ends at its line: its card number does not decode to itself",
-                    textOf(ident));
-    if (result < 0) return;
+    if (result < 0)
+      return _warnings.add("records at whose line a build ends",
+                           "{}: a build ends at its line with the result {}", textOf(ident),
+                           result);
     if (_made.ident.cardnumber != ident.cardnumber)
       _warnings.add("keys that a build does not make", "{}: key {}; a build makes {}",
                     textOf(ident), keyText(ident, _options.withPins),
@@ -281,13 +276,10 @@ class Dump {
   }
 
   void warnOfOrder(const IdentRecord& ident, const AccessWalk::Step& step) {
-    if (step.isShared)
-      _warnings.add("records that share an access record",
-                    "{} shares its access record: a build makes one of its own", textOf(ident));
-    if (step.isEarlier)
+    if (step.isShared || step.isEarlier)
       _warnings.add("access records in another order",
-                    "{}: its access record stands before others: a build writes access records in "
-                    "the order of the ident database",
+                    "{}: its access record is shared or stands before others: a build writes one "
+                    "for each credential, in the order of the ident database",
                     textOf(ident));
   }
 
@@ -311,12 +303,8 @@ class Dump {
     if (result == kOutOfMemory) throw std::bad_alloc();
     if (result < 0)
       _warnings.add("results",
-                    "a build of the dump ends with the result {}: {} (verify names the "
-                    "records)",
-                    result,
-                    result == kDuplicateCardKey    ? "two credentials have the same key"
-                    : result == kDuplicateUniqueId ? "two credentials have the same unique ID"
-                                                   : "a PIN beside a card has no card");
+                    "a build of the dump ends with the result {} (verify names the records)",
+                    result);
   }
 
   std::string textOf(const IdentRecord& ident) const {
@@ -354,38 +342,29 @@ void checkPaths(const DumpOptions& options) {
 }
 
 void reportReadableByOthers(const DumpOptions& options, Console& console) {
-  for (const std::string& path : {options.site.ident, options.site.access})
-    if (isReadableByOthers(path))
-      console.report("{0} contains PINs and can be read by other users (chmod o-r {0})", path);
+  reportIfReadableByOthers(options.site.ident, console);
+  reportIfReadableByOthers(options.site.access, console);
   const bool isConsole = options.output.empty() && &console.output() == &std::cout;
   if (isConsole && isReadableByOthers("/dev/stdout"))
     console.report("the dump contains PINs and its file can be read by other users");
 }
 
-void dumpTo(const Write& write, const DumpOptions& options, Warnings& warnings) {
-  const Site site(options.site, Site::Formats::kRequired);
-  for (const std::string& problem : site.problems()) warnings.add("problems", "{}", problem);
-  std::make_unique<Dump>(options, site, write, warnings)->run();
-}
-
-// A file that may lose its name in a power cut is complete nevertheless.
-void dumpToFile(const DumpOptions& options, Warnings& warnings) {
-  NewFile file(options.output, options.force);
-  dumpTo([&file](std::string_view text) { file.write(text); }, options, warnings);
-  throwIfInterrupted();
-  if (!file.finish())
-    warnings.add("folders", "{} is written, but a power cut may undo that: {}", options.output,
-                 std::strerror(errno));
-}
-
 ExitStatus dump(const DumpOptions& options, Console& console) {
   if (!options.output.empty()) deferTerminationSignals();
   checkPaths(options);
+  std::optional<NewFile> file;
+  if (!options.output.empty()) file.emplace(options.output, options.force);
+  const Write write = [&file, &console](std::string_view text) {
+    file ? file->write(text) : console.print("{}", text);
+  };
   Warnings warnings;
-  if (options.output.empty())
-    dumpTo([&console](std::string_view text) { console.output() << text; }, options, warnings);
-  else
-    dumpToFile(options, warnings);
+  const Site site(options.site, Site::Formats::kRequired);
+  for (const std::string& problem : site.problems()) warnings.add("problems", "{}", problem);
+  std::make_unique<Dump>(options, site, write, warnings)->run();
+  throwIfInterrupted();
+  if (file && !file->finish())  // It is complete nevertheless.
+    warnings.add("folders", "{} is written, but a power cut may undo that: {}", options.output,
+                 std::strerror(errno));
   warnings.report(console);
   if (options.withPins) reportReadableByOthers(options, console);
   return warnings.any() ? ExitStatus::kFound : ExitStatus::kAllWell;
