@@ -63,11 +63,11 @@ std::string suggestion(const std::string& word, const std::vector<std::string>& 
 }
 
 // The program of bash that completes a command line. It is given: options before the verb, verbs,
-// cases for options whose value is not a file, and cases with the options of each verb.
+// and a case with the options of each verb.
 constexpr char kCompletion[] =
     R"(# Completion of badgemint-admin in bash; made by badgemint-admin itself.
 _badgemint_admin() {{
-  local word=${{COMP_WORDS[COMP_CWORD]}} previous=${{COMP_WORDS[COMP_CWORD - 1]}} verb='' words='' i
+  local word=${{COMP_WORDS[COMP_CWORD]}} verb='' words='' i
   for ((i = 1; i < COMP_CWORD; ++i)); do
     case ${{COMP_WORDS[i]}} in
     -C) ((++i)) ;;
@@ -75,14 +75,12 @@ _badgemint_admin() {{
     *) verb=${{COMP_WORDS[i]}}; break ;;
     esac
   done
+  [[ ${{COMP_WORDS[COMP_CWORD - 1]}} != -C ]] || verb=-C
   COMPREPLY=()
-  case $verb:$previous in
-    :-C) compopt -o filenames; mapfile -t COMPREPLY < <(compgen -d -- "$word"); return ;;
-{2}  esac
   case $verb:$word in
     :-*) words='{0}' ;;
     :*|help:*) words='{1}' ;;
-{3}    *) compopt -o filenames; mapfile -t COMPREPLY < <(compgen -f -- "$word"); return ;;
+{2}    *) compopt -o filenames; mapfile -t COMPREPLY < <(compgen -f -- "$word"); return ;;
   esac
   mapfile -t COMPREPLY < <(compgen -W "$words" -- "$word")
 }}
@@ -228,21 +226,13 @@ class CommandLine {
     });
   }
 
-  // The words of verbs and options; file names for all other words and for options with a file;
-  // nothing for numbers and texts.
+  // The words of verbs and options; file names for all other words.
   void printCompletion(Console& console) const {
-    std::string words, values;
-    for (const CLI::App* const verb : _app.get_subcommands({})) {
+    std::string words;
+    for (const CLI::App* const verb : _app.get_subcommands({}))
       words += fmt::format("    {}:-*) words='{}' ;;\n", verb->get_name(),
                            fmt::join(optionsOf(*verb), " "));
-      for (const CLI::Option* const option : verb->get_options())
-        for (const std::string& name : option->get_lnames())
-          if (option->get_items_expected_min() == 1 && option->get_type_name() != Options::kFile &&
-              option->get_type_name() != Options::kFolder)
-            values += fmt::format("    {}:--{}) return ;;\n", verb->get_name(), name);
-    }
-    console.print(kCompletion, fmt::join(optionsOf(_app), " "), fmt::join(verbNames(), " "), values,
-                  words);
+    console.print(kCompletion, fmt::join(optionsOf(_app), " "), fmt::join(verbNames(), " "), words);
   }
 
   CLI::App& helpTopic() {

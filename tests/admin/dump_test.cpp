@@ -31,16 +31,16 @@ TEST(AdminDump, ReportsWhatACardsFileCannotSay) {
       {[](auto& d) { d.idents[0].deleted = 2; }, "is marked as deleted", "\n# deleted: c 1"},
       {[](auto& d) { d.idents[1].cardsetcode = 9; }, "card set 9 or its", "\n# left out: "},
       {[](auto& d) { d.idents[0].uniqid = 8; }, "there is no access record\n", "\n# left out: c"},
-      {[](auto& d) { d.idents[0].cardnumber[2] = 0; }, "; a build makes 022A0025", "c 1 18 *"},
+      {[](auto& d) { d.idents[0].cardnumber[2] = 0; }, "record 0 (holder 1): a build makes another key\n", "c 1 18 *"},
       {[](auto& d) { d.idents[1].uniqid = 1; }, "record 1 (holder 1): its access record is shared", ""},
       {[](auto& d) { d.idents[2].uniqid = 100; }, "result -1001 (verify", ""},
       {[](auto& d) { d.idents[2].cardnumber = d.idents[1].cardnumber; }, "result -1011 (verify", ""},
       {[](auto& d) { std::swap(d.accesses[0], d.accesses[1]); }, "stands before others", ""},
       {[](auto& d) { d.accesses.push_back({}); }, "record 12 (holder 0) has no credential", ""},
       {[](auto& d) { d.accesses[0].pincode[0] = 0x4A; }, "a build ends at its line with", "c 1 "},
-      {[](auto& d) { for (auto& access : d.accesses) access.bitflds = 1; }, "2 more: flag 0 (", ""},
-      {[](auto& d) { d.accesses[0].cardissuelevel = 3; }, "issue level 3; a build makes 0\n", ""},
-      {[](auto& d) { d.accesses[0].starttime = ~0U; }, "start 2106/02/07 06:28:15; a", ""},
+      {[](auto& d) { for (auto& access : d.accesses) access.bitflds = 1; }, "another flag 0 (", ""},
+      {[](auto& d) { d.accesses[0].cardissuelevel = 3; }, "another issue level\n", ""},
+      {[](auto& d) { d.accesses[0].starttime = ~0U; }, "another start\n", ""},
   };
   // clang-format on
   for (const auto& [change, errors, output] : kCases) {

@@ -34,27 +34,25 @@ struct DumpOptions {
   bool withPins = false;
 };
 
-// What databases hold and a cards file cannot say: the first ones of each kind, in the order in
-// which they are found, and how many more. Kinds must be literals.
+// What databases hold and a cards file cannot say: the first ones in the order in which they are
+// found, and how many there are.
 class Warnings {
  public:
   template <typename... Args>
-  void add(std::string_view kind, fmt::format_string<Args...> format, Args&&... args) {
-    if (_counts[kind]++ < kMostOfOneKind)
-      _texts.push_back(fmt::format(format, std::forward<Args>(args)...));
+  void add(fmt::format_string<Args...> format, Args&&... args) {
+    if (_count++ < kMost) _texts.push_back(fmt::format(format, std::forward<Args>(args)...));
   }
-  bool any() const { return !_texts.empty(); }
+  bool any() const { return _count > 0; }
   void report(Console& console) const {
     for (const std::string& text : _texts) console.reportText(text);
-    for (const auto& [kind, count] : _counts)
-      if (count > kMostOfOneKind) console.report("and {} more: {}", count - kMostOfOneKind, kind);
+    if (_count > kMost) console.report("and {} more differences", _count - kMost);
   }
 
  private:
-  static constexpr size_t kMostOfOneKind = 10;
+  static constexpr size_t kMost = 50;
 
   std::vector<std::string> _texts;
-  std::map<std::string_view, size_t> _counts;
+  size_t _count = 0;
 };
 
 // A line of a cards file, field by field, and where its PIN stands.
@@ -230,14 +228,13 @@ class Dump {
     writeLine(_line, credential);
     if (!_options.withPins) _line.hidePin();
     addLine(fmt::format("# deleted: {}", _line.text()));
-    _warnings.add("records marked as deleted", "{} is marked as deleted: its line is a comment",
-                  textOf(credential.ident));
+    _warnings.add("{} is marked as deleted: its line is a comment", textOf(credential.ident));
   }
 
   void leaveOut(const IdentRecord& ident, const std::string& why) {
     addLine(fmt::format("# left out: {} of holder {}: {}\n",
                         credentialText(ident, _site, _options.withPins), ident.uniqid, why));
-    _warnings.add("records that are left out", "{} is left out: {}", textOf(ident), why);
+    _warnings.add("{} is left out: {}", textOf(ident), why);
   }
 
   void keep(const ExpectedRecord& made) {
@@ -249,51 +246,35 @@ class Dump {
   void compareWithBuild(const Credential& credential) {
     const IdentRecord& ident = credential.ident;
     const int32_t result = _expected.readLine({_line.text().data(), _lines + 1});
-    if (result == kSuccess) addToIndex(*_line.text().data());
     if (result < 0)
-      return _warnings.add("records at whose line a build ends",
-                           "{}: a build ends at its line with the result {}", textOf(ident),
+      return _warnings.add("{}: a build ends at its line with the result {}", textOf(ident),
                            result);
-    if (_made.ident.cardnumber != ident.cardnumber)
-      _warnings.add("keys that a build does not make", "{}: key {}; a build makes {}",
-                    textOf(ident), keyText(ident, _options.withPins),
-                    keyText(_made.ident, _options.withPins));
-    if (credential.access != nullptr && _made.access != *credential.access)
-      warnOfFields(*credential.access);
-  }
-
-  void addToIndex(char type) {
-    if (_index.add(_made.ident.cardnumber, _made.ident.uniqid, type, _lines + 1, 0, 0) < 0)
+    if (_index.add(_made.ident.cardnumber, ident.uniqid, _line.text()[0], _lines + 1, 0, 0) < 0)
       throw std::bad_alloc();
-  }
-
-  void warnOfFields(const AccessRecord& access) {
-    for (const AccessField& field : accessFields())
-      if (field.valueOf(access) != field.valueOf(_made.access))
-        _warnings.add(field.name, "{}: {} {}; a build makes {}", textOf(access), field.name,
-                      valueText(field, access, _options.withPins),
-                      valueText(field, _made.access, _options.withPins));
+    if (const char* const field = differingField(_made.ident, ident))
+      _warnings.add("{}: a build makes another {}", textOf(ident), field);
+    if (credential.access == nullptr) return;
+    if (const char* const field = differingField(_made.access, *credential.access))
+      _warnings.add("{}: a build makes another {}", textOf(*credential.access), field);
   }
 
   void warnOfOrder(const IdentRecord& ident, const AccessWalk::Step& step) {
     if (step.isShared || step.isEarlier)
-      _warnings.add("access records in another order",
-                    "{}: its access record is shared or stands before others: a build writes one "
-                    "for each credential, in the order of the ident database",
-                    textOf(ident));
+      _warnings.add(
+          "{}: its access record is shared or stands before others: a build writes one for each "
+          "credential, in the order of the ident database",
+          textOf(ident));
   }
 
   void warnOfRest(const std::string& database, size_t rest) {
     if (rest != 0)
-      _warnings.add("rest", "{} ends within a record: its last {} bytes are left out", database,
-                    rest);
+      _warnings.add("{} ends within a record: its last {} bytes are left out", database, rest);
   }
 
   void warnOfUnusedAccesses() {
     for (size_t i = 0; i < _databases.accesses.size(); ++i)
       if (!_accessWalk.isUsed(i))
-        _warnings.add("access records without a credential", "{} has no credential: it is left out",
-                      textOf(_databases.accesses[i]));
+        _warnings.add("{} has no credential: it is left out", textOf(_databases.accesses[i]));
   }
 
   // What only the whole file can tell.
@@ -302,8 +283,7 @@ class Dump {
     if (result == kSuccess) result = _index.checkDuplicateUniqueIds();
     if (result == kOutOfMemory) throw std::bad_alloc();
     if (result < 0)
-      _warnings.add("results",
-                    "a build of the dump ends with the result {} (verify names the records)",
+      _warnings.add("a build of the dump ends with the result {} (verify names the records)",
                     result);
   }
 
@@ -359,11 +339,11 @@ ExitStatus dump(const DumpOptions& options, Console& console) {
   };
   Warnings warnings;
   const Site site(options.site, Site::Formats::kRequired);
-  for (const std::string& problem : site.problems()) warnings.add("problems", "{}", problem);
+  for (const std::string& problem : site.problems()) warnings.add("{}", problem);
   std::make_unique<Dump>(options, site, write, warnings)->run();
   throwIfInterrupted();
   if (file && !file->finish())  // It is complete nevertheless.
-    warnings.add("folders", "{} is written, but a power cut may undo that: {}", options.output,
+    warnings.add("{} is written, but a power cut may undo that: {}", options.output,
                  std::strerror(errno));
   warnings.report(console);
   if (options.withPins) reportReadableByOthers(options, console);

@@ -8,6 +8,8 @@ namespace badgemint::admin {
 
 namespace {
 
+constexpr char kFile[] = "FILE";  // How help names a value that is a file.
+
 // An unset variable of a script must not be taken for an option that was not given.
 std::string refuseEmpty(const std::string& value) {
   return value.empty() ? "the value is empty" : "";

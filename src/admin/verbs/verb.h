@@ -24,8 +24,6 @@ namespace badgemint::admin {
 // that hold something beforehand show it in help as the default. `type` is how help names a value.
 class Options {
  public:
-  static constexpr char kFile[] = "FILE", kFolder[] = "FOLDER";  // How help names such values.
-
   explicit Options(CLI::App& verb) : _verb(verb) {}
 
   // One line for the list of verbs, and a command as an example for the verb's own help.
