@@ -93,20 +93,21 @@ class CommandLine {
   CommandLine() {
     _app.name("badgemint-admin");
     _app.set_version_flag("--version", "badgemint-admin " BADGEMINT_VERSION);
-    _app.set_help_flag("--help", "Show the verbs and the options that they share");
+    _app.set_help_flag("--help", "Show this help");
     Options(_app).text("-C", "DIR", _folder, "Work as if started in this folder");
     _app.require_subcommand(0, 1);
     _app.allow_extras();
     addHelp();
     addCompletion();
     for (const VerbEntry& entry : kVerbs) {
-      CLI::App* const verb = addSubcommand(entry.name);
+      CLI::App* const verb = _app.add_subcommand(entry.name);
       const Run run = entry.add(Options(*verb));
       verb->callback([this, run] { _run = run; });
     }
   }
 
   ExitStatus run(int argc, const char* const* argv, Console& console) {
+    std::string problem;
     try {
       _app.parse(argc, argv);
     } catch (const CLI::CallForVersion& version) {
@@ -117,16 +118,15 @@ class CommandLine {
       console.print("{}", helpOf(verbs.empty() ? _app : *verbs.front()));
       return ExitStatus::kAllWell;
     } catch (const CLI::ArgumentMismatch& wrong) {
-      refuseUnknown();
       const std::string_view text = wrong.what();
-      throw Failure(ExitStatus::kNotDone,
-                    "{}: too few or too many values (see badgemint-admin help)",
-                    text.substr(0, text.find_first_of(": ")));
+      problem =
+          fmt::format("{}: too few or too many values", text.substr(0, text.find_first_of(": ")));
     } catch (const CLI::ParseError& wrong) {
-      refuseUnknown();
-      throw Failure(ExitStatus::kNotDone, "{} (see badgemint-admin help)", wrong.what());
+      problem = wrong.what();
     }
     refuseUnknown();
+    if (!problem.empty())
+      throw Failure(ExitStatus::kNotDone, "{} (see badgemint-admin help)", problem);
     if (!_run)
       throw Failure(ExitStatus::kNotDone, "no verb given (badgemint-admin help lists them)");
     if (!_folder.empty() && chdir(_folder.c_str()) != 0)
@@ -195,16 +195,8 @@ class CommandLine {
     return app.get_formatter()->make_help(&app, name, CLI::AppFormatMode::Normal);
   }
 
-  CLI::App* addSubcommand(const char* name) {
-    CLI::App* const verb = _app.add_subcommand(name);
-    verb->allow_extras();
-    verb->set_help_flag("--help", "Show the options of this verb");
-    return verb;
-  }
-
   void addHelp() {
-    CLI::App* const verb = addSubcommand(kHelp);
-    verb->description("Show the options of a verb");
+    CLI::App* const verb = _app.add_subcommand(kHelp, "Show the options of a verb");
     verb->add_option("VERB", _helpTopic, "The verb; without it, all of them are listed");
     verb->callback([this] {
       _run = [this](Console& console) {
@@ -215,9 +207,9 @@ class CommandLine {
   }
 
   void addCompletion() {
-    CLI::App* const verb = addSubcommand("completion");
+    CLI::App* const verb =
+        _app.add_subcommand("completion", "Print the completion script for bash");
     verb->group("");  // Not in the list of verbs: packages install what it prints.
-    verb->description("Print the completion script for bash");
     verb->callback([this] {
       _run = [this](Console& console) {
         printCompletion(console);

@@ -100,21 +100,6 @@ class Folder {
   Descriptor _descriptor;
 };
 
-// While one lives, files are created for their owner alone.
-class OwnerOnlyFiles {
- public:
-  OwnerOnlyFiles() : _umask(umask(S_IRWXG | S_IRWXO)) {}
-  ~OwnerOnlyFiles() { umask(_umask); }
-  OwnerOnlyFiles(const OwnerOnlyFiles&) = delete;
-  OwnerOnlyFiles& operator=(const OwnerOnlyFiles&) = delete;
-
-  // The umask before.
-  mode_t userMask() const { return _umask; }
-
- private:
-  mode_t _umask;
-};
-
 // A file that a verb creates for its owner alone: complete, or not at all. It is written under its
 // name with ".new" appended and gets its name when it is complete. What the system refuses is
 // thrown as std::system_error.

@@ -37,7 +37,7 @@ bool isSameSet(const cardset& expected, const cardset& stored) {
 // Reads both databases along with the records that a build makes.
 class ProofWalk {
  public:
-  explicit ProofWalk(const ProvedFiles& files) : _files(files) {
+  explicit ProofWalk(const SitePaths& files) : _files(files) {
     throwErrnoUnless(_idents.open(files.ident.c_str()), files.ident);
     throwErrnoUnless(_accesses.open(files.access.c_str()), files.access);
   }
@@ -82,7 +82,7 @@ class ProofWalk {
                     database, _files.cards);
   }
 
-  const ProvedFiles& _files;
+  const SitePaths& _files;
   RecordReader _idents, _accesses;
   int64_t _identCount = 0, _accessCount = 0;
 };
@@ -137,7 +137,7 @@ std::string differenceOfCardSets(const cardsets& expected, const cardsets& store
   return stored.count() == expected.count() ? "" : "there are more card sets";
 }
 
-int64_t prove(const ProvedFiles& files) {
+int64_t prove(const SitePaths& files) {
   ProofWalk walk(files);
   ExpectedRecords records(files.formats,
                           [&walk](const ExpectedRecord& record) { walk.compareNext(record); });

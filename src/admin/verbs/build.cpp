@@ -197,11 +197,11 @@ class Build {
         _inputs(options.site) {}
 
   ExitStatus run() {
-    const OwnerOnlyFiles ownerOnly;
-    const mode_t cardSetsMode = 0666 & ~ownerOnly.userMask();
+    const mode_t userMask = umask(0);
+    umask(userMask);
     const std::string folder = folderOf(outputsOf(_options.site));
     if (const auto note = noteOfCutShort(folder); _options.dryRun && !note.empty())
-      throw Failure(ExitStatus::kRefused, note);
+      throw Failure(ExitStatus::kRefused, "{}", note);
     PartNames targets = outputsOf(_options.site);
     for (std::string& target : targets) target = splitPath(target).name;
     Replacement replacement(folder, targets, _options.keep);
@@ -218,7 +218,7 @@ class Build {
     throwIfInterrupted();
     if (!_options.dryRun && !isUnchanged) {
       const BlockedSignals blocked;
-      replacement.replace({kDatabaseMode, kDatabaseMode, cardSetsMode});
+      replacement.replace({kDatabaseMode, kDatabaseMode, 0666 & ~userMask});
       _isReplaced = true;
       _console.keepStatus();
     }
@@ -356,7 +356,7 @@ class Build {
   bool& _isReplaced;
   RemovalLimit _limit;
   BuildInputs _inputs;
-  ProvedFiles _staged;
+  SitePaths _staged;
   Databases _old, _fresh;
   std::vector<std::string> _problems;  // Reported at the end, with status kFound.
   bool _hasWarnings = false;

@@ -315,7 +315,6 @@ class Dump {
 void checkPaths(const DumpOptions& options) {
   const SitePaths& site = options.site;
   std::vector<std::string> inputs = {site.formats, site.ident, site.access, site.cardSets};
-  for (const std::string& path : inputs) requireRegularFile(path);
   if (options.output.empty()) return;
   std::ranges::copy(formatFiles(site.formats), std::back_inserter(inputs));
   requireDistinctFiles(inputs, {options.output});
