@@ -175,10 +175,8 @@ class CommandLine {
 
   static std::vector<std::string> optionsOf(const CLI::App& app) {
     std::vector<std::string> names;
-    for (const CLI::Option* const option : app.get_options()) {
-      for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
-      for (const std::string& name : option->get_snames()) names.push_back('-' + name);
-    }
+    for (const CLI::Option* const option : app.get_options())
+      if (!option->get_positional()) names.push_back(option->get_name());
     return names;
   }
 

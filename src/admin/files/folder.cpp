@@ -25,10 +25,8 @@ void throwErrno(const std::string& path) {
 }
 
 PathParts splitPath(const std::string& path) {
-  const size_t slash = path.rfind('/');
-  PathParts parts{".", path};
-  if (slash != std::string::npos)
-    parts = {slash == 0 ? "/" : path.substr(0, slash), path.substr(slash + 1)};
+  const std::filesystem::path whole = path;
+  PathParts parts{whole.has_parent_path() ? whole.parent_path() : ".", whole.filename()};
   if (parts.name.empty() || parts.name == "." || parts.name == ".." ||
       parts.name.find('\n') != std::string::npos)
     throw Failure(ExitStatus::kNotDone, "\"{}\" is not the name of a file", path);

@@ -19,7 +19,6 @@
 #include "admin/signals.h"
 #include "admin/verbs/verb.h"
 #include "inputcards/cardindex.h"
-#include "inputcards/cardrecord.h"
 #include "support/datetime.h"
 #include "support/packeddecimal.h"
 
@@ -154,24 +153,22 @@ std::string fieldsLine(const cardset& set, const CardFormat* format) {
   return text + '\n';
 }
 
-using Write = std::function<void(std::string_view)>;
-
-// Writes the lines of the cards file in the order of the ident database.
+// Makes the lines of the cards file in the order of the ident database.
 class Dump {
  public:
   // All outlive it.
-  Dump(const DumpOptions& options, const Site& site, Write write, Warnings& warnings)
+  Dump(const DumpOptions& options, const Site& site, Warnings& warnings)
       : _options(options),
         _site(site),
         _databases(site.databases()),
-        _write(std::move(write)),
         _warnings(warnings),
         _accessWalk(_databases.accesses),
-        _expected(options.site.formats, [this](const ExpectedRecord& made) { keep(made); }) {
+        _expected(options.site.formats, [this](const ExpectedRecord& made) { compare(made); }) {
     if (!_index.isInitialised()) throw std::bad_alloc();
   }
 
-  void run() {
+  // Returns the text of the cards file.
+  std::string run() {
     constexpr std::string_view kNoPins =
         "# PINs are left out: no databases can be built from this file (dump --with-pins has "
         "them)\n";
@@ -180,20 +177,15 @@ class Dump {
     if (!_options.withPins) addLine(kNoPins);
     for (const IdentRecord& ident : _databases.idents) addCredential(ident);
     for (uint32_t csid = kFirstCardSetId; csid <= kLastCardSetId; ++csid) define(csid);
-    _write(_text);
     warnOfUnusedAccesses();
     warnOfDuplicates();
+    return std::move(_text);
   }
 
  private:
-  static constexpr size_t kBlockSize = size_t{64} * 1024;
-
   void addLine(std::string_view line) {
     _text += line;
     ++_lines;
-    if (_text.size() < kBlockSize) return;
-    _write(_text);
-    _text.clear();
   }
 
   // The 'f' line of a card set, once, where there is such a set.
@@ -220,7 +212,11 @@ class Dump {
     compareWithBuild(credential);
     if (!_options.withPins) _line.hidePin();
     addLine(_line.text());
-    warnOfOrder(ident, step);
+    if (step.isShared || step.isEarlier)
+      _warnings.add(
+          "{}: its access record is shared or stands before others: a build writes one for each "
+          "credential, in the order of the ident database",
+          textOf(ident));
   }
 
   // A build of a line would make the credential valid again.
@@ -237,33 +233,24 @@ class Dump {
     _warnings.add("{} is left out: {}", textOf(ident), why);
   }
 
-  void keep(const ExpectedRecord& made) {
-    _made.ident = made.ident;
-    if (made.access != nullptr) _made.access = *made.access;
-  }
-
-  // The line is not written yet.
+  // The line is not in the text yet.
   void compareWithBuild(const Credential& credential) {
-    const IdentRecord& ident = credential.ident;
+    _credential = &credential;
     const int32_t result = _expected.readLine({_line.text().data(), _lines + 1});
     if (result < 0)
-      return _warnings.add("{}: a build ends at its line with the result {}", textOf(ident),
-                           result);
-    if (_index.add(_made.ident.cardnumber, ident.uniqid, _line.text()[0], _lines + 1, 0, 0) < 0)
-      throw std::bad_alloc();
-    if (const char* const field = differingField(_made.ident, ident))
-      _warnings.add("{}: a build makes another {}", textOf(ident), field);
-    if (credential.access == nullptr) return;
-    if (const char* const field = differingField(_made.access, *credential.access))
-      _warnings.add("{}: a build makes another {}", textOf(*credential.access), field);
+      _warnings.add("{}: a build ends at its line with the result {}", textOf(credential.ident),
+                    result);
   }
 
-  void warnOfOrder(const IdentRecord& ident, const AccessWalk::Step& step) {
-    if (step.isShared || step.isEarlier)
-      _warnings.add(
-          "{}: its access record is shared or stands before others: a build writes one for each "
-          "credential, in the order of the ident database",
-          textOf(ident));
+  void compare(const ExpectedRecord& made) {
+    const auto& [ident, access, cardNumber] = *_credential;
+    if (const char* const field = differingField(made.ident, ident))
+      _warnings.add("{}: a build makes another {}", textOf(ident), field);
+    if (_index.add(made.ident.cardnumber, ident.uniqid, _line.text()[0], made.line, 0, 0) < 0)
+      throw std::bad_alloc();
+    if (access == nullptr) return;
+    if (const char* const field = differingField(*made.access, *access))
+      _warnings.add("{}: a build makes another {}", textOf(*access), field);
   }
 
   void warnOfRest(const std::string& database, size_t rest) {
@@ -300,23 +287,21 @@ class Dump {
   const DumpOptions& _options;
   const Site& _site;
   const Databases& _databases;
-  const Write _write;
   Warnings& _warnings;
   AccessWalk _accessWalk;
   ExpectedRecords _expected;
-  CardRecord _made;  // By a build of the line at hand.
+  const Credential* _credential = nullptr;  // Of the line that is compared.
   CardIndex _index;
   std::array<bool, kLastCardSetId + 1> _isDefined{};
-  std::string _text;  // Not written yet.
+  std::string _text;
   CardsLine _line;
   int32_t _lines = 0;
 };
 
-void checkPaths(const DumpOptions& options) {
+void checkOutput(const DumpOptions& options) {
   const SitePaths& site = options.site;
-  std::vector<std::string> inputs = {site.formats, site.ident, site.access, site.cardSets};
-  if (options.output.empty()) return;
-  std::ranges::copy(formatFiles(site.formats), std::back_inserter(inputs));
+  std::vector<std::string> inputs = formatFiles(site.formats);
+  inputs.insert(inputs.end(), {site.formats, site.ident, site.access, site.cardSets});
   requireDistinctFiles(inputs, {options.output});
 }
 
@@ -329,17 +314,18 @@ void reportReadableByOthers(const DumpOptions& options, Console& console) {
 }
 
 ExitStatus dump(const DumpOptions& options, Console& console) {
-  if (!options.output.empty()) deferTerminationSignals();
-  checkPaths(options);
   std::optional<NewFile> file;
-  if (!options.output.empty()) file.emplace(options.output, options.force);
-  const Write write = [&file, &console](std::string_view text) {
-    file ? file->write(text) : console.print("{}", text);
-  };
+  if (!options.output.empty()) {
+    deferTerminationSignals();
+    checkOutput(options);
+    file.emplace(options.output, options.force);
+  }
   Warnings warnings;
   const Site site(options.site, Site::Formats::kRequired);
   for (const std::string& problem : site.problems()) warnings.add("{}", problem);
-  std::make_unique<Dump>(options, site, write, warnings)->run();
+  const std::string text = std::make_unique<Dump>(options, site, warnings)->run();
+  if (!file) console.output() << text;
+  if (file) file->write(text);
   throwIfInterrupted();
   if (file && !file->finish())  // It is complete nevertheless.
     warnings.add("{} is written, but a power cut may undo that: {}", options.output,
