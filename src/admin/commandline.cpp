@@ -63,11 +63,11 @@ std::string suggestion(const std::string& word, const std::vector<std::string>& 
 }
 
 // The program of bash that completes a command line. It is given: options before the verb, verbs,
-// cases for options whose value is not a file, and cases with the options of each verb.
+// and a case with the options of each verb.
 constexpr char kCompletion[] =
     R"(# Completion of badgemint-admin in bash; made by badgemint-admin itself.
 _badgemint_admin() {{
-  local word=${{COMP_WORDS[COMP_CWORD]}} previous=${{COMP_WORDS[COMP_CWORD - 1]}} verb='' words='' i
+  local word=${{COMP_WORDS[COMP_CWORD]}} verb='' words='' i
   for ((i = 1; i < COMP_CWORD; ++i)); do
     case ${{COMP_WORDS[i]}} in
     -C) ((++i)) ;;
@@ -75,14 +75,12 @@ _badgemint_admin() {{
     *) verb=${{COMP_WORDS[i]}}; break ;;
     esac
   done
+  [[ ${{COMP_WORDS[COMP_CWORD - 1]}} != -C ]] || verb=-C
   COMPREPLY=()
-  case $verb:$previous in
-    :-C) compopt -o filenames; mapfile -t COMPREPLY < <(compgen -d -- "$word"); return ;;
-{2}  esac
   case $verb:$word in
     :-*) words='{0}' ;;
     :*|help:*) words='{1}' ;;
-{3}    *) compopt -o filenames; mapfile -t COMPREPLY < <(compgen -f -- "$word"); return ;;
+{2}    *) compopt -o filenames; mapfile -t COMPREPLY < <(compgen -f -- "$word"); return ;;
   esac
   mapfile -t COMPREPLY < <(compgen -W "$words" -- "$word")
 }}
@@ -95,20 +93,21 @@ class CommandLine {
   CommandLine() {
     _app.name("badgemint-admin");
     _app.set_version_flag("--version", "badgemint-admin " BADGEMINT_VERSION);
-    _app.set_help_flag("--help", "Show the verbs and the options that they share");
+    _app.set_help_flag("--help", "Show this help");
     Options(_app).text("-C", "DIR", _folder, "Work as if started in this folder");
     _app.require_subcommand(0, 1);
     _app.allow_extras();
     addHelp();
     addCompletion();
     for (const VerbEntry& entry : kVerbs) {
-      CLI::App* const verb = addSubcommand(entry.name);
+      CLI::App* const verb = _app.add_subcommand(entry.name);
       const Run run = entry.add(Options(*verb));
       verb->callback([this, run] { _run = run; });
     }
   }
 
   ExitStatus run(int argc, const char* const* argv, Console& console) {
+    std::string problem;
     try {
       _app.parse(argc, argv);
     } catch (const CLI::CallForVersion& version) {
@@ -119,16 +118,15 @@ class CommandLine {
       console.print("{}", helpOf(verbs.empty() ? _app : *verbs.front()));
       return ExitStatus::kAllWell;
     } catch (const CLI::ArgumentMismatch& wrong) {
-      refuseUnknown();
       const std::string_view text = wrong.what();
-      throw Failure(ExitStatus::kNotDone,
-                    "{}: too few or too many values (see badgemint-admin help)",
-                    text.substr(0, text.find_first_of(": ")));
+      problem =
+          fmt::format("{}: too few or too many values", text.substr(0, text.find_first_of(": ")));
     } catch (const CLI::ParseError& wrong) {
-      refuseUnknown();
-      throw Failure(ExitStatus::kNotDone, "{} (see badgemint-admin help)", wrong.what());
+      problem = wrong.what();
     }
     refuseUnknown();
+    if (!problem.empty())
+      throw Failure(ExitStatus::kNotDone, "{} (see badgemint-admin help)", problem);
     if (!_run)
       throw Failure(ExitStatus::kNotDone, "no verb given (badgemint-admin help lists them)");
     if (!_folder.empty() && chdir(_folder.c_str()) != 0)
@@ -177,10 +175,8 @@ class CommandLine {
 
   static std::vector<std::string> optionsOf(const CLI::App& app) {
     std::vector<std::string> names;
-    for (const CLI::Option* const option : app.get_options()) {
-      for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
-      for (const std::string& name : option->get_snames()) names.push_back('-' + name);
-    }
+    for (const CLI::Option* const option : app.get_options())
+      if (!option->get_positional()) names.push_back(option->get_name());
     return names;
   }
 
@@ -197,16 +193,8 @@ class CommandLine {
     return app.get_formatter()->make_help(&app, name, CLI::AppFormatMode::Normal);
   }
 
-  CLI::App* addSubcommand(const char* name) {
-    CLI::App* const verb = _app.add_subcommand(name);
-    verb->allow_extras();
-    verb->set_help_flag("--help", "Show the options of this verb");
-    return verb;
-  }
-
   void addHelp() {
-    CLI::App* const verb = addSubcommand(kHelp);
-    verb->description("Show the options of a verb");
+    CLI::App* const verb = _app.add_subcommand(kHelp, "Show the options of a verb");
     verb->add_option("VERB", _helpTopic, "The verb; without it, all of them are listed");
     verb->callback([this] {
       _run = [this](Console& console) {
@@ -217,9 +205,9 @@ class CommandLine {
   }
 
   void addCompletion() {
-    CLI::App* const verb = addSubcommand("completion");
+    CLI::App* const verb =
+        _app.add_subcommand("completion", "Print the completion script for bash");
     verb->group("");  // Not in the list of verbs: packages install what it prints.
-    verb->description("Print the completion script for bash");
     verb->callback([this] {
       _run = [this](Console& console) {
         printCompletion(console);
@@ -228,21 +216,13 @@ class CommandLine {
     });
   }
 
-  // The words of verbs and options; file names for all other words and for options with a file;
-  // nothing for numbers and texts.
+  // The words of verbs and options; file names for all other words.
   void printCompletion(Console& console) const {
-    std::string words, values;
-    for (const CLI::App* const verb : _app.get_subcommands({})) {
+    std::string words;
+    for (const CLI::App* const verb : _app.get_subcommands({}))
       words += fmt::format("    {}:-*) words='{}' ;;\n", verb->get_name(),
                            fmt::join(optionsOf(*verb), " "));
-      for (const CLI::Option* const option : verb->get_options())
-        for (const std::string& name : option->get_lnames())
-          if (option->get_items_expected_min() == 1 && option->get_type_name() != Options::kFile &&
-              option->get_type_name() != Options::kFolder)
-            values += fmt::format("    {}:--{}) return ;;\n", verb->get_name(), name);
-    }
-    console.print(kCompletion, fmt::join(optionsOf(_app), " "), fmt::join(verbNames(), " "), values,
-                  words);
+    console.print(kCompletion, fmt::join(optionsOf(_app), " "), fmt::join(verbNames(), " "), words);
   }
 
   CLI::App& helpTopic() {

@@ -62,6 +62,7 @@ inline AdminRun runAdminProcess(const std::string& line, const Fault& fault) {
   result.output = streams.read("output");
   result.errors = streams.read("errors");
   if (WIFSIGNALED(status)) result.signal = WTERMSIG(status);
+  result.struck = WIFSIGNALED(status);
   if (WIFEXITED(status)) result.status = WEXITSTATUS(status);
   return result;
 }

@@ -58,23 +58,17 @@ int recorded(int result, Describe describe) {
 
 int recordedEntry(int result, int folder, const char* name) {
   return recorded(result, [&] {
-    return DiskChange{.kind = DiskChange::Kind::kEntry,
-                      .folder = inodeOf(folder),
-                      .name = name,
-                      .file = inodeOf(folder, name)};
+    return DiskChange{{{inodeOf(folder), name, inodeOf(folder, name)}}};
   });
 }
 
 // A file that open(2) may have made.
 int recordedFile(int file, int folder, const char* name, int flags) {
-  if ((flags & O_CREAT) == 0 || recorder == nullptr) return file;
-  const std::filesystem::path path = name;
-  const std::string parent = path.has_parent_path() ? path.parent_path().string() : ".";
+  if ((flags & O_CREAT) == 0) return file;
   return recorded(file, [&] {
-    return DiskChange{.kind = DiskChange::Kind::kEntry,
-                      .folder = inodeOf(folder, parent.c_str()),
-                      .name = path.filename().string(),
-                      .file = inodeOf(file)};
+    const std::filesystem::path path = name;
+    const std::string parent = path.has_parent_path() ? path.parent_path().string() : ".";
+    return DiskChange{{{inodeOf(folder, parent.c_str()), path.filename(), inodeOf(file)}}};
   });
 }
 
@@ -191,10 +185,7 @@ int __wrap_close(int file) {
 // Nothing is written through to the disk: tests only model that power is lost.
 int __wrap_fsync(int file) {
   if (strikes("fsync")) return -1;
-  return recorded(0, [&] {
-    return DiskChange{
-        .kind = DiskChange::Kind::kSync, .file = inodeOf(file), .content = contentOf(file)};
-  });
+  return recorded(0, [&] { return DiskChange{{}, inodeOf(file), contentOf(file)}; });
 }
 
 // The calls that change folders. A mode that the caller did not give is not looked at.
@@ -228,20 +219,14 @@ int __wrap_renameat(int folder, const char* name, int newFolder, const char* new
   const int result = __real_renameat(folder, name, newFolder, newName);
   if (isSame) return result;  // A file that is moved over itself keeps both names.
   return recorded(result, [&] {
-    return DiskChange{.kind = DiskChange::Kind::kMove,
-                      .folder = inodeOf(folder),
-                      .name = name,
-                      .newFolder = inodeOf(newFolder),
-                      .newName = newName,
-                      .file = inodeOf(newFolder, newName)};
+    return DiskChange{
+        {{inodeOf(folder), name, 0}, {inodeOf(newFolder), newName, inodeOf(newFolder, newName)}}};
   });
 }
 int __wrap_unlinkat(int folder, const char* name, int flags) {
   if (strikes("unlinkat")) return -1;
   const int result = __real_unlinkat(folder, name, flags);
-  return recorded(result, [&] {
-    return DiskChange{.kind = DiskChange::Kind::kRemove, .folder = inodeOf(folder), .name = name};
-  });
+  return recorded(result, [&] { return DiskChange{{{inodeOf(folder), name, 0}}}; });
 }
 long __wrap_sysconf(int name) {
   const bool isReplaced = name == _SC_PHYS_PAGES && machinePages != 0;

@@ -44,15 +44,16 @@ class ArmedFault {
 };
 
 // A call that has changed a folder, or has written a file or a folder through to the disk. Files
-// and folders are told by their inodes.
+// and folders are known by their inodes.
 struct DiskChange {
-  enum class Kind { kEntry, kRemove, kMove, kSync } kind;
-  uint64_t folder = 0;
-  std::string name = {};
-  uint64_t newFolder = 0;  // Of kMove.
-  std::string newName = {};
-  uint64_t file = 0;         // What has got the name; what was synced.
-  std::string content = {};  // Of a file that was synced.
+  struct Entry {
+    uint64_t folder;
+    std::string name;
+    uint64_t file;  // 0 when the entry is gone.
+  };
+  std::vector<Entry> entries;  // What the call has changed, all at once.
+  uint64_t synced = 0;         // What is on the disk now,
+  std::string content = {};    // and what it contains, if it is a file.
 };
 
 // Records the changes while it lives; one at a time.

@@ -1,12 +1,11 @@
 #include "admin/files/folder.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <memory>
+#include <filesystem>
 #include <system_error>
 
 #include "admin/console.h"
@@ -26,10 +25,8 @@ void throwErrno(const std::string& path) {
 }
 
 PathParts splitPath(const std::string& path) {
-  const size_t slash = path.rfind('/');
-  PathParts parts{".", path};
-  if (slash != std::string::npos)
-    parts = {slash == 0 ? "/" : path.substr(0, slash), path.substr(slash + 1)};
+  const std::filesystem::path whole = path;
+  PathParts parts{whole.has_parent_path() ? whole.parent_path() : ".", whole.filename()};
   if (parts.name.empty() || parts.name == "." || parts.name == ".." ||
       parts.name.find('\n') != std::string::npos)
     throw Failure(ExitStatus::kNotDone, "\"{}\" is not the name of a file", path);
@@ -86,15 +83,9 @@ std::string Folder::readFile(const std::string& name) const {
 }
 
 std::vector<std::string> Folder::entries() const {
-  Descriptor copy = openFile(".", kFolderFlags);
-  const std::unique_ptr<DIR, int (*)(DIR*)> stream(fdopendir(copy.number()), closedir);
-  if (!stream) throwErrno(_path);
-  static_cast<void>(copy.release());
   std::vector<std::string> names;
-  while (const dirent* const entry = readdir(stream.get())) {
-    const std::string name = entry->d_name;
-    if (name != "." && name != "..") names.push_back(name);
-  }
+  for (const auto& entry : std::filesystem::directory_iterator(_path))
+    names.push_back(entry.path().filename().string());
   return names;
 }
 
@@ -191,16 +182,10 @@ void NewFile::write(std::string_view text) {
 bool NewFile::finish() {
   throwErrnoUnless(fsync(_file.number()) == 0, _folder.pathOf(_name));
   checkTarget();
-  if (_mayReplace) {
+  if (_mayReplace)
     _folder.moveTo(_unfinishedName, _folder, _name);
-  } else {
-    try {
-      _folder.linkTo(_unfinishedName, _folder, _name);
-    } catch (const std::system_error&) {
-      checkTarget();  // There is such a file since a moment ago.
-      throw;
-    }
-  }
+  else  // Fails where there is such a file since a moment ago.
+    _folder.linkTo(_unfinishedName, _folder, _name);
   _isFinished = _mayReplace || _folder.tryRemove(_unfinishedName);
   return _folder.trySync() && _isFinished;
 }

@@ -100,21 +100,6 @@ class Folder {
   Descriptor _descriptor;
 };
 
-// While one lives, files are created for their owner alone.
-class OwnerOnlyFiles {
- public:
-  OwnerOnlyFiles() : _umask(umask(S_IRWXG | S_IRWXO)) {}
-  ~OwnerOnlyFiles() { umask(_umask); }
-  OwnerOnlyFiles(const OwnerOnlyFiles&) = delete;
-  OwnerOnlyFiles& operator=(const OwnerOnlyFiles&) = delete;
-
-  // The umask before.
-  mode_t userMask() const { return _umask; }
-
- private:
-  mode_t _umask;
-};
-
 // A file that a verb creates for its owner alone: complete, or not at all. It is written under its
 // name with ".new" appended and gets its name when it is complete. What the system refuses is
 // thrown as std::system_error.
@@ -128,8 +113,8 @@ class NewFile {
   NewFile& operator=(const NewFile&) = delete;
 
   void write(std::string_view text);
-  // Writes through to the disk and gives the file its name. Throws as the constructor does when
-  // there is a file of this name meanwhile that must not be replaced. False, with errno set, when
+  // Writes through to the disk and gives the file its name. Throws when there is a file of this
+  // name meanwhile that must not be replaced. False, with errno set, when
   // the file is in place but its name may be lost in a power cut.
   [[nodiscard]] bool finish();
 

@@ -15,22 +15,9 @@ namespace badgemint::admin {
 
 namespace {
 
-// What the private folder holds of each target: the file built in a replacement and in a dry run,
-// the file to be replaced, and the one that had the name under which that is kept.
-enum Version : size_t { kNew, kTried, kOld, kFormerKept };
-constexpr std::array kVersions = {kNew, kTried, kOld, kFormerKept};
-
-const std::string& entryOf(Version version, SitePart part) {
-  static const std::array<PartNames, kVersions.size()> kEntries = {
-      {{"new.access", "new.ident", "new.cardsets"},
-       {"tried.access", "tried.ident", "tried.cardsets"},
-       {"old.access", "old.ident", "old.cardsets"},
-       {"kept.access", "kept.ident", "kept.cardsets"}}};
-  return kEntries[version][part];
-}
-
-// The journal of a replacement that is under way, then under another name as the mark that all
-// files are replaced; and a second name of a file that is about to be moved over a target.
+// Beside the versions of the files the private folder holds the journal of a replacement that is
+// under way, which is then renamed as the mark that all files are replaced; and a second name of a
+// file that is about to be moved over a target.
 constexpr char kJournal[] = "journal";
 constexpr char kUnfinishedJournal[] = "journal.new";
 constexpr char kDone[] = "done";
@@ -42,125 +29,6 @@ constexpr char kJournalEnd[] = "end";
 
 // Other users may look for the journal, and for nothing else.
 constexpr mode_t kReplacingMode = 0711;
-
-// The replacement of three files, of this run or of one that was cut short. Once made, it allocates
-// memory only to report a failure, so that it can be undone where memory has run out.
-class Transaction {
- public:
-  Transaction(const Folder& folder, const Folder& privateFolder, PartNames targets, bool keep)
-      : _folder(folder), _private(privateFolder), _targets(std::move(targets)), _keep(keep) {
-    for (const SitePart part : kSiteParts) _keptNames[part] = _targets[part] + kKeptSuffix;
-  }
-
-  const PartNames& targets() const { return _targets; }
-  const PartNames& keptNames() const { return _keptNames; }
-  bool keep() const { return _keep; }
-
-  // The names of the old files are on disk before anything is replaced.
-  void keepOldFiles() const {
-    if (!_keep) return;
-    for (const SitePart part : kSiteParts)
-      if (_private.look(entryOf(kOld, part))) putInPlace(kOld, part, _keptNames[part]);
-    _folder.sync();
-  }
-
-  void replaceTargets() const {
-    for (const SitePart part : kSiteParts) {
-      if (isTarget(kNew, part)) continue;
-      if (!isTarget(kOld, part))
-        throw Failure(ExitStatus::kRefused, "{} was replaced by another program meanwhile",
-                      _folder.pathOf(_targets[part]));
-      putInPlace(kNew, part, _targets[part]);
-    }
-    _folder.sync();
-  }
-
-  void undo() const {
-    for (const SitePart part : kSiteParts) {
-      if (isTarget(kNew, part)) putBack(kOld, part, _targets[part]);
-      if (_keep && isFile(kOld, part, _keptNames[part]) && _private.look(entryOf(kOld, part)))
-        putBack(kFormerKept, part, _keptNames[part]);
-    }
-    _folder.sync();
-  }
-
-  bool isDone() const {
-    return std::ranges::all_of(kSiteParts, [this](SitePart part) { return isTarget(kNew, part); });
-  }
-
-  // A target that is neither the old nor the new file, so that nothing can be decided about it.
-  std::optional<std::string> unknownTarget() const {
-    for (const SitePart part : kSiteParts)
-      if (!_private.look(entryOf(kNew, part)) || (!isTarget(kNew, part) && !isTarget(kOld, part)))
-        return _folder.pathOf(_targets[part]);
-    return std::nullopt;
-  }
-
- private:
-  // Whether the file of this name is that version; also when neither is there.
-  bool isFile(Version version, SitePart part, const std::string& name) const {
-    const auto found = _folder.look(name);
-    const auto file = _private.look(entryOf(version, part));
-    return found && file ? isSameFile(*found, *file) : !found && !file;
-  }
-  bool isTarget(Version version, SitePart part) const {
-    return isFile(version, part, _targets[part]);
-  }
-
-  // A second name of the file is moved, so that it keeps its name in the private folder.
-  void putInPlace(Version version, SitePart part, const std::string& name) const {
-    _private.remove(kLink);
-    _private.linkTo(entryOf(version, part), _private, kLink);
-    _private.moveTo(kLink, _folder, name);
-    _private.remove(kLink);  // Moving a file over itself does nothing.
-  }
-
-  void putBack(Version version, SitePart part, const std::string& name) const {
-    if (_private.look(entryOf(version, part))) {
-      putInPlace(version, part, name);
-    } else {
-      _folder.remove(name);
-    }
-  }
-
-  const Folder& _folder;
-  const Folder& _private;
-  PartNames _targets, _keptNames;
-  bool _keep;
-};
-
-void writeJournal(const Transaction& transaction, const Folder& folder, const Folder& place) {
-  std::string text = kJournalHead;
-  for (const std::string& target : transaction.targets()) text += '\n' + target;
-  text += fmt::format("\n{}\n{}", transaction.keep() ? kJournalKeeps : "", kJournalEnd);
-  {
-    const Descriptor file =
-        place.openFile(kUnfinishedJournal, O_WRONLY | O_CREAT | O_TRUNC, S_IRUSR | S_IWUSR);
-    writeAll(file, text, place.pathOf(kUnfinishedJournal));
-    throwErrnoUnless(fsync(file.number()) == 0, place.pathOf(kUnfinishedJournal));
-  }
-  place.setMode(kReplacingMode);
-  place.sync();   // What the journal is about comes before it.
-  folder.sync();  // And so does the private folder itself.
-  place.moveTo(kUnfinishedJournal, place, kJournal);
-  place.sync();
-}
-
-// None when the journal is not one that writeJournal has written.
-std::optional<Transaction> readJournal(const Folder& folder, const Folder& place) {
-  std::istringstream text(place.readFile(kJournal));
-  std::string head, keeps, end;
-  PartNames targets;
-  std::getline(text, head);
-  for (std::string& target : targets) {
-    std::getline(text, target);
-    if (target.empty() || target.find('/') != std::string::npos) return std::nullopt;
-  }
-  std::getline(text, keeps);
-  std::getline(text, end);
-  if (head != kJournalHead || end != kJournalEnd) return std::nullopt;
-  return std::optional<Transaction>(std::in_place, folder, place, targets, keeps == kJournalKeeps);
-}
 
 // As far as this user may. Without the group of the old file no group gets its rights.
 void copyOwnerAndMode(const struct stat& old, const Descriptor& file, const std::string& path) {
@@ -174,8 +42,10 @@ void copyOwnerAndMode(const struct stat& old, const Descriptor& file, const std:
   throwErrnoUnless(fchmod(file.number(), mode) == 0, path);
 }
 
-bool isRegularFile(const std::optional<struct stat>& status) {
-  return status && S_ISREG(status->st_mode);
+void requireRegular(const std::optional<struct stat>& status, const std::string& path,
+                    const char* purpose) {
+  if (status && !S_ISREG(status->st_mode))
+    throw Failure(ExitStatus::kRefused, "{} is a link or not a file; {}", path, purpose);
 }
 
 }  // namespace
@@ -190,8 +60,8 @@ std::string noteOfCutShort(const std::string& folder) {
       folder);
 }
 
-Replacement::Replacement(const std::string& folder, PartNames targets, Purpose purpose, bool keep)
-    : _folder(Folder::open(folder)), _targets(std::move(targets)), _purpose(purpose), _keep(keep) {
+Replacement::Replacement(const std::string& folder, const PartNames& targets, bool keep)
+    : _folder(Folder::open(folder)), _files(filesOf(targets, keep)) {
   if (!_folder.lock())
     throw Failure(ExitStatus::kRefused, "another build is running in {}", folder);
   if (_folder.look(kPrivateFolder)) {
@@ -215,6 +85,18 @@ Replacement::~Replacement() {
   }
 }
 
+Replacement::Files Replacement::filesOf(const PartNames& targets, bool keep) {
+  constexpr std::array kEntries = {"access", "ident", "cardsets"};
+  Files files;
+  for (const SitePart part : kSiteParts)
+    files[part] = {.target = targets[part],
+                   .kept = keep ? targets[part] + kKeptSuffix : "",
+                   .fresh = fmt::format("new.{}", kEntries[part]),
+                   .old = fmt::format("old.{}", kEntries[part]),
+                   .formerKept = fmt::format("kept.{}", kEntries[part])};
+  return files;
+}
+
 // Neither a link nor a folder that another user may have prepared is used.
 void Replacement::openPrivateFolder() {
   const auto status = _folder.look(kPrivateFolder);
@@ -229,50 +111,33 @@ void Replacement::openPrivateFolder() {
 }
 
 void Replacement::recover() {
-  const bool isDryRun = _purpose == Purpose::kDryRun;
-  const auto entries = _private->entries();
-  const auto has = [&entries](const std::string& name) {
-    return std::ranges::find(entries, name) != entries.end();
+  const auto isNewFileLeft = [this](const File& file) {
+    return _private->look(file.fresh).has_value();
   };
-  bool hasFiles = false;
-  for (const SitePart part : kSiteParts)
-    for (const Version version : kVersions) hasFiles = hasFiles || has(entryOf(version, part));
-  if (has(kJournal)) {
-    if (isDryRun)
-      throw Failure(ExitStatus::kRefused,
-                    "a replacement was cut short; a build without --dry-run finishes it");
+  if (_private->look(kJournal)) {
     finishCutShort();
-  } else if (has(kDone)) {
+  } else if (_private->look(kDone)) {
     _note = "an earlier build was cut short after it had replaced all files";
-  } else if (hasFiles) {
+  } else if (std::ranges::any_of(_files, isNewFileLeft)) {
     _note = "an earlier build was cut short and changed nothing";
   }
-  if (isDryRun) return;
   removeFiles();
   static_cast<void>(_folder.tryRemoveFolder(kPrivateFolder));  // Unless it has other files.
 }
 
 void Replacement::finishCutShort() {
-  const auto fail = [this](const std::string& reason) {
+  try {
+    const Files files = readJournal();
+    keepOldFiles(files);
+    replaceTargets(files);
+    _note = "a replacement was cut short; it is finished now:";
+    for (const File& file : files) _note += ' ' + _folder.pathOf(file.target);
+  } catch (const Failure& failure) {
     throw CutShortFailure(
         ExitStatus::kRefused,
         "a replacement was cut short and cannot be finished: {}; the old and the new files are in "
         "{}: put the right ones in place, then remove that folder",
-        reason, _private->path());
-  };
-  try {
-    const auto transaction = readJournal(_folder, *_private);
-    if (!transaction) return fail("its journal is invalid");
-    if (const auto target = transaction->unknownTarget())
-      return fail(*target + " is neither its old nor its new file");
-    if (transaction->isDone()) {
-      _note = "an earlier build was cut short after it had replaced all files";
-      return;
-    }
-    transaction->keepOldFiles();
-    transaction->replaceTargets();
-    _note = "a replacement was cut short; it is finished now:";
-    for (const std::string& target : transaction->targets()) _note += ' ' + _folder.pathOf(target);
+        failure.what(), _private->path());
   } catch (const std::system_error& failure) {
     throw CutShortFailure(ExitStatus::kNotDone,
                           "a replacement was cut short and cannot be finished: {}; remove the "
@@ -283,51 +148,34 @@ void Replacement::finishCutShort() {
 
 void Replacement::lookAtTargets() {
   for (const SitePart part : kSiteParts) {
-    _old[part] = _folder.look(_targets[part]);
-    if (_old[part] && !isRegularFile(_old[part]))
-      throw Failure(ExitStatus::kRefused, "{} is a link or not a file; it cannot be replaced",
-                    targetPath(part));
-    const std::string kept = _targets[part] + kKeptSuffix;
-    const auto former = _keep && _old[part] ? _folder.look(kept) : std::nullopt;
-    if (former && !isRegularFile(former))
-      throw Failure(ExitStatus::kRefused, "{} is a link or not a file; the old file cannot be kept",
-                    _folder.pathOf(kept));
+    const std::string& kept = _files[part].kept;
+    _old[part] = _folder.look(_files[part].target);
+    requireRegular(_old[part], targetPath(part), "it cannot be replaced");
+    if (_old[part] && !kept.empty())
+      requireRegular(_folder.look(kept), _folder.pathOf(kept), "the old file cannot be kept");
   }
-}
-
-const std::string& Replacement::staged(SitePart part) const {
-  return entryOf(_purpose == Purpose::kDryRun ? kTried : kNew, part);
-}
-
-std::string Replacement::stagedPath(SitePart part) const {
-  return _private->pathOf(staged(part));
 }
 
 bool Replacement::isUnchanged() const {
   return std::ranges::all_of(kSiteParts, [this](SitePart part) {
-    return hasTarget(part) && _folder.readFile(_targets[part]) == _private->readFile(staged(part));
+    return hasTarget(part) &&
+           _folder.readFile(_files[part].target) == _private->readFile(_files[part].fresh);
   });
 }
 
 void Replacement::replace(const PartModes& modes) {
-  const Transaction transaction(_folder, *_private, _targets, _keep);
-  for (const SitePart part : kSiteParts) {
-    const std::string& kept = transaction.keptNames()[part];
-    if (_keep && _old[part] && _folder.look(kept))
-      _folder.linkTo(kept, *_private, entryOf(kFormerKept, part));
-    prepare(part, modes[part]);
-  }
+  for (const SitePart part : kSiteParts) prepare(part, modes[part]);
   const std::exception_ptr cutShort = std::make_exception_ptr(CutShortFailure(
       ExitStatus::kNotDone,  // Made before memory may be short.
       "the replacement failed and the old files could not be put back: it is cut short, and the "
       "databases may be a mixture of old and new ones; the next build finishes it"));
   try {
-    writeJournal(transaction, _folder, *_private);
-    transaction.keepOldFiles();
-    transaction.replaceTargets();
+    writeJournal();
+    keepOldFiles(_files);
+    replaceTargets(_files);
   } catch (...) {
     try {
-      transaction.undo();
+      undo();
       _private->remove(kJournal);
       _private->sync();
     } catch (...) {
@@ -338,33 +186,122 @@ void Replacement::replace(const PartModes& modes) {
   }
 }
 
-// The new file gets its rights and is on disk; the old one gets its second name.
+// The new file gets its rights and is on disk; the old ones get their second names.
 void Replacement::prepare(SitePart part, mode_t mode) {
-  const Descriptor file = _private->openFile(staged(part), O_RDONLY);
+  const File& file = _files[part];
+  const Descriptor fresh = _private->openFile(file.fresh, O_RDONLY);
   if (_old[part]) {
-    copyOwnerAndMode(*_old[part], file, stagedPath(part));
-    _folder.linkTo(_targets[part], *_private, entryOf(kOld, part));
+    copyOwnerAndMode(*_old[part], fresh, stagedPath(part));
+    _folder.linkTo(file.target, *_private, file.old);
+    if (!file.kept.empty() && _folder.look(file.kept))
+      _folder.linkTo(file.kept, *_private, file.formerKept);
   } else {
-    throwErrnoUnless(fchmod(file.number(), mode) == 0, stagedPath(part));
+    throwErrnoUnless(fchmod(fresh.number(), mode) == 0, stagedPath(part));
   }
-  throwErrnoUnless(fsync(file.number()) == 0, stagedPath(part));
-  const auto now = _folder.look(_targets[part]);
-  if (now.has_value() != _old[part].has_value() || (now && !isSameFile(*now, *_old[part])))
+  throwErrnoUnless(fsync(fresh.number()) == 0, stagedPath(part));
+  const auto old = _private->look(file.old);
+  requireKnownTarget(file, !_old[part] || isSameFile(*_old[part], old.value()));
+}
+
+void Replacement::writeJournal() const {
+  const auto& [access, ident, cardSets] = _files;
+  const std::string text =
+      fmt::format("{}\n{}\n{}\n{}\n{}\n{}", kJournalHead, access.target, ident.target,
+                  cardSets.target, access.kept.empty() ? "" : kJournalKeeps, kJournalEnd);
+  {
+    const Descriptor file =
+        _private->openFile(kUnfinishedJournal, O_WRONLY | O_CREAT | O_TRUNC, S_IRUSR | S_IWUSR);
+    writeAll(file, text, _private->pathOf(kUnfinishedJournal));
+    throwErrnoUnless(fsync(file.number()) == 0, _private->pathOf(kUnfinishedJournal));
+  }
+  _private->setMode(kReplacingMode);
+  _private->sync();  // What the journal is about comes before it.
+  _folder.sync();    // And so does the private folder itself.
+  _private->moveTo(kUnfinishedJournal, *_private, kJournal);
+  _private->sync();
+}
+
+// Throws Failure when writeJournal has not written it.
+Replacement::Files Replacement::readJournal() const {
+  std::istringstream text(_private->readFile(kJournal));
+  std::string head, keeps, end;
+  PartNames targets;
+  std::getline(text, head);
+  for (std::string& target : targets) std::getline(text, target);
+  std::getline(text, keeps);
+  std::getline(text, end);
+  const auto isName = [](const std::string& target) {
+    return !target.empty() && target.find('/') == std::string::npos;
+  };
+  if (head != kJournalHead || end != kJournalEnd || !std::ranges::all_of(targets, isName))
+    throw Failure(ExitStatus::kRefused, "its journal is invalid");
+  return filesOf(targets, keeps == kJournalKeeps);
+}
+
+// The names of the old files are on disk before anything is replaced.
+void Replacement::keepOldFiles(const Files& files) const {
+  for (const File& file : files)
+    if (!file.kept.empty() && _private->look(file.old)) putInPlace(file.old, file.kept);
+  _folder.sync();
+}
+
+void Replacement::replaceTargets(const Files& files) const {
+  for (const File& file : files) requireKnownTarget(file, _private->look(file.fresh).has_value());
+  for (const File& file : files) {
+    requireKnownTarget(file, true);
+    if (!isSame(file.target, file.fresh)) putInPlace(file.fresh, file.target);
+  }
+  _folder.sync();
+}
+
+void Replacement::requireKnownTarget(const File& file, bool areVersionsRight) const {
+  const bool isKnown = isSame(file.target, file.fresh) || isSame(file.target, file.old);
+  if (!isKnown || !areVersionsRight)
     throw Failure(ExitStatus::kRefused, "{} was replaced by another program meanwhile",
-                  targetPath(part));
+                  _folder.pathOf(file.target));
+}
+
+void Replacement::undo() const {
+  for (const File& file : _files) {
+    if (isSame(file.target, file.fresh)) putBack(file.old, file.target);
+    if (!file.kept.empty() && _private->look(file.old) && isSame(file.kept, file.old))
+      putBack(file.formerKept, file.kept);
+  }
+  _folder.sync();
+}
+
+// Whether the file of this name is that version; also when neither is there.
+bool Replacement::isSame(const std::string& name, const std::string& version) const {
+  const auto found = _folder.look(name);
+  const auto file = _private->look(version);
+  return found && file ? isSameFile(*found, *file) : !found && !file;
+}
+
+// A second name of the file is moved, so that it keeps its name in the private folder.
+void Replacement::putInPlace(const std::string& version, const std::string& name) const {
+  _private->remove(kLink);
+  _private->linkTo(version, *_private, kLink);
+  _private->moveTo(kLink, _folder, name);
+  _private->remove(kLink);  // Moving a file over itself does nothing.
+}
+
+void Replacement::putBack(const std::string& version, const std::string& name) const {
+  if (_private->look(version)) {
+    putInPlace(version, name);
+  } else {
+    _folder.remove(name);
+  }
 }
 
 // Without the journal nothing has to be finished. The mark that all files are replaced is removed
 // last: whatever is found beside it was not cut short.
 void Replacement::removeFiles() {
-  if (_purpose == Purpose::kReplace && _private->look(kJournal)) {
+  if (_private->look(kJournal)) {
     _private->moveTo(kJournal, *_private, kDone);
     _private->sync();
   }
-  for (const SitePart part : kSiteParts)
-    for (const Version version : kVersions)
-      if (version == kTried || _purpose == Purpose::kReplace) removeFile(entryOf(version, part));
-  if (_purpose == Purpose::kDryRun) return;
+  for (const File& file : _files)
+    for (const std::string& name : {file.fresh, file.old, file.formerKept}) removeFile(name);
   removeFile(kUnfinishedJournal);
   removeFile(kLink);
   if (!_private->look(kDone)) return;
@@ -385,10 +322,8 @@ std::vector<std::string> Replacement::cleanUp() {
     removeFiles();
     if (!_folder.tryRemoveFolder(kPrivateFolder)) {
       if (errno != ENOTEMPTY && errno != EEXIST) throwErrno(_private->path());
-      if (_purpose == Purpose::kReplace)
-        for (const std::string& name : _private->entries())
-          left.push_back(
-              fmt::format("{} does not belong there; remove it", _private->pathOf(name)));
+      for (const std::string& name : _private->entries())
+        left.push_back(fmt::format("{} does not belong there; remove it", _private->pathOf(name)));
     }
     _folder.sync();
   } catch (const Failure& failure) {

@@ -42,14 +42,12 @@ class CutShortFailure : public Failure {
 // in. Whoever builds must finish the new files before replace().
 class Replacement {
  public:
-  enum class Purpose { kReplace, kDryRun };
-
   // `targets` are names in the folder. Locks the folder until the object is destroyed, and finishes
   // a replacement that was cut short there. Throws CutShortFailure when that cannot be done safely;
-  // Failure (refused) when there is one and this is a dry run, when another build has the lock,
-  // when the private folder is not this user's own, and when a target, or with `keep` the name for
-  // the old file, is neither a regular file nor missing; std::system_error.
-  Replacement(const std::string& folder, PartNames targets, Purpose purpose, bool keep);
+  // Failure (refused) when another build has the lock, when the private folder is not this user's
+  // own, and when a target, or with `keep` the name for the old file, is neither a regular file nor
+  // missing; std::system_error.
+  Replacement(const std::string& folder, const PartNames& targets, bool keep);
   // Removes the private folder if cleanUp() was not called; not what was cut short.
   ~Replacement();
   Replacement(const Replacement&) = delete;
@@ -60,8 +58,8 @@ class Replacement {
 
   const Folder& privateFolder() const { return *_private; }
   // Where to build the new file, and the file that it is to replace.
-  std::string stagedPath(SitePart part) const;
-  std::string targetPath(SitePart part) const { return _folder.pathOf(_targets[part]); }
+  std::string stagedPath(SitePart part) const { return _private->pathOf(_files[part].fresh); }
+  std::string targetPath(SitePart part) const { return _folder.pathOf(_files[part].target); }
   bool hasTarget(SitePart part) const { return _old[part].has_value(); }
 
   // Whether each new file has the same bytes as the file that it is to replace.
@@ -77,19 +75,34 @@ class Replacement {
   std::vector<std::string> cleanUp();
 
  private:
+  // One of the three files: its names in the folder, and those of its versions in the private
+  // folder. All are made beforehand: undoing a replacement needs no memory.
+  struct File {
+    std::string target, kept;            // `kept` is empty when the old file is not kept.
+    std::string fresh, old, formerKept;  // The last one had the name `kept`.
+  };
+  using Files = std::array<File, kSiteParts.size()>;
+
+  static Files filesOf(const PartNames& targets, bool keep);
   void openPrivateFolder();
   void recover();
   void finishCutShort();
   void lookAtTargets();
   void prepare(SitePart part, mode_t mode);
+  void writeJournal() const;
+  Files readJournal() const;
+  void keepOldFiles(const Files& files) const;
+  void replaceTargets(const Files& files) const;
+  void requireKnownTarget(const File& file, bool areVersionsRight) const;
+  void undo() const;
+  bool isSame(const std::string& name, const std::string& version) const;
+  void putInPlace(const std::string& version, const std::string& name) const;
+  void putBack(const std::string& version, const std::string& name) const;
   void removeFiles();
   void removeFile(const std::string& name);
-  const std::string& staged(SitePart part) const;
 
-  Folder _folder;
-  PartNames _targets;
-  Purpose _purpose;
-  bool _keep;
+  const Folder _folder;
+  const Files _files;
   std::optional<Folder> _private;
   std::array<std::optional<struct stat>, kSiteParts.size()> _old;
   std::string _note;

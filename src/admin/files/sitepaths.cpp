@@ -6,7 +6,6 @@
 #include <filesystem>
 #include <system_error>
 
-#include "admin/console.h"
 #include "admin/files/folder.h"
 #include "formats/fmtfile.h"
 #include "support/result.h"
@@ -21,23 +20,13 @@ std::optional<FileState> stateOfFile(const std::string& path) {
   return stateOf(status);
 }
 
-// What makes two paths lead to one file.
-struct Identity {
-  explicit Identity(const std::string& path)
-      : file(stateOfFile(path)), parts(splitPath(path)), folder(stateOfFile(parts.folder)) {}
-
-  bool operator==(const Identity& other) const {
-    return isSame(file, other.file) ||
-           (parts.name == other.parts.name && isSame(folder, other.folder));
-  }
-  static bool isSame(const std::optional<FileState>& a, const std::optional<FileState>& b) {
-    return a && b && a->device == b->device && a->inode == b->inode;
-  }
-
-  std::optional<FileState> file;
-  PathParts parts;
-  std::optional<FileState> folder;
-};
+bool isOneFile(const std::string& a, const std::string& b) {
+  const PathParts partsOfA = splitPath(a), partsOfB = splitPath(b);
+  std::error_code missing;
+  return std::filesystem::equivalent(a, b, missing) ||
+         (partsOfA.name == partsOfB.name &&
+          std::filesystem::equivalent(partsOfA.folder, partsOfB.folder, missing));
+}
 
 const char* kindOf(mode_t mode) {
   if (S_ISDIR(mode)) return "a folder";
@@ -67,6 +56,11 @@ bool isReadableByOthers(const std::string& path) {
     needed = std::filesystem::perms::others_exec;  // To enter a folder.
   }
   return false;
+}
+
+void reportIfReadableByOthers(const std::string& path, Console& console) {
+  if (isReadableByOthers(path))
+    console.report("{0} contains PINs and can be read by other users (chmod o-r {0})", path);
 }
 
 std::vector<std::string> formatFiles(const std::string& formatsName) {
@@ -100,9 +94,8 @@ void requireDistinctFiles(const std::vector<std::string>& inputs,
                           const std::vector<std::string>& outputs) {
   std::vector<std::string> names = inputs;
   for (const std::string& output : outputs) {
-    const Identity identity(output);
     const auto twin = std::ranges::find_if(
-        names, [&identity](const auto& name) { return Identity(name) == identity; });
+        names, [&output](const auto& name) { return isOneFile(name, output); });
     if (twin != names.end())
       throw Failure(ExitStatus::kRefused, "{} and {} are one file", *twin, output);
     names.push_back(output);

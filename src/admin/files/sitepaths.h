@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "admin/console.h"
 #include "inputcards/inputfile.h"
 
 namespace badgemint::admin {
@@ -44,6 +45,8 @@ class BuildInputs {
 
 // Whether users other than owner and group can read the file, where it is.
 bool isReadableByOthers(const std::string& path);
+// Reports that of a file that contains PINs.
+void reportIfReadableByOthers(const std::string& path, Console& console);
 
 // Throws Failure (refused) when one of `outputs` is one of `inputs` or another output: the same
 // file, or the same name in the same folder.

@@ -106,7 +106,7 @@ std::string differenceOfCardSets(const cardsets& expected, const cardsets& store
   return stored.count() == expected.count() ? "" : "there are more card sets";
 }
 
-void prove(const ProvedFiles& files) {
+void prove(const SitePaths& files) {
   Databases databases;
   databases.readIdents(files.ident);
   databases.readAccesses(files.access);

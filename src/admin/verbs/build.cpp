@@ -4,17 +4,18 @@
 #include <algorithm>
 #include <array>
 #include <bitset>
-#include <charconv>
 #include <cstdio>
 #include <ctime>
 #include <memory>
 #include <new>
 #include <span>
 
+#include "admin/arguments.h"
 #include "admin/check/sitecheck.h"
 #include "admin/files/replacement.h"
 #include "admin/records/changes.h"
 #include "admin/records/expected.h"
+#include "admin/records/wording.h"
 #include "admin/signals.h"
 #include "admin/verbs/verb.h"
 #include "support/packeddecimal.h"
@@ -46,15 +47,12 @@ struct RemovalLimit {
   bool isPercentage = false;
 
   static RemovalLimit parse(const std::string& text) {
-    RemovalLimit limit;
-    const char* const end = text.data() + text.size();
-    const auto [rest, error] = std::from_chars(text.data(), end, limit.number);
-    limit.isPercentage = rest != end && *rest == '%';
-    if (error != std::errc{} || rest + (limit.isPercentage ? 1 : 0) != end ||
-        (limit.isPercentage && limit.number > 100))
+    const bool isPercentage = text.ends_with('%');
+    const auto number = numberOf(std::string_view(text).substr(0, text.size() - isPercentage));
+    if (!number || (isPercentage && *number > 100))
       throw Failure(ExitStatus::kNotDone, "--max-removed {}: neither a number nor a percentage",
                     text);
-    return limit;
+    return {*number, isPercentage};
   }
   bool allowsAll() const { return isPercentage && number == 100; }
   bool allows(uint64_t losers, uint64_t holders) const {
@@ -76,10 +74,6 @@ bool hasPin(const AccessRecord& access) {
   return !text.empty() && text != "0";
 }
 
-bool isPin(const IdentRecord& ident) {
-  return ident.cardsetcode == kPinOnlyCode || ident.cardsetcode == kPinIdentCode;
-}
-
 struct HolderRecords {
   std::span<const IdentRecord> idents;
   std::span<const AccessRecord> accesses;
@@ -94,7 +88,7 @@ LossSet lossesOf(const HolderRecords& old, const HolderRecords& fresh, uint32_t 
       return other.deleted == 0 && other.cardnumber == ident.cardnumber;
     };
     if (ident.deleted == 0 && !any_of(fresh.idents, isSame))
-      losses.set(isPin(ident) ? kLostPin : kLostKey);
+      losses.set(isPinEntry(ident) ? kLostPin : kLostKey);
   }
   const auto isValid = [now](const AccessRecord& access) {
     return access.starttime <= now && (access.endtime == 0 || now <= access.endtime);
@@ -126,19 +120,15 @@ struct LossCounts {
   }
 };
 
-template <typename Record>
-std::span<const Record> recordsOf(const std::vector<Record>& records, uint32_t uniqid) {
-  return equalElements(records, uniqid, &Record::uniqid);
-}
-
 // Both are in the order of unique IDs.
 LossCounts countLosses(const Databases& old, const Databases& fresh) {
   const auto now = static_cast<uint32_t>(std::time(nullptr));
   LossCounts result;
   forEachUniqid(old.idents, old.accesses, [&](uint32_t uniqid, auto idents, auto accesses) {
-    const LossSet losses =
-        lossesOf({idents, accesses},
-                 {recordsOf(fresh.idents, uniqid), recordsOf(fresh.accesses, uniqid)}, now);
+    const LossSet losses = lossesOf({idents, accesses},
+                                    {equalElements(fresh.idents, uniqid, &IdentRecord::uniqid),
+                                     equalElements(fresh.accesses, uniqid, &AccessRecord::uniqid)},
+                                    now);
     ++result.holders;
     if (losses.any()) ++result.losers;
     for (size_t i = 0; i < losses.size(); ++i) result.counts[i] += losses[i] ? 1 : 0;
@@ -146,78 +136,53 @@ LossCounts countLosses(const Databases& old, const Databases& fresh) {
   return result;
 }
 
-struct stat statusOf(const std::string& path) {
-  struct stat status;
-  throwErrnoUnless(stat(path.c_str(), &status) == 0, path);
-  return status;
+// In the order of SitePart.
+PartNames outputsOf(const SitePaths& site) {
+  return {site.access, site.ident, site.cardSets};
 }
 
-// The three targets have to be in one folder: one folder is locked, one folder is written to.
-std::string folderOf(const SitePaths& site) {
-  std::string folder = splitPath(site.access).folder;
-  for (const std::string& name : {site.ident, site.cardSets})
-    if (!isSameFile(statusOf(folder), statusOf(splitPath(name).folder)))
-      throw Failure(ExitStatus::kRefused, "{} and {} are not in one folder", site.access, name);
+// The three have to be in one folder: one folder is locked, one folder is written to.
+std::string folderOf(const PartNames& outputs) {
+  const std::string folder = splitPath(outputs.front()).folder;
+  for (const std::string& name : outputs)
+    if (!isSameFile(Folder::open(folder).status(), Folder::open(splitPath(name).folder).status()))
+      throw Failure(ExitStatus::kRefused, "{} and {} are not in one folder", outputs.front(), name);
   return folder;
 }
 
-PartNames targetsOf(const SitePaths& site) {
-  return {splitPath(site.access).name, splitPath(site.ident).name, splitPath(site.cardSets).name};
-}
-
 void checkOutputs(const BuildOptions& options, const BuildInputs& inputs) {
-  const SitePaths& site = options.site;
-  std::vector<std::string> outputs = {site.access, site.ident, site.cardSets};
-  if (options.keep)
-    for (const std::string& name : {site.access, site.ident, site.cardSets})
-      outputs.push_back(name + kKeptSuffix);
+  std::vector<std::string> outputs;
+  for (const std::string& name : outputsOf(options.site)) {
+    outputs.push_back(name);
+    if (options.keep) outputs.push_back(name + kKeptSuffix);
+  }
   if (!options.log.empty()) outputs.push_back(options.log);
   requireDistinctFiles(inputs.names(), outputs);
 }
 
+using LogFile = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
+
 // The log of a build. It contains PINs: only the owner may read it, and it is written through the
-// descriptor that was checked, whatever gets its name meanwhile.
-class BuildLog {
- public:
-  // Throws Failure (refused) when the name is a link or not a file, and when it is in the folder
-  // that builds clean up.
-  BuildLog(const std::string& path, const Folder& privateFolder)
-      : _path(path), _stream(nullptr, std::fclose) {
-    const PathParts parts = splitPath(path);
-    const Folder folder = Folder::open(parts.folder);
-    if (isSameFile(folder.status(), privateFolder.status()))
-      throw Failure(ExitStatus::kRefused, "{} is in the folder that builds clean up", path);
-    if (const auto found = folder.look(parts.name)) requireOwnFile(*found);
-    Descriptor file =
-        folder.openFile(parts.name, O_WRONLY | O_CREAT | O_APPEND | O_NONBLOCK, S_IRUSR | S_IWUSR);
-    struct stat status;
-    throwErrnoUnless(fstat(file.number(), &status) == 0, path);
-    requireOwnFile(status);
-    throwErrnoUnless(fchmod(file.number(), S_IRUSR | S_IWUSR) == 0, path);
-    throwErrnoUnless(ftruncate(file.number(), 0) == 0, path);
-    _stream.reset(fdopen(file.number(), "a"));
-    throwErrnoUnless(_stream != nullptr, path);
-    static_cast<void>(file.release());
-  }
-
-  std::FILE* stream() const { return _stream.get(); }
-
-  // Whether all that was logged is in the file.
-  bool close() {
-    const bool isWritten = std::ferror(_stream.get()) == 0;
-    return std::fclose(_stream.release()) == 0 && isWritten;
-  }
-
- private:
-  void requireOwnFile(const struct stat& status) const {
-    if (!S_ISREG(status.st_mode) || status.st_nlink > 1)
-      throw Failure(ExitStatus::kRefused, "{} is a link or not a file; it cannot be the log",
-                    _path);
-  }
-
-  std::string _path;
-  std::unique_ptr<std::FILE, int (*)(std::FILE*)> _stream;
-};
+// descriptor that was checked, whatever gets its name meanwhile. Throws Failure (refused) when the
+// file has other names, and when it is in the folder that builds clean up; std::system_error.
+LogFile openLog(const std::string& path, const Folder& privateFolder) {
+  const PathParts parts = splitPath(path);
+  const Folder folder = Folder::open(parts.folder);
+  if (isSameFile(folder.status(), privateFolder.status()))
+    throw Failure(ExitStatus::kRefused, "{} is in the folder that builds clean up", path);
+  Descriptor file =
+      folder.openFile(parts.name, O_WRONLY | O_CREAT | O_APPEND | O_NONBLOCK, S_IRUSR | S_IWUSR);
+  struct stat status;
+  throwErrnoUnless(fstat(file.number(), &status) == 0, path);
+  if (!S_ISREG(status.st_mode) || status.st_nlink > 1)
+    throw Failure(ExitStatus::kRefused, "{} is a link or not a file; it cannot be the log", path);
+  throwErrnoUnless(fchmod(file.number(), S_IRUSR | S_IWUSR) == 0, path);
+  throwErrnoUnless(ftruncate(file.number(), 0) == 0, path);
+  LogFile log(fdopen(file.number(), "a"), std::fclose);
+  throwErrnoUnless(log != nullptr, path);
+  static_cast<void>(file.release());
+  return log;
+}
 
 // One run of the verb.
 class Build {
@@ -231,13 +196,14 @@ class Build {
         _inputs(options.site) {}
 
   ExitStatus run() {
-    const SitePaths& site = _options.site;
-    const OwnerOnlyFiles ownerOnly;
-    const mode_t cardSetsMode = 0666 & ~ownerOnly.userMask();
-    Replacement replacement(
-        folderOf(site), targetsOf(site),
-        _options.dryRun ? Replacement::Purpose::kDryRun : Replacement::Purpose::kReplace,
-        _options.keep);
+    const mode_t userMask = umask(0);
+    umask(userMask);
+    const std::string folder = folderOf(outputsOf(_options.site));
+    if (const auto note = noteOfCutShort(folder); _options.dryRun && !note.empty())
+      throw Failure(ExitStatus::kRefused, "{}", note);
+    PartNames targets = outputsOf(_options.site);
+    for (std::string& target : targets) target = splitPath(target).name;
+    Replacement replacement(folder, targets, _options.keep);
     if (!replacement.note().empty()) _console.reportText(replacement.note());
     checkOutputs(_options, _inputs);  // A replacement that was cut short had given files two names.
     checkFiles();
@@ -251,7 +217,7 @@ class Build {
     throwIfInterrupted();
     if (!_options.dryRun && !isUnchanged) {
       const BlockedSignals blocked;
-      replacement.replace({kDatabaseMode, kDatabaseMode, cardSetsMode});
+      replacement.replace({kDatabaseMode, kDatabaseMode, 0666 & ~userMask});
       _isReplaced = true;
       _console.keepStatus();
     }
@@ -303,11 +269,12 @@ class Build {
         throw Failure(ExitStatus::kNotDone, "{}: the path is too long", path);
     EntryRun run("BadgeMint", "", 0);
     if (_options.log.empty()) return buildSite(run, files);
-    BuildLog log(_options.log, replacement.privateFolder());
-    run.logTo(log.stream());
+    LogFile log = openLog(_options.log, replacement.privateFolder());
+    run.logTo(log.get());
     const int32_t result = run.run(_options.log.c_str(), _options.logLevel,
                                    [&files](EntryRun& frame) { return buildSite(frame, files); });
-    if (!log.close())
+    const bool isWritten = std::ferror(log.get()) == 0;
+    if (std::fclose(log.release()) != 0 || !isWritten)
       _problems.push_back(
           fmt::format("the log {} is incomplete: it could not be written", _options.log));
     return result;
@@ -352,9 +319,7 @@ class Build {
     const SitePaths& site = _options.site;
     for (const std::string& path :
          {site.cards, site.access, site.ident, site.access + kKeptSuffix, site.ident + kKeptSuffix})
-      if (isReadableByOthers(path))
-        _console.report("{} contains PINs and can be read by other users (chmod o-r {})", path,
-                        path);
+      reportIfReadableByOthers(path, _console);
   }
 
   // What `diff` prints of the old and the new databases.
@@ -390,7 +355,7 @@ class Build {
   bool& _isReplaced;
   RemovalLimit _limit;
   BuildInputs _inputs;
-  ProvedFiles _staged;
+  SitePaths _staged;
   Databases _old, _fresh;
   std::vector<std::string> _problems;  // Reported at the end, with status kFound.
   bool _hasWarnings = false;

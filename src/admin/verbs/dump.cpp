@@ -18,7 +18,6 @@
 #include "admin/signals.h"
 #include "admin/verbs/verb.h"
 #include "inputcards/cardindex.h"
-#include "inputcards/cardrecord.h"
 #include "support/datetime.h"
 #include "support/packeddecimal.h"
 
@@ -33,27 +32,25 @@ struct DumpOptions {
   bool withPins = false;
 };
 
-// What databases hold and a cards file cannot say: the first ones of each kind, in the order in
-// which they are found, and how many more. Kinds must be literals.
+// What databases hold and a cards file cannot say: the first ones in the order in which they are
+// found, and how many there are.
 class Warnings {
  public:
   template <typename... Args>
-  void add(std::string_view kind, fmt::format_string<Args...> format, Args&&... args) {
-    if (_counts[kind]++ < kMostOfOneKind)
-      _texts.push_back(fmt::format(format, std::forward<Args>(args)...));
+  void add(fmt::format_string<Args...> format, Args&&... args) {
+    if (_count++ < kMost) _texts.push_back(fmt::format(format, std::forward<Args>(args)...));
   }
-  bool any() const { return !_texts.empty(); }
+  bool any() const { return _count > 0; }
   void report(Console& console) const {
     for (const std::string& text : _texts) console.reportText(text);
-    for (const auto& [kind, count] : _counts)
-      if (count > kMostOfOneKind) console.report("and {} more: {}", count - kMostOfOneKind, kind);
+    if (_count > kMost) console.report("and {} more differences", _count - kMost);
   }
 
  private:
-  static constexpr size_t kMostOfOneKind = 10;
+  static constexpr size_t kMost = 50;
 
   std::vector<std::string> _texts;
-  std::map<std::string_view, size_t> _counts;
+  size_t _count = 0;
 };
 
 // A line of a cards file, field by field, and where its PIN stands.
@@ -155,24 +152,22 @@ std::string fieldsLine(const cardset& set, const CardFormat* format) {
   return text + '\n';
 }
 
-using Write = std::function<void(std::string_view)>;
-
-// Writes the lines of the cards file in the order of the ident database.
+// Makes the lines of the cards file in the order of the ident database.
 class Dump {
  public:
   // All outlive it.
-  Dump(const DumpOptions& options, const Site& site, Write write, Warnings& warnings)
+  Dump(const DumpOptions& options, const Site& site, Warnings& warnings)
       : _options(options),
         _site(site),
         _databases(site.databases()),
-        _write(std::move(write)),
         _warnings(warnings),
         _accessWalk(_databases.accesses),
-        _expected(options.site.formats, [this](const ExpectedRecord& made) { keep(made); }) {
+        _expected(options.site.formats, [this](const ExpectedRecord& made) { compare(made); }) {
     if (!_index.isInitialised()) throw std::bad_alloc();
   }
 
-  void run() {
+  // Returns the text of the cards file.
+  std::string run() {
     constexpr std::string_view kNoPins =
         "# PINs are left out: no databases can be built from this file (dump --with-pins has "
         "them)\n";
@@ -181,20 +176,15 @@ class Dump {
     if (!_options.withPins) addLine(kNoPins);
     for (const IdentRecord& ident : _databases.idents) addCredential(ident);
     for (uint32_t csid = kFirstCardSetId; csid <= kLastCardSetId; ++csid) define(csid);
-    _write(_text);
     warnOfUnusedAccesses();
     warnOfDuplicates();
+    return std::move(_text);
   }
 
  private:
-  static constexpr size_t kBlockSize = size_t{64} * 1024;
-
   void addLine(std::string_view line) {
     _text += line;
     ++_lines;
-    if (_text.size() < kBlockSize) return;
-    _write(_text);
-    _text.clear();
   }
 
   // The 'f' line of a card set, once, where there is such a set.
@@ -221,7 +211,11 @@ class Dump {
     compareWithBuild(credential);
     if (!_options.withPins) _line.hidePin();
     addLine(_line.text());
-    warnOfOrder(ident, step);
+    if (step.isShared || step.isEarlier)
+      _warnings.add(
+          "{}: its access record is shared or stands before others: a build writes one for each "
+          "credential, in the order of the ident database",
+          textOf(ident));
   }
 
   // A build of a line would make the credential valid again.
@@ -229,78 +223,44 @@ class Dump {
     writeLine(_line, credential);
     if (!_options.withPins) _line.hidePin();
     addLine(fmt::format("# deleted: {}", _line.text()));
-    _warnings.add("records marked as deleted", "{} is marked as deleted: its line is a comment",
-                  textOf(credential.ident));
+    _warnings.add("{} is marked as deleted: its line is a comment", textOf(credential.ident));
   }
 
   void leaveOut(const IdentRecord& ident, const std::string& why) {
     addLine(fmt::format("# left out: {} of holder {}: {}\n",
                         credentialText(ident, _site, _options.withPins), ident.uniqid, why));
-    _warnings.add("records that are left out", "{} is left out: {}", textOf(ident), why);
+    _warnings.add("{} is left out: {}", textOf(ident), why);
   }
 
-  void keep(const ExpectedRecord& made) {
-    _made.ident = made.ident;
-    if (made.access != nullptr) _made.access = *made.access;
-  }
-
-  // The line is not written yet.
+  // The line is not in the text yet.
   void compareWithBuild(const Credential& credential) {
-    const IdentRecord& ident = credential.ident;
+    _credential = &credential;
     const int32_t result = _expected.readLine({_line.text().data(), _lines + 1});
-    if (result == kSuccess) addToIndex(*_line.text().data());
-    if (result == kInvalidPin)
-      _warnings.add("records at whose line a build ends",
-                    "{}: a build ends at its line: its PIN contains a digit above 9",
-                    textOf(ident));
-    else if (result < 0)
-      _warnings.add("records at whose line a build ends",
-                    "{}: a build ends at its line: its card number does not decode to itself",
-                    textOf(ident));
-    if (result < 0) return;
-    if (_made.ident.cardnumber != ident.cardnumber)
-      _warnings.add("keys that a build does not make", "{}: key {}; a build makes {}",
-                    textOf(ident), keyText(ident, _options.withPins),
-                    keyText(_made.ident, _options.withPins));
-    if (credential.access != nullptr && _made.access != *credential.access)
-      warnOfFields(*credential.access);
+    if (result < 0)
+      _warnings.add("{}: a build ends at its line with the result {}", textOf(credential.ident),
+                    result);
   }
 
-  void addToIndex(char type) {
-    if (_index.add(_made.ident.cardnumber, _made.ident.uniqid, type, _lines + 1, 0, 0) < 0)
+  void compare(const ExpectedRecord& made) {
+    const auto& [ident, access, cardNumber] = *_credential;
+    if (const char* const field = differingField(made.ident, ident))
+      _warnings.add("{}: a build makes another {}", textOf(ident), field);
+    if (_index.add(made.ident.cardnumber, ident.uniqid, _line.text()[0], made.line, 0, 0) < 0)
       throw std::bad_alloc();
-  }
-
-  void warnOfFields(const AccessRecord& access) {
-    for (const AccessField& field : accessFields())
-      if (field.valueOf(access) != field.valueOf(_made.access))
-        _warnings.add(field.name, "{}: {} {}; a build makes {}", textOf(access), field.name,
-                      valueText(field, access, _options.withPins),
-                      valueText(field, _made.access, _options.withPins));
-  }
-
-  void warnOfOrder(const IdentRecord& ident, const AccessWalk::Step& step) {
-    if (step.isShared)
-      _warnings.add("records that share an access record",
-                    "{} shares its access record: a build makes one of its own", textOf(ident));
-    if (step.isEarlier)
-      _warnings.add("access records in another order",
-                    "{}: its access record stands before others: a build writes access records in "
-                    "the order of the ident database",
-                    textOf(ident));
+    if (access == nullptr) return;
+    if (const char* const field = differingField(*made.access, *access))
+      _warnings.add("{}: a build makes another {}", textOf(*access), field);
   }
 
   void warnOfRest(const std::string& database, size_t rest) {
     if (rest != 0)
-      _warnings.add("rest", "{} ends within a record: its last {} bytes are left out", database,
-                    rest);
+      _warnings.add("{} ends within a record: its last {} bytes are left out", database, rest);
   }
 
   void warnOfUnusedAccesses() {
     for (size_t i = 0; i < _databases.accesses.size(); ++i)
       if (!_accessWalk.isUsed(i))
-        _warnings.add("access records without a credential", "{} has no credential: it is left out",
-                      textOf(_databases.accesses[i]));
+        _warnings.add("{} has no credential: it is left out", textOf(_databases.accesses[i]));
   }
 
   // What only the whole file can tell.
@@ -309,13 +269,8 @@ class Dump {
     if (result == kSuccess) result = _index.checkDuplicateUniqueIds();
     if (result == kOutOfMemory) throw std::bad_alloc();
     if (result < 0)
-      _warnings.add("results",
-                    "a build of the dump ends with the result {}: {} (verify names the "
-                    "records)",
-                    result,
-                    result == kDuplicateCardKey    ? "two credentials have the same key"
-                    : result == kDuplicateUniqueId ? "two credentials have the same unique ID"
-                                                   : "a PIN beside a card has no card");
+      _warnings.add("a build of the dump ends with the result {} (verify names the records)",
+                    result);
   }
 
   std::string textOf(const IdentRecord& ident) const {
@@ -331,60 +286,49 @@ class Dump {
   const DumpOptions& _options;
   const Site& _site;
   const Databases& _databases;
-  const Write _write;
   Warnings& _warnings;
   AccessWalk _accessWalk;
   ExpectedRecords _expected;
-  CardRecord _made;  // By a build of the line at hand.
+  const Credential* _credential = nullptr;  // Of the line that is compared.
   CardIndex _index;
   std::array<bool, kLastCardSetId + 1> _isDefined{};
-  std::string _text;  // Not written yet.
+  std::string _text;
   CardsLine _line;
   int32_t _lines = 0;
 };
 
-void checkPaths(const DumpOptions& options) {
+void checkOutput(const DumpOptions& options) {
   const SitePaths& site = options.site;
-  std::vector<std::string> inputs = {site.formats, site.ident, site.access, site.cardSets};
-  for (const std::string& path : inputs) requireRegularFile(path);
-  if (options.output.empty()) return;
-  std::ranges::copy(formatFiles(site.formats), std::back_inserter(inputs));
+  std::vector<std::string> inputs = formatFiles(site.formats);
+  inputs.insert(inputs.end(), {site.formats, site.ident, site.access, site.cardSets});
   requireDistinctFiles(inputs, {options.output});
 }
 
 void reportReadableByOthers(const DumpOptions& options, Console& console) {
-  for (const std::string& path : {options.site.ident, options.site.access})
-    if (isReadableByOthers(path))
-      console.report("{0} contains PINs and can be read by other users (chmod o-r {0})", path);
+  reportIfReadableByOthers(options.site.ident, console);
+  reportIfReadableByOthers(options.site.access, console);
   const bool isConsole = options.output.empty() && &console.output() == &std::cout;
   if (isConsole && isReadableByOthers("/dev/stdout"))
     console.report("the dump contains PINs and its file can be read by other users");
 }
 
-void dumpTo(const Write& write, const DumpOptions& options, Warnings& warnings) {
-  const Site site(options.site, Site::Formats::kRequired);
-  for (const std::string& problem : site.problems()) warnings.add("problems", "{}", problem);
-  std::make_unique<Dump>(options, site, write, warnings)->run();
-}
-
-// A file that may lose its name in a power cut is complete nevertheless.
-void dumpToFile(const DumpOptions& options, Warnings& warnings) {
-  NewFile file(options.output, options.force);
-  dumpTo([&file](std::string_view text) { file.write(text); }, options, warnings);
-  throwIfInterrupted();
-  if (!file.finish())
-    warnings.add("folders", "{} is written, but a power cut may undo that: {}", options.output,
-                 std::strerror(errno));
-}
-
 ExitStatus dump(const DumpOptions& options, Console& console) {
-  if (!options.output.empty()) deferTerminationSignals();
-  checkPaths(options);
+  std::optional<NewFile> file;
+  if (!options.output.empty()) {
+    deferTerminationSignals();
+    checkOutput(options);
+    file.emplace(options.output, options.force);
+  }
   Warnings warnings;
-  if (options.output.empty())
-    dumpTo([&console](std::string_view text) { console.output() << text; }, options, warnings);
-  else
-    dumpToFile(options, warnings);
+  const Site site(options.site, Site::Formats::kRequired);
+  for (const std::string& problem : site.problems()) warnings.add("{}", problem);
+  const std::string text = std::make_unique<Dump>(options, site, warnings)->run();
+  if (!file) console.output() << text;
+  if (file) file->write(text);
+  throwIfInterrupted();
+  if (file && !file->finish())  // It is complete nevertheless.
+    warnings.add("{} is written, but a power cut may undo that: {}", options.output,
+                 std::strerror(errno));
   warnings.report(console);
   if (options.withPins) reportReadableByOthers(options, console);
   return warnings.any() ? ExitStatus::kFound : ExitStatus::kAllWell;

@@ -264,7 +264,7 @@ Run addList(Options options) {
   options.filter("--deleted", given->deleted, "With a credential that is marked as deleted");
   options.filter("--pin", given->pin, "With a PIN; needs --with-pins");
   options.filter("--no-pin", given->noPin, "Without a PIN; needs --with-pins");
-  options.text("--changed-since", Options::kFolder, given->changedSince,
+  options.text("--changed-since", "FOLDER", given->changedSince,
                "With a change since the databases in this folder");
   options.flag("--count", given->count, "Print only how many there are");
   options.flag("--csv", given->csv, "Print CSV with a head row");

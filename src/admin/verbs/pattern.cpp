@@ -139,7 +139,7 @@ Run addPattern(Options options) {
   const auto given = std::make_shared<PatternOptions>();
   options.describe("Show what readers send for cards, bit by bit",
                    "badgemint-admin pattern 1 15890");
-  options.words("WORDS", "SET NUMBER ...", given->words, "A card set, and card numbers of it");
+  options.texts("WORDS", "SET NUMBER ...", given->words, "A card set, and card numbers of it");
   CLI::Option* const format =
       options.file("--format", given->format, "Without a card set: the format of the cards");
   CLI::Option* const values =

@@ -222,7 +222,7 @@ ExitStatus show(const ShowOptions& options, Console& console) {
 Run addShow(Options options) {
   const auto given = std::make_shared<ShowOptions>();
   options.describe("Show holders with all that they have", "badgemint-admin show 1001");
-  options.words("HOLDER", "", given->holders, "Unique IDs of holders, or ranges: 1001-1020");
+  options.texts("HOLDER", "", given->holders, "Unique IDs of holders, or ranges: 1001-1020");
   options.texts("--card", "[SET:]NUMBER", given->cards,
                 "The holder of a card of this card set, or of any");
   options.texts("--key", "HEX", given->keys, "The holder of a credential with this key");

@@ -1,14 +1,64 @@
-// The verbs of badgemint-admin. Each has a file of its own here, which declares its options, its
-// help and its work.
+// The verbs of badgemint-admin, and how a verb declares what stands after its name on the command
+// line. Each verb has a file of its own here, with its options, its help and its work. Options hides
+// the library that reads arguments, so that every verb has its options in the same form, and none
+// accepts an empty value.
 #ifndef BADGEMINT_ADMIN_VERBS_VERB_H
 #define BADGEMINT_ADMIN_VERBS_VERB_H
 
+#include <cstdint>
 #include <functional>
+#include <string>
+#include <vector>
 
 #include "admin/console.h"
-#include "admin/verbs/options.h"
+#include "admin/files/sitepaths.h"
+
+namespace CLI {
+class App;
+class Option;
+}  // namespace CLI
 
 namespace badgemint::admin {
+
+// The variables handed in receive the values and must outlive the parsing of the arguments; those
+// that hold something beforehand show it in help as the default. `type` is how help names a value.
+class Options {
+ public:
+  explicit Options(CLI::App& verb) : _verb(verb) {}
+
+  // One line for the list of verbs, and a command as an example for the verb's own help.
+  void describe(const char* summary, const char* example);
+
+  CLI::Option* flag(const char* option, bool& isSet, const char* help);
+  // A flag that may be given only once.
+  CLI::Option* filter(const char* option, bool& isSet, const char* help);
+  CLI::Option* number(const char* option, const char* type, uint32_t& value, const char* help);
+  // A text, or a word without an option; `option` then is how help calls it.
+  CLI::Option* text(const char* option, const char* type, std::string& value, const char* help);
+  CLI::Option* file(const char* option, std::string& path, const char* help);
+
+  // An option that may be given several times, or any number of words.
+  CLI::Option* texts(const char* option, const char* type, std::vector<std::string>& values,
+                     const char* help);
+  // An option with two values, which are files.
+  void filePair(const char* option, const char* type, std::vector<std::string>& paths,
+                const char* help);
+  // Words that are files; at least one of them is required.
+  void files(const char* name, std::vector<std::string>& paths, const char* help);
+
+  // `option` makes sense only beside `other`.
+  static void needs(CLI::Option* option, CLI::Option* other);
+  // Whether the user has given it, once the arguments are parsed.
+  static bool isGiven(const CLI::Option* option);
+
+  // The files of a site that several verbs share.
+  void cardsAndFormats(SitePaths& paths);
+  void databases(SitePaths& paths);
+  void formatsAndCardSets(SitePaths& paths);
+
+ private:
+  CLI::App& _verb;
+};
 
 // Runs a verb after its options have been parsed. It returns the exit status, and may throw Failure
 // and what the standard library throws.

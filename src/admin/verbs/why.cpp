@@ -226,7 +226,7 @@ Run addWhy(Options options) {
   const auto given = std::make_shared<WhyOptions>();
   options.describe("Say whether a holder may pass a door, and why",
                    "badgemint-admin why 1001 --door 4 --levels levels.txt");
-  options.optionalWord("HOLDER", "", given->holder, "The unique ID of the holder");
+  options.text("HOLDER", "", given->holder, "The unique ID of the holder");
   options.text("--card", "SET:NUMBER", given->card, "The card that is shown to the reader");
   options.text("--key", "HEX", given->key, "The key of the credential");
   options.text("--door", "GROUP", given->door, "The door group");

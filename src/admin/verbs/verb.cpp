@@ -1,4 +1,4 @@
-#include "admin/verbs/options.h"
+#include "admin/verbs/verb.h"
 
 #include <CLI/CLI.hpp>
 
@@ -7,6 +7,8 @@
 namespace badgemint::admin {
 
 namespace {
+
+constexpr char kFile[] = "FILE";  // How help names a value that is a file.
 
 // An unset variable of a script must not be taken for an option that was not given.
 std::string refuseEmpty(const std::string& value) {
@@ -53,9 +55,9 @@ CLI::Option* Options::file(const char* option, std::string& path, const char* he
   return text(option, kFile, path, help);
 }
 
-void Options::texts(const char* option, const char* type, std::vector<std::string>& values,
-                    const char* help) {
-  valued(_verb.add_option(option, values, help), type)->allow_extra_args(false);
+CLI::Option* Options::texts(const char* option, const char* type, std::vector<std::string>& values,
+                            const char* help) {
+  return valued(_verb.add_option(option, values, help), type)->allow_extra_args(*option != '-');
 }
 
 void Options::filePair(const char* option, const char* type, std::vector<std::string>& paths,
@@ -63,30 +65,12 @@ void Options::filePair(const char* option, const char* type, std::vector<std::st
   valued(_verb.add_option(option, paths, help), type)->expected(2);
 }
 
-void Options::word(const char* name, const char* type, std::string& value, const char* help) {
-  valued(_verb.add_option(name, value, help), type)->required();
-}
-
-void Options::optionalWord(const char* name, const char* type, std::string& value,
-                           const char* help) {
-  valued(_verb.add_option(name, value, help), type);
-}
-
-void Options::words(const char* name, const char* type, std::vector<std::string>& values,
-                    const char* help) {
-  valued(_verb.add_option(name, values, help), type);
-}
-
 void Options::files(const char* name, std::vector<std::string>& paths, const char* help) {
-  valued(_verb.add_option(name, paths, help), kFile)->required();
+  texts(name, kFile, paths, help)->required();
 }
 
 void Options::needs(CLI::Option* option, CLI::Option* other) {
   option->needs(other);
-}
-
-void Options::excludes(CLI::Option* option, CLI::Option* other) {
-  option->excludes(other);
 }
 
 bool Options::isGiven(const CLI::Option* option) {
