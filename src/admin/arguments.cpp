@@ -24,6 +24,9 @@ std::optional<uint32_t> numberOf(std::string_view word) {
   return static_cast<uint32_t>(number.value);
 }
 
+namespace {
+
+// None for a year outside 1970 to 2037, and for a day that its month does not have.
 std::optional<uint32_t> timeOf(const std::string& word) {
   tm given{};
   const char* const end = strptime(word.c_str(), "%Y/%m/%d %H:%M:%S", &given);
@@ -36,6 +39,8 @@ std::optional<uint32_t> timeOf(const std::string& word) {
     return std::nullopt;
   return static_cast<uint32_t>(seconds);
 }
+
+}  // namespace
 
 CardEncoder encoderOfSet(std::string_view set, const cardsets& sets,
                          const std::vector<CheckedFormat>& formats) {

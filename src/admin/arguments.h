@@ -20,10 +20,6 @@ std::optional<CardPattern> keyOf(std::string_view word);
 // A decimal number of 32 bits, digits alone. None for any other word.
 std::optional<uint32_t> numberOf(std::string_view word);
 
-// Seconds since 1970 of a time such as "2026/01/31 18:00:00", which is UTC. None for any other
-// word, for a year outside 1970 to 2037, and for a day that its month does not have.
-std::optional<uint32_t> timeOf(const std::string& word);
-
 // The encoder for the cards of a card set. Throws Failure (refused) when there is no such card set,
 // or its format is missing.
 CardEncoder encoderOfSet(std::string_view set, const cardsets& sets,
@@ -38,7 +34,8 @@ uint32_t parseHolder(const std::string& word);
 CardPattern parseKey(const std::string& word);
 // "1:15890".
 CardPattern parseCard(const std::string& word, const Site& site);
-// The value of `option`; the clock when it was not given.
+// The value of `option`, such as "2026/01/31 18:00:00", which is UTC, as seconds since 1970; the
+// clock when it was not given.
 uint32_t parseTimeOrNow(const char* option, const std::string& word);
 
 }  // namespace badgemint::admin

@@ -252,7 +252,7 @@ ExitStatus runGuarded(int argc, const char* const* argv, Console& console) noexc
   return ExitStatus::kNotDone;
 }
 
-// Whether standard output is a pipe that nobody reads any more, as behind `head`.
+// Whether standard output is a pipe that nobody reads any more, as with `head`.
 bool isReaderGone() {
   struct pollfd output = {STDOUT_FILENO, POLLOUT, 0};
   return poll(&output, 1, 0) == 1 && (output.revents & POLLERR) != 0;

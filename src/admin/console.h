@@ -31,6 +31,7 @@ class Failure : public std::runtime_error {
   template <typename... Args>
   Failure(ExitStatus status, fmt::format_string<Args...> format, Args&&... args)
       : std::runtime_error(fmt::format(format, std::forward<Args>(args)...)), _status(status) {}
+  Failure(ExitStatus status, const std::string& text) : std::runtime_error(text), _status(status) {}
 
   ExitStatus status() const { return _status; }
 
@@ -64,7 +65,7 @@ class Console {
   }
 
   // A line of --json.
-  void printJson(const JsonObject& object) { write(object.text() + '\n'); }
+  void printJson(const JsonObject& object) { output() << object.text() << '\n'; }
 
   // Prints "badgemint-admin: TEXT\n" on standard error, after all output so far. Bytes that are not
   // printable, as file names may have them, appear as printable() shows them.

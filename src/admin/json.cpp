@@ -1,5 +1,6 @@
 #include "admin/json.h"
 
+#include <algorithm>
 #include <bit>
 
 namespace badgemint::admin {
@@ -25,21 +26,19 @@ size_t characterLength(std::string_view text) {
 
 }  // namespace
 
-JsonObject& JsonObject::add(std::string_view key, std::string_view value) {
-  addRaw(key, "");
-  append(value);
-  return *this;
-}
-
-JsonObject& JsonObject::addRaw(std::string_view key, std::string_view json) {
-  if (_text.size() > 1) _text += ',';
-  _text.append("\"").append(key).append("\":").append(json);
-  return *this;
+void JsonObject::begin(std::string_view key) {
+  _text.pop_back();
+  _text.append(_text.back() == '{' ? "\"" : ",\"").append(key).append("\":");
 }
 
 void JsonObject::append(std::string_view value) {
+  const auto isPlain = [](char c) { return c >= ' ' && c <= '~' && c != '"' && c != '\\'; };
   _text += '"';
-  while (!value.empty()) {
+  while (true) {
+    const auto plain = std::ranges::find_if_not(value, isPlain) - value.begin();
+    _text.append(value, 0, static_cast<size_t>(plain));
+    value.remove_prefix(static_cast<size_t>(plain));
+    if (value.empty()) break;
     const size_t length = characterLength(value);
     const auto byte = static_cast<uint8_t>(value.front());
     if (length == 0)

@@ -5,9 +5,9 @@
 #include <fmt/format.h>
 
 #include <concepts>
+#include <ranges>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace badgemint::admin {
 
@@ -16,51 +16,72 @@ namespace badgemint::admin {
 // values may be any bytes: those that are not UTF-8 become the text "\xNN".
 class JsonObject {
  public:
-  JsonObject& add(std::string_view key, std::string_view value);
+  JsonObject() {
+    _text.reserve(500);  // Enough for nearly all.
+    _text = "{}";
+  }
+
+  JsonObject& add(std::string_view key, std::string_view value) {
+    begin(key);
+    append(value);
+    return end();
+  }
   JsonObject& add(std::string_view key, const char* value) {
     return add(key, std::string_view(value));
   }
-  JsonObject& add(std::string_view key, const std::string& value) {
-    return add(key, std::string_view(value));
-  }
-  JsonObject& add(std::string_view key, bool value) {
-    return addRaw(key, value ? "true" : "false");
-  }
   template <std::integral Number>
   JsonObject& add(std::string_view key, Number value) {
-    const fmt::format_int digits(value);
-    return addRaw(key, {digits.data(), digits.size()});
+    begin(key);
+    append(value);
+    return end();
   }
   JsonObject& add(std::string_view key, const JsonObject& value) {
-    return addRaw(key, value.text());
+    begin(key);
+    _text += value._text;
+    return end();
   }
   // An array of values of any of these types.
-  template <typename Value>
-  JsonObject& add(std::string_view key, const std::vector<Value>& values) {
-    addRaw(key, "[");
+  template <std::ranges::range Values>
+  requires(!std::convertible_to<const Values&, std::string_view>)
+      JsonObject& add(std::string_view key, const Values& values) {
+    begin(key);
+    _text += '[';
     for (const auto& value : values) {
       if (_text.back() != '[') _text += ',';
       append(value);
     }
-    _text += ']';
-    return *this;
+    return end("]}");
+  }
+  // An array of objects: `fill` adds to this one, as it is then, what the object of an element has.
+  template <typename Elements, typename Fill>
+  JsonObject& addEach(std::string_view key, const Elements& elements, Fill fill) {
+    begin(key);
+    _text += '[';
+    for (const auto& element : elements) {
+      if (_text.back() != '[') _text += ',';
+      _text += "{}";
+      fill(*this, element);
+    }
+    return end("]}");
   }
 
   // Without a newline.
-  std::string text() const { return _text + '}'; }
+  const std::string& text() const { return _text; }
 
  private:
-  JsonObject& addRaw(std::string_view key, std::string_view json);
+  void begin(std::string_view key);
   void append(std::string_view value);
-  void append(const std::string& value) { append(std::string_view(value)); }
-  void append(const JsonObject& value) { _text += value.text(); }
-  template <std::integral Number>
-  void append(Number value) {
+  void append(bool value) { _text += value ? "true" : "false"; }
+  void append(std::integral auto value) {
     const fmt::format_int digits(value);
     _text.append(digits.data(), digits.size());
   }
+  JsonObject& end(const char* brackets = "}") {
+    _text += brackets;
+    return *this;
+  }
 
-  std::string _text = "{";
+  std::string _text;  // Always a whole object.
 };
 
 }  // namespace badgemint::admin

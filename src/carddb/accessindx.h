@@ -71,7 +71,7 @@ class AccessIndex {
   // Sets the state value of an entry: 2 for a flag other than 0, else 1. Returns 0.
   static int32_t setState(AccessIndexEntry& entry, int32_t flag);
 
-  // The walk over the entries in their order, those behind the ones in use included. Null at the
+  // The walk over the entries in their order, those after the ones in use included. Null at the
   // end of the table, and at each entry without uniqid (taken as a signed number) and recno.
   AccessIndexEntry* first();
   AccessIndexEntry* next();

@@ -69,7 +69,7 @@ class RecordFile {
   void startReadingAhead();
   bool readsAhead() const { return _block != nullptr; }
 
-  // Transfers at the position of the open descriptor, which is behind the last record transferred.
+  // Transfers at the position of the open descriptor, which is after the last record transferred.
   [[nodiscard]] Outcome readNext(std::span<uint8_t> record);
   // The same at record number `recno`.
   [[nodiscard]] Outcome readAt(uint32_t recno, std::span<uint8_t> record);
@@ -120,7 +120,7 @@ class RecordReader {
 
   // Whether a read error ended the records.
   bool failed() const { return _failed; }
-  // The bytes behind the last whole record, once next() has found no more.
+  // The bytes after the last whole record, once next() has found no more.
   size_t rest() const { return _end - _next; }
 
  private:

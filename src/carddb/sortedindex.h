@@ -1,8 +1,8 @@
-// The table behind both indexes: entries in memory that find the number of a record in its file
+// The table of both indexes: entries in memory that find the number of a record in its file
 // from the record's key. It is sized once and never grows.
 //
 // A load appends the entries in file order; sort() then brings them into key order. Only the sorted
-// part is searched by halves, what was appended behind it one by one.
+// part is searched by halves, what was appended after it one by one.
 #ifndef BADGEMINT_CARDDB_SORTEDINDEX_H
 #define BADGEMINT_CARDDB_SORTEDINDEX_H
 
@@ -19,7 +19,7 @@
 namespace BADGEMINT_EXPORTED badgemint {
 
 // An Entry begins with its key and `uint32_t recno`, has nothing else set when it is fresh, and
-// tells how keys are ordered: static rank(key) gives a value that compares fast with < and ==. No
+// defines the order of keys: static rank(key) gives a value that compares fast with < and ==. No
 // two entries have one recno.
 template <typename Entry>
 class SortedIndex {
@@ -63,7 +63,7 @@ class SortedIndex {
   bool isFull() const { return _count == _room; }
 
   std::span<Entry> entries() { return {_entries.get(), _count}; }
-  // All entries, those behind the ones in use zero.
+  // All entries, those after the ones in use zero.
   std::span<Entry> slots() { return {_entries.get(), _capacity}; }
 
   // Appends an entry to the unsorted tail. The index must not be full.
@@ -98,7 +98,7 @@ class SortedIndex {
     return tail != end() ? tail : nullptr;
   }
 
-  // Adds a key for the record behind the last one: its recno is the entry count, since records are
+  // Adds a key for the record after the last one: its recno is the entry count, since records are
   // only ever appended. All entries are sorted afterwards. False when the index is full.
   template <typename Key>
   [[nodiscard]] bool insert(const Key& key) {

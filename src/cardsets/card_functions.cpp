@@ -32,8 +32,8 @@ bool isHexadecimal(std::string_view text) {
   return std::all_of(text.begin(), text.end(), [](char c) { return hexValue(c) >= 0; });
 }
 
-int32_t reportCardNumber(std::string_view text, const char* flaw) {
-  LOG(kLogError, "Invalid card number %.*s, %s\n", printLength(text), text.data(), flaw);
+int32_t reportCardNumber(std::string_view text, const char* defect) {
+  LOG(kLogError, "Invalid card number %.*s, %s\n", printLength(text), text.data(), defect);
   return kInvalidCardNumber;
 }
 
@@ -89,16 +89,16 @@ int32_t readCardNumber(std::string_view text, SaturatedInt64& number) {
 }
 
 int32_t checkPinCode(std::string_view& text, size_t maxDigits) {
-  const char* flaw = nullptr;
+  const char* defect = nullptr;
   if (text.size() > maxDigits) {
-    flaw = "too many digits";
+    defect = "too many digits";
   } else if (text.empty()) {
     text = "0";
   } else if (!isDecimal(text)) {
-    flaw = "must be numeric";
+    defect = "must be numeric";
   }
-  if (flaw == nullptr) return kSuccess;
-  LOG(kLogError, "Invalid pin code %.*s, %s\n", printLength(text), text.data(), flaw);
+  if (defect == nullptr) return kSuccess;
+  LOG(kLogError, "Invalid pin code %.*s, %s\n", printLength(text), text.data(), defect);
   return kInvalidPin;
 }
 

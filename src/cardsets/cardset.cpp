@@ -18,7 +18,7 @@ namespace {
 constexpr char kLogModule[] = "cardset";
 constexpr const char* kTextDelimiters = " \n\r";
 
-// The next word, as a text that goes on behind it; null when there is none. A word of white space
+// The next word, as a text that goes on after it; null when there is none. A word of white space
 // alone, such as a tab, reads as an empty text: as a number it must not run on into the next word.
 const char* nextWord(const char*& rest) {
   const char* const word = rest + std::strspn(rest, kTextDelimiters);

@@ -15,7 +15,7 @@ class CardFormatSet;
 class MasterConfiguration;
 class Tokenizer;
 
-// Owns its card sets. A line that is rejected after its card set ID was stored leaves a slot behind
+// Owns its card sets. A line that is rejected after its card set ID was stored leaves a slot after
 // the counted ones: it is written to the file and checked for its format, but never found. A later
 // line that lands in that slot keeps the values that it does not set itself.
 class cardsets {

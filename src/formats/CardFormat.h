@@ -90,7 +90,7 @@ class CardFormat {
   // The value of a field, 0 for an index outside 0 to 7. Always kSuccess.
   virtual int32_t decodeField(const CardPattern& pattern, int32_t field, int64_t& value) const;
 
-  // What the file says, for those who show or judge a format; the masks hold the file's characters.
+  // What the file says, for those who show or check a format; the masks hold the file's characters.
   // A field's letter in the output mask is NUL when the kind has none for it.
   int32_t cardNumberField() const { return _cardNumberField; }
   int32_t bitCount() const { return _numberOfBits; }

@@ -14,7 +14,7 @@ char charAt(const BitMask& mask, int32_t p) {
   return mask[static_cast<size_t>(p)];
 }
 
-// The first position that a mask gives a meaning; behind the last one when there is none.
+// The first position that a mask gives a meaning; after the last one when there is none.
 int32_t firstPosition(const LayoutMasks& masks) {
   for (int32_t p = 0; p <= kLastPosition; ++p) {
     const auto means = [p](std::string_view meanings) {

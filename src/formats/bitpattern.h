@@ -14,7 +14,7 @@
 namespace BADGEMINT_EXPORTED badgemint {
 
 // The encoded card, which is also its key everywhere in the system: position p is bit 7 - p mod 8
-// of byte p / 8. Bits behind the card's own are 0.
+// of byte p / 8. Bits after the card's own are 0.
 using CardPattern = std::array<uint8_t, 16>;
 
 // 144 positions as three words: position p is bit 63 - p mod 64 of word p / 64. A plain value. The

@@ -144,7 +144,7 @@ void reportPin(const char* label, const CardIndexEntry& entry) {
   LOG(kLogError, "%s - pin=%s\n", label, DigitText<2 * sizeof entry.key>(entry.key).c_str());
 }
 
-// What only the entry's key tells: the digits of a card without format, or a PIN.
+// What only the entry's key contains: the digits of a card without format, or a PIN.
 void reportKey(const char* label, const CardIndexEntry& entry) {
   if (entry.type == kNoFormatCardLine) {
     LOG_HEX(kLogError, entry.key, "%s - hexcardno=", label);

@@ -14,7 +14,7 @@
 
 namespace badgemint {
 
-// What tells a file from all others, and from itself after a change.
+// What distinguishes a file from all others, and from itself after a change.
 struct FileState {
   uint64_t device, inode;
   int64_t size;

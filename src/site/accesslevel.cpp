@@ -117,7 +117,7 @@ int32_t AccessChecker::checkAccess(uint32_t levelNumber, uint32_t readerId) cons
   int32_t reason = kReasonLevelNotConfigured;
   for (const AccessPair& pair : _levels.level(position).pairs()) {
     LOG(kLogProgress, "dgid = %u, schid= %u\n", pair.doorgroup, pair.schedule);
-    reason = judge(pair, known && _doorGroups.contains(pair.doorgroup, readerId), reason);
+    reason = reasonAfter(pair, known && _doorGroups.contains(pair.doorgroup, readerId), reason);
     if (reason == kReasonGranted) break;
   }
   LOG(kLogProgress, "reason denied = %d\n", reason);
@@ -125,7 +125,7 @@ int32_t AccessChecker::checkAccess(uint32_t levelNumber, uint32_t readerId) cons
 }
 
 // The reason after one more pair.
-int32_t AccessChecker::judge(const AccessPair& pair, bool inDoorGroup, int32_t reason) const {
+int32_t AccessChecker::reasonAfter(const AccessPair& pair, bool inDoorGroup, int32_t reason) const {
   if (!inDoorGroup) return reason == kReasonNoActiveSchedule ? reason : kReasonNotInDoorGroup;
   LOG(kLogProgress, "reader is in doorgroup \n");
   const ScheduleState state = _schedules.state(pair.schedule);

@@ -128,7 +128,7 @@ class AccessChecker {
   int32_t checkAccess(uint32_t levelNumber, uint32_t readerId) const;
 
  private:
-  int32_t judge(const AccessPair& pair, bool inDoorGroup, int32_t reason) const;
+  int32_t reasonAfter(const AccessPair& pair, bool inDoorGroup, int32_t reason) const;
 
   const AccessLevelSet& _levels;
   const Readers& _readers;

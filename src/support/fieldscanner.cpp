@@ -25,7 +25,7 @@ bool overflows(std::string_view digits) {
   return false;
 }
 
-// Scans white space, a sign and digits, and leaves `text` behind them.
+// Scans white space, a sign and digits, and leaves `text` after them.
 Number scanNumber(const char*& text) {
   Number number;
   const char* p = text;

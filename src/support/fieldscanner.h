@@ -18,7 +18,7 @@ namespace BADGEMINT_EXPORTED badgemint {
 // Once a field does not convert, that field and all later ones read as 0 or empty: a scan that
 // fails leaves the rest of its targets alone.
 //
-// Numbers of one to eighteen digits behind blanks, nearly all there are, are read in line: they do
+// Numbers of one to eighteen digits after blanks, nearly all there are, are read in line: they do
 // not reach the ends of the 64-bit range, so that no rule for saturation or signs can apply to
 // them. All other numbers are read from their first character on in scanNumber().
 class FieldScanner {

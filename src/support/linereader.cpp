@@ -27,7 +27,7 @@ void LineReader::close() {
   _next = _end;
 }
 
-// Moves what is left to the front of the buffer and reads more behind it.
+// Moves what is left to the front of the buffer and reads more after it.
 bool LineReader::fill() {
   if (_ended || _failed) return false;
   const auto left = static_cast<size_t>(_end - _next);

@@ -1,5 +1,5 @@
 // Packed decimal digits: two a byte, the first in the high nibble, and the nibble 15 as filler
-// behind the last digit of a field that is not full. PINs are stored this way.
+// after the last digit of a field that is not full. PINs are stored this way.
 #ifndef BADGEMINT_SUPPORT_PACKEDDECIMAL_H
 #define BADGEMINT_SUPPORT_PACKEDDECIMAL_H
 
@@ -13,7 +13,7 @@ namespace badgemint {
 
 // Packs `digits` (characters '0' to '9') into `bytes`, a field of twice as many digits; digits that
 // do not fit are dropped. When the field is not full, exactly one filler nibble follows the last
-// digit; the bytes behind it stay as the caller prepared them.
+// digit; the bytes after it stay as the caller prepared them.
 void packDigits(std::string_view digits, std::span<uint8_t> bytes);
 
 // Unpacks at most `count` digits, up to the first filler nibble, into `text`, which has room for

@@ -62,7 +62,7 @@ class StepArray {
   T& operator[](int32_t i) { return _slots[i]; }
   const T& operator[](int32_t i) const { return _slots[i]; }
 
-  // The elements in use; and with them the slot behind that was handed out but not committed.
+  // The elements in use; and with them the slot after them that was handed out but not committed.
   std::span<T> elements() { return {_slots, static_cast<size_t>(_count)}; }
   std::span<const T> elements() const { return {_slots, static_cast<size_t>(_count)}; }
   std::span<const T> slots() const { return {_slots, static_cast<size_t>(_opened)}; }

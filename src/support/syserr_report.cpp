@@ -11,7 +11,7 @@ namespace badgemint {
 
 namespace {
 
-// A short write is followed up, so that errno tells why the rest could not be written.
+// A short write is followed up, so that errno says why the rest could not be written.
 bool writeAll(int file, const void* bytes, size_t size) {
   const auto* next = static_cast<const uint8_t*>(bytes);
   while (size > 0) {

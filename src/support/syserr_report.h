@@ -43,7 +43,7 @@ static_assert(sizeof(ErrorFileHeader) == 20);
 int unlockAndCloseErrorFile(int file, struct flock& lock);
 
 // Reads the header at the current position; what the file is too short for reads as 0. A header of
-// another magic is replaced in `header` and written fresh at the position behind the read: at the
+// another magic is replaced in `header` and written fresh at the position after the read: at the
 // start of an empty file. False, with "syserr_report: ERROR reading header (%s)" or the message of
 // the fresh header, when reading or writing fails.
 [[nodiscard]] bool readErrorFileHeader(int file, ErrorFileHeader& header);

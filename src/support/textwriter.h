@@ -1,4 +1,4 @@
-// Writes a text file through a buffer: what the build and the dump leave behind as text.
+// Writes a text file through a buffer: the text files of the build and the dump.
 #ifndef BADGEMINT_SUPPORT_TEXTWRITER_H
 #define BADGEMINT_SUPPORT_TEXTWRITER_H
 
@@ -9,7 +9,7 @@
 namespace badgemint {
 
 // Owns its descriptor and its buffer; allocates nothing. A failure is remembered until close()
-// tells it, so that callers may write on and ask once.
+// reports it, so that callers may write on and ask once.
 class TextWriter {
  public:
   TextWriter() = default;

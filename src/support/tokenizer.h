@@ -20,7 +20,7 @@ class Tokenizer {
   static constexpr uint32_t kMaxWords = 150;
 
   // Splits `line` in place at runs of the delimiter characters. A '#' inside a word cuts the word
-  // there and splitting goes on behind it; a word that begins with '#' ends the line. So "abc#def
+  // there and splitting goes on after it; a word that begins with '#' ends the line. So "abc#def
   // ghi" is two words and "abc #def ghi" is one. Words beyond the 150th are ignored.
   void split(char* line, const char* delimiters);
 

@@ -9,7 +9,7 @@
  * - The log file is created anew. "stdout" and "stderr" name the standard streams. logLevel is the
  *   highest level that is written: 0 start and end of the run, 25 errors, 75 each step, 100 each
  *   record. Logs above level 25 hold card numbers and PINs.
- * - The result is 0 for success and a negative code otherwise; the log tells the cause.
+ * - The result is 0 for success and a negative code otherwise; the log names the cause.
  *   BADGEMINT_LOG_NOT_OPEN and a first BADGEMINT_OUT_OF_MEMORY come without a log.
  * - Only one of the functions may run at a time in one process.
  */

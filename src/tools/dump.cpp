@@ -56,7 +56,7 @@ class DumpWriter {
   }
 
  private:
-  // The fields of a line, each behind a blank.
+  // The fields of a line, each after a blank.
   void word(std::string_view text) {
     _output.writeChar(' ');
     _output.write(text);

@@ -78,11 +78,12 @@ TEST_F(List, ChoosesHoldersByFilters) {
 }
 
 TEST_F(List, PrintsColumnsCsvOrJson) {
-  EXPECT_EQ(runAdmin("list --level 3").output,
-            "2          2:7,1A(deleted),PIN  3,1       1970/01/01 00:01:40 1970/01/01 00:03:20 "
-            "1,2\n");
+  EXPECT_EQ(
+      runAdmin("list --level 3").output,
+      "2          2:7,1A(deleted),PIN  3,1             1970/01/01 00:01:40 1970/01/01 00:03:20 "
+      "1,2\n");
   EXPECT_EQ(runAdmin("list --no-level --set 7").output,
-            "3          7:01000000000000000000000000000000 -         -                   -"
+            "3          7:01000000000000000000000000000000 -               -                   -"
             "                   - (0 access records)\n");
   EXPECT_TRUE(runAdmin("list --level 3 --csv").output.ends_with(",\"1,2\",1\r\n"));
   EXPECT_EQ(runAdmin("list --level 3 --json").output,

@@ -52,6 +52,9 @@ TEST(Pattern, ReportsWhatBitsCanBeAndWhichNumbersCannot) {
   site.folder.write("cardsets.txt", "f 1 1 A=277\nf 2 2\nf 3 1 A=22\nf 7 2\nf 8 9\n");
   site.folder.write("cards.txt", "c 1 1 1 1\nf 4 1 A=23\nf 999 1\n");
   std::filesystem::create_directory("folder");
+  std::filesystem::create_symlink("loop", "loop");
+  mkfifo("fifo.cdf", 0600);
+  site.folder.write("fifo.txt", "1 26.cdf\n2 fifo.cdf");
   const CardPattern key = {0x50}, other = {0x02, 0x2C, 0x7C, 0x24};
   const auto idents = std::vector<IdentRecord>{
       {key, 4, 255}, {key, 5, 1, 1}, {key, 6, 254}, {{2}, 7, 254}, {other, 8, 3}};
@@ -64,28 +67,34 @@ TEST(Pattern, ReportsWhatBitsCanBeAndWhichNumbersCannot) {
   } cases[] = {
       {"decode 022A7C24", 0,
        fmt::format("no holder has this card\nholder 8 has this number with A=22\n{}\n  card set 1\n"
-                   "format 2 32.cdf: card 36338724; no parity, no fixed bits\n  card set 2\n"
-                   "  card set 7\nformat 4 64.vff: card 156073631158370304; no parity, no fixed "
-                   "bits\n  no card set has these values\n",
+                   "format 2 32.cdf: card 36338724; parity and fixed bits right\n  card set 2\n"
+                   "  card set 7\nformat 4 64.vff: card 156073631158370304; parity and fixed bits "
+                   "right\n",
                    card)},
       {"decode 022C7C24", 0,
        "holder 8: card 15890 of card set 3\nformat 1 26.cdf: card 15890, A=22"},
       {"decode \"02 2a:7C-2_4\"", 0, card + '\n'},
       {"decode 0b10001010_100111110000100100", 0, card + '\n'},
-      {"decode 00100100001111100101010001", 1, card + "; reversed\n"},
+      {"decode 00100100001111100101010001", 1,
+       "holder 8 has this number with A=22\n" + card + "; reversed\n"},
       {"decode --formats 26.txt 00022A7C24", 1, card + "; right-aligned\n"},
       {"decode --formats 26.txt 0090F951", 1, card + "; reversed\n"},
       {"decode --decimal 36338724", 0, card + "\n  key 022A7C24"},
       {"decode --decimal 340282366920938463463374607431768211456", 2, "", "of up to 128 bits"},
-      {"decode --json 022C7C24", 0, R"({"holder":8,"set":3,"card":"15890","key":"022C7C240000)"},
+      {"decode --json 022C7C24", 0,
+       R"({"holder":8,"kind":"card","set":3,"card":"15890","key":"022C7C240000)"},
       {"decode --json 022C7C24", 0, R"("values":{"A":22},"fits":true,"faults":[],"sets":[3]})"},
       {"decode 01101111110 --ident none", 1,
-       "format 3 odd.cdf: card 0, A=15; wrong\n  field A has bits that no value has\n"
-       "  field B has bits that no value has\n  parity mask 1 wrong at position 0\n"
-       "  fixed bits 2 to 3 are 10, not 01\n  bit 7 is 1, but 0 on every card\n"
-       "  fixed bit 10 is 0, not 1\n  no card set has these values\n",
+       "format 3 odd.cdf: card 0, A=15; wrong\n  parity mask 1 wrong at position 0\n"
+       "  field A has bits that no value has\n  fixed bits from 2 are 10, not 01\n"
+       "  bit 7 is 1, but 0 on every card\n  field B has bits that no value has\n"
+       "  fixed bits from 10 are 0, not 1\n",
        "none: No such file"},
-      {"decode 01101111110 --ident folder", 3, "wrong\n", "folder"},
+      {"decode 01101111110 --ident folder", 3, "wrong\n", "folder is a folder, not"},
+      {"decode 01101111110 --ident loop", 3, "wrong\n", "loop: Too many"},
+      {"decode 022C7C24 --ident 26.txt", 0, "no holder has", "26.txt ends within a record"},
+      {"decode 0x022A7C24 --formats fifo.txt", 3, "", "fifo.cdf is a FIFO, not a regular"},
+      {"decode --json 022C7C24 --formats none", 1, R"("set":3,"key")", "none: cannot"},
       {"decode 022A7C24 --ident folder", 0, card, "folder"},
       {"decode FFFFFFFFFFFFFFFF --cardsets none", 1,
        "615; wrong\n  the number is beyond 9223372036854775807\n", "none: No such file"},
@@ -94,10 +103,9 @@ TEST(Pattern, ReportsWhatBitsCanBeAndWhichNumbersCannot) {
        "holder 6: card 50000000000000000000000000000000 without format\nformat 2"},
       {"decode 0x5", 0,
        "format 5 hole.cdf: card 1; parity and fixed bits right\n"
-       "  key 05000000000000000000000000000000\n  no card set has these values\n"},
+       "  key 05000000000000000000000000000000\n"},
       {"decode 02 --formats none", 0, "card 02 without format\nno format has such", "none: cannot"},
-      {"decode 0101", 2, "",
-       "no format has cards of 4 bits: they have 3, 11, 26, 32, 64 (write 0x"},
+      {"decode 0101", 2, "", "no format has cards of 4 bits (write 0x"},
       {"decode 0xG", 2, "", "neither bits (0 and 1) nor a key"},
       {"decode", 3, "", "give one of bits, a key and --decimal"},
       {"pattern 1", 3, "", "give a card set, then one or more"},
@@ -105,7 +113,7 @@ TEST(Pattern, ReportsWhatBitsCanBeAndWhichNumbersCannot) {
       {"pattern --cards cards.txt 4 1", 0, "set 4   format 1 26.cdf", "cards.txt:3: this line"},
       {"pattern 1 x 1 123456789012345678901234567890123", 2, "key   022A00020000", "an 32 dig"},
       {"pattern --format odd.cdf 1", 2, "",
-       "of 2 bits (without a type): it would be read as card 0"},
+       "does not fit field B of 2 bits: it would be read as card 0"},
       {"pattern --format 4.vff 1", 0, "mask  ..P*\nbits  0011\nkey   030000"},
       {"pattern --format 136.vff 512", 0, "0010--------\nkey   00000000000000000000000000000002\n"},
       {"pattern --format no.cdf 1", 3, "", "no.cdf: cannot be opened: No such file"},

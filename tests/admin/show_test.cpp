@@ -22,7 +22,7 @@ TEST(Show, SaysWhatNoBuildWrites) {
   EXPECT_EQ(run.status, 1);
   EXPECT_EQ(run.output, R"(holder 8
   2 access records: a build writes one for each card
-  access record 0
+  access record
   access level 2: 3, opens door group/schedule 1/2
   access level 3: 4, opens no door
   access level 4: 5, opens no door
@@ -32,7 +32,7 @@ TEST(Show, SaysWhatNoBuildWrites) {
   flag 7 (not in the line)
   escort: 6
   PIN: ****
-  access record 2
+  access record
   validity: from 1970/01/01 00:03:21 UTC until 1970/01/01 00:03:20 UTC, never valid
   escort: 77, who is not a holder
   elevator access: 1
@@ -40,18 +40,17 @@ TEST(Show, SaysWhatNoBuildWrites) {
   issue level: 7
   output mode: 8
   PIN: ****
-  PIN **** alone, ident record 2
-  card with key 02000000000000000000000000000000 of card set 7, ident record 3
+  card with key 02000000000000000000000000000000 of card set 7
+  PIN **** alone
 
 holder 6
-  access record 1
   validity: until 1970/01/01 00:03:19 UTC, expired since 1970/01/01 00:03:20 UTC
   no credential: nothing to open a door with
 
 holder 5
   no access record: no door opens
-  card with key 022A7C24000000000000000000000000 of card set 1, ident record 0, deleted
-  PIN **** beside a card, ident record 1
+  card with key 022A7C24000000000000000000000000 of card set 1, deleted
+  PIN **** beside a card
 
 there is no credential with key 4711F000000000000000000000000000
 
@@ -100,6 +99,9 @@ TEST(Show, RefusesWordsThatMeanNothing) {
        {"4294967296", 3, "\"4294967296\" is not a unique ID, a number from 0 to 4294967295\n"},
        {"4294967295 --card 1:65535 --ident none", 3, "none: No such file"},
        {"7-5", 3, "\"7-5\" is not a range: its end is before its start\n"},
+       {"-1", 3, "\"-1\" is not a unique ID"},
+       {"1 --levels .", 3, ". is a folder, not a regular file"},
+       {"1 --formats .", 3, ". is a folder, not a regular file"},
        {"5-", 3, "\"\" is not a unique ID"},
        {"--card x", 2, "card number \"x\""},
        {"--card 2:7", 2, "there is no card set \"2\""},

@@ -84,16 +84,22 @@ TEST_F(Why, GivesTheVerdictWithItsReasons) {
     EXPECT_EQ(run.output, output) << subject;
     EXPECT_EQ(run.status, status) << subject << run.errors;
   }
-  EXPECT_EQ(why("--card 2:1 --json").output,
-            R"({"granted":true,"holder":1,"kind":"card","set":2,"card":"1",)"
-            R"("key":"00000001000000000000000000000000","reasons":)"
-            R"(["by access level 1 while schedule 3 is active",)"
-            R"("by access level 2 while schedule 7 is active",)"
-            R"("by access level 2 while schedule 6 is active"]})"
+  for (const char* const subject : {"--card 2:1", "--key 00000001"})
+    EXPECT_EQ(why(std::string(subject) + " --json").output,
+              R"({"granted":true,"holder":1,"kind":"card","set":2,"card":"1",)"
+              R"("key":"00000001000000000000000000000000","reasons":)"
+              R"(["by access level 1 while schedule 3 is active",)"
+              R"("by access level 2 while schedule 7 is active",)"
+              R"("by access level 2 while schedule 6 is active"]})"
+              "\n");
+  EXPECT_EQ(why("--card 2:77 --json").output,
+            R"({"granted":false,"set":2,"card":"77","reasons":)"
+            R"(["card 77 of card set 2 is not in the databases"]})"
             "\n");
 }
 
 TEST_F(Why, ReportsWhatItCannotTell) {
+  expectRun("why 1 --door 4 --levels cardsets.txt", 3, "", "no line defines an access level");
   expectRefusals("why --levels levels",
                  {{"8 --door 4", 3, "several access records, and they disagree"},
                   {"1", 3, "write the door group with --door"},

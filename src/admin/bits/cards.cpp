@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "admin/bits/layout.h"
 #include "admin/check/finding.h"
 #include "admin/console.h"
 #include "support/result.h"
@@ -11,119 +10,94 @@ namespace badgemint::admin {
 
 namespace {
 
-// "16 bits", and how many digits that is in a field of digits.
-std::string widthText(const CardFormat& format, int32_t field) {
-  constexpr int32_t kValueBits = 64;
-  const int32_t width = format.fieldBitCount(field);
-  const int32_t usable = std::min(width, kValueBits);
-  const int32_t type = format.fieldDefinitions()[static_cast<size_t>(field)].ftyp;
-  std::string text = fmt::format("{} bit{}", width, width == 1 ? "" : "s");
-  if (type == kTypeBcd) text += fmt::format(" ({} digits)", usable / 4);
-  if (type == kTypeMsd) text += fmt::format(" ({} digits)", usable / 5);
-  if (type == kNotGiven) text += " (without a type)";
-  return text;
+char at(const BitMask& mask, int32_t position) {
+  return mask[static_cast<size_t>(position)];
 }
-
-bool isFixed(char source) {
-  return source == '0' || source == '1';
-}
-
-// A card beside what its format makes of the same values; parity as it follows from the card's own
-// bits, so that a card with other fixed bits, as of another site, is not also reported for parity.
-class Comparison {
- public:
-  Comparison(const CardFormat& format, const CardPattern& card, const CardPattern& encoded)
-      : _format(format),
-        _layout(format),
-        _sources(_layout.mergedRow()),
-        _actual(_layout.bitsOf(card)),
-        _expected(_layout.bitsOf(encoded)) {
-    adjustParity();
-  }
-
-  // Of fields, then of parity, then of all other bits.
-  std::vector<std::string> faults() const {
-    std::vector<std::string> all;
-    addFieldFaults(all);
-    addParityFaults(all);
-    for (size_t bit = 0; bit < _sources.size(); ++bit) {
-      if (isFixed(_sources[bit])) {
-        bit = addFixedFault(bit, all);
-      } else if (isWrong(bit) && !isParity(bit) && !isField(bit)) {
-        all.push_back(fmt::format("bit {} is 1, but 0 on every card", bit));
-      }
-    }
-    return all;
-  }
-
- private:
-  // Parity of the bits that differ is the difference of parity.
-  void adjustParity() {
-    std::vector<bool> differs(_sources.size());
-    for (size_t bit = 0; bit < differs.size(); ++bit) differs[bit] = isWrong(bit) && !isParity(bit);
-    for (int32_t mask = 0; mask < _format.numberOfParityBits(); ++mask) {
-      const int32_t target = _layout.targetOf(mask);
-      if (target < 0) continue;
-      const std::string row = _layout.rowOf(_format.masks().parity[static_cast<size_t>(mask)]);
-      bool isOdd = false;
-      for (size_t bit = 0; bit < row.size(); ++bit)
-        isOdd = isOdd != (row[bit] == 'X' && differs[bit]);
-      differs[static_cast<size_t>(target)] = isOdd;
-    }
-    for (size_t bit = 0; bit < differs.size(); ++bit)
-      if (differs[bit] && isParity(bit) && _expected[bit] != CardLayout::kNoBit)
-        _expected[bit] ^= 1;
-  }
-
-  void addFieldFaults(std::vector<std::string>& all) const {
-    std::string reported;
-    for (size_t bit = 0; bit < _sources.size(); ++bit) {
-      const char letter = _sources[bit];
-      if (!isField(bit) || !isWrong(bit) || reported.find(letter) != std::string::npos) continue;
-      reported += letter;
-      all.push_back(letter == '*' ? "the number has bits that no value has"
-                                  : fmt::format("field {} has bits that no value has", letter));
-    }
-  }
-
-  void addParityFaults(std::vector<std::string>& all) const {
-    for (size_t bit = 0; bit < _sources.size(); ++bit)
-      if (isParity(bit) && isWrong(bit))
-        all.push_back(fmt::format("parity mask {} wrong at position {}",
-                                  _layout.parityMaskOf(static_cast<int32_t>(bit)) + 1, bit));
-  }
-
-  // Fixed bits that stand together are compared together. Returns the last of them.
-  size_t addFixedFault(size_t first, std::vector<std::string>& all) const {
-    size_t end = first;
-    while (end < _sources.size() && isFixed(_sources[end])) ++end;
-    size_t from = first, to = end;
-    while (from < end && !isWrong(from)) ++from;
-    while (to > from && !isWrong(to - 1)) --to;
-    const std::string actual = _actual.substr(from, to - from);
-    const std::string expected = _expected.substr(from, to - from);
-    if (to - from == 1)
-      all.push_back(fmt::format("fixed bit {} is {}, not {}", from, actual, expected));
-    else if (to > from)
-      all.push_back(
-          fmt::format("fixed bits {} to {} are {}, not {}", from, to - 1, actual, expected));
-    return end - 1;
-  }
-
-  bool isWrong(size_t bit) const { return _actual[bit] != _expected[bit]; }
-  bool isParity(size_t bit) const { return _layout.parityMaskOf(static_cast<int32_t>(bit)) >= 0; }
-  bool isField(size_t bit) const {
-    const char source = _sources[bit];
-    return !isFixed(source) && source != 'P' && source != CardLayout::kNoPosition;
-  }
-
-  const CardFormat& _format;
-  const CardLayout _layout;
-  const std::string _sources, _actual;
-  std::string _expected;
-};
 
 }  // namespace
+
+CardLayout::CardLayout(const CardFormat& format)
+    : _format(format), _masks(format.masks()), _count((format.bitCount() + 7) / 8 * 8) {
+  while (_count > format.bitCount() && sourceOf(0) == kNoPosition) --_count;
+}
+
+std::string CardLayout::bitsOf(const CardPattern& pattern) const {
+  std::string bits;
+  for (int32_t bit = 0; bit < count(); ++bit) {
+    const auto place = static_cast<size_t>(placeOf(bit));
+    if (place >= 8 * pattern.size())
+      bits += kNoBit;
+    else
+      bits += (pattern[place / 8] >> (7 - place % 8) & 1) != 0 ? '1' : '0';
+  }
+  return bits;
+}
+
+CardPattern CardLayout::patternOf(std::string_view bits) const {
+  BitPattern places;
+  for (int32_t place = placeOf(0); const char bit : bits) {
+    if (bit == '1') places.set(place);
+    ++place;
+  }
+  return places.toCard();
+}
+
+std::string CardLayout::rowOf(const BitMask& mask) const {
+  std::string row;
+  for (int32_t bit = 0; bit < count(); ++bit) {
+    const int32_t position = positionOf(bit);
+    const char c = position < 0 ? '\0' : at(mask, position);
+    row += c > ' ' && c <= '~' ? c : kNoPosition;
+  }
+  return row;
+}
+
+std::string CardLayout::mergedRow() const {
+  std::string row;
+  for (int32_t bit = 0; bit < count(); ++bit) row += sourceOf(bit);
+  return row;
+}
+
+// Fixed bits replace those of fields, and parity bits replace both.
+char CardLayout::sourceOf(int32_t bit) const {
+  const int32_t position = positionOf(bit);
+  if (position < 0) return kNoPosition;
+  if (parityMaskOf(static_cast<size_t>(bit)) >= 0) return 'P';
+  const char fixed = at(_masks.fixed, position);
+  if (fixed == '0' || fixed == '1') return fixed;
+  return isUsedPosition(_masks, position) ? at(_masks.output, position) : kNoPosition;
+}
+
+int32_t CardLayout::parityMaskOf(size_t bit) const {
+  const int32_t position = positionOf(static_cast<int32_t>(bit));
+  for (int32_t mask = _format.numberOfParityBits(); position >= 0 && mask-- > 0;) {
+    const BitMask& row = _masks.parity[static_cast<size_t>(mask)];
+    if (std::string_view(row.data(), BitPattern::kPositions).find_first_of("EO") ==
+        static_cast<size_t>(position))
+      return mask;
+  }
+  return -1;
+}
+
+std::string CardLayout::withParityOf(const std::string& card, std::string bits) const {
+  BitPattern differs, none;
+  const auto positionAt = [this](size_t bit) { return positionOf(static_cast<int32_t>(bit)); };
+  for (size_t bit = 0; bit < bits.size(); ++bit)
+    if (card[bit] != bits[bit] && positionAt(bit) >= 0 && parityMaskOf(bit) < 0)
+      differs.set(positionAt(bit));
+  // Parity of the bits that differ is the difference of parity.
+  for (int32_t mask = 0; mask < _format.numberOfParityBits(); ++mask) {
+    _format.computeParityBit(differs, mask);
+    _format.computeParityBit(none, mask);
+  }
+  differs ^= none;
+  for (size_t bit = 0; bit < bits.size(); ++bit) {
+    if (parityMaskOf(bit) < 0 || bits[bit] == kNoBit) continue;
+    const uint64_t word = differs.words[BitPattern::wordOf(positionAt(bit))];
+    if ((word & BitPattern::bitOf(positionAt(bit))) != 0) bits[bit] ^= 1;
+  }
+  return bits;
+}
 
 NumberedCard encodeWord(const CardEncoder& encoder, std::string_view word) {
   SaturatedInt64 number{};
@@ -134,13 +108,48 @@ NumberedCard encodeWord(const CardEncoder& encoder, std::string_view word) {
   NumberedCard card{number.value, {}};
   if (encodeCardNumber(encoder, number, 0, card.pattern) == kSuccess) return card;
   const CardFormat& format = *encoder.format;
-  const int32_t field = format.cardNumberField();
-  const char letter = format.masks().letters[static_cast<size_t>(field)];
+  const auto field = static_cast<size_t>(format.cardNumberField());
+  const int32_t width = format.fieldBitCount(format.cardNumberField());
+  const int32_t type = format.fieldDefinitions()[field].ftyp;
+  const std::string digits = type == kTypeBcd   ? fmt::format(" ({} digits)", width / 4)
+                             : type == kTypeMsd ? fmt::format(" ({} digits)", width / 5)
+                                                : "";
   throw Failure(ExitStatus::kRefused,
-                "card number {} does not fit {} of {}: it would be read as card {}", word,
-                letter == '*' ? "its number" : fmt::format("field {}", letter),
-                widthText(format, field), encoder.decode(card.pattern));
+                "card number {} does not fit field {} of {} bits{}: it would be read as card {}",
+                word, format.masks().letters[field], width, digits, encoder.decode(card.pattern));
 }
+
+namespace {
+
+// What is wrong in a card beside what its format makes of the same values, from the first bit to
+// the last. A card with other fixed bits, as of another site, is not also wrong in parity.
+std::vector<std::string> faultsOf(const CardLayout& layout, const CardPattern& card,
+                                  const CardPattern& encoded) {
+  const std::string sources = layout.mergedRow(), actual = layout.bitsOf(card);
+  const std::string expected = layout.withParityOf(actual, layout.bitsOf(encoded));
+  std::vector<std::string> faults;
+  std::string fields;  // That are reported.
+  for (size_t bit = 0, end = 0; bit < sources.size(); bit = std::max(end, bit + 1)) {
+    const char source = sources[bit];
+    end = std::min(sources.find_first_not_of("01", bit), sources.size());
+    const std::string found = actual.substr(bit, std::max(end - bit, size_t{1}));
+    const std::string right = expected.substr(bit, found.size());
+    if (found == right || fields.find(source) != std::string::npos) continue;
+    if (end > bit) {
+      faults.push_back(fmt::format("fixed bits from {} are {}, not {}", bit, found, right));
+    } else if (const int32_t mask = layout.parityMaskOf(bit); mask >= 0) {
+      faults.push_back(fmt::format("parity mask {} wrong at position {}", mask + 1, bit));
+    } else if (source == 'P' || source == CardLayout::kNoPosition) {
+      faults.push_back(fmt::format("bit {} is 1, but 0 on every card", bit));
+    } else {
+      fields += source;
+      faults.push_back(fmt::format("field {} has bits that no value has", source));
+    }
+  }
+  return faults;
+}
+
+}  // namespace
 
 std::optional<DecodedCard> decodeCard(const CardFormat& format, const CardPattern& card) {
   DecodedCard decoded;
@@ -150,7 +159,7 @@ std::optional<DecodedCard> decodeCard(const CardFormat& format, const CardPatter
   decoded.encoded = format.encodeNumber(format.encodeSite(decoded.values), decoded.number);
   if (decoded.encoded != card) {
     const CardLayout layout(format);
-    decoded.faults = Comparison(format, card, decoded.encoded).faults();
+    decoded.faults = faultsOf(layout, card, decoded.encoded);
     const bool isWithin = layout.patternOf(layout.bitsOf(card)) == card;
     if (decoded.faults.empty() || !isWithin) return std::nullopt;
   }

@@ -1,5 +1,5 @@
-// Card numbers to bits and back, with the reasons why a word is not a card number or a pattern not
-// a card of a format.
+// The bits of a format's cards in the order in which a reader sends them, card numbers to bits and
+// back, with the reasons why a word is not a card number or a pattern not a card of a format.
 #ifndef BADGEMINT_ADMIN_BITS_CARDS_H
 #define BADGEMINT_ADMIN_BITS_CARDS_H
 
@@ -13,6 +13,48 @@
 #include "formats/CardFormat.h"
 
 namespace badgemint::admin {
+
+// Refers to the format, which must outlive it. In all rows a character is a bit; bit 0 is leftmost
+// and sent first.
+class CardLayout {
+ public:
+  static constexpr char kNoBit = '-';       // A pattern has no room for it.
+  static constexpr char kNoPosition = '.';  // The layout has nothing there.
+
+  explicit CardLayout(const CardFormat& format);
+
+  // Those of the format, and in a layout with gaps, which it does not count, also what it sets in
+  // front of them.
+  int32_t count() const { return _count; }
+
+  // The bits of a pattern as '0' and '1', and the pattern of `count()` such bits. What has no place
+  // in a pattern is left out.
+  std::string bitsOf(const CardPattern& pattern) const;
+  CardPattern patternOf(std::string_view bits) const;
+
+  // A mask of the format, as its file has it.
+  std::string rowOf(const BitMask& mask) const;
+
+  // All masks in one, which shows where a bit comes from: the letter of a field ('*' in a VFF), 'P'
+  // for parity, '0' or '1' where it is fixed.
+  std::string mergedRow() const;
+
+  // The parity mask that sets a bit, the last one if there are several; -1 for none.
+  int32_t parityMaskOf(size_t bit) const;
+  // The bits of a card of the format, with parity as it follows from those of another card.
+  std::string withParityOf(const std::string& card, std::string bits) const;
+
+ private:
+  // Where a bit is in a pattern: all of them end with a whole byte.
+  int32_t placeOf(int32_t bit) const { return (count() + 7) / 8 * 8 - count() + bit; }
+  // Where it is in the masks; negative before their begin.
+  int32_t positionOf(int32_t bit) const { return _format.lastUsedBit() + 1 - count() + bit; }
+  char sourceOf(int32_t bit) const;
+
+  const CardFormat& _format;
+  const LayoutMasks _masks;
+  int32_t _count;
+};
 
 struct NumberedCard {
   int64_t number;

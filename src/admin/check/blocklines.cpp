@@ -82,14 +82,15 @@ class BlockLine {
     for (int64_t card = first; card < first + counted; ++card)
       wrong += encoder.decode(encoder.encode(card)) != card ? 1 : 0;
     const auto uniqid = static_cast<uint32_t>(textToInt32(_words.firstUniqid) + good);
+    const std::string number = fmt::to_string(first);
+    CheckedLine card = _line;
+    card.subject = {Subject::Kind::kCard, _csid, number, uniqid};
     const Place place = _line.at(_words.firstCard);
     if (wrong > 1)
-      _line.error(place, result,
-                  "card {} of holder {} and {}{} more of the block do not fit format {}", first,
-                  uniqid, counted < left ? "at least " : "", wrong - 1, set.fmtid);
+      card.error(place, result, "{} and {}{} more of the block do not fit format {}", card.subject,
+                 counted < left ? "at least " : "", wrong - 1, set.fmtid);
     else
-      _line.error(place, result, "card {} of holder {} does not fit format {}", first, uniqid,
-                  set.fmtid);
+      card.error(place, result, "{} does not fit format {}", card.subject, set.fmtid);
   }
 
   void checkWords(int32_t result) {

@@ -21,7 +21,6 @@ namespace badgemint::admin {
 
 namespace {
 
-constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr char kRestOfLongLine[] =
     "a line of more than 300 characters: the rest is read as another line";
 
@@ -196,9 +195,10 @@ void checkLines(CardsCheck& check, InputFile& input, SiteSummary& summary) {
                         "the last line has no newline: the end of the file may be missing");
   check.otherDates.finish();
   summary.credentials = check.index.count();
-  summary.holders = checkWholeFile(
-      {check.index, std::move(check.unindexed), check.escorts, check.misread, check.file},
-      check.findings);
+  summary.holders =
+      checkWholeFile({check.index, std::move(check.unindexed), check.escorts, check.slippedEscorts,
+                      check.misread, check.file, check.options.withPins},
+                     check.findings);
   if (check.index.count() == 0 && check.findings.errors() == 0 && !check.options.allowEmpty)
     check.findings.warn({check.file, 0, 0}, "empty",
                         "no card and no PIN: a build makes empty databases, which open no door");
@@ -289,21 +289,21 @@ std::string named(const LineField& field) {
 }
 
 bool Subject::hasNumber() const {
-  return cardNumber.size() <= kMaxCardNumberDigits &&
+  return !cardNumber.empty() && cardNumber.size() <= kMaxCardNumberDigits &&
          cardNumber.find_first_not_of("0123456789ABCDEFabcdef") == std::string_view::npos;
 }
 
 std::string Subject::text() const {
-  const std::string_view number = hasNumber() ? cardNumber : "?";
-  if (kind == Kind::kPin) return fmt::format("PIN of holder {}", uniqid);
-  if (kind == Kind::kBlock) return fmt::format("cards from {}, holders from {}", number, uniqid);
-  return fmt::format("card {} of holder {}", number, uniqid);
+  if (kind == Kind::kBlock)
+    return fmt::format("cards from {}, holders from {}", hasNumber() ? cardNumber : "?", uniqid);
+  std::string text = kind == Kind::kPin ? "PIN" : "card";
+  if (kind == Kind::kCard && hasNumber()) text.append(" ").append(cardNumber);
+  return text + (hasHolder ? fmt::format(" of holder {}", uniqid) : " without a unique ID");
 }
 
 About Subject::about() const {
   About about;
-  if (kind == Kind::kNone) return about;
-  about.holder = uniqid;
+  if (kind != Kind::kNone && hasHolder) about.holder = uniqid;
   if (csid >= kFirstCardSetId && csid <= kLastCardSetId) about.set = static_cast<uint32_t>(csid);
   if (hasNumber()) about.card = cardNumber;
   return about;
@@ -378,11 +378,11 @@ bool CardsCheck::reportCardNumber(const CheckedLine& line, std::string_view numb
   if (number.starts_with('#'))
     line.error(place, result, kEarlyComment, named(field));
   else if (word.length > kMaxCardNumberDigits)
-    line.error(place, result, "{} of {} digits; at most {} are allowed (holder {})", field.name,
-               word.length, kMaxCardNumberDigits, line.subject.uniqid);
+    line.error(place, result, "{} of {} digits; at most {} are allowed ({})", field.name,
+               word.length, kMaxCardNumberDigits, line.subject);
   else
-    line.error(place, result, "{} {} has a character that is not a {} digit (holder {})",
-               field.name, word, isHex ? "hexadecimal" : "decimal", line.subject.uniqid);
+    line.error(place, result, "{} {} has a character that is not a {} digit ({})", field.name, word,
+               isHex ? "hexadecimal" : "decimal", line.subject);
   return true;
 }
 

@@ -32,6 +32,7 @@ struct Subject {
   int32_t csid = 0;             // Of a card that has a card set.
   std::string_view cardNumber;  // As written; shown when it is a number. The first of a block.
   uint32_t uniqid = 0;
+  bool hasHolder = true;  // Whether the line has a unique ID.
 
   std::string text() const;
   About about() const;
@@ -65,10 +66,10 @@ struct CheckedLine {
                         fmt::make_format_args(args...), note);
   }
   template <typename... Args>
-  void warn(Place place, std::string_view rule, fmt::format_string<Args...> format,
-            Args&&... args) const {
-    findings.add({.place = place, .rule = rule, .about = subject.about()}, format,
-                 fmt::make_format_args(args...));
+  size_t warn(Place place, std::string_view rule, fmt::format_string<Args...> format,
+              Args&&... args) const {
+    return findings.add({.place = place, .rule = rule, .about = subject.about()}, format,
+                        fmt::make_format_args(args...));
   }
 };
 
@@ -113,6 +114,7 @@ struct CardsCheck {
   // For the checks of the whole file.
   std::vector<UniqidRange> unindexed{};
   std::vector<EscortUse> escorts{};
+  std::vector<SlippedEscort> slippedEscorts{};
   std::vector<int32_t> misread{};  // Lines without an error that are not what they look like.
 
   std::unordered_map<uint32_t, int64_t> lineOfSet{};  // The 'f' line of each card set ID.

@@ -1,4 +1,5 @@
 // The check of 'f' lines, which define card sets.
+#include <algorithm>
 #include <bitset>
 #include <cstring>
 #include <string>
@@ -16,7 +17,6 @@ namespace {
 constexpr uint32_t kFirstValue = 3;  // After "f", the card set and the format.
 constexpr LineField kCardSetField = {"card set", FieldKind::kCardSet, 253};
 constexpr LineField kFormatField = {"format", FieldKind::kNumber, UINT32_MAX};
-constexpr LineField kValueField = {"value", FieldKind::kNumber, INT32_MAX};
 
 class CardSetLine {
  public:
@@ -107,11 +107,12 @@ class CardSetLine {
     if (std::strlen(letter) > 1)
       return warn(letter, "{} sets field {:c}: the name of a field is one letter",
                   shownName(letter), *letter);
-    const ShownWord number = shown(value, kValueField);
+    const LineField limits = valueField(field, format);
+    const ShownWord number = shown(value, limits);
     if (!isNumber(value) || textToInt64(value) != textToInt32(value))
       return warn(value, "value {} of field {:c} is not {}{}", number, *letter,
                   isNumber(value) ? "0 to 2147483647" : "a number",
-                  readAs(value, kValueField, textToInt32(value)));
+                  readAs(value, limits, textToInt32(value)));
     if (textToInt32(value) < 0)
       return warn(value, "value {} of field {:c} is negative: the card sets file does not keep it",
                   number, *letter);
@@ -121,10 +122,22 @@ class CardSetLine {
     if (field == format->cardNumberField())
       return warn(letter, "field {:c} is the card number: its value is not used", *letter);
     if (!hasSiteValue(*format, field)) return warn(letter, "the format has no field {:c}", *letter);
-    return checkFits(value, field, *format);
+    return checkFits(value, number, field, *format);
   }
 
-  bool checkFits(const char* value, int32_t field, const CardFormat& format) const {
+  // A value with more digits than the largest one may be a PIN.
+  static LineField valueField(int32_t field, const CardFormat* format) {
+    LineField limits = {"value", FieldKind::kNumber, INT32_MAX};
+    if (format == nullptr || !hasSiteValue(*format, field)) return limits;
+    const int32_t bits = format->fieldBitCount(field);
+    if (bits < 31) limits.most = (1U << bits) - 1;
+    const int32_t most = format->fieldDefinitions()[static_cast<size_t>(field)].maxval;
+    if (most > 0) limits.most = std::min(limits.most, static_cast<uint32_t>(most));
+    return limits;
+  }
+
+  bool checkFits(const char* value, const ShownWord& shownValue, int32_t field,
+                 const CardFormat& format) const {
     const auto at = static_cast<size_t>(field);
     const FieldDefinition& definition = format.fieldDefinitions()[at];
     if (definition.ftyp == kNotGiven) return true;  // 0 on every card: a finding of the format.
@@ -134,15 +147,17 @@ class CardSetLine {
     int64_t decoded = 0;
     static_cast<void>(
         format.decodeField(format.encodeNumber(format.encodeSite(values), 0), field, decoded));
+    const std::string carried =
+        shownValue.hasTooManyDigits() ? "another value" : fmt::to_string(decoded);
     const bool isBounded = definition.maxval > 0;
     if (isBounded && (number < definition.minval || number > definition.maxval))
       return warn(value,
                   "value {} of field {:c} is not {} to {}, as its format requires: the cards carry "
                   "{}",
-                  number, 'A' + field, definition.minval, definition.maxval, decoded);
+                  shownValue, 'A' + field, definition.minval, definition.maxval, carried);
     if (decoded == number) return true;
     return warn(value, "value {} does not fit the {} bits of field {:c}: the cards carry {}",
-                number, format.fieldBitCount(field), 'A' + field, decoded);
+                shownValue, format.fieldBitCount(field), 'A' + field, carried);
   }
 
   template <typename... Args>
@@ -200,6 +215,7 @@ int32_t checkCardSetLine(CardsCheck& check, CheckedLine& line) {
   std::string copy = line.text;
   CardSetLine words(line);
   const uint32_t csid = words.csid();
+  line.subject.csid = static_cast<int32_t>(csid);
   const bool isRepeated = check.site.cardSets().getCardSet(csid) != nullptr;
   const int32_t result = check.checkAsBuild(line, copy.data(), 0);
   if (result < 0) {

@@ -37,6 +37,12 @@ size_t Findings::add(Finding finding, fmt::string_view format, fmt::format_args 
   return number;
 }
 
+void Findings::addRemark(size_t finding, std::string_view part, std::string_view remark) {
+  if (finding >= _kept.size()) return;
+  std::string& text = _kept[finding].text;
+  text.insert(text.find(part) + part.size(), remark);
+}
+
 void Findings::countFurther(size_t error, std::string_view what) {
   if (error >= _kept.size()) return;
   Finding& finding = _kept[error];
@@ -115,6 +121,12 @@ std::string printable(std::string_view text) {
     }
   }
   return shown;
+}
+
+std::string keyText(const CardPattern& key) {
+  std::string text(2 * key.size(), '0');
+  for (size_t i = 0; i < key.size(); ++i) putHex(key[i], text.data() + 2 * i);
+  return text;
 }
 
 std::string inQuotes(std::string_view word) {

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "admin/console.h"
+#include "formats/bitpattern.h"
 
 namespace badgemint::admin {
 
@@ -90,6 +91,9 @@ class Findings {
 
   bool keepsAll() const { return _keepAll; }
 
+  // Inserts a remark after a part of the finding's text.
+  void addRemark(size_t finding, std::string_view part, std::string_view remark);
+
   // Counts one more line that fails for the same reason as this error.
   void countFurther(size_t error, std::string_view what);
 
@@ -127,7 +131,9 @@ class Findings {
 
 // A text whose bytes may be any: what does not print is shown as "\xNN".
 std::string printable(std::string_view text);
-// The same in double quotes, as messages show a word of a file; cut where it is long.
+// The 32 hexadecimal digits of a key.
+std::string keyText(const CardPattern& key);
+// printable() in double quotes, as messages show a word of a file; cut where it is long.
 std::string inQuotes(std::string_view word);
 
 }  // namespace badgemint::admin

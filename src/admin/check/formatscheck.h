@@ -4,6 +4,7 @@
 #define BADGEMINT_ADMIN_CHECK_FORMATSCHECK_H
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -15,7 +16,7 @@ namespace badgemint::admin {
 // An entry of the formats file.
 struct CheckedFormat {
   uint32_t id = 0;
-  std::string fileName;                // Its base name, in the current folder.
+  std::string fileName{};              // Its base name, in the current folder.
   const CardFormat* format = nullptr;  // Null when it did not load.
   int64_t line = 0;                    // Of the formats file.
   size_t error = Findings::kNotKept;   // The finding that reports why it did not load.
@@ -40,6 +41,20 @@ CheckedFormats checkFormats(const std::string& formatsFile, CardFormatSet& forma
 // when it does not load.
 const CardFormat* checkFormatAlone(const std::string& path, CardFormatSet& formats,
                                    Findings& findings);
+
+// Loads a format from its file, number `file` among the findings, and checks the file line by line.
+// Sets `format` or `error` of the entry.
+void checkFormatFile(CardFormat& format, const std::string& path, int file, CheckedFormat& entry,
+                     Findings& findings);
+
+// The rule `mask`: the masks against each other. Mask 0 is the output mask, 1 the fixed mask, and 2
+// to 9 are the parity masks, whose number counts only if `isParityCountValid`. False when a field
+// does not get the positions that it seems to have.
+using MaskWarning = std::function<void(size_t mask, size_t position, const std::string& text)>;
+bool checkMasks(const CardFormat& format, bool isParityCountValid, const MaskWarning& warning);
+
+// "CDF", "EFF" or "VFF".
+const char* kindName(const CardFormat& format);
 
 }  // namespace badgemint::admin
 

@@ -134,11 +134,13 @@ class HolderLine {
     FieldScanner scanner(_line.text + 1);
     if (!isCard()) {
       _line.subject = {Subject::Kind::kPin, 0, {}, scanPinLine(scanner).uniqid};
+      _line.subject.hasHolder = !scanner.failed();
       return;
     }
     const CardLine card = scanCardLine(scanner);
     _csid = card.csid;
     _line.subject = {Subject::Kind::kCard, isHex() ? 0 : _csid, card.cardNumber, card.uniqid};
+    _line.subject.hasHolder = !scanner.failed();
   }
 
   // What fails the build: an error each. The first field with a problem explains what the fields
@@ -302,17 +304,18 @@ class HolderLine {
     const size_t start = firstDateField();
     if (count == expected || !(isDateAt(start) || isDateAt(start + 2))) return false;
     const size_t wrong = count < expected ? expected - count : count - expected;
-    _line.warn(_line.whole(), "fields",
-               "{} words instead of {}, {} before the dates {} {}: {} ({})", count, expected,
-               wrong == 1 ? "one" : fmt::to_string(wrong), wrong == 1 ? "is" : "are",
-               count < expected ? "missing" : "too many", slipEffect(), _line.subject);
+    const HolderFields holder = scanHolder();
+    const size_t finding = _line.warn(
+        _line.whole(), "fields", "{} words instead of {}, {} before the dates {} {}: {} ({})",
+        count, expected, wrong == 1 ? "one" : fmt::to_string(wrong), wrong == 1 ? "is" : "are",
+        count < expected ? "missing" : "too many", slipEffect(holder), _line.subject);
+    if (holder.escortId != 0) _check.slippedEscorts.push_back({holder.escortId, finding});
     markMisread();
     return true;
   }
 
   // What a build reads from the wrong words of a line that has slipped.
-  std::string slipEffect() const {
-    const HolderFields holder = scanHolder();
+  static std::string slipEffect(const HolderFields& holder) {
     std::vector<std::string> effects;
     if (holder.escortId != 0) effects.push_back(fmt::format("escort {}", holder.escortId));
     if (secondsOf(PeriodEnd::kStart, holder.startDate, holder.startTime) == 0)

@@ -70,13 +70,21 @@ struct EscortUse {
   int32_t column;
 };
 
+// The same for a line whose words have slipped, which is one finding.
+struct SlippedEscort {
+  uint32_t escort;
+  size_t finding;
+};
+
 // What a run over a cards file leaves for the checks that need the whole of it.
 struct WholeFile {
   const CardIndex& index;  // Its lines are those of an editor.
   std::vector<UniqidRange> unindexed;
   const std::vector<EscortUse>& escorts;
+  const std::vector<SlippedEscort>& slippedEscorts;
   const std::vector<int32_t>& misread;  // Lines, in order, that are reported as a whole.
   int file;                             // The cards file.
+  bool withPins;
 };
 
 // Reports keys and unique IDs that occur twice, PIN idents without a card, and escorts that are not

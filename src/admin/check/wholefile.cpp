@@ -34,9 +34,13 @@ std::string textOf(const CardIndexEntry& entry) {
   return fmt::format("card {} of holder {}", digits.data(), entry.uniqid);
 }
 
+bool isPin(const CardIndexEntry& entry) {
+  return entry.type == kPinLine || entry.type == kPinIdentLine;
+}
+
 About aboutOf(const CardIndexEntry& entry) {
   About about{.holder = entry.uniqid};
-  if (entry.type == kPinLine || entry.type == kPinIdentLine) return about;
+  if (isPin(entry)) return about;
   about.set = entry.csid;
   if (entry.type != kNoFormatCardLine) {
     about.card = fmt::to_string(entry.cardNumber());
@@ -134,8 +138,10 @@ class WholeFileCheck {
   template <typename... Args>
   void report(const CardIndexEntry& entry, int32_t code, std::string_view rule,
               fmt::format_string<Args...> format, Args&&... args) const {
-    _findings.add({.place = placeOf(entry), .code = code, .rule = rule, .about = aboutOf(entry)},
-                  format, fmt::make_format_args(args...));
+    Finding finding{.place = placeOf(entry), .code = code, .rule = rule, .about = aboutOf(entry)};
+    if (code == kDuplicateCardKey && (_whole.withPins || !isPin(entry)))
+      finding.about.key = keyText(entry.key);
+    _findings.add(std::move(finding), format, fmt::make_format_args(args...));
   }
   template <typename... Args>
   void warn(const EscortUse& use, fmt::format_string<Args...> format, Args&&... args) const {
@@ -277,11 +283,16 @@ class WholeFileCheck {
   void checkEscorts() const {
     std::unordered_set<uint32_t> missing;
     for (const EscortUse& use : _whole.escorts) missing.insert(use.escort);
+    for (const SlippedEscort& use : _whole.slippedEscorts) missing.insert(use.escort);
     for (int32_t i = 0; i < _whole.index.count() && !missing.empty(); ++i)
       missing.erase(entry(i).uniqid);
     if (missing.empty()) return;
+    std::erase_if(missing, [this](uint32_t escort) { return isUnindexed(escort); });
+    for (const auto& [escort, finding] : _whole.slippedEscorts)
+      if (missing.contains(escort))
+        _findings.addRemark(finding, fmt::format("escort {}", escort), " (no such holder)");
     for (const EscortUse& use : _whole.escorts)
-      if (missing.contains(use.escort) && !isUnindexed(use.escort))
+      if (missing.contains(use.escort))
         warn(use,
              "escort {} does not exist: doors that need an escort never open for holder "
              "{}",
@@ -321,7 +332,7 @@ class WholeFileCheck {
     else
       warn(use,
            "holder {} and escort {} wait for each other, directly or through others: "
-           "none of them can be the first at a door",
+           "doors that need an escort never open for them",
            use.uniqid, use.escort);
   }
 

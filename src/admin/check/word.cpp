@@ -83,7 +83,7 @@ int64_t wordValue(std::string_view word) {
   return digitsToInt64(word, number) ? number.value : textToInt64(word.data());
 }
 
-std::optional<HiddenByte> findHiddenByte(std::string_view line, size_t from) {
+std::optional<HiddenByte> findHiddenByte(std::string_view line, size_t from, size_t comment) {
   std::string_view text = line;
   for (int i = 0; i < 2 && (text.ends_with('\n') || text.ends_with('\r')); ++i)
     text.remove_suffix(1);
@@ -97,7 +97,7 @@ std::optional<HiddenByte> findHiddenByte(std::string_view line, size_t from) {
       return HiddenByte{i, "a NUL byte: the rest of the line is not read"};
     }
     if (text[i] == '\r') return HiddenByte{i, "a carriage return within the line does not end it"};
-    if (isNoBreakSpace(text, i))
+    if (i < comment && isNoBreakSpace(text, i))
       return HiddenByte{i, "a no-break space is not a blank but part of the word"};
   }
   return {};

@@ -48,9 +48,12 @@ struct HiddenByte {
 };
 
 // The first NUL with something after it, carriage return before the end of the line, or no-break
-// space, from `from` on. The newline may be there.
-std::optional<HiddenByte> findHiddenByte(std::string_view line, size_t from = 0);
+// space, from `from` on; in a comment, which begins at `comment`, a no-break space does no harm.
+// The newline may be there.
+std::optional<HiddenByte> findHiddenByte(std::string_view line, size_t from = 0,
+                                         size_t comment = std::string_view::npos);
 
+inline constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 // Whether the line is one of those that a version control system leaves where versions conflict.
 bool isMergeMark(std::string_view line);
 // Whether a file that begins like this is in UTF-16, which is read as if each character were two.

@@ -8,7 +8,6 @@
 #include <type_traits>
 #include <utility>
 
-#include "admin/records/holders.h"
 #include "admin/records/wording.h"
 #include "carddb/identindx.h"
 
@@ -16,66 +15,59 @@ namespace badgemint::admin {
 
 namespace {
 
-using enum CredentialChange::Kind;
+using enum ChangeKind;
 
-CredentialChange::Kind kindOf(const IdentRecord& before, const IdentRecord& now) {
-  if (before.cardsetcode != now.cardsetcode) return kChanged;
+ChangeKind kindOf(const IdentRecord& before, const IdentRecord& now) {
+  if (before.uniqid != now.uniqid) return kMoved;
+  if (before.cardsetcode != now.cardsetcode || before.cardnumber != now.cardnumber) return kChanged;
   return now.deleted != 0 ? kDeleted : kRestored;
 }
 
-// Credentials of one holder, in the order of their keys.
-void compareCredentials(std::span<const IdentRecord> before, std::span<const IdentRecord> now,
-                        std::vector<CredentialChange>& changes) {
-  auto old = before.begin();
-  auto fresh = now.begin();
+// Of credentials that are sorted.
+std::vector<CredentialChange> differences(const std::vector<IdentRecord>& before,
+                                          const std::vector<IdentRecord>& now) {
+  std::vector<CredentialChange> changes;
+  auto old = before.begin(), fresh = now.begin();
   while (old != before.end() || fresh != now.end()) {
-    const bool isOldOnly =
-        fresh == now.end() || (old != before.end() && old->cardnumber < fresh->cardnumber);
-    const bool isNewOnly =
-        old == before.end() || (fresh != now.end() && fresh->cardnumber < old->cardnumber);
-    if (isOldOnly) {
+    if (fresh == now.end() || (old != before.end() && orderOf(*old) < orderOf(*fresh)))
       changes.push_back({kRemoved, &*old++, nullptr});
-    } else if (isNewOnly) {
+    else if (old == before.end() || orderOf(*fresh) < orderOf(*old))
       changes.push_back({kAdded, nullptr, &*fresh++});
-    } else {
-      if (*old != *fresh) changes.push_back({kindOf(*old, *fresh), &*old, &*fresh});
+    else
       ++old, ++fresh;
-    }
   }
+  return changes;
 }
 
 // Makes one change of a removed credential and an added one that have the same identity; what has
 // none is left alone. The functions give the identity of a record.
 template <typename OldIdentity, typename NewIdentity>
-void joinPairs(std::vector<CredentialChange>& changes, CredentialChange::Kind kind,
-               OldIdentity oldIdentity, NewIdentity newIdentity) {
+void joinPairs(std::vector<CredentialChange>& changes, OldIdentity oldIdentity,
+               NewIdentity newIdentity) {
   using Key = typename std::invoke_result_t<OldIdentity, const IdentRecord&>::value_type;
   std::vector<std::pair<Key, CredentialChange*>> removed, added;
   for (CredentialChange& change : changes) {
-    if (change.kind == kRemoved) {
-      if (const auto identity = oldIdentity(*change.before))
-        removed.emplace_back(*identity, &change);
-    } else if (change.kind == kAdded) {
-      if (const auto identity = newIdentity(*change.now)) added.emplace_back(*identity, &change);
-    }
+    const bool isRemoved = change.kind == kRemoved;
+    if (!isRemoved && change.kind != kAdded) continue;
+    if (const auto identity = isRemoved ? oldIdentity(*change.before) : newIdentity(*change.now))
+      (isRemoved ? removed : added).emplace_back(*identity, &change);
   }
   std::sort(removed.begin(), removed.end());
   std::sort(added.begin(), added.end());
-  for (auto from = removed.begin(), to = added.begin();
-       from != removed.end() && to != added.end();) {
-    if (from->first < to->first) {
-      ++from;
-    } else if (to->first < from->first) {
-      ++to;
-    } else {
-      *from->second = {kind, from->second->before, to->second->now};
-      to->second->now = nullptr;
-      ++from, ++to;
-    }
+  auto to = added.begin();
+  for (const auto& [identity, change] : removed) {
+    while (to != added.end() && to->first < identity) ++to;
+    if (to == added.end() || identity < to->first) continue;
+    const IdentRecord* const now = std::exchange(to++->second->now, nullptr);
+    *change = {kindOf(*change->before, *now), change->before, now};
   }
   std::erase_if(changes, [](const CredentialChange& change) {
     return change.before == nullptr && change.now == nullptr;
   });
+}
+
+std::optional<std::pair<uint32_t, KeyRank>> holdersKeyOf(const IdentRecord& record) {
+  return std::pair(record.uniqid, IdentIndexEntry::rank(record.cardnumber));
 }
 
 std::optional<KeyRank> keyOf(const IdentRecord& record) {
@@ -92,23 +84,60 @@ std::optional<std::pair<uint32_t, uint32_t>> pinOf(const IdentRecord& record) {
   return std::pair(record.uniqid, record.cardsetcode);
 }
 
-// "A=21 -> A=22" for each value in which two card sets differ, each after a comma.
-std::string siteValuesText(uint32_t csid, const Site& before, const Site& now) {
+// A field that has changed.
+struct Difference {
+  std::string name;
+  std::string before, now;
+  bool isNumber = true;
+  bool isHidden = false;
+};
+
+// Of the access records of a holder.
+std::vector<Difference> differencesOf(const HolderChange& change, bool withPins) {
+  using enum AccessField::Kind;
+  const auto& [old, fresh] = change;
+  std::vector<Difference> differences;
+  if (old.size() != fresh.size())
+    differences.push_back(
+        {"access records", std::to_string(old.size()), std::to_string(fresh.size())});
+  for (size_t i = 0; i < std::min(old.size(), fresh.size()); ++i)
+    for (const AccessField& field : accessFields())
+      if (field.valueOf(old[i]) != field.valueOf(fresh[i]))
+        differences.push_back(
+            {field.name, valueText(field, old[i], withPins), valueText(field, fresh[i], withPins),
+             field.kind != kTime && field.kind != kPin, field.kind == kPin && !withPins});
+  return differences;
+}
+
+// Of a card set, by the letters of its values.
+std::vector<Difference> differencesOf(uint32_t csid, const Site& before, const Site& now) {
   const cardset* const old = before.sets().getCardSet(csid);
   const cardset* const fresh = now.sets().getCardSet(csid);
-  std::string text;
+  std::vector<Difference> differences;
   for (int32_t field = 0; field < kCardSetFields && old != nullptr && fresh != nullptr; ++field)
-    if (const char letter = static_cast<char>('A' + field);
-        old->value(field) != fresh->value(field))
-      text += fmt::format(", {0}={1} -> {0}={2}", letter, old->value(field), fresh->value(field));
-  return text;
+    if (old->value(field) != fresh->value(field))
+      differences.push_back({std::string(1, static_cast<char>('A' + field)),
+                             std::to_string(old->value(field)),
+                             std::to_string(fresh->value(field))});
+  return differences;
 }
 
-bool haveOtherCodes(const CredentialChange& change) {
-  return change.before->cardsetcode != change.now->cardsetcode;
+void addTo(JsonObject& object, const Difference& difference) {
+  object.add("field", difference.name);
+  if (difference.isNumber)
+    object.add("old", std::stoll(difference.before)).add("new", std::stoll(difference.now));
+  else
+    object.add("old", difference.before).add("new", difference.now);
 }
 
-// Writes lines through a buffer of its own: there may be a million of them.
+bool isSameCode(const CredentialChange& change) {
+  return change.before->cardsetcode == change.now->cardsetcode;
+}
+bool isKeyOfCard(const CredentialChange& change) {
+  return change.kind == kChanged && isSameCode(change) && !isPinEntry(*change.before);
+}
+
+// Prints lines, each made in one text: there may be a million of them.
 class ChangePrinter {
  public:
   ChangePrinter(const Site& before, const Site& now, ChangeForm form, Console& console)
@@ -125,129 +154,77 @@ class ChangePrinter {
       print(holder);
     }
     printCredentialsBefore(UINT64_MAX);
-    flush();
   }
 
  private:
   template <typename Change>
   void print(const Change& change) {
-    if (_form.json)
-      add("{}", json(change).text());
-    else
-      addText(change);
-    add("\n");
-    if (_text.size() >= kBlockSize) flush();
+    if (_form.json) return _console.printJson(json(change));
+    _text.clear();
+    addText(change);
+    _console.output() << _text << '\n';
   }
 
   void addText(const HolderChange& change) {
-    add("holder {}: ", change.uniqid());
-    if (change.before.empty()) return add("added");
-    if (change.now.empty()) return add("removed");
-    const char* separator = "changed: ";
-    if (change.before.size() != change.now.size())
-      add("{}access records: {} -> {}", std::exchange(separator, ", "), change.before.size(),
-          change.now.size());
-    forEachDifference(change, [&](const AccessField& field, const auto& before, const auto& now) {
-      add("{}{}", std::exchange(separator, ", "), field.name);
-      if (field.kind == AccessField::Kind::kPin && !_form.withPins) return;
-      add(": {} -> {}", valueText(field, before, _form.withPins),
-          valueText(field, now, _form.withPins));
-    });
-  }
-
-  template <typename Visit>
-  static void forEachDifference(const HolderChange& change, Visit visit) {
-    for (size_t i = 0; i < std::min(change.before.size(), change.now.size()); ++i)
-      for (const AccessField& field : accessFields())
-        if (field.valueOf(change.before[i]) != field.valueOf(change.now[i]))
-          visit(field, change.before[i], change.now[i]);
+    add("holder {}: {}", change.uniqid(), nameOf(change.kind()));
+    if (change.kind() != kChanged) return;
+    const char* separator = ": ";
+    for (const Difference& difference : differencesOf(change, _form.withPins)) {
+      add("{}{}", std::exchange(separator, ", "), difference.name);
+      if (!difference.isHidden) add(": {} -> {}", difference.before, difference.now);
+    }
   }
 
   void addText(const CredentialChange& change) {
     add("holder {}: ", change.uniqid());
-    switch (change.kind) {
-      case kAdded:
-        add("{} added", newText(change));
-        break;
-      case kRemoved:
-        add("{} removed", oldText(change));
-        break;
-      case kMoved:
-        add("{} moved to holder {}", oldText(change), change.now->uniqid);
-        if (haveOtherCodes(change)) add(" as {}", newText(change));
-        break;
-      case kChanged:
-        addReplacement(change);
-        break;
-      case kDeleted:
-      case kRestored:
-        add("{}", oldText(change));
-    }
-    addDeletion(change);
+    if (change.kind == kChanged)
+      addReplacement(change);
+    else
+      add("{} {}", change.kind == kAdded ? newText(change) : oldText(change), nameOf(change.kind));
+    if (change.kind == kMoved) add(" to holder {}", change.now->uniqid);
+    if (change.kind == kMoved && !isSameCode(change)) add(" as {}", newText(change));
+    const uint32_t before = change.before == nullptr ? 0 : change.before->deleted;
+    const uint32_t now = change.now == nullptr ? before : change.now->deleted;
+    if (before != now && change.kind != kDeleted && change.kind != kRestored)
+      add(", {}", nameOf(now != 0 ? kDeleted : kRestored));
   }
 
   void addReplacement(const CredentialChange& change) {
     const IdentRecord &before = *change.before, &now = *change.now;
-    if (!haveOtherCodes(change) && !isPinEntry(before))
-      add("{}: key {} -> {}{}", oldText(change), keyText(before.cardnumber),
-          keyText(now.cardnumber), siteValuesText(before.cardsetcode, _before, _now));
-    else if (haveOtherCodes(change) || _form.withPins)
+    if (isKeyOfCard(change)) {
+      add("{}: key {} -> {}", oldText(change), keyText(before.cardnumber), keyText(now.cardnumber));
+      for (const auto& value : differencesOf(before.cardsetcode, _before, _now))
+        add(", {0}={1} -> {0}={2}", value.name, value.before, value.now);
+    } else if (!isSameCode(change) || _form.withPins) {
       add("{} -> {}", oldText(change), newText(change));
-    else
+    } else {
       add("PIN changed");
-  }
-
-  // Added, moved and changed credentials may have the mark of deletion as well.
-  void addDeletion(const CredentialChange& change) {
-    const uint32_t before = change.before == nullptr ? 0 : change.before->deleted;
-    const uint32_t now = change.now == nullptr ? before : change.now->deleted;
-    if (before == now) return;
-    add("{}", change.kind == kDeleted || change.kind == kRestored ? " " : ", ");
-    if (before != 0 && now != 0)
-      add("mark of deletion {} -> {}", before, now);
-    else
-      add("{}", now != 0 ? "deleted" : "restored");
+    }
   }
 
   JsonObject json(const HolderChange& change) const {
     JsonObject object;
-    object.add("holder", change.uniqid());
-    if (change.before.empty()) return object.add("change", "added");
-    if (change.now.empty()) return object.add("change", "removed");
-    object.add("change", "changed");
-    std::vector<JsonObject> fields;
-    if (change.before.size() != change.now.size())
-      fields.push_back(JsonObject()
-                           .add("field", "access records")
-                           .add("old", change.before.size())
-                           .add("new", change.now.size()));
-    forEachDifference(change, [&](const AccessField& field, const auto& before, const auto& now) {
-      using enum AccessField::Kind;
-      JsonObject& entry = fields.emplace_back().add("field", field.name);
-      if (field.kind == kTime || field.kind == kPin)
-        entry.add("old", valueText(field, before, _form.withPins))
-            .add("new", valueText(field, now, _form.withPins));
-      else
-        entry.add("old", field.valueOf(before)).add("new", field.valueOf(now));
-    });
-    return object.add("fields", fields);
+    object.add("holder", change.uniqid()).add("change", nameOf(change.kind()));
+    if (change.kind() == kChanged)
+      object.addEach("fields", differencesOf(change, _form.withPins), addTo);
+    return object;
   }
 
   // The credential, and as "new" what it has become.
   JsonObject json(const CredentialChange& change) const {
-    constexpr std::array kNames = {"added", "removed", "moved", "deleted", "restored", "changed"};
-    const bool isNew = change.before == nullptr;
-    JsonObject object;
-    object.add("holder", change.uniqid())
-        .add("change", kNames.at(static_cast<size_t>(change.kind)));
+    const bool isNew = change.kind == kAdded;
+    JsonObject object, now;
+    object.add("holder", change.uniqid()).add("change", nameOf(change.kind));
     if (change.kind == kMoved) object.add("to", change.now->uniqid);
     addCredential(object, isNew ? *change.now : *change.before, isNew ? _now : _before,
                   _form.withPins);
-    if (change.kind == kChanged || (change.kind == kMoved && haveOtherCodes(change))) {
-      JsonObject now;
+    if (change.kind == kChanged || (change.kind == kMoved && !isSameCode(change))) {
       addCredential(now, *change.now, _now, _form.withPins);
       object.add("new", now);
     }
+    if (isKeyOfCard(change))
+      object.addEach("site_values", differencesOf(change.before->cardsetcode, _before, _now),
+                     addTo);
     return object;
   }
 
@@ -262,28 +239,25 @@ class ChangePrinter {
   void add(fmt::format_string<Args...> format, Args&&... args) {
     fmt::format_to(std::back_inserter(_text), format, std::forward<Args>(args)...);
   }
-  void flush() {
-    _console.output().write(_text.data(), static_cast<std::streamsize>(_text.size()));
-    _text.clear();
-  }
-
-  static constexpr size_t kBlockSize = size_t{64} * 1024;
 
   const Site &_before, &_now;
   const ChangeForm _form;
   Console& _console;
-  fmt::memory_buffer _text;
+  std::string _text;
 };
 
 }  // namespace
 
-size_t Changes::countHolders(bool before, bool now) const {
-  return static_cast<size_t>(std::ranges::count_if(holders, [&](const HolderChange& change) {
-    return !change.before.empty() == before && !change.now.empty() == now;
-  }));
+const char* nameOf(ChangeKind kind) {
+  constexpr std::array kNames = {"added", "removed", "moved", "deleted", "restored", "changed"};
+  return kNames.at(static_cast<size_t>(kind));
 }
 
-size_t Changes::countCredentials(CredentialChange::Kind kind) const {
+size_t Changes::countHolders(ChangeKind kind) const {
+  return static_cast<size_t>(std::ranges::count(holders, kind, &HolderChange::kind));
+}
+
+size_t Changes::countCredentials(ChangeKind kind) const {
   return static_cast<size_t>(std::ranges::count(credentials, kind, &CredentialChange::kind));
 }
 
@@ -292,11 +266,10 @@ Changes compare(const Databases& before, const Databases& now) {
   forEachUniqid(before.accesses, now.accesses, [&](uint32_t, auto old, auto fresh) {
     if (!std::ranges::equal(old, fresh)) changes.holders.push_back({old, fresh});
   });
-  forEachUniqid(before.idents, now.idents, [&](uint32_t, auto old, auto fresh) {
-    compareCredentials(old, fresh, changes.credentials);
-  });
-  joinPairs(changes.credentials, kMoved, keyOf, keyOf);
-  joinPairs(changes.credentials, kChanged, pinOf, pinOf);
+  changes.credentials = differences(before.idents, now.idents);
+  joinPairs(changes.credentials, holdersKeyOf, holdersKeyOf);
+  joinPairs(changes.credentials, keyOf, keyOf);
+  joinPairs(changes.credentials, pinOf, pinOf);
   return changes;
 }
 
@@ -308,7 +281,7 @@ void joinChangedKeys(Changes& changes, const Site& before, const Site& now) {
       return Card{record.uniqid, record.cardsetcode, *number};
     };
   };
-  joinPairs(changes.credentials, kChanged, cardOf(before), cardOf(now));
+  joinPairs(changes.credentials, cardOf(before), cardOf(now));
 }
 
 void printChanges(const Changes& changes, const Site& before, const Site& now, ChangeForm form,

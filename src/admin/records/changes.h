@@ -11,23 +11,29 @@
 
 namespace badgemint::admin {
 
+enum class ChangeKind {
+  kAdded,
+  kRemoved,
+  kMoved,     // To another holder.
+  kDeleted,   // Marked as deleted.
+  kRestored,  // No longer marked.
+  kChanged,   // Access records; the card set code, a card's key, or one PIN in place of another.
+};
+// "added", "removed", ...
+const char* nameOf(ChangeKind kind);
+
 // A holder whose access records differ. An empty span: the holder is not in that database.
 struct HolderChange {
   std::span<const AccessRecord> before, now;
   uint32_t uniqid() const { return (before.empty() ? now : before).front().uniqid; }
+  ChangeKind kind() const {
+    if (before.empty()) return ChangeKind::kAdded;
+    return now.empty() ? ChangeKind::kRemoved : ChangeKind::kChanged;
+  }
 };
 
 struct CredentialChange {
-  enum class Kind {
-    kAdded,
-    kRemoved,
-    kMoved,     // To another holder.
-    kDeleted,   // Marked as deleted.
-    kRestored,  // No longer marked.
-    kChanged,   // The card set code, a card's key, or one PIN in place of another.
-  };
-
-  Kind kind;
+  ChangeKind kind;
   const IdentRecord *before, *now;  // Null when the credential is not in that database.
   uint32_t uniqid() const { return (before != nullptr ? before : now)->uniqid; }
 };
@@ -39,9 +45,8 @@ struct Changes {
   std::vector<CredentialChange> credentials;
 
   bool empty() const { return holders.empty() && credentials.empty(); }
-  // Holders that are in the old databases or not, and in the new ones or not.
-  size_t countHolders(bool before, bool now) const;
-  size_t countCredentials(CredentialChange::Kind kind) const;
+  size_t countHolders(ChangeKind kind) const;
+  size_t countCredentials(ChangeKind kind) const;
 };
 
 // Both must be sorted.

@@ -1,13 +1,13 @@
 #include "admin/records/databases.h"
 
-#include <algorithm>
+#include <array>
 #include <filesystem>
+#include <numeric>
 #include <system_error>
 
 #include "admin/console.h"
 #include "admin/files/folder.h"
 #include "admin/files/sitepaths.h"
-#include "admin/records/holders.h"
 #include "carddb/recordfile.h"
 
 namespace badgemint::admin {
@@ -35,51 +35,63 @@ void sortByUniqid(std::vector<Record>& records) {
   if (std::ranges::is_sorted(records, {}, &Record::uniqid)) return;
   std::vector<Record> sorted;
   sorted.reserve(records.size());
-  for (const uint32_t number : orderByUniqid(records)) sorted.push_back(records[number]);
+  const std::vector<uint32_t> order = orderByUniqid(records);
+  constexpr size_t kAhead = 16;  // Half the time: the records are all over the memory.
+  for (size_t i = 0; i < order.size(); ++i) {
+    __builtin_prefetch(&records[order[std::min(i + kAhead, order.size() - 1)]]);
+    sorted.push_back(records[order[i]]);
+  }
   records = std::move(sorted);
 }
 
-// Of each holder, who has hardly ever more than two.
-void sortCredentialsByKey(std::vector<IdentRecord>& idents) {
-  for (auto first = idents.begin(); first != idents.end();) {
-    const auto last = std::find_if(first, idents.end(), [first](const IdentRecord& record) {
-      return record.uniqid != first->uniqid;
-    });
-    if (last - first > 1) std::ranges::stable_sort(first, last, {}, &IdentRecord::cardnumber);
-    first = last;
-  }
+// What databases of a site cannot hold. A build may meet any other file under their names.
+bool isImpossible(const IdentRecord& record) {
+  return record.cardsetcode > kPinIdentCode || record.deleted > 1;
+}
+bool isImpossible(const AccessRecord& record) {
+  return record.bitflds > AccessRecord::kAllFlags;
 }
 
 template <typename Record>
-std::span<const uint32_t> recordsOf(uint32_t uniqid, const std::vector<uint32_t>& numbers,
-                                    const std::vector<Record>& records) {
-  const auto uniqidOf = [&records](uint32_t number) { return records[number].uniqid; };
-  return equalElements(numbers, uniqid, uniqidOf);
-}
-
-bool isPlausible(const IdentRecord& record) {
-  return record.cardsetcode <= kPinIdentCode && record.deleted <= 1;
-}
-bool isPlausible(const AccessRecord& record) {
-  return record.bitflds <= AccessRecord::kAllFlags;
-}
-
-template <typename Record>
-void requirePlausibleRecords(const std::vector<Record>& records, const std::string& name) {
-  const auto isImplausible = [](const Record& record) { return !isPlausible(record); };
-  const auto found = std::ranges::find_if(records, isImplausible);
+void requirePlausible(const std::vector<Record>& records, const std::string& name) {
+  const auto found =
+      std::ranges::find_if(records, [](const Record& record) { return isImpossible(record); });
   if (found != records.end())
     throw Failure(ExitStatus::kRefused, "{} is not such a database: record {} is impossible", name,
                   found - records.begin());
 }
 
-void requireWholeRecords(size_t rest, const std::string& name) {
-  if (rest != 0)
-    throw Failure(ExitStatus::kRefused, "{} ends within a record: it is not a whole database",
-                  name);
-}
-
 }  // namespace
+
+// Distributes by 11 bits of the unique IDs at a time, the lowest bits first: for a million records
+// several times faster than comparing them. Most databases are in that order already.
+template <typename Record>
+std::vector<uint32_t> orderByUniqid(const std::vector<Record>& records) {
+  std::vector<uint32_t> numbers(records.size());
+  std::iota(numbers.begin(), numbers.end(), 0U);
+  if (std::ranges::is_sorted(records, {}, &Record::uniqid)) return numbers;
+  constexpr uint32_t kBits = 11, kBuckets = 1U << kBits;
+  struct NumberedRecord {
+    uint32_t uniqid, number;
+  };
+  std::vector<NumberedRecord> unsorted, sorted(records.size());
+  unsorted.reserve(records.size());
+  for (const uint32_t number : numbers) unsorted.push_back({records[number].uniqid, number});
+  for (uint32_t shift = 0; shift < 32; shift += kBits) {
+    const auto bucketOf = [shift](const NumberedRecord& record) {
+      return record.uniqid >> shift & (kBuckets - 1);
+    };
+    std::array<size_t, kBuckets + 1> starts{};
+    for (const NumberedRecord& record : unsorted) ++starts[bucketOf(record) + 1];
+    std::partial_sum(starts.begin(), starts.end(), starts.begin());
+    for (const NumberedRecord& record : unsorted) sorted[starts[bucketOf(record)]++] = record;
+    unsorted.swap(sorted);
+  }
+  std::ranges::transform(unsorted, numbers.begin(), &NumberedRecord::number);
+  return numbers;
+}
+template std::vector<uint32_t> orderByUniqid(const std::vector<IdentRecord>& records);
+template std::vector<uint32_t> orderByUniqid(const std::vector<AccessRecord>& records);
 
 void Databases::readIdents(const std::string& name) {
   identRest = readRecords(name, idents);
@@ -92,52 +104,69 @@ void Databases::readAccesses(const std::string& name) {
 void Databases::sort() {
   sortByUniqid(accesses);
   sortByUniqid(idents);
-  sortCredentialsByKey(idents);
+  // A holder has hardly ever more than two credentials.
+  for (auto first = idents.begin(); first != idents.end();) {
+    const auto last = std::find_if(first, idents.end(), [first](const IdentRecord& record) {
+      return record.uniqid != first->uniqid;
+    });
+    if (last - first > 1) std::ranges::sort(first, last, {}, orderOf);
+    first = last;
+  }
+}
+
+Holder Databases::holder(uint32_t uniqid) const {
+  return {uniqid, equalElements(accesses, uniqid, &AccessRecord::uniqid),
+          equalElements(idents, uniqid, &IdentRecord::uniqid)};
 }
 
 size_t Databases::countHolders() const {
   size_t holders = 0;
-  for (size_t i = 0; i < accesses.size(); ++i)
-    if (i == 0 || accesses[i].uniqid != accesses[i - 1].uniqid) ++holders;
-  return holders;
-}
-
-HolderIndex::HolderIndex(const Databases& databases)
-    : _databases(databases),
-      _idents(orderByUniqid(databases.idents)),
-      _accesses(orderByUniqid(databases.accesses)) {}
-
-std::span<const uint32_t> HolderIndex::identsOf(uint32_t uniqid) const {
-  return recordsOf(uniqid, _idents, _databases.idents);
-}
-
-std::span<const uint32_t> HolderIndex::accessesOf(uint32_t uniqid) const {
-  return recordsOf(uniqid, _accesses, _databases.accesses);
-}
-
-std::vector<uint32_t> HolderIndex::holdersIn(uint32_t first, uint32_t last) const {
-  std::vector<uint32_t> holders;
-  const auto uniqidIn = [](const auto& records) {
-    return [&records](uint32_t number) { return records[number].uniqid; };
-  };
-  forEachUniqid(std::span(_idents), std::span(_accesses), uniqidIn(_databases.idents),
-                uniqidIn(_databases.accesses), [&](uint32_t uniqid, auto&&...) {
-                  if (first <= uniqid && uniqid <= last) holders.push_back(uniqid);
-                });
+  forEachHolder([&](const Holder& holder) { holders += holder.accesses.empty() ? 0 : 1; });
   return holders;
 }
 
 void requireWholeRecords(const Databases& databases, const std::string& identName,
                          const std::string& accessName) {
-  requireWholeRecords(databases.identRest, identName);
-  requireWholeRecords(databases.accessRest, accessName);
+  if (databases.identRest != 0 || databases.accessRest != 0)
+    throw Failure(ExitStatus::kRefused, "{} ends within a record: it is not a whole database",
+                  databases.identRest != 0 ? identName : accessName);
 }
 
 void requirePlausibleRecords(const Databases& databases, const std::string& identName,
                              const std::string& accessName) {
-  requirePlausibleRecords(databases.idents, identName);
-  requirePlausibleRecords(databases.accesses, accessName);
+  requirePlausible(databases.idents, identName);
+  requirePlausible(databases.accesses, accessName);
   requireWholeRecords(databases, identName, accessName);
 }
+
+template <typename Record, auto Key>
+auto RecordWalk<Record, Key>::next(const std::decay_t<decltype(std::declval<Record>().*Key)>& key)
+    -> Step {
+  if (_next < _records.size() && _records[_next].*Key == key && !_isUsed[_next]) return use(_next);
+  const auto keyAt = [this](uint32_t number) { return _records[number].*Key; };
+  if (_ordered.empty()) {
+    _ordered = orderByUniqid(_records);
+    if constexpr (std::is_same_v<Record, IdentRecord>)
+      std::ranges::stable_sort(_ordered, {}, keyAt);
+    _skipped.resize(_records.size());
+  }
+  const auto same = equalElements(_ordered, key, keyAt);
+  if (same.empty()) return {};
+  uint32_t& skipped = _skipped[static_cast<size_t>(same.data() - _ordered.data())];
+  while (skipped < same.size() && _isUsed[same[skipped]]) ++skipped;
+  if (skipped == same.size()) return {&_records[same.back()], true, false};
+  return use(same[skipped]);
+}
+
+template <typename Record, auto Key>
+auto RecordWalk<Record, Key>::use(size_t number) -> Step {
+  const bool isEarlier = number < _next;
+  _isUsed[number] = true;
+  _next = number + 1;
+  return {&_records[number], false, isEarlier};
+}
+
+template class RecordWalk<AccessRecord, &AccessRecord::uniqid>;
+template class RecordWalk<IdentRecord, &IdentRecord::cardnumber>;
 
 }  // namespace badgemint::admin

@@ -1,12 +1,16 @@
-// The records of a site's databases in memory, each file read once from first to last.
+// The records of a site's databases in memory, each file read once from first to last; the order by
+// unique ID in which the verbs go through them; and the access record of each credential.
 #ifndef BADGEMINT_ADMIN_RECORDS_DATABASES_H
 #define BADGEMINT_ADMIN_RECORDS_DATABASES_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string>
 #include <tuple>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "carddb/accessrecord.h"
@@ -14,12 +18,58 @@
 
 namespace badgemint::admin {
 
-// The order of sorted records.
-inline auto orderOf(const IdentRecord& record) {
-  return std::tie(record.uniqid, record.cardnumber);
+// Goes through two ranges that are in the order of unique IDs: both databases, or an old and a new
+// one. `visit` is called for each unique ID with the elements of either range that have it; one of
+// the two may be empty. The functions give the unique ID of an element.
+template <typename A, typename B, typename UniqidOfA, typename UniqidOfB, typename Visit>
+void forEachUniqid(std::span<A> a, std::span<B> b, UniqidOfA uniqidOfA, UniqidOfB uniqidOfB,
+                   Visit visit) {
+  const auto takeFirst = [](auto& range, uint32_t uniqid, auto uniqidOf) {
+    size_t count = 0;
+    while (count < range.size() && uniqidOf(range[count]) == uniqid) ++count;
+    const auto first = range.first(count);
+    range = range.subspan(count);
+    return first;
+  };
+  while (!a.empty() || !b.empty()) {
+    uint32_t uniqid = a.empty() ? uniqidOfB(b[0]) : uniqidOfA(a[0]);
+    if (!b.empty()) uniqid = std::min(uniqid, uniqidOfB(b[0]));
+    const auto fromA = takeFirst(a, uniqid, uniqidOfA);
+    const auto fromB = takeFirst(b, uniqid, uniqidOfB);
+    visit(uniqid, fromA, fromB);
+  }
 }
-inline auto orderOf(const AccessRecord& record) {
-  return record.uniqid;
+template <typename A, typename B, typename Visit>
+void forEachUniqid(const std::vector<A>& a, const std::vector<B>& b, Visit visit) {
+  const auto uniqidOf = [](const auto& record) { return record.uniqid; };
+  forEachUniqid(std::span(a), std::span(b), uniqidOf, uniqidOf, visit);
+}
+
+// The elements of a sorted vector for which the projection gives `value`. (The subrange of
+// std::ranges::equal_range does not compile with Clang 14 and the library of GCC 12.)
+template <typename T, typename Value, typename Projection>
+std::span<const T> equalElements(const std::vector<T>& sorted, const Value& value,
+                                 Projection projection) {
+  const auto first = std::ranges::lower_bound(sorted, value, {}, projection);
+  return {first, std::ranges::upper_bound(first, sorted.end(), value, {}, projection)};
+}
+
+// Record numbers in the order of unique IDs; of one unique ID in the order of the file.
+template <typename Record>
+std::vector<uint32_t> orderByUniqid(const std::vector<Record>& records);
+
+// A holder: whoever has an access record or a credential.
+struct Holder {
+  uint32_t uniqid = 0;
+  std::span<const AccessRecord> accesses;
+  std::span<const IdentRecord> credentials;
+
+  bool exists() const { return !accesses.empty() || !credentials.empty(); }
+};
+
+// The order of credentials once they are sorted.
+inline auto orderOf(const IdentRecord& record) {
+  return std::tie(record.uniqid, record.cardnumber, record.cardsetcode, record.deleted);
 }
 
 // In the order of the files until they are sorted: record n of a vector is record n of its file.
@@ -33,28 +83,20 @@ struct Databases {
   void readIdents(const std::string& name);
   void readAccesses(const std::string& name);
 
-  // Sorts both by unique IDs, and credentials of one holder by their keys. Records that are equal
-  // in that keep their order.
+  // Sorts both by unique IDs. Access records of one holder keep their order; credentials of one
+  // holder are in that of their keys, and where these are the same, of all that they say.
   void sort();
 
-  // The number of different unique IDs in the access database, once it is sorted.
+  // Once they are sorted.
+  Holder holder(uint32_t uniqid) const;
+  template <typename Visit>
+  void forEachHolder(Visit visit) const {
+    forEachUniqid(accesses, idents, [&](uint32_t uniqid, auto own, auto credentials) {
+      visit(Holder{uniqid, own, credentials});
+    });
+  }
+  // The number of different unique IDs in the access database.
   size_t countHolders() const;
-};
-
-// Finds the records of a holder by their numbers, which are in the order of the file. The databases
-// must outlive it and keep their order.
-class HolderIndex {
- public:
-  explicit HolderIndex(const Databases& databases);
-
-  std::span<const uint32_t> identsOf(uint32_t uniqid) const;
-  std::span<const uint32_t> accessesOf(uint32_t uniqid) const;
-  // The unique IDs of holders from the first to the last, of either database.
-  std::vector<uint32_t> holdersIn(uint32_t first, uint32_t last) const;
-
- private:
-  const Databases& _databases;
-  std::vector<uint32_t> _idents, _accesses;  // Record numbers by unique ID.
 };
 
 // Throws Failure (refused) when a file ends within a record.
@@ -63,6 +105,39 @@ void requireWholeRecords(const Databases& databases, const std::string& identNam
 // The same when a record holds what no database of a site holds.
 void requirePlausibleRecords(const Databases& databases, const std::string& identName,
                              const std::string& accessName);
+
+// Finds one record after the other by what `Key` gives, each record once. What is looked for is
+// mostly in the order of the file, so the next record is tried first; records that stand elsewhere
+// are searched for. The records must outlive it.
+template <typename Record, auto Key>
+class RecordWalk {
+ public:
+  explicit RecordWalk(const std::vector<Record>& records)
+      : _records(records), _isUsed(records.size()) {}
+
+  struct Step {
+    const Record* record = nullptr;  // Null when there is none with this key.
+    bool isShared = false;           // All with this key were used before: the last one.
+    bool isEarlier = false;          // It stands before one that was used before.
+  };
+  Step next(const std::decay_t<decltype(std::declval<Record>().*Key)>& key);
+
+  bool isUsed(size_t number) const { return _isUsed[number]; }
+
+ private:
+  Step use(size_t number);
+
+  const std::vector<Record>& _records;
+  std::vector<bool> _isUsed;
+  size_t _next = 0;  // The number after that of the last one used.
+  // All numbers in the order of keys, once they are needed; and where those of one key begin, how
+  // many of them are known to be used.
+  std::vector<uint32_t> _ordered, _skipped;
+};
+// The access records of one credential after the other: a build appends one with each credential
+// but the PIN beside a card.
+using AccessWalk = RecordWalk<AccessRecord, &AccessRecord::uniqid>;
+using IdentWalk = RecordWalk<IdentRecord, &IdentRecord::cardnumber>;
 
 }  // namespace badgemint::admin
 

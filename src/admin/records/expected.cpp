@@ -1,12 +1,11 @@
 #include "admin/records/expected.h"
 
-#include <algorithm>
 #include <new>
 
 #include "admin/console.h"
 #include "admin/files/folder.h"
+#include "admin/records/databases.h"
 #include "admin/records/wording.h"
-#include "carddb/recordfile.h"
 #include "formats/loadformats.h"
 #include "support/linereader.h"
 #include "support/result.h"
@@ -27,65 +26,40 @@ std::unique_ptr<SiteCards> siteWithFormats(const std::string& formatsName) {
   return site;
 }
 
-// The file keeps no values below 1.
-bool isSameSet(const cardset& expected, const cardset& stored) {
-  for (int32_t field = 0; field < kCardSetFields; ++field)
-    if (stored.value(field) != std::max<int64_t>(expected.value(field), 0)) return false;
-  return stored.fmtid == expected.fmtid;
-}
-
-// Reads both databases along with the records that a build makes.
+// Goes through the records of one database along with those that a build makes.
+template <typename Record>
 class ProofWalk {
  public:
-  explicit ProofWalk(const SitePaths& files) : _files(files) {
-    throwErrnoUnless(_idents.open(files.ident.c_str()), files.ident);
-    throwErrnoUnless(_accesses.open(files.access.c_str()), files.access);
+  // All outlive it.
+  ProofWalk(const std::vector<Record>& records, const std::string& name, const std::string& cards)
+      : _records(records), _name(name), _cards(cards) {}
+
+  void compareNext(const Record& expected, int32_t line) {
+    if (_next == _records.size())
+      throw Failure(ExitStatus::kRefused, "not proved: {} ends before line {} of {}", _name, line,
+                    _cards);
+    if (const char* const field = differingField(_records[_next], expected))
+      throw Failure(ExitStatus::kRefused,
+                    "not proved: record {} of {} differs from line {} of {}: {}", _next, _name,
+                    line, _cards, field);
+    ++_next;
   }
 
-  void compareNext(const ExpectedRecord& expected) {
-    compare(_idents, _identCount, expected.ident, expected.line, _files.ident);
-    if (expected.access != nullptr)
-      compare(_accesses, _accessCount, *expected.access, expected.line, _files.access);
-  }
-
-  // Returns the number of credentials.
-  int64_t finish() {
-    requireEnd<IdentRecord>(_idents, _files.ident);
-    requireEnd<AccessRecord>(_accesses, _files.access);
-    return _identCount;
+  void requireEnd(size_t rest) const {
+    if (_next != _records.size() || rest != 0)
+      throw Failure(ExitStatus::kRefused, "not proved: {} goes on after the last line of {}", _name,
+                    _cards);
   }
 
  private:
-  template <typename Record>
-  void compare(RecordReader& reader, int64_t& count, const Record& expected, int32_t line,
-               const std::string& database) {
-    Record stored;
-    if (!reader.next(stored)) {
-      throwErrnoUnless(!reader.failed(), database);
-      throw Failure(ExitStatus::kRefused, "not proved: {} ends before line {} of {}", database,
-                    line, _files.cards);
-    }
-    if (stored != expected)
-      throw Failure(ExitStatus::kRefused,
-                    "not proved: record {} of {} differs from line {} of {}: {}", count, database,
-                    line, _files.cards, differingField(stored, expected));
-    ++count;
-  }
-
-  template <typename Record>
-  void requireEnd(RecordReader& reader, const std::string& database) {
-    Record record;
-    const bool hasMore = reader.next(record) || reader.rest() != 0;
-    throwErrnoUnless(!reader.failed(), database);
-    if (hasMore)
-      throw Failure(ExitStatus::kRefused, "not proved: {} goes on after the last line of {}",
-                    database, _files.cards);
-  }
-
-  const SitePaths& _files;
-  RecordReader _idents, _accesses;
-  int64_t _identCount = 0, _accessCount = 0;
+  const std::vector<Record>& _records;
+  const std::string &_name, &_cards;
+  size_t _next = 0;
 };
+
+std::string lineOf(const cardset* set) {
+  return set == nullptr ? "" : std::string(CardSetLine(*set).text());
+}
 
 }  // namespace
 
@@ -126,27 +100,30 @@ void ExpectedRecords::readFile(const std::string& cardsName) {
 }
 
 std::string differenceOfCardSets(const cardsets& expected, const cardsets& stored) {
-  for (uint32_t id = 0; id <= UINT8_MAX; ++id) {
-    const cardset* const set = expected.getCardSet(id);
-    const cardset* const inFile = stored.getCardSet(id);
-    if (set == nullptr && inFile == nullptr) continue;
-    if (set == nullptr) return fmt::format("card set {} should not be there", id);
-    if (inFile == nullptr) return fmt::format("card set {} is missing", id);
-    if (!isSameSet(*set, *inFile)) return fmt::format("card set {} differs", id);
-  }
+  for (uint32_t id = 0; id <= UINT8_MAX; ++id)
+    if (lineOf(expected.getCardSet(id)) != lineOf(stored.getCardSet(id)))
+      return fmt::format("card set {} differs", id);
   return stored.count() == expected.count() ? "" : "there are more card sets";
 }
 
-int64_t prove(const SitePaths& files) {
-  ProofWalk walk(files);
-  ExpectedRecords records(files.formats,
-                          [&walk](const ExpectedRecord& record) { walk.compareNext(record); });
+Databases prove(const SitePaths& files) {
+  Databases databases;
+  databases.readIdents(files.ident);
+  databases.readAccesses(files.access);
+  ProofWalk idents(databases.idents, files.ident, files.cards);
+  ProofWalk accesses(databases.accesses, files.access, files.cards);
+  ExpectedRecords records(files.formats, [&](const ExpectedRecord& record) {
+    idents.compareNext(record.ident, record.line);
+    if (record.access != nullptr) accesses.compareNext(*record.access, record.line);
+  });
   records.readFile(files.cards);
+  idents.requireEnd(databases.identRest);
+  accesses.requireEnd(databases.accessRest);
   cardsets stored;
   throwErrnoUnless(stored.load(files.cardSets.c_str()) >= 0, files.cardSets);
   if (const auto difference = differenceOfCardSets(records.cardSets(), stored); !difference.empty())
     throw Failure(ExitStatus::kRefused, "not proved: {}: {}", files.cardSets, difference);
-  return walk.finish();
+  return databases;
 }
 
 }  // namespace badgemint::admin

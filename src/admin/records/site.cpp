@@ -9,11 +9,14 @@
 #include <new>
 #include <thread>
 
+#include "admin/check/sitecheck.h"
 #include "admin/files/folder.h"
 #include "admin/files/replacement.h"
 #include "cardsets/card_functions.h"
+#include "cardsets/cardset.h"
 #include "inputcards/inputfile.h"
 #include "support/linereader.h"
+#include "support/result.h"
 #include "support/tokenizer.h"
 
 namespace badgemint::admin {
@@ -34,8 +37,17 @@ std::vector<std::optional<FileState>> statesOf(std::span<const std::string> path
   return states;
 }
 
-bool isBeingReplaced(const std::string& path) {
-  return !noteOfCutShort(splitPath(path).folder).empty();
+// About the first that is being replaced; empty for none. Where a path leads to a link, the folder
+// of the file counts.
+std::string noteOfReplacement(std::span<const std::string> paths) {
+  for (const std::string& path : paths) {
+    std::error_code isMissing;
+    const std::filesystem::path file = std::filesystem::canonical(path, isMissing);
+    std::string note =
+        noteOfCutShort(isMissing ? splitPath(path).folder : file.parent_path().string());
+    if (!note.empty()) return note;
+  }
+  return "";
 }
 
 // Another current folder while it lives.
@@ -65,7 +77,7 @@ bool readUnchanged(std::span<const std::string> paths, const std::function<void(
     failure = std::current_exception();
   }
   // In this order: a replacement that ends between the two has changed the states.
-  if (std::ranges::any_of(paths, isBeingReplaced) || statesOf(paths) != states) return false;
+  if (!noteOfReplacement(paths).empty() || statesOf(paths) != states) return false;
   if (failure) std::rethrow_exception(failure);
   return true;
 }
@@ -74,43 +86,53 @@ bool readUnchanged(std::span<const std::string> paths, const std::function<void(
 
 void readOneState(std::span<const std::string> paths, const std::function<void()>& read) {
   for (int pauses = 0;; ++pauses) {
-    const auto replaced = std::ranges::find_if(paths, isBeingReplaced);
-    if (replaced == paths.end() && readUnchanged(paths, read)) return;
-    if (pauses < kMostPauses) {
-      std::this_thread::sleep_for(kPause);
-    } else if (replaced == paths.end()) {
-      throw Failure(ExitStatus::kNotDone, "{} is being written again and again", paths.front());
-    } else {
-      throw Failure(ExitStatus::kNotDone, "{}", noteOfCutShort(splitPath(*replaced).folder));
-    }
+    const std::string note = noteOfReplacement(paths);
+    if (note.empty() && readUnchanged(paths, read)) return;
+    if (pauses == kMostPauses)
+      throw Failure(ExitStatus::kNotDone,
+                    note.empty() ? paths.front() + " is being written again and again" : note);
+    std::this_thread::sleep_for(kPause);
   }
 }
 
+void openLevels(const std::string& path, AccessLevelSet& levels) {
+  requireRegularFile(path);
+  Findings ignored;
+  try {
+    checkLevelsFile(path, ignored);
+  } catch (const Failure& failure) {
+    throw Failure(ExitStatus::kNotDone, failure.what());
+  }
+  readLevels(path, levels);
+}
+
 Site::Site(const SitePaths& paths, Formats need, const std::string& formatFolder) {
-  const auto attempt = [need](const auto& step) -> std::string {
+  for (const std::string& path : {paths.formats, paths.cardSets, paths.ident, paths.access})
+    requireRegularFile(path);
+  for (const std::string& name : formatFiles(paths.formats))
+    requireRegularFile(formatFolder + '/' + name);
+  const auto attempt = [&](const auto& step) {
     try {
-      return step();
+      step();
     } catch (const std::runtime_error& problem) {
       if (need == Formats::kRequired) throw;
-      return problem.what();
+      _problems.emplace_back(problem.what());
     }
   };
-  std::string formatsProblem, cardSetsProblem;
-  if (!paths.formats.empty())
-    formatsProblem = attempt([&] {
-      loadFormats(paths.formats, formatFolder);
-      return "";
-    });
+  if (!paths.formats.empty()) attempt([&] { loadFormats(paths.formats, formatFolder); });
+  const std::vector<std::string> formatsProblems = _problems;
   std::vector<std::string> replaced = {paths.access, paths.ident, paths.cardSets};
   std::erase(replaced, "");
   readOneState(replaced, [&] {
-    if (!paths.cardSets.empty())
-      cardSetsProblem = attempt([&] { return readCardSets(paths.cardSets); });
+    _problems = formatsProblems;
+    if (!paths.cardSets.empty()) attempt([&] { readCardSets(paths.cardSets); });
     if (!paths.ident.empty()) _databases.readIdents(paths.ident);
     if (!paths.access.empty()) _databases.readAccesses(paths.access);
   });
-  _problems = {formatsProblem, cardSetsProblem};
-  std::erase(_problems, "");
+  if (!_cardSetProblems.empty())
+    _problems.push_back(fmt::format("{}:{}: {} ({} such lines)", paths.cardSets,
+                                    _cardSetProblems.front().line, _cardSetProblems.front().text,
+                                    _cardSetProblems.size()));
 }
 
 Site::Site(const SitePaths& paths, Formats need, Console& console) : Site(paths, need) {
@@ -132,24 +154,33 @@ void Site::loadFormats(std::string path, const std::string& formatFolder) {
                     finding.text);
 }
 
-std::string Site::readCardSets(const std::string& path) {
+void Site::readCardSets(const std::string& path) {
   _sets = std::make_unique<cardsets>();
-  requireRegularFile(path);
+  _cardSetProblems.clear();
   LineReader reader;
   throwErrnoUnless(reader.open(path.c_str()), path);
   Tokenizer words;
-  int64_t firstWrong = 0, wrongLines = 0;
-  for (int32_t line = 1; reader.readLine(cardsets::kMaxLine) == LineReader::Status::kLine; ++line) {
+  while (reader.readLine(cardsets::kMaxLine) == LineReader::Status::kLine) {
+    const std::string_view line(reader.line(), reader.length());
+    const bool isWhole = line.ends_with('\n') && line.find('\0') == std::string_view::npos;
     words.split(reader.line(), kWordDelimiters);
-    const bool isBlankLine = words.count() == 0;
-    if (_sets->addCardSetLine(words, line) == 1 || isBlankLine) continue;
-    if (_sets->count() == _sets->capacity()) throw std::bad_alloc();
-    if (wrongLines++ == 0) firstWrong = reader.lineNumber();
+    std::string text;
+    for (uint32_t i = 0; i < words.count(); ++i) text.append(words.word(i)).append(" ");
+    if (text.empty()) continue;
+    cardset set;
+    const bool isSet = isWhole && parseCardSetText(set, text.c_str()) == kSuccess &&
+                       CardSetLine(set).text() == text + '\n' && set.csid >= kFirstCardSetId &&
+                       set.csid <= kLastCardSetId;
+    if (!isSet)
+      _cardSetProblems.push_back(
+          {reader.lineNumber(), "this line is not a card set as a build writes it"});
+    else if (_sets->getCardSet(set.csid) != nullptr)
+      _cardSetProblems.push_back(
+          {reader.lineNumber(), fmt::format("card set {} is defined twice", set.csid)});
+    if (_sets->addCardSetLine(words, 0) == 0 && _sets->count() == _sets->capacity())
+      throw std::bad_alloc();
   }
   throwErrnoUnless(!reader.failed(), path);
-  if (wrongLines == 0) return "";
-  return fmt::format("{}:{}: this line does not define a card set ({} such lines)", path,
-                     firstWrong, wrongLines);
 }
 
 const CardFormat* Site::formatOfSet(uint32_t csid) const {

@@ -16,6 +16,7 @@
 #include "admin/records/databases.h"
 #include "carddb/identrecord.h"
 #include "cardsets/cardsets.h"
+#include "site/accesslevel.h"
 
 namespace badgemint::admin {
 
@@ -36,9 +37,15 @@ class Site {
   // The same; reports the problems.
   Site(const SitePaths& paths, Formats need, Console& console);
 
-  // What is wrong with formats and card sets that can be done without, and lines of the card sets
-  // file that define none.
+  // What is wrong with formats and card sets that can be done without, and with lines of the card
+  // sets file.
   const std::vector<std::string>& problems() const { return _problems; }
+  // The latter, line by line.
+  struct LineProblem {
+    int64_t line;
+    std::string text;
+  };
+  const std::vector<LineProblem>& cardSetProblems() const { return _cardSetProblems; }
 
   const Databases& databases() const { return _databases; }
   Databases& databases() { return _databases; }
@@ -57,15 +64,19 @@ class Site {
   // Loads every format that loads. Throws Failure (not done) with the first error; the other
   // formats are loaded nevertheless.
   void loadFormats(std::string path, const std::string& formatFolder);
-  // Returns what is wrong with its lines; an empty text when nothing is.
-  std::string readCardSets(const std::string& path);
+  void readCardSets(const std::string& path);
 
   CardFormatSet _formats;
   CheckedFormats _checked;
   std::unique_ptr<cardsets> _sets = std::make_unique<cardsets>();
   Databases _databases;
   std::vector<std::string> _problems;
+  std::vector<LineProblem> _cardSetProblems;
 };
+
+// Reads an access levels file. Throws Failure (not done) when it is not one, and std::system_error
+// when it cannot be read.
+void openLevels(const std::string& path, AccessLevelSet& levels);
 
 // Calls `read`, which reads these files of a site, and calls it again when they were replaced
 // meanwhile: what it read at last is of one state. Throws Failure (not done) when that takes more

@@ -5,7 +5,6 @@
 #include <bit>
 
 #include "cardsets/card_functions.h"
-#include "support/datetime.h"
 #include "support/packeddecimal.h"
 #include "support/textutil.h"
 
@@ -69,6 +68,28 @@ std::string pinOf(const IdentRecord& record, bool withPins) {
   return withPins ? digitsOf<kMaxPinIdentDigits>(record.cardnumber) : kHiddenPin;
 }
 
+// "access_levels", "flags" and every other field that is not 0 under its key.
+void addAccess(JsonObject& object, const AccessRecord& record, bool hasCard, bool withPins) {
+  std::array<uint32_t, AccessRecord::kAccessLevels> levels, flags;  // NOLINT: filled below.
+  size_t levelCount = 0, flagCount = 0;
+  for (const uint32_t level : record.acclevel)
+    if (level != 0) levels[levelCount++] = level;
+  for (uint32_t bit = 0; bit < 8; ++bit)
+    if ((record.bitflds >> bit & 1) != 0) flags[flagCount++] = bit;
+  object.add("access_levels", std::span<const uint32_t>(levels.data(), levelCount));
+  object.add("flags", std::span<const uint32_t>(flags.data(), flagCount));
+  for (const AccessField& field : accessFields()) {
+    if (field.kind == kAccessLevel || field.kind == kFlag) continue;
+    const uint32_t value = field.valueOf(record);
+    if (field.kind == kPin && hasCard && pinText(record, withPins) != "none")
+      object.add(field.key, pinText(record, withPins));
+    else if (field.kind == kTime && value != 0)
+      object.add(field.key, timeText(value).data());
+    else if ((field.kind == kNumber || field.kind == kEscort) && value != 0)
+      object.add(field.key, value);
+  }
+}
+
 }  // namespace
 
 std::span<const AccessField> accessFields() {
@@ -78,7 +99,7 @@ std::span<const AccessField> accessFields() {
 std::string valueText(const AccessField& field, const AccessRecord& record, bool withPins) {
   if (field.kind == kPin) return pinText(record, withPins);
   const uint32_t value = field.valueOf(record);
-  return field.kind == kTime ? timeText(value) : std::to_string(value);
+  return field.kind == kTime ? timeText(value).data() : std::to_string(value);
 }
 
 const char* differingField(const IdentRecord& a, const IdentRecord& b) {
@@ -97,9 +118,9 @@ const char* differingField(const AccessRecord& a, const AccessRecord& b) {
   return std::ranges::find_if(kAccessFields, differs)->name;
 }
 
-std::string timeText(uint32_t seconds) {
-  std::string text = formatDateTime(seconds).data();
-  std::ranges::replace(text, '-', ' ');
+DateTimeText timeText(uint32_t seconds) {
+  DateTimeText text = formatDateTime(seconds);
+  if (seconds != 0) text[std::string_view("2026/01/31").size()] = ' ';
   return text;
 }
 
@@ -115,14 +136,12 @@ const char* validityText(Validity validity) {
   return kTexts.at(static_cast<size_t>(validity));
 }
 
-std::string keyText(const CardPattern& key) {
-  std::string text(2 * key.size(), '0');
-  for (size_t i = 0; i < key.size(); ++i) putHex(key[i], text.data() + 2 * i);
-  return text;
-}
-
 std::string keyText(const IdentRecord& record, bool withPins) {
   return isPinEntry(record) && !withPins ? kHiddenPin : keyText(record.cardnumber);
+}
+
+bool hasCard(const Holder& holder) {
+  return !std::ranges::all_of(holder.credentials, isPinEntry);
 }
 
 std::optional<std::string> cardNumberText(const IdentRecord& record, const Site& site) {
@@ -165,22 +184,17 @@ void addCredential(JsonObject& object, const IdentRecord& record, const Site& si
   if (record.deleted != 0) object.add("deleted", true);
 }
 
-void addAccess(JsonObject& object, const AccessRecord& record, bool withPins) {
-  std::vector<uint32_t> levels, flags;
-  for (const uint32_t level : record.acclevel)
-    if (level != 0) levels.push_back(level);
-  for (int32_t bit = 0; bit < 8; ++bit)
-    if (record.flag(bit) != 0) flags.push_back(static_cast<uint32_t>(bit));
-  object.add("access_levels", levels).add("flags", flags);
-  for (const AccessField& field : accessFields()) {
-    const uint32_t value = field.valueOf(record);
-    if (field.kind == kPin && (!withPins || pinText(record, true) != "none"))
-      object.add(field.key, pinText(record, withPins));
-    else if (field.kind == kTime && value != 0)
-      object.add(field.key, timeText(value));
-    else if ((field.kind == kNumber || field.kind == kEscort) && value != 0)
-      object.add(field.key, value);
-  }
+JsonObject holderJson(const Holder& holder, const Site& site, uint32_t now, bool withPins) {
+  JsonObject json;
+  json.add("holder", holder.uniqid);
+  json.addEach("access", holder.accesses, [&](JsonObject& object, const AccessRecord& record) {
+    addAccess(object, record, hasCard(holder), withPins);
+    object.add("validity", validityText(validityAt(now, record)));
+  });
+  return json.addEach("credentials", holder.credentials,
+                      [&](JsonObject& object, const IdentRecord& record) {
+                        addCredential(object, record, site, withPins);
+                      });
 }
 
 }  // namespace badgemint::admin

@@ -8,10 +8,12 @@
 #include <span>
 #include <string>
 
+#include "admin/check/finding.h"
 #include "admin/json.h"
 #include "admin/records/site.h"
 #include "carddb/accessrecord.h"
 #include "carddb/identrecord.h"
+#include "support/datetime.h"
 
 namespace badgemint::admin {
 
@@ -38,22 +40,23 @@ const char* differingField(const IdentRecord& a, const IdentRecord& b);
 const char* differingField(const AccessRecord& a, const AccessRecord& b);
 
 // A time as in the cards file: "2026/01/31 18:00:00", or "0" for none.
-std::string timeText(uint32_t seconds);
+DateTimeText timeText(uint32_t seconds);
 
 // Whether a holder's validity includes a time. Both ends belong to it.
 enum class Validity { kValid, kNotYet, kExpired, kNever };
 Validity validityAt(uint32_t time, const AccessRecord& record);
 const char* validityText(Validity validity);
 
-// The 32 hexadecimal digits of a key.
-std::string keyText(const CardPattern& key);
-// Those of an ident record, unless they are a PIN that must not be shown.
+// The key an ident record, unless they are a PIN that must not be shown.
 std::string keyText(const IdentRecord& record, bool withPins);
 
 // Also for a code that no build writes: it may have been that of a PIN.
 inline bool isPinEntry(const IdentRecord& record) {
   return record.cardsetcode == kPinOnlyCode || record.cardsetcode >= kPinIdentCode;
 }
+
+// Whether a holder has a card, with which the PIN of the access record is entered.
+bool hasCard(const Holder& holder);
 
 // The number as the cards file has it: decimal for a card of a card set, hexadecimal for a card
 // without format. None for a PIN, and for a card that the site cannot decode.
@@ -63,29 +66,15 @@ std::optional<std::string> cardNumberText(const IdentRecord& record, const Site&
 // card". A card that the site cannot decode is named by its key.
 std::string credentialText(const IdentRecord& record, const Site& site, bool withPins);
 
-// The PIN of an access record, or "none"; masked alike whether there is one or not. That of a
-// holder without a card has no effect and is stored as zeros.
+// The PIN of an access record, or "none"; masked alike whether there is one or not. A holder
+// without a card has none there, whatever the record says.
 std::string pinText(const AccessRecord& record, bool withPins);
 
 // Adds what a record says, with PINs masked alike: "kind" ("card", "card without format", "PIN
 // alone", "PIN beside a card"), "set", "card", "key", "pin", "deleted".
 void addCredential(JsonObject& object, const IdentRecord& record, const Site& site, bool withPins);
-// Adds "access_levels", "flags" and every other field that is not 0 under its key.
-void addAccess(JsonObject& object, const AccessRecord& record, bool withPins);
-
 // "holder", "access" with an object for each record, and "credentials".
-template <typename Accesses, typename Idents>
-JsonObject holderJson(uint32_t uniqid, Accesses&& accesses, Idents&& idents, const Site& site,
-                      uint32_t now, bool withPins) {
-  std::vector<JsonObject> access, credentials;
-  for (const AccessRecord& record : accesses) {
-    addAccess(access.emplace_back(), record, withPins);
-    access.back().add("validity", validityText(validityAt(now, record)));
-  }
-  for (const IdentRecord& record : idents)
-    addCredential(credentials.emplace_back(), record, site, withPins);
-  return JsonObject().add("holder", uniqid).add("access", access).add("credentials", credentials);
-}
+JsonObject holderJson(const Holder& holder, const Site& site, uint32_t now, bool withPins);
 
 }  // namespace badgemint::admin
 

@@ -15,7 +15,6 @@
 #include "admin/files/replacement.h"
 #include "admin/records/changes.h"
 #include "admin/records/expected.h"
-#include "admin/records/holders.h"
 #include "admin/records/wording.h"
 #include "admin/signals.h"
 #include "admin/verbs/verb.h"
@@ -256,7 +255,8 @@ class Build {
     throwIfInterrupted();
     if (result < 0)
       throw Failure(ExitStatus::kNotDone, "the build ended with the result {}", result);
-    prove(_staged);
+    _fresh = prove(_staged);
+    _fresh.sort();
     _inputs.requireUnchanged();
     throwIfInterrupted();
   }
@@ -282,9 +282,6 @@ class Build {
   }
 
   void readDatabases(const Replacement& replacement) {
-    _fresh.readIdents(_staged.ident);
-    _fresh.readAccesses(_staged.access);
-    _fresh.sort();
     if (_fresh.idents.empty() && !_options.allowEmpty)
       throw Failure(ExitStatus::kRefused,
                     "the cards file has no credential (--allow-empty builds all the same)");
@@ -338,7 +335,7 @@ class Build {
     const auto count = [&changes](auto... fates) {
       return (changes.countCredentials(fates) + ...);
     };
-    using enum CredentialChange::Kind;
+    using enum ChangeKind;
     const char* const outcome = isUnchanged       ? "are up to date; nothing was replaced"
                                 : _options.dryRun ? "would be replaced"
                                                   : "are replaced";
@@ -347,8 +344,8 @@ class Build {
         "credentials: {} added, {} removed, {} changed\n"
         "holders: {} added, {} removed, {} changed\n",
         site.access, site.ident, site.cardSets, outcome, count(kAdded), count(kRemoved),
-        count(kMoved, kDeleted, kRestored, kChanged), changes.countHolders(false, true),
-        changes.countHolders(true, false), changes.countHolders(true, true));
+        count(kMoved, kDeleted, kRestored, kChanged), changes.countHolders(kAdded),
+        changes.countHolders(kRemoved), changes.countHolders(kChanged));
   }
 
   const BuildOptions& _options;

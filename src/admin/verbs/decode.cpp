@@ -2,17 +2,18 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <memory>
+#include <optional>
 #include <set>
 #include <stdexcept>
 #include <vector>
 
 #include "admin/arguments.h"
 #include "admin/bits/cards.h"
-#include "admin/bits/layout.h"
 #include "admin/check/sitecheck.h"
+#include "admin/files/folder.h"
+#include "admin/files/sitepaths.h"
 #include "admin/records/site.h"
 #include "admin/records/wording.h"
 #include "admin/verbs/verb.h"
@@ -40,54 +41,44 @@ struct CardInput {
   std::string value{};              // The bits of the key or number without leading zeros.
 };
 
-// The bits of a decimal number, without leading zeros.
-std::string bitsOfDecimal(const std::string& word) {
-  std::array<unsigned, 16> bytes{};  // The least significant first.
-  for (const char c : word) {
-    unsigned carry = isDigit(c) ? static_cast<unsigned>(c - '0') : 256;
-    for (unsigned& byte : bytes) {
-      carry += byte * 10;
-      byte = carry % 256;
-      carry /= 256;
-    }
-    if (!isDigit(c) || carry != 0)
-      throw Failure(ExitStatus::kRefused, "--decimal {} is not a decimal number of up to 128 bits",
-                    inQuotes(word));
+// The bits of a number without leading zeros. None for what is not a number of up to 128 bits.
+std::optional<std::string> bitsOfNumber(std::string_view digits, unsigned base) {
+  __extension__ using Value = unsigned __int128;
+  Value value = 0;
+  for (const char c : digits) {
+    const auto digit = static_cast<unsigned>(isDigit(c) ? c - '0' : (c | 0x20) - 'a' + 10);
+    if (digit >= base || value > (~Value{0} - digit) / base) return std::nullopt;
+    value = value * base + digit;
   }
   std::string bits;
-  for (size_t i = bytes.size(); i-- > 0;) bits += fmt::format("{:08b}", bytes[i]);
-  return bits.substr(std::min(bits.find('1'), bits.size() - 1));
-}
-
-// The bits of hexadecimal digits, without leading zeros.
-std::string bitsOfHex(const std::string& digits) {
-  std::string bits;
-  for (const char c : digits)
-    bits += fmt::format("{:04b}", isDigit(c) ? c - '0' : (c | 0x20) - 'a' + 10);
-  return bits.substr(std::min(bits.find('1'), bits.size() - 1));
+  for (; value != 0 || bits.empty(); value /= 2) bits += value % 2 == 0 ? '0' : '1';
+  std::ranges::reverse(bits);
+  return bits;
 }
 
 CardInput parseInput(const DecodeOptions& options) {
-  if (!options.decimal.empty()) return {.value = bitsOfDecimal(options.decimal)};
+  if (!options.decimal.empty()) {
+    const auto value = bitsOfNumber(options.decimal, 10);
+    if (value) return {.value = *value};
+    throw Failure(ExitStatus::kRefused, "--decimal {} is not a decimal number of up to 128 bits",
+                  inQuotes(options.decimal));
+  }
   std::string digits = options.words.front();
   std::erase_if(digits,
                 [](char c) { return std::string_view(" :-_").find(c) != std::string::npos; });
-  const auto isBinary = [](std::string_view text) {
-    return !text.empty() && text.find_first_not_of("01") == std::string_view::npos;
-  };
   const bool hasPrefix = digits.starts_with("0b") || digits.starts_with("0B");
-  if (hasPrefix && isBinary(std::string_view(digits).substr(2))) digits.erase(0, 2);
-  if (isBinary(digits)) return {.bits = digits};
+  const std::string bits = digits.substr(hasPrefix ? 2 : 0);
+  if (!bits.empty() && bits.find_first_not_of("01") == std::string::npos) return {.bits = bits};
   const auto key = keyOf(digits);
   if (!key)
     throw Failure(ExitStatus::kRefused,
                   "{} is neither bits (0 and 1) nor a key (1 to 32 hexadecimal digits)",
                   inQuotes(options.words.front()));
   digits.erase(0, digits.find_first_of("xX") + 1);
-  CardInput input{.keys = {*key}, .value = bitsOfHex(digits)};
+  CardInput input{.keys = {*key}, .value = *bitsOfNumber(digits, 16)};
   // Numbers lose a zero in front.
-  const auto padded = digits.size() % 2 == 1 ? keyOf("0" + digits) : key;
-  if (padded && padded != key) input.keys.push_back(*padded);
+  if (digits.size() % 2 == 1 && keyOf("0" + digits) != key)
+    input.keys.push_back(*keyOf("0" + digits));
   return input;
 }
 
@@ -101,16 +92,13 @@ struct Match {
   bool isExact() const { return card.faults.empty(); }
 };
 
-// The fields beside the number as "A=22", only those that differ from `other` if that is given.
-std::string siteValuesText(const CardFormat& format, const CardFormat::FieldValues& values,
-                           const CardFormat::FieldValues* other = nullptr) {
+// The fields beside the number as "A=22, B=1".
+std::string siteValuesText(const CardFormat& format, const CardFormat::FieldValues& values) {
   std::string text;
-  for (size_t field = 0; field < values.size(); ++field) {
-    if (!hasSiteValue(format, static_cast<int32_t>(field))) continue;
-    if (other != nullptr && (*other)[field] == values[field]) continue;
-    text += fmt::format("{}{}={}", text.empty() ? "" : ", ", static_cast<char>('A' + field),
-                        static_cast<uint64_t>(values[field]));
-  }
+  for (int32_t field = 0; field < kFieldCount; ++field)
+    if (hasSiteValue(format, field))
+      text += fmt::format("{}{:c}={}", text.empty() ? "" : ", ", 'A' + field,
+                          static_cast<uint64_t>(values[static_cast<size_t>(field)]));
   return text;
 }
 
@@ -144,14 +132,13 @@ class Decode {
   }
 
   void requireCount() const {
-    std::set<int32_t> counts;
-    for (const CheckedFormat* const listed : _formats)
-      counts.insert(CardLayout(*listed->format).count());
-    if (counts.contains(static_cast<int32_t>(_input.bits.size()))) return;
-    throw Failure(ExitStatus::kRefused,
-                  "no format has cards of {} bits{}{} (write 0x before a key of 0 and 1 alone)",
-                  _input.bits.size(), counts.empty() ? "" : ": they have ",
-                  fmt::join(counts, ", "));
+    const auto hasCount = [count = static_cast<int32_t>(_input.bits.size())](const auto* listed) {
+      return CardLayout(*listed->format).count() == count;
+    };
+    if (std::ranges::none_of(_formats, hasCount))
+      throw Failure(ExitStatus::kRefused,
+                    "no format has cards of {} bits (write 0x before a key of 0 and 1 alone)",
+                    _input.bits.size());
   }
 
   void findMatches() {
@@ -201,13 +188,25 @@ class Decode {
 
   // A layout with gaps can lose bits of its fields: then only the card sets have their values.
   void useSiteValues(const CardFormat& format, const CardPattern& key, DecodedCard& card) const {
-    for (uint32_t csid = kFirstCardSetId; csid <= kLastCardSetId; ++csid) {
-      if (_site.formatOfSet(csid) != &format) continue;
-      const auto& values = _site.sets().getCardSet(csid)->fldvalues;
-      if (format.encodeNumber(format.encodeSite(values), card.number) != key) continue;
-      card = {.number = card.number, .values = values, .encoded = key, .faults = {}};
-      return;
-    }
+    const std::vector<uint32_t> sets = cardSetsOf(format, card.number, key);
+    if (sets.empty()) return;
+    const auto& values = _site.sets().getCardSet(sets.front())->fldvalues;
+    card = {.number = card.number, .values = values, .encoded = key, .faults = {}};
+  }
+
+  // Those that have this very card.
+  std::vector<uint32_t> cardSetsOf(const CardFormat& format, int64_t number,
+                                   const CardPattern& key) const {
+    std::vector<uint32_t> sets;
+    for (uint32_t csid = kFirstCardSetId; csid <= kLastCardSetId; ++csid)
+      if (_site.formatOfSet(csid) == &format &&
+          format.encodeNumber(format.encodeSite(_site.sets().getCardSet(csid)->fldvalues),
+                              number) == key)
+        sets.push_back(csid);
+    return sets;
+  }
+  std::vector<uint32_t> cardSetsOf(const Match& match) const {
+    return cardSetsOf(*match.listed->format, match.card.number, match.card.encoded);
   }
 
   void print(const Match& match) {
@@ -215,14 +214,12 @@ class Decode {
     const std::string values = siteValuesText(format, match.card.values);
     _console.print("format {} {}: card {}{}{}; {}{}{}\n", match.listed->id,
                    printable(match.listed->fileName), static_cast<uint64_t>(match.card.number),
-                   values.empty() ? "" : ", ", values, verdictOn(match),
+                   values.empty() ? "" : ", ", values,
+                   match.isExact() ? "parity and fixed bits right" : "wrong",
                    *match.change == '\0' ? "" : "; ", match.change);
     if (_wanted.size() > 1) _console.print("  key {}\n", keyText(match.key));
     for (const std::string& fault : match.card.faults) _console.print("  {}\n", fault);
-    const std::vector<uint32_t> sets = cardSetsOf(match);
-    for (const uint32_t csid : sets) _console.print("  card set {}\n", csid);
-    if (sets.empty() && _site.sets().count() > 0)
-      _console.print("  no card set has these values\n");
+    for (const uint32_t csid : cardSetsOf(match)) _console.print("  card set {}\n", csid);
   }
 
   static JsonObject jsonOf(const CardFormat& format, const CardFormat::FieldValues& values) {
@@ -249,33 +246,11 @@ class Decode {
     if (!_isJson) _console.print("{}", text);
   }
 
-  static const char* verdictOn(const Match& match) {
-    if (!match.isExact()) return "wrong";
-    const std::string sources = CardLayout(*match.listed->format).mergedRow();
-    return sources.find_first_of("P01") != std::string::npos ? "parity and fixed bits right"
-                                                             : "no parity, no fixed bits";
-  }
-
-  // Those that have this very card.
-  std::vector<uint32_t> cardSetsOf(const Match& match) const {
-    std::vector<uint32_t> sets;
-    const CardFormat& format = *match.listed->format;
-    for (uint32_t csid = kFirstCardSetId; csid <= kLastCardSetId; ++csid) {
-      if (_site.formatOfSet(csid) != &format) continue;
-      const SitePattern values = format.encodeSite(_site.sets().getCardSet(csid)->fldvalues);
-      if (format.encodeNumber(values, match.card.number) == match.card.encoded)
-        sets.push_back(csid);
-    }
-    return sets;
-  }
-
   JsonObject jsonOf(const IdentRecord& record) const {
     JsonObject object;
-    object.add("holder", record.uniqid).add("set", static_cast<uint32_t>(record.cardsetcode));
-    const auto number = _site.cardNumberOf(record);
-    const std::string key = keyText(record, false);
-    object.add("card", number ? std::to_string(*number) : key).add("key", key);
-    return object.add("deleted", record.deleted != 0);
+    object.add("holder", record.uniqid);
+    addCredential(object, record, _site, false);
+    return object;
   }
 
   // Returns whether somebody has it as a card without format.
@@ -291,7 +266,8 @@ class Decode {
       isHeld = true;
       isFormatless = isFormatless || record.cardsetcode == kFormatlessCode;
     }
-    if (!_hasIdent || isHeld || !isExact()) return isFormatless;
+    if (!_hasIdent || isHeld || _matches.empty() || !_matches.front().isExact())
+      return isFormatless;
     printText("no holder has this card\n");
     printNamesakes();
     return false;
@@ -314,7 +290,7 @@ class Decode {
         _console.printJson(jsonOf(record).add("values", jsonOf(*format, held->values)));
       else
         _console.print("holder {} has this number with {}\n", record.uniqid,
-                       siteValuesText(*format, held->values, &match->card.values));
+                       siteValuesText(*format, held->values));
     }
   }
 
@@ -327,19 +303,16 @@ class Decode {
   std::set<CardPattern> _wanted;  // The keys that holders are searched for.
 };
 
-// A site without its ident database where that is missing and was not asked for, or cannot be read,
-// which is reported.
-std::unique_ptr<Site> openSite(const DecodeOptions& options, SitePaths& paths, Console& console) {
-  const bool isMissing = access(paths.ident.c_str(), F_OK) != 0 && errno == ENOENT;
-  if (isMissing && !options.needsIdent) paths.ident = "";
+// Reports why not.
+bool canBeRead(const std::string& path, Console& console) {
   try {
-    return std::make_unique<Site>(paths, Site::Formats::kOptional, console);
+    requireRegularFile(path);
+    throwErrnoUnless(access(path.c_str(), R_OK) == 0, path);
+    return true;
   } catch (const std::runtime_error& problem) {
-    if (paths.ident.empty()) throw;
     console.report("{}", problem.what());
+    return false;
   }
-  paths.ident = "";
-  return std::make_unique<Site>(paths, Site::Formats::kOptional, console);
 }
 
 ExitStatus decode(const DecodeOptions& options, Console& console) {
@@ -350,12 +323,16 @@ ExitStatus decode(const DecodeOptions& options, Console& console) {
   CardInput input = parseInput(options);
   SitePaths paths = options.site;
   paths.access = "";
-  const std::unique_ptr<Site> site = openSite(options, paths, console);
+  const bool isMissing = access(paths.ident.c_str(), F_OK) != 0 && errno == ENOENT;
+  const bool isLeftOut = isMissing && !options.needsIdent;
+  if (isLeftOut || !canBeRead(paths.ident, console)) paths.ident = "";
+  const Site site(paths, Site::Formats::kOptional, console);
+  if (const size_t rest = site.databases().identRest; rest != 0)
+    console.report("{} ends within a record; its last {} bytes are ignored", paths.ident, rest);
   const bool hasIdent = !paths.ident.empty();
-  if (Decode(std::move(input), *site, hasIdent, options.json, console).run())
+  if (Decode(std::move(input), site, hasIdent, options.json, console).run())
     return ExitStatus::kAllWell;
-  const bool lacksIdent = !hasIdent && access(options.site.ident.c_str(), F_OK) == 0;
-  return lacksIdent ? ExitStatus::kNotDone : ExitStatus::kFound;
+  return hasIdent || isMissing ? ExitStatus::kFound : ExitStatus::kNotDone;
 }
 
 }  // namespace

@@ -36,15 +36,18 @@ bool exists(const std::string& path) {
 
 // Formats and card sets stand beside the databases, in a folder of their own; those that do not
 // are as given.
-Side sideOf(const std::string& folder, const SitePaths& given) {
-  Side side{.paths = given};
+Side sideOf(const std::string& folder, const std::string& ident, const std::string& access,
+            const SitePaths& given) {
+  Side side{given};
+  side.paths.ident = ident;
+  side.paths.access = access;
   if (folder == ".") return side;
-  const std::string formats = folder + '/' + given.formats;
-  const std::string cardSets = folder + '/' + given.cardSets;
-  const auto isInFolder = [&](const std::string& name) { return exists(folder + '/' + name); };
+  const auto inFolder = [&](const std::string& name) { return folder + '/' + name; };
+  const auto isInFolder = [&](const std::string& name) { return exists(inFolder(name)); };
+  const std::string formats = inFolder(given.formats);
   if (exists(formats) && std::ranges::all_of(formatFiles(formats), isInFolder))
-    side = {.paths = given, .formatFolder = folder}, side.paths.formats = formats;
-  if (exists(cardSets)) side.paths.cardSets = cardSets;
+    side.formatFolder = folder, side.paths.formats = formats;
+  if (isInFolder(given.cardSets)) side.paths.cardSets = inFolder(given.cardSets);
   return side;
 }
 
@@ -53,40 +56,30 @@ Side sideOfFolder(const std::string& folder, const SitePaths& given) {
     throw Failure(ExitStatus::kNotDone,
                   "{} is not a folder; for files write --old IDENT ACCESS --new IDENT ACCESS",
                   folder);
-  Side side = sideOf(folder, given);
-  side.paths.ident = folder + '/' + given.ident;
-  side.paths.access = folder + '/' + given.access;
-  return side;
+  return sideOf(folder, folder + '/' + given.ident, folder + '/' + given.access, given);
 }
 
 Side sideOfFiles(const std::vector<std::string>& files, const SitePaths& given) {
-  Side side = sideOf(splitPath(files.at(0)).folder, given);
-  side.paths.ident = files.at(0);
-  side.paths.access = files.at(1);
-  return side;
+  return sideOf(splitPath(files.at(0)).folder, files.at(0), files.at(1), given);
 }
 
 Side keptSide(const SitePaths& given) {
-  Side side{.paths = given};
-  side.paths.ident += kKeptSuffix;
-  side.paths.access += kKeptSuffix;
+  Side side = sideOf(".", given.ident + kKeptSuffix, given.access + kKeptSuffix, given);
   if (exists(given.cardSets + kKeptSuffix)) side.paths.cardSets += kKeptSuffix;
   return side;
 }
 
 std::pair<Side, Side> sidesOf(const DiffOptions& options) {
-  const bool byFolders = !options.folders.empty();
-  const bool byOld = !options.oldFiles.empty(), byNew = !options.newFiles.empty();
-  if (byOld != byNew || byFolders + byOld + options.kept != 1)
+  const SitePaths& site = options.site;
+  const auto &folders = options.folders, &oldFiles = options.oldFiles, &newFiles = options.newFiles;
+  if (oldFiles.empty() != newFiles.empty() ||
+      !folders.empty() + !oldFiles.empty() + options.kept != 1)
     throw Failure(ExitStatus::kNotDone,
                   "give two folders to compare, or --old IDENT ACCESS and --new IDENT ACCESS, "
                   "or --kept");
-  if (options.kept) return {keptSide(options.site), Side{.paths = options.site}};
-  if (byOld)
-    return {sideOfFiles(options.oldFiles, options.site),
-            sideOfFiles(options.newFiles, options.site)};
-  return {sideOfFolder(options.folders.at(0), options.site),
-          sideOfFolder(options.folders.at(1), options.site)};
+  if (options.kept) return {keptSide(site), Side{site}};
+  if (folders.empty()) return {sideOfFiles(oldFiles, site), sideOfFiles(newFiles, site)};
+  return {sideOfFolder(folders.at(0), site), sideOfFolder(folders.at(1), site)};
 }
 
 void open(std::optional<Site>& site, const Side& side) {
@@ -95,30 +88,33 @@ void open(std::optional<Site>& site, const Side& side) {
   site->databases().sort();
 }
 
-void printCounts(const Changes& changes, bool json, Console& console) {
-  using enum CredentialChange::Kind;
-  const size_t added = changes.countHolders(false, true),
-               removed = changes.countHolders(true, false),
-               changed = changes.countHolders(true, true);
-  const auto count = [&](CredentialChange::Kind kind) { return changes.countCredentials(kind); };
-  if (json) {
-    const auto holders =
-        JsonObject().add("added", added).add("removed", removed).add("changed", changed);
-    const auto credentials = JsonObject()
-                                 .add("added", count(kAdded))
-                                 .add("removed", count(kRemoved))
-                                 .add("moved", count(kMoved))
-                                 .add("deleted", count(kDeleted))
-                                 .add("restored", count(kRestored))
-                                 .add("changed", count(kChanged));
-    const auto summary = JsonObject().add("holders", holders).add("credentials", credentials);
-    return console.printJson(JsonObject().add("summary", summary));
+// Numbers and what they count, as text and as JSON.
+class Counts {
+ public:
+  void add(const char* what, size_t number) {
+    _text += fmt::format("{}{} {}", _text.empty() ? "" : ", ", number, what);
+    _json.add(what, number);
   }
-  console.print("holders: {} added, {} removed, {} changed\n", added, removed, changed);
-  console.print(
-      "credentials: {} added, {} removed, {} moved, {} deleted, {} restored, {} changed\n",
-      count(kAdded), count(kRemoved), count(kMoved), count(kDeleted), count(kRestored),
-      count(kChanged));
+  const std::string& text() const { return _text; }
+  const JsonObject& json() const { return _json; }
+
+ private:
+  std::string _text;
+  JsonObject _json;
+};
+
+void printCounts(const Changes& changes, bool json, Console& console) {
+  using enum ChangeKind;
+  Counts holders, credentials;
+  for (const auto kind : {kAdded, kRemoved, kChanged})
+    holders.add(nameOf(kind), changes.countHolders(kind));
+  for (const auto kind : {kAdded, kRemoved, kMoved, kDeleted, kRestored, kChanged})
+    credentials.add(nameOf(kind), changes.countCredentials(kind));
+  if (!json)
+    return console.print("holders: {}\ncredentials: {}\n", holders.text(), credentials.text());
+  const auto summary =
+      JsonObject().add("holders", holders.json()).add("credentials", credentials.json());
+  console.printJson(JsonObject().add("summary", summary));
 }
 
 ExitStatus diff(const DiffOptions& options, Console& console) {

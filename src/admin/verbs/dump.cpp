@@ -14,7 +14,6 @@
 #include "admin/files/folder.h"
 #include "admin/records/databases.h"
 #include "admin/records/expected.h"
-#include "admin/records/holders.h"
 #include "admin/records/wording.h"
 #include "admin/signals.h"
 #include "admin/verbs/verb.h"

@@ -1,12 +1,15 @@
-// The verb `format`: shows format files so that two can be compared.
+// The verb `format`: shows format files so that two can be compared, and draws their layouts.
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
-#include <limits>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
 #include <memory>
-#include <utility>
 
-#include "admin/bits/layout.h"
-#include "admin/check/formatfile.h"
+#include "admin/bits/cards.h"
 #include "admin/check/formatscheck.h"
 #include "admin/check/sitecheck.h"
 #include "admin/files/folder.h"
@@ -14,7 +17,6 @@
 #include "admin/records/wording.h"
 #include "admin/verbs/verb.h"
 #include "cardsets/card_functions.h"
-#include "support/result.h"
 
 namespace badgemint::admin {
 
@@ -25,216 +27,206 @@ struct FormatOptions {
   std::string svg;  // The picture to write; empty for none.
 };
 
-constexpr int64_t kExampleNumber = 12345;
-constexpr size_t kMostText = 60;  // Of a line that lists bits.
-
-// "BIN LSB".
-std::string typeText(const FieldDefinition& defined) {
-  constexpr std::array kNames = {"none", "BIN", "BCD", "MSD"};
-  return fmt::format("{} {}", kNames.at(static_cast<size_t>(defined.ftyp)),
-                     defined.dir == kDirectionLsb ? "LSB" : "MSB");
-}
-
-// The highest value that so many positions hold.
-int64_t highestValue(int32_t type, int32_t positions) {
-  constexpr int64_t kAll = std::numeric_limits<int64_t>::max();
-  const int32_t bits = std::min(positions, 64);
-  if (type == kTypeBin) return bits >= 63 ? kAll : (int64_t{1} << bits) - 1;
-  const int32_t digits = type == kTypeBcd ? bits / 4 : type == kTypeMsd ? bits / 5 : 0;
-  int64_t above = 1;
-  for (int32_t i = 0; i < digits; ++i) above *= 10;
-  // The positions that are left have the low bits of one more digit.
-  if (type == kTypeBcd) above <<= bits % 4;
-  return above - 1;
-}
-
-// "1 to 12, 14": the bits that a mask covers; further lines begin with `indent`.
-std::string coverText(const std::string& row, std::string_view indent) {
-  std::string text, line;
-  for (size_t from = row.find('X'), to = 0; from != std::string::npos; from = row.find('X', to)) {
-    if (line.size() >= kMostText) text += std::exchange(line, "") + ",\n" + std::string(indent);
-    if (!line.empty()) line += ", ";
-    to = std::min(row.find_first_not_of('X', from), row.size());
-    line += to - from > 1 ? fmt::format("{} to {}", from, to - 1) : std::to_string(from);
-  }
-  return line.empty() ? "no bit" : text + line;
-}
-
-// Shows one format.
-class FormatSheet {
- public:
-  FormatSheet(const CardFormat& format, Console& console)
-      : _format(format), _masks(format.masks()), _layout(format), _console(console) {}
-
-  void print() {
-    _console.print("{} bits, card number in field {}\n", _layout.count(),
-                   letterOf(_format.cardNumberField()));
-    printFields();
-    const Example example = makeExample();
-    _console.print("{}\n", example.text);
-    printUnderRuler(rowsWith(_layout.rowOf(_masks.output), example), _console.output());
-    for (int32_t mask = 0; mask < kParityMaskCount; ++mask)
-      if (const std::string text = parityText(mask, "          "); !text.empty())
-        _console.print("{}\n", text);
-  }
-
-  std::string svg(const std::string& title) const {
-    const Example example = makeExample();
-    LayoutPicture picture = {.title = fmt::format("{}: {} bits", title, _layout.count()),
-                             .rows = rowsWith(_layout.mergedRow(), example),
-                             .legend = {},
-                             .remarks = {example.text}};
-    for (int32_t field = 0; field < kFieldCount; ++field)
-      if (widthOf(field) > 0)
-        picture.legend.push_back({std::string(1, letterOf(field)), meaningOf(field)});
-    const std::string& sources = picture.rows.front().bits;
-    if (sources.find('P') != std::string::npos) picture.legend.push_back({"P", "parity"});
-    if (sources.find_first_of("01") != std::string::npos)
-      picture.legend.push_back({"0", "0 or 1: a fixed bit"});
-    for (int32_t mask = 0; mask < kParityMaskCount; ++mask)
-      if (std::string text = parityText(mask, ""); !text.empty()) {
-        std::ranges::replace(text, '\n', ' ');
-        picture.remarks.push_back(text);
-      }
-    return svgOf(picture);
-  }
-
- private:
-  const BitMask& parityMask(int32_t mask) const { return _masks.parity[static_cast<size_t>(mask)]; }
-  // As the output mask names a field.
-  char letterOf(int32_t field) const {
-    const char letter = _masks.letters[static_cast<size_t>(field)];
-    return letter == '\0' ? static_cast<char>('A' + field) : letter;
-  }
-  const FieldDefinition& definition(int32_t field) const {
-    return _format.fieldDefinitions()[static_cast<size_t>(field)];
-  }
-  // The positions of a field; those of a VFF are all the card number's.
-  int32_t widthOf(int32_t field) const {
-    return _masks.letters[static_cast<size_t>(field)] == '\0' ? 0 : _format.fieldBitCount(field);
-  }
-  static bool isEmpty(const std::string& row) {
-    return row.find_first_not_of(CardLayout::kNoPosition) == std::string::npos;
-  }
-
-  template <typename... Texts>
-  void printRow(const Texts&... texts) {
-    std::string row = fmt::format("{:<7}{:<9}{:<6}{:<26}{:<26}{}", texts...);
-    row.resize(row.find_last_not_of(' ') + 1);
-    _console.print("{}\n", row);
-  }
-
-  void printFields() {
-    printRow("field", "type", "bits", "holds", "file says", "label");
-    for (int32_t field = 0; field < kFieldCount; ++field) {
-      const FieldDefinition& defined = definition(field);
-      const int32_t width = widthOf(field);
-      if (width == 0 && defined.ftyp == kNotGiven && defined.label[0] == '\0') continue;
-      const bool hasRange = defined.minval != 0 || defined.maxval != 0;
-      printRow(letterOf(field), typeText(defined), width,
-               fmt::format("0 to {}", highestValue(defined.ftyp, width)),
-               hasRange ? fmt::format("{} to {}", defined.minval, defined.maxval) : "-",
-               printable(defined.label.data()));
-    }
-  }
-
-  // A card of the format, whose other fields have their least values.
-  struct Example {
-    CardPattern card;
-    std::string text;
-  };
-  Example makeExample() const {
-    CardFormat::FieldValues values{};
-    std::string text;
-    for (int32_t field = 0; field < kFieldCount; ++field) {
-      if (!hasSiteValue(_format, field)) continue;
-      const int64_t value = std::max(definition(field).minval, 0);
-      values[static_cast<size_t>(field)] = value;
-      text += fmt::format(", {}={}", letterOf(field), value);
-    }
-    const CardEncoder encoder = {&_format, _format.encodeSite(values)};
-    const int64_t number = exampleNumber(encoder);
-    const CardPattern card = encoder.encode(number);
-    return {card, fmt::format("card {}{}: key {}", number, text, keyText(card))};
-  }
-
-  // The masks that are not empty, and the bits of the example.
-  std::vector<BitRow> rowsWith(const std::string& output, const Example& example) const {
-    std::vector<BitRow> rows = {{"output", output}, {"fixed", _layout.rowOf(_masks.fixed)}};
-    for (int32_t mask = 0; mask < kParityMaskCount; ++mask)
-      rows.push_back({fmt::format("parity {}", mask + 1), _layout.rowOf(parityMask(mask))});
-    std::erase_if(rows,
-                  [](const BitRow& row) { return row.name != "output" && isEmpty(row.bits); });
-    rows.push_back({"card", _layout.bitsOf(example.card)});
-    return rows;
-  }
-
-  // "Facility code (BIN MSB, 8 bits, 0 to 255)".
-  std::string meaningOf(int32_t field) const {
-    const FieldDefinition& defined = definition(field);
-    const char* const number = field == _format.cardNumberField() ? "card number, " : "";
-    return fmt::format("{} ({}{}, {} bits, 0 to {})", printable(defined.label.data()), number,
-                       typeText(defined), widthOf(field),
-                       highestValue(defined.ftyp, widthOf(field)));
-  }
-
-  // Empty for a mask that is empty.
-  std::string parityText(int32_t mask, std::string_view indent) const {
-    const std::string row = _layout.rowOf(parityMask(mask));
-    if (isEmpty(row)) return "";
-    const int32_t bit = _layout.targetOf(mask);
-    if (mask >= _format.numberOfParityBits())
-      return fmt::format("parity {}  is not applied", mask + 1);
-    if (bit < 0) return fmt::format("parity {}  sets no bit", mask + 1);
-    return fmt::format("parity {}  {}: bit {} over {}", mask + 1,
-                       row[static_cast<size_t>(bit)] == 'E' ? "even" : "odd", bit,
-                       coverText(row, indent));
-  }
-
-  // One within the field and its range.
-  int64_t exampleNumber(const CardEncoder& encoder) const {
-    const int32_t field = _format.cardNumberField();
-    const FieldDefinition& defined = definition(field);
-    for (const int64_t number :
-         {kExampleNumber, int64_t{defined.maxval}, highestValue(defined.ftyp, widthOf(field))})
-      if (number > 0 && number >= defined.minval &&
-          (defined.maxval <= 0 || number <= defined.maxval) &&
-          encoder.decode(encoder.encode(number)) == number)
-        return number;
-    return 0;
-  }
-
-  const CardFormat& _format;
-  const LayoutMasks _masks;
-  const CardLayout _layout;
-  Console& _console;
+// A row of a drawing.
+struct BitRow {
+  std::string name, bits;
 };
 
-bool isMissing(const Findings& findings) {
-  const int32_t code = findings.sorted().front().code;
-  return code == kFormatFileOpenFailed || code == kVffOpenFailed;
+// What is shown of a format, as text or as a picture.
+struct FormatSheet {
+  std::string size;                 // The number of bits.
+  std::vector<std::string> fields;  // A table with a head line.
+  std::string example;              // A card of the format.
+  std::string sources;              // Where each bit comes from: it gives the colours.
+  std::vector<BitRow> rows;         // The masks that are not empty, and the bits of the example.
+};
+
+std::string fieldLine(std::string_view field, std::string_view type, std::string_view bits,
+                      std::string_view range, std::string_view label) {
+  std::string line = fmt::format("{:<7}{:<9}{:<6}{:<26}{}", field, type, bits, range, label);
+  line.resize(line.find_last_not_of(' ') + 1);
+  return line;
+}
+
+std::vector<std::string> fieldTable(const CardFormat& format) {
+  constexpr std::array kTypes = {"none", "BIN", "BCD", "MSD"};
+  std::vector<std::string> lines = {fieldLine("field", "type", "bits", "range", "label")};
+  for (int32_t field = 0; field < kFieldCount; ++field) {
+    const FieldDefinition& defined = format.fieldDefinitions()[static_cast<size_t>(field)];
+    const char letter = format.masks().letters[static_cast<size_t>(field)];
+    const int32_t width = format.fieldBitCount(field);
+    const bool isDefined = width > 0 || defined.ftyp != kNotGiven || defined.label[0] != '\0';
+    if (letter == '\0' || !isDefined) continue;
+    const bool hasRange = defined.minval != 0 || defined.maxval != 0;
+    lines.push_back(
+        fieldLine(std::string(1, letter),
+                  fmt::format("{} {}", kTypes.at(static_cast<size_t>(defined.ftyp)),
+                              defined.dir == kDirectionLsb ? "LSB" : "MSB"),
+                  std::to_string(width),
+                  hasRange ? fmt::format("{} to {}", defined.minval, defined.maxval) : "-",
+                  printable(defined.label.data())));
+  }
+  return lines;
+}
+
+// One within the field and its range.
+int64_t exampleNumber(const CardEncoder& encoder) {
+  const CardFormat& format = *encoder.format;
+  const auto field = static_cast<size_t>(format.cardNumberField());
+  const FieldDefinition& defined = format.fieldDefinitions()[field];
+  for (const int64_t number : {12345, 1234, 123, 12, 1, defined.minval})
+    if (number >= defined.minval && (defined.maxval <= 0 || number <= defined.maxval) &&
+        encoder.decode(encoder.encode(number)) == number)
+      return number;
+  return 0;
+}
+
+FormatSheet sheetOf(const CardFormat& format) {
+  const CardLayout layout(format);
+  FormatSheet sheet;
+  sheet.size = fmt::format("{} bits, card number in field {}", layout.count(),
+                           format.masks().letters[static_cast<size_t>(format.cardNumberField())]);
+  sheet.fields = fieldTable(format);
+  CardFormat::FieldValues values{};
+  std::string valuesText;
+  for (int32_t field = 0; field < kFieldCount; ++field) {
+    if (!hasSiteValue(format, field)) continue;
+    const auto index = static_cast<size_t>(field);
+    values[index] = std::max(format.fieldDefinitions()[index].minval, 0);
+    valuesText += fmt::format(", {:c}={}", 'A' + field, values[index]);
+  }
+  const CardEncoder encoder = {&format, format.encodeSite(values)};
+  const int64_t number = exampleNumber(encoder);
+  const CardPattern card = encoder.encode(number);
+  sheet.example = fmt::format("card {}{}: key {}", number, valuesText, keyText(card));
+  sheet.sources = layout.mergedRow();
+  const LayoutMasks masks = format.masks();
+  sheet.rows = {{"output", layout.rowOf(masks.output)}, {"fixed", layout.rowOf(masks.fixed)}};
+  for (int mask = 1; const BitMask& parity : masks.parity)
+    sheet.rows.push_back({fmt::format("parity {}", mask++), layout.rowOf(parity)});
+  std::erase_if(sheet.rows, [](const BitRow& row) {
+    return row.bits.find_first_not_of(CardLayout::kNoPosition) == std::string::npos;
+  });
+  sheet.rows.push_back({"card", layout.bitsOf(card)});
+  return sheet;
+}
+
+// Long rows are continued below, so that no line has more than 100 characters.
+void print(const FormatSheet& sheet, Console& console) {
+  constexpr size_t kBitsPerLine = 90;
+  console.print("{}\n", sheet.size);
+  for (const std::string& line : sheet.fields) console.print("{}\n", line);
+  console.print("{}\n", sheet.example);
+  for (size_t from = 0; from < sheet.sources.size(); from += kBitsPerLine) {
+    std::string tens, units;
+    for (size_t bit = from; bit < std::min(from + kBitsPerLine, sheet.sources.size()); ++bit) {
+      if (bit % 10 == 0) tens += fmt::format("{:<10}", bit / 10);
+      units += static_cast<char>('0' + bit % 10);
+    }
+    console.print("{:<10}{}\n{:<10}{}\n", "", tens.substr(0, tens.find_last_not_of(' ') + 1), "bit",
+                  units);
+    for (const auto& [name, bits] : sheet.rows)
+      console.print("{:<10}{}\n", name, bits.substr(from, kBitsPerLine));
+  }
+}
+
+// Lengths in a picture are in pixels of a screen.
+constexpr size_t kCell = 20, kNames = 80, kMargin = 10, kBitsPerBand = 40;
+
+const char* colourOf(char source) {
+  constexpr std::array kFields = {"#bfdbfe", "#bbf7d0", "#fecaca", "#e9d5ff",
+                                  "#fed7aa", "#99f6e4", "#fbcfe8", "#d9f99d"};
+  if (source == '*') return kFields[0];
+  if (source >= 'A' && source <= 'H') return kFields.at(static_cast<size_t>(source - 'A'));
+  if (source == 'P') return "#fde68a";
+  return source == '0' || source == '1' ? "#d4d4d8" : "#ffffff";
+}
+
+std::string svgText(size_t x, size_t y, std::string_view text, const char* anchor = "start") {
+  std::string escaped;
+  for (const char c : text)
+    escaped += c == '&' ? "&amp;" : c == '<' ? "&lt;" : c == '>' ? "&gt;" : std::string(1, c);
+  return fmt::format("<text x=\"{}\" y=\"{}\" text-anchor=\"{}\">{}</text>\n", x, y + 14, anchor,
+                     escaped);
+}
+
+std::string svgCell(size_t x, size_t y, const char* colour, std::string_view text) {
+  return fmt::format(
+             "<rect x=\"{}\" y=\"{}\" width=\"{}\" height=\"{}\" fill=\"{}\" "
+             "stroke=\"#52525b\" stroke-width=\"0.5\"/>\n",
+             x, y, kCell, kCell, colour) +
+         svgText(x + kCell / 2, y, text, "middle");
+}
+
+// The bits from `from` on: a ruler, and below it the rows.
+std::string svgBand(const FormatSheet& sheet, size_t from, size_t y) {
+  const size_t end = std::min(from + kBitsPerBand, sheet.sources.size());
+  const auto xOf = [from](size_t bit) { return kNames + (bit - from) * kCell; };
+  std::string svg;
+  for (size_t bit = from; bit < end; ++bit)
+    svg += svgText(xOf(bit) + kCell / 2, y, std::to_string(bit), "middle");
+  for (const auto& [name, bits] : sheet.rows) {
+    y += kCell;
+    svg += svgText(kMargin, y, name);
+    for (size_t bit = from; bit < end; ++bit) {
+      const bool isShown = bits[bit] != CardLayout::kNoPosition;
+      svg += svgCell(xOf(bit), y, colourOf(isShown ? sheet.sources[bit] : ' '),
+                     isShown ? bits.substr(bit, 1) : "");
+    }
+  }
+  return svg;
+}
+
+// The picture as a whole SVG file, which needs nothing else to be shown or printed.
+std::string svgOf(const FormatSheet& sheet, const std::string& title) {
+  size_t y = kMargin;
+  std::string body = svgText(kMargin, y, title + ": " + sheet.size);
+  y += kCell;
+  for (size_t from = 0; from < sheet.sources.size(); from += kBitsPerBand) {
+    body += svgBand(sheet, from, y);
+    y += (sheet.rows.size() + 2) * kCell;
+  }
+  for (const std::string& line : sheet.fields) {
+    if (&line != &sheet.fields.front()) body += svgCell(kMargin, y, colourOf(line.front()), "");
+    body += svgText(kMargin + 2 * kCell, y, line);
+    y += kCell;
+  }
+  body += svgText(kMargin, y, sheet.example);
+  const size_t width = kNames + kBitsPerBand * kCell + kMargin, height = y + kCell + kMargin;
+  return fmt::format(
+      "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"{0}\" height=\"{1}\" viewBox=\"0 0 {0} "
+      "{1}\" font-family=\"monospace\" font-size=\"11\" xml:space=\"preserve\">\n"
+      "<rect width=\"{0}\" height=\"{1}\" fill=\"#ffffff\"/>\n{2}</svg>\n",
+      width, height, body);
 }
 
 void writeSvg(const std::string& path, const std::string& source, const FormatSheet& sheet) {
   requireDistinctFiles({source}, {path});
+  std::string start(4, ' ');
+  const bool isOther = std::ifstream(path).read(start.data(), 4) && start != "<svg";
+  if (isOther)
+    throw Failure(ExitStatus::kRefused, "{} is there already, and is not an SVG picture", path);
   NewFile file(path, true);
-  file.write(sheet.svg(printable(source)));
+  file.write(svgOf(sheet, printable(source)));
   static_cast<void>(file.finish());
+  const mode_t mask = umask(0);
+  umask(mask);
+  static_cast<void>(chmod(path.c_str(), 0666 & ~mask));  // It has no secrets.
 }
 
 ExitStatus show(const std::string& path, const FormatOptions& options, Console& console) {
+  if (access(path.c_str(), F_OK) != 0) {
+    console.report("{}: cannot be opened: {}", path, std::strerror(errno));
+    return ExitStatus::kNotDone;
+  }
   CardFormatSet formats;
   Findings findings(true);
   const CardFormat* const format = checkFormatAlone(path, formats, findings);
-  if (format == nullptr && isMissing(findings)) {
-    console.report("{}: {}", path, findings.sorted().front().text);
-    return ExitStatus::kNotDone;
-  }
   console.print("{}: {}\n", printable(path),
-                format != nullptr ? kindName(kindOf(*format)) : "does not load");
+                format != nullptr ? kindName(*format) : "does not load");
   if (format != nullptr) {
-    FormatSheet sheet(*format, console);
-    sheet.print();
+    const FormatSheet sheet = sheetOf(*format);
+    print(sheet, console);
     if (!options.svg.empty()) writeSvg(options.svg, path, sheet);
   }
   findings.print(console);

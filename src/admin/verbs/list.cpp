@@ -2,14 +2,12 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <functional>
 #include <iostream>
 #include <memory>
 
 #include "admin/arguments.h"
 #include "admin/records/changes.h"
-#include "admin/records/holders.h"
 #include "admin/records/wording.h"
 #include "admin/verbs/verb.h"
 
@@ -23,13 +21,6 @@ struct ListOptions {
   bool expired = false, notYetValid = false, noLevel = false, noCredential = false, deleted = false;
   bool pin = false, noPin = false;
   bool count = false, csv = false, json = false, withPins = false;
-};
-
-// A holder: whoever has an access record or a credential.
-struct Holder {
-  uint32_t uniqid;
-  std::span<const AccessRecord> accesses;
-  std::span<const IdentRecord> credentials;
 };
 
 using Filter = std::function<bool(const Holder&)>;
@@ -122,111 +113,109 @@ std::vector<Filter> filtersOf(const ListOptions& options, uint32_t now,
   return filters;
 }
 
-// Prints holders as lines of columns, CSV (RFC 4180) or JSON, through a buffer of its own.
+// Prints holders as lines of columns, CSV (RFC 4180) or JSON. All values of a line are written into
+// one text: a million lines with a string for each value would take twice the time.
 class ListPrinter {
  public:
   ListPrinter(const ListOptions& options, const Site& site, uint32_t now, Console& console)
       : _options(options), _site(site), _now(now), _console(console) {}
-  ~ListPrinter() { flush(); }
-  ListPrinter(const ListPrinter&) = delete;
-  ListPrinter& operator=(const ListPrinter&) = delete;
 
   void printHead() {
     const bool isTerminal = &_console.output() == &std::cout && isatty(STDOUT_FILENO) == 1;
     if (_options.csv)
-      add("holder,credentials,levels,from,until,flags,access records\r\n");
+      _console.print("holder,credentials,levels,from,until,flags,access records\r\n");
     else if (isTerminal && !_options.json)
-      addColumns({"HOLDER", "CREDENTIALS", "LEVELS", "FROM", "UNTIL", "FLAGS"});
+      _console.print("{:10} {:20} {:15} {:19} {:19} {}\n", "HOLDER", "CREDENTIALS", "LEVELS",
+                     "FROM", "UNTIL", "FLAGS");
   }
 
   void print(const Holder& holder) {
     if (_options.json)
-      add("{}\n", holderJson(holder.uniqid, holder.accesses, holder.credentials, _site, _now,
-                             _options.withPins)
-                      .text());
-    else
-      printLine(holder);
-    if (_text.size() >= kBlockSize) flush();
+      return _console.printJson(holderJson(holder, _site, _now, _options.withPins));
+    _line.clear();
+    _start = 0;
+    addColumns(holder);
+    _console.output() << _line;
   }
 
  private:
-  static constexpr size_t kBlockSize = size_t{64} * 1024;
+  static constexpr size_t kTimeWidth = 19;  // "2026/01/31 18:00:00".
 
   // Values of the first access record; a build makes one for each credential, all alike.
-  void printLine(const Holder& holder) {
+  void addColumns(const Holder& holder) {
     const AccessRecord access = holder.accesses.empty() ? AccessRecord{} : holder.accesses.front();
-    const std::string credentials = credentialsOf(holder), levels = levelsOf(access),
-                      flags = flagsOf(access);
-    const auto timeOr = [](uint32_t time) { return time == 0 ? "-" : timeText(time); };
-    const std::string from = timeOr(access.starttime), until = timeOr(access.endtime);
+    addNumber(holder.uniqid);
+    endColumn(10);
+    for (const IdentRecord& record : holder.credentials) addCredential(record);
+    endList(20);
+    for (const uint16_t level : access.acclevel)
+      if (level != 0) addElement(level);
+    endList(15);
+    for (const uint32_t time : {access.starttime, access.endtime}) {
+      time == 0 ? _line.append("-") : _line.append(timeText(time).data(), kTimeWidth);
+      endColumn(kTimeWidth);
+    }
+    for (uint32_t bit = 0; bit < 8; ++bit)
+      if ((access.bitflds >> bit & 1) != 0) addElement(bit);
+    endList(0);
+    endLine(holder.accesses.size());
+  }
+
+  // An element of a list: "1:15890" for a card of a card set, "1A2B3C4D" for a card without format,
+  // "PIN".
+  void addCredential(const IdentRecord& record) {
+    const uint32_t code = record.cardsetcode;
+    const bool isPin = code == kPinOnlyCode || code == kPinIdentCode;
+    if (!isPin && code != kFormatlessCode) addNumber(code), _line += ':';
+    if (isPin)
+      _line.append("PIN");
+    else if (const auto number = cardNumberText(record, _site))
+      _line.append(*number);
+    else
+      _line.append(keyText(record, _options.withPins));
+    _line.append(record.deleted != 0 ? "(deleted)," : ",");
+  }
+
+  void addElement(uint32_t number) {
+    addNumber(number);
+    _line += ',';
+  }
+
+  void addNumber(uint32_t number) {
+    const fmt::format_int digits(number);
+    _line.append(digits.data(), digits.size());
+  }
+
+  void endList(size_t width) {
+    if (_line.size() > _start)
+      _line.pop_back();
+    else
+      _line += '-';
+    if (_options.csv) _line.insert(_start, 1, '"').append("\"");
+    endColumn(width);
+  }
+
+  void endColumn(size_t width) {
+    if (!_options.csv) _line.resize(std::max(_line.size(), _start + width), ' ');
+    _line += _options.csv ? ',' : ' ';
+    _start = _line.size();
+  }
+
+  void endLine(size_t accesses) {
     if (_options.csv)
-      return add("{},\"{}\",\"{}\",{},{},\"{}\",{}\r\n", holder.uniqid, credentials, levels, from,
-                 until, flags, holder.accesses.size());
-    const std::string remark = holder.accesses.size() == 1
-                                   ? ""
-                                   : fmt::format(" ({} access records)", holder.accesses.size());
-    addColumns(
-        {fmt::format_int(holder.uniqid).str(), credentials, levels, from, until, flags + remark});
-  }
-
-  // Padded by hand: a million lines take half the time of a format with widths.
-  void addColumns(const std::array<std::string, 6>& columns) {
-    constexpr std::array<size_t, 6> kWidths = {10, 20, 9, 19, 19, 0};
-    std::string line;
-    for (size_t i = 0; i < columns.size(); ++i) {
-      line += columns[i];
-      if (columns[i].size() < kWidths[i]) line.append(kWidths[i] - columns[i].size(), ' ');
-      line += i + 1 < columns.size() ? ' ' : '\n';
-    }
-    _text.append(line);
-  }
-
-  // "1:15890,1A2B3C4D,PIN": cards of card sets, cards without format, PINs.
-  std::string credentialsOf(const Holder& holder) const {
-    std::string text;
-    for (const IdentRecord& record : holder.credentials) {
-      if (!text.empty()) text += ',';
-      const bool isPin = record.cardsetcode == kPinOnlyCode || record.cardsetcode == kPinIdentCode;
-      if (!isPin && record.cardsetcode != kFormatlessCode)
-        text += fmt::format_int(record.cardsetcode).c_str(), text += ':';
-      if (isPin)
-        text += "PIN";
-      else
-        text += cardNumberText(record, _site).value_or(keyText(record, _options.withPins));
-      if (record.deleted != 0) text += "(deleted)";
-    }
-    return text.empty() ? "-" : text;
-  }
-
-  static std::string levelsOf(const AccessRecord& record) {
-    std::string text;
-    for (const uint16_t level : record.acclevel)
-      if (level != 0) text.append(text.empty() ? "" : ",").append(fmt::format_int(level).c_str());
-    return text.empty() ? "-" : text;
-  }
-
-  static std::string flagsOf(const AccessRecord& record) {
-    std::string text;
-    for (int32_t bit = 0; bit < 8; ++bit)
-      if (record.flag(bit) != 0)
-        text.append(text.empty() ? "" : ",").append(fmt::format_int(bit).c_str());
-    return text.empty() ? "-" : text;
-  }
-
-  template <typename... Args>
-  void add(fmt::format_string<Args...> format, Args&&... args) {
-    fmt::format_to(std::back_inserter(_text), format, std::forward<Args>(args)...);
-  }
-  void flush() {
-    _console.output().write(_text.data(), static_cast<std::streamsize>(_text.size()));
-    _text.clear();
+      _line.append(fmt::format("{}\r\n", accesses));
+    else if (accesses == 1)
+      _line.back() = '\n';
+    else
+      _line.append(fmt::format("({} access records)\n", accesses));
   }
 
   const ListOptions& _options;
   const Site& _site;
   const uint32_t _now;
   Console& _console;
-  fmt::memory_buffer _text;
+  std::string _line;
+  size_t _start = 0;  // Of the column.
 };
 
 void checkOptions(const ListOptions& options) {
@@ -244,19 +233,15 @@ ExitStatus list(const ListOptions& options, Console& console) {
   databases.sort();
   const uint32_t now = parseTimeOrNow("", "");
   const std::vector<Filter> filters = filtersOf(options, now, databases);
+  ListPrinter printer(options, site, now, console);
+  if (!options.count) printer.printHead();
   size_t count = 0;
-  {
-    ListPrinter printer(options, site, now, console);
-    if (!options.count) printer.printHead();
-    forEachUniqid(databases.accesses, databases.idents,
-                  [&](uint32_t uniqid, auto accesses, auto credentials) {
-                    const Holder holder{uniqid, accesses, credentials};
-                    const auto isChosenBy = [&](const Filter& filter) { return filter(holder); };
-                    if (!std::ranges::all_of(filters, isChosenBy)) return;
-                    ++count;
-                    if (!options.count) printer.print(holder);
-                  });
-  }
+  databases.forEachHolder([&](const Holder& holder) {
+    const auto isChosenBy = [&](const Filter& filter) { return filter(holder); };
+    if (!std::ranges::all_of(filters, isChosenBy)) return;
+    ++count;
+    if (!options.count) printer.print(holder);
+  });
   if (options.count) console.print("{}\n", count);
   return count == 0 ? ExitStatus::kFound : ExitStatus::kAllWell;
 }

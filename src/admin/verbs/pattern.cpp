@@ -11,7 +11,6 @@
 
 #include "admin/arguments.h"
 #include "admin/bits/cards.h"
-#include "admin/bits/layout.h"
 #include "admin/check/formatscheck.h"
 #include "admin/check/sitecheck.h"
 #include "admin/files/folder.h"
@@ -34,7 +33,7 @@ struct PatternOptions {
   std::vector<std::string> words;  // A card set, unless there is a format file; card numbers.
 };
 
-// The cards of one site, and what the first line of each prints after its number.
+// What encodes the cards, and what the first line of each prints after its number.
 struct Cards {
   CardEncoder encoder;
   std::string name;
@@ -58,7 +57,6 @@ void readCardSets(const std::string& path, SiteCards& site, Console& console) {
 Cards cardsOfSet(const PatternOptions& options, std::optional<Site>& site, Console& console) {
   SitePaths paths = options.site;
   paths.ident = paths.access = "";
-  const std::string& set = options.words.front();
   SiteCards fromCards;
   if (!options.cards.empty()) {
     readCardSets(options.cards, fromCards, console);
@@ -69,6 +67,7 @@ Cards cardsOfSet(const PatternOptions& options, std::optional<Site>& site, Conso
                   paths.cardSets);
   }
   site.emplace(paths, Site::Formats::kRequired, console);
+  const std::string& set = options.words.front();
   const cardsets& sets = options.cards.empty() ? site->sets() : fromCards.cardSets();
   const CardEncoder encoder = encoderOfSet(set, sets, site->formats());
   const auto listed = std::ranges::find(site->formats(), encoder.format, &CheckedFormat::format);
@@ -99,18 +98,16 @@ Cards cardsOfFile(const PatternOptions& options, CardFormatSet& formats, Console
 
 void print(const NumberedCard& card, const Cards& cards, Console& console) {
   const CardLayout layout(*cards.encoder.format);
-  console.print("card  {}   {}   {} bits\n", card.number, cards.name, layout.count());
-  console.print("mask  {}\n", layout.mergedRow());
-  console.print("bits  {}\n", layout.bitsOf(card.pattern));
-  console.print("key   {}\n", keyText(card.pattern));
+  console.print("card  {}   {}   {} bits\nmask  {}\nbits  {}\nkey   {}\n", card.number, cards.name,
+                layout.count(), layout.mergedRow(), layout.bitsOf(card.pattern),
+                keyText(card.pattern));
 }
 
 // Prints the cards of these numbers, and reports words that are none. Returns whether all are.
 bool printCards(std::span<const std::string> numbers, const Cards& cards, Console& console) {
   bool areAll = true;
   const char* separator = "";
-  for (const std::string& word : numbers) {
-    try {
+  for (const std::string& word : numbers) try {
       const NumberedCard card = encodeWord(cards.encoder, word);
       console.print("{}", std::exchange(separator, "\n"));
       print(card, cards, console);
@@ -118,7 +115,6 @@ bool printCards(std::span<const std::string> numbers, const Cards& cards, Consol
       console.report("{}", failure.what());
       areAll = false;
     }
-  }
   return areAll;
 }
 

@@ -2,9 +2,10 @@
 #include <algorithm>
 #include <memory>
 #include <optional>
+#include <set>
+#include <span>
 
 #include "admin/arguments.h"
-#include "admin/check/sitecheck.h"
 #include "admin/records/site.h"
 #include "admin/records/wording.h"
 #include "admin/verbs/verb.h"
@@ -46,9 +47,9 @@ struct ActiveSchedules final : Schedules {
 
 // What was asked about.
 struct Subject {
-  std::string name;                      // "card 15890 of card set 1".
-  std::optional<uint32_t> uniqid;        // None when nobody has the credential.
-  std::vector<IdentRecord> credentials;  // All of a holder, or those with one key.
+  std::string name;                        // "card 15890 of card set 1".
+  std::optional<uint32_t> uniqid{};        // None when nobody has the credential.
+  std::vector<IdentRecord> credentials{};  // All of a holder, or those with one key.
 };
 
 [[noreturn]] void failUntold(const std::string& why) {
@@ -61,10 +62,8 @@ class Decision {
       : _levels(levels), _door(door), _now(now) {}
 
   Verdict decide(const Subject& subject, const Databases& databases) const {
-    std::vector<AccessRecord> accesses;
-    std::ranges::copy_if(
-        databases.accesses, std::back_inserter(accesses),
-        [&](const AccessRecord& record) { return record.uniqid == subject.uniqid; });
+    const Holder holder = databases.holder(subject.uniqid.value_or(0));
+    const auto accesses = subject.uniqid ? holder.accesses : std::span<const AccessRecord>();
     if (subject.credentials.empty() && accesses.empty())
       return {ExitStatus::kRefused, {subject.name + " is not in the databases"}};
     std::vector<std::string> refusals = credentialRefusals(subject);
@@ -92,9 +91,9 @@ class Decision {
 
   Verdict decide(const AccessRecord& record, std::vector<std::string> refusals) const {
     if (_now < record.starttime)
-      refusals.push_back(fmt::format("not valid before {} UTC", timeText(record.starttime)));
+      refusals.push_back(fmt::format("not valid before {} UTC", timeText(record.starttime).data()));
     if (record.endtime != 0 && _now > record.endtime)
-      refusals.push_back(fmt::format("expired since {} UTC", timeText(record.endtime + 1)));
+      refusals.push_back(fmt::format("expired since {} UTC", timeText(record.endtime + 1).data()));
     const std::vector<std::string> grants = grantsOf(record);
     if (grants.empty())
       refusals.push_back(fmt::format("no access level opens door group {}", _door));
@@ -108,11 +107,10 @@ class Decision {
     const ActiveSchedules schedules;
     const AccessChecker checker(_levels, readers, doorGroups, schedules);
     std::vector<std::string> grants;
-    for (size_t slot = 0; slot < record.acclevel.size(); ++slot) {
-      const uint16_t level = record.acclevel[slot];
-      const auto end = record.acclevel.begin() + static_cast<std::ptrdiff_t>(slot);
-      const bool isRepeated = std::find(record.acclevel.begin(), end, level) != end;
-      if (level == 0 || isRepeated || checker.checkAccess(level, _door) != kReasonGranted) continue;
+    std::set<uint16_t> known = {0};
+    for (const uint16_t level : record.acclevel) {
+      if (!known.insert(level).second || checker.checkAccess(level, _door) != kReasonGranted)
+        continue;
       for (const AccessPair& pair : _levels.level(_levels.findLevel(level)).pairs())
         if (pair.doorgroup == _door)
           grants.push_back(
@@ -125,28 +123,41 @@ class Decision {
   const uint32_t _door, _now;
 };
 
+// Card set and number of "SET:NUMBER".
+std::pair<std::string, std::string> splitCard(const std::string& word) {
+  const size_t colon = word.find(':');
+  return {word.substr(0, colon), word.substr(colon + 1)};
+}
+
+// What was asked for and is in neither database.
+void addMissing(JsonObject& object, const WhyOptions& options) {
+  if (!options.key.empty()) object.add("key", keyText(parseKey(options.key)));
+  if (options.card.empty()) return;
+  const auto [set, number] = splitCard(options.card);
+  if (const auto csid = numberOf(set)) object.add("set", *csid);
+  object.add("card", number);
+}
+
 // Throws Failure (refused) when no credential can be what was asked for.
 Subject findSubject(const WhyOptions& options, const Site& site) {
-  const auto select = [&](auto isWanted) {
-    std::vector<IdentRecord> records;
-    std::ranges::copy_if(site.databases().idents, std::back_inserter(records), isWanted);
-    return records;
-  };
+  const Databases& databases = site.databases();
   if (!options.holder.empty()) {
-    const uint32_t uniqid = parseHolder(options.holder);
-    return {fmt::format("holder {}", uniqid), uniqid,
-            select([uniqid](const IdentRecord& record) { return record.uniqid == uniqid; })};
+    const auto credentials = databases.holder(parseHolder(options.holder)).credentials;
+    return {"holder " + options.holder,
+            parseHolder(options.holder),
+            {credentials.begin(), credentials.end()}};
   }
   const bool isCard = !options.card.empty();
   const CardPattern key = isCard ? parseCard(options.card, site) : parseKey(options.key);
-  Subject subject{fmt::format("the credential with key {}", keyText(key)), std::nullopt,
-                  select([&](const IdentRecord& record) {
-                    return record.cardnumber == key && (options.withPins || !isPinEntry(record));
-                  })};
+  Subject subject{fmt::format("the credential with key {}", keyText(key))};
+  for (const IdentRecord& record : databases.idents)
+    if (record.cardnumber == key && (options.withPins || !isPinEntry(record)))
+      subject.credentials.push_back(record);
   if (isCard) {
-    const size_t colon = options.card.find(':');
-    subject.name = fmt::format("card {} of card set {}", options.card.substr(colon + 1),
-                               options.card.substr(0, colon));
+    const auto [set, number] = splitCard(options.card);
+    subject.name = fmt::format("card {} of card set {}", number, set);
+  } else if (!subject.credentials.empty()) {
+    subject.name = credentialText(subject.credentials.front(), site, options.withPins);
   }
   for (const IdentRecord& record : subject.credentials) {
     if (subject.uniqid.value_or(record.uniqid) != record.uniqid)
@@ -162,8 +173,10 @@ void printVerdict(const Verdict& verdict, const WhyOptions& options, const Subje
     JsonObject object;
     object.add("granted", verdict.isGranted());
     if (subject.uniqid) object.add("holder", *subject.uniqid);
-    if (!subject.credentials.empty() && options.holder.empty())
+    if (options.holder.empty() && !subject.credentials.empty())
       addCredential(object, subject.credentials.front(), site, options.withPins);
+    else
+      addMissing(object, options);
     return console.printJson(object.add("reasons", verdict.reasons));
   }
   console.print("{}{}\n",
@@ -185,15 +198,15 @@ ExitStatus why(const WhyOptions& options, Console& console) {
     failUntold("write one unique ID, one --card or one --key");
   if (options.door.empty() || options.levels.empty())
     failUntold("write the door group with --door and the access levels file with --levels");
-  requireRegularFile(options.levels);
   AccessLevelSet levels;
-  readLevels(options.levels, levels);
+  openLevels(options.levels, levels);
   const Decision decision(levels, parseDoor(options.door), parseTimeOrNow("--at", options.at));
-  SitePaths paths = options.site;
-  if (options.card.empty()) paths.formats = paths.cardSets = "";  // Only a card number needs them.
-  const Site site(paths, Site::Formats::kRequired, console);
+  const SitePaths& paths = options.site;
+  using enum Site::Formats;  // Only a card number needs them.
+  Site site(paths, options.card.empty() ? kOptional : kRequired);
   if (site.databases().identRest != 0) failUntold(paths.ident + " ends within a record");
   if (site.databases().accessRest != 0) failUntold(paths.access + " ends within a record");
+  site.databases().sort();
   Subject subject;
   Verdict verdict;
   try {

@@ -282,7 +282,12 @@ TEST_F(CardsCheck, CardSet) {
   EXPECT_EQ(found("f 2 1 A=22"), "");
 }
 
-TEST_F(CardsCheck, ShowsNoPin) {
+// The PIN is 9364..., in mistakes that put it where another word or another file is expected.
+TEST_F(CardsCheck, NoVerbShowsAPin) {
+  std::filesystem::copy(".", folder.path("site"));
+  std::filesystem::current_path(folder.path("site"));
+  EXPECT_EQ(admin::runAdmin("build").status, 0);
+  folder.write("site/listed", "1 wrong.cdf\n");
   for (const char* const line : {"c,1,15890,9364,1001",
                                  "c 1 15890,9364 1001",
                                  "c 1\24015890\2409364\2401001",
@@ -294,6 +299,8 @@ TEST_F(CardsCheck, ShowsNoPin) {
                                  "f 1 15890 9364 1001",
                                  "f 2 2 9364=1",
                                  "f 2 2 A=1,9364",
+                                 "f 5 1 A=93649364",
+                                 "f 5 1 A 93649364 1001",
                                  "d 93641358 1001 3 0 0",
                                  "d 1 15890 1,9364 1001",
                                  "n 0 1A;9364 1001",
@@ -304,9 +311,39 @@ TEST_F(CardsCheck, ShowsNoPin) {
                                  "9364 1001",
                                  "p 1 10 1 93649364 0 0",
                                  "c 1 5 1 1001 0 0 0 0 0 0 0 0 9364 0 0 0 0 0 0 0 0 0 0"}) {
-    const std::string cards = folder.write("c", kBefore + line + "\n");
-    const admin::AdminRun run = admin::runAdmin("check --all --cards " + cards);
-    EXPECT_EQ(run.output.find("936"), std::string::npos) << run.output;
+    folder.write("site/wrong.cdf", kBefore + line + "\n");
+    for (const char* const command : {"check --all --cards wrong.cdf",
+                                      "check --all --json --cards wrong.cdf",
+                                      "check --formats wrong.cdf",
+                                      "check --formats listed",
+                                      "check --levels wrong.cdf",
+                                      "build --dry-run --changes --cards wrong.cdf",
+                                      "build --formats listed",
+                                      "verify --all --cards wrong.cdf",
+                                      "verify --json --cards wrong.cdf",
+                                      "verify --cardsets wrong.cdf",
+                                      "verify --formats listed",
+                                      "dump --formats wrong.cdf",
+                                      "dump --formats listed",
+                                      "diff . . --formats listed",
+                                      "diff . . --cardsets wrong.cdf",
+                                      "list --json --cardsets wrong.cdf",
+                                      "show 1001 --cardsets wrong.cdf",
+                                      "show 1001 --levels wrong.cdf",
+                                      "show 1001 --formats listed",
+                                      "why 1001 --door 1 --levels wrong.cdf",
+                                      "decode --formats listed 022A7C24",
+                                      "decode --cardsets wrong.cdf 022A7C24",
+                                      "pattern --cards wrong.cdf 1 15890",
+                                      "pattern --cards wrong.cdf 5 15890",
+                                      "pattern --formats listed 1 15890",
+                                      "format wrong.cdf"}) {
+      const admin::AdminRun run = admin::runAdmin(command);
+      EXPECT_EQ((run.output + run.errors).find("936"), std::string::npos)
+          << command << '\n'
+          << line << '\n'
+          << run.output << run.errors;
+    }
   }
 }
 
@@ -356,6 +393,26 @@ TEST_F(CardsCheck, Json) {
           cards + "\",\"line\":4}}\n");
 }
 
+// What follows the text of the last finding.
+TEST_F(CardsCheck, JsonSaysWhatAFindingIsAbout) {
+  const auto about = [this](const std::string& lines, const std::string& options = "") {
+    const std::string cards = folder.write("c", kBefore + lines + "\n");
+    const std::string all = admin::runAdmin("check --json --cards " + cards + options).output;
+    const size_t end = all.rfind("}\n{\"summary");
+    const size_t start = all.find("\",", all.rfind("\"text\"", end)) + 2;
+    return all.substr(start, end - start);
+  };
+  EXPECT_EQ(about("f 1 2"), "\"set\":1");
+  EXPECT_EQ(about("c 1 x"), "\"set\":1");
+  EXPECT_EQ(about("d 1 65535 2 20 1"), "\"holder\":21,\"set\":1,\"card\":\"65536\"");
+  EXPECT_EQ(about("d 1 89 2 20 1"),
+            "\"holder\":21,\"set\":1,\"card\":\"90\","
+            "\"key\":\"022A00B5000000000000000000000000\"");
+  EXPECT_EQ(about("o 5 9\no 5 9"), "\"holder\":9");
+  EXPECT_EQ(about("o 5 9\no 5 9", " --with-pins"),
+            "\"holder\":9,\"key\":\"5F000000000000000000000000000000\"");
+}
+
 TEST_F(CardsCheck, Errors) {
   EXPECT_EQ(found("f"), "3 -508");
   EXPECT_EQ(found("f 2 0"), "3:5 -1006");
@@ -379,6 +436,13 @@ TEST_F(CardsCheck, Texts) {
   EXPECT_EQ(textOf("d 2 1 1 20 1\nd 2 2 1 21 1\nd 2 3 1 22 1"),
             "card set 2 has no 'f' line before this line (cards from 1, holders from 20); further "
             "lines with this card set: 2");
+  const std::string slipped =
+      " 8 11 12 13 14 15 16 17 18 0 1 2024 2024/01/02 0 2030/12/30 0 20 21 0";
+  const std::string expected = "22 words instead of 23, one before the dates is missing: escort ";
+  EXPECT_EQ(textOf("c 1 5 4711" + slipped),
+            expected + "2024 (no such holder), no start date (card 5 of holder 8)");
+  EXPECT_EQ(textOf("c 1 5 4711" + slipped + "\nd 1 300 1 2024 1"),
+            expected + "2024, no start date (card 5 of holder 8)");
   EXPECT_EQ(
       textOf("o 5\xA0 9"),
       "PIN has a character that is not a decimal digit (PIN of holder 9); column 4: a no-break "
@@ -440,6 +504,11 @@ TEST_F(CardsCheck, ChecksTheLevelsFile) {
   EXPECT_EQ(check("1 1 O\n1 2A\n"), "1:1:5 [number]:2:1 [level]:2:3 [number]:2:3 [level]");
   EXPECT_EQ(check("1 1 1\r2 2 2\n"), "1:1:6 [text]:1:11 [level]");
   EXPECT_EQ(check("\xEF\xBB\xBF 2 1 1\n1 1 1\n"), "1:1:1 [text]");
+  std::string pairs = "1";
+  for (int i = 0; i < 75; ++i) pairs += " 1 1";
+  EXPECT_EQ(check(pairs), "1:1:299 [level]");
+  const std::string command = "check --cards " + cards + " --levels " + folder.path("levels");
+  EXPECT_NE(admin::runAdmin(command).output.find("more than 74 pairs"), std::string::npos);
   for (const char* const other : {"p 4711 5 1\n", "1 f.CDF\n", "# none\n", "\xFF\xFE\n"})
     EXPECT_EQ(check(other), "2") << other;
 }
