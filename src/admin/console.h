@@ -31,6 +31,7 @@ class Failure : public std::runtime_error {
   template <typename... Args>
   Failure(ExitStatus status, fmt::format_string<Args...> format, Args&&... args)
       : std::runtime_error(fmt::format(format, std::forward<Args>(args)...)), _status(status) {}
+  Failure(ExitStatus status, const std::string& text) : std::runtime_error(text), _status(status) {}
 
   ExitStatus status() const { return _status; }
 

@@ -106,7 +106,7 @@ std::string differenceOfCardSets(const cardsets& expected, const cardsets& store
   return stored.count() == expected.count() ? "" : "there are more card sets";
 }
 
-void prove(const SitePaths& files) {
+Databases prove(const SitePaths& files) {
   Databases databases;
   databases.readIdents(files.ident);
   databases.readAccesses(files.access);
@@ -123,6 +123,7 @@ void prove(const SitePaths& files) {
   throwErrnoUnless(stored.load(files.cardSets.c_str()) >= 0, files.cardSets);
   if (const auto difference = differenceOfCardSets(records.cardSets(), stored); !difference.empty())
     throw Failure(ExitStatus::kRefused, "not proved: {}: {}", files.cardSets, difference);
+  return databases;
 }
 
 }  // namespace badgemint::admin

@@ -255,7 +255,8 @@ class Build {
     throwIfInterrupted();
     if (result < 0)
       throw Failure(ExitStatus::kNotDone, "the build ended with the result {}", result);
-    prove(_staged);
+    _fresh = prove(_staged);
+    _fresh.sort();
     _inputs.requireUnchanged();
     throwIfInterrupted();
   }
@@ -281,9 +282,6 @@ class Build {
   }
 
   void readDatabases(const Replacement& replacement) {
-    _fresh.readIdents(_staged.ident);
-    _fresh.readAccesses(_staged.access);
-    _fresh.sort();
     if (_fresh.idents.empty() && !_options.allowEmpty)
       throw Failure(ExitStatus::kRefused,
                     "the cards file has no credential (--allow-empty builds all the same)");
