@@ -19,12 +19,10 @@ constexpr LineField kFields[] = {{"line type"},
                                  {"card set", FieldKind::kCardSet, kLastCardSetId},
                                  {"format", FieldKind::kNumber, UINT32_MAX}};
 
-class CardSetLine {
+class FieldsLine {
  public:
   // Splits the text of the line.
-  explicit CardSetLine(CheckedLine& line) : _line(line) {
-    _words.split(line.text, kWordDelimiters);
-  }
+  explicit FieldsLine(CheckedLine& line) : _line(line) { _words.split(line.text, kWordDelimiters); }
 
   uint32_t csid() const {
     return _words.count() < 2 ? 0 : static_cast<uint32_t>(textToInt32(_words.word(1)));
@@ -186,7 +184,7 @@ std::optional<CardFormat::FieldValues> readSiteValues(const std::string& text,
                                                       Findings& findings) {
   std::string copy = "f 1 1 " + text;
   CheckedLine checked{&findings, {findings.addFile("")}, copy.data()};
-  CardSetLine line(checked);
+  FieldsLine line(checked);
   cardsets sets;
   if (sets.addCardSetLine(line.words(), 0) != 1) {
     line.reportError(kInvalidCardSet);
@@ -198,7 +196,7 @@ std::optional<CardFormat::FieldValues> readSiteValues(const std::string& text,
 
 int32_t checkCardSetLine(CardsCheck& check, CheckedLine& line) {
   std::string copy = line.text;
-  CardSetLine words(line);
+  FieldsLine words(line);
   const uint32_t csid = words.csid();
   line.subject.csid = static_cast<int32_t>(csid);
   const bool isRepeated = check.findSet(line.subject.csid) != nullptr;

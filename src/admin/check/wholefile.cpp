@@ -20,7 +20,7 @@ namespace {
 
 using Group = std::span<const CardIndexSuspect>;
 
-bool isPin(const CardIndexEntry& entry) {
+bool isPinOnly(const CardIndexEntry& entry) {
   return entry.type == kPinLine || entry.type == kPinIdentLine;
 }
 
@@ -30,15 +30,15 @@ About aboutOf(const CardIndexEntry& entry) {
     char digits[2 * sizeof entry.key + 1];
     bitsToHex(entry.key, digits);
     about.card = digits;
-  } else if (!isPin(entry)) {
+  } else if (!isPinOnly(entry)) {
     about.card = fmt::to_string(entry.cardNumber());
   }
   return about;
 }
 
 // "card 15 of holder 3"; a PIN is never part of it.
-std::string textOf(const CardIndexEntry& entry) {
-  const std::string card = isPin(entry) ? "the PIN" : "card " + aboutOf(entry).card;
+std::string nameOf(const CardIndexEntry& entry) {
+  const std::string card = isPinOnly(entry) ? "the PIN" : "card " + aboutOf(entry).card;
   return fmt::format("{} of holder {}", card, entry.uniqid);
 }
 
@@ -180,15 +180,15 @@ class WholeFileCheck {
                     .code = clash.code,
                     .rule = clash.code == kPair ? "pair" : "",
                     .about = aboutOf(first)};
-    if (clash.code == kDuplicateCardKey && (_check.options.withPins || !isPin(first)))
+    if (clash.code == kDuplicateCardKey && (_check.options.withPins || !isPinOnly(first)))
       finding.about.key = keyText(first.key);
-    const std::string text = textOf(clash);
+    const std::string text = reason(clash);
     return _check.findings.add(std::move(finding), "{}", fmt::make_format_args(text));
   }
 
-  std::string textOf(const Clash& clash) const {
+  std::string reason(const Clash& clash) const {
     const CardIndexEntry& first = entry(clash.position);
-    const std::string name = admin::textOf(first);
+    const std::string name = nameOf(first);
     if (clash.code == kPair && clash.other == kNoOther)
       return fmt::format("{} has no card: a build accepts it only because no unique ID is smaller",
                          name);
@@ -198,8 +198,8 @@ class WholeFileCheck {
     const CardIndexEntry& other = entry(clash.other);
     if (clash.code != kPair)
       return fmt::format("{} has the {} of {} in line {}", name,
-                         clash.code == kDuplicateCardKey ? "key" : "unique ID",
-                         admin::textOf(other), other.line);
+                         clash.code == kDuplicateCardKey ? "key" : "unique ID", nameOf(other),
+                         other.line);
     const bool isSecondPin = first.type == kPinIdentLine;
     return fmt::format(
         "{} is the second {} of its holder: a build accepts it only because a {} stands between it "
