@@ -79,8 +79,7 @@ using Card = std::tuple<uint32_t, uint32_t, int64_t>;  // Unique ID, card set, n
 
 // A holder's PIN, whatever its digits are.
 std::optional<std::pair<uint32_t, uint32_t>> pinOf(const IdentRecord& record) {
-  if (record.cardsetcode != kPinOnlyCode && record.cardsetcode != kPinIdentCode)
-    return std::nullopt;
+  if (!isPinEntry(record)) return std::nullopt;
   return std::pair(record.uniqid, record.cardsetcode);
 }
 

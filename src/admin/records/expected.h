@@ -9,6 +9,7 @@
 #include <memory>
 #include <string>
 
+#include "admin/files/sitepaths.h"
 #include "cardsets/cardsets.h"
 #include "inputcards/linewriter.h"
 
@@ -52,10 +53,6 @@ class ExpectedRecords final : private RecordSink {
 // empty for nothing.
 std::string differenceOfCardSets(const cardsets& expected, const cardsets& stored);
 
-struct ProvedFiles {
-  std::string cards, formats, ident, access, cardSets;
-};
-
 // Proves that the databases hold the records that a build makes of the cards file, in its order,
 // and no others, and that the card sets file has its card sets. Throws Failure (refused) that names
 // what differs, and std::system_error.
@@ -64,7 +61,7 @@ struct ProvedFiles {
 // every card decodes to its own number, the build itself checks. What it finds is all that can
 // happen to files on their way to the disk and back: records that are cut, torn, swapped or from
 // another build, and inputs that have changed since they were read.
-void prove(const ProvedFiles& files);
+void prove(const SitePaths& files);
 
 }  // namespace badgemint::admin
 

@@ -390,7 +390,7 @@ class Build {
   bool& _isReplaced;
   RemovalLimit _limit;
   BuildInputs _inputs;
-  ProvedFiles _staged;
+  SitePaths _staged;
   Databases _old, _fresh;
   std::vector<std::string> _problems;  // Reported at the end, with status kFound.
   bool _hasWarnings = false;

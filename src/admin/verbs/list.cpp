@@ -164,10 +164,9 @@ class ListPrinter {
   // An element of a list: "1:15890" for a card of a card set, "1A2B3C4D" for a card without format,
   // "PIN".
   void addCredential(const IdentRecord& record) {
-    const uint32_t code = record.cardsetcode;
-    const bool isPin = code == kPinOnlyCode || code == kPinIdentCode;
-    if (!isPin && code != kFormatlessCode) addNumber(code), _line += ':';
-    if (isPin)
+    if (!isPinEntry(record) && record.cardsetcode != kFormatlessCode)
+      addNumber(record.cardsetcode), _line += ':';
+    if (isPinEntry(record))
       _line.append("PIN");
     else if (const auto number = cardNumberText(record, _site))
       _line.append(*number);
