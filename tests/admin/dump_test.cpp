@@ -89,7 +89,7 @@ TEST(AdminDump, ReplacesNoFileThatItShouldNot) {
       {"touch out.new", "", 2, "out.new is there: another run writes it", ""},
       {"mv ident away", "", 3, "ident: No such file", ""},
       {"mv away ident; mv cardsets away", "", 3, "cardsets: No such file", ""},
-      {"cp away cardsets; echo wrong >>cardsets", "", 1, "cardsets:2: this line does not", ""},
+      {"cp away cardsets; echo wrong >>cardsets", "", 1, "cardsets:2: this line is not", ""},
       {"echo old >26.cdf; ln 26.cdf out", "--force", 2, "26.cdf and out are one file", "old\n"},
       {"rm 26.cdf", "", 3, "26.cdf: cannot be opened", ""},
   };

@@ -52,7 +52,7 @@ struct ProofWalk {
 };
 
 std::string lineOf(const cardset* set) {
-  return set == nullptr ? "" : std::string(CardSetLine(*set).text());
+  return set == nullptr ? "" : std::string(badgemint::CardSetLine(*set).text());
 }
 
 }  // namespace
