@@ -297,7 +297,7 @@ class FormatFileCheck {
       return _findings.warn(placeOf(item, words[4]), "field",
                             "a digit of type MSD needs five positions, but field {:c} has {}",
                             'A' + static_cast<int>(field), width);
-    const int64_t maximum = defined.maxval;
+    const int64_t maximum = textToInt64(words[2].data());
     const fieldstate state{.ftyp = defined.ftyp, .dir = defined.dir, .nbits = width};
     const uint64_t kept = width < 64 ? (uint64_t{1} << width) - 1 : UINT64_MAX;
     if (maximum > 0 && state.toValue(state.toBits(maximum) & kept) != maximum)
