@@ -132,7 +132,7 @@ class FormatFileCheck {
       std::string raw(line.begin(), line.end());
       raw.erase(raw.find_last_not_of('\0') + 1);
       if (_isText) raw = {reader.line(), reader.length()};
-      _lines.push_back({line.data(), raw, _isText && reader.bytesBefore() > 0});
+      _lines.push_back({line.data(), raw, reader.bytesBefore() > 0});
     }
   }
 
