@@ -31,7 +31,7 @@ constexpr auto kPinLineFields = describe<kPinFields + kHolderFields>(kPinList, k
 constexpr auto kPinIdentLineFields = describe<kPinFields>(kPinList);
 constexpr std::array kMultiCardsLineFields = {
     LineField{"card set", FieldKind::kCardSet, 253},
-    LineField{"first card", FieldKind::kCardNumber},
+    LineField{"first card", FieldKind::kCardNumber, INT32_MAX},
     LineField{"number of cards", FieldKind::kNumber, INT32_MAX},
     LineField{"first unique ID", FieldKind::kUniqueId, UINT32_MAX},
     LineField{"access level", FieldKind::kAccessLevel, UINT16_MAX}};

@@ -6,8 +6,6 @@
 namespace badgemint {
 namespace {
 
-AccessRecord record;
-
 AccessRecord anyAccess(uint32_t uniqid, std::mt19937& random) {
   RecordImage<AccessRecord> image;
   std::ranges::generate(image, std::ref(random));
@@ -26,7 +24,7 @@ AccessRecord withValidity(AccessRecord to, const AccessRecord& from) {
 }
 
 // Each change in turn, of any record: what stands in the file, what is given back and found.
-TEST(AccessFile, ChangesWhatItSaysAndNothingElse) {
+TEST(AccessFile, ChangesItsFieldsAndNothingElse) {
   std::mt19937 random(1);
   Prepared<AccessFile> file;
   auto stored = Kind<AccessFile>::three();
@@ -50,9 +48,10 @@ TEST(AccessFile, ChangesWhatItSaysAndNothingElse) {
     expectChange(file.mergeAccess(given, round % 2 != 0), merged);
     EXPECT_EQ(given, merged);
     EXPECT_EQ(file.index()->find(old.uniqid)->state.value, given.flag(2) != 0 ? 2 : 1);
+    AccessRecord found;
     uint32_t recno = 7;
-    EXPECT_EQ(file.findAccess(old.uniqid, record, recno), 0);
-    EXPECT_EQ(record, old);
+    EXPECT_EQ(file.findAccess(old.uniqid, found, recno), 0);
+    EXPECT_EQ(found, old);
     EXPECT_EQ(recno, at);
   }
 }
@@ -66,8 +65,9 @@ TEST(AccessFile, AppendsNewHolders) {
   EXPECT_EQ(file.mergeAccess(stored[3], true), 0);
   EXPECT_EQ(file.index()->find(40)->state.value, 0);
   EXPECT_EQ(file.putAccess(stored[4]), 0);
+  AccessRecord found;
   TestLog log(25);
-  EXPECT_EQ(file.findAccess(50, record), -1105);
+  EXPECT_EQ(file.findAccess(50, found), -1105);
   EXPECT_EQ(log.take(), "[25 accessfile] Access record not found for unique id=50\n");
   EXPECT_EQ(file.mergeAccess(stored[5], true), -1);
   EXPECT_EQ(contentOf("access"), bytesOf(stored));
@@ -77,11 +77,11 @@ TEST(AccessFile, AppendsNewHolders) {
   EXPECT_EQ(std::filesystem::file_size("access"), 45);
 }
 
-// The file is changed behind the index's back; or there is no index.
+// The file is changed without the index; or there is no index.
 TEST(AccessFile, LeavesRecordsOfOthersAlone) {
   const WorkFolder here;
   AccessFile file;
-  record = {.uniqid = 20};
+  AccessRecord record = {.uniqid = 20};
   EXPECT_EQ(file.updateAccessTimes(record), -1105);
   EXPECT_EQ(file.mergeAccess(record, true), -1105);
   EXPECT_EQ(file.putAccess(record), -1105);
@@ -99,7 +99,7 @@ TEST(AccessFile, LeavesRecordsOfOthersAlone) {
 }
 
 // Slots with 0 are not looked up; the end of the file comes as a failed read.
-TEST(AccessFile, TellsTheAccessLevelsThatAreMissing) {
+TEST(AccessFile, ReportsTheAccessLevelsThatAreMissing) {
   AccessLevelSet levels;
   EXPECT_TRUE(levels.add(std::make_unique<AccessLevel>(2)));
   Prepared<AccessFile> file;

@@ -6,52 +6,69 @@
 namespace badgemint {
 namespace {
 
-template <typename File>
-typename Kind<File>::Record record;
-
-// How to read the answers is said at failures().
-TEST(Databases, TellsWhichCallFailed) {
+TEST(Databases, ReportWhichCallFailed) {
   const WorkFolder here;
+  static uint32_t uniqid;
   const auto append = [](auto& f) { return f.appendRecord({}); };
-  const auto next = []<typename F>(F& f) { return f.readNext(record<F>); };
-  const auto read = []<typename F>(F& f) { return f.readRecordAt(record<F>, 2); };
+  const auto next = []<typename F>(F& f) {
+    typename Kind<F>::Record found;
+    return f.readNext(found);
+  };
+  const auto read = []<typename F>(F& f) {
+    typename Kind<F>::Record found;
+    return f.readRecordAt(found, 2);
+  };
   const auto write = [](auto& f) { return f.writeRecordAt({}, 2); };
-  const std::string appended = "open O!, lseek R!, write W!, short write W!, close W!";
   const std::tuple<State, int32_t (*)(IdentFile&), std::string> idents[] = {
-      {kClosed, append, appended},
-      {kReadingAhead, next, "read R!, short read 0"},
-      {kOpen, read, "open -1, lseek -2, read -2, short read -2, close W! 0"},
-      {kOpen, write, "open -1, lseek -2, write -2, short write -2, close W! -2"},
+      {kClosed, append,
+       "open -382 and a message; lseek -383 and a message; write -385 and a message; short "
+       "write -385 and a message; close -385 and a message"},
+      {kReadingAhead, next, "read -383 and a message; short read 0"},
+      {kOpen, read, "open -1; lseek -2; read -2; short read -2; close -385 and a message, 0"},
+      {kOpen, write, "open -1; lseek -2; write -2; short write -2; close -385 and a message, -2"},
       // What cannot be read counts as not found: it is appended.
       {kClosed, [](IdentFile& f) { return f.addOrReplace({{3}}); },
-       "open 0+ -1, lseek 0+ -2, read 0+, short read 0+, write -2, short write -2, close 0 -2"},
-      {kClosed, [](IdentFile& f) { return f.setCardDeleted({3}, record<IdentFile>.uniqid); },
-       "open R W R W, lseek R W R W, read R R, short read R R, write W W, short write W W, "
-       "close 0 W 0 W"},
+       "open 0 and a new record, -1; lseek 0 and a new record, -2; read 0 and a new record; "
+       "short read 0 and a new record; write -2; short write -2; close 0, -2"},
+      {kClosed, [](IdentFile& f) { return f.setCardDeleted({3}, uniqid); },
+       "open -383, -385, -383, -385; lseek -383, -385, -383, -385; read -383, -383; short "
+       "read -383, -383; write -385, -385; short write -385, -385; close 0, -385, 0, -385"},
       {kClosed, [](IdentFile& f) { return f.countUnloadedCardSets({}); },
-       "open O!, read 0! 1! 2! 3!, short read 0 1 2 3, close 3"},
+       "open -382 and a message; read 0 and a message, 1 and a message, 2 and a message, 3 "
+       "and a message; short read 0, 1, 2, 3; close 3"},
   };
   for (const auto& [state, run, expected] : idents) EXPECT_EQ(failures(state, run), expected);
   const std::string changed =
-      "open O! O, lseek R! W, read R!, short read R!, write W, short write W, close 0 W";
+      "open -340 and a message, -340; lseek -341 and a message, -342; read -341 and a "
+      "message; short read -341 and a message; write -342; short write -342; close 0, -342";
   const std::tuple<State, int32_t (*)(AccessFile&), std::string> accesses[] = {
-      {kClosed, append, appended},
-      {kReadingAhead, next, "read -2, short read 0"},
-      {kOpen, read, "open O!, lseek R!, read R!, short read R!, close W! 0"},
-      {kOpen, write, "open O, lseek W, write W, short write W, close W! W"},
+      {kClosed, append,
+       "open -340 and a message; lseek -341 and a message; write -342 and a message; short "
+       "write -342 and a message; close -342 and a message"},
+      {kReadingAhead, next, "read -2; short read 0"},
+      {kOpen, read,
+       "open -340 and a message; lseek -341 and a message; read -341 and a message; short "
+       "read -341 and a message; close -342 and a message, 0"},
+      {kOpen, write,
+       "open -340; lseek -342; write -342; short write -342; close -342 and a message, -342"},
       {kClosed, [](AccessFile& f) { return f.setFlag3(30); }, changed},
-      {kClosed, [](AccessFile& f) { return f.mergeAccess(record<AccessFile> = {30}, true); },
+      {kClosed,
+       [](AccessFile& f) {
+         AccessRecord a{30};
+         return f.mergeAccess(a, true);
+       },
        changed},
       {kClosed, [](AccessFile& f) { return f.updateAccessTimes({30}); },
-       "open -1105! O, lseek -1105! W, read -1105!, short read -1105!, write W, short write W, "
-       "close 0 W"},
+       "open -1105 and a message, -340; lseek -1105 and a message, -342; read -1105 and a "
+       "message; short read -1105 and a message; write -342; short write -342; close 0, "
+       "-342"},
       {kClosed, [](AccessFile& f) { return f.loadIndex("access", 0); },
        "allocate -100[25 accessfile] Not enough memory to create access filename\n"
-       " -100[25 accessfile] Not enough memory to create access index\n"
-       ", stat O!, open O[25 accessindx] Error opening access file access\n"
-       ", read R[25 accessindx] Error reading access file access\n"
-       " R[25 accessindx] Error reading access file access\n"
-       ", short read 0 0, close 0"},
+       ", -100[25 accessfile] Not enough memory to create access index\n"
+       "; stat -340 and a message; open -340[25 accessindx] Error opening access file access\n"
+       "; read -341[25 accessindx] Error reading access file access\n"
+       ", -341[25 accessindx] Error reading access file access\n"
+       "; short read 0, 0; close 0"},
   };
   for (const auto& [state, run, expected] : accesses) EXPECT_EQ(failures(state, run), expected);
 }

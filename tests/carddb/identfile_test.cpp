@@ -1,5 +1,7 @@
 #include "carddb/identfile.h"
 
+#include <map>
+
 #include "carddb/testdatabases.h"
 #include "cardsets/cardsets.h"
 
@@ -91,7 +93,7 @@ TEST(IdentFile, LeavesRecordsOfOthersAlone) {
 
 // The failing call, the last messages, and whether there is an index then: one of nothing, never
 // the one of the file before.
-TEST(IdentFile, TellsWhyALoadFailed) {
+TEST(IdentFile, ReportsWhyALoadFailed) {
   const std::string noName = "[25 identfile] Not enough memory to create ident filename\n";
   const std::tuple<Fault, std::string, bool> rows[] = {
       {{"allocate", 1}, noName, false},
@@ -121,7 +123,7 @@ TEST(IdentFile, TellsWhyALoadFailed) {
   }
 }
 
-TEST(IdentFile, TellsTheCardSetsThatAreNotLoaded) {
+TEST(IdentFile, ReportsTheCardSetsThatAreNotLoaded) {
   Prepared<IdentFile> file;
   file.write("sets", "f 7 1\n");
   cardsets sets;

@@ -3,7 +3,7 @@
 
 namespace badgemint {
 
-// Files of every length, with room for three holders; one more is inserted behind them.
+// Files of every length, with room for three holders; one more is inserted after them.
 TEST(AccessIndex, TakesWholeRecordsUpToItsRoom) {
   const WorkFolder here;
   const std::vector<AccessRecord> records = {{2}, {1}, {3}, {4}};
@@ -24,7 +24,7 @@ TEST(AccessIndex, TakesWholeRecordsUpToItsRoom) {
   }
 }
 
-TEST(Indexes, TellDuplicatesAndSizes) {
+TEST(Indexes, CountDuplicatesAndSizes) {
   IdentIndex idents;
   AccessIndex accesses;
   EXPECT_TRUE(idents.create(2) && accesses.create(2));
@@ -45,7 +45,7 @@ TEST(Indexes, TellDuplicatesAndSizes) {
 }
 
 // The walk goes in the order of the keys. An entry whose unique ID is not positive as a signed
-// number counts as empty when its record number is 0, and so does what is behind the entries.
+// number counts as empty when its record number is 0, and so does what is after the entries.
 TEST(AccessIndex, WalksToAnEmptyEntry) {
   const std::vector<std::pair<std::vector<uint32_t>, std::vector<uint32_t>>> rows = {
       {{8, 7}, {7, 8}}, {{8, 0}, {0, 8}}, {{0, 8}, {}}, {{1u << 31, 8}, {8}}, {{}, {}}};

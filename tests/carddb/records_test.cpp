@@ -30,7 +30,7 @@ TEST(IdentRecord, HasTexts) {
   EXPECT_STREQ(text, "4294967301 254 4294967295");
 }
 
-// A blank PIN becomes 0 and is told once.
+// A blank PIN becomes 0 and is reported once.
 TEST(AccessRecord, HasTexts) {
   TestLog log;
   char text[AccessRecord::kTextSize];

@@ -5,16 +5,13 @@
 
 #include <fcntl.h>
 
-#include <map>
-
 #include "carddb/accessfile.h"
 #include "carddb/identfile.h"
 #include "support/testfiles.h"
 
 namespace badgemint {
 
-// What differs between the two kinds of files: name, record, records of a file of three, and the
-// results of a failed open, read and write.
+// What differs between the two kinds of files: name, record, and the records of a file of three.
 template <typename File>
 struct Kind;
 template <>
@@ -22,14 +19,12 @@ struct Kind<IdentFile> {
   static constexpr const char* kName = "ident";
   using Record = IdentRecord;
   static std::vector<Record> three() { return {{{1}, 10, 5}, {{2}, 20, 5}, {{3}, 10, 5}}; }
-  static constexpr int32_t kOpen = -382, kRead = -383, kWrite = -385;
 };
 template <>
 struct Kind<AccessFile> {
   static constexpr const char* kName = "access";
   using Record = AccessRecord;
   static std::vector<Record> three() { return {{.uniqid = 10}, {.uniqid = 20}, {.uniqid = 30}}; }
-  static constexpr int32_t kOpen = -340, kRead = -341, kWrite = -342;
 };
 
 enum State { kClosed, kOpen, kReadingAhead };
@@ -49,16 +44,14 @@ struct Prepared : WorkFolder, File {
   explicit Prepared(State state = kClosed) { prepare<File>(*this, state); }
 };
 
-// What an operation answers when its n-th call of a kind fails, for n = 1, 2, ... until there is no
-// n-th: "read R! 0" is the result of a failed read with the message of that kind of call, then 0
-// without a message. O and W are the results of a failed open and write, + is a file that has
-// grown. Whatever failed, it stays whole records, and nothing is left to write and to tell
-// afterwards.
+// What comes of an operation when its first call of a kind fails, then its second, and so on until
+// there are no more: "read -383 and a message, 0" is a failed first read, which is reported, and a
+// second one that does not matter. Whatever failed, the file stays whole records, and nothing is
+// left to write or to report afterwards.
 template <typename File>
 std::string failures(State state, int32_t (*run)(File&)) {
-  using K = Kind<File>;
-  const std::string kind = K::kName;
-  std::map<int32_t, std::string> letters = {{K::kOpen, "O"}, {K::kRead, "R"}, {K::kWrite, "W"}};
+  const std::string kind = Kind<File>::kName;
+  const size_t size = Kind<File>::Record::kSize;
   const std::tuple<std::string, std::string, bool> calls[] = {
       {"allocate", "", false},        {"stat", "opening", false},
       {"open", "opening", false},     {"lseek", "reading", false},
@@ -66,7 +59,7 @@ std::string failures(State state, int32_t (*run)(File&)) {
       {"write", "writing to", false}, {"write", "writing to", true},
       {"close", "writing to", false}};
   TestLog log(25);
-  std::string answers;
+  std::string outcomes;
   for (const auto& [call, message, isShort] : calls) {
     for (int nth = 1;; ++nth) {
       File file;
@@ -77,17 +70,17 @@ std::string failures(State state, int32_t (*run)(File&)) {
       if (!fault.struck()) break;
       std::string text = log.take();
       if (text == "[25 " + kind + "file] Error " + message + " " + kind + " file " + kind + "\n")
-        text = "!";
-      if (nth == 1) answers += (answers.empty() ? "" : ", ") + (isShort ? "short " + call : call);
-      answers += " " + (letters.contains(result) ? letters[result] : std::to_string(result)) + text;
+        text = " and a message";
+      if (nth == 1 && !outcomes.empty()) outcomes += "; ";
+      outcomes += nth > 1 ? ", " : isShort ? "short " + call + " " : call + " ";
+      outcomes += std::to_string(result) + text;
       EXPECT_EQ(file.closeFile(), 0) << call;
       EXPECT_EQ(log.take(), "") << call;
-      const size_t size = std::filesystem::file_size(kind);
-      EXPECT_EQ(size % K::Record::kSize, 0) << call;
-      if (size > 3 * K::Record::kSize) answers += "+";
+      EXPECT_EQ(std::filesystem::file_size(kind) % size, 0) << call;
+      if (std::filesystem::file_size(kind) > 3 * size) outcomes += " and a new record";
     }
   }
-  return answers;
+  return outcomes;
 }
 
 }  // namespace badgemint

@@ -21,11 +21,11 @@ TEST(CardSet, IsReadFromText) {
   };
   TestLog log;
   cardset set;
-  for (const auto& [text, line, told] : rows) {
+  for (const auto& [text, line, reported] : rows) {
     set = {};
-    EXPECT_EQ(parseCardSetText(set, text.c_str()), told.empty() ? 0 : -514) << text;
+    EXPECT_EQ(parseCardSetText(set, text.c_str()), reported.empty() ? 0 : -514) << text;
     EXPECT_EQ(CardSetLine(set).text(), line);
-    EXPECT_EQ(log.take(), told);
+    EXPECT_EQ(log.take(), reported);
   }
   for (const char letter : std::string("@AbcdefghI")) set.setValueOf(letter, letter);
   EXPECT_EQ(set.valueOf('@') + set.valueOf('B') + set.valueOf('I'), 'b');
@@ -59,11 +59,11 @@ TEST(CardSets, ReadAndWriteTheirFile) {
   };
   const WorkFolder here;
   TestLog log(25);
-  for (const auto& [text, written, told] : rows) {
+  for (const auto& [text, written, reported] : rows) {
     cardsets sets;
     here.write("f", text);
     EXPECT_EQ(sets.load("f"), 0);
-    EXPECT_EQ(log.take(), told) << text;
+    EXPECT_EQ(log.take(), reported) << text;
     EXPECT_EQ(sets.writeCardSetsFile("sets"), 0);
     EXPECT_EQ(contentOf("sets"), written);
   }

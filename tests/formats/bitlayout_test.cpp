@@ -62,7 +62,7 @@ struct FieldJudge {
 // What a format file says, and what its cards then are. Bits are text, the first at the front.
 struct Judge {
   bool isVff;
-  size_t numberField, end = 0;  // Behind the last position in use.
+  size_t numberField, end = 0;  // After the last position in use.
   int bits = 0, parityMasks = 0;
   std::array<std::string, 8> directions, types;  // Of each field.
   std::array<std::string, 10> masks;             // Output, fixed and parity; blank at some ends.

@@ -7,7 +7,7 @@ namespace badgemint {
 namespace {
 
 // Each row is a valid file with one line or record replaced.
-TEST(FormatFiles, SayWhatIsWrong) {
+TEST(FormatFiles, ReportWhatIsWrong) {
   const std::string n100(100, 'N'), vff = "[25 VffCardFormat] Error in VFF file f, need ",
                                     date = "[25 CdfCardFormat] bad date in format file f ";
   const std::tuple<std::string, size_t, std::string, int32_t, std::string> rows[] = {
@@ -39,8 +39,8 @@ TEST(FormatFiles, SayWhatIsWrong) {
   }
 }
 
-// Behind each line or record a file ends, with half a character or a '^', or cannot be read on.
-TEST(FormatFiles, EndBehindLastLinesOnly) {
+// After each line or record a file ends, with half a character or a '^', or cannot be read on.
+TEST(FormatFiles, EndAfterLastLinesOnly) {
   const std::tuple<std::string, size_t, int32_t, int32_t, std::string> kinds[] = {
       {"CDF", 50, -302, -338, "[25 CdfCardFormat] Error reading CDF file\n"},
       {"EFF", 50, -302, -335, "[25 EffCardFormat] Error reading EFF file\n"},

@@ -31,8 +31,8 @@ void expectBuilds(const std::vector<Case>& cases) {
     TestLog log(25);
     EXPECT_EQ(buildCards(cards), result);
     EXPECT_EQ(std::filesystem::exists("ident"), result == 0) << "pass 1 writes nothing";
-    const std::string told = log.take();
-    EXPECT_EQ(told.substr(0, told.find("[0 inputcards] Number")), text);
+    const std::string reported = log.take();
+    EXPECT_EQ(reported.substr(0, reported.find("[0 inputcards] Number")), text);
     log.logger().setThreshold(UINT32_MAX);
     EXPECT_EQ(buildCards(cards), result);
     theLogger = nullptr;

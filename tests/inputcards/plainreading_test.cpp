@@ -82,8 +82,8 @@ std::vector<Entry> readCards(const std::string& cards) {
   return entries;
 }
 
-// What is told of one entry, with commas or without.
-std::string told(const std::string& label, const Entry& e, const char* comma = ",") {
+// What is reported of one entry, with commas or without.
+std::string entryText(const std::string& label, const Entry& e, const char* comma = ",") {
   const std::string info = "[25 cardindex] " + label + " - ";
   std::string text = info + print("uniqid=%u, linetype=%c%s line#=%d%s csid=%d%s cardno=%lld\n",
                                   e.uniqid, e.type, comma, e.line, comma, e.csid, comma, e.number);
@@ -100,21 +100,21 @@ std::pair<int32_t, std::string> check(std::vector<Entry> entries) {
   std::ranges::stable_sort(byKey, {}, &Entry::key);
   if (const auto e = std::ranges::adjacent_find(byKey, {}, &Entry::key); e != byKey.end())
     return {kDuplicateCardKey, "[25 cardindex] Error - Duplicate hex card number\n" +
-                                   told("First card info", *e, "") +
-                                   told("Second card info", e[1], "")};
+                                   entryText("First card info", *e, "") +
+                                   entryText("Second card info", e[1], "")};
   std::ranges::stable_sort(entries, {}, &Entry::uniqid);
   for (size_t i = 1; i < entries.size(); ++i) {
     const Entry &before = entries[i - 1], &entry = entries[i];
     const bool shared = before.uniqid == entry.uniqid;
-    const bool behind = i + 1 < entries.size() && entries[i + 1].uniqid == entry.uniqid;
-    if (entry.type == 'o' && !shared && !behind)
+    const bool after = i + 1 < entries.size() && entries[i + 1].uniqid == entry.uniqid;
+    if (entry.type == 'o' && !shared && !after)
       return {kUnpairedPinIdent,
-              "[25 cardindex] Error - Unpaired 'o' line\n" + told("card info", entry)};
+              "[25 cardindex] Error - Unpaired 'o' line\n" + entryText("card info", entry)};
     const bool hasPin = before.type == 'p' || entry.type == 'p';
     if (!shared || (!hasPin && (before.type == 'o') != (entry.type == 'o'))) continue;
     return {kDuplicateUniqueId, "[25 cardindex] Error - Duplicate unique ID\n" +
-                                    told("First card info", before) +
-                                    told("Second card info", entry)};
+                                    entryText("First card info", before) +
+                                    entryText("Second card info", entry)};
   }
   return {kSuccess, ""};
 }
@@ -223,10 +223,10 @@ void expectEndOnFullDisk(const std::string& cards, const std::vector<Entry>& ent
     });
     const bool isIdent = identSize == 28 * (lost - entries.begin());
     const std::string kind = isIdent ? "ident" : "access";
-    const size_t told = log.find(print(" line#=%d\n", lost->line), log.find("Number of cards"));
+    const size_t reported = log.find(print(" line#=%d\n", lost->line), log.find("Number of cards"));
     EXPECT_EQ(logOnDisk(cards, level, room, isIdent ? kIdentWriteFailed : kAccessWriteFailed),
-              log.substr(0, log.rfind("[75", told)) + "[25 " + kind + "file] Error writing to " +
-                  kind + " file " + kind + "\n");
+              log.substr(0, log.rfind("[75", reported)) + "[25 " + kind +
+                  "file] Error writing to " + kind + " file " + kind + "\n");
     EXPECT_EQ(contentOf("ident"), idents.substr(0, static_cast<size_t>(identSize)));
     EXPECT_EQ(contentOf("access"), accesses.substr(0, static_cast<size_t>(accessSize)));
   }

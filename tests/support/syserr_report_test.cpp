@@ -41,7 +41,7 @@ TEST(SyserrReport, KeepsTheLast250Records) {
   }
 }
 
-TEST(SyserrReport, GoesOnBehindAnyHeader) {
+TEST(SyserrReport, GoesOnAfterAnyHeader) {
   const std::pair<std::string, ErrorFileHeader> cases[] = {
       {bytesOf({4243, 64, UINT32_MAX, UINT32_MAX, 250}), {4243, 64, 0, 250, 250}},
       {bytesOf({4243, 64, 5, 6, 250}).substr(0, 8), {4243, 64, 1, 1, 0}},
@@ -56,7 +56,7 @@ TEST(SyserrReport, GoesOnBehindAnyHeader) {
   }
 }
 
-TEST(SyserrReport, TellsEachFailure) {
+TEST(SyserrReport, ReportsEachFailure) {
   const std::string fresh = bytesOf({4243, 64, 250, 0, 250}), one = bytesOf({4243, 64, 0, 1, 250});
   const std::tuple<const char*, int, std::string, std::string> cases[] = {
       {"fcntl", 1, "setting lock", ""},           {"read", 1, "reading header", ""},

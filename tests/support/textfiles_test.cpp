@@ -108,12 +108,13 @@ TEST(MasterConfiguration, FindsAndChangesTheFirstEntryWhateverTheCase) {
   EXPECT_EQ(log.take(), "[report 1/14 \"/dev/full\"]\n");
 }
 
-TEST(MasterConfiguration, TellsOnceThatAFileDoesNotOpen) {
-  const std::string told = "[syslog 3] MasterConfiguration: failed to open master configuration (";
+TEST(MasterConfiguration, ReportsOnceThatAFileDoesNotOpen) {
+  const std::string reported =
+      "[syslog 3] MasterConfiguration: failed to open master configuration (";
   const std::string p128(128, 'p');
   TestLog log;
   EXPECT_FALSE(MasterConfiguration(1, (p128 + "X").c_str()).save("none/saved"));
-  EXPECT_EQ(log.take(), told + p128 + ")\n[report 1/14 \"" + p128 + "\"]\n" + told +
+  EXPECT_EQ(log.take(), reported + p128 + ")\n[report 1/14 \"" + p128 + "\"]\n" + reported +
                             "none/saved)\n[report 1/14 \"none/saved\"]\n");
 }
 

@@ -132,7 +132,7 @@ TEST(Build, JoinsAllNamesToTheBaseDirectory) {
 }
 
 // What the dump needs, in its order; the lines before a failure stay.
-TEST(Dump, SaysWhatItLacks) {
+TEST(Dump, ReportsWhatItLacks) {
   const TestSite site;
   site.folder.write("cards", "f 1 1 A=21\nn 0 AB 0 6\np 77 7\nc 1 1 0 5\no 1 5\n");
   ASSERT_EQ(build({}), 0);

@@ -7,17 +7,17 @@ namespace {
 
 // Runs one of the two functions. Success gives a pattern and a failure a message; a log that takes
 // nothing changes neither.
-void expectPattern(const char* name, int32_t result, const std::string& told, auto function) {
-  SCOPED_TRACE(told);
+void expectPattern(const char* name, int32_t result, const std::string& reported, auto function) {
+  SCOPED_TRACE(reported);
   for (const int level : {25, -1}) {
     std::string buffer(40, '!');
     EXPECT_EQ(function(static_cast<uint32_t>(level), buffer.data()), result);
-    EXPECT_EQ(logOf(name, 1, result, level), result == 0 || level < 0 ? "" : told);
-    EXPECT_EQ(buffer.c_str(), result == 0 ? told : std::string(40, '!'));
+    EXPECT_EQ(logOf(name, 1, result, level), result == 0 || level < 0 ? "" : reported);
+    EXPECT_EQ(buffer.c_str(), result == 0 ? reported : std::string(40, '!'));
   }
 }
 
-TEST(ComputeCardBitPattern, GivesThePatternOrSaysWhyNot) {
+TEST(ComputeCardBitPattern, GivesThePatternOrReportsWhyNot) {
   const TestSite site;
   site.folder.write("sets", "f 12 1 A 21\nf 13 2\nf 253 9\n");
   const std::string small = "[25 badgemintdump] cardbitpatternsize=8 too small; requires 9\n";
@@ -25,7 +25,7 @@ TEST(ComputeCardBitPattern, GivesThePatternOrSaysWhyNot) {
     int32_t result;
     uint32_t csid;
     const char* number;
-    std::string told;
+    std::string reported;
     int32_t size = 40;
     const char *formats = "formats", *sets = "sets";
   } cases[] = {
@@ -43,13 +43,13 @@ TEST(ComputeCardBitPattern, GivesThePatternOrSaysWhyNot) {
       {-347, 12, "1", "[25 cardsets] Error opening card sets file none\n", 40, "formats", "none"},
   };
   for (const auto& c : cases)
-    expectPattern("ComputeCardBitPattern", c.result, c.told, [&](uint32_t level, char* buffer) {
+    expectPattern("ComputeCardBitPattern", c.result, c.reported, [&](uint32_t level, char* buffer) {
       return ComputeCardBitPattern(c.csid, c.number, "", c.formats, c.sets, "log", level, buffer,
                                    c.size);
     });
 }
 
-TEST(ComputeCardBitPattern2, GivesThePatternOrSaysWhyNot) {
+TEST(ComputeCardBitPattern2, GivesThePatternOrReportsWhyNot) {
   const TestSite site;
   // A number that is cut decodes to itself, but is not the card's.
   FormatLines wide = linesOf("CDF", {std::string(48, 'B')});
@@ -61,7 +61,7 @@ TEST(ComputeCardBitPattern2, GivesThePatternOrSaysWhyNot) {
   const struct {
     int32_t result;
     const char *number, *set, *format;
-    std::string told;
+    std::string reported;
   } cases[] = {
       {0, "15890", "f 12 3 A 21", "26.cdf", "022A7C24"},
       {-514, "1", "f 12", "26.cdf", "[25 cardset] Unable to parse fmtid in card set line f 12\n"},
@@ -72,9 +72,10 @@ TEST(ComputeCardBitPattern2, GivesThePatternOrSaysWhyNot) {
       {-505, "1", "f 1 1", "26.txt", "[25 CardFormatSet] Invalid format file 26.txt\n"},
   };
   for (const auto& c : cases)
-    expectPattern("ComputeCardBitPattern2", c.result, c.told, [&](uint32_t level, char* buffer) {
-      return ComputeCardBitPattern2(c.number, c.set, "", c.format, "log", level, buffer, 9);
-    });
+    expectPattern(
+        "ComputeCardBitPattern2", c.result, c.reported, [&](uint32_t level, char* buffer) {
+          return ComputeCardBitPattern2(c.number, c.set, "", c.format, "log", level, buffer, 9);
+        });
 }
 
 }  // namespace

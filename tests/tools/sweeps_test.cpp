@@ -72,9 +72,9 @@ Outcome outcomeOf(int32_t (*run)(), const Fault& fault) {
   return outcome;
 }
 
-// Strikes call after call of a run until it has no such call left. Collects what was told: the
-// lines that no good run has, its end line aside, each behind the result.
-void sweep(int32_t (*run)(), Fault fault, Lines& told) {
+// Strikes call after call of a run until it has no such call left. Collects what was reported: the
+// lines that no good run has, its end line aside, each after the result.
+void sweep(int32_t (*run)(), Fault fault, Lines& reported) {
   const Outcome good = outcomeOf(run, {});
   EXPECT_EQ(good.result, 0);
   for (fault.nth = 1;; ++fault.nth) {
@@ -82,15 +82,15 @@ void sweep(int32_t (*run)(), Fault fault, Lines& told) {
     const Outcome outcome = outcomeOf(run, fault);
     if (!outcome.struck) return;
     const std::string result = std::to_string(outcome.result);
-    bool isTold = outcome.result == 0 || outcome.log.empty();
+    bool isReported = outcome.result == 0 || outcome.log.empty();
     std::istringstream lines(outcome.log);
     for (std::string line; std::getline(lines, line);) {
       if (good.log.find(line + "\n") != good.log.npos || line.ends_with(", result=" + result))
         continue;
-      told.insert(result + " " + line);
-      isTold = true;
+      reported.insert(result + " " + line);
+      isReported = true;
     }
-    EXPECT_TRUE(isTold) << "a failure without a message";
+    EXPECT_TRUE(isReported) << "a failure without a message";
     EXPECT_TRUE(outcome.log.empty() || outcome.log.ends_with(" Complete, result=" + result + "\n"));
     EXPECT_TRUE(outcome.result == 0 || pattern[0] == '\0') << "a failure writes no pattern";
     EXPECT_TRUE(outcome.result != 0 || outcome.output == good.output) << "success over lost data";
@@ -99,15 +99,15 @@ void sweep(int32_t (*run)(), Fault fault, Lines& told) {
 
 // All runs, when one call fails and when all later ones do as well.
 Lines sweepAll(Fault fault) {
-  Lines told;
+  Lines reported;
   for (const auto run : kRuns)
     for (const bool forEver : {false, true}) {
       // Nothing ends a write that is interrupted for ever but the operator.
       if (forEver && fault.call == "write" && fault.error == EINTR) break;
       fault.forEver = forEver;
-      sweep(run, fault, told);
+      sweep(run, fault, reported);
     }
-  return told;
+  return reported;
 }
 
 // The site has more formats, card sets and cards than their tables have at first.
@@ -119,9 +119,9 @@ TEST(Sweeps, EveryAllocationFails) {
       "cardindex|badgemintdump). (Not enough memory to create (card index|card formats|card sets|"
       "access index|input cards|ident file|access file|(input|input cards|output file|ident|access|"
       "formats?|cardsets|card sets?) filename)|Error adding cardset ID 21, line#=25)");
-  const Lines told = sweepAll({.call = "allocate"});
-  EXPECT_EQ(told.size(), 34);
-  for (const std::string& line : told) EXPECT_TRUE(std::regex_match(line, known)) << line;
+  const Lines reported = sweepAll({.call = "allocate"});
+  EXPECT_EQ(reported.size(), 34);
+  for (const std::string& line : reported) EXPECT_TRUE(std::regex_match(line, known)) << line;
 }
 
 TEST(Sweeps, EveryCallFails) {
@@ -145,11 +145,11 @@ TEST(Sweeps, EveryCallFails) {
   };
   Lines all;
   for (const auto& [fault, expected] : rows) {
-    const Lines told = sweepAll(fault);
+    const Lines reported = sweepAll(fault);
     std::set<int> results;
-    for (const std::string& line : told) results.insert(std::stoi(line));
+    for (const std::string& line : reported) results.insert(std::stoi(line));
     EXPECT_EQ(results, expected) << fault.call;
-    all.insert(told.begin(), told.end());
+    all.insert(reported.begin(), reported.end());
   }
   for (const char* const shownHereAlone : {
            "-348 [25 cardsets] Error reading card sets file sets.in",

@@ -8,6 +8,7 @@
 #include <array>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -26,14 +27,14 @@ namespace badgemint::admin {
 
 // Whom a line is about, as messages name him. A PIN is never part of it.
 struct Subject {
-  enum class Kind { kNone, kCard, kPin, kBlock };
+  enum class Kind { kNone, kCard, kHexCard, kPin, kBlock };
 
   Kind kind = Kind::kNone;
-  int32_t csid = 0;             // Of a card that has a card set.
-  std::string_view cardNumber;  // As written; shown when it is a number. The first of a block.
-  uint32_t uniqid = 0;
-  bool hasHolder = true;  // Whether the line has a unique ID.
+  int32_t csid = 0;                // Of a card that has a card set.
+  std::string_view cardNumber{};   // As written; shown when it is a number. The first of a block.
+  std::optional<uint32_t> uniqid;  // None when the line has no unique ID.
 
+  // Empty when there is nothing to name.
   std::string text() const;
   About about() const;
 
@@ -44,13 +45,13 @@ struct Subject {
 // A line that is being checked. The text is the reader's and may be split in place once a build's
 // check of the line is done.
 struct CheckedLine {
-  Findings& findings;
-  Place start;  // Of the text.
+  Findings* findings;  // Null when they are not wanted.
+  Place start;         // Of the text.
   char* text;
+  bool isHidden = false;  // It has bytes that an editor does not show: only errors are reported.
   Subject subject{};
-  std::string note{};  // Of hidden bytes, which may explain an error.
 
-  bool hasHidden() const { return !note.empty(); }
+  int32_t number() const { return static_cast<int32_t>(start.line); }
   Place whole() const { return {start.file, start.line, 0}; }
   // `word` points into the text.
   Place at(const char* word) const {
@@ -58,44 +59,52 @@ struct CheckedLine {
   }
   Place at(std::string_view word) const { return at(word.data()); }
 
-  // As those of Findings.
+  // As those of Findings, with the subject after the text.
   template <typename... Args>
   size_t error(Place place, int32_t code, fmt::format_string<Args...> format,
                Args&&... args) const {
-    return findings.add({.place = place, .code = code, .about = subject.about()}, format,
-                        fmt::make_format_args(args...), note);
+    return add(place, code, {}, format, fmt::make_format_args(args...));
   }
   template <typename... Args>
   size_t warn(Place place, std::string_view rule, fmt::format_string<Args...> format,
               Args&&... args) const {
-    return findings.add({.place = place, .rule = rule, .about = subject.about()}, format,
-                        fmt::make_format_args(args...));
+    return add(place, 0, rule, format, fmt::make_format_args(args...));
   }
-};
-
-// Dates that are not year/month/day are held back until one is: when all are in one other notation
-// they are one finding.
-class OtherDates {
- public:
-  explicit OtherDates(Findings& findings) : _findings(findings) {}
-
-  // A date that cannot be read, with its finding.
-  void add(std::string_view date, Finding finding);
-  // One that can, or that cannot be read for another reason.
-  void addOtherwise() {
-    if (!_isMixed) flush();
-  }
-  // When there are no more.
-  void finish();
 
  private:
-  void flush();
+  size_t add(Place place, int32_t code, std::string_view rule, fmt::string_view format,
+             fmt::format_args args) const;
+};
 
-  Findings& _findings;
-  bool _isMixed = false;
-  std::string _notation;  // Of the first, with N for each number.
-  std::vector<Finding> _kept;
-  size_t _count = 0;
+// An escort that a line names, to be looked for when all holders are known.
+struct EscortUse {
+  uint32_t escort;
+  uint32_t uniqid;
+  int32_t line;
+  int32_t column;
+};
+
+// The same for a line whose fields are misread, which is one finding.
+struct MisreadEscort {
+  uint32_t escort;
+  size_t finding;
+};
+
+// Unique IDs in a row that lines with an error name: they count as partners and as escorts.
+struct UniqidRange {
+  uint32_t first;
+  uint32_t last;
+};
+
+// Dates that are not year/month/day: when all dates are in one other notation they become one
+// finding.
+struct OtherDates {
+  bool isMixed = false;    // Whether there is a date in another notation than the first.
+  std::string notation{};  // Of the first, with N for each number.
+  size_t count = 0;
+  std::vector<size_t> findings{};
+
+  void add(std::string_view date, size_t finding);
 };
 
 // The numbers of errors that others follow from, by card set or format.
@@ -107,88 +116,55 @@ struct CardsCheck {
   const CheckedFormats& formats;
   const AccessLevelSet* levels;  // Null: access levels are not looked at.
   Findings& findings;
-  int file;  // The cards file.
-  CardIndex index{};
+  int file;           // The cards file.
+  CardIndex index{};  // Its lines are those of an editor.
   LineChecker checker{site, index};
 
   // For the checks of the whole file.
   std::vector<UniqidRange> unindexed{};
   std::vector<EscortUse> escorts{};
-  std::vector<SlippedEscort> slippedEscorts{};
-  std::vector<int32_t> misread{};  // Lines without an error that are not what they look like.
+  std::vector<MisreadEscort> misreadEscorts{};
+  std::vector<int32_t> misread{};  // Lines, in order, that are not what they look like.
 
   std::unordered_map<uint32_t, int64_t> lineOfSet{};  // The 'f' line of each card set ID.
   ErrorNumbers undefinedSets{};                       // Or whose 'f' line fails.
   ErrorNumbers unlistedFormats{};
-  int64_t cardsToCount = 1 << 22;  // Of blocks, after the first card that does not fit.
+  OtherDates otherDates{};
+  std::optional<size_t> mergeMark{};  // The error of the first mark of a merge conflict.
 
-  OtherDates otherDates{findings};
-
-  // What a field of a format may hold by its definition; `high` is 0 where it has no bounds.
+  // The card numbers that a format defines, by card set; a maximum of 0 is none.
   struct NumberRange {
-    bool isKnown = false;
     int64_t low = 0, high = 0;
   };
-  std::array<NumberRange, kLastCardSetId + 1> numberRanges{};  // Of card numbers, by card set.
+  std::array<NumberRange, kLastCardSetId + 1> numberRanges{};
   // The card sets by their format and the bits that their site values give a card.
   std::map<std::pair<uint32_t, PatternWords>, uint32_t> setsByValues{};
-  size_t mergeMark = Findings::kNotKept;  // The error of the first mark of a merge conflict.
-  bool hasMergeMark = false;
 
   // The result of a build for the line; cards of a format that is known not to load are not
   // encoded. The words of an 'f' or 'd' line are split in place. Throws std::bad_alloc.
   int32_t checkAsBuild(const CheckedLine& line, char* text, int32_t csid);
 
+  // Null for an ID that no card set may have, and for a card set that is not defined.
+  const cardset* findSet(int32_t csid) const;
   // The format of the card set when it is known not to load, else null.
   const CheckedFormat* unloadedFormat(int32_t csid) const;
-  // Of a card set whose format has been found.
-  CardEncoder encoderOf(const cardset& set) const;
-
-  // The unique IDs of a block that a build rejects.
-  void addUnindexed(const MultiCardsLine& words);
-
-  // What 'c' and 'd' lines have in common: each reports an error, if there is one, and returns
-  // whether there is. The words point into the line.
-  bool reportCardSet(const CheckedLine& line, std::string_view word, const LineField& field,
-                     int32_t csid) const;
-  bool reportCardNumber(const CheckedLine& line, std::string_view number, const LineField& field,
-                        int32_t csid) const;
-  bool reportEncoding(const CheckedLine& line, std::string_view number, int32_t csid);
-
-  // A number outside what its record keeps; `value` is the word's.
-  void checkRange(const CheckedLine& line, std::string_view word, const LineField& field,
-                  int64_t value) const;
-  // Whether the format of a card set, which is loaded, defines bounds for card numbers.
-  bool hasNumberRange(int32_t csid);
-  // A card number outside these bounds. Returns whether it is.
-  bool checkNumberRange(const CheckedLine& line, std::string_view word, const LineField& field,
-                        int32_t csid, int64_t number);
-  void checkLevel(const CheckedLine& line, std::string_view word, const LineField& field,
-                  int64_t level) const;
 };
+
+inline constexpr char kBlockDelimiters[] = " \n\r";  // What separates the words of a 'd' line.
 
 // The checks of the lines, by their types. They return the result of a build for the line.
 int32_t checkHolderLine(CardsCheck& check, CheckedLine& line);
 int32_t checkBlockLine(CardsCheck& check, CheckedLine& line);
 int32_t checkCardSetLine(CardsCheck& check, CheckedLine& line);
 
+// Reports keys and unique IDs that occur twice, PIN idents without a card, and escorts that are not
+// holders. Sets the verdict as a build would that gets to these checks at all. Returns the number
+// of distinct unique IDs in the index. Throws std::bad_alloc.
+int64_t checkWholeFile(CardsCheck& check);
+
 // What a message that a number is not in its range says of the number that is read.
 std::string readAs(std::string_view word, const LineField& field, int64_t value);
 
-// A field as messages name it: "the PIN", but "access level 1".
-std::string named(const LineField& field);
-
-inline constexpr char kEarlyComment[] =
-    "'#' where {} is expected; a comment is allowed only after the last field";
-
 }  // namespace badgemint::admin
-
-template <>
-struct fmt::formatter<badgemint::admin::Subject> : fmt::formatter<std::string> {
-  template <typename Context>
-  auto format(const badgemint::admin::Subject& subject, Context& context) const {
-    return fmt::formatter<std::string>::format(subject.text(), context);
-  }
-};
 
 #endif  // BADGEMINT_ADMIN_CHECK_CARDSCHECK_H

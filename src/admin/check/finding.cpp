@@ -9,38 +9,34 @@
 
 namespace badgemint::admin {
 
-namespace {
-
-std::string kindText(int32_t code, std::string_view rule) {
-  return rule.empty() ? std::to_string(code) : std::string(rule);
-}
-
-}  // namespace
-
-std::string Finding::kind() const {
-  return kindText(code, rule);
-}
-
 int Findings::addFile(std::string name) {
   _files.push_back(std::move(name));
   return static_cast<int>(_files.size()) - 1;
 }
 
-size_t Findings::add(Finding finding, fmt::string_view format, fmt::format_args args,
-                     std::string_view note) {
+size_t Findings::add(Finding finding, fmt::string_view format, fmt::format_args args) {
   ++(finding.isError() ? _errors : _warnings);
-  const bool isKept = ++_counts[{finding.code, finding.rule}] <= kMostOfOneKind || _keepAll;
+  const bool isKept = ++_counts[finding.kind()] <= kMostOfOneKind || _keepAll;
   const size_t number = isKept ? _kept.size() : kNotKept;
   if (!isKept) return number;
-  finding.text = fmt::vformat(format, args).append(note);
+  finding.text = fmt::vformat(format, args);
   _kept.push_back(std::move(finding));
   return number;
 }
 
-void Findings::addRemark(size_t finding, std::string_view part, std::string_view remark) {
+void Findings::addRemark(size_t finding, std::string_view remark, std::string_view after) {
   if (finding >= _kept.size()) return;
   std::string& text = _kept[finding].text;
-  text.insert(text.find(part) + part.size(), remark);
+  text.insert(after.empty() ? text.size() : text.find(after) + after.size(), remark);
+}
+
+void Findings::combine(std::span<const size_t> numbers, size_t count, std::string text) {
+  if (numbers.empty()) return;
+  for (const size_t number : numbers) _kept[number].isCombined = true;
+  Finding& first = _kept[numbers[0]];
+  first = {.place = first.place, .text = std::move(text), .rule = first.rule};
+  _counts[first.kind()] -= count - 1;
+  _warnings -= count - 1;
 }
 
 void Findings::countFurther(size_t error, std::string_view what) {
@@ -56,6 +52,7 @@ void Findings::setVerdict(int32_t result, Place place) {
 
 std::vector<Finding> Findings::sorted() const {
   std::vector<Finding> findings = _kept;
+  std::erase_if(findings, [](const Finding& finding) { return finding.isCombined; });
   for (Finding& finding : findings)
     if (finding.furtherLines > 0)
       finding.text += fmt::format("; {}: {}", finding.furtherWhat, finding.furtherLines);
@@ -68,8 +65,7 @@ std::vector<Finding> Findings::sorted() const {
 std::map<std::string, size_t> Findings::notKept() const {
   std::map<std::string, size_t> more;
   for (const auto& [kind, count] : _counts)
-    if (!_keepAll && count > kMostOfOneKind)
-      more[kindText(kind.first, kind.second)] = count - kMostOfOneKind;
+    if (!_keepAll && count > kMostOfOneKind) more[kind] = count - kMostOfOneKind;
   return more;
 }
 

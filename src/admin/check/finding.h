@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -45,10 +46,11 @@ struct Finding {
   int64_t furtherLines = 0;
   std::string_view furtherWhat{};
   About about{};
+  bool isCombined = false;  // Whether another one stands for it.
 
   bool isError() const { return rule.empty(); }
   // What stands in the brackets.
-  std::string kind() const;
+  std::string kind() const { return rule.empty() ? fmt::to_string(code) : std::string(rule); }
 };
 
 // How a build of the files would end, and where it would meet what ends it.
@@ -84,15 +86,15 @@ class Findings {
             Args&&... args) {
     add({place, {}, 0, rule}, format, fmt::make_format_args(args...));
   }
-  // Both, for those who have their own way to check the arguments. `note` follows the text. Returns
-  // the number of the finding, kNotKept when it was not kept.
-  size_t add(Finding finding, fmt::string_view format, fmt::format_args args,
-             std::string_view note = {});
+  // Both, for those who have their own way to check the arguments. Returns the number of the
+  // finding, kNotKept when it was not kept.
+  size_t add(Finding finding, fmt::string_view format, fmt::format_args args);
 
-  bool keepsAll() const { return _keepAll; }
+  // Adds a remark at the end of a finding's text, or after the first such part of it.
+  void addRemark(size_t finding, std::string_view remark, std::string_view after = {});
 
-  // Inserts a remark after a part of the finding's text.
-  void addRemark(size_t finding, std::string_view part, std::string_view remark);
+  // Makes one finding of `count` warnings of one rule, of which these numbers were kept.
+  void combine(std::span<const size_t> numbers, size_t count, std::string text);
 
   // Counts one more line that fails for the same reason as this error.
   void countFurther(size_t error, std::string_view what);
@@ -118,12 +120,10 @@ class Findings {
   void printJson(Console& console) const;
 
  private:
-  using Kind = std::pair<int32_t, std::string_view>;  // Code or rule.
-
   bool _keepAll;
   std::vector<std::string> _files;
   std::vector<Finding> _kept;
-  std::map<Kind, size_t> _counts;
+  std::map<std::string, size_t> _counts;  // By their kinds.
   size_t _errors = 0;
   size_t _warnings = 0;
   Verdict _verdict;

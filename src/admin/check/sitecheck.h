@@ -6,12 +6,10 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "admin/check/finding.h"
 #include "admin/console.h"
 #include "formats/CardFormat.h"
-#include "inputcards/cardindex.h"
 #include "site/accesslevel.h"
 
 namespace badgemint::admin {
@@ -26,8 +24,7 @@ struct SiteCheckOptions {
 
 struct SiteSummary {
   int64_t credentials = 0;
-  int64_t holders = 0;              // Distinct unique IDs.
-  std::vector<std::string> inputs;  // The files that a build of the site reads, as it opens them.
+  int64_t holders = 0;  // Distinct unique IDs.
 };
 
 // Reads the formats file, the format files and the cards file; writes nothing and logs nothing. The
@@ -55,42 +52,6 @@ bool hasSiteValue(const CardFormat& format, int32_t field);
 // too.
 std::optional<CardFormat::FieldValues> readSiteValues(const std::string& text,
                                                       const CardFormat& format, Findings& findings);
-
-// Unique IDs in a row that lines with an error name: they count as partners and as escorts.
-struct UniqidRange {
-  uint32_t first;
-  uint32_t last;
-};
-
-// An escort that a line names, to be looked for when all holders are known.
-struct EscortUse {
-  uint32_t escort;
-  uint32_t uniqid;
-  int32_t line;
-  int32_t column;
-};
-
-// The same for a line whose words have slipped, which is one finding.
-struct SlippedEscort {
-  uint32_t escort;
-  size_t finding;
-};
-
-// What a run over a cards file leaves for the checks that need the whole of it.
-struct WholeFile {
-  const CardIndex& index;  // Its lines are those of an editor.
-  std::vector<UniqidRange> unindexed;
-  const std::vector<EscortUse>& escorts;
-  const std::vector<SlippedEscort>& slippedEscorts;
-  const std::vector<int32_t>& misread;  // Lines, in order, that are reported as a whole.
-  int file;                             // The cards file.
-  bool withPins;
-};
-
-// Reports keys and unique IDs that occur twice, PIN idents without a card, and escorts that are not
-// holders. Sets the verdict as a build would that gets to these checks at all. Returns the number
-// of distinct unique IDs in the index. Throws std::bad_alloc.
-int64_t checkWholeFile(WholeFile whole, Findings& findings);
 
 }  // namespace badgemint::admin
 

@@ -1,18 +1,15 @@
 // What only the whole cards file can show: keys and unique IDs that occur twice, PIN idents without
 // their card, escorts that are not holders.
 #include <algorithm>
-#include <array>
-#include <bit>
-#include <map>
 #include <new>
-#include <optional>
 #include <span>
 #include <string>
-#include <unordered_map>
+#include <tuple>
 #include <unordered_set>
 #include <utility>
+#include <vector>
 
-#include "admin/check/sitecheck.h"
+#include "admin/check/cardscheck.h"
 #include "cardsets/card_functions.h"
 #include "inputcards/cardline.h"
 #include "support/result.h"
@@ -23,33 +20,26 @@ namespace {
 
 using Group = std::span<const CardIndexSuspect>;
 
-// "card 15 of holder 3"; a PIN is never part of it.
-std::string textOf(const CardIndexEntry& entry) {
-  if (entry.type == kPinLine || entry.type == kPinIdentLine)
-    return fmt::format("the PIN of holder {}", entry.uniqid);
-  if (entry.type != kNoFormatCardLine)
-    return fmt::format("card {} of holder {}", entry.cardNumber(), entry.uniqid);
-  std::array<char, 2 * sizeof entry.key + 1> digits{};
-  bitsToHex(entry.key, digits);
-  return fmt::format("card {} of holder {}", digits.data(), entry.uniqid);
-}
-
-bool isPin(const CardIndexEntry& entry) {
+bool isPinOnly(const CardIndexEntry& entry) {
   return entry.type == kPinLine || entry.type == kPinIdentLine;
 }
 
 About aboutOf(const CardIndexEntry& entry) {
-  About about{.holder = entry.uniqid};
-  if (isPin(entry)) return about;
-  about.set = entry.csid;
-  if (entry.type != kNoFormatCardLine) {
-    about.card = fmt::to_string(entry.cardNumber());
-  } else {
-    std::array<char, 2 * sizeof entry.key + 1> digits{};
+  About about{.holder = entry.uniqid, .set = entry.csid};
+  if (entry.type == kNoFormatCardLine) {
+    char digits[2 * sizeof entry.key + 1];
     bitsToHex(entry.key, digits);
-    about.card = digits.data();
+    about.card = digits;
+  } else if (!isPinOnly(entry)) {
+    about.card = fmt::to_string(entry.cardNumber());
   }
   return about;
+}
+
+// "card 15 of holder 3"; a PIN is never part of it.
+std::string nameOf(const CardIndexEntry& entry) {
+  const std::string card = isPinOnly(entry) ? "the PIN" : "card " + aboutOf(entry).card;
+  return fmt::format("{} of holder {}", card, entry.uniqid);
 }
 
 // Calls `visit` with each run of suspects that `same` holds for.
@@ -61,147 +51,93 @@ void forEachGroup(Group sorted, Same same, Visit visit) {
   }
 }
 
-// Finds the escort that the first line of a holder names. A table of our own: half a million
-// escorts would take longer in an ordered or a standard one than all the rest of the file.
-class EscortTable {
- public:
-  static constexpr size_t kNone = SIZE_MAX;
-
-  // `uses` must outlive the table.
-  explicit EscortTable(const std::vector<EscortUse>& uses)
-      : _uses(uses), _slots(std::bit_ceil(2 * uses.size() + 1)) {
-    for (size_t i = 0; i < uses.size(); ++i) {
-      uint32_t& slot = _slots[slotOf(uses[i].uniqid)];
-      if (slot == 0) slot = static_cast<uint32_t>(i + 1);
-    }
-  }
-
-  // The position in `uses`, or kNone.
-  size_t find(uint32_t uniqid) const { return size_t{_slots[slotOf(uniqid)]} - 1; }
-
- private:
-  // The one of the unique ID, or the free one where it belongs.
-  size_t slotOf(uint32_t uniqid) const {
-    const size_t mask = _slots.size() - 1;
-    size_t slot = (uniqid * uint64_t{0x9E3779B97F4A7C15} >> 32) & mask;
-    while (_slots[slot] != 0 && _uses[_slots[slot] - 1].uniqid != uniqid) slot = (slot + 1) & mask;
-    return slot;
-  }
-
-  const std::vector<EscortUse>& _uses;
-  std::vector<uint32_t> _slots;  // Positions from 1; 0 is a free slot.
-};
-
+// Entries are known by their positions in the index, which are in the order of the file.
 class WholeFileCheck {
  public:
-  WholeFileCheck(WholeFile whole, Findings& findings)
-      : _whole(std::move(whole)), _findings(findings) {
-    std::ranges::sort(_whole.unindexed, {}, &UniqidRange::first);
+  explicit WholeFileCheck(CardsCheck& check)
+      : _check(check), _index(check.index), _unindexed(std::move(check.unindexed)) {
+    std::ranges::sort(_unindexed, {}, &UniqidRange::first);
     // So that a search for the last range before an ID finds all that is before.
     uint32_t last = 0;
-    for (UniqidRange& range : _whole.unindexed) last = range.last = std::max(last, range.last);
+    for (UniqidRange& range : _unindexed) last = range.last = std::max(last, range.last);
+    _uniqids.reserve(static_cast<size_t>(_index.count()));
+    for (int32_t i = 0; i < _index.count(); ++i) _uniqids.push_back(entry(i).uniqid);
+    if (!std::ranges::is_sorted(_uniqids)) std::ranges::sort(_uniqids);
+    _uniqids.erase(std::unique(_uniqids.begin(), _uniqids.end()), _uniqids.end());
   }
 
   int64_t run() {
     checkKeys();
-    const int64_t holders = checkUniqids();
-    reportErrors();
-    reportPairs();
+    checkUniqids();
+    reportClashes();
     checkEscorts();
     checkEscortRings();
-    return holders;
+    return static_cast<int64_t>(_uniqids.size());
   }
 
  private:
   static constexpr int32_t kNoOther = -1;
+  static constexpr int32_t kPair = 0;
 
-  // Entries of one line that fail for the same reason: of a block there may be many. Entries are
-  // known by their positions in the index, which are in the order of the file.
+  // What is wrong with an entry because of another one, or of none.
   struct Clash {
-    int32_t first = 0;
-    int32_t other = kNoOther;  // That the first one clashes with.
-    int64_t count = 0;
-  };
-  struct Pair {
+    int32_t code;  // The result of a build; kPair for what it accepts by chance.
     int32_t position;
     int32_t other;
   };
-  using LineAndCode = std::pair<int32_t, int32_t>;
 
-  const CardIndexEntry& entry(int32_t position) const { return _whole.index.entry(position); }
-  const CardIndexEntry& entry(const CardIndexSuspect& suspect) const {
-    return entry(suspect.position);
-  }
-  Place placeOf(const CardIndexEntry& entry) const { return {_whole.file, entry.line, 0}; }
+  const CardIndexEntry& entry(int32_t position) const { return _index.entry(position); }
+  Place placeOf(const CardIndexEntry& entry) const { return {_check.file, entry.line, 0}; }
 
-  // `code` or `rule`, whichever it has, says what the finding is.
-  template <typename... Args>
-  void report(const CardIndexEntry& entry, int32_t code, std::string_view rule,
-              fmt::format_string<Args...> format, Args&&... args) const {
-    Finding finding{.place = placeOf(entry), .code = code, .rule = rule, .about = aboutOf(entry)};
-    if (code == kDuplicateCardKey && (_whole.withPins || !isPin(entry)))
-      finding.about.key = keyText(entry.key);
-    _findings.add(std::move(finding), format, fmt::make_format_args(args...));
+  bool isUnindexed(uint32_t uniqid) const {
+    const auto after = std::ranges::upper_bound(_unindexed, uniqid, {}, &UniqidRange::first);
+    return after != _unindexed.begin() && std::prev(after)->last >= uniqid;
   }
-  template <typename... Args>
-  void warn(const EscortUse& use, fmt::format_string<Args...> format, Args&&... args) const {
-    const Place place{_whole.file, use.line, use.column};
-    _findings.add({.place = place, .rule = "escort", .about = {.holder = use.uniqid}}, format,
-                  fmt::make_format_args(args...));
+  bool isLowest(uint32_t uniqid) const {
+    return uniqid == _uniqids.front() && (_unindexed.empty() || uniqid <= _unindexed[0].first);
   }
-
-  void addError(int32_t code, int32_t position, int32_t other) {
-    Clash& clash = _errors[{entry(position).line, code}];
-    if (clash.count++ == 0 || position < clash.first) {
-      clash.first = position;
-      clash.other = other;
-    }
+  bool isHolder(uint32_t uniqid) const {
+    return std::ranges::binary_search(_uniqids, uniqid) || isUnindexed(uniqid);
   }
 
   void checkKeys() {
     CardIndexSuspects suspects;
-    if (!_whole.index.collectByKey(suspects)) throw std::bad_alloc();
+    if (!_index.collectByKey(suspects)) throw std::bad_alloc();
     const CardIndexEntry* smallest = nullptr;  // The second entry of the smallest key.
     forEachGroup(
         suspects.elements(),
         [this](const CardIndexSuspect& a, const CardIndexSuspect& b) {
-          return entry(a).key == entry(b).key;
+          return entry(a.position).key == entry(b.position).key;
         },
         [&](Group group) {
-          const CardIndexEntry& first = entry(group[0]);
+          const CardIndexEntry& first = entry(group[0].position);
           for (const CardIndexSuspect& suspect : group.subspan(1)) {
-            addError(kDuplicateCardKey, suspect.position, group[0].position);
-            if (entry(suspect).uniqid == first.uniqid) _repeated.insert(suspect.position);
+            _clashes.push_back({kDuplicateCardKey, suspect.position, group[0].position});
+            if (entry(suspect.position).uniqid == first.uniqid) _repeated.insert(suspect.position);
           }
           if (group.size() > 1 && (smallest == nullptr || first.key < smallest->key))
-            smallest = &entry(group[1]);
+            smallest = &entry(group[1].position);
         });
-    if (smallest != nullptr) _findings.setVerdict(kDuplicateCardKey, placeOf(*smallest));
+    if (smallest != nullptr) _check.findings.setVerdict(kDuplicateCardKey, placeOf(*smallest));
   }
 
-  int64_t checkUniqids() {
+  void checkUniqids() {
     CardIndexSuspects suspects;
-    if (!_whole.index.collectByUniqid(suspects)) throw std::bad_alloc();
-    int64_t holders = _whole.index.count();
+    if (!_index.collectByUniqid(suspects)) throw std::bad_alloc();
     forEachGroup(
         suspects.elements(),
         [](const CardIndexSuspect& a, const CardIndexSuspect& b) { return a.order == b.order; },
-        [&](Group group) {
-          holders -= static_cast<int64_t>(group.size()) - 1;
+        [this](Group group) {
           group.size() == 1 ? checkLoneUniqid(group[0].position) : checkSharedUniqid(group);
         });
-    return holders;
   }
 
   void checkLoneUniqid(int32_t position) {
     const CardIndexEntry& pin = entry(position);
     if (pin.type != kPinIdentLine || isUnindexed(pin.uniqid)) return;
-    if (pin.uniqid == lowestUniqid()) {
-      _pairs.push_back({position, kNoOther});
-      return;
-    }
-    addError(kUnpairedPinIdent, position, kNoOther);
-    _findings.setVerdict(kUnpairedPinIdent, placeOf(pin));
+    const bool isAccepted = isLowest(pin.uniqid);
+    _clashes.push_back({isAccepted ? kPair : kUnpairedPinIdent, position, kNoOther});
+    if (!isAccepted) _check.findings.setVerdict(kUnpairedPinIdent, placeOf(pin));
   }
 
   void checkSharedUniqid(Group group) {
@@ -211,88 +147,79 @@ class WholeFileCheck {
       const int32_t position = group[i].position;
       int32_t& alike = entry(position).type == kPinIdentLine ? lastPin : lastCard;
       const bool isRepeated = _repeated.contains(position);
-      if (i > 0 && !CardIndex::mayShareUniqid(entry(group[i - 1]), entry(position))) {
-        _findings.setVerdict(kDuplicateUniqueId, placeOf(entry(position)));
-        if (!isRepeated) addError(kDuplicateUniqueId, position, group[0].position);
+      if (i > 0 && !CardIndex::mayShareUniqid(entry(group[i - 1].position), entry(position))) {
+        _check.findings.setVerdict(kDuplicateUniqueId, placeOf(entry(position)));
+        if (!isRepeated) _clashes.push_back({kDuplicateUniqueId, position, group[0].position});
       } else if (alike != kNoOther && !isRepeated) {
-        _pairs.push_back({position, alike});
+        _clashes.push_back({kPair, position, alike});
       }
       alike = position;
     }
   }
 
-  uint32_t lowestUniqid() {
-    if (!_lowest) {
-      uint32_t lowest = _whole.unindexed.empty() ? UINT32_MAX : _whole.unindexed[0].first;
-      for (int32_t i = 0; i < _whole.index.count(); ++i) lowest = std::min(lowest, entry(i).uniqid);
-      _lowest = lowest;
-    }
-    return *_lowest;
-  }
-
-  bool isUnindexed(uint32_t uniqid) const {
-    const auto after = std::ranges::upper_bound(_whole.unindexed, uniqid, {}, &UniqidRange::first);
-    return after != _whole.unindexed.begin() && std::prev(after)->last >= uniqid;
-  }
-
-  // In the order of the lines, as the findings of one code are kept.
-  void reportErrors() const {
-    for (const auto& [lineAndCode, clash] : _errors) reportError(lineAndCode.second, clash);
-  }
-
-  void reportError(int32_t code, const Clash& clash) const {
-    const CardIndexEntry& first = entry(clash.first);
-    if (clash.other == kNoOther) {
-      report(first, code, {},
-             "the PIN of holder {0} has no card: no 'c', 'd' or 'n' line is of holder {0}",
-             first.uniqid);
-      return;
-    }
-    const char* const what = code == kDuplicateCardKey ? "key" : "unique ID";
-    const CardIndexEntry& other = entry(clash.other);
-    if (clash.count == 1)
-      report(first, code, {}, "{} has the {} of {} in line {}", textOf(first), what, textOf(other),
-             other.line);
-    else
-      report(first, code, {}, "{} has the {} of {} in line {}, and {} more of the block repeat one",
-             textOf(first), what, textOf(other), other.line, clash.count - 1);
-  }
-
-  // Entries of one unique ID that a build accepts by chance. Of a block only the first.
-  void reportPairs() {
-    std::ranges::sort(_pairs, {}, &Pair::position);
-    int32_t reportedLine = 0;
-    for (const auto& [position, other] : _pairs) {
-      const CardIndexEntry& second = entry(position);
-      if (std::exchange(reportedLine, second.line) == second.line ||
-          std::ranges::binary_search(_whole.misread, second.line))
-        continue;
-      if (other == kNoOther)
-        report(second, 0, "pair",
-               "{} has no card: a build accepts it only because no unique ID is smaller",
-               textOf(second));
+  // In the order of the lines; of a block there may be many, which are one finding.
+  void reportClashes() {
+    std::ranges::sort(_clashes, {},
+                      [](const Clash& clash) { return std::tuple(clash.code, clash.position); });
+    std::pair<int32_t, int32_t> last;  // Code and line.
+    size_t finding = Findings::kNotKept;
+    for (const Clash& clash : _clashes) {
+      const int32_t line = entry(clash.position).line;
+      if (std::exchange(last, {clash.code, line}) == std::pair(clash.code, line))
+        _check.findings.countFurther(finding, "further cards of the block");
+      else if (clash.code != kPair || !std::ranges::binary_search(_check.misread, line))
+        finding = report(clash);
       else
-        report(second, 0, "pair",
-               "{} is the second {} of its holder: a build accepts it only because a {} "
-               "stands between it and line {}",
-               textOf(second), second.type == kPinIdentLine ? "PIN" : "card",
-               second.type == kPinIdentLine ? "card" : "PIN", entry(other).line);
+        finding = Findings::kNotKept;
     }
+  }
+
+  size_t report(const Clash& clash) const {
+    const CardIndexEntry& first = entry(clash.position);
+    Finding finding{.place = placeOf(first),
+                    .code = clash.code,
+                    .rule = clash.code == kPair ? "pair" : "",
+                    .about = aboutOf(first)};
+    if (clash.code == kDuplicateCardKey && (_check.options.withPins || !isPinOnly(first)))
+      finding.about.key = keyText(first.key);
+    const std::string text = reason(clash);
+    return _check.findings.add(std::move(finding), "{}", fmt::make_format_args(text));
+  }
+
+  std::string reason(const Clash& clash) const {
+    const CardIndexEntry& first = entry(clash.position);
+    const std::string name = nameOf(first);
+    if (clash.code == kPair && clash.other == kNoOther)
+      return fmt::format("{} has no card: a build accepts it only because no unique ID is smaller",
+                         name);
+    if (clash.other == kNoOther)
+      return fmt::format("{} has no card: no 'c', 'd' or 'n' line is of holder {}", name,
+                         first.uniqid);
+    const CardIndexEntry& other = entry(clash.other);
+    if (clash.code != kPair)
+      return fmt::format("{} has the {} of {} in line {}", name,
+                         clash.code == kDuplicateCardKey ? "key" : "unique ID", nameOf(other),
+                         other.line);
+    const bool isSecondPin = first.type == kPinIdentLine;
+    return fmt::format(
+        "{} is the second {} of its holder: a build accepts it only because a {} stands between it "
+        "and line {}",
+        name, isSecondPin ? "PIN" : "card", isSecondPin ? "card" : "PIN", other.line);
+  }
+
+  template <typename... Args>
+  void warn(const EscortUse& use, fmt::format_string<Args...> format, Args&&... args) const {
+    const Place place{_check.file, use.line, use.column};
+    _check.findings.add({.place = place, .rule = "escort", .about = {.holder = use.uniqid}}, format,
+                        fmt::make_format_args(args...));
   }
 
   void checkEscorts() const {
-    std::unordered_set<uint32_t> missing;
-    for (const EscortUse& use : _whole.escorts) missing.insert(use.escort);
-    for (const SlippedEscort& use : _whole.slippedEscorts) missing.insert(use.escort);
-    for (int32_t i = 0; i < _whole.index.count() && !missing.empty(); ++i)
-      missing.erase(entry(i).uniqid);
-    if (missing.empty()) return;
-    std::erase_if(missing, [this](uint32_t escort) { return isUnindexed(escort); });
-    for (const auto& [escort, finding] : _whole.slippedEscorts)
-      if (missing.contains(escort))
-        _findings.addRemark(finding, fmt::format("escort {}", escort), " (no such holder)");
-    for (const EscortUse& use : _whole.escorts)
-      if (missing.contains(use.escort))
+    for (const auto& [escort, finding] : _check.misreadEscorts)
+      if (!isHolder(escort))
+        _check.findings.addRemark(finding, " (no such holder)", fmt::format("escort {}", escort));
+    for (const EscortUse& use : _check.escorts)
+      if (!isHolder(use.escort))
         warn(use,
              "escort {} does not exist: doors that need an escort never open for holder "
              "{}",
@@ -300,29 +227,30 @@ class WholeFileCheck {
   }
 
   // Holders who escort each other in a ring, of one or more: one finding a ring, at its last line.
-  void checkEscortRings() const {
-    const std::vector<EscortUse>& uses = _whole.escorts;
-    const EscortTable table(uses);
+  // Only the first line of a holder counts.
+  void checkEscortRings() {
+    std::vector<EscortUse>& uses = _check.escorts;
+    std::ranges::stable_sort(uses, {}, &EscortUse::uniqid);
+    const auto isSame = [](const EscortUse& a, const EscortUse& b) { return a.uniqid == b.uniqid; };
+    uses.erase(std::unique(uses.begin(), uses.end(), isSame), uses.end());
+    const auto next = [&uses](size_t at) {  // The position of the escort, or the end.
+      const auto found = std::ranges::lower_bound(uses, uses[at].escort, {}, &EscortUse::uniqid);
+      const bool isThere = found != uses.end() && found->uniqid == uses[at].escort;
+      return isThere ? static_cast<size_t>(found - uses.begin()) : uses.size();
+    };
     std::vector<uint32_t> walks(uses.size());  // The walk that came by; they count from 1.
     std::vector<EscortUse> rings;
     for (uint32_t walk = 1; walk <= uses.size(); ++walk) {
       size_t at = walk - 1;
-      for (; at != EscortTable::kNone && walks[at] == 0; at = table.find(uses[at].escort))
-        walks[at] = walk;
-      if (at != EscortTable::kNone && walks[at] == walk) rings.push_back(lastOfRing(table, at));
+      for (; at != uses.size() && walks[at] == 0; at = next(at)) walks[at] = walk;
+      if (at == uses.size() || walks[at] != walk) continue;
+      EscortUse last = uses[at];
+      for (size_t i = next(at); i != at; i = next(i))
+        if (uses[i].line > last.line) last = uses[i];
+      rings.push_back(last);
     }
     std::ranges::sort(rings, {}, &EscortUse::line);
     for (const EscortUse& use : rings) reportRing(use);
-  }
-
-  EscortUse lastOfRing(const EscortTable& table, size_t first) const {
-    EscortUse last = _whole.escorts[first];
-    for (size_t at = table.find(last.escort); at != first;) {
-      const EscortUse& use = _whole.escorts[at];
-      if (use.line > last.line) last = use;
-      at = table.find(use.escort);
-    }
-    return last;
   }
 
   void reportRing(const EscortUse& use) const {
@@ -336,18 +264,18 @@ class WholeFileCheck {
            use.uniqid, use.escort);
   }
 
-  WholeFile _whole;
-  Findings& _findings;
-  std::map<LineAndCode, Clash> _errors;
-  std::vector<Pair> _pairs;
+  CardsCheck& _check;
+  const CardIndex& _index;
+  std::vector<UniqidRange> _unindexed;
+  std::vector<uint32_t> _uniqids;  // Of the index, in order, each once.
+  std::vector<Clash> _clashes;
   std::unordered_set<int32_t> _repeated;  // Entries that repeat a key and its unique ID.
-  std::optional<uint32_t> _lowest;
 };
 
 }  // namespace
 
-int64_t checkWholeFile(WholeFile whole, Findings& findings) {
-  return WholeFileCheck(std::move(whole), findings).run();
+int64_t checkWholeFile(CardsCheck& check) {
+  return WholeFileCheck(check).run();
 }
 
 }  // namespace badgemint::admin

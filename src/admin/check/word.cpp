@@ -3,32 +3,12 @@
 #include <algorithm>
 
 #include "admin/check/finding.h"
+#include "cardsets/card_functions.h"
 #include "support/fieldscanner.h"
-#include "support/textutil.h"
 
 namespace badgemint::admin {
 
 namespace {
-
-// The length of the number at the start of a text, with its sign; 0 for none.
-size_t numberLength(std::string_view text) {
-  const size_t sign = !text.empty() && (text[0] == '-' || text[0] == '+') ? 1 : 0;
-  size_t end = sign;
-  while (end < text.size() && isDigit(text[end])) ++end;
-  return end > sign ? end : 0;
-}
-
-// Three numbers with `separator` between them; its length, or 0.
-size_t tripleLength(std::string_view word, char separator) {
-  size_t end = 0;
-  for (int i = 0; i < 3; ++i) {
-    if (i > 0 && (end >= word.size() || word[end++] != separator)) return 0;
-    const size_t length = numberLength(word.substr(end));
-    if (length == 0) return 0;
-    end += length;
-  }
-  return end;
-}
 
 // In UTF-8, and alone in the 8-bit sets; elsewhere in UTF-8 its byte is the end of a letter.
 bool isNoBreakSpace(std::string_view text, size_t i) {
@@ -37,44 +17,48 @@ bool isNoBreakSpace(std::string_view text, size_t i) {
 }
 
 // The characters that a field of the kind can have beside digits.
-std::string_view othersThanDigits(FieldKind kind) {
-  switch (kind) {
-    case FieldKind::kCardNumber:
-      return "ABCDEFabcdef";
-    case FieldKind::kDate:
-      return "/";
-    case FieldKind::kTime:
-      return ":";
-    default:
-      return "-+";
-  }
+std::string_view othersThanDigits(FieldKind kind, bool isHex) {
+  if (kind == FieldKind::kDate) return "/";
+  if (kind == FieldKind::kTime) return ":";
+  return isHex ? "ABCDEFabcdef" : "";
 }
 
 size_t mostDigits(const LineField& field) {
-  switch (field.kind) {
-    case FieldKind::kCardNumber:
-      return 32;
-    case FieldKind::kDate:
-      return 8;
-    case FieldKind::kTime:
-      return 6;
-    default:
-      return fmt::formatted_size("{}", field.most);
-  }
+  if (field.kind == FieldKind::kCardNumber) return kMaxCardNumberDigits;
+  if (field.kind == FieldKind::kDate) return 8;
+  if (field.kind == FieldKind::kTime) return 6;
+  return fmt::formatted_size("{}", field.most);
+}
+
+// The first characters of a word, in quotes. The one after them shows what is wrong; no digit is
+// shown that may be of a PIN.
+std::string quoted(std::string_view word, size_t length) {
+  const bool showsNext = length < word.size() && !isDigit(word[length]);
+  const size_t end = length + (showsNext ? 1 : 0);
+  return fmt::format("\"{}{}\"", printable(word.substr(0, end)), end < word.size() ? "..." : "");
+}
+
+// The part of a word that its field can have.
+std::string_view possiblePart(std::string_view word, const LineField& field, bool isHex) {
+  const std::string_view others = othersThanDigits(field.kind, isHex);
+  const size_t sign = others.empty() && (word.starts_with('-') || word.starts_with('+')) ? 1 : 0;
+  size_t end = sign;
+  while (end < word.size() &&
+         (isDigit(word[end]) || others.find(word[end]) != std::string_view::npos))
+    ++end;
+  return word.substr(0, end);
+}
+
+size_t countDigits(std::string_view text) {
+  return static_cast<size_t>(std::ranges::count_if(text, isDigit));
 }
 
 }  // namespace
 
-Word classify(std::string_view word) {
-  if (word.starts_with('#')) return {WordKind::kComment};
-  const size_t number = numberLength(word);
-  if (number == 0) return {WordKind::kOther};
-  if (number == word.size()) return {WordKind::kNumber};
-  if (const size_t date = tripleLength(word, '/'); date > 0)
-    return {WordKind::kDate, word.substr(date)};
-  if (const size_t time = tripleLength(word, ':'); time > 0)
-    return {WordKind::kTime, word.substr(time)};
-  return {WordKind::kNumberWithRest, word.substr(number)};
+size_t numberLength(std::string_view text) {
+  const size_t sign = text.starts_with('-') || text.starts_with('+') ? 1 : 0;
+  const size_t end = std::min(text.find_first_not_of("0123456789", sign), text.size());
+  return end > sign ? end : 0;
 }
 
 int64_t wordValue(std::string_view word) {
@@ -115,32 +99,21 @@ bool isUtf16(std::string_view start) {
   return start.size() >= 4 && isNul(0) != isNul(1) && isNul(0) == isNul(2) && isNul(1) == isNul(3);
 }
 
-ShownWord shown(std::string_view word, const LineField& field) {
+std::string shown(std::string_view word, const LineField& field, bool isHex) {
   if (field.kind == FieldKind::kPin) return {};
-  ShownWord shown{word};
-  const std::string_view others = othersThanDigits(field.kind);
-  shown.mostDigits = mostDigits(field);
-  for (const char c : word) {
-    const bool isLateSign = (c == '-' || c == '+') && shown.length > 0;
-    if (!isDigit(c) && (isLateSign || others.find(c) == std::string_view::npos)) break;
-    ++shown.length;
-    shown.digits += isDigit(c) ? 1 : 0;
-  }
-  return shown;
+  const std::string_view part = possiblePart(word, field, isHex);
+  if (countDigits(part) > mostDigits(field)) return fmt::format("of {} digits", countDigits(part));
+  return quoted(word, part.size());
 }
 
-ShownWord shownName(std::string_view word) {
+bool hasTooManyDigits(std::string_view word, const LineField& field) {
+  return countDigits(possiblePart(word, field, false)) > mostDigits(field);
+}
+
+std::string shownName(std::string_view word) {
   const auto isLetter = [](char c) { return (c | 0x20) >= 'a' && (c | 0x20) <= 'z'; };
   const auto end = std::ranges::find_if_not(word, isLetter);
-  return {word, static_cast<size_t>(end - word.begin())};
-}
-
-std::string ShownWord::text() const {
-  if (hasTooManyDigits()) return fmt::format("of {} digits", digits);
-  // The character after it shows what is wrong; of a PIN no digit is shown.
-  const bool showsNext = length < word.size() && !isDigit(word[length]);
-  const size_t end = length + (showsNext ? 1 : 0);
-  return fmt::format("\"{}{}\"", printable(word.substr(0, end)), end < word.size() ? "..." : "");
+  return quoted(word, static_cast<size_t>(end - word.begin()));
 }
 
 }  // namespace badgemint::admin

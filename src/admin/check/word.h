@@ -1,9 +1,7 @@
-// What a word of an input file is, which of its bytes an editor does not show, and how much of it a
-// message may show.
+// What a word of an input file is, which bytes of a line an editor does not show, and how much of a
+// word a message may show.
 #ifndef BADGEMINT_ADMIN_CHECK_WORD_H
 #define BADGEMINT_ADMIN_CHECK_WORD_H
-
-#include <fmt/format.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -16,25 +14,11 @@
 
 namespace badgemint::admin {
 
-enum class WordKind : uint8_t {
-  kNumber,          // Decimal digits, perhaps after a sign.
-  kNumberWithRest,  // Begins with a number, as "12A": a build reads the number only.
-  kDate,            // Three numbers with slashes between them; what follows is the rest.
-  kTime,            // The same with colons.
-  kComment,         // Begins with '#'.
-  kOther,
-};
-
-struct Word {
-  WordKind kind = WordKind::kOther;
-  std::string_view rest{};  // What follows the number, the date or the time.
-};
-
-// Classifies a word, which has no white space.
-Word classify(std::string_view word);
+// The length of the decimal number at the start of a text, with its sign; 0 for none.
+size_t numberLength(std::string_view text);
 
 inline bool isNumber(std::string_view word) {
-  return classify(word).kind == WordKind::kNumber;
+  return !word.empty() && numberLength(word) == word.size();
 }
 
 // The number that a word begins with, and 0 where there is none; it saturates at 64 bits. A NUL or
@@ -63,31 +47,15 @@ inline constexpr char kMergeMarkText[] =
 inline constexpr char kUtf16Text[] = "the file is UTF-16: save it as UTF-8";
 
 // How a message shows a word of a wrong line, in which any word may be a PIN: never that of a PIN;
-// any other up to the first character that its field cannot have, and not at all when that part has
-// more digits than the largest value of the field. The text of the word must live as long.
-struct ShownWord {
-  std::string_view word;
-  size_t length = 0;  // Of the part that the field can have.
-  size_t digits = 0;  // In that part.
-  size_t mostDigits = 0;
-
-  bool hasTooManyDigits() const { return digits > mostDigits; }
-  // In double quotes, or "of N digits" for a word with too many of them.
-  std::string text() const;
-};
-
-ShownWord shown(std::string_view word, const LineField& field);
+// any other in double quotes up to the first character that its field cannot have, and as "of N
+// digits" when that part has more digits than the largest value of the field. Only card numbers
+// without format have hexadecimal digits.
+std::string shown(std::string_view word, const LineField& field, bool isHex = false);
+// Whether it is not shown for its digits: they could be worked out from the number that is read.
+bool hasTooManyDigits(std::string_view word, const LineField& field);
 // The same of a word that ought to be letters.
-ShownWord shownName(std::string_view word);
+std::string shownName(std::string_view word);
 
 }  // namespace badgemint::admin
-
-template <>
-struct fmt::formatter<badgemint::admin::ShownWord> : fmt::formatter<std::string> {
-  template <typename Context>
-  auto format(const badgemint::admin::ShownWord& word, Context& context) const {
-    return fmt::formatter<std::string>::format(word.text(), context);
-  }
-};
 
 #endif  // BADGEMINT_ADMIN_CHECK_WORD_H
