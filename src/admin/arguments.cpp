@@ -9,7 +9,7 @@
 
 namespace badgemint::admin {
 
-std::optional<CardPattern> keyOf(std::string_view word) {
+std::optional<CardPattern> keyOfHex(std::string_view word) {
   if (word.starts_with("0x") || word.starts_with("0X")) word.remove_prefix(2);
   if (checkCardNumber(word, 0, 1) != kSuccess) return std::nullopt;
   CardPattern key{};
@@ -69,7 +69,7 @@ uint32_t parseHolder(const std::string& word) {
 }
 
 CardPattern parseKey(const std::string& word) {
-  const auto key = keyOf(word);
+  const auto key = keyOfHex(word);
   if (!key)
     throw Failure(ExitStatus::kNotDone, "{} is not a key of 1 to 32 hexadecimal digits",
                   inQuotes(word));

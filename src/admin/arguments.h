@@ -15,7 +15,7 @@ namespace badgemint::admin {
 
 // A key of 1 to 32 hexadecimal digits, with or without "0x"; zeros at its end may be missing. None
 // for any other word.
-std::optional<CardPattern> keyOf(std::string_view word);
+std::optional<CardPattern> keyOfHex(std::string_view word);
 
 // A decimal number of 32 bits, digits alone. None for any other word.
 std::optional<uint32_t> numberOf(std::string_view word);

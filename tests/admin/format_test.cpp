@@ -42,7 +42,9 @@ TEST(AdminFormat, DrawsAPicture) {
   FormatLines lines = linesOf("CDF", {"PABBBBBBBP.", "..........1", "EX", "........XO"});
   lines[12] = "<Site> & more,0,1,MSB,BIN";
   folder.write("a.cdf", fileOf("CDF", lines));
+  umask(022);
   EXPECT_EQ(runAdmin("format --svg a.svg a.cdf").status, 0);
+  EXPECT_EQ(std::filesystem::status("a.svg").permissions(), std::filesystem::perms(0644));
   const std::string svg = contentOf("a.svg");
   for (const std::string part :
        {"<svg xmlns=\"http://www.w3.org/2000/svg\" ",

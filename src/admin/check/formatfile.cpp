@@ -132,7 +132,7 @@ class FormatFileCheck {
       std::string raw(line.begin(), line.end());
       raw.erase(raw.find_last_not_of('\0') + 1);
       if (_isText) raw = {reader.line(), reader.length()};
-      _lines.push_back({line.data(), raw, _isText && reader.bytesBefore() > 0});
+      _lines.push_back({line.data(), raw, reader.bytesBefore() > 0});
     }
   }
 
@@ -297,7 +297,7 @@ class FormatFileCheck {
       return _findings.warn(placeOf(item, words[4]), "field",
                             "a digit of type MSD needs five positions, but field {:c} has {}",
                             'A' + static_cast<int>(field), width);
-    const int64_t maximum = defined.maxval;
+    const int64_t maximum = textToInt64(words[2].data());
     const fieldstate state{.ftyp = defined.ftyp, .dir = defined.dir, .nbits = width};
     const uint64_t kept = width < 64 ? (uint64_t{1} << width) - 1 : UINT64_MAX;
     if (maximum > 0 && state.toValue(state.toBits(maximum) & kept) != maximum)

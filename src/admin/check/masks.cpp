@@ -52,7 +52,7 @@ class MaskRules {
     const size_t before = _warnings;
     for (size_t mask = 0; mask < _applied; ++mask) checkParity(mask);
     if (isParityCountValid) checkNotApplied();
-    if (_isOutputValid && _warnings == before) checkUnsetParity();
+    if (_warnings == before) checkUnsetParity();
     return areWidthsMeant;
   }
 

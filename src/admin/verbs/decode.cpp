@@ -69,7 +69,7 @@ CardInput parseInput(const DecodeOptions& options) {
   const bool hasPrefix = digits.starts_with("0b") || digits.starts_with("0B");
   const std::string bits = digits.substr(hasPrefix ? 2 : 0);
   if (!bits.empty() && bits.find_first_not_of("01") == std::string::npos) return {.bits = bits};
-  const auto key = keyOf(digits);
+  const auto key = keyOfHex(digits);
   if (!key)
     throw Failure(ExitStatus::kRefused,
                   "{} is neither bits (0 and 1) nor a key (1 to 32 hexadecimal digits)",
@@ -77,8 +77,8 @@ CardInput parseInput(const DecodeOptions& options) {
   digits.erase(0, digits.find_first_of("xX") + 1);
   CardInput input{.keys = {*key}, .value = *bitsOfNumber(digits, 16)};
   // Numbers lose a zero in front.
-  if (digits.size() % 2 == 1 && keyOf("0" + digits) != key)
-    input.keys.push_back(*keyOf("0" + digits));
+  if (digits.size() % 2 == 1 && keyOfHex("0" + digits) != key)
+    input.keys.push_back(*keyOfHex("0" + digits));
   return input;
 }
 

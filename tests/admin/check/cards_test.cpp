@@ -464,11 +464,14 @@ TEST_F(CardsCheck, ChecksTheLevelsFile) {
   EXPECT_EQ(foundIn("1 1 1\n2 1 1\n1 2 2\n"), "3:1 level");
   EXPECT_EQ(foundIn("1 1 1\n0 1 1\n2 1 -1\n"), "2:1 level, 3:5 level");
   EXPECT_EQ(foundIn("1 1 O\n1 2A\n"), "1:5 number, 2:1 level, 2:3 number, 2:3 level");
+  EXPECT_EQ(foundIn("<<<<<<< a\n1 1 1\n=======\n>>>>>>> b\n"), "1:1 text");
   EXPECT_EQ(foundIn("1 1 1\r2 2 2\n"), "1:6 text, 1:11 level");
   EXPECT_EQ(foundIn("\xEF\xBB\xBF 2 1 1\n1 1 1\n"), "1:1 text");
   std::string pairs = "1";
   for (int i = 0; i < 75; ++i) pairs += " 1 1";
   EXPECT_EQ(foundIn(pairs), "1:299 level");
+  const std::vector<Finding> all = check("o 1 5\n", folder.path("levels")).sorted();
+  EXPECT_TRUE(all.front().text.starts_with("more than 74 pairs")) << all.front().text;
   for (const char* const other : {"p 4711 5 1\n", "1 f.CDF\n", "# none\n", "\xFF\xFE\n"})
     EXPECT_THROW(foundIn(other), Failure) << other;
 }

@@ -126,6 +126,7 @@ TEST_F(FormatsCheck, RuleMask) {
       {{"CDF", {{9, "9"}}, "9:1"},
        {"CDF", {{9, ""}}, "23:1"},
        {"CDF", {{9, "1"}}, "24:26"},
+       {"CDF", {{13, "F,0,255,MSB,BIN"}, {21, "PAAAAqAAABBBBBBBBBBBBBBBBP"}}, "21:6"},
        {"CDF", {{21, "PAAAAAAA.BBBBBBBBBBBBBBBBP"}}, "21:9"},
        {"CDF", {{21, "PAAApAApqBBBBBBBBBBBBBBBBP"}}, "21:5 21:9"},
        {"EFF", {{21, std::string(48, 'A') + "BB"}}, "21:49"},
@@ -190,6 +191,7 @@ TEST_F(FormatsCheck, ErrorsOfFormatFiles) {
                       {"VFF", {{6, "^"}}, "6"}});
   expectRule("-303", {{"CDF", {{1, "\xFF\xFE"}, {8, ""}}, "1"}});
   expectRule("-338", {{"CDF", {{31, "======="}}, "31"}});
+  EXPECT_EQ(checkChanged({"CDF", {{8, "b"}, {31, " "}}, ""}).errors(), 2U);
   const Findings cut = checkFile("VFF", fileOf("VFF", {"f", "1"}));
   EXPECT_EQ(placesOf(cut, "-435"), "3");
   EXPECT_EQ(cut.verdict().result, -435);
