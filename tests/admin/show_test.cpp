@@ -106,7 +106,7 @@ TEST(Show, RefusesWordsThatMeanNothing) {
        {"--card x", 2, "card number \"x\""},
        {"--card 2:7", 2, "there is no card set \"2\""},
        {"--card 7:7", 2, "format 9 of card set 7 is not there"},
-       {"--card 1:65536", 2, "card number 65536 does not fit the 16 bits of field B"},
+       {"--card 1:65536", 2, "card number 65536 does not fit field B of 16 bits"},
        {"--key 0X0g", 3, "\"0X0g\" is not a key of 1 to 32 hexadecimal digits\n"},
        {"1 --at \"2026/02/30 10:00:00\"", 3,
         "is not a time; write it as \"2026/01/31 18:00:00\""}});
