@@ -27,8 +27,14 @@ size_t characterLength(std::string_view text) {
 }  // namespace
 
 void JsonObject::begin(std::string_view key) {
-  _text.pop_back();
-  _text.append(_text.back() == '{' ? "\"" : ",\"").append(key).append("\":");
+  if (_text[_text.size() - 2] == '{')
+    _text.pop_back();
+  else
+    _text.back() = ',';
+  _text += '"';
+  _text += key;
+  _text += '"';
+  _text += ':';
 }
 
 void JsonObject::append(std::string_view value) {

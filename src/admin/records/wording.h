@@ -23,8 +23,8 @@ inline constexpr char kHiddenPin[] = "****";
 struct AccessField {
   enum class Kind { kAccessLevel, kFlag, kEscort, kTime, kNumber, kPin };
 
-  const char* name;  // "access level 1", "flag 2 (first of the line)", "start", ...
-  const char* key;   // In JSON; that of the array for access levels and flags.
+  const char* name;      // "access level 1", "flag 2 (first of the line)", "start", ...
+  std::string_view key;  // In JSON; that of the array for access levels and flags.
   Kind kind;
   uint32_t (*valueOf)(const AccessRecord& record);  // Of a PIN its bytes, as a number.
 };
