@@ -21,36 +21,12 @@ class JsonObject {
     _text = "{}";
   }
 
-  JsonObject& add(std::string_view key, std::string_view value) {
+  // A text, a number, a truth value, an object, or an array of such values.
+  template <typename Value>
+  JsonObject& add(std::string_view key, const Value& value) {
     begin(key);
     append(value);
     return end();
-  }
-  JsonObject& add(std::string_view key, const char* value) {
-    return add(key, std::string_view(value));
-  }
-  template <std::integral Number>
-  JsonObject& add(std::string_view key, Number value) {
-    begin(key);
-    append(value);
-    return end();
-  }
-  JsonObject& add(std::string_view key, const JsonObject& value) {
-    begin(key);
-    _text += value._text;
-    return end();
-  }
-  // An array of values of any of these types.
-  template <std::ranges::range Values>
-  requires(!std::convertible_to<const Values&, std::string_view>)
-      JsonObject& add(std::string_view key, const Values& values) {
-    begin(key);
-    _text += '[';
-    for (const auto& value : values) {
-      if (_text.back() != '[') _text += ',';
-      append(value);
-    }
-    return end("]}");
   }
   // An array of objects: `fill` adds to this one, as it is then, what the object of an element has.
   template <typename Elements, typename Fill>
@@ -62,7 +38,8 @@ class JsonObject {
       _text += "{}";
       fill(*this, element);
     }
-    return end("]}");
+    _text += ']';
+    return end();
   }
 
   // Without a newline.
@@ -71,13 +48,25 @@ class JsonObject {
  private:
   void begin(std::string_view key);
   void append(std::string_view value);
-  void append(bool value) { _text += value ? "true" : "false"; }
-  void append(std::integral auto value) {
+  void append(std::same_as<bool> auto value) { _text += value ? "true" : "false"; }
+  template <std::integral Number>
+  requires(!std::same_as<Number, bool>) void append(Number value) {
     const fmt::format_int digits(value);
     _text.append(digits.data(), digits.size());
   }
-  JsonObject& end(const char* brackets = "}") {
-    _text += brackets;
+  void append(const JsonObject& value) { _text += value._text; }
+  template <std::ranges::range Values>
+  requires(!std::convertible_to<const Values&, std::string_view>) void append(
+      const Values& values) {
+    _text += '[';
+    for (const auto& value : values) {
+      if (_text.back() != '[') _text += ',';
+      append(value);
+    }
+    _text += ']';
+  }
+  JsonObject& end() {
+    _text += '}';
     return *this;
   }
 

@@ -87,7 +87,8 @@ TEST(Diff, PrintsHoldersInOrderWithTheirCredentials) {
             "holder 9: removed\n"
             "holder 9: card 9 of card set 2 removed\n");
   EXPECT_EQ(run.errors,
-            "badgemint-admin: sets:2: this line is not a card set as a build writes it (2 such lines)\n");
+            "badgemint-admin: sets:2: this line is not a card set as a build writes it "
+            "(2 such lines)\n");
   EXPECT_EQ(diffOf(before, old, now, fresh, "--stat").output,
             "holders: 1 added, 1 removed, 2 changed\n"
             "credentials: 1 added, 2 removed, 0 moved, 0 deleted, 0 restored, 0 changed\n");

@@ -40,7 +40,7 @@ class Why : public testing::Test {
   }
 
   static AdminRun why(const std::string& subject) {
-    return runAdmin("why " + subject + " --door 4 --levels levels --at \"1970/01/01 00:03:20\"");
+    return runAdmin("why " + subject + " --levels levels --at \"1970/01/01 00:03:20\"");
   }
 
  private:
@@ -53,24 +53,24 @@ TEST_F(Why, GivesTheVerdictWithItsReasons) {
     int status;
     const char* output;
   } kCases[] = {
-      {"1", 0,
+      {"1 --door 4", 0,
        "granted by access level 1 while schedule 3 is active\n"
        "  by access level 2 while schedule 7 is active\n"
        "  by access level 2 while schedule 6 is active\n"},
-      {"2", 1, "denied: expired since 1970/01/01 00:03:20 UTC\n"},
-      {"3", 1, "denied: not valid before 1970/01/01 00:03:21 UTC\n"},
-      {"4", 1, "denied: no access level opens door group 4\n"},
-      {"--card 2:5", 1, "denied: card 5 of card set 2 is marked as deleted\n"},
-      {"5", 1, "denied: every credential of holder 5 is marked as deleted\n"},
-      {"--card 2:6", 1, "denied: holder 6 has no access record\n"},
-      {"7", 1,
+      {"2 --door 4", 1, "denied: expired since 1970/01/01 00:03:20 UTC\n"},
+      {"3 --door 4", 1, "denied: not valid before 1970/01/01 00:03:21 UTC\n"},
+      {"4 --door 4", 1, "denied: no access level opens door group 4\n"},
+      {"--card 2:5 --door 4", 1, "denied: card 5 of card set 2 is marked as deleted\n"},
+      {"5 --door 4", 1, "denied: every credential of holder 5 is marked as deleted\n"},
+      {"--card 2:6 --door 4", 1, "denied: holder 6 has no access record\n"},
+      {"7 --door 4", 1,
        "denied: expired since 1970/01/01 00:03:20 UTC\n"
        "  no access level opens door group 4\n"},
-      {"10", 1, "denied: holder 10 has no credential\n"},
-      {"77", 2, "denied: holder 77 is not in the databases\n"},
-      {"--card 2:77", 2, "denied: card 77 of card set 2 is not in the databases\n"},
-      {"--card 9:1", 2, "denied: there is no card set \"9\"\n"},
-      {"--key 4711F", 2,
+      {"10 --door 4", 1, "denied: holder 10 has no credential\n"},
+      {"77 --door 4", 2, "denied: holder 77 is not in the databases\n"},
+      {"--card 2:77 --door 4", 2, "denied: card 77 of card set 2 is not in the databases\n"},
+      {"--card 9:1 --door 4", 2, "denied: there is no card set \"9\"\n"},
+      {"--key 4711F --door 4", 2,
        "denied: the credential with key 4711F000000000000000000000000000 is not in the "
        "databases\n"},
       {"--key 4711F --with-pins --door 5", 0,
@@ -78,21 +78,19 @@ TEST_F(Why, GivesTheVerdictWithItsReasons) {
        "  by access level 1 while schedule 8 is active\n"},
   };
   for (const auto& [subject, status, output] : kCases) {
-    const bool hasDoor = std::string(subject).find("--door") != std::string::npos;
-    const AdminRun run =
-        hasDoor ? runAdmin(std::string("why --levels levels ") + subject) : why(subject);
+    const AdminRun run = why(subject);
     EXPECT_EQ(run.output, output) << subject;
     EXPECT_EQ(run.status, status) << subject << run.errors;
   }
   for (const char* const subject : {"--card 2:1", "--key 00000001"})
-    EXPECT_EQ(why(std::string(subject) + " --json").output,
+    EXPECT_EQ(why(std::string(subject) + " --door 4 --json").output,
               R"({"granted":true,"holder":1,"kind":"card","set":2,"card":"1",)"
               R"("key":"00000001000000000000000000000000","reasons":)"
               R"(["by access level 1 while schedule 3 is active",)"
               R"("by access level 2 while schedule 7 is active",)"
               R"("by access level 2 while schedule 6 is active"]})"
               "\n");
-  EXPECT_EQ(why("--card 2:77 --json").output,
+  EXPECT_EQ(why("--card 2:77 --door 4 --json").output,
             R"({"granted":false,"set":2,"card":"77","reasons":)"
             R"(["card 77 of card set 2 is not in the databases"]})"
             "\n");

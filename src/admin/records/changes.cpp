@@ -66,11 +66,11 @@ void joinPairs(std::vector<CredentialChange>& changes, OldIdentity oldIdentity,
   });
 }
 
-std::optional<std::pair<uint32_t, KeyRank>> holdersKeyOf(const IdentRecord& record) {
+std::optional<std::pair<uint32_t, KeyRank>> identityOfHoldersKey(const IdentRecord& record) {
   return std::pair(record.uniqid, IdentIndexEntry::rank(record.cardnumber));
 }
 
-std::optional<KeyRank> keyOf(const IdentRecord& record) {
+std::optional<KeyRank> identityOfKey(const IdentRecord& record) {
   return IdentIndexEntry::rank(record.cardnumber);
 }
 
@@ -78,9 +78,8 @@ std::optional<KeyRank> keyOf(const IdentRecord& record) {
 using Card = std::tuple<uint32_t, uint32_t, int64_t>;  // Unique ID, card set, number.
 
 // A holder's PIN, whatever its digits are.
-std::optional<std::pair<uint32_t, uint32_t>> pinOf(const IdentRecord& record) {
-  if (record.cardsetcode != kPinOnlyCode && record.cardsetcode != kPinIdentCode)
-    return std::nullopt;
+std::optional<std::pair<uint32_t, uint32_t>> identityOfPin(const IdentRecord& record) {
+  if (!isPinEntry(record)) return std::nullopt;
   return std::pair(record.uniqid, record.cardsetcode);
 }
 
@@ -267,9 +266,9 @@ Changes compare(const Databases& before, const Databases& now) {
     if (!std::ranges::equal(old, fresh)) changes.holders.push_back({old, fresh});
   });
   changes.credentials = differences(before.idents, now.idents);
-  joinPairs(changes.credentials, holdersKeyOf, holdersKeyOf);
-  joinPairs(changes.credentials, keyOf, keyOf);
-  joinPairs(changes.credentials, pinOf, pinOf);
+  joinPairs(changes.credentials, identityOfHoldersKey, identityOfHoldersKey);
+  joinPairs(changes.credentials, identityOfKey, identityOfKey);
+  joinPairs(changes.credentials, identityOfPin, identityOfPin);
   return changes;
 }
 

@@ -28,37 +28,31 @@ std::unique_ptr<SiteCards> siteWithFormats(const std::string& formatsName) {
 
 // Goes through the records of one database along with those that a build makes.
 template <typename Record>
-class ProofWalk {
- public:
-  // All outlive it.
-  ProofWalk(const std::vector<Record>& records, const std::string& name, const std::string& cards)
-      : _records(records), _name(name), _cards(cards) {}
+struct ProofWalk {
+  const std::vector<Record>& records;
+  const std::string &name, &cards;
+  size_t next = 0;
 
   void compareNext(const Record& expected, int32_t line) {
-    if (_next == _records.size())
-      throw Failure(ExitStatus::kRefused, "not proved: {} ends before line {} of {}", _name, line,
-                    _cards);
-    if (const char* const field = differingField(_records[_next], expected))
+    if (next == records.size())
+      throw Failure(ExitStatus::kRefused, "not proved: {} ends before line {} of {}", name, line,
+                    cards);
+    if (const char* const field = differingField(records[next], expected))
       throw Failure(ExitStatus::kRefused,
-                    "not proved: record {} of {} differs from line {} of {}: {}", _next, _name,
-                    line, _cards, field);
-    ++_next;
+                    "not proved: record {} of {} differs from line {} of {}: {}", next, name, line,
+                    cards, field);
+    ++next;
   }
 
   void requireEnd(size_t rest) const {
-    if (_next != _records.size() || rest != 0)
-      throw Failure(ExitStatus::kRefused, "not proved: {} goes on after the last line of {}", _name,
-                    _cards);
+    if (next != records.size() || rest != 0)
+      throw Failure(ExitStatus::kRefused, "not proved: {} goes on after the last line of {}", name,
+                    cards);
   }
-
- private:
-  const std::vector<Record>& _records;
-  const std::string &_name, &_cards;
-  size_t _next = 0;
 };
 
 std::string lineOf(const cardset* set) {
-  return set == nullptr ? "" : std::string(CardSetLine(*set).text());
+  return set == nullptr ? "" : std::string(badgemint::CardSetLine(*set).text());
 }
 
 }  // namespace
@@ -110,8 +104,8 @@ Databases prove(const SitePaths& files) {
   Databases databases;
   databases.readIdents(files.ident);
   databases.readAccesses(files.access);
-  ProofWalk idents(databases.idents, files.ident, files.cards);
-  ProofWalk accesses(databases.accesses, files.access, files.cards);
+  ProofWalk<IdentRecord> idents{databases.idents, files.ident, files.cards};
+  ProofWalk<AccessRecord> accesses{databases.accesses, files.access, files.cards};
   ExpectedRecords records(files.formats, [&](const ExpectedRecord& record) {
     idents.compareNext(record.ident, record.line);
     if (record.access != nullptr) accesses.compareNext(*record.access, record.line);

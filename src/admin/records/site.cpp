@@ -169,8 +169,8 @@ void Site::readCardSets(const std::string& path) {
     if (text.empty()) continue;
     cardset set;
     const bool isSet = isWhole && parseCardSetText(set, text.c_str()) == kSuccess &&
-                       CardSetLine(set).text() == text + '\n' && set.csid >= kFirstCardSetId &&
-                       set.csid <= kLastCardSetId;
+                       badgemint::CardSetLine(set).text() == text + '\n' &&
+                       set.csid >= kFirstCardSetId && set.csid <= kLastCardSetId;
     if (!isSet)
       _cardSetProblems.push_back(
           {reader.lineNumber(), "this line is not a card set as a build writes it"});

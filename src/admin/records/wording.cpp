@@ -172,14 +172,14 @@ std::string pinText(const AccessRecord& record, bool withPins) {
 }
 
 void addCredential(JsonObject& object, const IdentRecord& record, const Site& site, bool withPins) {
-  const bool isPin = record.cardsetcode == kPinOnlyCode || record.cardsetcode == kPinIdentCode;
+  const bool isPin = isPinEntry(record);
   object.add("kind", record.cardsetcode == kPinOnlyCode      ? "PIN alone"
                      : record.cardsetcode == kPinIdentCode   ? "PIN beside a card"
                      : record.cardsetcode == kFormatlessCode ? "card without format"
                                                              : "card");
   if (!isPin && record.cardsetcode != kFormatlessCode) object.add("set", record.cardsetcode);
   if (const auto number = cardNumberText(record, site)) object.add("card", *number);
-  if (!isPinEntry(record) || withPins) object.add("key", keyText(record.cardnumber));
+  if (!isPin || withPins) object.add("key", keyText(record.cardnumber));
   if (isPin) object.add("pin", pinOf(record, withPins));
   if (record.deleted != 0) object.add("deleted", true);
 }

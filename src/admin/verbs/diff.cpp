@@ -45,6 +45,7 @@ Side sideOf(const std::string& folder, const std::string& ident, const std::stri
   const auto inFolder = [&](const std::string& name) { return folder + '/' + name; };
   const auto isInFolder = [&](const std::string& name) { return exists(inFolder(name)); };
   const std::string formats = inFolder(given.formats);
+  requireRegularFile(formats);
   if (exists(formats) && std::ranges::all_of(formatFiles(formats), isInFolder))
     side.formatFolder = folder, side.paths.formats = formats;
   if (isInFolder(given.cardSets)) side.paths.cardSets = inFolder(given.cardSets);

@@ -35,11 +35,15 @@ Filter anyCredential(Test test) {
   return [test](const Holder& holder) { return std::ranges::any_of(holder.credentials, test); };
 }
 
+Filter expiresBefore(uint32_t time) {
+  return anyAccess([time](const auto& r) { return r.endtime != 0 && r.endtime < time; });
+}
+
 bool hasLevel(const AccessRecord& record, uint32_t level) {
   return level != 0 && std::ranges::find(record.acclevel, level) != record.acclevel.end();
 }
 
-bool hasPin(const Holder& holder) {
+bool ownsPin(const Holder& holder) {
   const auto isSet = [](const AccessRecord& record) { return pinText(record, true) != "none"; };
   return std::ranges::any_of(holder.credentials, isPinEntry) ||
          std::ranges::any_of(holder.accesses, isSet);
@@ -78,8 +82,7 @@ std::vector<Filter> filtersOf(const ListOptions& options, uint32_t now,
   const auto addIf = [&filters](bool isWanted, const Filter& filter) {
     if (isWanted) filters.push_back(filter);
   };
-  addIf(options.expired,
-        anyAccess([now](const auto& r) { return r.endtime != 0 && r.endtime < now; }));
+  addIf(options.expired, expiresBefore(now));
   addIf(options.notYetValid, anyAccess([now](const auto& r) { return now < r.starttime; }));
   const auto hasNoLevel = [](const AccessRecord& record) {
     return std::ranges::count(record.acclevel, 0) == AccessRecord::kAccessLevels;
@@ -89,8 +92,8 @@ std::vector<Filter> filtersOf(const ListOptions& options, uint32_t now,
   });
   addIf(options.noCredential, [](const Holder& holder) { return holder.credentials.empty(); });
   addIf(options.deleted, anyCredential([](const auto& r) { return r.deleted != 0; }));
-  addIf(options.pin, hasPin);
-  addIf(options.noPin, std::not_fn(hasPin));
+  addIf(options.pin, ownsPin);
+  addIf(options.noPin, std::not_fn(ownsPin));
   if (!options.level.empty()) {
     const uint32_t level = parseNumber("--level", options.level, UINT16_MAX);
     filters.push_back(anyAccess([level](const auto& r) { return hasLevel(r, level); }));
@@ -103,11 +106,8 @@ std::vector<Filter> filtersOf(const ListOptions& options, uint32_t now,
     const uint32_t escort = parseHolder(options.escort);
     filters.push_back(anyAccess([escort](const auto& r) { return r.escortid == escort; }));
   }
-  if (!options.expiresBefore.empty()) {
-    const uint32_t end = parseTimeOrNow("--expires-before", options.expiresBefore);
-    filters.push_back(
-        anyAccess([end](const auto& r) { return r.endtime != 0 && r.endtime < end; }));
-  }
+  if (!options.expiresBefore.empty())
+    filters.push_back(expiresBefore(parseTimeOrNow("--expires-before", options.expiresBefore)));
   if (!options.changedSince.empty())
     filters.push_back(changedSince(options.site, options.changedSince, databases));
   return filters;
@@ -164,10 +164,9 @@ class ListPrinter {
   // An element of a list: "1:15890" for a card of a card set, "1A2B3C4D" for a card without format,
   // "PIN".
   void addCredential(const IdentRecord& record) {
-    const uint32_t code = record.cardsetcode;
-    const bool isPin = code == kPinOnlyCode || code == kPinIdentCode;
-    if (!isPin && code != kFormatlessCode) addNumber(code), _line += ':';
-    if (isPin)
+    if (!isPinEntry(record) && record.cardsetcode != kFormatlessCode)
+      addNumber(record.cardsetcode), _line += ':';
+    if (isPinEntry(record))
       _line.append("PIN");
     else if (const auto number = cardNumberText(record, _site))
       _line.append(*number);
