@@ -18,7 +18,6 @@
 #include "admin/records/wording.h"
 #include "admin/signals.h"
 #include "admin/verbs/verb.h"
-#include "support/packeddecimal.h"
 #include "support/textutil.h"
 #include "tools/build.h"
 
@@ -67,27 +66,15 @@ constexpr std::array kLossTexts = {"gone", "without a key they had",
                                    "without a PIN they had"};
 using LossSet = std::bitset<kLossTexts.size()>;
 
-// A PIN of one zero is none; a blank one has no digits.
-bool hasPin(const AccessRecord& access) {
-  const DigitText<AccessRecord::kPinDigits> digits(access.pincode);
-  const std::string_view text = digits.c_str();
-  return !text.empty() && text != "0";
-}
-
-struct HolderRecords {
-  std::span<const IdentRecord> idents;
-  std::span<const AccessRecord> accesses;
-};
-
-LossSet lossesOf(const HolderRecords& old, const HolderRecords& fresh, uint32_t now) {
+LossSet lossesOf(const Holder& old, const Holder& fresh, uint32_t now) {
   using std::ranges::any_of, std::ranges::count;
   LossSet losses;
-  if (fresh.idents.empty() && fresh.accesses.empty()) return losses.set(kGone);
-  for (const IdentRecord& ident : old.idents) {
+  if (!fresh.exists()) return losses.set(kGone);
+  for (const IdentRecord& ident : old.credentials) {
     const auto isSame = [&ident](const IdentRecord& other) {
       return other.deleted == 0 && other.cardnumber == ident.cardnumber;
     };
-    if (ident.deleted == 0 && !any_of(fresh.idents, isSame))
+    if (ident.deleted == 0 && !any_of(fresh.credentials, isSame))
       losses.set(isPinEntry(ident) ? kLostPin : kLostKey);
   }
   const auto isValid = [now](const AccessRecord& access) {
@@ -99,7 +86,8 @@ LossSet lossesOf(const HolderRecords& old, const HolderRecords& fresh, uint32_t 
       const auto hasLevel = [level](const auto& other) { return count(other.acclevel, level) > 0; };
       if (level != 0 && !any_of(fresh.accesses, hasLevel)) losses.set(kLostLevel);
     }
-    if (hasPin(access) && count(fresh.accesses, access.pincode, &AccessRecord::pincode) == 0)
+    if (pinText(access, true) != "none" &&
+        count(fresh.accesses, access.pincode, &AccessRecord::pincode) == 0)
       losses.set(kLostPin);
   }
   return losses;
@@ -124,11 +112,8 @@ struct LossCounts {
 LossCounts countLosses(const Databases& old, const Databases& fresh) {
   const auto now = static_cast<uint32_t>(std::time(nullptr));
   LossCounts result;
-  forEachUniqid(old.idents, old.accesses, [&](uint32_t uniqid, auto idents, auto accesses) {
-    const LossSet losses = lossesOf({idents, accesses},
-                                    {equalElements(fresh.idents, uniqid, &IdentRecord::uniqid),
-                                     equalElements(fresh.accesses, uniqid, &AccessRecord::uniqid)},
-                                    now);
+  old.forEachHolder([&](const Holder& holder) {
+    const LossSet losses = lossesOf(holder, fresh.holder(holder.uniqid), now);
     ++result.holders;
     if (losses.any()) ++result.losers;
     for (size_t i = 0; i < losses.size(); ++i) result.counts[i] += losses[i] ? 1 : 0;
