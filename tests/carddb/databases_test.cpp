@@ -73,17 +73,6 @@ TEST(Databases, ReportWhichCallFailed) {
   for (const auto& [state, run, expected] : accesses) EXPECT_EQ(failures(state, run), expected);
 }
 
-TEST(Databases, CreatesAccessFilesForTheOwnerAlone) {
-  const WorkFolder here;
-  umask(0);
-  IdentFile ident;
-  AccessFile access;
-  EXPECT_EQ(ident.setFileName("ident") + access.setFileName("access"), 0);
-  EXPECT_EQ(ident.openFile(O_RDWR | O_CREAT) + access.openFile(O_RDWR | O_CREAT), 0);
-  EXPECT_EQ(std::filesystem::status("ident").permissions(), std::filesystem::perms(0666));
-  EXPECT_EQ(std::filesystem::status("access").permissions(), std::filesystem::perms(0600));
-}
-
 // Two blocks and a part of a record; a read that is cut short is read on.
 TEST(Databases, ReadsAheadWhatIsThere) {
   std::mt19937 random(1);
