@@ -89,7 +89,7 @@ void readOneState(std::span<const std::string> paths, const std::function<void()
     const std::string note = noteOfReplacement(paths);
     if (note.empty() && readUnchanged(paths, read)) return;
     if (pauses == kMostPauses)
-      throw Failure(ExitStatus::kNotDone,
+      throw Failure(ExitStatus::kNotDone, "{}",
                     note.empty() ? paths.front() + " is being written again and again" : note);
     std::this_thread::sleep_for(kPause);
   }
@@ -101,7 +101,7 @@ void openLevels(const std::string& path, AccessLevelSet& levels) {
   try {
     checkLevelsFile(path, ignored);
   } catch (const Failure& failure) {
-    throw Failure(ExitStatus::kNotDone, failure.what());
+    throw Failure(ExitStatus::kNotDone, "{}", failure.what());
   }
   readLevels(path, levels);
 }
