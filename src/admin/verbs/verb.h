@@ -1,7 +1,7 @@
 // The verbs of badgemint-admin, and how a verb declares what stands after its name on the command
-// line. Each verb has a file of its own here, with its options, its help and its work. Options hides
-// the library that reads arguments, so that every verb has its options in the same form, and none
-// accepts an empty value.
+// line. Each verb has a file of its own here, with its options, its help and its work. Options
+// hides the library that reads arguments, so that every verb has its options in the same form, and
+// none accepts an empty value.
 #ifndef BADGEMINT_ADMIN_VERBS_VERB_H
 #define BADGEMINT_ADMIN_VERBS_VERB_H
 
