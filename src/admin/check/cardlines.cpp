@@ -482,17 +482,19 @@ class HolderLine : FieldsCheck {
       if (time != "0") warn(field + 1, "date", "is ignored: its date is 0");
       return {};
     }
+    const bool usual = isUsual(date, time);
+    DateTimeText joined{};
+    if (!usual) joined = joinDateTime(end, date, time);
     uint32_t seconds = 0;
     const char* rest = "";
-    const bool isParsed = isUsual(date, time) ? parsePeriodEnd(end, date, time, seconds) == kSuccess
-                                              : parseDateTime(joinDateTime(end, date, time).data(),
-                                                              seconds, &rest) == kSuccess;
+    const bool isParsed = usual ? parsePeriodEnd(end, date, time, seconds) == kSuccess
+                                : parseDateTime(joined.data(), seconds, &rest) == kSuccess;
     if (!isParsed) {
       reportUnreadable(end, field);
       return {};
     }
     _check.otherDates.isMixed = true;
-    if (*rest == '\0' && (isUsual(date, time) || hasDay(date, seconds))) return seconds;
+    if (*rest == '\0' && (usual || hasDay(date, seconds))) return seconds;
     if (*rest != '\0')
       warn(field + 1, "date", "is read only up to its seconds");
     else
