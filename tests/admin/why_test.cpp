@@ -1,35 +1,24 @@
 // The verb `why`: one verdict with its reasons.
-#include <gtest/gtest.h>
-
 #include "admin/adminrun.h"
 #include "support/testsite.h"
 
 namespace badgemint::admin {
 namespace {
 
-constexpr char kLevels[] = "1 4 3 5 8\n2 4 7 4 6\n3 5 3\n";
-
-// Cards 1 to 9 of card set 2 have holders 1 to 9; levels 1 and 2 open door group 4.
+// Holders have cards of card set 2 with their numbers; levels 1 and 2 open door group 4.
 class Why : public testing::Test {
  protected:
   Why() {
     _site.folder.write("cardsets.txt", "f 2 2\n");
-    _site.folder.write("levels", kLevels);
-    writeRecords<IdentRecord>("ident.db", {card(1),
-                                           card(2),
-                                           card(3),
-                                           card(4),
-                                           card(5, 1),
-                                           card(6),
-                                           card(7),
-                                           card(8),
-                                           {{0x47, 0x11, 0xF0}, 1, kPinIdentCode}});
+    _site.folder.write("levels", "1 4 3 5 8\n2 4 7 4 6\n3 5 3\n");
+    const IdentRecord pin = {{0x47, 0x11, 0xF0}, 1, kPinIdentCode};
+    writeRecords<IdentRecord>(
+        "ident.db", {card(1), card(2), card(3), card(4), card(5, 1), card(6), card(8), pin});
     writeRecords<AccessRecord>("access.db", {{.uniqid = 1, .acclevel = {3, 1, 2, 1}},
                                              {.uniqid = 2, .acclevel = {1}, .endtime = 199},
                                              {.uniqid = 3, .acclevel = {1}, .starttime = 201},
                                              {.uniqid = 4, .acclevel = {3, 99}},
                                              {.uniqid = 5, .acclevel = {1}},
-                                             {.uniqid = 7, .acclevel = {3}, .endtime = 199},
                                              {.uniqid = 8, .acclevel = {1}},
                                              {.uniqid = 8, .acclevel = {3}},
                                              {.uniqid = 10, .acclevel = {1}, .starttime = 200}});
@@ -63,16 +52,10 @@ TEST_F(Why, GivesTheVerdictWithItsReasons) {
       {"--card 2:5 --door 4", 1, "denied: card 5 of card set 2 is marked as deleted\n"},
       {"5 --door 4", 1, "denied: every credential of holder 5 is marked as deleted\n"},
       {"--card 2:6 --door 4", 1, "denied: holder 6 has no access record\n"},
-      {"7 --door 4", 1,
-       "denied: expired since 1970/01/01 00:03:20 UTC\n"
-       "  no access level opens door group 4\n"},
       {"10 --door 4", 1, "denied: holder 10 has no credential\n"},
       {"77 --door 4", 2, "denied: holder 77 is not in the databases\n"},
       {"--card 2:77 --door 4", 2, "denied: card 77 of card set 2 is not in the databases\n"},
       {"--card 9:1 --door 4", 2, "denied: there is no card set \"9\"\n"},
-      {"--key 4711F --door 4", 2,
-       "denied: the credential with key 4711F000000000000000000000000000 is not in the "
-       "databases\n"},
       {"--key 4711F --with-pins --door 5", 0,
        "granted by access level 3 while schedule 3 is active\n"
        "  by access level 1 while schedule 8 is active\n"},
@@ -82,18 +65,6 @@ TEST_F(Why, GivesTheVerdictWithItsReasons) {
     EXPECT_EQ(run.output, output) << subject;
     EXPECT_EQ(run.status, status) << subject << run.errors;
   }
-  for (const char* const subject : {"--card 2:1", "--key 00000001"})
-    EXPECT_EQ(why(std::string(subject) + " --door 4 --json").output,
-              R"({"granted":true,"holder":1,"kind":"card","set":2,"card":"1",)"
-              R"("key":"00000001000000000000000000000000","reasons":)"
-              R"(["by access level 1 while schedule 3 is active",)"
-              R"("by access level 2 while schedule 7 is active",)"
-              R"("by access level 2 while schedule 6 is active"]})"
-              "\n");
-  EXPECT_EQ(why("--card 2:77 --door 4 --json").output,
-            R"({"granted":false,"set":2,"card":"77","reasons":)"
-            R"(["card 77 of card set 2 is not in the databases"]})"
-            "\n");
 }
 
 TEST_F(Why, ReportsWhatItCannotTell) {
@@ -102,10 +73,7 @@ TEST_F(Why, ReportsWhatItCannotTell) {
                  {{"8 --door 4", 3, "several access records, and they disagree"},
                   {"1", 3, "write the door group with --door"},
                   {"--door 4", 3, "write one unique ID, one --card or one --key"},
-                  {"1 --key 0 --door 4", 3, "write one unique ID"},
                   {"1 --door x", 3, "--door \"x\" is not a door group"},
-                  {"x --door 4", 3, "\"x\" is not a unique ID"},
-                  {"1 --door 4 --ident none", 3, "none: No such file"},
                   {"1 --door 4 --ident access.db", 3, "access.db ends within a record"}});
 }
 
