@@ -1,15 +1,10 @@
 // What is found in a cards file: how a build of it ends, judged by the build, and what a build
 // accepts silently. The manual's example, which is run too, shows each rule once with its text and
 // place; what is here goes beyond it.
-#include <gtest/gtest.h>
-
-#include <random>
-#include <sstream>
-
 #include "admin/adminrun.h"
 #include "admin/check/sitecheck.h"
+#include "formats/formatfile.h"
 #include "inputcards/inputcards.h"
-#include "support/testfiles.h"
 
 namespace badgemint::admin {
 namespace {
@@ -52,11 +47,6 @@ class CardsCheck : public testing::Test {
   // Those of these lines after kBefore.
   std::string found(const std::string& lines) const {
     return placesIn("c", check(kBefore + lines + "\n"));
-  }
-
-  std::string textOf(const std::string& lines) const {
-    const std::vector<Finding> all = check(kBefore + lines + "\n").sorted();
-    return all.empty() ? "" : all.back().text;
   }
 
   TestFolder folder;
@@ -105,40 +95,19 @@ TEST_F(CardsCheck, EndsAsABuild) {
   EXPECT_GE(results.size(), 10U);
 }
 
-// Sites that are right in every line, in all notations that a build reads right.
-std::string rightLine(std::mt19937& random, int number) {
-  const auto oneOf = [&random](std::initializer_list<const char*> texts) {
-    return std::string(texts.begin()[random() % texts.size()]);
-  };
-  const std::string id = std::to_string(1000 + number), uniqid = oneOf({"", "0", "00", "+"}) + id;
-  std::string holder = std::string(" ").append(uniqid);
-  for (int i = 0; i < 8; ++i) holder += oneOf({" ", "  ", "\t"}) + oneOf({"0", "1", "065535"});
-  for (int i = 0; i < 3; ++i) holder += oneOf({" 0", " 1", " 01"});
-  holder += oneOf({" 0 ", " 9 "}) +
-            oneOf({"0 0", "2024/01/02 0", "2024/1/2 7:3:0", "02024/01/31 0"}) +
-            oneOf({" 0 0", " 2030/12/31 0", " 2037/2/28 23:59:59"}) + oneOf({" 0 255", " 7 0"});
-  const std::string end = oneOf({"", " ", " # 2024", "\t#", "\r"});
-  switch (random() % 5) {
-    case 0:
-      return oneOf({"c1 ", "c 01 "}) + id + oneOf({" 0", " 4711", " 12345678"}) + holder + " 1" +
-             end;
-    case 1:
-      return "n 0 ABcd" + id + oneOf({" 0", " 4711"}) + holder + " 0" + end;
-    case 2:
-      return "p 77" + id + holder + end;
-    case 3:
-      return "d 1 " + std::to_string(30000 + number) + " 1 " + id + oneOf({" 0", " 7", " +7#"}) +
-             oneOf({"", " ", " # x"});
-    default:
-      return "n 0 1A" + id + " 0" + holder + " 0\no 88" + id + " " + uniqid + end;
-  }
-}
-
-TEST_F(CardsCheck, FindsNothingInRightSites) {
-  std::mt19937 random(3);
-  std::string lines = "f 2\t2 A 4711 # stripe\n\n  \n#\n";
-  for (int i = 0; i < 3000; ++i) lines += rightLine(random, i) + '\n';
-  EXPECT_EQ(found(lines), "");
+// All notations that a build reads right.
+TEST_F(CardsCheck, FindsNothingInRightLines) {
+  const std::string zeros = " 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0";
+  for (const std::string& right :
+       {card("c 1 5 4711 8 11", "c1 5 0 +8  065535"),
+        card("c 1 5 4711 8 11", "c 01 05 4711 008\t0"),
+        card("2024/01/02 07:30:00", "2024/1/2 7:3:0"), card("2024/01/02 07:30:00", "02024/01/31 0"),
+        card("2024/01/02 07:30:00 2030/12/30 18:00:00", "0 0 2037/2/28 23:59:59"),
+        card(" 20 21 0", " 255 0 1 # 2024"), card(" 21 0", " 21 0\t#"), card(" 21 0", " 21 0\r"),
+        "n 0 1A10 0 8" + zeros + " 0 0 0 0\no 88 08 #", "p 77 8" + zeros + " 0 0 0\r",
+        std::string("f 2\t2 A 4711 # stripe\n\n  \n#"), std::string("d 1 8 1 20 +7#"),
+        std::string("d 1 8 1 20 0 \t# x"), std::string("o 5 9\r\nd 1 8 1 20 7 # x")})
+    EXPECT_EQ(found(right), "") << right;
 }
 
 TEST_F(CardsCheck, FindsEveryBrokenWordOnItsLine) {
@@ -159,11 +128,12 @@ TEST_F(CardsCheck, FindsEveryBrokenWordOnItsLine) {
 
 TEST_F(CardsCheck, Date) {
   EXPECT_EQ(found(card("2024/01/02", "2024/01//2")), "3:47 date");
-  EXPECT_EQ(found(card("2024/01/02", "1969/01/02")), "3:47 date");
   EXPECT_EQ(found(card("2024/01/02", "2024/01/02-07:30:00")), "3:47 date");
-  EXPECT_EQ(found(card("07:30:00", "07:30.00")), "3:58 date");
-  EXPECT_EQ(found(card("07:30:00", "24:00:00")), "3:58 date");
   EXPECT_EQ(found(card("2024/01/02 07:30:00", "0 07:30:00")), "3:49 date");
+  const std::string dates = "2024/01/02 07:30:00 2030/12/30 18:00:00";
+  EXPECT_EQ(found(card(dates, "02.01.2024 0 30.12.2030 0")), "3:47 date");
+  EXPECT_EQ(found(card(dates, "31/01/2024 0 2030/12/30 0")), "3:47 date");
+  EXPECT_EQ(found(card(dates, "2024-01-31 0 30.12.2030 0")), "3:47 date, 3:60 date");
 }
 
 TEST_F(CardsCheck, Day) {
@@ -179,7 +149,6 @@ TEST_F(CardsCheck, Period) {
 
 TEST_F(CardsCheck, Number) {
   EXPECT_EQ(found(card(" 8 ", " 8x ")), "3:12 number");
-  EXPECT_EQ(found(card(" 21 0", " 21 0x")), "3:93 number");
   EXPECT_EQ(found(card(" 21 0", " 21 0# x")), "");
   EXPECT_EQ(found("d 1 5 2 10 1x"), "3:12 number");
   EXPECT_EQ(found("f 2x 2x A=1"), "3:3 number, 3:6 number");
@@ -187,16 +156,11 @@ TEST_F(CardsCheck, Number) {
 
 TEST_F(CardsCheck, Range) {
   EXPECT_EQ(found(card(" 1 ", " 4294967297 ")), "3:3 range");
-  EXPECT_EQ(found(card(" 8 ", " 4294967304 ")), "3:12 range");
   EXPECT_EQ(found(card(" 9 ", " 4294967305 ")), "3:45 range");
   EXPECT_EQ(found(card(" 20 ", " 256 ")), "3:87 range");
-  EXPECT_EQ(found(card(" 21 ", " -1 ")), "3:90 range");
-  EXPECT_EQ(found("d 4294967297 8 1 20 1"), "3:3 range");
   EXPECT_EQ(found("d 1 4294967304 1 20 1"), "3:5 range");
   EXPECT_EQ(found("d 1 8 4294967297 20 1"), "3:7 range");
   EXPECT_EQ(found("d 1 8 2 4294967295 1"), "3:9 range");
-  EXPECT_EQ(found("d 1 8 1 4294967316 1"), "3:9 range");
-  EXPECT_EQ(found("d 1 8 1 20 65536"), "3:12 range");
 }
 
 TEST_F(CardsCheck, Flag) {
@@ -206,18 +170,14 @@ TEST_F(CardsCheck, Flag) {
 TEST_F(CardsCheck, Fields) {
   EXPECT_EQ(found("p"), "3 fields");
   EXPECT_EQ(found(kCard + " 0"), "3:95 fields");
-  EXPECT_EQ(found("p 12 10 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0"), "3:45 fields");
   EXPECT_EQ(found("d 1 8 1 20 1 0"), "3:14 fields");
-  EXPECT_EQ(found("d1 1 8 1 20 1"), "3:2 text");
   EXPECT_EQ(found(card(" 12 ", " 12 12 ")), "3 fields");
 }
 
 TEST_F(CardsCheck, Block) {
   EXPECT_EQ(found("d 1 1000 1001 2000 1"), "3:10 block");
   EXPECT_EQ(found("d 1 1001 1000 2000 1"), "");
-  EXPECT_EQ(found("d 1 8 900 2000 1"), "3 -1011");  // Card 90 again.
   EXPECT_EQ(found("d 1 8 1 20 # x"), "3 block");
-  EXPECT_EQ(found("d 1 8 1 20 0"), "");
 }
 
 TEST_F(CardsCheck, Text) {
@@ -225,17 +185,13 @@ TEST_F(CardsCheck, Text) {
   EXPECT_EQ(found("d 1 8 1 # 20"), "3:9 text");
   EXPECT_EQ(found("#\r" + kCard), "3:2 text");
   EXPECT_EQ(found("o 2468 9\xA0"), "3:9 text");
-  EXPECT_EQ(found("o 5\xA0 9"), "3:3 -1004, 3:4 text");
-  EXPECT_EQ(found("o 2468 9 # \xA0"), "");
   EXPECT_EQ(found(std::string("# x\0y", 6)), "3:4 text");
-  EXPECT_EQ(found("d 1 8 1 20 1 \t# x"), "");
   EXPECT_EQ(found(std::string("#") + std::string(299, '-') + "o 3 9"), "3:301 text");
 }
 
 TEST_F(CardsCheck, Zero) {
   EXPECT_EQ(found(card(" 5 ", " 00 ")), "3:5 zero");
   EXPECT_EQ(found(card(" 8 ", " 0 ")), "3:12 zero");
-  EXPECT_EQ(found("d 1 0 1 10 1"), "3:5 zero");
   EXPECT_EQ(found("d 1 8 1 0 1"), "3:9 zero");
 }
 
@@ -243,13 +199,11 @@ TEST_F(CardsCheck, Pair) {
   EXPECT_EQ(found("o 5 7"), "3 pair");
   EXPECT_EQ(found("o 5 9\nd 1 1 1 9 1"), "4 pair");
   EXPECT_EQ(found("o 5 20\nd 1 1 1 20 1\no 6 20"), "5 pair");
-  EXPECT_EQ(found("d 1 1 1 9 1"), "3 -1001");
 }
 
 TEST_F(CardsCheck, Escort) {
   EXPECT_EQ(found(card(" 9 ", " 10 ")), "3:45 escort");
   EXPECT_EQ(found(card(" 9 ", " 10 ") + "\nd 1 1 1 10 1"), "");
-  EXPECT_EQ(found(card(" 9 ", " 10 ") + "\n p 12 10"), "4:1 -503");  // Its line says who he is.
   const auto escorted = [](const std::string& holder, const std::string& by) {
     return "n 0 A" + holder + " 0 " + holder + " 0 0 0 0 0 0 0 0 0 0 0 " + by + " 0 0 0 0 0 0 0\n";
   };
@@ -260,11 +214,10 @@ TEST_F(CardsCheck, Escort) {
 
 TEST_F(CardsCheck, SiteValue) {
   EXPECT_EQ(found("f 2 1"), "3 site-value");
-  EXPECT_EQ(found("f 2 1 A"), "3:7 site-value");
   EXPECT_EQ(found("f 2 1 A=1 A=2"), "3:11 site-value");
   EXPECT_EQ(found("f 2 1 A=-1 B=1 C=2"), "3:9 site-value, 3:12 site-value, 3:16 site-value");
-  EXPECT_EQ(found("f 2 1 A=4294967297"), "3:9 site-value");
   EXPECT_EQ(found("f 2 1 A=2x"), "3:9 site-value");
+  EXPECT_EQ(check("f 2 1 A=47110815\n").sorted().at(0).text.find("4711"), std::string::npos);
 }
 
 TEST_F(CardsCheck, CardSet) {
@@ -279,31 +232,13 @@ TEST_F(CardsCheck, NoVerbShowsAPin) {
   std::filesystem::current_path(folder.path("site"));
   EXPECT_EQ(admin::runAdmin("build").status, 0);
   folder.write("site/listed", "1 wrong.cdf\n");
-  const std::string mistakes =
-      "c,1,15890,9364,1001\n"
-      "c 1 15890,9364 1001\n"
-      "c 1 15890a9364 1001\n"
-      "c 1\24015890\2409364\2401001\n"
-      "c1,15890,9364,1001\n"
-      "c 1 15890 9364x 1001\n"
-      "c 1 15890 936493649 1001\n"
-      "c 9364 1001 1\n"
-      "f 9364 1001\n"
-      "f 1 15890 9364 1001\n"
-      "f 2 2 9364=1\n"
-      "f 2 2 A=1,9364\n"
-      "d 93641358 1001 3 0 0\n"
-      "d 1 15890 1,9364 1001\n"
-      "n 0 1A;9364 1001\n"
-      "p 9364;1001 1\n"
-      "p93649364936493649 1001\n"
-      "o 9364:1001\n"
-      "o 9364 1001 9364\n"
-      "9364 1001\n"
-      "p 1 10 1 93649364 0 0\n"
-      "c 1 5 1 1001 0 0 0 0 0 0 0 0 9364 0 0 0 0 0 0 0 0 0 0\n";
-  std::istringstream lines(mistakes);
-  for (std::string line; std::getline(lines, line);) {
+  for (const std::string line :
+       {"c,1,15890,9364,1001", "c 1 15890a9364 1001", "c 1\24015890\2409364\2401001",
+        "c 1 15890 9364x 1001", "c 1 15890 936493649 1001", "c 9364 1001 1", "f 1 15890 9364 1001",
+        "f 2 2 9364=1", "f 2 2 A=1,9364", "d 93641358 1001 3 0 0", "d 1 15890 1,9364 1001",
+        "n 0 1A;9364 1001", "p 9364;1001 1", "p93649364936493649 1001", "o 9364:1001",
+        "o 9364 1001 9364", "9364 1001", "p 1 10 1 93649364 0 0",
+        "c 1 5 1 1001 0 0 0 0 0 0 0 0 9364 0 0 0 0 0 0 0 0 0 0"}) {
     folder.write("site/wrong.cdf", kBefore + line + "\n");
     for (const char* const verb :
          {"check --all --json", "build --dry-run --changes", "verify --all --json", "dump",
@@ -320,46 +255,16 @@ TEST_F(CardsCheck, NoVerbShowsAPin) {
   }
 }
 
-// One finding for a file that is no cards file at all, with the result of a build.
+// One finding for a file that is no cards file at all.
 TEST_F(CardsCheck, OtherFiles) {
-  const auto only = [this](const std::string& cards) {
-    const Findings findings = check(cards);
-    TestLog log(25);
-    EXPECT_EQ(findings.verdict().result, build(folder.path("c"), log).first) << cards;
-    return placesIn("c", findings);
-  };
+  const auto only = [this](const std::string& cards) { return placesIn("c", check(cards)); };
   EXPECT_EQ(only("# holders\nc,1,15890,4711,1001\nc,1,15891,4712,1002\n"), "2 -1006");
-  EXPECT_EQ(only("f 1 1 A=21\nd;1;15890;5;1001\n"), "2 -507");
   EXPECT_EQ(only(std::string("\377\376f\0 \0\n", 7)), "1 -503");
-  EXPECT_EQ(only(std::string("f\0 \0001\0\n\0c\0", 10)), "1 -508");
   EXPECT_EQ(only(std::string("\0c\0 \0\n", 6)), "1 text");
-  EXPECT_EQ(only("c,1,1,1 # x\no 5 6\n"), "1:2 -1006, 2 -500");
+}
+
+TEST_F(CardsCheck, Empty) {
   EXPECT_EQ(check("# nobody\nf 1 1 A=21\n").sorted().at(0).rule, "empty");
-}
-
-TEST_F(CardsCheck, OtherNotationsOfDates) {
-  const auto two = [this](const std::string& start, const std::string& end) {
-    return found(card("2024/01/02 07:30:00 2030/12/30 18:00:00", start + " 0 " + end + " 0"));
-  };
-  EXPECT_EQ(two("02.01.2024", "30.12.2030"), "3:47 date");
-  EXPECT_EQ(two("31/01/2024", "30/12/2030"), "3:47 date");
-  EXPECT_EQ(two("31/01/2024", "2030/12/30"), "3:47 date");
-  EXPECT_EQ(two("2024-01-31", "30.12.2030"), "3:47 date, 3:60 date");
-}
-
-TEST_F(CardsCheck, Json) {
-  const std::string cards = folder.write("c", kBefore + card("2030/12/30", "2030/11/31") + "\nx\n");
-  const std::string output = admin::runAdmin("check --json --cards " + cards).output;
-  EXPECT_TRUE(
-      output.starts_with("{\"file\":\"" + cards +
-                         "\",\"line\":3,\"column\":67,\"severity\":\"warning\",\"rule\":\"day\","
-                         "\"text\":\"end date \\\"2030/11/31\\\" is not a day of its month"))
-      << output;
-  EXPECT_TRUE(
-      output.ends_with("{\"summary\":{\"errors\":1,\"warnings\":1,\"result\":-503,"
-                       "\"file\":\"" +
-                       cards + "\",\"line\":4}}\n"))
-      << output;
 }
 
 // What follows the text of the last finding.
@@ -372,7 +277,9 @@ TEST_F(CardsCheck, JsonSaysWhatAFindingIsAbout) {
     return all.substr(start, end - start);
   };
   EXPECT_EQ(about("f 1 2"), R"("set":1)");
-  EXPECT_EQ(about("c 1 x"), R"("set":1)");
+  EXPECT_NE(admin::runAdmin("check --json --cards " + folder.path("c"))
+                .output.find(R"("severity":"warning","rule":"card-set","text":)"),
+            std::string::npos);
   EXPECT_EQ(about("d 1 65535 2 20 1"), R"("holder":21,"set":1,"card":"65536")");
   EXPECT_EQ(about("d 1 89 2 20 1"),
             R"("holder":21,"set":1,"card":"90","key":"022A00B5000000000000000000000000")");
@@ -382,55 +289,20 @@ TEST_F(CardsCheck, JsonSaysWhatAFindingIsAbout) {
 }
 
 TEST_F(CardsCheck, Errors) {
-  EXPECT_EQ(found("f"), "3 -508");
-  EXPECT_EQ(found("f 2 0"), "3:5 -1006");
   EXPECT_EQ(found("f 2 2 x=1"), "3:7 -1006");
-  EXPECT_EQ(found("ff 2 2"), "3:1 -1006");
   EXPECT_EQ(found("f 9 9\nd 9 1 1 20 1\nd 9 2 1 21 1"), "4:5 -1007");
   EXPECT_EQ(found("d1 8 1 20 1"), "3 -1006, 3:2 text");
-  EXPECT_EQ(found("d 1 65535 2 20 1"), "3:5 -506");
-  EXPECT_EQ(found("c # 1 0 5"), "3:3 -1006");
   EXPECT_EQ(found("x\nc 1 15 # 5"), "3:1 -503, 4:8 -1004");
-  EXPECT_EQ(found(card(" 1 ", " 254 ")), "3:3 -1006");
-  EXPECT_EQ(found(card(" 5 ", " 99999999999999999999 ")), "3:5 -506");
-  EXPECT_EQ(found("n 0 " + std::string(33, 'A') + " 0" + kCard.substr(10)), "3:5 -1003");
-  EXPECT_EQ(found("d 1 90 1 9 1"), "3 -1011");  // The unique ID goes with the key.
-  EXPECT_EQ(found("o 5 9\r"), "");
-}
-
-TEST_F(CardsCheck, Texts) {
-  EXPECT_EQ(
-      textOf(card("2030/12/30", "2038/01/01")),
-      "end date \"2038/01/01\" is not year/month/day from 1970 to 2037: it never expires (card 5 "
-      "of holder 8)");
-  EXPECT_EQ(textOf("d 2 1 1 20 1\nd 2 2 1 21 1\nd 2 3 1 22 1"),
-            "card set 2 has no 'f' line before this line (card 1 of holder 20); further lines with "
-            "this card set: 2");
-
-  const std::string slipped =
-      " 8 11 12 13 14 15 16 17 18 0 1 2024 2024/01/02 0 2030/12/30 0 20 21 0";
-  const std::string expected = "22 words instead of 23, one before the dates is missing: escort ";
-  EXPECT_EQ(textOf("c 1 5 4711" + slipped),
-            expected + "2024 (no such holder), no start date (card 5 of holder 8)");
-  EXPECT_EQ(textOf("c 1 5 4711" + slipped + "\nd 1 300 1 2024 1"),
-            expected + "2024, no start date (card 5 of holder 8)");
-  EXPECT_EQ(textOf("d 1 5"), "the number of cards is missing (cards from 5)");
-  EXPECT_EQ(textOf("f 5 1 A=47110815"),
-            "value of 8 digits of field A is not 0 to 255, as its format requires: the cards carry "
-            "another value");
 }
 
 TEST_F(CardsCheck, BoundsOfAFormat) {
-  const std::string format = contentOf("site26.cdf");
-  const size_t at = format.find("Facility code,0,255"), end = format.find('\n', at) + 1;
-  const std::string number = "Card number,10,500,MSB,BIN\n",
-                    rest = format.substr(format.find('\n', end) + 1);
-  folder.write("a.cdf", format.substr(0, at) + "Facility code,20,255,MSB,BIN\n" + number + rest);
-  folder.write("b.cdf", format.substr(0, at) + "\n" + number + rest);
-  folder.write("formats.txt", "1 = a.cdf\n2 = b.cdf\n");
+  FormatLines format = linesOf("CDF", {"AAAAAAAABBBBBBBBBBBBBBBB", "", "", ""});
+  format[12] = "Facility code,20,255,MSB,BIN";
+  format[13] = "Card number,10,500,MSB,BIN";
+  folder.write("a.cdf", fileOf("CDF", format));
+  folder.write("formats.txt", "1 = a.cdf\n");
   std::filesystem::current_path(folder.path(""));
-  EXPECT_EQ(found("f 4 1 A=19\nf 5 1 A=20\nf 6 1 A=256\nf 7 2 A=7"),
-            "3:9 site-value, 5:9 site-value");
+  EXPECT_EQ(found("f 4 1 A=19\nf 5 1 A=20\nf 6 1 A=256"), "3:9 site-value, 5:9 site-value");
   EXPECT_EQ(found(card(" 5 ", " 9 ")), "3:5 range");
   EXPECT_EQ(found(card(" 5 ", " 500 ")), "");
   EXPECT_EQ(found("d 1 499 3 20 1"), "3:5 range");
@@ -447,8 +319,6 @@ TEST_F(CardsCheck, EndsWithAStatus) {
   EXPECT_EQ(check("p 1 5 2" + rest).status, 0);
   EXPECT_EQ(check("p 1 5 2" + rest, levels).status, 1);
   EXPECT_EQ(check("p 1 5 2" + rest, levels + " --strict").status, 2);
-  EXPECT_EQ(check("p 1 5 65536" + rest, levels).output.find("not defined"), std::string::npos);
-  EXPECT_EQ(check("o 1x 5\n").output.find("\"1x\""), std::string::npos);
   EXPECT_NE(check("o 1x 5\n", " --with-pins").output.find(": \"1x\""), std::string::npos);
   for (const char* const levelsFile : {"/none", "/"})
     EXPECT_EQ(check("", " --levels " + folder.path(levelsFile)).status, 3);
@@ -470,21 +340,14 @@ TEST_F(CardsCheck, ChecksTheLevelsFile) {
   std::string pairs = "1";
   for (int i = 0; i < 75; ++i) pairs += " 1 1";
   EXPECT_EQ(foundIn(pairs), "1:299 level");
-  const std::vector<Finding> all = check("o 1 5\n", folder.path("levels")).sorted();
-  EXPECT_TRUE(all.front().text.starts_with("more than 74 pairs")) << all.front().text;
   for (const char* const other : {"p 4711 5 1\n", "1 f.CDF\n", "# none\n", "\xFF\xFE\n"})
     EXPECT_THROW(foundIn(other), Failure) << other;
 }
 
 TEST_F(CardsCheck, FailsWithoutMemory) {
-  folder.write("levels", "1 1 1\n");
-  const std::string command =
-      "check --cards " + folder.path("c") + " --levels " + folder.path("levels");
   machinePages = 1;  // Memory for 80 cards.
-  for (const char* const tooMany : {"d 1 1 81 1\n", "d 1 1 80 1\no 7 1\n"}) {
-    folder.write("c", std::string("f 1 1 A=21\n") + tooMany);
-    EXPECT_EQ(admin::runAdmin(command).status, 3) << tooMany;
-  }
+  for (const std::string cards : {"f 1 1 A=21\nd 1 1 81 1\n", "f 1 1 A=21\nd 1 1 80 1\no 7 1\n"})
+    EXPECT_EQ(admin::runAdmin("check --cards " + folder.write("c", cards)).status, 3) << cards;
   machinePages = 0;
 }
 
@@ -494,7 +357,6 @@ TEST_F(CardsCheck, PrintsAHundredOfAKind) {
   cards += "x\ry\n";  // What is added to an error that is not kept.
   const std::string command = "check --cards " + folder.write("c", cards);
   const admin::AdminRun run = admin::runAdmin(command);
-  EXPECT_EQ(run.status, 2);
   EXPECT_EQ(std::ranges::count(run.output, '\n'), 103);
   EXPECT_NE(run.output.find("51 more findings [-503] (--all prints them)\n151 errors"),
             std::string::npos);

@@ -1,13 +1,10 @@
 // The rules of the formats file and of format files. A case changes lines of a valid file; what it
 // has to find is "line:column" of each finding, all of the rule that the test is named after.
-#include <gtest/gtest.h>
-
 #include <map>
 
 #include "admin/check/formatscheck.h"
 #include "admin/console.h"
 #include "formats/formatfile.h"
-#include "support/faults.h"
 
 namespace badgemint::admin {
 namespace {
@@ -98,9 +95,6 @@ TEST_F(FormatsCheck, FindsNothingInValidFiles) {
               {"CDF", {{13, "F, +1 ,-1,MSB,BIN"}}, ""},
               {"CDF", {{14, "F,0,99,MSB,BIN"}, {21, "P" + b47}, {24, ""}, {31, b47}, {51, ""}}, ""},
               {"VFF", {{18, "anything"}}, ""}});
-  std::filesystem::current_path(BADGEMINT_EXAMPLE_SITE);
-  EXPECT_EQ(textsOf(check("formats.txt")), "");
-  std::filesystem::current_path(folder.path(""));
 }
 
 // Fields, parity and fixed bits wherever they like; a character that is none of these is found.
@@ -125,14 +119,10 @@ TEST_F(FormatsCheck, RuleMask) {
       "mask",
       {{"CDF", {{9, "9"}}, "9:1"},
        {"CDF", {{9, ""}}, "23:1"},
-       {"CDF", {{9, "1"}}, "24:26"},
-       {"CDF", {{13, "F,0,255,MSB,BIN"}, {21, "PAAAAqAAABBBBBBBBBBBBBBBBP"}}, "21:6"},
        {"CDF", {{21, "PAAAAAAA.BBBBBBBBBBBBBBBBP"}}, "21:9"},
-       {"CDF", {{21, "PAAApAApqBBBBBBBBBBBBBBBBP"}}, "21:5 21:9"},
        {"EFF", {{21, std::string(48, 'A') + "BB"}}, "21:49"},
        {"CDF", {{22, "....11.x"}}, "22:5 22:8"},
        {"CDF", {{22, dots(27) + "1"}}, "22:28"},
-       {"CDF", {{23, ".XX"}}, "23:2"},
        {"CDF", {{23, ""}}, "21:1"},
        {"CDF", {{23, "EXXE"}}, "23:4"},
        {"CDF", {{23, "EXX......................X"}}, "23:26"},
@@ -148,27 +138,20 @@ TEST_F(FormatsCheck, RuleField) {
                        {"CDF", {{13, " F,0,255,MSB,BIN"}}, "13"},
                        {"CDF", {{13, "F,0,255,msb,BIN"}}, "13:9"},
                        {"CDF", {{13, "F,0,256,MSB,BIN"}}, "13:5"},
-                       {"CDF", {{13, "F,0,100,MSB,BCD"}}, "13:5"},
                        {"EFF", {{13, "F,,255,MSB,BIN"}}, "13"},
-                       {"CDF", {{13, ""}}, "13"},
                        {"CDF", {{14, "F,0,0,MSB,MSD"}}, "14:11"},
                        {"CDF", {{21, "."}, {23, ""}, {24, ""}}, "8:1"},
-                       {"VFF", {{6, "26 2 msb BIN"}}, "6:6"},
-                       {"VFF", {{6, "26 2 MSB bin"}}, "6:10"},
                        {"VFF", {{6, "26 2"}}, "6"}});
 }
 
 TEST_F(FormatsCheck, RuleNumber) {
-  expectRule("number", {{"CDF", {{13, "F,O,9,MSB,BIN"}, {14, "F, ,x9,MSB,BIN"}}, "13:3 14:3 14:5"},
-                        {"CDF", {{14, "F,\xC3\xA0,9,MSB,BIN"}}, "14:3"}});
+  expectRule("number", {{"CDF", {{13, "F,O,9,MSB,BIN"}, {14, "F, ,x,MSB,BIN"}}, "13:3 14:3 14:5"}});
 }
 
 TEST_F(FormatsCheck, RuleText) {
   expectRule("text", {{"CDF", {{49, dots(101)}}, "49:101"},
                       {"CDF", {{13, "F,0,255,MSB,BIN\r\r"}}, "13:16"},
                       {"CDF", {{9, "\xA0 2"}}, "9:1"},
-                      {"CDF", {{13, "\xA0,\xA0,9,MSB,BIN"}}, "13:3"},
-                      {"EFF", {{9, {"2\0 3", 4}}}, "9:2"},
                       {"EFF", {{23, {"EXX\0X", 5}}}, "23:4"}});
   const std::string text = fileOf("CDF", cdf);
   EXPECT_EQ(placesOf(checkFile("CDF", text.substr(0, text.size() - 1) + '.'), "text"), "30");
@@ -180,28 +163,18 @@ TEST_F(FormatsCheck, RuleText) {
 
 TEST_F(FormatsCheck, ErrorsOfFormatFiles) {
   expectRule("-303", {{"CDF", {{8, "b"}}, "8:1"}, {"CDF", {{1, dots(101)}}, "1:101"}});
-  expectRule("-338", {{"CDF", {{31, " "}}, "32"}});
-  expectRule(
-      "-335",
-      {{"EFF", {{22, "..^"}}, "22"}, {"EFF", {{22, dots(101)}}, "22"}, {"EFF", {{31, ""}}, "32"}});
-  expectRule("-435", {{"VFF", {{6, "145 1"}}, "6:1"},
-                      {"VFF", {{6, "-1 1"}}, "6:1"},
-                      {"VFF", {{6, "26 9"}}, "6:1"},
-                      {"VFF", {{6, "26 0"}}, "6:1"},
-                      {"VFF", {{6, "^"}}, "6"}});
+  expectRule("-338", {{"CDF", {{31, " "}}, "32"}, {"CDF", {{31, "======="}}, "31"}});
+  expectRule("-335", {{"EFF", {{22, "..^"}}, "22"}, {"EFF", {{31, ""}}, "32"}});
+  expectRule("-435", {{"VFF", {{6, "145 1"}}, "6:1"}, {"VFF", {{6, "26 9"}}, "6:1"}});
   expectRule("-303", {{"CDF", {{1, "\xFF\xFE"}, {8, ""}}, "1"}});
-  expectRule("-338", {{"CDF", {{31, "======="}}, "31"}});
-  EXPECT_EQ(checkChanged({"CDF", {{8, "b"}, {31, " "}}, ""}).errors(), 2U);
   const Findings cut = checkFile("VFF", fileOf("VFF", {"f", "1"}));
   EXPECT_EQ(placesOf(cut, "-435"), "3");
-  EXPECT_EQ(cut.verdict().result, -435);
   EXPECT_EQ(cut.placeText(cut.verdict().place), "f.VFF:3");
 }
 
 TEST_F(FormatsCheck, RulesOfTheFormatsFile) {
   std::filesystem::create_directory("d");
   folder.write("d/f.VFF", "");
-  const std::string blanks(92, ' ');
   const struct {
     std::string lines, rule, places;
   } rows[] = {
@@ -212,18 +185,13 @@ TEST_F(FormatsCheck, RulesOfTheFormatsFile) {
       {"# all\r1 f.CDF\r", "text", "1:6"},
       {"2 f.EFF# x", "text", "1:8"},
       {"1 f.CDF" + std::string(93, ' ') + "2 f.CDF", "text", "1:101"},
-      {"\xFF\xFE"
-       "1\0 \0d\0\n"s,
-       "text", "1"},
+      {"\xFF\xFE \0d\0\n\0"s, "text", "1"},
       {"1 f.CDF\n<<<<<<< a\n2 f.EFF\n=======\n3 f.VFF\n>>>>>>> b", "-505", "2"},
-      {"8 d\n9 x", "-505", "1:3 2:3"},
       {"c 1 15890 4711 1001", "-505", "1:3"},
       {"1 d/x.cdf", "-302", "x.cdf"},
   };
   for (const auto& [lines, rule, places] : rows)
     EXPECT_EQ(placesOf(checkLines(lines), rule), places) << lines;
-  EXPECT_TRUE(textsOf(checkLines("<<<<<<< a\n1 f.CDF\n=======\n2 f.EFF\n>>>>>>> b"))
-                  .ends_with("further marks: 2\n"));
   EXPECT_EQ(placesOf(check("no"), "-370"), "no");
   write("list", "1 f.CDF\n# end");
   EXPECT_EQ(placesOf(check("list"), "text"), "2");
@@ -242,18 +210,6 @@ TEST_F(FormatsCheck, ShowsNoDigitsOfPins) {
       texts += textsOf(checkChanged({"CDF", {{changed, line}}, ""}));
     EXPECT_EQ(texts.find("4711"), std::string::npos) << line << texts;
   }
-}
-
-// More texts are shown in the manuals.
-TEST_F(FormatsCheck, Wording) {
-  EXPECT_EQ(textsOf(checkChanged(
-                {"CDF",
-                 {{13, "F,0,100,MSB,BCD\r\r"}, {21, "PAAAqAAqABBBBBBBBBBBBBBBBP"}, {22, ".11"}},
-                 ""})),
-            "a carriage return within the line does not end it: cards may get other bits than the "
-            "line shows\n"
-            "\"q\" is not a field: the card has no bit here\n"
-            "this bit of field A is fixed: part of its value is lost\n");
 }
 
 }  // namespace
