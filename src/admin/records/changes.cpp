@@ -211,7 +211,7 @@ class ChangePrinter {
 
   // The credential, and as "new" what it has become.
   JsonObject json(const CredentialChange& change) const {
-    const bool isNew = change.kind == kAdded;
+    const bool isNew = change.before == nullptr;
     JsonObject object, now;
     object.add("holder", change.uniqid()).add("change", nameOf(change.kind));
     if (change.kind == kMoved) object.add("to", change.now->uniqid);

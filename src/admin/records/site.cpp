@@ -110,7 +110,7 @@ Site::Site(const SitePaths& paths, Formats need, const std::string& formatFolder
   for (const std::string& path : {paths.formats, paths.cardSets, paths.ident, paths.access})
     requireRegularFile(path);
   for (const std::string& name : formatFiles(paths.formats))
-    requireRegularFile(formatFolder + '/' + name);
+    requireRegularFile(fmt::format("{}/{}", formatFolder, name));
   const auto attempt = [&](const auto& step) {
     try {
       step();

@@ -128,7 +128,7 @@ PartNames outputsOf(const SitePaths& site) {
 
 // The three have to be in one folder: one folder is locked, one folder is written to.
 std::string folderOf(const PartNames& outputs) {
-  const std::string folder = splitPath(outputs.front()).folder;
+  std::string folder = splitPath(outputs.front()).folder;
   for (const std::string& name : outputs)
     if (!isSameFile(Folder::open(folder).status(), Folder::open(splitPath(name).folder).status()))
       throw Failure(ExitStatus::kRefused, "{} and {} are not in one folder", outputs.front(), name);

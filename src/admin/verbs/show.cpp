@@ -1,7 +1,7 @@
 // The verb `show`: all that the databases say about a holder, in words.
 #include <algorithm>
+#include <exception>
 #include <memory>
-#include <optional>
 #include <set>
 
 #include "admin/arguments.h"
@@ -150,14 +150,14 @@ Query parseCards(const std::string& word, const Site& site) {
                                    word.substr(0, colon)),
             .keys = {parseCard(word, site)}};
   Query query{.subject = fmt::format("card {} of any card set", word)};
-  std::optional<Failure> unfit;
+  std::exception_ptr unfit;
   for (uint32_t csid = kFirstCardSetId; csid <= kLastCardSetId; ++csid) try {
       if (site.formatOfSet(csid) != nullptr)
         query.keys.push_back(keyOfCard(std::to_string(csid), word, site));
-    } catch (const Failure& failure) {
-      unfit = failure;
+    } catch (const Failure&) {
+      unfit = std::current_exception();
     }
-  if (query.keys.empty() && unfit) throw *unfit;
+  if (query.keys.empty() && unfit != nullptr) std::rethrow_exception(unfit);
   return query;
 }
 

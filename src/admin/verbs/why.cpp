@@ -71,7 +71,7 @@ class Decision {
       refusals.push_back(fmt::format("holder {} has no access record", *subject.uniqid));
       return {ExitStatus::kFound, refusals};
     }
-    const Verdict verdict = decide(accesses.front(), refusals);
+    Verdict verdict = decide(accesses.front(), refusals);
     for (const AccessRecord& other : accesses)
       if (decide(other, refusals) != verdict)
         failUntold(
