@@ -6,6 +6,7 @@
 #include "support/linereader.h"
 #include "support/masterconfiguration.h"
 #include "support/testfiles.h"
+#include "support/textwriter.h"
 
 namespace badgemint {
 
@@ -36,6 +37,29 @@ TEST(LineReader, ReadsAsTheCLibrary) {
     std::fclose(file);
     EXPECT_FALSE(reader.failed());
   }
+}
+
+// The text goes on when the buffer is full to the byte.
+TEST(TextWriter, WritesWhateverTheSizes) {
+  const WorkFolder here;
+  const std::string full(16384, 'f');
+  TextWriter writer;
+  EXPECT_FALSE(writer.good());
+  EXPECT_TRUE(writer.close() && writer.open("text"));
+  writer.write(full);
+  writer.write("text");
+  writer.write(full.substr(4));
+  writer.writeChar('c');
+  writer.write(full.substr(1));
+  writer.writeInt(INT64_MIN);
+  EXPECT_TRUE(writer.good() && writer.close());
+  EXPECT_EQ(contentOf("text"),
+            full + "text" + full.substr(4) + 'c' + full.substr(1) + "-9223372036854775808");
+  EXPECT_TRUE(writer.open("/dev/full"));
+  writer.write(full);
+  EXPECT_TRUE(writer.good());
+  writer.writeChar('c');
+  EXPECT_FALSE(writer.good() || writer.close());
 }
 
 TEST(MasterConfiguration, WritesBackWhatItReads) {
