@@ -90,8 +90,8 @@ class FieldsCheck {
     return true;
   }
   bool reportCardNumber() const;
-  // The same for a card of a possible card set that is not encoded; no number where that is wrong.
-  bool reportEncoding(const CheckedLine& line, std::optional<int64_t> number) const;
+  // The same for a card of a possible card set that is not encoded; null for a wrong number.
+  bool reportEncoding(const CheckedLine& line, const int64_t* number) const;
 
   // Numbers that a build accepts and changes, or that are right and mostly not meant.
   void checkRange(size_t field) const;
@@ -116,7 +116,7 @@ bool FieldsCheck::reportCardNumber() const {
   return true;
 }
 
-bool FieldsCheck::reportEncoding(const CheckedLine& line, std::optional<int64_t> number) const {
+bool FieldsCheck::reportEncoding(const CheckedLine& line, const int64_t* number) const {
   const cardset* const set = _check.findSet(csid());
   const CardFormat* const format =
       set == nullptr ? nullptr : _check.site.formats().findFormat(set->fmtid);
@@ -124,8 +124,8 @@ bool FieldsCheck::reportEncoding(const CheckedLine& line, std::optional<int64_t>
   if (unloaded == nullptr && format != nullptr) {
     const SitePattern site = format->encodeSite(set->fldvalues);
     const int64_t decoded =
-        number ? format->decodeCardNumber(format->encodeNumber(site, *number)) : 0;
-    if (!number || decoded == *number) return false;
+        number == nullptr ? 0 : format->decodeCardNumber(format->encodeNumber(site, *number));
+    if (number == nullptr || decoded == *number) return false;
     line.error(line.at(_words[1]), kCardMismatch,
                "the card number does not fit format {}: it would come back as card {}", set->fmtid,
                decoded);
@@ -288,8 +288,8 @@ class HolderLine : FieldsCheck {
     const bool wrongNumber = known > 1 && reportCardNumber();
     const bool wrongPin = known > 2 && reportPin(2);
     const bool isEncoded = !isHex() && known > 1 && !wrongSet;
-    const auto number = wrongNumber ? std::nullopt : std::optional(wordValue(_words[1]));
-    const bool wrongCard = isEncoded && reportEncoding(_line, number);
+    const int64_t number = isEncoded ? wordValue(_words[1]) : 0;
+    const bool wrongCard = isEncoded && reportEncoding(_line, wrongNumber ? nullptr : &number);
     return wrongSet || wrongNumber || wrongPin || wrongCard;
   }
 
@@ -563,7 +563,7 @@ class BlockLine : FieldsCheck {
     CheckedLine card = _line;
     card.subject = {Subject::Kind::kCard, csid(), text,
                     *_line.subject.uniqid + static_cast<uint32_t>(good)};
-    if (!wrongSet) reportEncoding(card, wrongNumber ? std::nullopt : std::optional(number));
+    if (!wrongSet) reportEncoding(card, wrongNumber ? nullptr : &number);
   }
 
   void checkWords() const {

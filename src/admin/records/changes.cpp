@@ -211,12 +211,14 @@ class ChangePrinter {
 
   // The credential, and as "new" what it has become.
   JsonObject json(const CredentialChange& change) const {
-    const bool isNew = change.before == nullptr;
     JsonObject object, now;
     object.add("holder", change.uniqid()).add("change", nameOf(change.kind));
     if (change.kind == kMoved) object.add("to", change.now->uniqid);
-    addCredential(object, isNew ? *change.now : *change.before, isNew ? _now : _before,
-                  _form.withPins);
+    if (change.before == nullptr) {
+      addCredential(object, *change.now, _now, _form.withPins);
+      return object;
+    }
+    addCredential(object, *change.before, _before, _form.withPins);
     if (change.kind == kChanged || (change.kind == kMoved && !isSameCode(change))) {
       addCredential(now, *change.now, _now, _form.withPins);
       object.add("new", now);
