@@ -43,6 +43,8 @@ class LineReader {
   // line before it, which are 0 unless a longer line is read in pieces.
   int64_t lineNumber() const { return _lineNumber; }
   int64_t bytesBefore() const { return _bytesBefore; }
+  // Whether the line read last had its newline; true before the first line.
+  bool endedLine() const { return _endedLine; }
 
   // The next byte, or -1 at the end of the file and on a read error.
   int readByte();

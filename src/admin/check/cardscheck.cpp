@@ -24,32 +24,19 @@ constexpr char kCsvText[] =
     "every line has commas or semicolons between its words: a CSV file? examples/csv-to-cards "
     "makes a cards file from it";
 
-size_t commentStart(std::string_view line) {
-  for (size_t mark = line.find('#'); mark != std::string_view::npos;
-       mark = line.find('#', mark + 1))
-    if (mark == 0 || isSpace(line[mark - 1])) return mark;
-  return std::string_view::npos;
-}
-
 // What an editor does not show in a line and a build reads otherwise.
-std::optional<HiddenByte> findHidden(LineReader& input) {
+std::optional<OddText> findOdd(LineReader& input) {
   const std::string_view raw(input.line(), input.length());
+  if (auto odd = findOddText(input, raw[0] == kFieldsLine); odd || raw[0] != kMultiCardsLine)
+    return odd;
+  if (std::strcspn(input.line(), kBlockDelimiters) > 1)
+    return OddText{1, "what follows 'd' up to the next blank is ignored"};
   const std::string_view words = raw.substr(0, commentStart(raw));
-  if (const auto hidden = findHiddenByte(raw, 0, words.size())) return hidden;
-  if (raw[0] == kMultiCardsLine && std::strcspn(input.line(), kBlockDelimiters) > 1)
-    return HiddenByte{1, "what follows 'd' up to the next blank is ignored"};
-  const size_t tab = raw[0] == kMultiCardsLine ? words.find('\t') : std::string_view::npos;
+  const size_t tab = words.find('\t');
   if (tab != std::string_view::npos &&
       words.find_first_not_of(" \t\r\n", tab) != std::string_view::npos)
-    return HiddenByte{
+    return OddText{
         tab, "a tab in a 'd' line is part of a word, so other cards get other holders or levels"};
-  const size_t mark = raw[0] == kFieldsLine ? raw.find('#') : std::string_view::npos;
-  if (mark != std::string_view::npos && std::strchr(kWordDelimiters, raw[mark - 1]) == nullptr)
-    return HiddenByte{mark,
-                      "'#' without a space before it ends only its word; the rest of the line is "
-                      "still read"};
-  if (input.bytesBefore() > 0)
-    return HiddenByte{0, "a line of more than 300 characters: the rest is read as another line"};
   return {};
 }
 
@@ -72,10 +59,7 @@ int32_t reportLineType(CardsCheck& check, const CheckedLine& line) {
   const std::string_view text = line.text;
   check.findings.setVerdict(kInvalidLine, line.whole());
   if (isMergeMark(text)) {
-    if (check.mergeMark)
-      check.findings.countFurther(*check.mergeMark, "further marks");
-    else
-      check.mergeMark = line.error(line.whole(), kInvalidLine, kMergeMarkText);
+    check.mergeMarks.report(check.findings, line.whole(), kInvalidLine);
     return kInvalidLine;
   }
   if (text.starts_with(kByteOrderMark))
@@ -113,15 +97,15 @@ void checkLine(CardsCheck& check, LineReader& input) {
   CheckedLine line{
       &check.findings, {check.file, input.lineNumber(), input.bytesBefore() + 1}, input.line()};
   const bool hasWords = !isIgnored(line.text);
-  const std::optional<HiddenByte> hidden = findHidden(input);
-  line.isHidden = hidden.has_value();
+  const std::optional<OddText> odd = findOdd(input);
+  line.isHidden = odd.has_value();
   if (hasWords) {
     const int32_t result = checkByType(check, line);
     if (result < 0 && check.findings.errors() == 0)
       line.error(line.whole(), result, "the line cannot be read");
   }
-  if (!hidden || (!hasWords && input.bytesBefore() > 0 && hidden->offset == 0)) return;
-  line.warn(line.at(line.text + hidden->offset), "text", "{}", hidden->effect);
+  if (!odd || std::string_view(line.text).starts_with(kByteOrderMark)) return;
+  line.warn(line.at(line.text + odd->offset), "text", "{}", odd->effect);
   if (hasWords) check.misread.push_back(line.number());
 }
 
@@ -130,7 +114,7 @@ class FileForm {
  public:
   void add(LineReader& lines) {
     const std::string_view line(lines.line(), lines.length());
-    if (lines.lineNumber() == 1) _isUtf16 = isUtf16(line);
+    _isUtf16 = _isUtf16 || isUtf16(lines);
     if (!_isCsv || isIgnored(lines.line()) || line[0] == kFieldsLine) return;
     const std::string_view words = line.substr(0, commentStart(line));
     _hasWords = true;
@@ -162,10 +146,8 @@ void failFile(CardsCheck& check, int32_t result, fmt::format_string<Args...> for
 const char* checkLines(CardsCheck& check, InputFile& input) {
   LineReader& lines = input.lines();
   FileForm form;
-  bool isComplete = true;
   LineReader::Status status = LineReader::Status::kLine;
   while ((status = lines.readLine(kMaxInputLine)) == LineReader::Status::kLine) {
-    isComplete = lines.line()[lines.length() - 1] == '\n' || lines.length() == kMaxInputLine;
     form.add(lines);
     checkLine(check, lines);
   }
@@ -173,9 +155,8 @@ const char* checkLines(CardsCheck& check, InputFile& input) {
     failFile(check, kInputReadFailed, "cannot be read: {}", std::strerror(errno));
   else if (input.checkUnchanged() < 0)
     failFile(check, kInputReadFailed, "was changed while it was read");
-  else if (!isComplete)
-    check.findings.warn({check.file, lines.lineNumber(), 0}, "text",
-                        "the last line has no newline: the end of the file may be missing");
+  else if (!lines.endedLine())
+    check.findings.warn({check.file, lines.lineNumber(), 0}, "text", kNoNewlineText);
   return form.text();
 }
 

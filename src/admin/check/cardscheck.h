@@ -18,6 +18,7 @@
 
 #include "admin/check/finding.h"
 #include "admin/check/formatscheck.h"
+#include "admin/check/oddtext.h"
 #include "admin/check/sitecheck.h"
 #include "admin/check/word.h"
 #include "inputcards/cardindex.h"
@@ -128,7 +129,7 @@ struct CardsCheck {
   ErrorNumbers undefinedSets{};                       // Or whose 'f' line fails.
   ErrorNumbers unlistedFormats{};
   OtherDates otherDates{};
-  std::optional<size_t> mergeMark{};  // The error of the first mark of a merge conflict.
+  MergeMarks mergeMarks{};
 
   // The card numbers that a format defines, by card set; a maximum of 0 is none.
   struct NumberRange {

@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "admin/check/formatscheck.h"
+#include "admin/check/oddtext.h"
 #include "admin/check/word.h"
 #include "admin/files/sitepaths.h"
 #include "formats/CdfCardFormat.h"
@@ -33,8 +34,6 @@ constexpr size_t kPositionsPerLine = 48;
 constexpr size_t kDefinitionRecord = 5;
 constexpr size_t kFirstMaskRecord = 6;
 constexpr size_t kMaxLine = 100;
-constexpr char kRestOfLongLine[] =
-    "the line is longer than 100 characters: the rest is read as another line";
 
 struct Kind {
   const char* name;
@@ -94,7 +93,11 @@ class FormatFileCheck {
   struct Line {
     std::string text;  // As the format reads it.
     std::string raw;   // As it is in the file, or decoded.
-    bool isRest;       // Of a line of a CDF file that is too long.
+  };
+  // What makes a CDF file something else as a whole.
+  struct Misread {
+    const char* text;
+    Place place;
   };
   // Label, minimum, maximum, direction and type of a field; a VFF file has the last two.
   using FieldWords = std::array<std::string_view, 5>;
@@ -124,32 +127,32 @@ class FormatFileCheck {
   void readLines(LineReader& reader) {
     FormatLine line{};
     for (const size_t most = _isVff ? 17 : 50; _lines.size() < most;) {
-      const int32_t code = _format.readFormatLine(reader, line, false);
-      if (code < 0) {
-        _endCode = code;
-        return;
-      }
+      _endCode = _format.readFormatLine(reader, line, false);
+      if (_endCode < 0) break;
       std::string raw(line.begin(), line.end());
       raw.erase(raw.find_last_not_of('\0') + 1);
       if (_isText) raw = {reader.line(), reader.length()};
-      _lines.push_back({line.data(), raw, reader.bytesBefore() > 0});
+      if (_isText && !_misread) findMisread(reader);
+      _lines.push_back({line.data(), raw});
     }
+    _hasNewline = reader.endedLine();
   }
 
-  // What makes a CDF file something else as a whole is one finding in place of all others.
+  void findMisread(LineReader& line) {
+    if (isUtf16(line))
+      _misread = {kUtf16Text, placeOf(0)};
+    else if (line.bytesBefore() > 0)
+      _misread = {kLongLineText, {_file, line.lineNumber(), line.bytesBefore() + 1}};
+    else if (isMergeMark({line.line(), line.length()}))
+      _misread = {kMergeMarkText, placeOf(_lines.size())};
+  }
+
+  // One finding in place of all others.
   bool isMisread(int32_t result) {
-    for (size_t item = 0; _isText && item < _lines.size(); ++item) {
-      const auto& [text, raw, isRest] = _lines[item];
-      const char* const what = item == 0 && isUtf16(raw) ? kUtf16Text
-                               : isMergeMark(raw)        ? kMergeMarkText
-                               : isRest                  ? kRestOfLongLine
-                                                         : nullptr;
-      if (what == nullptr) continue;
-      const Place place = isRest ? placeOf(item - 1, kMaxLine) : placeOf(item);
-      result < 0 ? fail(place, result, "{}", what) : _findings.warn(place, "text", "{}", what);
-      return true;
-    }
-    return false;
+    if (!_misread) return false;
+    const auto& [text, place] = *_misread;
+    result < 0 ? fail(place, result, "{}", text) : _findings.warn(place, "text", "{}", text);
+    return true;
   }
 
   // Why the file did not load; at least one error.
@@ -176,9 +179,7 @@ class FormatFileCheck {
   // Of a file that loaded.
   void checkContents() {
     if (_lines.size() < (_isVff ? 17 : 30)) return;  // Somebody has changed it meanwhile.
-    if (_isText && !_lines.back().raw.ends_with('\n'))
-      _findings.warn(placeOf(_lines.size() - 1), "text",
-                     "the last line has no newline: the end of the file may be missing");
+    if (_isText && !_hasNewline) _findings.warn(placeOf(_lines.size() - 1), "text", kNoNewlineText);
     const bool isCountValid = _isVff || checkParityCount();
     const auto warn = [this](size_t mask, size_t position, const std::string& text) {
       _findings.warn(placeInMask(mask, position), "mask", "{}", text);
@@ -221,7 +222,7 @@ class FormatFileCheck {
   }
 
   bool hasHiddenByte(size_t item, size_t from = 0) {
-    const std::optional<HiddenByte> hidden = findHiddenByte(_lines[item].raw, from);
+    const std::optional<OddText> hidden = findHiddenByte(_lines[item].raw, from);
     if (hidden)
       _findings.warn(placeOf(item, hidden->offset), "text",
                      "{}: cards may get other bits than the line shows", hidden->effect);
@@ -315,6 +316,8 @@ class FormatFileCheck {
   CheckedFormat& _entry;
   Findings& _findings;
   std::vector<Line> _lines;
+  std::optional<Misread> _misread;
+  bool _hasNewline = true;
   int32_t _endCode = kSuccess;  // The result of reading beyond the last line; 0 when none is due.
 };
 

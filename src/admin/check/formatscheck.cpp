@@ -10,6 +10,7 @@
 #include <string_view>
 #include <utility>
 
+#include "admin/check/oddtext.h"
 #include "admin/check/word.h"
 #include "admin/files/folder.h"
 #include "admin/files/sitepaths.h"
@@ -46,23 +47,16 @@ class FormatsCheck {
     requireRegularFile(_formatsFile);
     if (!_reader.open(_formatsFile.c_str()))
       return failToRead(kFormatsOpenFailed, 0, "cannot be opened");
-    LineReader::Status status = LineReader::Status::kLine;
-    bool isComplete = true;
-    while ((status = _reader.readLine(kMaxFormatsLine)) == LineReader::Status::kLine) {
-      const std::string_view line(_reader.line(), _reader.length());
-      isComplete = line.ends_with('\n') || line.size() == kMaxFormatsLine;
-      if (_reader.lineNumber() == 1 && isUtf16(line)) {
+    while (_reader.readLine(kMaxFormatsLine) == LineReader::Status::kLine) {
+      if (isUtf16(_reader)) {
         _findings.warn({_file, 1, 0}, "text", kUtf16Text);
         return {};  // A build finds no format in it.
       }
       checkLine();
     }
     const int64_t line = _reader.lineNumber();
-    if (status == LineReader::Status::kError)
-      return failToRead(kFormatsReadFailed, line + 1, "cannot be read");
-    if (!isComplete)
-      _findings.warn({_file, line, 0}, "text",
-                     "the last line has no newline: the end of the file may be missing");
+    if (_reader.failed()) return failToRead(kFormatsReadFailed, line + 1, "cannot be read");
+    if (!_reader.endedLine()) _findings.warn({_file, line, 0}, "text", kNoNewlineText);
     return {};
   }
 
@@ -73,19 +67,15 @@ class FormatsCheck {
   }
 
   void checkLine() {
-    const std::string_view line(_reader.line(), _reader.length());
-    const bool isMark = isMergeMark(line);
-    const std::optional<HiddenByte> misread = findMisread(line);
+    const bool isMark = isMergeMark({_reader.line(), _reader.length()});
+    const std::optional<OddText> odd = findOddText(_reader, true);
     Tokenizer words;
     words.split(_reader.line(), kWordDelimiters);
     FormatsEntry read;
     const FormatsLineKind kind = readFormatsLine(words, read);
     const bool isFormat = kind == FormatsLineKind::kEntry && addEntry(words, read, isMark);
-    if (isMark && kind != FormatsLineKind::kEntry)
-      _findings.countFurther(_mergeMark, "further marks");
     if (isMark) return;
-    if (misread)
-      return _findings.warn(at(_reader.line() + misread->offset), "text", "{}", misread->effect);
+    if (odd) return _findings.warn(at(_reader.line() + odd->offset), "text", "{}", odd->effect);
     const char* const id = words.word(0);
     if (kind == FormatsLineKind::kTooFewWords)
       _findings.warn(at(id), "format-id", "no file name: the line is skipped");
@@ -96,23 +86,6 @@ class FormatsCheck {
     if (!isFormat) return;
     checkId(id, _checked.formats.back());
     checkName(words.word(1), _checked.formats.back(), read.fileName.data());
-  }
-
-  // What makes a line something else than it seems to be.
-  std::optional<HiddenByte> findMisread(std::string_view line) const {
-    if (_reader.lineNumber() == 1 && _reader.bytesBefore() == 0 && line.starts_with(kByteOrderMark))
-      return HiddenByte{0, "a byte order mark makes the first word neither a number nor a comment"};
-    const size_t start = line.find_first_not_of(kWordDelimiters);
-    const size_t mark = line.find('#');
-    if (_reader.bytesBefore() > 0 && start != mark)
-      return HiddenByte{0,
-                        "the line is longer than 100 characters: the rest is read as another line"};
-    if (mark != std::string_view::npos && mark > 0 &&
-        std::strchr(kWordDelimiters, line[mark - 1]) == nullptr)
-      return HiddenByte{
-          mark,
-          "\"#\" without a blank before it ends only this word: the rest of the line is read"};
-    return findHiddenByte(line, 0, mark);
   }
 
   // False, with an error, when a build cannot load such a file: it may be a cards file, and the
@@ -127,22 +100,12 @@ class FormatsCheck {
     if (CardFormatSet::isFormatFile(base.data())) return true;
     const bool mayBePin = std::ranges::any_of(entry.fileName, isDigit);
     entry.error = isMark
-                      ? reportMark()
+                      ? _mergeMarks.report(_findings, {_file, entry.line, 0}, kFormatNotAdded)
                       : _findings.error(
                             at(words.word(1)), kFormatNotAdded,
                             "{} is not a format file: its name does not contain .cdf, .eff or .vff",
                             mayBePin ? "the second word" : inQuotes(entry.fileName));
     return false;
-  }
-
-  // One error for all marks of the file.
-  size_t reportMark() {
-    if (_mergeMark != Findings::kNotKept)
-      _findings.countFurther(_mergeMark, "further marks");
-    else
-      _mergeMark =
-          _findings.error({_file, _reader.lineNumber(), 0}, kFormatNotAdded, kMergeMarkText);
-    return _mergeMark;
   }
 
   void checkId(const char* word, const CheckedFormat& entry) {
@@ -203,7 +166,7 @@ class FormatsCheck {
   int _file;
   LineReader _reader;
   CheckedFormats _checked;
-  size_t _mergeMark = Findings::kNotKept;  // The error of the first mark of a merge conflict.
+  MergeMarks _mergeMarks;
 };
 
 }  // namespace

@@ -3,8 +3,8 @@
 #include <cerrno>
 #include <map>
 #include <system_error>
-#include <utility>
 
+#include "admin/check/oddtext.h"
 #include "admin/check/sitecheck.h"
 #include "admin/check/word.h"
 #include "support/linereader.h"
@@ -52,27 +52,17 @@ class LevelsCheck {
   void checkLine() {
     char* text = _reader.line();
     const std::string_view line(text, _reader.length());
-    if (_reader.lineNumber() == 1 && isUtf16(line))
+    if (isUtf16(_reader))
       throw Failure(ExitStatus::kRefused, "{}: {}", printable(_path), kUtf16Text);
-    if (_reader.bytesBefore() > 0)
-      return warn(
-          text, "text",
-          "a line of more than 600 characters: the rest is read as another line, so holders "
-          "of the level cannot pass its doors");
     if (isMergeMark(line)) {
-      if (!std::exchange(_hasMark, true)) warn(text, "text", kMergeMarkText);
+      _mergeMarks.report(_findings, {_file, _reader.lineNumber()}, 0);
       return;
     }
-    if (const auto hidden = findHiddenByte(line, 0, line.find('#')); hidden)
-      warn(text + hidden->offset, "text", "{}: holders may pass other doors than the line shows",
-           hidden->effect);
-    if (_reader.lineNumber() == 1 && line.starts_with(kByteOrderMark)) {
-      warn(text, "text",
-           "the file begins with a byte order mark: its first line is read as level 0, which opens "
-           "no door for anybody");
-      text += kByteOrderMark.size();
-    }
-    checkLevel(text);
+    if (const auto odd = findOddText(_reader, true); odd)
+      warn(text + odd->offset, "text", "{}: holders may pass other doors than the line shows",
+           odd->effect);
+    if (_reader.bytesBefore() == 0)
+      checkLevel(line.starts_with(kByteOrderMark) ? text + kByteOrderMark.size() : text);
   }
 
   void checkLevel(char* text) {
@@ -133,7 +123,7 @@ class LevelsCheck {
   const int _file;
   LineReader _reader;
   std::map<int64_t, int64_t> _lineOfLevel;
-  bool _hasMark = false;   // Of a merge conflict.
+  MergeMarks _mergeMarks;
   bool _hasLevel = false;  // Whether a line looks like one of an access levels file.
 };
 

@@ -10,12 +10,6 @@ namespace badgemint::admin {
 
 namespace {
 
-// In UTF-8, and alone in the 8-bit sets; elsewhere in UTF-8 its byte is the end of a letter.
-bool isNoBreakSpace(std::string_view text, size_t i) {
-  if (text.substr(i).starts_with("\xC2\xA0")) return true;
-  return text[i] == '\xA0' && (i == 0 || (text[i - 1] & 0x80) == 0);
-}
-
 // The characters that a field of the kind can have beside digits.
 std::string_view othersThanDigits(FieldKind kind, bool isHex) {
   if (kind == FieldKind::kDate) return "/";
@@ -66,38 +60,6 @@ int64_t wordValue(std::string_view word) {
   if (word.size() == 1 && isDigit(word[0])) return word[0] - '0';  // As most are.
   SaturatedInt64 number{};
   return digitsToInt64(word, number) ? number.value : textToInt64(word.data());
-}
-
-std::optional<HiddenByte> findHiddenByte(std::string_view line, size_t from, size_t comment) {
-  std::string_view text = line;
-  for (int i = 0; i < 2 && (text.ends_with('\n') || text.ends_with('\r')); ++i)
-    text.remove_suffix(1);
-  constexpr std::string_view kHidden("\0\r\xA0", 3);
-  if (std::ranges::none_of(kHidden,
-                           [text](char c) { return text.find(c) != std::string_view::npos; }))
-    return {};
-  for (size_t i = from; i < text.size(); ++i) {
-    if (text[i] == '\0') {
-      if (text.find_first_not_of('\0', i) == std::string_view::npos) return {};
-      return HiddenByte{i, "a NUL byte: the rest of the line is not read"};
-    }
-    if (text[i] == '\r') return HiddenByte{i, "a carriage return within the line does not end it"};
-    if (i < comment && isNoBreakSpace(text, i))
-      return HiddenByte{i, "a no-break space is not a blank but part of the word"};
-  }
-  return {};
-}
-
-bool isMergeMark(std::string_view line) {
-  for (const char* const mark : {"<<<<<<<", "|||||||", "=======", ">>>>>>>"})
-    if (line.starts_with(mark) && (line.size() == 7 || isSpace(line[7]))) return true;
-  return false;
-}
-
-bool isUtf16(std::string_view start) {
-  if (start.starts_with("\xFF\xFE") || start.starts_with("\xFE\xFF")) return true;
-  const auto isNul = [start](size_t i) { return i < start.size() && start[i] == '\0'; };
-  return start.size() >= 4 && isNul(0) != isNul(1) && isNul(0) == isNul(2) && isNul(1) == isNul(3);
 }
 
 std::string shown(std::string_view word, const LineField& field, bool isHex) {

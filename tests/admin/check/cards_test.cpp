@@ -355,7 +355,7 @@ TEST_F(CardsCheck, ChecksTheLevelsFile) {
   EXPECT_EQ(foundIn("1 1 1\n2 1 1\n1 2 2\n"), "3:1 level");
   EXPECT_EQ(foundIn("1 1 1\n0 1 1\n2 1 -1\n"), "2:1 level, 3:5 level");
   EXPECT_EQ(foundIn("1 1 O\n1 2A\n"), "1:5 number, 2:1 level, 2:3 number, 2:3 level");
-  EXPECT_EQ(foundIn("<<<<<<< a\n1 1 1\n=======\n>>>>>>> b\n"), "1:1 text");
+  EXPECT_EQ(foundIn("<<<<<<< a\n1 1 1\n=======\n>>>>>>> b\n"), "1 text");
   EXPECT_EQ(foundIn("1 1 1\r2 2 2\n"), "1:6 text, 1:11 level");
   EXPECT_EQ(foundIn("\xEF\xBB\xBF 2 1 1\n1 1 1\n"), "1:1 text");
   std::string pairs = "1";
