@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <set>
@@ -82,106 +83,101 @@ CardInput parseInput(const DecodeOptions& options) {
   return input;
 }
 
-// A format that can have made the bits.
+// A key that the input can be in a format.
+struct Candidate {
+  CardPattern key;
+  const char* change;  // What was done to the input: "", "reversed" or "right-aligned".
+};
+
+// A format that can have made it.
 struct Match {
   const CheckedFormat* listed;
-  CardPattern key;
+  Candidate candidate;
   DecodedCard card;
-  const char* change;  // What was done to the input: "", "reversed" or "right-aligned".
+  std::vector<uint32_t> sets;  // Those whose cards have its values.
 
-  bool isExact() const { return card.faults.empty(); }
+  bool isChanged() const { return *candidate.change != '\0'; }
+  bool fits() const { return card.faults.empty(); }
 };
 
 class Decode {
  public:
-  Decode(CardInput input, const Site& site, bool hasIdent, bool isJson, Console& console)
-      : _input(std::move(input)),
-        _site(site),
-        _hasIdent(hasIdent),
-        _isJson(isJson),
-        _console(console) {
-    // Of two formats with one ID the second is never used.
-    for (const CheckedFormat& listed : site.formats())
-      if (listed.format != nullptr && listed.format == site.formatSet().findFormat(listed.id))
-        _formats.push_back(&listed);
-  }
+  Decode(const CardInput& input, const Site& site, bool hasIdent, bool isJson, Console& console)
+      : _input(input), _site(site), _hasIdent(hasIdent), _isJson(isJson), _console(console) {}
 
   // True when the input is a card of a format, or is known as a card without format.
   bool run() {
-    if (!_input.bits.empty()) requireCount();
     findMatches();
+    _wanted.insert(_input.keys.begin(), _input.keys.end());
+    for (const Match& match : _matches) _wanted.insert(match.candidate.key);
     const bool isFormatless = printHolders();
     for (const Match& match : _matches) _isJson ? _console.printJson(jsonOf(match)) : print(match);
     if (_matches.empty()) printText("no format has such a card\n");
-    return isFormatless || isExact();
+    return isFormatless || (hasFit() && !_matches.front().isChanged());
   }
 
  private:
-  bool isExact() const {
-    return !_matches.empty() && _matches.front().isExact() && *_matches.front().change == '\0';
-  }
+  bool hasFit() const { return !_matches.empty() && _matches.front().fits(); }
 
-  void requireCount() const {
-    const auto hasCount = [count = static_cast<int32_t>(_input.bits.size())](const auto* listed) {
-      return CardLayout(*listed->format).count() == count;
-    };
-    if (std::ranges::none_of(_formats, hasCount))
+  // Those that fit come first. What was changed counts only if it fits, and nothing else does.
+  void findMatches() {
+    bool hasCandidates = false;
+    for (const CheckedFormat& listed : _site.formats()) {
+      // Of two formats with one ID the second is never used.
+      if (listed.format == nullptr || listed.format != _site.formatSet().findFormat(listed.id))
+        continue;
+      for (const Candidate& candidate : candidatesOf(CardLayout(*listed.format))) {
+        hasCandidates = true;
+        addMatch(listed, candidate);
+      }
+    }
+    if (!hasCandidates && !_input.bits.empty())
       throw Failure(ExitStatus::kRefused,
                     "no format has cards of {} bits (write 0x before a key of 0 and 1 alone)",
                     _input.bits.size());
+    const bool hasFit = std::ranges::any_of(
+        _matches, [](const Match& match) { return match.fits() && !match.isChanged(); });
+    std::erase_if(_matches, [hasFit](const Match& match) {
+      return match.isChanged() && (hasFit || !match.fits());
+    });
+    std::stable_partition(_matches.begin(), _matches.end(), std::mem_fn(&Match::fits));
   }
 
-  void findMatches() {
-    for (const CheckedFormat* const listed : _formats)
-      for (const CardPattern& key : patternsOf(CardLayout(*listed->format)))
-        addMatch(listed, key, "");
-    _wanted.insert(_input.keys.begin(), _input.keys.end());
-    const auto isExactMatch = [](const Match& match) { return match.isExact(); };
-    if (std::ranges::none_of(_matches, isExactMatch))
-      for (const CheckedFormat* const listed : _formats) findChanged(listed);
-    std::stable_partition(_matches.begin(), _matches.end(), isExactMatch);
-  }
-
-  // Cards that readers sent from the last bit to the first, or with zeros in front of the bits.
-  void findChanged(const CheckedFormat* listed) {
-    const CardLayout layout(*listed->format);
-    for (const CardPattern& key : patternsOf(layout)) {
-      std::string bits = layout.bitsOf(key);
-      if (layout.patternOf(bits) != key) continue;
-      std::ranges::reverse(bits);
-      addMatch(listed, layout.patternOf(bits), "reversed");
-    }
-    if (!_input.keys.empty())
-      for (const CardPattern& key : alignedRight(layout)) addMatch(listed, key, "right-aligned");
-  }
-
-  std::vector<CardPattern> patternsOf(const CardLayout& layout) const {
-    if (!_input.keys.empty()) return _input.keys;
-    if (_input.bits.empty()) return alignedRight(layout);
-    if (_input.bits.size() != static_cast<size_t>(layout.count())) return {};
-    return {layout.patternOf(_input.bits)};
-  }
-
-  std::vector<CardPattern> alignedRight(const CardLayout& layout) const {
+  // Readers may send a card from the last bit to the first, or with zeros in front of the bits.
+  std::vector<Candidate> candidatesOf(const CardLayout& layout) const {
     const auto count = static_cast<size_t>(layout.count());
-    if (_input.value.size() > count) return {};
-    return {layout.patternOf(std::string(count - _input.value.size(), '0') + _input.value)};
+    std::vector<Candidate> candidates;
+    for (const CardPattern& key : _input.keys) candidates.push_back({key, ""});
+    if (count > 0 && _input.bits.size() == count)
+      candidates.push_back({layout.patternOf(_input.bits), ""});
+    const std::string& value = _input.value;
+    const bool isAligned = !value.empty() && value.size() <= count;
+    const CardPattern aligned =
+        isAligned ? layout.patternOf(std::string(count - value.size(), '0') + value)
+                  : CardPattern{};
+    if (isAligned && _input.keys.empty()) candidates.push_back({aligned, ""});
+    for (size_t i = 0, end = candidates.size(); i < end; ++i) {
+      std::string bits = layout.bitsOf(candidates[i].key);
+      if (layout.patternOf(bits) != candidates[i].key) continue;
+      std::ranges::reverse(bits);
+      candidates.push_back({layout.patternOf(bits), "reversed"});
+    }
+    if (isAligned && !_input.keys.empty()) candidates.push_back({aligned, "right-aligned"});
+    return candidates;
   }
 
-  void addMatch(const CheckedFormat* listed, const CardPattern& key, const char* change) {
-    auto card = decodeCard(*listed->format, key);
-    if (card && !card->faults.empty()) useSiteValues(*listed->format, key, *card);
-    if (*change != '\0' && !(card && card->faults.empty())) return;
-    _wanted.insert(key);
-    if (card) _matches.push_back({listed, key, std::move(*card), change});
-  }
-
-  // A layout with gaps can lose bits of its fields: then only the card sets have their values.
-  void useSiteValues(const CardFormat& format, const CardPattern& key, DecodedCard& card) const {
-    const std::vector<uint32_t> sets = cardSetsOf(format, card.number, key);
-    if (sets.empty()) return;
-    const auto& values = _site.sets().getCardSet(sets.front())->fldvalues;
-    card = {.number = card.number, .values = values, .encoded = key, .faults = {}};
+  void addMatch(const CheckedFormat& listed, const Candidate& candidate) {
+    auto card = decodeCard(*listed.format, candidate.key);
+    if (!card) return;
+    // A layout with gaps can lose bits of its fields: then only the card sets have their values.
+    const auto sets = cardSetsOf(*listed.format, card->number, candidate.key);
+    if (!card->faults.empty() && !sets.empty())
+      card = {.number = card->number,
+              .values = _site.sets().getCardSet(sets.front())->fldvalues,
+              .encoded = candidate.key,
+              .faults = {}};
+    _matches.push_back(
+        {&listed, candidate, *card, cardSetsOf(*listed.format, card->number, card->encoded)});
   }
 
   // Those that have this very card.
@@ -195,20 +191,17 @@ class Decode {
         sets.push_back(csid);
     return sets;
   }
-  std::vector<uint32_t> cardSetsOf(const Match& match) const {
-    return cardSetsOf(*match.listed->format, match.card.number, match.card.encoded);
-  }
 
   void print(const Match& match) {
     const CardFormat& format = *match.listed->format;
     _console.print("format {} {}: card {}{}; {}{}{}\n", match.listed->id,
                    printable(match.listed->fileName), static_cast<uint64_t>(match.card.number),
                    siteValuesText(format, match.card.values),
-                   match.isExact() ? "parity and fixed bits right" : "wrong",
-                   *match.change == '\0' ? "" : "; ", match.change);
-    if (_wanted.size() > 1) _console.print("  key {}\n", keyText(match.key));
+                   match.fits() ? "parity and fixed bits right" : "wrong",
+                   match.isChanged() ? "; " : "", match.candidate.change);
+    if (_wanted.size() > 1) _console.print("  key {}\n", keyText(match.candidate.key));
     for (const std::string& fault : match.card.faults) _console.print("  {}\n", fault);
-    for (const uint32_t csid : cardSetsOf(match)) _console.print("  card set {}\n", csid);
+    for (const uint32_t csid : match.sets) _console.print("  card set {}\n", csid);
   }
 
   static JsonObject jsonOf(const CardFormat& format, const CardFormat::FieldValues& values) {
@@ -224,11 +217,11 @@ class Decode {
     JsonObject object;
     object.add("format", match.listed->id).add("file", match.listed->fileName);
     object.add("card", std::to_string(static_cast<uint64_t>(match.card.number)));
-    object.add("key", keyText(match.key))
+    object.add("key", keyText(match.candidate.key))
         .add("values", jsonOf(*match.listed->format, match.card.values))
-        .add("fits", match.isExact());
-    if (*match.change != '\0') object.add("change", match.change);
-    return object.add("faults", match.card.faults).add("sets", cardSetsOf(match));
+        .add("fits", match.fits());
+    if (match.isChanged()) object.add("change", match.candidate.change);
+    return object.add("faults", match.card.faults).add("sets", match.sets);
   }
 
   void printText(std::string_view text) {
@@ -255,8 +248,7 @@ class Decode {
       isHeld = true;
       isFormatless = isFormatless || record.cardsetcode == kFormatlessCode;
     }
-    if (!_hasIdent || isHeld || _matches.empty() || !_matches.front().isExact())
-      return isFormatless;
+    if (!_hasIdent || isHeld || !hasFit()) return isFormatless;
     printText("no holder has this card\n");
     printNamesakes();
     return false;
@@ -269,8 +261,8 @@ class Decode {
       const auto number = _site.cardNumberOf(record);
       if (!number || record.deleted != 0) continue;
       const CardFormat* const format = _site.formatOfSet(record.cardsetcode);
-      const auto match = std::ranges::find_if(_matches, [&](const Match& exact) {
-        return exact.isExact() && exact.listed->format == format && exact.card.number == *number;
+      const auto match = std::ranges::find_if(_matches, [&](const Match& other) {
+        return other.fits() && other.listed->format == format && other.card.number == *number;
       });
       const auto held =
           match == _matches.end() ? std::nullopt : decodeCard(*format, record.cardnumber);
@@ -283,44 +275,36 @@ class Decode {
     }
   }
 
-  const CardInput _input;
+  const CardInput& _input;
   const Site& _site;
   const bool _hasIdent, _isJson;
   Console& _console;
-  std::vector<const CheckedFormat*> _formats;
   std::vector<Match> _matches;
   std::set<CardPattern> _wanted;  // The keys that holders are searched for.
 };
-
-// Reports why not.
-bool canBeRead(const std::string& path, Console& console) {
-  try {
-    requireRegularFile(path);
-    throwErrnoUnless(access(path.c_str(), R_OK) == 0, path);
-    return true;
-  } catch (const std::runtime_error& problem) {
-    console.report("{}", problem.what());
-    return false;
-  }
-}
 
 ExitStatus decode(const DecodeOptions& options, Console& console) {
   if (options.words.size() > 1)
     throw Failure(ExitStatus::kNotDone, "only one card at a time; put groups of digits in quotes");
   if (options.words.empty() == options.decimal.empty())
     throw Failure(ExitStatus::kNotDone, "give one of bits, a key and --decimal");
-  CardInput input = parseInput(options);
+  const CardInput input = parseInput(options);
   SitePaths paths = options.site;
   paths.access = "";
   const bool isMissing = access(paths.ident.c_str(), F_OK) != 0 && errno == ENOENT;
-  const bool isLeftOut = isMissing && !options.needsIdent;
-  if (isLeftOut || !canBeRead(paths.ident, console)) paths.ident = "";
+  if (isMissing && !options.needsIdent) paths.ident = "";
+  if (!paths.ident.empty()) try {
+      requireRegularFile(paths.ident);
+      throwErrnoUnless(access(paths.ident.c_str(), R_OK) == 0, paths.ident);
+    } catch (const std::runtime_error& problem) {
+      console.report("{}", problem.what());
+      paths.ident = "";
+    }
   const Site site(paths, Site::Formats::kOptional, console);
   if (const size_t rest = site.databases().identRest; rest != 0)
     console.report("{} ends within a record; its last {} bytes are ignored", paths.ident, rest);
   const bool hasIdent = !paths.ident.empty();
-  if (Decode(std::move(input), site, hasIdent, options.json, console).run())
-    return ExitStatus::kAllWell;
+  if (Decode(input, site, hasIdent, options.json, console).run()) return ExitStatus::kAllWell;
   return hasIdent || isMissing ? ExitStatus::kFound : ExitStatus::kNotDone;
 }
 

@@ -27,19 +27,13 @@ struct FormatOptions {
   std::string svg;  // The picture to write; empty for none.
 };
 
-// A row of a drawing.
-struct BitRow {
-  std::string name, bits;
+// A line of a drawing. In a picture each character whose bit comes from somewhere is coloured: a
+// letter names a field, 'P' is parity, '0' and '1' are fixed bits, a blank is none of them.
+struct DrawnLine {
+  std::string text;
+  std::string sources{};  // One for each of the first characters.
 };
-
-// What is shown of a format, as text or as a picture.
-struct FormatSheet {
-  std::string size;                 // The number of bits.
-  std::vector<std::string> fields;  // A table with a head line.
-  std::string example;              // A card of the format.
-  std::string sources;              // Where each bit comes from: it gives the colours.
-  std::vector<BitRow> rows;         // The masks that are not empty, and the bits of the example.
-};
+using Drawing = std::vector<DrawnLine>;
 
 std::string fieldLine(std::string_view field, std::string_view type, std::string_view bits,
                       std::string_view range, std::string_view label) {
@@ -48,9 +42,9 @@ std::string fieldLine(std::string_view field, std::string_view type, std::string
   return line;
 }
 
-std::vector<std::string> fieldTable(const CardFormat& format) {
+void drawFields(const CardFormat& format, Drawing& drawing) {
   constexpr std::array kTypes = {"none", "BIN", "BCD", "MSD"};
-  std::vector<std::string> lines = {fieldLine("field", "type", "bits", "range", "label")};
+  drawing.push_back({fieldLine("field", "type", "bits", "range", "label")});
   for (int32_t field = 0; field < kFieldCount; ++field) {
     const FieldDefinition& defined = format.fieldDefinitions()[static_cast<size_t>(field)];
     const char letter = format.masks().letters[static_cast<size_t>(field)];
@@ -58,15 +52,15 @@ std::vector<std::string> fieldTable(const CardFormat& format) {
     const bool isDefined = width > 0 || defined.ftyp != kNotGiven || defined.label[0] != '\0';
     if (letter == '\0' || !isDefined) continue;
     const bool hasRange = defined.minval != 0 || defined.maxval != 0;
-    lines.push_back(
-        fieldLine(std::string(1, letter),
-                  fmt::format("{} {}", kTypes.at(static_cast<size_t>(defined.ftyp)),
-                              defined.dir == kDirectionLsb ? "LSB" : "MSB"),
-                  std::to_string(width),
-                  hasRange ? fmt::format("{} to {}", defined.minval, defined.maxval) : "-",
-                  printable(defined.label.data())));
+    const std::string name(1, letter);
+    const std::string type = fmt::format("{} {}", kTypes.at(static_cast<size_t>(defined.ftyp)),
+                                         defined.dir == kDirectionLsb ? "LSB" : "MSB");
+    const std::string range =
+        hasRange ? fmt::format("{} to {}", defined.minval, defined.maxval) : "-";
+    drawing.push_back(
+        {fieldLine(name, type, std::to_string(width), range, printable(defined.label.data())),
+         name});
   }
-  return lines;
 }
 
 // One within the field and its range.
@@ -81,129 +75,102 @@ int64_t exampleNumber(const CardEncoder& encoder) {
   return 0;
 }
 
-FormatSheet sheetOf(const CardFormat& format) {
+// Long rows are continued below, so that no line has more than 100 characters.
+void drawBits(const std::string& sources,
+              const std::vector<std::pair<std::string, std::string>>& rows, Drawing& drawing) {
+  constexpr size_t kBitsPerLine = 90;
+  for (size_t from = 0; from < sources.size(); from += kBitsPerLine) {
+    std::string tens, units;
+    for (size_t bit = from; bit < std::min(from + kBitsPerLine, sources.size()); ++bit) {
+      if (bit % 10 == 0) tens += fmt::format("{:<10}", bit / 10);
+      units += static_cast<char>('0' + bit % 10);
+    }
+    drawing.push_back({std::string(10, ' ') + tens.substr(0, tens.find_last_not_of(' ') + 1)});
+    drawing.push_back({fmt::format("{:<10}{}", "bit", units)});
+    for (const auto& [name, bits] : rows) {
+      DrawnLine line{fmt::format("{:<10}{}", name, bits.substr(from, kBitsPerLine)),
+                     std::string(10, ' ') + sources.substr(from, kBitsPerLine)};
+      for (size_t i = 10; i < line.text.size(); ++i)
+        if (line.text[i] == CardLayout::kNoPosition) line.sources[i] = ' ';
+      drawing.push_back(std::move(line));
+    }
+  }
+}
+
+// Fields, the key of a card, the masks that are not empty, and the bits of the card.
+void draw(const CardFormat& format, Drawing& drawing) {
   const CardLayout layout(format);
-  FormatSheet sheet;
-  sheet.size = fmt::format("{} bits, card number in field {}", layout.count(),
-                           format.masks().letters[static_cast<size_t>(format.cardNumberField())]);
-  sheet.fields = fieldTable(format);
+  const LayoutMasks masks = format.masks();
+  drawing.push_back({fmt::format("{} bits, card number in field {}", layout.count(),
+                                 masks.letters[static_cast<size_t>(format.cardNumberField())])});
+  drawFields(format, drawing);
   CardFormat::FieldValues values{};
   for (size_t field = 0; field < values.size(); ++field)
     values[field] = std::max(format.fieldDefinitions()[field].minval, 0);
   const CardEncoder encoder = {&format, format.encodeSite(values)};
   const int64_t number = exampleNumber(encoder);
   const CardPattern card = encoder.encode(number);
-  sheet.example =
-      fmt::format("card {}{}: key {}", number, siteValuesText(format, values), keyText(card));
-  sheet.sources = layout.mergedRow();
-  const LayoutMasks masks = format.masks();
-  sheet.rows = {{"output", layout.rowOf(masks.output)}, {"fixed", layout.rowOf(masks.fixed)}};
+  drawing.push_back(
+      {fmt::format("card {}{}: key {}", number, siteValuesText(format, values), keyText(card))});
+  std::vector<std::pair<std::string, std::string>> rows = {{"output", layout.rowOf(masks.output)},
+                                                           {"fixed", layout.rowOf(masks.fixed)}};
   for (int mask = 1; const BitMask& parity : masks.parity)
-    sheet.rows.push_back({fmt::format("parity {}", mask++), layout.rowOf(parity)});
-  std::erase_if(sheet.rows, [](const BitRow& row) {
-    return row.bits.find_first_not_of(CardLayout::kNoPosition) == std::string::npos;
+    rows.emplace_back(fmt::format("parity {}", mask++), layout.rowOf(parity));
+  std::erase_if(rows, [](const auto& row) {
+    return row.second.find_first_not_of(CardLayout::kNoPosition) == std::string::npos;
   });
-  sheet.rows.push_back({"card", layout.bitsOf(card)});
-  return sheet;
+  rows.emplace_back("card", layout.bitsOf(card));
+  drawBits(layout.mergedRow(), rows, drawing);
 }
-
-// Long rows are continued below, so that no line has more than 100 characters.
-void print(const FormatSheet& sheet, Console& console) {
-  constexpr size_t kBitsPerLine = 90;
-  console.print("{}\n", sheet.size);
-  for (const std::string& line : sheet.fields) console.print("{}\n", line);
-  console.print("{}\n", sheet.example);
-  for (size_t from = 0; from < sheet.sources.size(); from += kBitsPerLine) {
-    std::string tens, units;
-    for (size_t bit = from; bit < std::min(from + kBitsPerLine, sheet.sources.size()); ++bit) {
-      if (bit % 10 == 0) tens += fmt::format("{:<10}", bit / 10);
-      units += static_cast<char>('0' + bit % 10);
-    }
-    console.print("{:<10}{}\n{:<10}{}\n", "", tens.substr(0, tens.find_last_not_of(' ') + 1), "bit",
-                  units);
-    for (const auto& [name, bits] : sheet.rows)
-      console.print("{:<10}{}\n", name, bits.substr(from, kBitsPerLine));
-  }
-}
-
-// Lengths in a picture are in pixels of a screen.
-constexpr size_t kCell = 20, kNames = 80, kMargin = 10, kBitsPerBand = 40;
 
 const char* colourOf(char source) {
   constexpr std::array kFields = {"#bfdbfe", "#bbf7d0", "#fecaca", "#e9d5ff",
                                   "#fed7aa", "#99f6e4", "#fbcfe8", "#d9f99d"};
-  if (source == '*') return kFields[0];
-  if (source >= 'A' && source <= 'H') return kFields.at(static_cast<size_t>(source - 'A'));
   if (source == 'P') return "#fde68a";
-  return source == '0' || source == '1' ? "#d4d4d8" : "#ffffff";
+  if (source == '0' || source == '1') return "#d4d4d8";
+  return kFields.at(source == '*' ? 0 : static_cast<size_t>(source - 'A'));
 }
 
-std::string svgText(size_t x, size_t y, std::string_view text, const char* anchor = "start") {
+std::string escaped(std::string_view text) {
   std::string escaped;
   for (const char c : text)
     escaped += c == '&' ? "&amp;" : c == '<' ? "&lt;" : c == '>' ? "&gt;" : std::string(1, c);
-  return fmt::format("<text x=\"{}\" y=\"{}\" text-anchor=\"{}\">{}</text>\n", x, y + 14, anchor,
-                     escaped);
+  return escaped;
 }
 
-std::string svgCell(size_t x, size_t y, const char* colour, std::string_view text) {
-  return fmt::format(
-             "<rect x=\"{}\" y=\"{}\" width=\"{}\" height=\"{}\" fill=\"{}\" "
-             "stroke=\"#52525b\" stroke-width=\"0.5\"/>\n",
-             x, y, kCell, kCell, colour) +
-         svgText(x + kCell / 2, y, text, "middle");
-}
-
-// The bits from `from` on: a ruler, and below it the rows.
-std::string svgBand(const FormatSheet& sheet, size_t from, size_t y) {
-  const size_t end = std::min(from + kBitsPerBand, sheet.sources.size());
-  const auto xOf = [from](size_t bit) { return kNames + (bit - from) * kCell; };
-  std::string svg;
-  for (size_t bit = from; bit < end; ++bit)
-    svg += svgText(xOf(bit) + kCell / 2, y, std::to_string(bit), "middle");
-  for (const auto& [name, bits] : sheet.rows) {
-    y += kCell;
-    svg += svgText(kMargin, y, name);
-    for (size_t bit = from; bit < end; ++bit) {
-      const bool isShown = bits[bit] != CardLayout::kNoPosition;
-      svg += svgCell(xOf(bit), y, colourOf(isShown ? sheet.sources[bit] : ' '),
-                     isShown ? bits.substr(bit, 1) : "");
-    }
+// A whole SVG file, which needs nothing else to be shown or printed. Lengths are in pixels; fonts
+// of one width have characters of 0.6 times their size.
+std::string svgOf(const Drawing& drawing) {
+  constexpr size_t kCharacter = 9, kLine = 20, kMargin = 10;
+  std::string body;
+  size_t y = kMargin, width = 0;
+  for (const auto& [text, sources] : drawing) {
+    for (size_t i = 0; i < sources.size(); ++i)
+      if (sources[i] != ' ' && sources[i] != CardLayout::kNoPosition)
+        body += fmt::format(
+            "<rect x=\"{}\" y=\"{}\" width=\"{}\" height=\"{}\" fill=\"{}\" "
+            "stroke=\"#52525b\" stroke-width=\"0.5\"/>\n",
+            kMargin + i * kCharacter, y, kCharacter, kLine, colourOf(sources[i]));
+    body += fmt::format("<text x=\"{}\" y=\"{}\" textLength=\"{}\">{}</text>\n", kMargin, y + 15,
+                        text.size() * kCharacter, escaped(text));
+    y += kLine;
+    width = std::max(width, text.size() * kCharacter);
   }
-  return svg;
-}
-
-// The picture as a whole SVG file, which needs nothing else to be shown or printed.
-std::string svgOf(const FormatSheet& sheet, const std::string& title) {
-  size_t y = kMargin;
-  std::string body = svgText(kMargin, y, title + ": " + sheet.size);
-  y += kCell;
-  for (size_t from = 0; from < sheet.sources.size(); from += kBitsPerBand) {
-    body += svgBand(sheet, from, y);
-    y += (sheet.rows.size() + 2) * kCell;
-  }
-  for (const std::string& line : sheet.fields) {
-    if (&line != &sheet.fields.front()) body += svgCell(kMargin, y, colourOf(line.front()), "");
-    body += svgText(kMargin + 2 * kCell, y, line);
-    y += kCell;
-  }
-  body += svgText(kMargin, y, sheet.example);
-  const size_t width = kNames + kBitsPerBand * kCell + kMargin, height = y + kCell + kMargin;
   return fmt::format(
       "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"{0}\" height=\"{1}\" viewBox=\"0 0 {0} "
-      "{1}\" font-family=\"monospace\" font-size=\"11\" xml:space=\"preserve\">\n"
+      "{1}\" font-family=\"monospace\" font-size=\"15\" xml:space=\"preserve\">\n"
       "<rect width=\"{0}\" height=\"{1}\" fill=\"#ffffff\"/>\n{2}</svg>\n",
-      width, height, body);
+      width + 2 * kMargin, y + kMargin, body);
 }
 
-void writeSvg(const std::string& path, const std::string& source, const FormatSheet& sheet) {
+void writeSvg(const std::string& path, const std::string& source, const Drawing& drawing) {
   requireDistinctFiles({source}, {path});
   std::string start(4, ' ');
   const bool isOther = std::ifstream(path).read(start.data(), 4) && start != "<svg";
   if (isOther)
     throw Failure(ExitStatus::kRefused, "{} is there already, and is not an SVG picture", path);
   NewFile file(path, true);
-  file.write(svgOf(sheet, printable(source)));
+  file.write(svgOf(drawing));
   static_cast<void>(file.finish());
   const mode_t mask = umask(0);
   umask(mask);
@@ -211,20 +178,18 @@ void writeSvg(const std::string& path, const std::string& source, const FormatSh
 }
 
 ExitStatus show(const std::string& path, const FormatOptions& options, Console& console) {
-  if (access(path.c_str(), F_OK) != 0) {
+  if (access(path.c_str(), R_OK) != 0) {
     console.report("{}: cannot be opened: {}", path, std::strerror(errno));
     return ExitStatus::kNotDone;
   }
   CardFormatSet formats;
   Findings findings(true);
   const CardFormat* const format = checkFormatAlone(path, formats, findings);
-  console.print("{}: {}\n", printable(path),
-                format != nullptr ? kindName(*format) : "does not load");
-  if (format != nullptr) {
-    const FormatSheet sheet = sheetOf(*format);
-    print(sheet, console);
-    if (!options.svg.empty()) writeSvg(options.svg, path, sheet);
-  }
+  Drawing drawing = {{fmt::format("{}: {}", printable(path),
+                                  format != nullptr ? kindName(*format) : "does not load")}};
+  if (format != nullptr) draw(*format, drawing);
+  for (const DrawnLine& line : drawing) console.print("{}\n", line.text);
+  if (format != nullptr && !options.svg.empty()) writeSvg(options.svg, path, drawing);
   findings.print(console);
   if (format == nullptr) return ExitStatus::kRefused;
   return findings.warnings() > 0 ? ExitStatus::kFound : ExitStatus::kAllWell;
