@@ -7,14 +7,17 @@
 
 namespace badgemint {
 
-// Runs the stages of a build on these lines, in the current folder, and returns its result.
-inline int32_t buildCards(const std::string& cards) {
+// Runs the stages of a build on these lines, in the current folder, and returns its result. Between
+// its passes, text can be appended to the lines.
+inline int32_t buildCards(const std::string& cards, const std::string& ident = "ident",
+                          const std::string& appended = "") {
   for (const char* const name : {"cards", "ident", "access", "cardsets"})
     std::filesystem::remove(name);  // Files cut to nothing are slow: they are written through.
   std::ofstream("cards") << cards;
-  InputCards loader("cards", "ident", "access", "cardsets");
+  InputCards loader("cards", ident.c_str(), "access", "cardsets");
   int32_t result = loader.isInitialised() ? loader.loadFormats("", "formats") : -1;
   if (result == 0) result = loader.pass1();
+  if (!appended.empty()) std::ofstream("cards", std::ios::app) << appended;
   if (result == 0) result = loader.pass2();
   return result;
 }

@@ -5,6 +5,7 @@
 #include <span>
 #include <string>
 #include <tuple>
+#include <unordered_map>
 #include <unordered_set>
 #include <utility>
 #include <vector>
@@ -60,10 +61,16 @@ class WholeFileCheck {
     // So that a search for the last range before an ID finds all that is before.
     uint32_t last = 0;
     for (UniqidRange& range : _unindexed) last = range.last = std::max(last, range.last);
-    _uniqids.reserve(static_cast<size_t>(_index.count()));
-    for (int32_t i = 0; i < _index.count(); ++i) _uniqids.push_back(entry(i).uniqid);
-    if (!std::ranges::is_sorted(_uniqids)) std::ranges::sort(_uniqids);
-    _uniqids.erase(std::unique(_uniqids.begin(), _uniqids.end()), _uniqids.end());
+    if (!_unindexed.empty()) _lowest = _unindexed[0].first;
+    for (const EscortUse& use : check.escorts) _escorts[use.escort];
+    for (const MisreadEscort& use : check.misreadEscorts) _escorts[use.escort];
+    // Sites have few escorts: to look for them among the holders needs no sorted holders.
+    for (int32_t i = 0; i < _index.count(); ++i) {
+      const uint32_t uniqid = entry(i).uniqid;
+      _lowest = std::min(_lowest, uniqid);
+      if (const auto escort = _escorts.find(uniqid); escort != _escorts.end())
+        escort->second = true;
+    }
   }
 
   int64_t run() {
@@ -72,7 +79,7 @@ class WholeFileCheck {
     reportClashes();
     checkEscorts();
     checkEscortRings();
-    return static_cast<int64_t>(_uniqids.size());
+    return _index.count() - _repeatedUniqids;
   }
 
  private:
@@ -93,12 +100,7 @@ class WholeFileCheck {
     const auto after = std::ranges::upper_bound(_unindexed, uniqid, {}, &UniqidRange::first);
     return after != _unindexed.begin() && std::prev(after)->last >= uniqid;
   }
-  bool isLowest(uint32_t uniqid) const {
-    return uniqid == _uniqids.front() && (_unindexed.empty() || uniqid <= _unindexed[0].first);
-  }
-  bool isHolder(uint32_t uniqid) const {
-    return std::ranges::binary_search(_uniqids, uniqid) || isUnindexed(uniqid);
-  }
+  bool isHolder(uint32_t escort) const { return _escorts.at(escort) || isUnindexed(escort); }
 
   void checkKeys() {
     CardIndexSuspects suspects;
@@ -128,6 +130,7 @@ class WholeFileCheck {
         suspects.elements(),
         [](const CardIndexSuspect& a, const CardIndexSuspect& b) { return a.order == b.order; },
         [this](Group group) {
+          _repeatedUniqids += static_cast<int64_t>(group.size()) - 1;
           group.size() == 1 ? checkLoneUniqid(group[0].position) : checkSharedUniqid(group);
         });
   }
@@ -135,7 +138,7 @@ class WholeFileCheck {
   void checkLoneUniqid(int32_t position) {
     const CardIndexEntry& pin = entry(position);
     if (pin.type != kPinIdentLine || isUnindexed(pin.uniqid)) return;
-    const bool isAccepted = isLowest(pin.uniqid);
+    const bool isAccepted = pin.uniqid == _lowest;
     _clashes.push_back({isAccepted ? kPair : kUnpairedPinIdent, position, kNoOther});
     if (!isAccepted) _check.findings.setVerdict(kUnpairedPinIdent, placeOf(pin));
   }
@@ -228,26 +231,28 @@ class WholeFileCheck {
 
   // Holders who escort each other in a ring, of one or more: one finding a ring, at its last line.
   // Only the first line of a holder counts.
-  void checkEscortRings() {
-    std::vector<EscortUse>& uses = _check.escorts;
-    std::ranges::stable_sort(uses, {}, &EscortUse::uniqid);
-    const auto isSame = [](const EscortUse& a, const EscortUse& b) { return a.uniqid == b.uniqid; };
-    uses.erase(std::unique(uses.begin(), uses.end(), isSame), uses.end());
-    const auto next = [&uses](size_t at) {  // The position of the escort, or the end.
-      const auto found = std::ranges::lower_bound(uses, uses[at].escort, {}, &EscortUse::uniqid);
-      const bool isThere = found != uses.end() && found->uniqid == uses[at].escort;
-      return isThere ? static_cast<size_t>(found - uses.begin()) : uses.size();
+  void checkEscortRings() const {
+    struct Link {
+      const EscortUse* use;
+      const EscortUse* walk = nullptr;  // From whose holder a walk came by first.
     };
-    std::vector<uint32_t> walks(uses.size());  // The walk that came by; they count from 1.
+    std::unordered_map<uint32_t, Link> links;  // By holders; whoever escorts nobody is in no ring.
+    for (const EscortUse& use : _check.escorts)
+      if (_escorts.contains(use.uniqid)) links.try_emplace(use.uniqid, Link{&use});
+    const auto linkOf = [&links](uint32_t holder) {
+      const auto found = links.find(holder);
+      return found == links.end() ? nullptr : &found->second;
+    };
     std::vector<EscortUse> rings;
-    for (uint32_t walk = 1; walk <= uses.size(); ++walk) {
-      size_t at = walk - 1;
-      for (; at != uses.size() && walks[at] == 0; at = next(at)) walks[at] = walk;
-      if (at == uses.size() || walks[at] != walk) continue;
-      EscortUse last = uses[at];
-      for (size_t i = next(at); i != at; i = next(i))
-        if (uses[i].line > last.line) last = uses[i];
-      rings.push_back(last);
+    for (auto& [holder, start] : links) {
+      Link* at = &start;
+      for (; at != nullptr && at->walk == nullptr; at = linkOf(at->use->escort))
+        at->walk = start.use;
+      if (at == nullptr || at->walk != start.use) continue;
+      const EscortUse* last = at->use;
+      for (const Link* i = linkOf(last->escort); i != at; i = linkOf(i->use->escort))
+        if (i->use->line > last->line) last = i->use;
+      rings.push_back(*last);
     }
     std::ranges::sort(rings, {}, &EscortUse::line);
     for (const EscortUse& use : rings) reportRing(use);
@@ -267,7 +272,9 @@ class WholeFileCheck {
   CardsCheck& _check;
   const CardIndex& _index;
   std::vector<UniqidRange> _unindexed;
-  std::vector<uint32_t> _uniqids;  // Of the index, in order, each once.
+  uint32_t _lowest = UINT32_MAX;                // Of all unique IDs.
+  std::unordered_map<uint32_t, bool> _escorts;  // That lines name, and whether the index has them.
+  int64_t _repeatedUniqids = 0;                 // Entries whose unique ID is that of another one.
   std::vector<Clash> _clashes;
   std::unordered_set<int32_t> _repeated;  // Entries that repeat a key and its unique ID.
 };

@@ -51,7 +51,8 @@ size_t countDigits(std::string_view text) {
 
 size_t numberLength(std::string_view text) {
   const size_t sign = text.starts_with('-') || text.starts_with('+') ? 1 : 0;
-  const size_t end = std::min(text.find_first_not_of("0123456789", sign), text.size());
+  size_t end = sign;
+  while (end < text.size() && isDigit(text[end])) ++end;
   return end > sign ? end : 0;
 }
 
