@@ -85,7 +85,7 @@ std::pair<Side, Side> sidesOf(const DiffOptions& options) {
 
 void open(std::optional<Site>& site, const Side& side) {
   site.emplace(side.paths, Site::Formats::kOptional, side.formatFolder);
-  requireWholeRecords(site->databases(), side.paths.ident, side.paths.access);
+  requireWholeRecords(site->databases(), side.paths);
   site->databases().sort();
 }
 
