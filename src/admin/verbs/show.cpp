@@ -93,8 +93,7 @@ class HolderPrinter {
       period = fmt::format(" from {} UTC", timeText(record.starttime).data());
     if (record.endtime != 0)
       period += fmt::format(" until {} UTC", timeText(record.endtime).data());
-    line("validity:{}, {}", period.empty() ? " without limit" : period,
-         validityText(validityAt(_now, record)));
+    line("validity:{}, {}", period.empty() ? " without limit" : period, validityText(record, _now));
   }
 
   void printCredential(const IdentRecord& record) {
