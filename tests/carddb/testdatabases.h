@@ -11,29 +11,23 @@
 
 namespace badgemint {
 
-// What differs between the two kinds of files: name, record, and the records of a file of three.
+// What differs between the two kinds of files: their name, and the records of a file of three.
 template <typename File>
-struct Kind;
-template <>
-struct Kind<IdentFile> {
-  static constexpr const char* kName = "ident";
-  using Record = IdentRecord;
-  static std::vector<Record> three() { return {{{1}, 10, 5}, {{2}, 20, 5}, {{3}, 10, 5}}; }
-};
-template <>
-struct Kind<AccessFile> {
-  static constexpr const char* kName = "access";
-  using Record = AccessRecord;
-  static std::vector<Record> three() { return {{.uniqid = 10}, {.uniqid = 20}, {.uniqid = 30}}; }
-};
+constexpr bool kIsIdent = std::is_same_v<File, IdentFile>;
+template <typename File>
+constexpr const char* kName = kIsIdent<File> ? "ident" : "access";
+inline const std::vector<IdentRecord> kIdents = {{{1}, 10, 5}, {{2}, 20, 5}, {{3}, 10, 5}};
+inline const std::vector<AccessRecord> kAccesses = {{.uniqid = 10}, {.uniqid = 20}, {.uniqid = 30}};
+template <typename File>
+const auto& kThree = std::get<!kIsIdent<File>>(std::tie(kIdents, kAccesses));
 
 enum State { kClosed, kOpen, kReadingAhead };
 
 // A file of three records, its index loaded, brought into this state.
 template <typename File>
 void prepare(File& file, State state = kClosed) {
-  writeRecords(Kind<File>::kName, Kind<File>::three());
-  static_cast<void>(file.loadIndex(Kind<File>::kName, 0));
+  writeRecords(kName<File>, kThree<File>);
+  static_cast<void>(file.loadIndex(kName<File>, 0));
   EXPECT_EQ(state == kClosed ? 0 : file.openFile(O_RDWR), 0);
   if (state == kReadingAhead) file.startReadingAhead();
 }
@@ -50,8 +44,8 @@ struct Prepared : WorkFolder, File {
 // left to write or to report afterwards.
 template <typename File>
 std::string failures(State state, int32_t (*run)(File&)) {
-  const std::string kind = Kind<File>::kName;
-  const size_t size = Kind<File>::Record::kSize;
+  const std::string kind = kName<File>;
+  const size_t size = kThree<File>[0].kSize;
   const std::tuple<std::string, std::string, bool> calls[] = {
       {"allocate", "", false},        {"stat", "opening", false},
       {"open", "opening", false},     {"lseek", "reading", false},

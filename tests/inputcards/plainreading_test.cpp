@@ -261,7 +261,6 @@ TEST(RandomSites, AreBuiltDumpedAndBuiltAgainAsAPlainReadingSays) {
     log.publish();
     log.take();
   }
-  takeSleeps();
   for (const auto& [result, times] : results) EXPECT_GT(times, 30) << result;
 }
 
