@@ -1,6 +1,10 @@
 // What the two kinds of database files share, through both of them; their indexes and records.
+#include <functional>
+
 #include "carddb/testdatabases.h"
 #include "cardsets/cardsets.h"
+#include "formats/fmtfile.h"
+#include "site/accesslevel.h"
 #include "support/masterconfiguration.h"
 
 namespace badgemint {
@@ -9,6 +13,7 @@ namespace {
 TEST(Databases, ReportWhichCallFailed) {
   const WorkFolder here;
   static uint32_t uniqid;
+  static AccessRecord holder;
   const auto append = [](auto& f) { return f.appendRecord({}); };
   const auto next = []<typename F>(F& f) {
     auto found = kThree<F>[0];
@@ -21,51 +26,41 @@ TEST(Databases, ReportWhichCallFailed) {
   const auto write = [](auto& f) { return f.writeRecordAt({}, 2); };
   const std::tuple<State, int32_t (*)(IdentFile&), std::string> idents[] = {
       {kClosed, append,
-       "open -382 and a message; lseek -383 and a message; write -385 and a message; short "
-       "write -385 and a message; close -385 and a message"},
-      {kReadingAhead, next, "read -383 and a message; short read 0"},
-      {kOpen, read, "open -1; lseek -2; read -2; short read -2; close -385 and a message, 0"},
-      {kOpen, write, "open -1; lseek -2; write -2; short write -2; close -385 and a message, -2"},
+       "open -382 reported; lseek -383 reported; write -385 reported; close -385 reported"},
+      {kReadingAhead, next, "read -383 reported; short read 0"},
+      {kOpen, read, "open -1; lseek -2; read -2; close -385 reported, 0"},
+      {kOpen, write, "open -1; lseek -2; write -2; close -385 reported, -2"},
       // What cannot be read counts as not found: it is appended.
       {kClosed, [](IdentFile& f) { return f.addOrReplace({{3}}); },
        "open 0 and a new record, -1; lseek 0 and a new record, -2; read 0 and a new record; "
-       "short read 0 and a new record; write -2; short write -2; close 0, -2"},
+       "write -2; close 0, -2"},
       {kClosed, [](IdentFile& f) { return f.setCardDeleted({3}, uniqid); },
-       "open -383, -385, -383, -385; lseek -383, -385, -383, -385; read -383, -383; short "
-       "read -383, -383; write -385, -385; short write -385, -385; close 0, -385, 0, -385"},
+       "open -383, -385, -383, -385; lseek -383, -385, -383, -385; read -383, -383; "
+       "write -385, -385; close 0, -385, 0, -385"},
       {kClosed, [](IdentFile& f) { return f.countUnloadedCardSets({}); },
-       "open -382 and a message; read 0 and a message, 1 and a message, 2 and a message, 3 "
-       "and a message; short read 0, 1, 2, 3; close 3"},
+       "open -382 reported; read 0 reported, 1 reported, 2 reported, 3 reported; "
+       "short read 0, 1, 2, 3; close 3"},
   };
   for (const auto& [state, run, expected] : idents) EXPECT_EQ(failures(state, run), expected);
   const std::string changed =
-      "open -340 and a message, -340; lseek -341 and a message, -342; read -341 and a "
-      "message; short read -341 and a message; write -342; short write -342; close 0, -342";
+      "open -340 reported, -340; lseek -341 reported, -342; read -341 reported; write -342; "
+      "close 0, -342";
   const std::tuple<State, int32_t (*)(AccessFile&), std::string> accesses[] = {
       {kClosed, append,
-       "open -340 and a message; lseek -341 and a message; write -342 and a message; short "
-       "write -342 and a message; close -342 and a message"},
+       "open -340 reported; lseek -341 reported; write -342 reported; close -342 reported"},
       {kReadingAhead, next, "read -2; short read 0"},
       {kOpen, read,
-       "open -340 and a message; lseek -341 and a message; read -341 and a message; short "
-       "read -341 and a message; close -342 and a message, 0"},
-      {kOpen, write,
-       "open -340; lseek -342; write -342; short write -342; close -342 and a message, -342"},
+       "open -340 reported; lseek -341 reported; read -341 reported; close -342 reported, 0"},
+      {kOpen, write, "open -340; lseek -342; write -342; close -342 reported, -342"},
       {kClosed, [](AccessFile& f) { return f.setFlag3(30); }, changed},
-      {kClosed,
-       [](AccessFile& f) {
-         AccessRecord a{30};
-         return f.mergeAccess(a, true);
-       },
-       changed},
+      {kClosed, [](AccessFile& f) { return f.mergeAccess(holder = {30}, true); }, changed},
       {kClosed, [](AccessFile& f) { return f.updateAccessTimes({30}); },
-       "open -1105 and a message, -340; lseek -1105 and a message, -342; read -1105 and a "
-       "message; short read -1105 and a message; write -342; short write -342; close 0, "
-       "-342"},
+       "open -1105 reported, -340; lseek -1105 reported, -342; read -1105 reported; write -342; "
+       "close 0, -342"},
       {kClosed, [](AccessFile& f) { return f.loadIndex("access", 0); },
        "allocate -100[25 accessfile] Not enough memory to create access filename\n"
        ", -100[25 accessfile] Not enough memory to create access index\n"
-       "; stat -340 and a message; open -340[25 accessindx] Error opening access file access\n"
+       "; stat -340 reported; open -340[25 accessindx] Error opening access file access\n"
        "; read -341[25 accessindx] Error reading access file access\n"
        ", -341[25 accessindx] Error reading access file access\n"
        "; short read 0, 0; close 0"},
@@ -91,23 +86,39 @@ TEST(Databases, ReadsAheadWhatIsThere) {
   }
 }
 
-TEST(Databases, LoadsTheIndexThatTheConfigurationNames) {
+TEST(Databases, AreNamedByTheConfigurationAsTheOtherFiles) {
   const WorkFolder here;
+  here.write("f", "f 1 1");
   here.write("empty", "");
-  here.write("named", "ident ident -1\naccess access -1\n");
-  MasterConfiguration named(0, "named"), empty(0, "empty");
+  here.write("named", "ident ident -1\naccess access -1\nfmts f\ncardsets f\naccesslvls f\n");
+  MasterConfiguration named(1, "named"), empty(1, "empty");
   IdentFile idents;
   AccessFile accesses;
+  fmtfile formats;
+  cardsets sets;
+  AccessLevelSet levels;
   prepare(idents, kOpen);
   prepare(accesses, kOpen);
-  EXPECT_TRUE(idents.loadIndexFromConfig(named) && accesses.loadIndexFromConfig(named));
+  const std::function<bool(MasterConfiguration&)> loads[] = {
+      [&](MasterConfiguration& table) { return idents.loadIndexFromConfig(table); },
+      [&](MasterConfiguration& table) { return accesses.loadIndexFromConfig(table); },
+      [&](MasterConfiguration& table) { return formats.openFromConfiguration(table) == 0; },
+      [&](MasterConfiguration& table) { return sets.loadFromConfiguration(table); },
+      [&](MasterConfiguration& table) { return levels.loadAccessLevels(table); }};
+  for (const auto& load : loads) EXPECT_TRUE(load(named));
   EXPECT_EQ(idents.index()->count(), 3);
   EXPECT_EQ(idents.index()->capacity() + accesses.index()->capacity(), 206);
-  TestLog log;
-  errno = EINVAL;
-  EXPECT_FALSE(idents.loadIndexFromConfig(empty) || accesses.loadIndexFromConfig(empty));
-  EXPECT_EQ(errno, 0);
-  EXPECT_EQ(log.take(), "[report 1/15 \"\"]\n[report 2/15 \"\"]\n");
+  TestLog log(3);
+  std::string reported;
+  for (const auto& load : loads) {
+    errno = EINVAL;
+    EXPECT_FALSE(load(empty));
+    reported += std::to_string(errno) + ' ' + log.take();
+  }
+  EXPECT_EQ(reported,
+            "0 [report 1/15 \"\"]\n0 [report 2/15 \"\"]\n"
+            "0 [report 1/15 \"fmts\"]\n[report 1/21 \"\"]\n"
+            "0 [report 1/15 \"\"]\n22 [report 2/15 \"\"]\n");
 }
 
 // What no file of the databases shows of its index: with room for three holders, one more is

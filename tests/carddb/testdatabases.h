@@ -39,9 +39,10 @@ struct Prepared : WorkFolder, File {
 };
 
 // What comes of an operation when its first call of a kind fails, then its second, and so on until
-// there are no more: "read -383 and a message, 0" is a failed first read, which is reported, and a
-// second one that does not matter. Whatever failed, the file stays whole records, and nothing is
-// left to write or to report afterwards.
+// there are no more: "read -383 reported, 0" is a failed first read, which is reported, and a
+// second one that does not matter. A short transfer is listed when it is not like a failed one.
+// Whatever failed, the file stays whole records, and nothing is left to write or to report
+// afterwards.
 template <typename File>
 std::string failures(State state, int32_t (*run)(File&)) {
   const std::string kind = kName<File>;
@@ -53,8 +54,9 @@ std::string failures(State state, int32_t (*run)(File&)) {
       {"write", "writing to", false}, {"write", "writing to", true},
       {"close", "writing to", false}};
   TestLog log(25);
-  std::string outcomes;
+  std::string all, failed;
   for (const auto& [call, message, isShort] : calls) {
+    std::string outcomes;
     for (int nth = 1;; ++nth) {
       File file;
       prepare(file, state);
@@ -64,17 +66,18 @@ std::string failures(State state, int32_t (*run)(File&)) {
       if (!fault.struck()) break;
       std::string text = log.take();
       if (text == "[25 " + kind + "file] Error " + message + " " + kind + " file " + kind + "\n")
-        text = " and a message";
-      if (nth == 1 && !outcomes.empty()) outcomes += "; ";
-      outcomes += nth > 1 ? ", " : isShort ? "short " + call + " " : call + " ";
-      outcomes += std::to_string(result) + text;
+        text = " reported";
+      outcomes += (nth == 1 ? " " : ", ") + std::to_string(result) + text;
       EXPECT_EQ(file.closeFile(), 0) << call;
       EXPECT_EQ(log.take(), "") << call;
       EXPECT_EQ(std::filesystem::file_size(kind) % size, 0) << call;
       if (std::filesystem::file_size(kind) > 3 * size) outcomes += " and a new record";
     }
+    if (!outcomes.empty() && !(isShort && outcomes == failed))
+      all += (all.empty() ? "" : "; ") + std::string(isShort ? "short " : "") + call + outcomes;
+    failed = outcomes;
   }
-  return outcomes;
+  return all;
 }
 
 }  // namespace badgemint
