@@ -76,7 +76,7 @@ LossSet lossesOf(const Holder& old, const Holder& fresh, uint32_t now) {
       losses.set(isPinEntry(ident) ? kLostPin : kLostKey);
   }
   const auto isValid = [now](const AccessRecord& access) {
-    return validityAt(now, access) == Validity::kValid;
+    return access.starttime <= now && (access.endtime == 0 || now <= access.endtime);
   };
   if (any_of(old.accesses, isValid) && !any_of(fresh.accesses, isValid)) losses.set(kLostValidity);
   for (const AccessRecord& access : old.accesses) {
