@@ -1,7 +1,5 @@
 #include "admin/records/site.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
