@@ -20,7 +20,6 @@
 #include "admin/check/formatscheck.h"
 #include "admin/check/oddtext.h"
 #include "admin/check/sitecheck.h"
-#include "admin/check/word.h"
 #include "inputcards/cardindex.h"
 #include "inputcards/linechecker.h"
 #include "inputcards/sitecards.h"
@@ -34,7 +33,7 @@ struct Subject {
   std::string_view cardNumber{};   // As written; shown when it is a number. The first of a block.
   std::optional<uint32_t> uniqid;  // None when the line has no unique ID.
 
-  // " (card 5 of holder 7)"; empty when there is nothing to name.
+  // "card 5 of holder 7"; empty when there is nothing to name.
   std::string text() const;
   About about() const;
 
@@ -179,16 +178,23 @@ class FieldsCheck {
   // The same for a card of a possible card set that is not encoded; null for a wrong number.
   bool reportEncoding(const CheckedLine& line, const int64_t* number) const;
 
-  // Numbers that a build accepts and changes, or that are right and mostly not meant.
-  int64_t checkRange(size_t field) const;  // Returns the number as it is written.
+  // What a build accepts silently in a field, and a site would not want; the fields of a period
+  // aside.
+  void checkField(size_t field) const;
+  // The number as it is written. A build keeps the low bits of one that is too large.
+  int64_t checkRange(size_t field) const;
   bool checkNumberRange(int64_t number) const;
-  void checkLevel(size_t field) const;
   void warnIfZero(size_t field) const;
 
   CardsCheck& _check;
   CheckedLine& _line;
   std::span<const LineField> _fields;
   std::array<std::string_view, 32> _words;  // More than any line has fields; empty ones at the end.
+
+ private:
+  void checkPin(std::string_view pin) const;
+  void checkLevel(size_t field) const;
+  void checkEscort(size_t field) const;
 };
 
 // The checks of the lines, by their types. They return the result of a build for the line.
