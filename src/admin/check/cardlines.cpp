@@ -16,7 +16,7 @@ class BlockLine : FieldsCheck {
  public:
   BlockLine(CardsCheck& check, CheckedLine& line)
       : FieldsCheck(check, line, line.text + std::strcspn(line.text, kBlockDelimiters)) {
-    line.subject = {kMultiCardsLine, numberIn(kSet), _words[kFirstCard], {}};
+    line.subject = {numberIn(kSet), _words[kFirstCard], {}};
     if (!_words[kUniqid].empty()) line.subject.uniqid = static_cast<uint32_t>(numberIn(kUniqid));
   }
 
@@ -53,7 +53,7 @@ class BlockLine : FieldsCheck {
     const int64_t number = int64_t{numberIn(kFirstCard)} + good;
     const std::string text = fmt::to_string(number);
     CheckedLine card = _line;
-    card.subject = {kCardLine, csid(), text, *_line.subject.uniqid + static_cast<uint32_t>(good)};
+    card.subject = {csid(), text, *_line.subject.uniqid + static_cast<uint32_t>(good)};
     if (!wrongSet) reportEncoding(card, wrongNumber ? nullptr : &number);
   }
 
@@ -98,7 +98,6 @@ class BlockLine : FieldsCheck {
 }  // namespace
 
 bool Subject::hasNumber() const {
-  const bool isHex = lineType == kNoFormatCardLine;
   const char* const digits = isHex ? "0123456789ABCDEFabcdef" : "0123456789";
   return !cardNumber.empty() && cardNumber.size() <= kMaxCardNumberDigits &&
          cardNumber.find_first_not_of(digits) == std::string_view::npos;
@@ -106,12 +105,9 @@ bool Subject::hasNumber() const {
 
 std::string Subject::text() const {
   if (!uniqid && !hasNumber()) return "";
-  const bool isBlock = lineType == kMultiCardsLine;
-  const bool isPin = lineType == kPinLine || lineType == kPinIdentLine;
-  std::string text = isPin ? "PIN" : isBlock ? "cards" : "card";
-  if (hasNumber()) text.append(isBlock ? " from " : " ").append(cardNumber);
-  if (uniqid) text += (isBlock ? ", holders from " : " of holder ") + fmt::to_string(*uniqid);
-  return text;
+  std::string text = cardNumber.empty() ? "PIN" : "card";
+  if (hasNumber()) text.append(" ").append(cardNumber);
+  return uniqid ? fmt::format("{} of holder {}", text, *uniqid) : text;
 }
 
 About Subject::about() const {

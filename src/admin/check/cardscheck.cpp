@@ -74,19 +74,10 @@ int32_t reportLineType(CardsCheck& check, const CheckedLine& line) {
 }
 
 int32_t checkByType(CardsCheck& check, CheckedLine& line) {
-  switch (*line.text) {
-    case kCardLine:
-    case kNoFormatCardLine:
-    case kPinLine:
-    case kPinIdentLine:
-      return checkHolderLine(check, line);
-    case kFieldsLine:
-      return checkCardSetLine(check, line);
-    case kMultiCardsLine:
-      return checkBlockLine(check, line);
-    default:
-      return reportLineType(check, line);
-  }
+  if (*line.text == kFieldsLine) return checkCardSetLine(check, line);
+  if (*line.text == kMultiCardsLine) return checkBlockLine(check, line);
+  const bool isHolder = !lineFields(*line.text).empty();
+  return isHolder ? checkHolderLine(check, line) : reportLineType(check, line);
 }
 
 bool isIgnored(const char* line) {

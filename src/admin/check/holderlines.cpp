@@ -100,7 +100,8 @@ class HolderLine : FieldsCheck {
     FieldScanner scanner(_line.text + 1);
     const CardLine card =
         isCard() ? scanCardLine(scanner) : CardLine{0, {}, {}, scanPinLine(scanner).uniqid};
-    _line.subject = {*_line.text, isHex() ? 0 : card.csid, card.cardNumber, card.uniqid};
+    const bool hasFormat = *_line.text != kNoFormatCardLine;
+    _line.subject = {hasFormat ? card.csid : 0, card.cardNumber, card.uniqid, !hasFormat};
     if (scanner.failed()) _line.subject.uniqid.reset();
   }
 
@@ -226,11 +227,8 @@ class HolderLine : FieldsCheck {
     if (*to == 0)
       warn(end, "date", "is stored as 0, which means no limit: it never expires");
     else if (*to % kSecondsPerDay == 0)
-      warn(
-          end + 1, "day",
-          fmt::format("is the beginning of the day: it expires when {} begins; write 0 for the end "
-                      "of the day",
-                      _words[end]));
+      warn(end + 1, "day",
+           "is the beginning of the day: it expires when that day begins; write 0 for its end");
     if (from != 0 && *to != 0 && *to < from)
       warn(end, "period", "is before the start: it is never valid");
   }

@@ -35,8 +35,7 @@ std::string cardNumberOf(const CardIndexEntry& entry) {
 
 // `cardNumber` is that of the entry and must outlive the subject.
 Subject subjectOf(const CardIndexEntry& entry, const std::string& cardNumber) {
-  const char lineType = entry.type == kMultiCardsLine ? kCardLine : entry.type;
-  return {lineType, entry.csid, cardNumber, entry.uniqid};
+  return {entry.csid, cardNumber, entry.uniqid, entry.type == kNoFormatCardLine};
 }
 
 std::string nameOf(const CardIndexEntry& entry) {
@@ -63,7 +62,7 @@ class WholeFileCheck {
     for (UniqidRange& range : _unindexed) last = range.last = std::max(last, range.last);
     if (!_unindexed.empty()) _lowest = _unindexed[0].first;
     for (const EscortUse& use : check.escorts) _escorts[use.escort];
-    for (const MisreadEscort& use : check.misreadEscorts) _escorts[use.escort];
+    for (const auto& [escort, finding] : check.misreadEscorts) _escorts[escort];
     // Sites have few escorts: to look for them among the holders needs no sorted holders.
     for (int32_t i = 0; i < _index.count(); ++i) {
       const uint32_t uniqid = entry(i).uniqid;
@@ -253,18 +252,11 @@ class WholeFileCheck {
       rings.push_back(*last);
     }
     std::ranges::sort(rings, {}, &EscortUse::line);
-    for (const EscortUse& use : rings) reportRing(use);
-  }
-
-  void reportRing(const EscortUse& use) const {
-    if (use.escort == use.uniqid)
-      warn(use, "holder {} is his own escort: doors that need an escort never open for him",
-           use.uniqid);
-    else
+    for (const EscortUse& use : rings)
       warn(use,
-           "holder {} and escort {} wait for each other, directly or through others: "
-           "doors that need an escort never open for them",
-           use.uniqid, use.escort);
+           "holder {} is his own escort, directly or through others: doors that need an escort "
+           "never open for him",
+           use.uniqid);
   }
 
   CardsCheck& _check;
