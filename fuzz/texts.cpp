@@ -5,6 +5,8 @@
 #include <cerrno>
 #include <cinttypes>
 #include <cstring>
+#include <ctime>
+#include <sstream>
 
 #include "cardsets/card_functions.h"
 #include "fuzz.h"
@@ -71,15 +73,28 @@ void splitWords(const std::string& line) {
   static_cast<void>(splitMultiCardsLine(copy.data()));
 }
 
-void readDates(const std::string& line) {
+// The plain way: a formatted scan, and the calendar of the C library. 7 when there is no date.
+uint32_t scanDate(const char* text) {
+  if (std::strcmp(text, "0") == 0) return 0;
+  constexpr int kLow[] = {1970, 1, 1, 0, 0, 0}, kHigh[] = {2037, 12, 31, 23, 59, 59};
+  int n[6];
+  if (std::sscanf(text, "%d/%d/%d-%d:%d:%d", n, n + 1, n + 2, n + 3, n + 4, n + 5) != 6) return 7;
+  for (int i = 0; i < 6; ++i)
+    if (n[i] < kLow[i] || n[i] > kHigh[i]) return 7;
+  std::tm t{n[5], n[4], n[3], n[2], n[1] - 1, n[0] - 1900, 0, 0, 0, 0, nullptr};
+  return static_cast<uint32_t>(timegm(&t));
+}
+
+void readDate(const std::string& word) {
   uint32_t seconds = 7;
-  const int32_t parsed = parseDateTime(line.c_str(), seconds);
+  const int32_t parsed = parseDateTime(word.c_str(), seconds);
+  require(seconds == scanDate(word.c_str()), "a date is what the C library reads");
   require(parsed == kSuccess || seconds == 7, "an invalid date changes nothing");
   const DateTimeText text = formatDateTime(seconds);
   uint32_t again = 0;
   require(parseDateTime(text.data(), again) == kInvalidDate || again == seconds,
           "a time that is written is read");
-  const DateAndTime parts = splitDateTime(line);
+  const DateAndTime parts = splitDateTime(word);
   for (const PeriodEnd end : {PeriodEnd::kStart, PeriodEnd::kEnd}) {
     const DateTimeText joined = joinDateTime(end, parts.date.data(), parts.time.data());
     require(joined.back() == '\0', "a joined text ends");
@@ -90,6 +105,12 @@ void readDates(const std::string& line) {
                 inPlace == scanned,
             "a date and a time are what their joined text is");
   }
+}
+
+void readDates(const std::string& line) {
+  readDate(line);
+  std::istringstream words(line);
+  for (std::string word; words >> word;) readDate(word);
 }
 
 void useDigits(const std::string& line) {

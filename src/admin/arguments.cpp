@@ -24,24 +24,6 @@ std::optional<uint32_t> numberOf(std::string_view word) {
   return static_cast<uint32_t>(number.value);
 }
 
-namespace {
-
-// None for a year outside 1970 to 2037, and for a day that its month does not have.
-std::optional<uint32_t> timeOf(const std::string& word) {
-  tm given{};
-  const char* const end = strptime(word.c_str(), "%Y/%m/%d %H:%M:%S", &given);
-  if (end == nullptr || *end != '\0') return std::nullopt;
-  constexpr int kFirstYear = 1970 - 1900, kLastYear = 2037 - 1900;
-  if (given.tm_year < kFirstYear || given.tm_year > kLastYear) return std::nullopt;
-  tm valid = given;  // With February 30 turned into March 2, and second 60 into the next minute.
-  const time_t seconds = timegm(&valid);
-  if (valid.tm_mday != given.tm_mday || valid.tm_sec != given.tm_sec || seconds == 0)
-    return std::nullopt;
-  return static_cast<uint32_t>(seconds);
-}
-
-}  // namespace
-
 CardEncoder encoderOfSet(std::string_view set, const cardsets& sets,
                          const std::vector<CheckedFormat>& formats) {
   const auto csid = numberOf(set);
@@ -86,11 +68,17 @@ CardPattern parseCard(const std::string& word, const Site& site) {
 
 uint32_t parseTimeOrNow(const char* option, const std::string& word) {
   if (word.empty()) return static_cast<uint32_t>(std::time(nullptr));
-  const auto time = timeOf(word);
-  if (!time)
+  tm given{};
+  const char* const end = strptime(word.c_str(), "%Y/%m/%d %H:%M:%S", &given);
+  tm valid = given;  // With February 30 turned into March 2, and second 60 into the next minute.
+  const time_t seconds = timegm(&valid);
+  constexpr int kFirstYear = 1970 - 1900, kLastYear = 2037 - 1900;
+  if (end == nullptr || *end != '\0' || valid.tm_mday != given.tm_mday ||
+      valid.tm_sec != given.tm_sec || given.tm_year < kFirstYear || given.tm_year > kLastYear ||
+      seconds == 0)
     throw Failure(ExitStatus::kNotDone, "{} {} is not a time; write it as \"2026/01/31 18:00:00\"",
                   option, inQuotes(word));
-  return *time;
+  return static_cast<uint32_t>(seconds);
 }
 
 }  // namespace badgemint::admin

@@ -85,7 +85,7 @@ TEST(AdminDump, ReplacesNoFileThatItShouldNot) {
       {"cp away cardsets; echo wrong >>cardsets", "", 1, "cardsets:2: this line is not a card set",
        ""},
       {"echo old >26.cdf; ln 26.cdf out", "--force", 2, "26.cdf and out are one file", "old\n"},
-      {"rm 26.cdf", "", 3, "26.cdf: cannot be opened", ""},
+      {"rm 26.cdf", "", 3, "26.cdf: cannot be read", ""},
   };
   for (const auto& [prepare, options, status, errors, left] : kCases) {
     SCOPED_TRACE(std::string(prepare) + options);

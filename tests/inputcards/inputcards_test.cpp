@@ -15,9 +15,9 @@ namespace {
 using Case = std::tuple<std::string, int32_t, std::string>;
 
 // The second pass alone.
-int32_t write(const std::string& cards, const char* ident, const char* access) {
+int32_t write(const std::string& cards) {
   std::ofstream("cards") << cards;
-  InputCards loader("cards", ident, access, "sets");
+  InputCards loader("cards", "ident", "access", "sets");
   EXPECT_EQ(loader.loadFormats("", "formats"), 0);
   return loader.pass2();
 }
@@ -36,8 +36,7 @@ void expectBuilds(const std::vector<Case>& cases) {
     log.logger().setThreshold(UINT32_MAX);
     EXPECT_EQ(buildCards(cards), result);
     theLogger = nullptr;
-    EXPECT_EQ(buildCards(cards), result);
-    EXPECT_EQ(result < 0 ? write(cards, "ident", "access") : result, result);
+    EXPECT_EQ(result < 0 ? write(cards) : buildCards(cards), result);
   }
 }
 
@@ -70,12 +69,11 @@ TEST(InputCards, CheckTheCardSetOfALine) {
 }
 
 TEST(InputCards, CheckNumbersAndPins) {
-  const std::string bad = "[25 card_functions] Invalid card number ";
-  const std::string badPin = "[25 card_functions] Invalid pin code ";
-  const std::string number = "\n[25 inputcards] Invalid card number on line#=";
-  const std::string pin = "\n[25 inputcards] Invalid pin code on line#=";
-  const std::string f33 = std::string(33, 'f'), f99 = std::string(99, 'f'),
-                    many = ", too many digits";
+  const std::string bad = "[25 card_functions] Invalid card number ", many = ", too many digits",
+                    number = "\n[25 inputcards] Invalid card number on line#=",
+                    badPin = "[25 card_functions] Invalid pin code ",
+                    pin = "\n[25 inputcards] Invalid pin code on line#=", f33(33, 'f'),
+                    f99(99, 'f');
   expectBuilds({
       {"f 1 1\nc 1", -1010, number.substr(1) + "2\n"},
       {"n 0", -1010, number.substr(1) + "1\n"},
@@ -90,8 +88,6 @@ TEST(InputCards, CheckNumbersAndPins) {
       {"f 1 1\nc 1 " + std::string(31, '0') + "7 12345678 1", 0, ""},
       {"f 1 1\nc 1 7 123456789 1", -1004, badPin + "123456789" + many + pin + "2\n"},
       {"n 0 12 1x 1", -1004, badPin + "1x, must be numeric" + pin + "1\n"},
-      {"n 0 12 123456789", -1004, badPin + "123456789" + many + pin + "1\n"},
-      {"p 1234567890123456 1\no 6543210987654321 0", 0, ""},
       {"p 12345678901234567", -1004, badPin + "12345678901234567" + many + pin + "1\n"},
       {"o -1 1", -1004, badPin + "-1, must be numeric" + pin + "1\n"},
   });
@@ -101,23 +97,17 @@ TEST(InputCards, RefuseNumbersThatTheFormatCannotHold) {
   const std::string mismatch = "[25 card_functions] Card mismatch cardno=";
   const std::string most = "9223372036854775807";
   expectBuilds({
-      {"f 1 1\nc 1 65535 0 1", 0, ""},
+      {"f 1 1\nc 1 65535 0 1\nd 1 65534 1 2", 0, ""},
       {"f 1 1\nc 1 65536 0 1", -506, mismatch + "65536,chkcardno=0, line#=2\n"},
       {"f 1 1\nc 1 " + most + "0 0 1", -506, mismatch + most + ",chkcardno=65535, line#=2\n"},
-      {"f 1 1\nd 1 65535 1 1", 0, ""},
       {"f 1 1\nd 1 65535 2 1", -506, "[25 inputcards] Card mismatch cardno=65536, chkcardno=0\n"},
   });
-}
-
-// It leaves out the cards of a block that are not their own, and wants those that the first pass
-// saw.
-TEST(InputCards, AreCheckedAgainInTheSecondPass) {
   const TestSite site;
   TestLog log(25);
-  EXPECT_EQ(write("f 1 1\nd 1 65535 2 1", "ident", "access"), -506);
+  EXPECT_EQ(write("f 1 1\nd 1 65535 2 1"), -506) << "only the card that does not fit is left out";
   EXPECT_EQ(log.take(), "[25 inputcards] Card mismatch cardno=65536, chkcardno=0, line#=2\n");
   EXPECT_EQ(contentOf("ident").size(), 28);
-  EXPECT_EQ(write("p 1 1", "ident", "access"), -502);
+  EXPECT_EQ(write("p 1 1"), -502) << "the first pass has seen no card";
 }
 
 TEST(InputCards, NeedFiveWordsOfABlock) {
@@ -131,13 +121,12 @@ TEST(InputCards, NeedFiveWordsOfABlock) {
 }
 
 TEST(InputCards, FindRoomInThreeQuartersOfTheMachinesMemory) {
-  const TestSite site;
-  TestLog log(25);
-  machinePages = 38;  // As many pages as an entry takes bytes with its bits in the checks.
   const long entries = sysconf(_SC_PAGESIZE) * 3 / 4;
   const std::string fits = "f 2 2\nd 2 1 " + std::to_string(entries) + " 1\n";
-  EXPECT_EQ(buildCards(fits), 0);
-  log.take();
+  machinePages = 38;  // As many pages as an entry takes bytes with its bits in the checks.
+  expectBuilds({{fits, 0, ""}});
+  const TestSite site;
+  TestLog log(25);
   EXPECT_EQ(buildCards(fits + "p 1 0"), -100);
   EXPECT_EQ(log.take(), "[25 cardindex] Not enough memory to create card index\n");
   machinePages = -1;
@@ -145,55 +134,43 @@ TEST(InputCards, FindRoomInThreeQuartersOfTheMachinesMemory) {
   machinePages = 0;
 }
 
-constexpr char kCards[] = "f 1 1 A 21\nc 1 7 0 1\n";
 constexpr char kChanged[] = "[25 inputcards] Input cards file cards changed during the build\n";
 
 TEST(InputFile, IsKnownByMoreThanItsSizeAndTime) {
   const TestSite site;
   TestLog log;
-  site.folder.write("cards", kCards);
+  site.folder.write("cards", "c 1 7 0 1\n");
   const auto time = std::filesystem::last_write_time("cards");
   InputFile input;
   EXPECT_TRUE(input.setName("cards"));
   EXPECT_EQ(input.open(), kSuccess);
   usleep(20000);  // Times of files move on in steps of some milliseconds.
-  site.folder.write("cards", "f 1 1 A 21\nc 1 8 0 1\n");
+  site.folder.write("cards", "c 1 8 0 1\n");
   std::filesystem::last_write_time("cards", time);
   EXPECT_EQ(input.open(), kInputReadFailed);
   EXPECT_EQ(log.take(), kChanged);
 }
 
 TEST(InputFile, CanBeReadTwice) {
-  const TestSite site;
+  const WorkFolder here;
   TestLog log(25);
   mkfifo("pipe", 0600);
   mknod("socket", S_IFSOCK | 0600, 0);
   InputFile input;
-  for (const std::string name : {"pipe", "socket", "/dev/zero"}) {
+  for (const std::string name : {"pipe", "socket", "/dev/zero", "/dev/null"}) {
     EXPECT_TRUE(input.setName(name.c_str()));
-    EXPECT_EQ(input.open(), kInputReadFailed);
-    EXPECT_EQ(log.take(), "[25 inputcards] Input cards file " + name + " cannot be read twice\n");
+    EXPECT_EQ(input.open(), name == "/dev/null" ? kSuccess : kInputReadFailed);
+    const std::string reported = "[25 inputcards] Input cards file " + name;
+    EXPECT_EQ(log.take(), name == "/dev/null" ? "" : reported + " cannot be read twice\n");
   }
-  EXPECT_TRUE(input.setName("/dev/null"));
-  EXPECT_EQ(input.open(), kSuccess);
-}
-
-// A build with something between its passes.
-int32_t build(const char* ident, const std::string& appended) {
-  std::ofstream("cards") << kCards;
-  InputCards loader("cards", ident, "access", "cardsets");
-  EXPECT_EQ(loader.loadFormats("", "formats"), kSuccess);
-  EXPECT_EQ(loader.pass1(), kSuccess);
-  std::ofstream("cards", std::ios::app) << appended;
-  return loader.pass2();
 }
 
 TEST(InputFile, ChangesDuringTheBuild) {
   const TestSite site;
   TestLog log(25);
-  EXPECT_EQ(build("ident", "c 1 8 0 2\n"), kInputReadFailed) << "between the passes";
+  EXPECT_EQ(buildCards("p 1 1\n", "ident", "p 2 2\n"), -502) << "between the passes";
   EXPECT_FALSE(std::filesystem::exists("ident"));
-  EXPECT_EQ(build("cards", ""), kInputReadFailed) << "is the ident database as well";
+  EXPECT_EQ(buildCards("p 1 1\n", "cards"), -502) << "is the ident database as well";
   EXPECT_TRUE(log.take().ends_with(kChanged));
   EXPECT_FALSE(std::filesystem::exists("cardsets"));
 }

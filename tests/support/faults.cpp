@@ -3,22 +3,16 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <csignal>
 #include <cstdarg>
-#include <filesystem>
-#include <fstream>
 #include <new>
-#include <string_view>
 
-#include "support/logger.h"
+#include "support/testfiles.h"
 
 using namespace badgemint;
 
 extern "C" {
-decltype(fstat) __real_fstat;
 decltype(fstatat) __real_fstatat;
 }
 
@@ -40,44 +34,33 @@ bool strikesTransfer(std::string_view call, size_t& size) {
   return !isShort;
 }
 
-uint64_t inodeOf(int file) {
+// A name in an open folder; without a name the file or folder itself. 0 when it is not there.
+uint64_t inodeOf(int folder, const std::string& name) {
   struct stat status;
-  return __real_fstat(file, &status) == 0 ? status.st_ino : 0;
-}
-uint64_t inodeOf(int folder, const char* name) {
-  struct stat status;
-  return __real_fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) == 0 ? status.st_ino : 0;
+  const int flags = AT_SYMLINK_NOFOLLOW | AT_EMPTY_PATH;
+  return __real_fstatat(folder, name.c_str(), &status, flags) == 0 ? status.st_ino : 0;
 }
 
-// Records the change that `describe` returns when the call went well, and returns its result.
-template <typename Describe>
-int recorded(int result, Describe describe) {
-  if (result >= 0 && recorder != nullptr) recorder->changes.push_back(describe());
-  return result;
-}
+// A name that a call may have changed.
+struct Place {
+  int folder;
+  const char* name;
+  bool isChanged = true;
+};
 
-int recordedEntry(int result, int folder, const char* name) {
-  return recorded(result, [&] {
-    return DiskChange{{{inodeOf(folder), name, inodeOf(folder, name)}}};
-  });
-}
-
-// A file that open(2) may have made.
-int recordedFile(int file, int folder, const char* name, int flags) {
-  if ((flags & O_CREAT) == 0) return file;
-  return recorded(file, [&] {
+// Records what stands in these places when the call went well, and returns its result.
+template <typename Result>
+Result recorded(Result result, std::initializer_list<Place> places) {
+  if (result < 0 || recorder == nullptr) return result;
+  DiskChange change;
+  for (const auto& [folder, name, isChanged] : places) {
     const std::filesystem::path path = name;
-    const std::string parent = path.has_parent_path() ? path.parent_path().string() : ".";
-    return DiskChange{{{inodeOf(folder, parent.c_str()), path.filename(), inodeOf(file)}}};
-  });
-}
-
-// Also of a file that is open for writing alone; nothing for a folder.
-std::string contentOf(int file) {
-  struct stat status;
-  if (__real_fstat(file, &status) != 0 || !S_ISREG(status.st_mode)) return "";
-  std::ifstream again("/proc/self/fd/" + std::to_string(file), std::ios::binary);
-  return {std::istreambuf_iterator<char>(again), std::istreambuf_iterator<char>()};
+    if (isChanged)
+      change.entries.push_back(
+          {inodeOf(folder, path.parent_path()), path.filename(), inodeOf(folder, path)});
+  }
+  if (!change.entries.empty()) recorder->changes.push_back(change);
+  return result;
 }
 
 }  // namespace
@@ -112,11 +95,12 @@ DiskRecorder::~DiskRecorder() {
 
 extern "C" {
 
-// Replaces a call that tells by -1 that it failed.
-#define REPLACE(call, parameters, arguments)                         \
+// Replaces a call that returns -1 when it fails, and may change what stands in these places.
+#define REPLACE(call, parameters, arguments, ...)                    \
   decltype(call) __real_##call;                                      \
   auto __wrap_##call parameters->decltype(__real_##call arguments) { \
-    return strikes(#call) ? -1 : __real_##call arguments;            \
+    if (strikes(#call)) return -1;                                   \
+    return recorded(__real_##call arguments, {__VA_ARGS__});         \
   }
 
 REPLACE(stat, (const char* path, struct stat* status), (path, status))
@@ -130,6 +114,17 @@ REPLACE(fchown, (int file, uid_t owner, gid_t group), (file, owner, group))
 REPLACE(flock, (int file, int operation), (file, operation))
 // The locks of the product: its only use of this call.
 REPLACE(fcntl, (int file, int command, struct flock* lock), (file, command, lock))
+// A mode that the caller did not give is not looked at.
+REPLACE(open, (const char* path, int flags, mode_t mode), (path, flags, mode),
+        {AT_FDCWD, path, (flags & O_CREAT) != 0})
+REPLACE(openat, (int folder, const char* name, int flags, mode_t mode), (folder, name, flags, mode),
+        {folder, name, (flags & O_CREAT) != 0})
+REPLACE(mkdirat, (int folder, const char* name, mode_t mode), (folder, name, mode), {folder, name})
+REPLACE(linkat, (int folder, const char* name, int newFolder, const char* newName, int flags),
+        (folder, name, newFolder, newName, flags), {newFolder, newName})
+REPLACE(renameat, (int folder, const char* name, int newFolder, const char* newName),
+        (folder, name, newFolder, newName), {folder, name}, {newFolder, newName})
+REPLACE(unlinkat, (int folder, const char* name, int flags), (folder, name, flags), {folder, name})
 
 // The same for memory, with a null pointer: malloc is what the compiler makes of a realloc of
 // nothing, the others are new (std::nothrow), of one object and of an array.
@@ -185,49 +180,12 @@ int __wrap_close(int file) {
 // Nothing is written through to the disk: tests only model that power is lost.
 int __wrap_fsync(int file) {
   if (strikes("fsync")) return -1;
-  return recorded(0, [&] { return DiskChange{{}, inodeOf(file), contentOf(file)}; });
+  const std::string path = "/proc/self/fd/" + std::to_string(file);
+  const std::string content = std::filesystem::is_regular_file(path) ? contentOf(path) : "";
+  if (recorder != nullptr) recorder->changes.push_back({{}, inodeOf(file, ""), content});
+  return 0;
 }
 
-// The calls that change folders. A mode that the caller did not give is not looked at.
-decltype(open) __real_open;
-decltype(openat) __real_openat;
-decltype(mkdirat) __real_mkdirat;
-decltype(linkat) __real_linkat;
-decltype(renameat) __real_renameat;
-decltype(unlinkat) __real_unlinkat;
-
-int __wrap_open(const char* path, int flags, mode_t mode) {
-  if (strikes("open")) return -1;
-  return recordedFile(__real_open(path, flags, mode), AT_FDCWD, path, flags);
-}
-int __wrap_openat(int folder, const char* name, int flags, mode_t mode) {
-  if (strikes("openat")) return -1;
-  return recordedFile(__real_openat(folder, name, flags, mode), folder, name, flags);
-}
-int __wrap_mkdirat(int folder, const char* name, mode_t mode) {
-  if (strikes("mkdirat")) return -1;
-  return recordedEntry(__real_mkdirat(folder, name, mode), folder, name);
-}
-int __wrap_linkat(int folder, const char* name, int newFolder, const char* newName, int flags) {
-  if (strikes("linkat")) return -1;
-  const int result = __real_linkat(folder, name, newFolder, newName, flags);
-  return recordedEntry(result, newFolder, newName);
-}
-int __wrap_renameat(int folder, const char* name, int newFolder, const char* newName) {
-  if (strikes("renameat")) return -1;
-  const bool isSame = recorder != nullptr && inodeOf(folder, name) == inodeOf(newFolder, newName);
-  const int result = __real_renameat(folder, name, newFolder, newName);
-  if (isSame) return result;  // A file that is moved over itself keeps both names.
-  return recorded(result, [&] {
-    return DiskChange{
-        {{inodeOf(folder), name, 0}, {inodeOf(newFolder), newName, inodeOf(newFolder, newName)}}};
-  });
-}
-int __wrap_unlinkat(int folder, const char* name, int flags) {
-  if (strikes("unlinkat")) return -1;
-  const int result = __real_unlinkat(folder, name, flags);
-  return recorded(result, [&] { return DiskChange{{{inodeOf(folder), name, 0}}}; });
-}
 long __wrap_sysconf(int name) {
   const bool isReplaced = name == _SC_PHYS_PAGES && machinePages != 0;
   return isReplaced ? machinePages : __real_sysconf(name);

@@ -29,8 +29,7 @@ class ArmedFault {
  public:
   explicit ArmedFault(Fault fault);
   ~ArmedFault();
-  ArmedFault(const ArmedFault&) = delete;
-  ArmedFault& operator=(const ArmedFault&) = delete;
+  ArmedFault& operator=(ArmedFault&&) = delete;
 
   // Counts a call, and returns whether it goes wrong.
   bool countCall(std::string_view call);
@@ -61,8 +60,7 @@ class DiskRecorder {
  public:
   DiskRecorder();
   ~DiskRecorder();
-  DiskRecorder(const DiskRecorder&) = delete;
-  DiskRecorder& operator=(const DiskRecorder&) = delete;
+  DiskRecorder& operator=(DiskRecorder&&) = delete;
 
   std::vector<DiskChange> changes;
 };

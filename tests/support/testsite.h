@@ -7,24 +7,25 @@
 
 namespace badgemint {
 
-// Runs the stages of a build on these lines, in the current folder, and returns its result.
-inline int32_t buildCards(const std::string& cards) {
+// Runs the stages of a build on these lines, in the current folder, and returns its result. Between
+// its passes, text can be appended to the lines.
+inline int32_t buildCards(const std::string& cards, const std::string& ident = "ident",
+                          const std::string& appended = "") {
   for (const char* const name : {"cards", "ident", "access", "cardsets"})
     std::filesystem::remove(name);  // Files cut to nothing are slow: they are written through.
   std::ofstream("cards") << cards;
-  InputCards loader("cards", "ident", "access", "cardsets");
+  InputCards loader("cards", ident.c_str(), "access", "cardsets");
   int32_t result = loader.isInitialised() ? loader.loadFormats("", "formats") : -1;
   if (result == 0) result = loader.pass1();
+  if (!appended.empty()) std::ofstream("cards", std::ios::app) << appended;
   if (result == 0) result = loader.pass2();
   return result;
 }
 
-// What an entry function logged between its start and its end. A log that takes nothing is empty.
-inline std::string logOf(const std::string& name, unsigned pause, int32_t result, int level = 25) {
+// What an entry function logged between its start and its end.
+inline std::string logOf(const std::string& name, unsigned pause, int32_t result) {
   EXPECT_EQ(takeSleeps(), std::vector{pause});
   const std::string log = contentOf("log"), module = "[0 badgemintdump] " + name;
-  std::filesystem::remove("log");
-  if (level < 0) return log;
   const std::string start = module + " version " BADGEMINT_VERSION "\n";
   const std::string end = module + " Complete, result=" + std::to_string(result) + "\n";
   EXPECT_TRUE(log.starts_with(start) && log.ends_with(end)) << log;
@@ -38,6 +39,7 @@ struct TestSite {
     write("26.cdf",
           {"PAAAAAAAABBBBBBBBBBBBBBBBP", "", "EXXXXXXXXXXXX", ".............XXXXXXXXXXXXO"});
     write("32.cdf", {std::string(32, 'B')});
+    takeSleeps();  // Of tests before.
     folder.write(formats, "1 26.cdf\n2 = dir/32.cdf # wide\n");
   }
   void write(const char* name, const FormatLines& masks) const {

@@ -1,8 +1,11 @@
-// Words, lines, paths and bits. Numbers and fields: fuzz/texts.cpp, whose lines all tests run.
+// Words, lines, dates, paths and bits. Numbers, fields and how dates are read: fuzz/texts.cpp,
+// whose lines all tests run.
 
 #include <array>
+#include <ctime>
 
 #include "support/bits.h"
+#include "support/datetime.h"
 #include "support/linelist.h"
 #include "support/testfiles.h"
 #include "support/textutil.h"
@@ -70,6 +73,22 @@ TEST(TextUtil, JoinsPathsAndPrintsBytes) {
   printHexLine(bytes);
   printBitLine(bytes);
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "81 7E \n10000001  01111110  \n");
+}
+
+TEST(DateTime, WritesEachDayAsTheCalendarDoes) {
+  for (uint32_t seconds = 1; seconds < UINT32_MAX - 90000U; seconds += 86400 + 1) {
+    const std::time_t time = seconds;
+    char expected[kDateTimeSize];
+    std::strftime(expected, sizeof expected, "%Y/%m/%d-%H:%M:%S", std::gmtime(&time));
+    ASSERT_STREQ(formatDateTime(seconds).data(), expected);
+  }
+  EXPECT_STREQ(formatDateTime(0).data(), "0");
+  const std::string d15(15, '2'), d16 = d15 + "3";
+  EXPECT_STREQ(joinDateTime(PeriodEnd::kStart, "1/1/1", "0").data(), "1/1/1-00:00:00");
+  EXPECT_STREQ(joinDateTime(PeriodEnd::kEnd, "1/1/1", "0").data(), "1/1/1-23:59:59");
+  EXPECT_EQ(joinDateTime(PeriodEnd::kEnd, d15, d16).data(), d15 + "-" + d15.substr(1));
+  EXPECT_EQ(splitDateTime(d16 + "-" + d16).date.data(), d15);
+  EXPECT_STREQ(splitDateTime("1-2-3").time.data(), "2-3");
 }
 
 }  // namespace badgemint

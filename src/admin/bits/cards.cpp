@@ -80,22 +80,21 @@ int32_t CardLayout::parityMaskOf(size_t bit) const {
   return -1;
 }
 
+// Parity of the bits that differ is the difference of parity.
 std::string CardLayout::withParityOf(const std::string& card, std::string bits) const {
-  BitPattern differs, none;
-  const auto positionAt = [this](size_t bit) { return positionOf(static_cast<int32_t>(bit)); };
+  std::string differs;
   for (size_t bit = 0; bit < bits.size(); ++bit)
-    if (card[bit] != bits[bit] && positionAt(bit) >= 0 && parityMaskOf(bit) < 0)
-      differs.set(positionAt(bit));
-  // Parity of the bits that differ is the difference of parity.
+    differs += card[bit] != bits[bit] && parityMaskOf(bit) < 0 ? 'X' : ' ';
   for (int32_t mask = 0; mask < _format.numberOfParityBits(); ++mask) {
-    _format.computeParityBit(differs, mask);
-    _format.computeParityBit(none, mask);
-  }
-  differs ^= none;
-  for (size_t bit = 0; bit < bits.size(); ++bit) {
-    if (parityMaskOf(bit) < 0 || bits[bit] == kNoBit) continue;
-    const uint64_t word = differs.words[BitPattern::wordOf(positionAt(bit))];
-    if ((word & BitPattern::bitOf(positionAt(bit))) != 0) bits[bit] ^= 1;
+    const std::string row = rowOf(_masks.parity[static_cast<size_t>(mask)]);
+    size_t covered = 0, target = row.size();
+    for (size_t bit = 0; bit < row.size(); ++bit) {
+      covered += row[bit] == 'X' && differs[bit] == 'X' ? 1 : 0;
+      if (parityMaskOf(bit) == mask) target = bit;
+    }
+    if (target == row.size() || covered % 2 == 0) continue;
+    differs[target] = 'X';
+    if (bits[target] != kNoBit) bits[target] ^= 1;
   }
   return bits;
 }
@@ -117,16 +116,11 @@ NumberedCard encodeWord(const CardEncoder& encoder, std::string_view word) {
     throw Failure(ExitStatus::kRefused, "card number {} is not digits alone", inQuotes(word));
   NumberedCard card{number.value, {}};
   if (encodeCardNumber(encoder, number, 0, card.pattern) == kSuccess) return card;
-  const CardFormat& format = *encoder.format;
-  const auto field = static_cast<size_t>(format.cardNumberField());
-  const int32_t width = format.fieldBitCount(format.cardNumberField());
-  const int32_t type = format.fieldDefinitions()[field].ftyp;
-  const std::string digits = type == kTypeBcd   ? fmt::format(" ({} digits)", width / 4)
-                             : type == kTypeMsd ? fmt::format(" ({} digits)", width / 5)
-                                                : "";
+  const int32_t field = encoder.format->cardNumberField();
   throw Failure(ExitStatus::kRefused,
-                "card number {} does not fit field {} of {} bits{}: it would be read as card {}",
-                word, format.masks().letters[field], width, digits, encoder.decode(card.pattern));
+                "card number {} does not fit field {} of {} bits: it would be read as card {}",
+                word, encoder.format->masks().letters[static_cast<size_t>(field)],
+                encoder.format->fieldBitCount(field), encoder.decode(card.pattern));
 }
 
 namespace {

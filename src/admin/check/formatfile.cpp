@@ -32,23 +32,7 @@ constexpr size_t kMasks = 2 + kParityMaskCount;
 constexpr size_t kPositionsPerLine = 48;
 constexpr size_t kDefinitionRecord = 5;
 constexpr size_t kFirstMaskRecord = 6;
-constexpr size_t kMaxLine = 100;
-
-struct Kind {
-  const char* name;
-  const char* size;
-};
-constexpr Kind kCdf = {"CDF", "a CDF file has 30, 40 or 50 lines, empty ones included"};
-constexpr Kind kEff = {
-    "EFF",
-    "an EFF file has 30, 40 or 50 lines of at most 100 characters, with \"~\" at "
-    "the end of each, and no \"^\""};
-constexpr Kind kVff = {"VFF", "a VFF file has 17 records of 144 characters, and no \"^\""};
-
-const Kind& kindOf(const CardFormat& format) {
-  if (dynamic_cast<const VffCardFormat*>(&format) != nullptr) return kVff;
-  return dynamic_cast<const EffCardFormat*>(&format) != nullptr ? kEff : kCdf;
-}
+constexpr std::string_view kCdf = "CDF", kVff = "VFF";
 
 // Where a number is expected. What follows it is ignored.
 std::string_view firstWord(std::string_view text) {
@@ -64,28 +48,22 @@ std::string shownLetters(std::string_view word) {
 class FormatFileCheck {
  public:
   FormatFileCheck(CardFormat& format, int file, CheckedFormat& entry, Findings& findings)
-      : _format(format),
-        _kind(kindOf(format)),
-        _isVff(&_kind == &kVff),
-        _isText(&_kind == &kCdf),
-        _file(file),
-        _entry(entry),
-        _findings(findings) {}
+      : _format(format), _file(file), _entry(entry), _findings(findings) {}
 
   void run(const std::string& path) {
     requireRegularFile(path);
     const int32_t result = _format.loadFormatFile(path.c_str());
     LineReader reader;
-    const bool isOpen = reader.open(path.c_str());
-    if (isOpen) readLines(reader);
+    const bool isRead = reader.open(path.c_str()) && readLines(reader);
     const int error = errno;
-    const bool isUnreadable = !isOpen || reader.failed();
-    if (result >= 0 && isUnreadable) throw std::system_error(error, std::generic_category(), path);
-    if (!isOpen)
-      fail({_file, 0, 0}, result, "cannot be opened: {}", std::strerror(error));
-    else if (!isMisread(result))
-      result < 0 ? reportErrors(result, isUnreadable, error) : checkContents();
+    if (result >= 0 && !isRead) throw std::system_error(error, std::generic_category(), path);
     if (result >= 0) _entry.format = &_format;
+    if (!isRead)
+      fail({_file}, result, "cannot be read: {}", std::strerror(error));
+    else if (_misread)
+      reportMisread(result);
+    else
+      result < 0 ? reportError(result) : checkContents();
   }
 
  private:
@@ -106,6 +84,7 @@ class FormatFileCheck {
   Place placeOf(size_t item, size_t offset) const {
     return {_file, static_cast<int64_t>(item) + 1, static_cast<int64_t>(offset) + 1};
   }
+  // `word` points into the text of the item.
   Place placeOf(size_t item, std::string_view word) const {
     return placeOf(item, static_cast<size_t>(word.data() - _lines[item].text.data()));
   }
@@ -122,19 +101,18 @@ class FormatFileCheck {
     _findings.setVerdict(code, place);
   }
 
-  // As far as the format goes.
-  void readLines(LineReader& reader) {
+  // As far as the format goes. False when they cannot be read.
+  bool readLines(LineReader& reader) {
     FormatLine line{};
-    for (const size_t most = _isVff ? 17 : 50; _lines.size() < most;) {
-      _endCode = _format.readFormatLine(reader, line, false);
-      if (_endCode < 0) break;
-      std::string raw(line.begin(), line.end());
-      raw.erase(raw.find_last_not_of('\0') + 1);
-      if (_isText) raw = {reader.line(), reader.length()};
+    while (_lines.size() < (_isVff ? 17 : 50) &&
+           _format.readFormatLine(reader, line, false) == kSuccess) {
       if (_isText && !_misread) findMisread(reader);
-      _lines.push_back({line.data(), raw});
+      std::string raw(line.begin(), line.end());
+      if (_isText) raw = {reader.line(), reader.length()};
+      _lines.push_back({line.data(), std::move(raw)});
     }
     _hasNewline = reader.endedLine();
+    return !reader.failed();
   }
 
   void findMisread(LineReader& line) {
@@ -147,32 +125,23 @@ class FormatFileCheck {
   }
 
   // One finding in place of all others.
-  bool isMisread(int32_t result) {
-    if (!_misread) return false;
+  void reportMisread(int32_t result) {
     const auto& [text, place] = *_misread;
     result < 0 ? fail(place, result, "{}", text) : _findings.warn(place, "text", "{}", text);
-    return true;
   }
 
-  // Why the file did not load; at least one error.
-  void reportErrors(int32_t result, bool isReadError, int error) {
-    const size_t before = _findings.errors();
-    if (result == kBadCardNumberField && _lines.size() > kCardNumberFieldLine)
+  // Why the file did not load.
+  void reportError(int32_t result) {
+    if (result == kBadCardNumberField)
       fail(placeOf(kCardNumberFieldLine, 0), result, "card number field {} is not A to H",
            shownLetters(_lines[kCardNumberFieldLine].text.substr(0, 1)));
-    if (_isVff && _lines.size() > kDefinitionRecord) {
-      FieldScanner scanner(_lines[kDefinitionRecord].text.c_str());
-      const int32_t bits = scanner.nextInt(), field = scanner.nextInt();
-      if (bits < 0 || bits > BitPattern::kPositions || field < 1 || field > kFieldCount)
-        fail(placeOf(kDefinitionRecord, 0), result,
-             "the number of bits is not 0 to 144, or the card number field not 1 to 8");
-    }
-    const Place end = placeOf(_lines.size());
-    const bool isIncomplete = _lines.size() != 30 && _lines.size() != 40 && _endCode < 0;
-    if (isReadError)
-      fail(end, _endCode, "cannot be read: {}", std::strerror(error));
-    else if (isIncomplete || _findings.errors() == before)
-      fail(end, _endCode < 0 ? _endCode : result, "the format ends here; {}", _kind.size);
+    else if (_isVff && _lines.size() == 17)
+      fail(placeOf(kDefinitionRecord, 0), result,
+           "the number of bits is not 0 to 144, or the card number field not 1 to 8");
+    else
+      fail(placeOf(_lines.size()), result,
+           "the format ends here; CDF and EFF files have 30, 40 or 50 lines of at most 100 "
+           "characters, VFF files 17 records; \"^\" ends an EFF or VFF file");
   }
 
   // Of a file that loaded.
@@ -191,16 +160,16 @@ class FormatFileCheck {
 
   // False when the number is not what it seems to be.
   bool checkParityCount() {
-    const std::string& text = _lines[kParityCountLine].text;
+    const std::string_view text = _lines[kParityCountLine].text;
     const Place place = placeOf(kParityCountLine, 0);
     if (hasHiddenByte(kParityCountLine)) return false;
-    if (!isBlank(text.c_str()) && !isNumber(firstWord(text))) {
+    if (!isBlank(text.data()) && !isNumber(firstWord(text))) {
       _findings.warn(place, "number",
                      "the number of parity masks {} is not a number and is read as {}",
                      shown(firstWord(text), kParityCount), _format.numberOfParityBits());
       return false;
     }
-    if (textToInt32(text.c_str()) > kParityMaskCount)
+    if (textToInt32(text.data()) > kParityMaskCount)
       _findings.warn(place, "mask",
                      "more than eight parity masks are declared: a format has only eight");
     return true;
@@ -210,8 +179,8 @@ class FormatFileCheck {
   bool checkMaskLines() {
     for (size_t item = kFirstMaskLine; item < _lines.size(); ++item) {
       if (hasHiddenByte(item)) return false;
-      if (_lines[item].text.find_first_not_of(". ", kPositionsPerLine) == std::string::npos)
-        continue;
+      const std::string_view text = _lines[item].text;
+      if (text.find_first_not_of(". ", kPositionsPerLine) == std::string_view::npos) continue;
       _findings.warn(placeOf(item, kPositionsPerLine), "mask",
                      "a mask line has 48 positions: the rest belongs in line {}",
                      item + 1 + kMasks);
@@ -236,17 +205,18 @@ class FormatFileCheck {
                    _format.masks().letters[static_cast<size_t>(field)]);
   }
 
-  // Takes the text apart.
-  FieldWords wordsOf(std::string& text) const {
+  // Takes the text of the item apart.
+  FieldWords wordsOf(size_t item) {
     FieldWords words;
     if (!_isVff) {
-      std::ranges::copy(CdfCardFormat::fieldWords(text.data()), words.begin());
+      std::ranges::copy(CdfCardFormat::fieldWords(_lines[item].text.data()), words.begin());
       return words;
     }
-    FieldScanner scanner(text.c_str());
+    FieldScanner scanner(_lines[item].text.c_str());
     static_cast<void>(scanner.nextInt());  // The number of bits and the card number field.
     static_cast<void>(scanner.nextInt());
-    for (std::string_view& word : std::span(words).last(2)) word = scanner.nextWord(text.size());
+    for (std::string_view& word : std::span(words).last(2))
+      word = scanner.nextWord(_lines[item].text.size());
     return words;
   }
 
@@ -254,20 +224,15 @@ class FormatFileCheck {
     const char letter = _format.masks().letters[field];
     if (letter == '\0' || _format.fieldBitCount(static_cast<int32_t>(field)) == 0) return;
     const size_t item = _isVff ? kDefinitionRecord : kFirstFieldLine + field;
-    std::string& text = _lines[item].text;
-    if (hasHiddenByte(item, text.find(','))) return;
-    if (!_isVff && (text.empty() || text.front() == ' '))
-      return _findings.warn(
-          placeOf(item), "field",
-          "field {} has no definition, or one that begins with a blank: it is 0 on "
-          "every card",
-          letter);
-    const FieldWords words = wordsOf(text);
+    if (hasHiddenByte(item, _lines[item].text.find(','))) return;
+    const bool isCleared = !_isVff && _lines[item].text.starts_with(' ');
+    const FieldWords words = wordsOf(item);
     const FieldDefinition& defined = _format.fieldDefinitions()[field];
-    if (words[4].empty())
-      return _findings.warn(
-          placeOf(item), "field",
-          "a value is missing (empty ones do not count): field {} is 0 on every card", letter);
+    if (isCleared || words[4].empty())
+      return _findings.warn(placeOf(item), "field",
+                            "the definition begins with a blank, or one of its values is missing "
+                            "or empty: field {} is 0 on every card",
+                            letter);
     if (defined.ftyp == kNotGiven)
       return _findings.warn(placeOf(item, words[4]), "field",
                             "type {} is unknown: field {} is 0 on every card",
@@ -309,21 +274,20 @@ class FormatFileCheck {
   }
 
   CardFormat& _format;
-  const Kind& _kind;
-  const bool _isVff, _isText;
+  const bool _isVff = kindName(_format) == kVff, _isText = kindName(_format) == kCdf;
   const int _file;
   CheckedFormat& _entry;
   Findings& _findings;
   std::vector<Line> _lines;
   std::optional<Misread> _misread;
   bool _hasNewline = true;
-  int32_t _endCode = kSuccess;  // The result of reading beyond the last line; 0 when none is due.
 };
 
 }  // namespace
 
-const char* kindName(const CardFormat& format) {
-  return kindOf(format).name;
+std::string_view kindName(const CardFormat& format) {
+  if (dynamic_cast<const VffCardFormat*>(&format) != nullptr) return kVff;
+  return dynamic_cast<const EffCardFormat*>(&format) != nullptr ? "EFF" : kCdf;
 }
 
 void checkFormatFile(CardFormat& format, const std::string& path, int file, CheckedFormat& entry,

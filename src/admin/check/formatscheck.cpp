@@ -44,8 +44,7 @@ class FormatsCheck {
   // Returns how a build would end after the last entry.
   Verdict readFile() {
     requireRegularFile(_formatsFile);
-    if (!_reader.open(_formatsFile.c_str()))
-      return failToRead(kFormatsOpenFailed, 0, "cannot be opened");
+    if (!_reader.open(_formatsFile.c_str())) return failToRead(kFormatsOpenFailed, 0);
     while (_reader.readLine(kMaxFormatsLine) == LineReader::Status::kLine) {
       if (isUtf16(_reader)) {
         _findings.warn({_file, 1, 0}, "text", kUtf16Text);
@@ -54,13 +53,13 @@ class FormatsCheck {
       checkLine();
     }
     const int64_t line = _reader.lineNumber();
-    if (_reader.failed()) return failToRead(kFormatsReadFailed, line + 1, "cannot be read");
+    if (_reader.failed()) return failToRead(kFormatsReadFailed, line + 1);
     if (!_reader.endedLine()) _findings.warn({_file, line, 0}, "text", kNoNewlineText);
     return {};
   }
 
-  Verdict failToRead(int32_t result, int64_t line, const char* what) {
-    _findings.error({_file, line, 0}, result, "{}: {}", what, std::strerror(errno));
+  Verdict failToRead(int32_t result, int64_t line) {
+    _findings.error({_file, line, 0}, result, "cannot be read: {}", std::strerror(errno));
     _checked.complete = false;
     return {result, {_file, line, 0}};
   }
@@ -75,15 +74,12 @@ class FormatsCheck {
     const bool isFormat = kind == FormatsLineKind::kEntry && addEntry(words, read, isMark);
     if (isMark) return;
     if (odd) return _findings.warn(at(_reader.line() + odd->offset), "text", "{}", odd->effect);
-    const char* const id = words.word(0);
-    if (kind == FormatsLineKind::kTooFewWords)
-      _findings.warn(at(id), "format-id", "no file name: the line is skipped");
-    if (kind == FormatsLineKind::kIdOutOfRange)
-      _findings.warn(at(id), "format-id",
-                     "format ID {} is not 1 to 4294967295: the line is skipped",
-                     shown(id, kFormatId));
+    const bool isTooShort = kind == FormatsLineKind::kTooFewWords;
+    if (isTooShort || kind == FormatsLineKind::kIdOutOfRange)
+      _findings.warn(at(words.word(0)), "format-id", "{}: the line is skipped",
+                     isTooShort ? "no file name" : "the format ID is not 1 to 4294967295");
     if (!isFormat) return;
-    checkId(id, _checked.formats.back());
+    checkId(words.word(0), _checked.formats.back());
     checkName(words.word(1), _checked.formats.back(), read.fileName.data());
   }
 

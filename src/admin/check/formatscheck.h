@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "admin/check/finding.h"
@@ -54,7 +55,7 @@ using MaskWarning = std::function<void(size_t mask, size_t position, const std::
 bool checkMasks(const CardFormat& format, bool isParityCountValid, const MaskWarning& warning);
 
 // "CDF", "EFF" or "VFF".
-const char* kindName(const CardFormat& format);
+std::string_view kindName(const CardFormat& format);
 
 }  // namespace badgemint::admin
 

@@ -14,7 +14,6 @@ namespace badgemint::admin {
 namespace {
 
 constexpr int kLineLimit = 600;
-constexpr uint32_t kMostPairs = (Tokenizer::kMaxWords - 1) / 2;  // Words beyond are not read.
 
 bool isId(const char* word) {
   const int64_t value = wordValue(word);
@@ -89,14 +88,11 @@ class LevelsCheck {
     while (const char* const group = words.next()) {
       if (!checkId(group, "door group")) return;
       const char* const schedule = words.next();
-      if (schedule == nullptr && words.count() == Tokenizer::kMaxWords)
-        warn(group, "level",
-             "more than {} pairs: this one and all later ones are ignored, so holders of the level "
-             "cannot pass their doors; use another level for the rest",
-             kMostPairs);
-      else if (schedule == nullptr)
-        warn(group, "level",
-             "the door group has no schedule after it: holders of the level cannot pass its doors");
+      if (schedule == nullptr)
+        warn(group, "level", "{}: holders of the level cannot pass the doors",
+             words.count() == Tokenizer::kMaxWords
+                 ? "a level has at most 74 pairs, and this one and all later ones are ignored"
+                 : "the door group has no schedule after it");
       else if (!checkId(schedule, "schedule"))
         return;
     }

@@ -1,5 +1,6 @@
 // The rule `mask`: what the masks of a format file make of each other, position by position.
 #include <algorithm>
+#include <array>
 #include <string>
 #include <string_view>
 
@@ -14,8 +15,8 @@ constexpr size_t kPositions = BitPattern::kPositions;
 constexpr size_t kCardBits = 8 * sizeof(CardPattern);
 constexpr size_t kNone = std::string_view::npos;
 constexpr std::string_view kFillers(". -_\0", 5);  // Where a mask has nothing.
-constexpr size_t kOutput = 0;
-constexpr size_t kFixed = 1;
+// The rows.
+constexpr size_t kOutput = 0, kFixed = 1, kParity = 2, kMasks = kParity + kParityMaskCount;
 
 // A digit may be one of a PIN.
 std::string shownCharacter(char c) {
@@ -35,10 +36,10 @@ class MaskRules {
   MaskRules(const CardFormat& format, const MaskWarning& warning)
       : _format(format),
         _masks(format.masks()),
-        _output(rowOf(_masks.output)),
-        _fixed(rowOf(_masks.fixed)),
-        _applied(static_cast<size_t>(std::clamp(format.numberOfParityBits(), 0, 8))),
+        _rows{rowOf(_masks.output), rowOf(_masks.fixed)},
+        _appliedEnd(kParity + static_cast<size_t>(std::clamp(format.numberOfParityBits(), 0, 8))),
         _warning(warning) {
+    std::ranges::transform(_masks.parity, _rows.begin() + kParity, rowOf);
     std::erase(_letters, '\0');
   }
 
@@ -50,7 +51,7 @@ class MaskRules {
     const bool areWidthsMeant = _warnings == 0;
     if (_isOutputValid) checkUsedPositions();
     const size_t before = _warnings;
-    for (size_t mask = 0; mask < _applied; ++mask) checkParity(mask);
+    for (size_t mask = kParity; mask < _appliedEnd; ++mask) checkParity(mask);
     if (isParityCountValid) checkNotApplied();
     if (_warnings == before) checkUnsetParity();
     return areWidthsMeant;
@@ -60,7 +61,7 @@ class MaskRules {
   // Reports each unknown character once. False when there is one.
   bool checkCharacters(size_t mask, std::string known, const char* effect) {
     const size_t before = _warnings;
-    const std::string_view row = rowAt(mask);
+    const std::string_view row = _rows[mask];
     known += kFillers;
     for (size_t p = 0; (p = row.find_first_not_of(known, p)) != kNone; known += row[p])
       warn(mask, p, "{} {}", shownCharacter(row[p]), effect);
@@ -71,8 +72,8 @@ class MaskRules {
   void checkFixed() {
     std::string known = ".P";
     for (size_t p = 0; p < kPositions; ++p) {
-      const char replaced = _output[p];
-      if (!contains("01", _fixed[p]) || contains(known, replaced)) continue;
+      const char replaced = _rows[kOutput][p];
+      if (!contains("01", _rows[kFixed][p]) || contains(known, replaced)) continue;
       known += replaced;
       if (contains(_letters, replaced))
         warn(kFixed, p, "this bit of field {} is fixed: part of its value is lost", replaced);
@@ -100,39 +101,38 @@ class MaskRules {
   }
 
   void checkParity(size_t mask) {
-    if (!checkCharacters(parityMask(mask), "XEO", "has no meaning in a parity mask")) return;
+    if (!checkCharacters(mask, "XEO", "has no meaning in a parity mask")) return;
     const size_t target = targetOf(mask);
     if (target == kNone) {
-      if (const size_t covered = parity(mask).find('X'); covered != kNone)
-        warn(parityMask(mask), covered, "a mask without E or O sets no parity bit");
+      if (const size_t covered = _rows[mask].find('X'); covered != kNone)
+        warn(mask, covered, "a mask without E or O sets no parity bit");
       return;
     }
-    if (_isOutputValid && _output[target] != 'P')
-      warn(parityMask(mask), target,
-           "the output mask has no P here: the parity bit replaces another bit");
-    if (const size_t second = parity(mask).find_first_of("EO", target + 1); second != kNone)
-      warn(parityMask(mask), second, "a second parity bit in one mask: only the first is set");
-    for (size_t later = mask + 1; later < _applied; ++later)
+    if (_isOutputValid && _rows[kOutput][target] != 'P')
+      warn(mask, target, "the output mask has no P here: the parity bit replaces another bit");
+    if (const size_t second = _rows[mask].find_first_of("EO", target + 1); second != kNone)
+      warn(mask, second, "a second parity bit in one mask: only the first is set");
+    for (size_t later = mask + 1; later < _appliedEnd; ++later)
       if (const size_t p = targetOf(later);
-          p != kNone && _output[p] == 'P' && parity(mask)[p] == 'X')
-        return warn(parityMask(mask), p,
+          p != kNone && _rows[kOutput][p] == 'P' && _rows[mask][p] == 'X')
+        return warn(mask, p,
                     "X covers the bit of parity mask {}, which is set later and counts as 0",
-                    later + 1);
+                    later - kParity + 1);
   }
 
   // One finding for all: what is wrong is their number.
   void checkNotApplied() {
-    for (size_t mask = _applied; mask < kParityMaskCount; ++mask)
+    for (size_t mask = _appliedEnd; mask < kMasks; ++mask)
       if (targetOf(mask) != kNone)
-        return warn(parityMask(mask), targetOf(mask),
-                    "parity mask {} is not applied: the format uses only the first {}", mask + 1,
-                    _applied);
+        return warn(mask, targetOf(mask),
+                    "parity mask {} is not applied: the format uses only the first {}",
+                    mask - kParity + 1, _appliedEnd - kParity);
   }
 
   void checkUnsetParity() {
     for (size_t p = 0; p < kPositions; ++p) {
       const auto sets = [p](const BitMask& mask) { return contains("EO", mask[p]); };
-      if (_output[p] == 'P' && !contains("01", _fixed[p]) &&
+      if (_rows[kOutput][p] == 'P' && !contains("01", _rows[kFixed][p]) &&
           std::ranges::none_of(_masks.parity, sets))
         warn(kOutput, p, "no parity mask sets this P: it is 0 on every card");
     }
@@ -144,20 +144,14 @@ class MaskRules {
     _warning(mask, position, fmt::format(format, std::forward<Args>(args)...));
   }
 
-  static size_t parityMask(size_t mask) { return 2 + mask; }
-  std::string_view rowAt(size_t mask) const {
-    if (mask >= parityMask(0)) return rowOf(_masks.parity[mask - parityMask(0)]);
-    return mask == kOutput ? _output : _fixed;
-  }
-  std::string_view parity(size_t mask) const { return rowAt(parityMask(mask)); }
   // The position that a parity mask sets.
-  size_t targetOf(size_t mask) const { return parity(mask).find_first_of("EO"); }
+  size_t targetOf(size_t mask) const { return _rows[mask].find_first_of("EO"); }
 
   const CardFormat& _format;
   const LayoutMasks _masks;
-  const std::string_view _output, _fixed;
+  std::array<std::string_view, kMasks> _rows;
   std::string _letters{_masks.letters.begin(), _masks.letters.end()};  // Of fields.
-  const size_t _applied;
+  const size_t _appliedEnd;  // Of the parity masks that the format uses.
   bool _isOutputValid = true;
   size_t _warnings = 0;
   const MaskWarning& _warning;

@@ -9,7 +9,7 @@ namespace badgemint::admin {
 
 namespace {
 
-constexpr size_t kNone = std::string_view::npos;
+constexpr size_t kNotFound = std::string_view::npos;
 
 std::string_view textOf(LineReader& line) {
   return {line.line(), line.length()};
@@ -37,7 +37,7 @@ bool isUtf16(LineReader& line) {
 
 size_t commentStart(std::string_view line) {
   size_t mark = line.find('#');
-  while (mark != kNone && mark > 0 && !isSpace(line[mark - 1])) mark = line.find('#', mark + 1);
+  while (mark != kNotFound && mark > 0 && !isSpace(line[mark - 1])) mark = line.find('#', mark + 1);
   return mark;
 }
 
@@ -46,10 +46,11 @@ std::optional<OddText> findHiddenByte(std::string_view line, size_t from, size_t
   for (int i = 0; i < 2 && (text.ends_with('\n') || text.ends_with('\r')); ++i)
     text.remove_suffix(1);
   constexpr std::string_view kHidden("\0\r\xA0", 3);
-  if (std::ranges::none_of(kHidden, [text](char c) { return text.find(c) != kNone; })) return {};
+  if (std::ranges::none_of(kHidden, [text](char c) { return text.find(c) != kNotFound; }))
+    return {};
   for (size_t i = from; i < text.size(); ++i) {
     if (text[i] == '\0') {
-      if (text.find_first_not_of('\0', i) == kNone) return {};
+      if (text.find_first_not_of('\0', i) == kNotFound) return {};
       return OddText{i, "a NUL byte: the rest of the line is not read"};
     }
     if (text[i] == '\r') return OddText{i, "a carriage return within the line does not end it"};
@@ -67,8 +68,9 @@ std::optional<OddText> findOddText(LineReader& line, bool isForTokenizer) {
   if (line.bytesBefore() > 0 && text.find_first_not_of(" \t\r\n") < std::min(comment, text.size()))
     return OddText{0, kLongLineText};
   if (const auto hidden = findHiddenByte(text, 0, comment)) return hidden;
-  const size_t mark = isForTokenizer ? text.find('#') : kNone;
-  if (mark != kNone && mark > 0 && std::string_view(kWordDelimiters).find(text[mark - 1]) == kNone)
+  const size_t mark = isForTokenizer ? text.find('#') : kNotFound;
+  if (mark != kNotFound && mark > 0 &&
+      std::string_view(kWordDelimiters).find(text[mark - 1]) == kNotFound)
     return OddText{mark,
                    "'#' without a space before it ends only this word; the rest of the line is "
                    "still read"};

@@ -9,7 +9,6 @@
 #include <utility>
 
 #include "admin/records/wording.h"
-#include "carddb/identindx.h"
 
 namespace badgemint::admin {
 
@@ -39,18 +38,16 @@ std::vector<CredentialChange> differences(const std::vector<IdentRecord>& before
   return changes;
 }
 
-// Makes one change of a removed credential and an added one that have the same identity; what has
-// none is left alone. The functions give the identity of a record.
-template <typename OldIdentity, typename NewIdentity>
-void joinPairs(std::vector<CredentialChange>& changes, OldIdentity oldIdentity,
-               NewIdentity newIdentity) {
-  using Key = typename std::invoke_result_t<OldIdentity, const IdentRecord&>::value_type;
-  std::vector<std::pair<Key, CredentialChange*>> removed, added;
+// Makes one change of a removed credential and an added one that have the same identity, which the
+// function gives; what has none is left alone.
+template <typename IdentityOf>
+void joinPairs(std::vector<CredentialChange>& changes, IdentityOf identityOf) {
+  using Identity = typename std::invoke_result_t<IdentityOf, CredentialChange&>::value_type;
+  std::vector<std::pair<Identity, CredentialChange*>> removed, added;
   for (CredentialChange& change : changes) {
-    const bool isRemoved = change.kind == kRemoved;
-    if (!isRemoved && change.kind != kAdded) continue;
-    if (const auto identity = isRemoved ? oldIdentity(*change.before) : newIdentity(*change.now))
-      (isRemoved ? removed : added).emplace_back(*identity, &change);
+    if (change.kind != kRemoved && change.kind != kAdded) continue;
+    if (const auto identity = identityOf(change))
+      (change.kind == kRemoved ? removed : added).emplace_back(*identity, &change);
   }
   std::sort(removed.begin(), removed.end());
   std::sort(added.begin(), added.end());
@@ -66,29 +63,10 @@ void joinPairs(std::vector<CredentialChange>& changes, OldIdentity oldIdentity,
   });
 }
 
-std::optional<std::pair<uint32_t, KeyRank>> identityOfHoldersKey(const IdentRecord& record) {
-  return std::pair(record.uniqid, IdentIndexEntry::rank(record.cardnumber));
-}
-
-std::optional<KeyRank> identityOfKey(const IdentRecord& record) {
-  return IdentIndexEntry::rank(record.cardnumber);
-}
-
-// A holder's card.
-using Card = std::tuple<uint32_t, uint32_t, int64_t>;  // Unique ID, card set, number.
-
-// A holder's PIN, whatever its digits are.
-std::optional<std::pair<uint32_t, uint32_t>> identityOfPin(const IdentRecord& record) {
-  if (!isPinEntry(record)) return std::nullopt;
-  return std::pair(record.uniqid, record.cardsetcode);
-}
-
 // A field that has changed.
 struct Difference {
-  std::string name;
-  std::string before, now;
+  std::string name, before, now;
   bool isNumber = true;
-  bool isHidden = false;
 };
 
 // Of the access records of a holder.
@@ -102,9 +80,9 @@ std::vector<Difference> differencesOf(const HolderChange& change, bool withPins)
   for (size_t i = 0; i < std::min(old.size(), fresh.size()); ++i)
     for (const AccessField& field : accessFields())
       if (field.valueOf(old[i]) != field.valueOf(fresh[i]))
-        differences.push_back(
-            {field.name, valueText(field, old[i], withPins), valueText(field, fresh[i], withPins),
-             field.kind != kTime && field.kind != kPin, field.kind == kPin && !withPins});
+        differences.push_back({field.name, valueText(field, old[i], withPins),
+                               valueText(field, fresh[i], withPins),
+                               field.kind != kTime && field.kind != kPin});
   return differences;
 }
 
@@ -134,6 +112,10 @@ bool isSameCode(const CredentialChange& change) {
 }
 bool isKeyOfCard(const CredentialChange& change) {
   return change.kind == kChanged && isSameCode(change) && !isPinEntry(*change.before);
+}
+// Whether it is another credential now.
+bool isReplaced(const CredentialChange& change) {
+  return change.kind == kChanged || (change.kind == kMoved && !isSameCode(change));
 }
 
 // Prints lines, each made in one text: there may be a million of them.
@@ -168,37 +150,26 @@ class ChangePrinter {
     add("holder {}: {}", change.uniqid(), nameOf(change.kind()));
     if (change.kind() != kChanged) return;
     const char* separator = ": ";
-    for (const Difference& difference : differencesOf(change, _form.withPins)) {
-      add("{}{}", std::exchange(separator, ", "), difference.name);
-      if (!difference.isHidden) add(": {} -> {}", difference.before, difference.now);
-    }
+    for (const auto& [name, before, now, isNumber] : differencesOf(change, _form.withPins))
+      add("{}{}: {} -> {}", std::exchange(separator, ", "), name, before, now);
   }
 
   void addText(const CredentialChange& change) {
-    add("holder {}: ", change.uniqid());
-    if (change.kind == kChanged)
-      addReplacement(change);
-    else
-      add("{} {}", change.kind == kAdded ? newText(change) : oldText(change), nameOf(change.kind));
-    if (change.kind == kMoved) add(" to holder {}", change.now->uniqid);
-    if (change.kind == kMoved && !isSameCode(change)) add(" as {}", newText(change));
-    const uint32_t before = change.before == nullptr ? 0 : change.before->deleted;
-    const uint32_t now = change.now == nullptr ? before : change.now->deleted;
-    if (before != now && change.kind != kDeleted && change.kind != kRestored)
-      add(", {}", nameOf(now != 0 ? kDeleted : kRestored));
-  }
-
-  void addReplacement(const CredentialChange& change) {
-    const IdentRecord &before = *change.before, &now = *change.now;
+    const auto& [kind, before, now] = change;
+    const std::string name = credentialText(change.record(), siteOf(change), _form.withPins);
+    add("holder {}: {}", change.uniqid(), name);
     if (isKeyOfCard(change)) {
-      add("{}: key {} -> {}", oldText(change), keyText(before.cardnumber), keyText(now.cardnumber));
-      for (const auto& value : differencesOf(before.cardsetcode, _before, _now))
+      add(": key {} -> {}", keyText(before->cardnumber), keyText(now->cardnumber));
+      for (const auto& value : differencesOf(before->cardsetcode, _before, _now))
         add(", {0}={1} -> {0}={2}", value.name, value.before, value.now);
-    } else if (!isSameCode(change) || _form.withPins) {
-      add("{} -> {}", oldText(change), newText(change));
     } else {
-      add("PIN changed");
+      add(" {}", nameOf(kind));
+      if (kind == kMoved) add(" to holder {}", now->uniqid);
+      const std::string newName =
+          isReplaced(change) ? credentialText(*now, _now, _form.withPins) : name;
+      if (newName != name) add(", now {}", newName);
     }
+    if (kind != kDeleted && now != nullptr && now->deleted != 0) add(", deleted");
   }
 
   JsonObject json(const HolderChange& change) const {
@@ -214,12 +185,8 @@ class ChangePrinter {
     JsonObject object, now;
     object.add("holder", change.uniqid()).add("change", nameOf(change.kind));
     if (change.kind == kMoved) object.add("to", change.now->uniqid);
-    if (change.before == nullptr) {
-      addCredential(object, *change.now, _now, _form.withPins);
-      return object;
-    }
-    addCredential(object, *change.before, _before, _form.withPins);
-    if (change.kind == kChanged || (change.kind == kMoved && !isSameCode(change))) {
+    addCredential(object, change.record(), siteOf(change), _form.withPins);
+    if (isReplaced(change)) {
       addCredential(now, *change.now, _now, _form.withPins);
       object.add("new", now);
     }
@@ -229,11 +196,8 @@ class ChangePrinter {
     return object;
   }
 
-  std::string oldText(const CredentialChange& change) const {
-    return credentialText(*change.before, _before, _form.withPins);
-  }
-  std::string newText(const CredentialChange& change) const {
-    return credentialText(*change.now, _now, _form.withPins);
+  const Site& siteOf(const CredentialChange& change) const {
+    return change.before != nullptr ? _before : _now;
   }
 
   template <typename... Args>
@@ -268,21 +232,22 @@ Changes compare(const Databases& before, const Databases& now) {
     if (!std::ranges::equal(old, fresh)) changes.holders.push_back({old, fresh});
   });
   changes.credentials = differences(before.idents, now.idents);
-  joinPairs(changes.credentials, identityOfHoldersKey, identityOfHoldersKey);
-  joinPairs(changes.credentials, identityOfKey, identityOfKey);
-  joinPairs(changes.credentials, identityOfPin, identityOfPin);
+  joinPairs(changes.credentials,
+            [](const auto& change) { return std::optional(change.record().cardnumber); });
+  joinPairs(changes.credentials, [](const auto& change) {  // A holder's PIN, whatever its digits.
+    const auto& [key, uniqid, code, deleted] = change.record();
+    return isPinEntry(change.record()) ? std::optional(std::pair(uniqid, code)) : std::nullopt;
+  });
   return changes;
 }
 
 void joinChangedKeys(Changes& changes, const Site& before, const Site& now) {
-  const auto cardOf = [](const Site& site) {
-    return [&site](const IdentRecord& record) -> std::optional<Card> {
-      const auto number = site.cardNumberOf(record);
-      if (!number) return std::nullopt;
-      return Card{record.uniqid, record.cardsetcode, *number};
-    };
-  };
-  joinPairs(changes.credentials, cardOf(before), cardOf(now));
+  using Card = std::tuple<uint32_t, uint32_t, int64_t>;  // Unique ID, card set, number.
+  joinPairs(changes.credentials, [&](const auto& change) -> std::optional<Card> {
+    const IdentRecord& record = change.record();
+    const auto number = (change.before != nullptr ? before : now).cardNumberOf(record);
+    return number ? std::optional(Card{record.uniqid, record.cardsetcode, *number}) : std::nullopt;
+  });
 }
 
 void printChanges(const Changes& changes, const Site& before, const Site& now, ChangeForm form,

@@ -35,7 +35,8 @@ struct HolderChange {
 struct CredentialChange {
   ChangeKind kind;
   const IdentRecord *before, *now;  // Null when the credential is not in that database.
-  uint32_t uniqid() const { return (before != nullptr ? before : now)->uniqid; }
+  const IdentRecord& record() const { return before != nullptr ? *before : *now; }
+  uint32_t uniqid() const { return record().uniqid; }
 };
 
 // The differences between two pairs of databases, both lists in the order of (old) unique IDs. They

@@ -96,21 +96,16 @@ Cards cardsOfFile(const PatternOptions& options, CardFormatSet& formats, Console
           printable(options.format)};
 }
 
-void print(const NumberedCard& card, const Cards& cards, Console& console) {
-  const CardLayout layout(*cards.encoder.format);
-  console.print("card  {}   {}   {} bits\nmask  {}\nbits  {}\nkey   {}\n", card.number, cards.name,
-                layout.count(), layout.mergedRow(), layout.bitsOf(card.pattern),
-                keyText(card.pattern));
-}
-
 // Prints the cards of these numbers, and reports words that are none. Returns whether all are.
 bool printCards(std::span<const std::string> numbers, const Cards& cards, Console& console) {
+  const CardLayout layout(*cards.encoder.format);
   bool areAll = true;
   const char* separator = "";
   for (const std::string& word : numbers) try {
       const NumberedCard card = encodeWord(cards.encoder, word);
-      console.print("{}", std::exchange(separator, "\n"));
-      print(card, cards, console);
+      console.print("{}card  {}   {}   {} bits\nmask  {}\nbits  {}\nkey   {}\n",
+                    std::exchange(separator, "\n"), card.number, cards.name, layout.count(),
+                    layout.mergedRow(), layout.bitsOf(card.pattern), keyText(card.pattern));
     } catch (const Failure& failure) {
       console.report("{}", failure.what());
       areAll = false;
