@@ -16,7 +16,7 @@ class BlockLine : FieldsCheck {
  public:
   BlockLine(CardsCheck& check, CheckedLine& line)
       : FieldsCheck(check, line, line.text + std::strcspn(line.text, kBlockDelimiters)) {
-    line.subject = {kMultiCardsLine, numberIn(kSet), _words[kFirstCard], {}};
+    line.subject = {numberIn(kSet), _words[kFirstCard], {}};
     if (!_words[kUniqid].empty()) line.subject.uniqid = static_cast<uint32_t>(numberIn(kUniqid));
   }
 
@@ -53,7 +53,7 @@ class BlockLine : FieldsCheck {
     const int64_t number = int64_t{numberIn(kFirstCard)} + good;
     const std::string text = fmt::to_string(number);
     CheckedLine card = _line;
-    card.subject = {kCardLine, csid(), text, *_line.subject.uniqid + static_cast<uint32_t>(good)};
+    card.subject = {csid(), text, *_line.subject.uniqid + static_cast<uint32_t>(good)};
     if (!wrongSet) reportEncoding(card, wrongNumber ? nullptr : &number);
   }
 
@@ -65,42 +65,31 @@ class BlockLine : FieldsCheck {
       if (word[0] == '#')
         _line.warn(_line.at(word), "text", "{}", earlyComment(field));
       else
-        warn(field, "number", fmt::format("is not a number: it is read as {}", numberIn(field)));
+        warn(field, "number", "is not a number: only its first digits are read, or 0");
       return;
     }
     const bool hasComment = _words[kLevel].find('#') != std::string_view::npos;
-    if (!_words[kAfterLast].empty() && _words[kAfterLast][0] != '#' && !hasComment) {
-      _line.warn(_line.at(_words[kAfterLast]), "fields",
-                 "what follows the access level is ignored");
-      return;
-    }
-    checkRanges();
-    checkBlock();
+    if (hasComment || _words[kAfterLast].empty() || _words[kAfterLast][0] == '#')
+      return checkBlock();
+    _line.warn(_line.at(_words[kAfterLast]), "fields", "what follows the access level is ignored");
   }
 
-  void checkRanges() const {
-    for (const Field field : {kSet, kFirstCard, kCount, kUniqid}) checkRange(field);
-    if (numberLength(_words[kLevel]) > 0) checkLevel(kLevel);
+  // Numbers that go beyond a range only together, and what is right, and mostly not meant.
+  void checkBlock() const {
+    for (const Field field : {kSet, kCount, kUniqid}) checkField(field);
+    const bool hasLevel = !_words[kLevel].empty() && _words[kLevel][0] != '#';
+    if (hasLevel) checkField(kLevel);
+    checkRange(kFirstCard);
     const int64_t first = numberIn(kFirstCard), count = numberIn(kCount);
-    const int64_t uniqid = *_line.subject.uniqid;
-    if (count < 1) {
-      warn(kCount, "range", "makes no card");
-      return;
-    }
-    if (uniqid + count - 1 > UINT32_MAX)
-      warn(kUniqid, "range",
-           "is too large for the block: its IDs continue with 0 after 4294967295");
-    warnIfZero(kUniqid);
+    if (count < 1) return warn(kCount, "range", "makes no card");
     warnIfZero(kFirstCard);
     if (!checkNumberRange(first)) checkNumberRange(first + count - 1);
-  }
-
-  // What is right, and mostly not meant.
-  void checkBlock() const {
-    const int32_t first = numberIn(kFirstCard), count = numberIn(kCount);
+    if (*_line.subject.uniqid + count - 1 > UINT32_MAX)
+      warn(kUniqid, "range",
+           "is too large for the block: its IDs continue with 0 after 4294967295");
     if (first >= 1000 && count >= 1000 && count >= first)
       warn(kCount, "block", "is not below the first card: is it the last card?");
-    if (_words[kLevel].empty() || _words[kLevel][0] == '#')
+    if (!hasLevel)
       _line.warn(_line.whole(), "block",
                  "no access level: the cards of the block open no door; write 0 if that is meant");
   }
@@ -109,7 +98,6 @@ class BlockLine : FieldsCheck {
 }  // namespace
 
 bool Subject::hasNumber() const {
-  const bool isHex = lineType == kNoFormatCardLine;
   const char* const digits = isHex ? "0123456789ABCDEFabcdef" : "0123456789";
   return !cardNumber.empty() && cardNumber.size() <= kMaxCardNumberDigits &&
          cardNumber.find_first_not_of(digits) == std::string_view::npos;
@@ -117,12 +105,9 @@ bool Subject::hasNumber() const {
 
 std::string Subject::text() const {
   if (!uniqid && !hasNumber()) return "";
-  const bool isBlock = lineType == kMultiCardsLine;
-  const bool isPin = lineType == kPinLine || lineType == kPinIdentLine;
-  std::string text = isPin ? "PIN" : isBlock ? "cards" : "card";
-  if (hasNumber()) text.append(isBlock ? " from " : " ").append(cardNumber);
-  if (uniqid) text += (isBlock ? ", holders from " : " of holder ") + fmt::to_string(*uniqid);
-  return fmt::format(" ({})", text);
+  std::string text = cardNumber.empty() ? "PIN" : "card";
+  if (hasNumber()) text.append(" ").append(cardNumber);
+  return uniqid ? fmt::format("{} of holder {}", text, *uniqid) : text;
 }
 
 About Subject::about() const {
@@ -137,7 +122,8 @@ size_t CheckedLine::add(Place place, int32_t code, std::string_view rule, fmt::s
   if (findings == nullptr) return Findings::kNotKept;
   const size_t number = findings->add({.place = place, .code = code, .rule = rule}, format, args);
   if (Finding* const finding = findings->find(number)) {
-    finding->text += subject.text();
+    if (const std::string name = subject.text(); !name.empty())
+      finding->text += fmt::format(" ({})", name);
     finding->about = subject.about();
   }
   return number;
@@ -197,39 +183,101 @@ bool FieldsCheck::reportWrong(size_t field) const {
 }
 
 bool FieldsCheck::reportEncoding(const CheckedLine& line, const int64_t* number) const {
+  const auto setId = static_cast<uint32_t>(csid());
   const cardset* const set = _check.findSet(csid());
-  const CardFormat* const format =
-      set == nullptr ? nullptr : _check.site.formats().findFormat(set->fmtid);
-  const CheckedFormat* const unloaded = _check.unloadedFormat(csid());
-  if (unloaded == nullptr && format != nullptr) {
-    const SitePattern site = format->encodeSite(set->fldvalues);
+  const CheckedFormat* const listed = set == nullptr ? nullptr : _check.formats.find(set->fmtid);
+  const Place place = line.at(_words[1]);
+  if (listed != nullptr && listed->format != nullptr) {
+    const SitePattern site = listed->format->encodeSite(set->fldvalues);
+    if (number == nullptr) return false;
     const int64_t decoded =
-        number == nullptr ? 0 : format->decodeCardNumber(format->encodeNumber(site, *number));
-    if (number == nullptr || decoded == *number) return false;
-    line.error(line.at(_words[1]), kCardMismatch,
+        listed->format->decodeCardNumber(listed->format->encodeNumber(site, *number));
+    if (decoded == *number) return false;
+    line.error(place, kCardMismatch,
                "the card number does not fit format {}: it would come back as card {}", set->fmtid,
                decoded);
   } else if (line.findings == nullptr) {
     return true;
-  } else if (unloaded != nullptr) {
-    _check.findings.countFurther(unloaded->error, "lines of the cards file with this format");
+  } else if (listed != nullptr) {
+    _check.findings.countFurther(listed->error);
   } else if (set == nullptr) {
-    const auto [error, isFirst] = _check.undefinedSets.try_emplace(static_cast<uint32_t>(csid()));
+    const auto [error, isFirst] = _check.undefinedSets.try_emplace(setId);
+    if (!isFirst) _check.findings.countFurther(error->second);
     if (isFirst)
       error->second = line.error(line.whole(), kInvalidCardSet,
-                                 "card set {} has no 'f' line before this line", csid());
-    else
-      _check.findings.countFurther(error->second, "further lines with this card set");
+                                 "card set {} has no 'f' line before this line", setId);
   } else if (_check.formats.complete) {
     const auto [error, isFirst] = _check.unlistedFormats.try_emplace(set->fmtid);
+    if (!isFirst) _check.findings.countFurther(error->second);
     if (isFirst)
       error->second =
-          line.error(line.at(_words[1]), kFormatNotDefined,
-                     "the formats file does not list format {} of card set {}", set->fmtid, csid());
-    else
-      _check.findings.countFurther(error->second, "further lines with this format");
+          line.error(place, kFormatNotDefined,
+                     "the formats file does not list format {} of card set {}", set->fmtid, setId);
   }
   return true;
+}
+
+void FieldsCheck::checkField(size_t field) const {
+  const std::string_view word = _words[field];
+  switch (_fields[field].kind) {
+    case FieldKind::kCardSet:
+      if (!isHex()) checkRange(field);
+      return;
+    case FieldKind::kCardNumber:
+      if (isHex() && word.size() % 2 == 1)
+        warn(field, "hex", "has an odd number of digits, and a 0 is added at its end");
+      checkNumberRange(wordValue(word));
+      return warnIfZero(field);
+    case FieldKind::kPin:
+      return checkPin(word);
+    case FieldKind::kUniqueId:
+      checkRange(field);
+      return warnIfZero(field);
+    case FieldKind::kAccessLevel:
+      return checkLevel(field);
+    case FieldKind::kFlag:
+      if (const int64_t flag = wordValue(word); flag < 0 || flag > 1)
+        warn(field, "flag", "is not 0 or 1 and counts as 1");
+      return;
+    case FieldKind::kEscort:
+      return checkEscort(field);
+    case FieldKind::kNumber:
+      checkRange(field);
+      return;
+    case FieldKind::kDate:
+    case FieldKind::kTime:
+      return;
+  }
+}
+
+void FieldsCheck::checkPin(std::string_view pin) const {
+  if (!isZero(pin)) return;
+  if (_fields[0].kind == FieldKind::kPin)
+    _line.warn(_line.at(pin), "zero",
+               "PIN 0 is a key like any other: whoever types 0 is this holder");
+  else if (pin.size() > 1)
+    _line.warn(_line.at(pin), "zero",
+               "a PIN of several zeros is a PIN: only 0 means that there is none");
+}
+
+void FieldsCheck::checkLevel(size_t field) const {
+  const int64_t level = checkRange(field);
+  if (_check.levels != nullptr && level > 0 && level <= UINT16_MAX &&
+      _check.levels->findLevel(static_cast<uint32_t>(level)) < 0)
+    _line.warn(_line.at(_words[field]), "level", "access level {} is not defined and opens no door",
+               level);
+}
+
+void FieldsCheck::checkEscort(size_t field) const {
+  const int64_t escort = checkRange(field);
+  if (escort > 0 && escort <= UINT32_MAX)
+    _check.escorts.push_back({static_cast<uint32_t>(escort), _line.subject.uniqid.value_or(0),
+                              _line.number(),
+                              static_cast<int32_t>(_line.at(_words[field]).column)});
+}
+
+void FieldsCheck::warnIfZero(size_t field) const {
+  if (isZero(_words[field])) warn(field, "zero", "counts like any other: is it an empty cell?");
 }
 
 int64_t FieldsCheck::checkRange(size_t field) const {
@@ -250,18 +298,6 @@ bool FieldsCheck::checkNumberRange(int64_t number) const {
              "card number {} is not {} to {}, as its format requires: no such card should exist",
              number, low, high);
   return true;
-}
-
-void FieldsCheck::checkLevel(size_t field) const {
-  const int64_t level = checkRange(field);
-  if (_check.levels != nullptr && level > 0 && level <= UINT16_MAX &&
-      _check.levels->findLevel(static_cast<uint32_t>(level)) < 0)
-    _line.warn(_line.at(_words[field]), "level", "access level {} is not defined and opens no door",
-               level);
-}
-
-void FieldsCheck::warnIfZero(size_t field) const {
-  if (isZero(_words[field])) warn(field, "zero", "counts like any other: is it an empty cell?");
 }
 
 int32_t checkBlockLine(CardsCheck& check, CheckedLine& line) {

@@ -74,19 +74,10 @@ int32_t reportLineType(CardsCheck& check, const CheckedLine& line) {
 }
 
 int32_t checkByType(CardsCheck& check, CheckedLine& line) {
-  switch (*line.text) {
-    case kCardLine:
-    case kNoFormatCardLine:
-    case kPinLine:
-    case kPinIdentLine:
-      return checkHolderLine(check, line);
-    case kFieldsLine:
-      return checkCardSetLine(check, line);
-    case kMultiCardsLine:
-      return checkBlockLine(check, line);
-    default:
-      return reportLineType(check, line);
-  }
+  if (*line.text == kFieldsLine) return checkCardSetLine(check, line);
+  if (*line.text == kMultiCardsLine) return checkBlockLine(check, line);
+  const bool isHolder = !lineFields(*line.text).empty();
+  return isHolder ? checkHolderLine(check, line) : reportLineType(check, line);
 }
 
 bool isIgnored(const char* line) {
@@ -109,29 +100,21 @@ void checkLine(CardsCheck& check, LineReader& input) {
   if (hasWords) check.misread.push_back(line.number());
 }
 
-// What the file is as a whole when it is not a cards file.
-class FileForm {
- public:
-  void add(LineReader& lines) {
+// What the file is as a whole when it is not a cards file, else null.
+const char* findForm(const std::string& path) {
+  LineReader lines;
+  if (!lines.open(path.c_str())) return nullptr;
+  bool hasWords = false;
+  while (lines.readLine(kMaxInputLine) == LineReader::Status::kLine) {
+    if (isUtf16(lines)) return kUtf16Text;
     const std::string_view line(lines.line(), lines.length());
-    _isUtf16 = _isUtf16 || isUtf16(lines);
-    if (!_isCsv || isIgnored(lines.line()) || line[0] == kFieldsLine) return;
+    if (isIgnored(lines.line()) || line[0] == kFieldsLine) continue;
     const std::string_view words = line.substr(0, commentStart(line));
-    _hasWords = true;
-    _isCsv = std::ranges::count(words, ',') >= 2 || std::ranges::count(words, ';') >= 2;
+    if (std::ranges::count(words, ',') < 2 && std::ranges::count(words, ';') < 2) return nullptr;
+    hasWords = true;
   }
-
-  // Null for a cards file.
-  const char* text() const {
-    if (_isUtf16) return kUtf16Text;
-    return _isCsv && _hasWords ? kCsvText : nullptr;
-  }
-
- private:
-  bool _isUtf16 = false;
-  bool _isCsv = true;  // As far as it is known.
-  bool _hasWords = false;
-};
+  return hasWords ? kCsvText : nullptr;
+}
 
 // Reports an error of the file as a whole.
 template <typename... Args>
@@ -142,22 +125,17 @@ void failFile(CardsCheck& check, int32_t result, fmt::format_string<Args...> for
   check.findings.error(place, result, format, std::forward<Args>(args)...);
 }
 
-// Returns what the file is when it is not a cards file.
-const char* checkLines(CardsCheck& check, InputFile& input) {
+void checkLines(CardsCheck& check, InputFile& input) {
   LineReader& lines = input.lines();
-  FileForm form;
   LineReader::Status status = LineReader::Status::kLine;
-  while ((status = lines.readLine(kMaxInputLine)) == LineReader::Status::kLine) {
-    form.add(lines);
+  while ((status = lines.readLine(kMaxInputLine)) == LineReader::Status::kLine)
     checkLine(check, lines);
-  }
   if (status == LineReader::Status::kError)
     failFile(check, kInputReadFailed, "cannot be read: {}", std::strerror(errno));
   else if (input.checkUnchanged() < 0)
     failFile(check, kInputReadFailed, "was changed while it was read");
   else if (!lines.endedLine())
     check.findings.warn({check.file, lines.lineNumber(), 0}, "text", kNoNewlineText);
-  return form.text();
 }
 
 SiteSummary checkCards(CardsCheck& check) {
@@ -167,28 +145,28 @@ SiteSummary checkCards(CardsCheck& check) {
     failFile(check, result, "cannot be opened: {}", std::strerror(errno));
     return {};
   }
-  Findings before = check.findings;
-  const char* const form = checkLines(check, *input);
+  const char* const form = findForm(check.options.cards);
+  Findings before;
+  if (form != nullptr) std::swap(check.findings, before);
+  checkLines(check, *input);
   const SiteSummary summary = {check.index.count(), checkWholeFile(check)};
-  if (const OtherDates& dates = check.otherDates; !dates.isMixed && dates.count > 1)
-    check.findings.combine(
-        "date", fmt::format("no date of the file is year/month/day, so no card has a start or an "
-                            "end; dates like this one: {}",
-                            dates.count));
   if (form != nullptr) {  // One finding in place of those of the lines.
-    const std::vector<Finding> all = check.findings.sorted();
-    const auto error = std::ranges::find_if(all, [&check](const Finding& finding) {
-      return finding.place.file == check.file && finding.isError();
-    });
-    Finding whole{.place = {check.file, 1}, .rule = "text"};
-    if (error != all.end()) whole = {.place = {check.file, error->place.line}, .code = error->code};
-    before.setVerdict(whole.code, whole.place);
-    before.add(std::move(whole), form, {});
-    check.findings = std::move(before);
+    const auto [result, place] = check.findings.verdict();
+    std::swap(check.findings, before);
+    check.findings.setVerdict(result, place);
+    check.findings.add({.place = {check.file, result < 0 ? place.line : 1},
+                        .code = result,
+                        .rule = result < 0 ? "" : "text"},
+                       form, {});
   } else if (check.index.count() == 0 && check.findings.errors() == 0 &&
              !check.options.allowEmpty) {
     check.findings.warn({check.file, 0, 0}, "empty",
                         "no card and no PIN: a build makes empty databases, which open no door");
+  } else if (const OtherDates& dates = check.otherDates; !dates.isMixed && dates.count > 1) {
+    check.findings.combine(
+        "date", fmt::format("no date of the file is year/month/day, so no card has a start or an "
+                            "end; dates like this one: {}",
+                            dates.count));
   }
   return summary;
 }

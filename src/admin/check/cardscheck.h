@@ -20,21 +20,20 @@
 #include "admin/check/formatscheck.h"
 #include "admin/check/oddtext.h"
 #include "admin/check/sitecheck.h"
-#include "admin/check/word.h"
 #include "inputcards/cardindex.h"
 #include "inputcards/linechecker.h"
 #include "inputcards/sitecards.h"
 
 namespace badgemint::admin {
 
-// Whom a line is about, as messages name him. A PIN is never part of it.
+// Whom a line is about, as messages name him; of a block the first card. A PIN is never part of it.
 struct Subject {
-  char lineType = '\0';            // Of a line about a holder.
   int32_t csid = 0;                // Of a card that has a card set.
-  std::string_view cardNumber{};   // As written; shown when it is a number. The first of a block.
+  std::string_view cardNumber{};   // As written; shown when it is a number. Empty for a PIN.
   std::optional<uint32_t> uniqid;  // None when the line has no unique ID.
+  bool isHex = false;              // Whether the card number is hexadecimal.
 
-  // " (card 5 of holder 7)"; empty when there is nothing to name.
+  // "card 5 of holder 7"; empty when there is nothing to name.
   std::string text() const;
   About about() const;
 
@@ -84,12 +83,6 @@ struct EscortUse {
   int32_t column;
 };
 
-// The same for a line whose fields are misread, which is one finding.
-struct MisreadEscort {
-  uint32_t escort;
-  size_t finding;
-};
-
 // Unique IDs in a row that lines with an error name: they count as partners and as escorts.
 struct UniqidRange {
   uint32_t first;
@@ -122,8 +115,8 @@ struct CardsCheck {
   // For the checks of the whole file.
   std::vector<UniqidRange> unindexed{};
   std::vector<EscortUse> escorts{};
-  std::vector<MisreadEscort> misreadEscorts{};
   std::vector<int32_t> misread{};  // Lines, in order, that are not what they look like.
+  std::vector<std::pair<uint32_t, size_t>> misreadEscorts{};  // And the findings that name them.
 
   std::unordered_map<uint32_t, int64_t> lineOfSet{};  // The 'f' line of each card set ID.
   ErrorNumbers undefinedSets{};                       // Or whose 'f' line fails.
@@ -157,7 +150,7 @@ class FieldsCheck {
  protected:
   FieldsCheck(CardsCheck& check, CheckedLine& line, const char* words);
 
-  bool isHex() const { return *_line.text == kNoFormatCardLine; }
+  bool isHex() const { return _line.subject.isHex; }
   // As a build reads it; 0 for a line without one.
   int32_t csid() const { return _line.subject.csid; }
   bool hasCardSet() const { return csid() >= kFirstCardSetId && csid() <= kLastCardSetId; }
@@ -179,16 +172,23 @@ class FieldsCheck {
   // The same for a card of a possible card set that is not encoded; null for a wrong number.
   bool reportEncoding(const CheckedLine& line, const int64_t* number) const;
 
-  // Numbers that a build accepts and changes, or that are right and mostly not meant.
-  int64_t checkRange(size_t field) const;  // Returns the number as it is written.
+  // What a build accepts silently in a field, and a site would not want; the fields of a period
+  // aside.
+  void checkField(size_t field) const;
+  // The number as it is written. A build keeps the low bits of one that is too large.
+  int64_t checkRange(size_t field) const;
   bool checkNumberRange(int64_t number) const;
-  void checkLevel(size_t field) const;
   void warnIfZero(size_t field) const;
 
   CardsCheck& _check;
   CheckedLine& _line;
   std::span<const LineField> _fields;
   std::array<std::string_view, 32> _words;  // More than any line has fields; empty ones at the end.
+
+ private:
+  void checkPin(std::string_view pin) const;
+  void checkLevel(size_t field) const;
+  void checkEscort(size_t field) const;
 };
 
 // The checks of the lines, by their types. They return the result of a build for the line.

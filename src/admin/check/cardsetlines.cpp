@@ -32,12 +32,12 @@ class FieldsLine {
   // Why a build rejects the line with this result; returns the number of the error.
   size_t reportError(int32_t result) const {
     for (uint32_t i = 1; i < kFirstValue; ++i) {
-      if (_words.count() <= i)
-        return _line.error(_line.whole(), result, "the {} is missing", kFields[i].name);
+      const auto& [name, kind, most] = kFields[i];
       const char* const word = _words.word(i);
-      if (const int64_t id = textToInt64(word); id < 1 || id > kFields[i].most)
-        return _line.error(_line.at(word), result, "{} {} is not 1 to {}", kFields[i].name,
-                           shown(word, kFields[i]), kFields[i].most);
+      if (word == nullptr) return _line.error(_line.whole(), result, "the {} is missing", name);
+      if (const int64_t id = textToInt64(word); id < 1 || id > most)
+        return _line.error(_line.at(word), result, "{} {} is not 1 to {}", name,
+                           shown(word, kFields[i]), most);
     }
     if (std::strcmp(_words.word(0), "f") != 0)
       return _line.error(_line.at(_words.word(0)), result,
@@ -70,15 +70,13 @@ class FieldsLine {
   // The values that the line gives, and those that it lacks. Returns whether the given ones are
   // right. The format is null when it is not known or did not load.
   bool checkValues(const CardFormat* format) {
-    bool isRight = true;
+    const size_t before = _line.findings->warnings();
     for (uint32_t i = kFirstValue; i < _words.count(); i += 2) {
-      const char* const letter = _words.word(i);
-      const char* const value = i + 1 < _words.count() ? _words.word(i + 1) : nullptr;
-      isRight = checkPair(letter, value, format) && isRight;
-      _given.set(static_cast<size_t>(*letter - 'A'));
+      checkPair(_words.word(i), _words.word(i + 1), format);
+      _given.set(static_cast<size_t>(*_words.word(i) - 'A'));
     }
-    if (!isRight || format == nullptr) return isRight;  // What is misread explains what is missing.
-    for (int32_t i = 0; i < kFieldCount; ++i)
+    if (_line.findings->warnings() != before) return false;
+    for (int32_t i = 0; format != nullptr && i < kFieldCount; ++i)
       if (hasSiteValue(*format, i) && !_given[static_cast<size_t>(i)])
         _line.warn(_line.whole(), "site-value",
                    "field {:c} has no value and is 0 on every card of the set", 'A' + i);
@@ -86,25 +84,25 @@ class FieldsLine {
   }
 
  private:
-  // Returns whether letter and value are right; `value` is null when it is missing.
-  bool checkPair(const char* letter, const char* value, const CardFormat* format) const {
+  // `value` is null when it is missing.
+  void checkPair(const char* letter, const char* value, const CardFormat* format) const {
     const int32_t field = *letter - 'A';
     if (value == nullptr)
-      return warn(letter, "field {} has no value: it is 0 on every card of the set",
-                  shownName(letter));
-    if (std::strlen(letter) > 1)
-      return warn(letter, "{} sets field {:c}: the name of a field is one letter",
-                  shownName(letter), *letter);
-    if (!isNumber(value))
-      return warn(value, "value {} of field {:c} is not a number: only its first digits are read",
-                  shown(value, valueField(field, format)), *letter);
-    if (_given[static_cast<size_t>(field)])
-      return warn(letter, "field {:c} is given twice, and the last value counts", *letter);
-    if (format == nullptr) return true;
-    if (field == format->cardNumberField())
-      return warn(letter, "field {:c} is the card number: its value is not used", *letter);
-    if (!hasSiteValue(*format, field)) return warn(letter, "the format has no field {:c}", *letter);
-    return checkFits(value, field, *format);
+      warn(letter, "field {} has no value: it is 0 on every card of the set", shownName(letter));
+    else if (std::strlen(letter) > 1)
+      warn(letter, "{} sets field {:c}: the name of a field is one letter", shownName(letter),
+           *letter);
+    else if (!isNumber(value))
+      warn(value, "value {} of field {:c} is not a number: only its first digits are read",
+           shown(value, valueField(field, format)), *letter);
+    else if (_given[static_cast<size_t>(field)])
+      warn(letter, "field {:c} is given twice, and the last value counts", *letter);
+    else if (format != nullptr && field == format->cardNumberField())
+      warn(letter, "field {:c} is the card number: its value is not used", *letter);
+    else if (format != nullptr && !hasSiteValue(*format, field))
+      warn(letter, "the format has no field {:c}", *letter);
+    else if (format != nullptr)
+      checkFits(value, field, *format);
   }
 
   // A value with more digits than the largest one may be a PIN.
@@ -118,33 +116,29 @@ class FieldsLine {
     return limits;
   }
 
-  // Whether the cards carry the value as it is written.
-  bool checkFits(const char* value, int32_t field, const CardFormat& format) const {
+  // A value that the cards carry otherwise than it is written.
+  void checkFits(const char* value, int32_t field, const CardFormat& format) const {
     const auto at = static_cast<size_t>(field);
-    const FieldDefinition& definition = format.fieldDefinitions()[at];
-    if (definition.ftyp == kNotGiven) return true;  // 0 on every card: a finding of the format.
+    const auto& [label, least, most, order, type] = format.fieldDefinitions()[at];
+    if (type == kNotGiven) return;  // 0 on every card: a finding of the format.
     const int64_t number = textToInt64(value);
     CardFormat::FieldValues values{};
     values[at] = textToInt32(value);
     int64_t carried = 0;
     static_cast<void>(
         format.decodeField(format.encodeNumber(format.encodeSite(values), 0), field, carried));
-    const bool isOutside =
-        definition.maxval > 0 && (number < definition.minval || number > definition.maxval);
-    if (!isOutside && carried == number) return true;
+    const bool isOutside = most > 0 && (number < least || number > most);
+    if (!isOutside && carried == number) return;
     const LineField limits = valueField(field, &format);
-    return warn(value, "value {} of field {:c} {}: the cards carry {}", shown(value, limits),
-                'A' + field,
-                isOutside ? fmt::format("is not {} to {}, as its format requires",
-                                        definition.minval, definition.maxval)
-                          : fmt::format("does not fit its {} bits", format.fieldBitCount(field)),
-                hasTooManyDigits(value, limits) ? "another value" : fmt::to_string(carried));
+    warn(value, "value {} of field {:c} {}: the cards carry {}", shown(value, limits), 'A' + field,
+         isOutside ? fmt::format("is not {} to {}, as its format requires", least, most)
+                   : fmt::format("does not fit its {} bits", format.fieldBitCount(field)),
+         hasTooManyDigits(value, limits) ? "another value" : fmt::to_string(carried));
   }
 
   template <typename... Args>
-  bool warn(const char* word, fmt::format_string<Args...> format, Args&&... args) const {
+  void warn(const char* word, fmt::format_string<Args...> format, Args&&... args) const {
     _line.warn(_line.at(word), "site-value", format, std::forward<Args>(args)...);
-    return false;
   }
 
   CheckedLine& _line;

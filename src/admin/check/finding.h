@@ -17,6 +17,8 @@
 
 #include "admin/console.h"
 #include "formats/bitpattern.h"
+#include "inputcards/cardline.h"
+#include "support/textutil.h"
 
 namespace badgemint::admin {
 
@@ -41,9 +43,7 @@ struct Finding {
   std::string text{};
   int32_t code = 0;         // The result of a build, for an error.
   std::string_view rule{};  // The name of the rule, for a warning.
-  // Further lines that fail for the same reason, and what they have in common.
-  int64_t furtherLines = 0;
-  std::string_view furtherWhat{};
+  int64_t further = 0;      // How many more fail for the same reason.
   About about{};
 
   bool isError() const { return rule.empty(); }
@@ -94,8 +94,8 @@ class Findings {
   // Makes one finding, at the place of the first, of all of a rule. Ends the numbers of findings.
   void combine(std::string_view rule, std::string text);
 
-  // Counts one more line that fails for the same reason as this error.
-  void countFurther(size_t error, std::string_view what);
+  // Counts one more line or card that fails for the same reason as this error.
+  void countFurther(size_t error);
 
   // The first call counts: a build meets one error.
   void setVerdict(int32_t result, Place place);
@@ -133,6 +133,30 @@ std::string printable(std::string_view text);
 std::string keyText(const CardPattern& key);
 // printable() in double quotes, as messages show a word of a file; cut where it is long.
 std::string inQuotes(std::string_view word);
+
+// The length of the decimal number at the start of a text, with its sign; 0 for none.
+size_t numberLength(std::string_view text);
+
+inline bool isNumber(std::string_view word) {
+  return !word.empty() && numberLength(word) == word.size();
+}
+inline bool isZero(std::string_view word) {
+  return word.find_first_not_of('0') == std::string_view::npos;
+}
+
+// The number that a word begins with, and 0 where there is none; it saturates at 64 bits. A NUL or
+// another character that is no digit has to follow the word.
+int64_t wordValue(std::string_view word);
+
+// How a message shows a word of a wrong line, in which any word may be a PIN: never that of a PIN;
+// any other in double quotes up to the first character that its field cannot have, and as "of N
+// digits" when that part has more digits than the largest value of the field. Only card numbers
+// without format have hexadecimal digits.
+std::string shown(std::string_view word, const LineField& field, bool isHex = false);
+// Whether it is not shown for its digits: they could be worked out from the number that is read.
+bool hasTooManyDigits(std::string_view word, const LineField& field);
+// The same of a word that ought to be letters.
+std::string shownName(std::string_view word);
 
 }  // namespace badgemint::admin
 

@@ -9,7 +9,6 @@
 
 #include "admin/check/formatscheck.h"
 #include "admin/check/oddtext.h"
-#include "admin/check/word.h"
 #include "admin/files/sitepaths.h"
 #include "formats/CdfCardFormat.h"
 #include "formats/EffCardFormat.h"

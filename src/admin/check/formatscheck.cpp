@@ -11,7 +11,6 @@
 #include <utility>
 
 #include "admin/check/oddtext.h"
-#include "admin/check/word.h"
 #include "admin/files/folder.h"
 #include "admin/files/sitepaths.h"
 #include "formats/fmtfile.h"

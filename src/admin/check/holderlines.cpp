@@ -100,7 +100,8 @@ class HolderLine : FieldsCheck {
     FieldScanner scanner(_line.text + 1);
     const CardLine card =
         isCard() ? scanCardLine(scanner) : CardLine{0, {}, {}, scanPinLine(scanner).uniqid};
-    _line.subject = {*_line.text, isHex() ? 0 : card.csid, card.cardNumber, card.uniqid};
+    const bool hasFormat = *_line.text != kNoFormatCardLine;
+    _line.subject = {hasFormat ? card.csid : 0, card.cardNumber, card.uniqid, !hasFormat};
     if (scanner.failed()) _line.subject.uniqid.reset();
   }
 
@@ -217,55 +218,6 @@ class HolderLine : FieldsCheck {
     return effects.empty() ? "" : fmt::format(": {}", fmt::join(effects, ", "));
   }
 
-  // What a build accepts silently in a field, and a site would not want.
-  void checkField(size_t i) {
-    switch (_fields[i].kind) {
-      case FieldKind::kCardSet:
-        if (!isHex()) checkRange(i);
-        return;
-      case FieldKind::kCardNumber:
-        if (isHex() && _words[i].size() % 2 == 1)
-          warn(i, "hex", "has an odd number of digits, and a 0 is added at its end");
-        checkNumberRange(wordValue(_words[i]));
-        return warnIfZero(i);
-      case FieldKind::kPin:
-        return checkPin(_words[i]);
-      case FieldKind::kUniqueId:
-        checkRange(i);
-        return warnIfZero(i);
-      case FieldKind::kAccessLevel:
-        return checkLevel(i);
-      case FieldKind::kFlag:
-        if (const int64_t flag = wordValue(_words[i]); flag < 0 || flag > 1)
-          warn(i, "flag", "is not 0 or 1 and counts as 1");
-        return;
-      case FieldKind::kEscort:
-        return checkEscort(i);
-      case FieldKind::kNumber:
-        checkRange(i);
-        return;
-      case FieldKind::kDate:
-      case FieldKind::kTime:
-        return;  // See checkPeriod().
-    }
-  }
-
-  void checkPin(std::string_view pin) const {
-    if (!isCard() && isZero(pin))
-      _line.warn(_line.at(pin), "zero",
-                 "PIN 0 is a key like any other: whoever types 0 is this holder");
-    else if (isZero(pin) && pin.size() > 1)
-      _line.warn(_line.at(pin), "zero",
-                 "a PIN of several zeros is a PIN: only 0 means that there is none");
-  }
-
-  void checkEscort(size_t i) {
-    const int64_t escort = checkRange(i);
-    if (escort > 0 && escort <= UINT32_MAX)
-      _check.escorts.push_back({static_cast<uint32_t>(escort), _line.subject.uniqid.value_or(0),
-                                _line.number(), static_cast<int32_t>(_line.at(_words[i]).column)});
-  }
-
   void checkPeriod() const {
     const size_t start = firstDateField(), end = start + 2;
     const uint32_t from = checkPeriodEnd(PeriodEnd::kStart, start).value_or(0);
@@ -275,11 +227,8 @@ class HolderLine : FieldsCheck {
     if (*to == 0)
       warn(end, "date", "is stored as 0, which means no limit: it never expires");
     else if (*to % kSecondsPerDay == 0)
-      warn(
-          end + 1, "day",
-          fmt::format("is the beginning of the day: it expires when {} begins; write 0 for the end "
-                      "of the day",
-                      _words[end]));
+      warn(end + 1, "day",
+           "is the beginning of the day: it expires when that day begins; write 0 for its end");
     if (from != 0 && *to != 0 && *to < from)
       warn(end, "period", "is before the start: it is never valid");
   }

@@ -85,7 +85,7 @@ bool isMergeMark(std::string_view line) {
 
 size_t MergeMarks::report(Findings& findings, Place place, int32_t result) {
   if (_finding)
-    findings.countFurther(*_finding, "further marks");
+    findings.countFurther(*_finding);
   else
     _finding = findings.add({.place = place, .code = result, .rule = result < 0 ? "" : "text"},
                             kMergeMarkText, {});

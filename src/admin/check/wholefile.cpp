@@ -25,22 +25,21 @@ bool isPinOnly(const CardIndexEntry& entry) {
   return entry.type == kPinLine || entry.type == kPinIdentLine;
 }
 
-About aboutOf(const CardIndexEntry& entry) {
-  About about{.holder = entry.uniqid, .set = entry.csid};
-  if (entry.type == kNoFormatCardLine) {
-    char digits[2 * sizeof entry.key + 1];
-    bitsToHex(entry.key, digits);
-    about.card = digits;
-  } else if (!isPinOnly(entry)) {
-    about.card = fmt::to_string(entry.cardNumber());
-  }
-  return about;
+std::string cardNumberOf(const CardIndexEntry& entry) {
+  if (isPinOnly(entry)) return "";
+  if (entry.type != kNoFormatCardLine) return fmt::to_string(entry.cardNumber());
+  char digits[2 * sizeof entry.key + 1];
+  bitsToHex(entry.key, digits);
+  return digits;
 }
 
-// "card 15 of holder 3"; a PIN is never part of it.
+// `cardNumber` is that of the entry and must outlive the subject.
+Subject subjectOf(const CardIndexEntry& entry, const std::string& cardNumber) {
+  return {entry.csid, cardNumber, entry.uniqid, entry.type == kNoFormatCardLine};
+}
+
 std::string nameOf(const CardIndexEntry& entry) {
-  const std::string card = isPinOnly(entry) ? "the PIN" : "card " + aboutOf(entry).card;
-  return fmt::format("{} of holder {}", card, entry.uniqid);
+  return subjectOf(entry, cardNumberOf(entry)).text();
 }
 
 // Calls `visit` with each run of suspects that `same` holds for.
@@ -63,7 +62,7 @@ class WholeFileCheck {
     for (UniqidRange& range : _unindexed) last = range.last = std::max(last, range.last);
     if (!_unindexed.empty()) _lowest = _unindexed[0].first;
     for (const EscortUse& use : check.escorts) _escorts[use.escort];
-    for (const MisreadEscort& use : check.misreadEscorts) _escorts[use.escort];
+    for (const auto& [escort, finding] : check.misreadEscorts) _escorts[escort];
     // Sites have few escorts: to look for them among the holders needs no sorted holders.
     for (int32_t i = 0; i < _index.count(); ++i) {
       const uint32_t uniqid = entry(i).uniqid;
@@ -169,7 +168,7 @@ class WholeFileCheck {
     for (const Clash& clash : _clashes) {
       const int32_t line = entry(clash.position).line;
       if (std::exchange(last, {clash.code, line}) == std::pair(clash.code, line))
-        _check.findings.countFurther(finding, "further cards of the block");
+        _check.findings.countFurther(finding);
       else if (clash.code != kPair || !std::ranges::binary_search(_check.misread, line))
         finding = report(clash);
       else
@@ -179,13 +178,13 @@ class WholeFileCheck {
 
   size_t report(const Clash& clash) const {
     const CardIndexEntry& first = entry(clash.position);
+    const std::string cardNumber = cardNumberOf(first), name = nameOf(first), text = reason(clash);
     Finding finding{.place = placeOf(first),
                     .code = clash.code,
                     .rule = clash.code == kPair ? "pair" : "",
-                    .about = aboutOf(first)};
+                    .about = subjectOf(first, cardNumber).about()};
     if (clash.code == kDuplicateCardKey && (_check.options.withPins || !isPinOnly(first)))
       finding.about.key = keyText(first.key);
-    const std::string name = nameOf(first), text = reason(clash);
     return _check.findings.add(std::move(finding), "{} {}", fmt::make_format_args(name, text));
   }
 
@@ -223,9 +222,7 @@ class WholeFileCheck {
       }
     for (const EscortUse& use : _check.escorts)
       if (!isHolder(use.escort))
-        warn(use,
-             "escort {} does not exist: doors that need an escort never open for holder "
-             "{}",
+        warn(use, "escort {} does not exist: doors that need an escort never open for holder {}",
              use.escort, use.uniqid);
   }
 
@@ -255,18 +252,11 @@ class WholeFileCheck {
       rings.push_back(*last);
     }
     std::ranges::sort(rings, {}, &EscortUse::line);
-    for (const EscortUse& use : rings) reportRing(use);
-  }
-
-  void reportRing(const EscortUse& use) const {
-    if (use.escort == use.uniqid)
-      warn(use, "holder {} is his own escort: doors that need an escort never open for him",
-           use.uniqid);
-    else
+    for (const EscortUse& use : rings)
       warn(use,
-           "holder {} and escort {} wait for each other, directly or through others: "
-           "doors that need an escort never open for them",
-           use.uniqid, use.escort);
+           "holder {} is his own escort, directly or through others: doors that need an escort "
+           "never open for him",
+           use.uniqid);
   }
 
   CardsCheck& _check;
