@@ -13,7 +13,7 @@
 #include <numeric>
 #include <system_error>
 
-#include "admin/signals.h"
+#include "admin/arguments.h"
 #include "admin/verbs/verb.h"
 
 namespace badgemint::admin {
@@ -32,7 +32,20 @@ constexpr VerbEntry kVerbs[] = {
     {"pattern", addPattern}, {"decode", addDecode}, {"format", addFormat},
 };
 
-constexpr char kHelp[] = "help";
+constexpr char kFile[] = "FILE";  // How help names a value that is a file.
+
+// An unset variable of a script must not be taken for an option that was not given.
+std::string refuseEmpty(const std::string& value) {
+  return value.empty() ? "the value is empty" : "";
+}
+
+std::string refuseOtherThanNumber(const std::string& value) {
+  return numberOf(value) ? "" : '"' + value + "\" is not a number";
+}
+
+CLI::Option* valued(CLI::Option* option, const char* type) {
+  return option->type_name(type)->check(CLI::Validator(refuseEmpty, ""));
+}
 
 // How many letters must be added, removed or changed to make one word of the other.
 size_t distanceOf(std::string_view a, std::string_view b) {
@@ -97,12 +110,15 @@ class CommandLine {
     Options(_app).text("-C", "DIR", _folder, "Work as if started in this folder");
     _app.require_subcommand(0, 1);
     _app.allow_extras();
-    addHelp();
-    addCompletion();
-    for (const VerbEntry& entry : kVerbs) {
-      CLI::App* const verb = _app.add_subcommand(entry.name);
-      const Run run = entry.add(Options(*verb));
-      verb->callback([this, run] { _run = run; });
+    CLI::App* const help = addVerb("help", [this](Console& console) { printHelp(console); });
+    help->description("Show the options of a verb");
+    help->add_option("VERB", _helpTopic, "The verb; without it, all of them are listed");
+    addVerb("completion", [this](Console& console) { printCompletion(console); })
+        ->description("Print the completion script for bash")
+        ->group("");  // Not in the list of verbs: packages install what it prints.
+    for (const auto& [name, add] : kVerbs) {
+      CLI::App* const verb = _app.add_subcommand(name);
+      verb->callback([this, run = add(Options(*verb))] { _run = run; });
     }
   }
 
@@ -114,8 +130,7 @@ class CommandLine {
       console.print("{}\n", version.what());
       return ExitStatus::kAllWell;
     } catch (const CLI::CallForHelp&) {
-      const auto verbs = _app.get_subcommands();
-      console.print("{}", helpOf(verbs.empty() ? _app : *verbs.front()));
+      console.print("{}", helpOf(chosen()));
       return ExitStatus::kAllWell;
     } catch (const CLI::ArgumentMismatch& wrong) {
       const std::string_view text = wrong.what();
@@ -131,44 +146,51 @@ class CommandLine {
       throw Failure(ExitStatus::kNotDone, "no verb given (badgemint-admin help lists them)");
     if (!_folder.empty() && chdir(_folder.c_str()) != 0)
       throw Failure(ExitStatus::kNotDone, "{}: {}", _folder, std::strerror(errno));
-    if (!_app.get_subcommands().empty())
-      console.showProgress(_app.get_subcommands().front()->get_name());
+    console.showProgress(chosen().get_name());
     return _run(console);
   }
 
  private:
+  CLI::App* addVerb(const char* name, const std::function<void(Console&)>& print) {
+    CLI::App* const verb = _app.add_subcommand(name);
+    verb->callback([this, print] {
+      _run = [print](Console& console) {
+        print(console);
+        return ExitStatus::kAllWell;
+      };
+    });
+    return verb;
+  }
+
+  // The verb that the arguments name, or the program itself.
+  const CLI::App& chosen() const {
+    const auto verbs = _app.get_subcommands();
+    return verbs.empty() ? _app : *verbs.front();
+  }
+
   // Throws Failure for the first argument that nothing was declared for.
   void refuseUnknown() const {
-    const auto verbs = _app.get_subcommands();
-    const CLI::App& verb = verbs.empty() ? _app : *verbs.front();
-    const auto before = _app.remaining();
-    auto words = before.empty() ? verb.remaining() : before;
+    const bool isBefore = !_app.remaining().empty();
+    const CLI::App& app = isBefore ? _app : chosen();
+    const CLI::App& other = isBefore ? chosen() : _app;
+    auto words = app.remaining();
     std::erase(words, "--");
     if (words.empty()) return;
     const std::string& word = words.front();
     const std::string option = word.substr(0, word.find('='));
-    const bool isBefore = !verbs.empty() && !before.empty();
-    if (isBefore && std::ranges::count(optionsOf(verb), option) > 0)
-      throw Failure(ExitStatus::kNotDone, "{0} comes after the verb: badgemint-admin {1} {0}",
-                    option, verb.get_name());
-    if (before.empty() && option == "-C")
-      throw Failure(ExitStatus::kNotDone, "-C comes before the verb: badgemint-admin -C DIR {}",
-                    verb.get_name());
-    refuse(word, before.empty() ? verb : _app);
-  }
-
-  [[noreturn]] void refuse(const std::string& word, const CLI::App& app) const {
-    const bool isVerb = &app != &_app;
-    const std::string name = isVerb ? app.get_name() : "badgemint-admin";
+    if (&other != &app && std::ranges::count(optionsOf(other), option) > 0)
+      throw Failure(ExitStatus::kNotDone, "{} comes {} the verb {}", option,
+                    isBefore ? "after" : "before", chosen().get_name());
+    const std::string name = app.get_name(), verb = &app == &_app ? "" : ' ' + name;
     if (word.starts_with('-'))
       throw Failure(ExitStatus::kNotDone, "{} has no option {}{} (see badgemint-admin help{})",
-                    name, word, suggestion(word, optionsOf(app)), isVerb ? ' ' + name : "");
-    if (!isVerb) refuseVerb(word);
-    throw Failure(ExitStatus::kNotDone, "{}: unexpected word {} (see badgemint-admin help {})",
-                  name, word, name);
+                    name, word, suggestion(word, optionsOf(app)), verb);
+    if (verb.empty()) refuseVerb(word);
+    throw Failure(ExitStatus::kNotDone, "{}: unexpected word {} (see badgemint-admin help{})", name,
+                  word, verb);
   }
 
-  [[noreturn]] static void refuseVerb(const std::string& word) {
+  [[noreturn]] void refuseVerb(const std::string& word) const {
     throw Failure(ExitStatus::kNotDone, "there is no verb {}{} (see badgemint-admin help)", word,
                   suggestion(word, verbNames()));
   }
@@ -180,40 +202,25 @@ class CommandLine {
     return names;
   }
 
-  static std::vector<std::string> verbNames() {
-    std::vector<std::string> names = {kHelp};
-    for (const VerbEntry& entry : kVerbs) names.emplace_back(entry.name);
+  std::vector<std::string> verbNames() const {
+    std::vector<std::string> names;
+    for (const CLI::App* const verb : _app.get_subcommands({})) names.push_back(verb->get_name());
     return names;
   }
 
   // Not CLI::App::help, which describes the verb on the command line whatever it is asked about.
-  std::string helpOf(CLI::App& app) const {
-    const std::string name =
-        &app == &_app ? "badgemint-admin" : "badgemint-admin " + app.get_name();
-    return app.get_formatter()->make_help(&app, name, CLI::AppFormatMode::Normal);
+  std::string helpOf(const CLI::App& app) const {
+    const std::string verb = &app == &_app ? "" : ' ' + app.get_name();
+    return app.get_formatter()->make_help(&app, "badgemint-admin" + verb,
+                                          CLI::AppFormatMode::Normal);
   }
 
-  void addHelp() {
-    CLI::App* const verb = _app.add_subcommand(kHelp, "Show the options of a verb");
-    verb->add_option("VERB", _helpTopic, "The verb; without it, all of them are listed");
-    verb->callback([this] {
-      _run = [this](Console& console) {
-        console.print("{}", helpOf(helpTopic()));
-        return ExitStatus::kAllWell;
-      };
-    });
-  }
-
-  void addCompletion() {
-    CLI::App* const verb =
-        _app.add_subcommand("completion", "Print the completion script for bash");
-    verb->group("");  // Not in the list of verbs: packages install what it prints.
-    verb->callback([this] {
-      _run = [this](Console& console) {
-        printCompletion(console);
-        return ExitStatus::kAllWell;
-      };
-    });
+  void printHelp(Console& console) const {
+    const auto verbs = _app.get_subcommands({});
+    const auto topic =
+        std::ranges::find(verbs, _helpTopic, [](const CLI::App* verb) { return verb->get_name(); });
+    if (!_helpTopic.empty() && topic == verbs.end()) refuseVerb(_helpTopic);
+    console.print("{}", helpOf(_helpTopic.empty() ? _app : **topic));
   }
 
   // The words of verbs and options; file names for all other words.
@@ -223,13 +230,6 @@ class CommandLine {
       words += fmt::format("    {}:-*) words='{}' ;;\n", verb->get_name(),
                            fmt::join(optionsOf(*verb), " "));
     console.print(kCompletion, fmt::join(optionsOf(_app), " "), fmt::join(verbNames(), " "), words);
-  }
-
-  CLI::App& helpTopic() {
-    if (_helpTopic.empty()) return _app;
-    for (CLI::App* const verb : _app.get_subcommands({}))
-      if (verb->get_name() == _helpTopic) return *verb;
-    refuseVerb(_helpTopic);
   }
 
   CLI::App _app{"Looks after the files of a badgemint site."};
@@ -259,6 +259,74 @@ bool isReaderGone() {
 }
 
 }  // namespace
+
+void Options::describe(const char* summary, const char* example) {
+  _verb.description(summary);
+  _verb.footer(std::string("Example: ") + example + "\nManual: badgemint-admin-" +
+               _verb.get_name() + "(1)");
+}
+
+CLI::Option* Options::flag(const char* option, bool& isSet, const char* help) {
+  return _verb.add_flag(option, isSet, help)->disable_flag_override();
+}
+
+CLI::Option* Options::filter(const char* option, bool& isSet, const char* help) {
+  return flag(option, isSet, help)->multi_option_policy(CLI::MultiOptionPolicy::Throw);
+}
+
+CLI::Option* Options::number(const char* option, const char* type, uint32_t& value,
+                             const char* help) {
+  return valued(_verb.add_option(option, value, help), type)
+      ->check(CLI::Validator(refuseOtherThanNumber, ""))
+      ->capture_default_str();
+}
+
+CLI::Option* Options::text(const char* option, const char* type, std::string& value,
+                           const char* help) {
+  return valued(_verb.add_option(option, value, help), type)->capture_default_str();
+}
+
+CLI::Option* Options::file(const char* option, std::string& path, const char* help) {
+  return text(option, kFile, path, help);
+}
+
+CLI::Option* Options::texts(const char* option, const char* type, std::vector<std::string>& values,
+                            const char* help) {
+  return valued(_verb.add_option(option, values, help), type)->allow_extra_args(*option != '-');
+}
+
+void Options::filePair(const char* option, const char* type, std::vector<std::string>& paths,
+                       const char* help) {
+  valued(_verb.add_option(option, paths, help), type)->expected(2);
+}
+
+void Options::files(const char* name, std::vector<std::string>& paths, const char* help) {
+  texts(name, kFile, paths, help)->required();
+}
+
+void Options::needs(CLI::Option* option, CLI::Option* other) {
+  option->needs(other);
+}
+
+bool Options::isGiven(const CLI::Option* option) {
+  return option->count() > 0;
+}
+
+void Options::cardsAndFormats(SitePaths& paths) {
+  file("--cards", paths.cards, "The cards file");
+  file("--formats", paths.formats, "The formats file");
+}
+
+void Options::databases(SitePaths& paths) {
+  file("--ident", paths.ident, "The ident database");
+  file("--access", paths.access, "The access database");
+  formatsAndCardSets(paths);
+}
+
+void Options::formatsAndCardSets(SitePaths& paths) {
+  file("--cardsets", paths.cardSets, "The card sets file");
+  file("--formats", paths.formats, "The formats file");
+}
 
 int run(int argc, const char* const* argv, Console& console) noexcept {
   ExitStatus status = runGuarded(argc, argv, console);

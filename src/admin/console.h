@@ -1,10 +1,13 @@
 // How badgemint-admin talks to its user: results go to standard output, problems to standard error,
-// and the exit status sums up the run.
+// and the exit status sums up the run. And how a verb that must not end halfway waits for the end
+// that a signal asks for: it cleans up and reports what happened before the process ends by the
+// signal.
 #ifndef BADGEMINT_ADMIN_CONSOLE_H
 #define BADGEMINT_ADMIN_CONSOLE_H
 
 #include <fmt/format.h>
 
+#include <csignal>
 #include <optional>
 #include <ostream>
 #include <stdexcept>
@@ -61,7 +64,7 @@ class Console {
   }
   template <typename... Args>
   void print(fmt::format_string<Args...> format, Args&&... args) {
-    write(fmt::format(format, std::forward<Args>(args)...));
+    output() << fmt::format(format, std::forward<Args>(args)...);
   }
 
   // A line of --json.
@@ -88,7 +91,6 @@ class Console {
   [[nodiscard]] bool finish();
 
  private:
-  void write(std::string_view text) { output() << text; }
   std::string coloured(std::string_view word, std::string_view colour) const;
 
   std::ostream& _output;
@@ -96,6 +98,30 @@ class Console {
   const Terminals _terminals;
   bool _keepsStatus = false;
   std::optional<std::jthread> _progress;  // Shows the line; nobody else uses a terminal meanwhile.
+};
+
+// From now on SIGHUP, SIGINT, SIGQUIT and SIGTERM are only remembered: a call that waits fails with
+// EINTR, and the verb asks whether it was interrupted. Signals that the process ignores, as under
+// nohup, stay ignored. Lasts until deliverDeferredSignals().
+void deferTerminationSignals();
+bool isInterrupted();
+// Throws Failure (not done) when one has arrived.
+void throwIfInterrupted();
+
+// Ends the deferral, and the process by the signal that arrived meanwhile, if any. run() calls it
+// when all output is flushed.
+void deliverDeferredSignals();
+
+// While one lives, these signals wait in the system: no call fails because of them.
+class BlockedSignals {
+ public:
+  BlockedSignals();
+  ~BlockedSignals();
+  BlockedSignals(const BlockedSignals&) = delete;
+  BlockedSignals& operator=(const BlockedSignals&) = delete;
+
+ private:
+  sigset_t _before;
 };
 
 }  // namespace badgemint::admin

@@ -4,7 +4,10 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <concepts>
+#include <cwchar>
+#include <locale>
 #include <ranges>
 #include <string>
 #include <string_view>
@@ -46,8 +49,48 @@ class JsonObject {
   const std::string& text() const { return _text; }
 
  private:
-  void begin(std::string_view key);
-  void append(std::string_view value);
+  void begin(std::string_view key) {
+    if (_text[_text.size() - 2] == '{')
+      _text.pop_back();
+    else
+      _text.back() = ',';
+    _text += '"';
+    _text += key;
+    _text += '"';
+    _text += ':';
+  }
+  void append(std::string_view value) {
+    const auto isPlain = [](char c) { return c >= ' ' && c <= '~' && c != '"' && c != '\\'; };
+    _text += '"';
+    while (true) {
+      const auto plain = std::ranges::find_if_not(value, isPlain) - value.begin();
+      _text.append(value, 0, static_cast<size_t>(plain));
+      value.remove_prefix(static_cast<size_t>(plain));
+      if (value.empty()) break;
+      const size_t length = characterLength(value);
+      const auto byte = static_cast<uint8_t>(value.front());
+      if (length == 0)
+        _text += fmt::format(R"(\\x{:02X})", byte);
+      else if (byte == '"' || byte == '\\')
+        _text.append({'\\', value.front()});
+      else if (byte < ' ' || byte == 0x7F)
+        _text += fmt::format(R"(\u{:04X})", byte);
+      else
+        _text.append(value.substr(0, length));
+      value.remove_prefix(length == 0 ? 1 : length);
+    }
+    _text += '"';
+  }
+  // The length of the UTF-8 character that begins a text, which is not empty; 0 when none does.
+  static size_t characterLength(std::string_view text) {
+    using Utf8 = std::codecvt<char32_t, char8_t, std::mbstate_t>;
+    std::mbstate_t state{};
+    const std::u8string first(text.begin(), text.begin() + std::min<size_t>(text.size(), 4));
+    const int length = std::use_facet<Utf8>(std::locale::classic())
+                           .length(state, first.data(), first.data() + first.size(), 1);
+    const bool isSurrogate = length == 3 && first[0] == 0xED && first[1] >= 0xA0;
+    return isSurrogate ? 0 : static_cast<size_t>(length);
+  }
   void append(std::same_as<bool> auto value) { _text += value ? "true" : "false"; }
   template <std::integral Number>
   requires(!std::same_as<Number, bool>) void append(Number value) {

@@ -75,7 +75,7 @@ TEST(Pattern, ReportsWhatBitsCanBeAndWhichNumbersCannot) {
        "  bit 7 is 1, but 0 on every card\n  field B has bits that no value has\n"
        "  fixed bits from 10 are 0, not 1\n",
        "none: No such file"},
-      {"decode 01101111110 --ident folder", 3, "wrong\n", "folder is a folder, not"},
+      {"decode 01101111110 --ident folder", 3, "wrong\n", "folder is not a regular"},
       {"decode 022C7C24 --ident 26.txt", 0, "no holder has", "26.txt ends within a record"},
       {"decode 022A7C24 --ident folder", 0, card, "folder"},
       {"decode FFFFFFFFFFFFFFFF --cardsets none", 1,

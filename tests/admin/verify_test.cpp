@@ -69,7 +69,7 @@ TEST_F(VerifyTest, NamesTheRuleOfEachFault) {
       {"card-set", [](auto& i, auto&) { i[4].cardsetcode = 254; }, ""},
       {"card-set", [](auto& i, auto&) { i[4].cardsetcode = 7; }, "set 7 or its format is missing"},
       {"card-set", [](auto& i, auto&) { i[4].cardsetcode = 8; }, "set 8 or its format is missing"},
-      {"card-set", [](auto& i, auto&) { i[4].cardsetcode = 256; }, "set 256 or its format is missing"},
+      {"card-set", [](auto& i, auto&) { i[4].cardsetcode = 256; }, "256 or its format is missing"},
       {"pin", [](auto& i, auto&) { i[1].cardnumber[2] = 0xF1; }, "no keypad entry matches it"},
       {"pin", [](auto& i, auto&) { i[1].cardnumber[0] = 0xF0; }, "no keypad entry matches it"},
       {"pin", [](auto& i, auto&) { i[3].cardnumber[0] = 0xA2; }, "no keypad entry matches it"},

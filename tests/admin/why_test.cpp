@@ -54,7 +54,7 @@ TEST_F(Why, GivesTheVerdictWithItsReasons) {
       {"--card 2:6 --door 4", 1, "denied: holder 6 has no access record\n"},
       {"10 --door 4", 1, "denied: holder 10 has no credential\n"},
       {"77 --door 4", 2, "denied: holder 77 is not in the databases\n"},
-      {"--card 2:77 --door 4", 2, "denied: card 77 of card set 2 is not in the databases\n"},
+      {"--card 2:77 --door 4", 2, "denied: card 2:77 is not in the databases\n"},
       {"--card 9:1 --door 4", 2, "denied: there is no card set \"9\"\n"},
       {"--key 4711F --with-pins --door 5", 0,
        "granted by access level 3 while schedule 3 is active\n"
@@ -73,7 +73,7 @@ TEST_F(Why, ReportsWhatItCannotTell) {
                  {{"8 --door 4", 3, "several access records, and they disagree"},
                   {"1", 3, "write the door group with --door"},
                   {"--door 4", 3, "write one unique ID, one --card or one --key"},
-                  {"1 --door x", 3, "--door \"x\" is not a door group"},
+                  {"1 --door x", 3, "write the door group with --door, a number"},
                   {"1 --door 4 --ident access.db", 3, "access.db ends within a record"}});
 }
 

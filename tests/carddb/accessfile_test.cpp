@@ -27,7 +27,7 @@ AccessRecord withValidity(AccessRecord to, const AccessRecord& from) {
 TEST(AccessFile, ChangesItsFieldsAndNothingElse) {
   std::mt19937 random(1);
   Prepared<AccessFile> file;
-  auto stored = Kind<AccessFile>::three();
+  auto stored = kAccesses;
   for (int round = 0; round < 200; ++round) {
     const size_t at = random() % 3;
     AccessRecord& old = stored[at];
@@ -60,7 +60,7 @@ TEST(AccessFile, ChangesItsFieldsAndNothingElse) {
 TEST(AccessFile, AppendsNewHolders) {
   Prepared<AccessFile> file;
   EXPECT_EQ(file.loadIndex("access", 4), 0);
-  auto stored = Kind<AccessFile>::three();
+  auto stored = kAccesses;
   stored.insert(stored.end(), {{.uniqid = 40, .bitflds = 4}, {.uniqid = 50}, {.uniqid = 50}});
   EXPECT_EQ(file.mergeAccess(stored[3], true), 0);
   EXPECT_EQ(file.index()->find(40)->state.value, 0);

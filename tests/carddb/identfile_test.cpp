@@ -77,7 +77,7 @@ TEST(IdentFile, LeavesRecordsOfOthersAlone) {
   EXPECT_NE(log.take().find(pair), std::string::npos);
   EXPECT_EQ(file.setCardDeleted({3}, number), 0);
   EXPECT_EQ(file.setCardUndeleted({1}, number), 0);
-  EXPECT_EQ(contentOf("ident"), bytesOf(Kind<IdentFile>::three()));
+  EXPECT_EQ(contentOf("ident"), bytesOf(kIdents));
   EXPECT_EQ(file.setPairedCard({1}, {9}), 0);
   EXPECT_EQ(file.setCardDeleted({1}, number), -1016);
   EXPECT_EQ(file.setPairedCard({9}, {1}), -1);

@@ -11,29 +11,23 @@
 
 namespace badgemint {
 
-// What differs between the two kinds of files: name, record, and the records of a file of three.
+// What differs between the two kinds of files: their name, and the records of a file of three.
 template <typename File>
-struct Kind;
-template <>
-struct Kind<IdentFile> {
-  static constexpr const char* kName = "ident";
-  using Record = IdentRecord;
-  static std::vector<Record> three() { return {{{1}, 10, 5}, {{2}, 20, 5}, {{3}, 10, 5}}; }
-};
-template <>
-struct Kind<AccessFile> {
-  static constexpr const char* kName = "access";
-  using Record = AccessRecord;
-  static std::vector<Record> three() { return {{.uniqid = 10}, {.uniqid = 20}, {.uniqid = 30}}; }
-};
+constexpr bool kIsIdent = std::is_same_v<File, IdentFile>;
+template <typename File>
+constexpr const char* kName = kIsIdent<File> ? "ident" : "access";
+inline const std::vector<IdentRecord> kIdents = {{{1}, 10, 5}, {{2}, 20, 5}, {{3}, 10, 5}};
+inline const std::vector<AccessRecord> kAccesses = {{.uniqid = 10}, {.uniqid = 20}, {.uniqid = 30}};
+template <typename File>
+const auto& kThree = std::get<!kIsIdent<File>>(std::tie(kIdents, kAccesses));
 
 enum State { kClosed, kOpen, kReadingAhead };
 
 // A file of three records, its index loaded, brought into this state.
 template <typename File>
 void prepare(File& file, State state = kClosed) {
-  writeRecords(Kind<File>::kName, Kind<File>::three());
-  static_cast<void>(file.loadIndex(Kind<File>::kName, 0));
+  writeRecords(kName<File>, kThree<File>);
+  static_cast<void>(file.loadIndex(kName<File>, 0));
   EXPECT_EQ(state == kClosed ? 0 : file.openFile(O_RDWR), 0);
   if (state == kReadingAhead) file.startReadingAhead();
 }
@@ -45,13 +39,14 @@ struct Prepared : WorkFolder, File {
 };
 
 // What comes of an operation when its first call of a kind fails, then its second, and so on until
-// there are no more: "read -383 and a message, 0" is a failed first read, which is reported, and a
-// second one that does not matter. Whatever failed, the file stays whole records, and nothing is
-// left to write or to report afterwards.
+// there are no more: "read -383 reported, 0" is a failed first read, which is reported, and a
+// second one that does not matter. A short transfer is listed when it is not like a failed one.
+// Whatever failed, the file stays whole records, and nothing is left to write or to report
+// afterwards.
 template <typename File>
 std::string failures(State state, int32_t (*run)(File&)) {
-  const std::string kind = Kind<File>::kName;
-  const size_t size = Kind<File>::Record::kSize;
+  const std::string kind = kName<File>;
+  const size_t size = kThree<File>[0].kSize;
   const std::tuple<std::string, std::string, bool> calls[] = {
       {"allocate", "", false},        {"stat", "opening", false},
       {"open", "opening", false},     {"lseek", "reading", false},
@@ -59,8 +54,9 @@ std::string failures(State state, int32_t (*run)(File&)) {
       {"write", "writing to", false}, {"write", "writing to", true},
       {"close", "writing to", false}};
   TestLog log(25);
-  std::string outcomes;
+  std::string all, failed;
   for (const auto& [call, message, isShort] : calls) {
+    std::string outcomes;
     for (int nth = 1;; ++nth) {
       File file;
       prepare(file, state);
@@ -70,17 +66,18 @@ std::string failures(State state, int32_t (*run)(File&)) {
       if (!fault.struck()) break;
       std::string text = log.take();
       if (text == "[25 " + kind + "file] Error " + message + " " + kind + " file " + kind + "\n")
-        text = " and a message";
-      if (nth == 1 && !outcomes.empty()) outcomes += "; ";
-      outcomes += nth > 1 ? ", " : isShort ? "short " + call + " " : call + " ";
-      outcomes += std::to_string(result) + text;
+        text = " reported";
+      outcomes += (nth == 1 ? " " : ", ") + std::to_string(result) + text;
       EXPECT_EQ(file.closeFile(), 0) << call;
       EXPECT_EQ(log.take(), "") << call;
       EXPECT_EQ(std::filesystem::file_size(kind) % size, 0) << call;
       if (std::filesystem::file_size(kind) > 3 * size) outcomes += " and a new record";
     }
+    if (!outcomes.empty() && !(isShort && outcomes == failed))
+      all += (all.empty() ? "" : "; ") + std::string(isShort ? "short " : "") + call + outcomes;
+    failed = outcomes;
   }
-  return outcomes;
+  return all;
 }
 
 }  // namespace badgemint

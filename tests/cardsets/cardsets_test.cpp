@@ -1,6 +1,8 @@
-// Card sets: one as a text, and the collection with its file.
+// Card sets: one as a text, and the collection with its file; and the digits of cards without a
+// set.
 #include "cardsets/cardsets.h"
 
+#include "cardsets/card_functions.h"
 #include "formats/CardFormatSet.h"
 #include "support/masterconfiguration.h"
 #include "support/testfiles.h"
@@ -73,8 +75,7 @@ TEST(CardSets, FindTheFirstOfAnIdAndItsFormat) {
   const WorkFolder here;
   here.write("f", "f 1 3\nf 1 4\nf 255 3\nf 256 3\nf 256 4\nf 2 0");
   here.write("named", "cardsets f");
-  here.write("empty", "");
-  MasterConfiguration named(1, "named"), empty(1, "empty");
+  MasterConfiguration named(1, "named");
   TestLog log;
   cardsets sets;
   EXPECT_TRUE(sets.loadFromConfiguration(named));
@@ -91,10 +92,22 @@ TEST(CardSets, FindTheFirstOfAnIdAndItsFormat) {
   EXPECT_EQ(log.take(), "[3 cardsets] format 0 not found\n");
   formats.addFormat(0, ".cdf");
   EXPECT_EQ(sets.verifyFormats(formats), 0);
-  errno = EIO;
-  EXPECT_FALSE(sets.loadFromConfiguration(empty));
-  EXPECT_EQ(errno, 0);
-  EXPECT_TRUE(log.take().ends_with("[report 1/15 \"\"]\n"));
+}
+
+TEST(CardFunctions, ConvertHexadecimalDigits) {
+  const std::tuple<const char*, const char*, size_t, const char*> rows[] = {
+      {"0aFf00112", "0AFF0011", 9, "0AFF0011"},  // The size is of the text they come back into.
+      {"", "00000000", 9, "00000000"},          {"ABC", "ABC00000", 9, "ABC0"},
+      {"1g@9G9-2", "01000000", 9, "01"},        {"123456", "12345600", 4, "12"},
+  };
+  for (const auto& [digits, hex, size, back] : rows) {
+    std::array<uint8_t, 4> bytes{};
+    hexToBits(digits, bytes);
+    EXPECT_EQ(hexLines(bytes), hex);
+    std::string text(size, '!');
+    bitsToHex(bytes, text);
+    EXPECT_STREQ(text.c_str(), back);
+  }
 }
 
 }  // namespace badgemint

@@ -22,12 +22,10 @@ inline int32_t buildCards(const std::string& cards, const std::string& ident = "
   return result;
 }
 
-// What an entry function logged between its start and its end. A log that takes nothing is empty.
-inline std::string logOf(const std::string& name, unsigned pause, int32_t result, int level = 25) {
+// What an entry function logged between its start and its end.
+inline std::string logOf(const std::string& name, unsigned pause, int32_t result) {
   EXPECT_EQ(takeSleeps(), std::vector{pause});
   const std::string log = contentOf("log"), module = "[0 badgemintdump] " + name;
-  std::filesystem::remove("log");
-  if (level < 0) return log;
   const std::string start = module + " version " BADGEMINT_VERSION "\n";
   const std::string end = module + " Complete, result=" + std::to_string(result) + "\n";
   EXPECT_TRUE(log.starts_with(start) && log.ends_with(end)) << log;
@@ -41,6 +39,7 @@ struct TestSite {
     write("26.cdf",
           {"PAAAAAAAABBBBBBBBBBBBBBBBP", "", "EXXXXXXXXXXXX", ".............XXXXXXXXXXXXO"});
     write("32.cdf", {std::string(32, 'B')});
+    takeSleeps();  // Of tests before.
     folder.write(formats, "1 26.cdf\n2 = dir/32.cdf # wide\n");
   }
   void write(const char* name, const FormatLines& masks) const {

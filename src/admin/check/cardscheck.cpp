@@ -160,16 +160,6 @@ const char* checkLines(CardsCheck& check, InputFile& input) {
   return form.text();
 }
 
-void reportOtherDates(CardsCheck& check) {
-  const OtherDates& dates = check.otherDates;
-  if (dates.isMixed || dates.count < 2) return;
-  check.findings.combine(
-      dates.findings, dates.count,
-      fmt::format("no date of the file is year/month/day, so no card has a start or an end; dates "
-                  "like this one: {}",
-                  dates.count));
-}
-
 SiteSummary checkCards(CardsCheck& check) {
   const auto input = std::make_unique<InputFile>();
   if (!input->setName(check.options.cards.c_str())) throw std::bad_alloc();
@@ -179,8 +169,12 @@ SiteSummary checkCards(CardsCheck& check) {
   }
   Findings before = check.findings;
   const char* const form = checkLines(check, *input);
-  reportOtherDates(check);
   const SiteSummary summary = {check.index.count(), checkWholeFile(check)};
+  if (const OtherDates& dates = check.otherDates; !dates.isMixed && dates.count > 1)
+    check.findings.combine(
+        "date", fmt::format("no date of the file is year/month/day, so no card has a start or an "
+                            "end; dates like this one: {}",
+                            dates.count));
   if (form != nullptr) {  // One finding in place of those of the lines.
     const std::vector<Finding> all = check.findings.sorted();
     const auto error = std::ranges::find_if(all, [&check](const Finding& finding) {
@@ -228,49 +222,12 @@ void printJsonSummary(const Findings& findings, const SiteSummary& summary, Cons
 
 }  // namespace
 
-std::string readAs(std::string_view word, const LineField& field, int64_t value) {
-  return hasTooManyDigits(word, field) ? "" : fmt::format(": it is read as {}", value);
-}
-
-bool Subject::hasNumber() const {
-  const char* const digits = kind == Kind::kHexCard ? "0123456789ABCDEFabcdef" : "0123456789";
-  return !cardNumber.empty() && cardNumber.size() <= kMaxCardNumberDigits &&
-         cardNumber.find_first_not_of(digits) == std::string_view::npos;
-}
-
-std::string Subject::text() const {
-  if (kind == Kind::kNone || (!uniqid && !hasNumber())) return "";
-  const bool isBlock = kind == Kind::kBlock;
-  std::string text = kind == Kind::kPin ? "PIN" : isBlock ? "cards" : "card";
-  if (hasNumber()) text.append(isBlock ? " from " : " ").append(cardNumber);
-  if (uniqid) text += (isBlock ? ", holders from " : " of holder ") + fmt::to_string(*uniqid);
-  return text;
-}
-
-About Subject::about() const {
-  About about{.holder = uniqid};
-  if (csid >= kFirstCardSetId && csid <= kLastCardSetId) about.set = static_cast<uint32_t>(csid);
-  if (hasNumber()) about.card = cardNumber;
-  return about;
-}
-
-size_t CheckedLine::add(Place place, int32_t code, std::string_view rule, fmt::string_view format,
-                        fmt::format_args args) const {
-  if (findings == nullptr) return Findings::kNotKept;
-  const size_t number = findings->add(
-      {.place = place, .code = code, .rule = rule, .about = subject.about()}, format, args);
-  if (const std::string name = subject.text(); !name.empty())
-    findings->addRemark(number, fmt::format(" ({})", name));
-  return number;
-}
-
-void OtherDates::add(std::string_view date, size_t finding) {
+void OtherDates::add(std::string_view date) {
   std::string numbers;
   for (const char c : date)
     if (!isDigit(c) || !numbers.ends_with('N')) numbers += isDigit(c) ? 'N' : c;
   if (count++ == 0) notation = numbers;
   isMixed = isMixed || numbers != notation;
-  if (finding != Findings::kNotKept) findings.push_back(finding);
 }
 
 int32_t CardsCheck::checkAsBuild(const CheckedLine& line, char* text, int32_t csid) {

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -28,14 +29,12 @@ namespace badgemint::admin {
 
 // Whom a line is about, as messages name him. A PIN is never part of it.
 struct Subject {
-  enum class Kind { kNone, kCard, kHexCard, kPin, kBlock };
-
-  Kind kind = Kind::kNone;
+  char lineType = '\0';            // Of a line about a holder.
   int32_t csid = 0;                // Of a card that has a card set.
   std::string_view cardNumber{};   // As written; shown when it is a number. The first of a block.
   std::optional<uint32_t> uniqid;  // None when the line has no unique ID.
 
-  // Empty when there is nothing to name.
+  // " (card 5 of holder 7)"; empty when there is nothing to name.
   std::string text() const;
   About about() const;
 
@@ -103,9 +102,8 @@ struct OtherDates {
   bool isMixed = false;    // Whether there is a date in another notation than the first.
   std::string notation{};  // Of the first, with N for each number.
   size_t count = 0;
-  std::vector<size_t> findings{};
 
-  void add(std::string_view date, size_t finding);
+  void add(std::string_view date);
 };
 
 // The numbers of errors that others follow from, by card set or format.
@@ -153,6 +151,46 @@ struct CardsCheck {
 
 inline constexpr char kBlockDelimiters[] = " \n\r";  // What separates the words of a 'd' line.
 
+// The words of a 'c', 'n', 'p', 'o' or 'd' line as its fields, and what the checks of these lines
+// have in common. Nothing here outlives the line. Reports are about the word of a field.
+class FieldsCheck {
+ protected:
+  FieldsCheck(CardsCheck& check, CheckedLine& line, const char* words);
+
+  bool isHex() const { return *_line.text == kNoFormatCardLine; }
+  // As a build reads it; 0 for a line without one.
+  int32_t csid() const { return _line.subject.csid; }
+  bool hasCardSet() const { return csid() >= kFirstCardSetId && csid() <= kLastCardSetId; }
+
+  std::string shownWord(size_t field) const {
+    return shown(_words[field], _fields[field], isHex());
+  }
+  // A field as messages name it: "the PIN", but "access level 1".
+  static std::string named(const LineField& field);
+  std::string earlyComment(size_t field) const;
+
+  // About a field, which is named with its word before the text.
+  void error(size_t field, int32_t code, std::string_view text) const;
+  void warn(size_t field, std::string_view rule, std::string_view text) const;
+  void reportMissing(size_t field, int32_t result) const;
+  // Reports what is wrong with a card set, a card number or a PIN that a build read. Returns
+  // whether anything is.
+  bool reportWrong(size_t field) const;
+  // The same for a card of a possible card set that is not encoded; null for a wrong number.
+  bool reportEncoding(const CheckedLine& line, const int64_t* number) const;
+
+  // Numbers that a build accepts and changes, or that are right and mostly not meant.
+  int64_t checkRange(size_t field) const;  // Returns the number as it is written.
+  bool checkNumberRange(int64_t number) const;
+  void checkLevel(size_t field) const;
+  void warnIfZero(size_t field) const;
+
+  CardsCheck& _check;
+  CheckedLine& _line;
+  std::span<const LineField> _fields;
+  std::array<std::string_view, 32> _words;  // More than any line has fields; empty ones at the end.
+};
+
 // The checks of the lines, by their types. They return the result of a build for the line.
 int32_t checkHolderLine(CardsCheck& check, CheckedLine& line);
 int32_t checkBlockLine(CardsCheck& check, CheckedLine& line);
@@ -162,9 +200,6 @@ int32_t checkCardSetLine(CardsCheck& check, CheckedLine& line);
 // holders. Sets the verdict as a build would that gets to these checks at all. Returns the number
 // of distinct unique IDs in the index. Throws std::bad_alloc.
 int64_t checkWholeFile(CardsCheck& check);
-
-// What a message that a number is not in its range says of the number that is read.
-std::string readAs(std::string_view word, const LineField& field, int64_t value);
 
 }  // namespace badgemint::admin
 

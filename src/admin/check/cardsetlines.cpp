@@ -96,9 +96,8 @@ class FieldsLine {
       return warn(letter, "{} sets field {:c}: the name of a field is one letter",
                   shownName(letter), *letter);
     if (!isNumber(value))
-      return warn(value, "value {} of field {:c} is not a number{}",
-                  shown(value, valueField(field, format)), *letter,
-                  readAs(value, valueField(field, format), textToInt32(value)));
+      return warn(value, "value {} of field {:c} is not a number: only its first digits are read",
+                  shown(value, valueField(field, format)), *letter);
     if (_given[static_cast<size_t>(field)])
       return warn(letter, "field {:c} is given twice, and the last value counts", *letter);
     if (format == nullptr) return true;

@@ -16,34 +16,27 @@ int Findings::addFile(std::string name) {
 
 size_t Findings::add(Finding finding, fmt::string_view format, fmt::format_args args) {
   ++(finding.isError() ? _errors : _warnings);
-  const bool isKept = ++_counts[finding.kind()] <= kMostOfOneKind || _keepAll;
-  const size_t number = isKept ? _kept.size() : kNotKept;
-  if (!isKept) return number;
+  if (++_counts[finding.kind()] > kMostOfOneKind && !_keepAll) return kNotKept;
   finding.text = fmt::vformat(format, args);
   _kept.push_back(std::move(finding));
-  return number;
-}
-
-void Findings::addRemark(size_t finding, std::string_view remark, std::string_view after) {
-  if (finding >= _kept.size()) return;
-  std::string& text = _kept[finding].text;
-  text.insert(after.empty() ? text.size() : text.find(after) + after.size(), remark);
-}
-
-void Findings::combine(std::span<const size_t> numbers, size_t count, std::string text) {
-  if (numbers.empty()) return;
-  for (const size_t number : numbers) _kept[number].isCombined = true;
-  Finding& first = _kept[numbers[0]];
-  first = {.place = first.place, .text = std::move(text), .rule = first.rule};
-  _counts[first.kind()] -= count - 1;
-  _warnings -= count - 1;
+  return _kept.size() - 1;
 }
 
 void Findings::countFurther(size_t error, std::string_view what) {
-  if (error >= _kept.size()) return;
-  Finding& finding = _kept[error];
-  ++finding.furtherLines;
-  finding.furtherWhat = what;
+  if (Finding* const finding = find(error)) {
+    ++finding->furtherLines;
+    finding->furtherWhat = what;
+  }
+}
+
+void Findings::combine(std::string_view rule, std::string text) {
+  const auto first = std::ranges::find(_kept, rule, &Finding::rule);
+  if (first == _kept.end()) return;
+  *first = {.place = first->place, .text = std::move(text), .rule = rule};
+  const auto isOfRule = [rule](const Finding& finding) { return finding.rule == rule; };
+  _kept.erase(std::remove_if(first + 1, _kept.end(), isOfRule), _kept.end());
+  size_t& count = _counts[std::string(rule)];
+  _warnings -= std::exchange(count, 1) - 1;
 }
 
 void Findings::setVerdict(int32_t result, Place place) {
@@ -52,7 +45,6 @@ void Findings::setVerdict(int32_t result, Place place) {
 
 std::vector<Finding> Findings::sorted() const {
   std::vector<Finding> findings = _kept;
-  std::erase_if(findings, [](const Finding& finding) { return finding.isCombined; });
   for (Finding& finding : findings)
     if (finding.furtherLines > 0)
       finding.text += fmt::format("; {}: {}", finding.furtherWhat, finding.furtherLines);

@@ -10,7 +10,6 @@
 #include <cstdint>
 #include <map>
 #include <optional>
-#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -46,7 +45,6 @@ struct Finding {
   int64_t furtherLines = 0;
   std::string_view furtherWhat{};
   About about{};
-  bool isCombined = false;  // Whether another one stands for it.
 
   bool isError() const { return rule.empty(); }
   // What stands in the brackets.
@@ -90,11 +88,11 @@ class Findings {
   // finding, kNotKept when it was not kept.
   size_t add(Finding finding, fmt::string_view format, fmt::format_args args);
 
-  // Adds a remark at the end of a finding's text, or after the first such part of it.
-  void addRemark(size_t finding, std::string_view remark, std::string_view after = {});
+  // A finding by its number; null when it was not kept.
+  Finding* find(size_t number) { return number < _kept.size() ? &_kept[number] : nullptr; }
 
-  // Makes one finding of `count` warnings of one rule, of which these numbers were kept.
-  void combine(std::span<const size_t> numbers, size_t count, std::string text);
+  // Makes one finding, at the place of the first, of all of a rule. Ends the numbers of findings.
+  void combine(std::string_view rule, std::string text);
 
   // Counts one more line that fails for the same reason as this error.
   void countFurther(size_t error, std::string_view what);

@@ -185,29 +185,27 @@ class WholeFileCheck {
                     .about = aboutOf(first)};
     if (clash.code == kDuplicateCardKey && (_check.options.withPins || !isPinOnly(first)))
       finding.about.key = keyText(first.key);
-    const std::string text = reason(clash);
-    return _check.findings.add(std::move(finding), "{}", fmt::make_format_args(text));
+    const std::string name = nameOf(first), text = reason(clash);
+    return _check.findings.add(std::move(finding), "{} {}", fmt::make_format_args(name, text));
   }
 
   std::string reason(const Clash& clash) const {
     const CardIndexEntry& first = entry(clash.position);
-    const std::string name = nameOf(first);
-    if (clash.code == kPair && clash.other == kNoOther)
-      return fmt::format("{} has no card: a build accepts it only because no unique ID is smaller",
-                         name);
+    const bool isAccepted = clash.code == kPair;
     if (clash.other == kNoOther)
-      return fmt::format("{} has no card: no 'c', 'd' or 'n' line is of holder {}", name,
-                         first.uniqid);
+      return isAccepted ? "has no card: a build accepts it only because no unique ID is smaller"
+                        : fmt::format("has no card: no 'c', 'd' or 'n' line is of holder {}",
+                                      first.uniqid);
     const CardIndexEntry& other = entry(clash.other);
-    if (clash.code != kPair)
-      return fmt::format("{} has the {} of {} in line {}", name,
+    if (!isAccepted)
+      return fmt::format("has the {} of {} in line {}",
                          clash.code == kDuplicateCardKey ? "key" : "unique ID", nameOf(other),
                          other.line);
-    const bool isSecondPin = first.type == kPinIdentLine;
+    const bool isPin = first.type == kPinIdentLine;
     return fmt::format(
-        "{} is the second {} of its holder: a build accepts it only because a {} stands between it "
+        "is the second {} of its holder: a build accepts it only because a {} stands between it "
         "and line {}",
-        name, isSecondPin ? "PIN" : "card", isSecondPin ? "card" : "PIN", other.line);
+        isPin ? "PIN" : "card", isPin ? "card" : "PIN", other.line);
   }
 
   template <typename... Args>
@@ -218,9 +216,11 @@ class WholeFileCheck {
   }
 
   void checkEscorts() const {
-    for (const auto& [escort, finding] : _check.misreadEscorts)
-      if (!isHolder(escort))
-        _check.findings.addRemark(finding, " (no such holder)", fmt::format("escort {}", escort));
+    for (const auto& [escort, number] : _check.misreadEscorts)
+      if (Finding* const finding = _check.findings.find(number); finding && !isHolder(escort)) {
+        const std::string name = fmt::format("escort {}", escort);
+        finding->text.insert(finding->text.find(name) + name.size(), " (no such holder)");
+      }
     for (const EscortUse& use : _check.escorts)
       if (!isHolder(use.escort))
         warn(use,

@@ -18,6 +18,9 @@ size_t numberLength(std::string_view text);
 inline bool isNumber(std::string_view word) {
   return !word.empty() && numberLength(word) == word.size();
 }
+inline bool isZero(std::string_view word) {
+  return word.find_first_not_of('0') == std::string_view::npos;
+}
 
 // The number that a word begins with, and 0 where there is none; it saturates at 64 bits. A NUL or
 // another character that is no digit has to follow the word.

@@ -1,8 +1,6 @@
 #include "admin/files/folder.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <filesystem>
@@ -15,8 +13,6 @@ namespace badgemint::admin {
 namespace {
 
 constexpr int kFolderFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
-constexpr mode_t kOwnerOnlyFolder = 0700;
-constexpr mode_t kOwnerOnlyFile = 0600;
 
 }  // namespace
 
@@ -31,10 +27,6 @@ PathParts splitPath(const std::string& path) {
       parts.name.find('\n') != std::string::npos)
     throw Failure(ExitStatus::kNotDone, "\"{}\" is not the name of a file", path);
   return parts;
-}
-
-Descriptor::~Descriptor() {
-  if (_number >= 0) close(_number);
 }
 
 void writeAll(const Descriptor& file, std::string_view text, const std::string& path) {
@@ -52,8 +44,10 @@ Folder Folder::open(const std::string& path) {
   return {path, std::move(descriptor)};
 }
 
-std::string Folder::pathOf(const std::string& name) const {
-  return _path == "." ? name : _path + '/' + name;
+struct stat Folder::status() const {
+  struct stat status;
+  throwErrnoUnless(fstat(number(), &status) == 0, _path);
+  return status;
 }
 
 std::optional<struct stat> Folder::look(const std::string& name) const {
@@ -75,44 +69,20 @@ std::string Folder::readFile(const std::string& name) const {
   char block[65536];
   for (;;) {
     const ssize_t got = read(file.number(), block, sizeof block);
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) throwErrno(pathOf(name));
     if (got == 0) return text;
-    text.append(block, static_cast<size_t>(got));
+    if (got > 0) text.append(block, static_cast<size_t>(got));
+    if (got < 0 && errno != EINTR) throwErrno(pathOf(name));
   }
 }
 
-std::vector<std::string> Folder::entries() const {
-  std::vector<std::string> names;
-  for (const auto& entry : std::filesystem::directory_iterator(_path))
-    names.push_back(entry.path().filename().string());
-  return names;
-}
-
 bool Folder::makeFolder(const std::string& name) const {
-  const bool made = mkdirat(number(), name.c_str(), kOwnerOnlyFolder) == 0;
+  const bool made = mkdirat(number(), name.c_str(), S_IRWXU) == 0;
   if (!made && errno != EEXIST) throwErrno(pathOf(name));
   return made;
 }
 
 Folder Folder::openFolder(const std::string& name) const {
   return {pathOf(name), openFile(name, kFolderFlags)};
-}
-
-struct stat Folder::status() const {
-  struct stat status;
-  throwErrnoUnless(fstat(number(), &status) == 0, _path);
-  return status;
-}
-
-void Folder::setMode(mode_t mode) const {
-  throwErrnoUnless(fchmod(number(), mode) == 0, _path);
-}
-
-bool Folder::lock() const {
-  const bool locked = flock(number(), LOCK_EX | LOCK_NB) == 0;
-  throwErrnoUnless(locked || errno == EWOULDBLOCK, _path);
-  return locked;
 }
 
 void Folder::linkTo(const std::string& name, const Folder& other,
@@ -127,24 +97,8 @@ void Folder::moveTo(const std::string& name, const Folder& other,
     throwErrno(other.pathOf(newName));
 }
 
-void Folder::remove(const std::string& name) const {
-  if (!tryRemove(name)) throwErrno(pathOf(name));
-}
-
-bool Folder::tryRemove(const std::string& name) const noexcept {
-  return unlinkat(number(), name.c_str(), 0) == 0 || errno == ENOENT;
-}
-
-bool Folder::tryRemoveFolder(const std::string& name) const noexcept {
-  return unlinkat(number(), name.c_str(), AT_REMOVEDIR) == 0 || errno == ENOENT;
-}
-
-void Folder::sync() const {
-  throwErrnoUnless(trySync(), _path);
-}
-
-bool Folder::trySync() const noexcept {
-  return fsync(number()) == 0;
+bool Folder::tryRemove(const std::string& name, int flags) const noexcept {
+  return unlinkat(number(), name.c_str(), flags) == 0 || errno == ENOENT;
 }
 
 NewFile::NewFile(const std::string& path, bool mayReplace)
@@ -152,13 +106,15 @@ NewFile::NewFile(const std::string& path, bool mayReplace)
       _name(splitPath(path).name),
       _unfinishedName(_name + ".new"),
       _mayReplace(mayReplace),
-      _file(-1) {
+      _file(create()) {}
+
+Descriptor NewFile::create() const {
   checkTarget();
   if (_folder.look(_unfinishedName))
     throw Failure(ExitStatus::kRefused,
                   "{} is there: another run writes it, or was killed and left it; remove it then",
                   _folder.pathOf(_unfinishedName));
-  _file = _folder.openFile(_unfinishedName, O_WRONLY | O_CREAT | O_EXCL, kOwnerOnlyFile);
+  return _folder.openFile(_unfinishedName, O_WRONLY | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR);
 }
 
 NewFile::~NewFile() {
@@ -167,16 +123,11 @@ NewFile::~NewFile() {
 
 void NewFile::checkTarget() const {
   const auto found = _folder.look(_name);
-  if (!found) return;
-  const std::string path = _folder.pathOf(_name);
-  if (!S_ISREG(found->st_mode))
-    throw Failure(ExitStatus::kRefused, "{} is not a regular file", path);
-  if (!_mayReplace)
-    throw Failure(ExitStatus::kRefused, "{} is there already (--force replaces it)", path);
-}
-
-void NewFile::write(std::string_view text) {
-  writeAll(_file, text, _folder.pathOf(_name));
+  if (found && !S_ISREG(found->st_mode))
+    throw Failure(ExitStatus::kRefused, "{} is not a regular file", _folder.pathOf(_name));
+  if (found && !_mayReplace)
+    throw Failure(ExitStatus::kRefused, "{} is there already (--force replaces it)",
+                  _folder.pathOf(_name));
 }
 
 bool NewFile::finish() {
@@ -187,7 +138,7 @@ bool NewFile::finish() {
   else  // Fails where there is such a file since a moment ago.
     _folder.linkTo(_unfinishedName, _folder, _name);
   _isFinished = _mayReplace || _folder.tryRemove(_unfinishedName);
-  return _folder.trySync() && _isFinished;
+  return fsync(_folder.number()) == 0 && _isFinished;
 }
 
 }  // namespace badgemint::admin

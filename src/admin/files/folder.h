@@ -4,12 +4,12 @@
 #define BADGEMINT_ADMIN_FILES_FOLDER_H
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
-#include <vector>
 
 namespace badgemint::admin {
 
@@ -35,12 +35,10 @@ inline bool isSameFile(const struct stat& a, const struct stat& b) {
 class Descriptor {
  public:
   explicit Descriptor(int number) : _number(number) {}
-  ~Descriptor();
-  Descriptor(Descriptor&& other) noexcept : _number(std::exchange(other._number, -1)) {}
-  Descriptor& operator=(Descriptor&& other) noexcept {
-    std::swap(_number, other._number);
-    return *this;
+  ~Descriptor() {
+    if (_number >= 0) close(_number);
   }
+  Descriptor(Descriptor&& other) noexcept : _number(other.release()) {}
   int number() const { return _number; }
   // Hands the open descriptor over to the caller.
   int release() { return std::exchange(_number, -1); }
@@ -55,46 +53,43 @@ void writeAll(const Descriptor& file, std::string_view text, const std::string& 
 
 // A folder that is held open. Names are those of entries, without slashes; links are never
 // followed. What the system refuses is thrown as std::system_error with the path of the entry.
-// Apart from that, no operation with names as parameters allocates memory, except entries().
+// Apart from that, no operation with names as parameters allocates memory.
 class Folder {
  public:
   static Folder open(const std::string& path);
 
   const std::string& path() const { return _path; }
-  std::string pathOf(const std::string& name) const;
+  std::string pathOf(const std::string& name) const {
+    return _path == "." ? name : _path + '/' + name;
+  }
+  int number() const { return _descriptor.number(); }
+  struct stat status() const;
 
   // The status of an entry; none when there is no such entry.
   std::optional<struct stat> look(const std::string& name) const;
   // Opens a file with these open(2) flags.
   Descriptor openFile(const std::string& name, int flags, mode_t mode = 0) const;
   std::string readFile(const std::string& name) const;
-  std::vector<std::string> entries() const;
 
   // Makes a folder that only its owner may enter; false when there is an entry of this name.
   bool makeFolder(const std::string& name) const;
   Folder openFolder(const std::string& name) const;
-  struct stat status() const;
-  void setMode(mode_t mode) const;
-
-  // Locks the folder until it is closed. False when another process has it locked.
-  bool lock() const;
 
   // Gives a file a further name, in the other folder.
   void linkTo(const std::string& name, const Folder& other, const std::string& newName) const;
   // Replaces what has the new name in the other folder.
   void moveTo(const std::string& name, const Folder& other, const std::string& newName) const;
   // An entry that is missing counts as removed.
-  void remove(const std::string& name) const;
-  // False, with errno set, when the entry stays. A folder must be empty.
-  [[nodiscard]] bool tryRemove(const std::string& name) const noexcept;
-  [[nodiscard]] bool tryRemoveFolder(const std::string& name) const noexcept;
-  void sync() const;
-  [[nodiscard]] bool trySync() const noexcept;
+  void remove(const std::string& name) const {
+    if (!tryRemove(name)) throwErrno(pathOf(name));
+  }
+  // False, with errno set, when the entry stays. With the flag AT_REMOVEDIR, for an empty folder.
+  [[nodiscard]] bool tryRemove(const std::string& name, int flags = 0) const noexcept;
+  void sync() const { throwErrnoUnless(fsync(number()) == 0, _path); }
 
  private:
   Folder(std::string path, Descriptor descriptor)
       : _path(std::move(path)), _descriptor(std::move(descriptor)) {}
-  int number() const { return _descriptor.number(); }
 
   std::string _path;
   Descriptor _descriptor;
@@ -112,7 +107,7 @@ class NewFile {
   NewFile(const NewFile&) = delete;
   NewFile& operator=(const NewFile&) = delete;
 
-  void write(std::string_view text);
+  void write(std::string_view text) { writeAll(_file, text, _folder.pathOf(_name)); }
   // Writes through to the disk and gives the file its name. Throws when there is a file of this
   // name meanwhile that must not be replaced. False, with errno set, when
   // the file is in place but its name may be lost in a power cut.
@@ -120,11 +115,12 @@ class NewFile {
 
  private:
   void checkTarget() const;
+  Descriptor create() const;
 
-  Folder _folder;
+  const Folder _folder;
   const std::string _name, _unfinishedName;
   const bool _mayReplace;
-  Descriptor _file;
+  const Descriptor _file;
   bool _isFinished = false;
 };
 

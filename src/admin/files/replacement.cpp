@@ -1,12 +1,14 @@
 #include "admin/files/replacement.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <exception>
+#include <filesystem>
 #include <sstream>
 #include <system_error>
 #include <utility>
@@ -23,9 +25,7 @@ constexpr char kUnfinishedJournal[] = "journal.new";
 constexpr char kDone[] = "done";
 constexpr char kLink[] = "link";
 
-constexpr char kJournalHead[] = "badgemint-admin replaces:";
 constexpr char kJournalKeeps[] = "and keeps the old files";
-constexpr char kJournalEnd[] = "end";
 
 // Other users may look for the journal, and for nothing else.
 constexpr mode_t kReplacingMode = 0711;
@@ -60,40 +60,49 @@ std::string noteOfCutShort(const std::string& folder) {
       folder);
 }
 
-Replacement::Replacement(const std::string& folder, const PartNames& targets, bool keep)
-    : _folder(Folder::open(folder)), _files(filesOf(targets, keep)) {
-  if (!_folder.lock())
-    throw Failure(ExitStatus::kRefused, "another build is running in {}", folder);
-  if (_folder.look(kPrivateFolder)) {
-    openPrivateFolder();
-    recover();
-  }
+// With this done, the destructor runs also when the rest of the construction fails.
+Replacement::Replacement(const PartPaths& targets, bool keep)
+    : _folder(Folder::open(splitPath(targets.front()).folder)), _files(filesOf(targets, keep)) {}
+
+Replacement::Replacement(const PartPaths& targets, bool keep, bool mayFinish)
+    : Replacement(targets, keep) {
+  // One folder is locked, one folder is written to.
+  for (const std::string& target : targets)
+    if (!isSameFile(_folder.status(), Folder::open(splitPath(target).folder).status()))
+      throw Failure(ExitStatus::kRefused, "{} and {} are not in one folder", targets.front(),
+                    target);
+  const bool isLocked = flock(_folder.number(), LOCK_EX | LOCK_NB) == 0;
+  throwErrnoUnless(isLocked || errno == EWOULDBLOCK, _folder.path());
+  if (!isLocked)
+    throw Failure(ExitStatus::kRefused, "another build is running in {}", _folder.path());
+  const bool isNew = _folder.makeFolder(kPrivateFolder);
+  openPrivateFolder();
+  if (!isNew) recover(mayFinish);
+  _mustCleanUp = true;
   lookAtTargets();
-  const bool isNewFolder = _folder.makeFolder(kPrivateFolder);
-  try {
-    openPrivateFolder();
-  } catch (...) {
-    if (isNewFolder) static_cast<void>(_folder.tryRemoveFolder(kPrivateFolder));
-    throw;
-  }
 }
 
 Replacement::~Replacement() {
   try {
-    if (!_isCleanedUp) static_cast<void>(cleanUp());
+    if (_mustCleanUp) static_cast<void>(cleanUp());
   } catch (const std::exception&) {  // The next build cleans up.
   }
 }
 
-Replacement::Files Replacement::filesOf(const PartNames& targets, bool keep) {
+Replacement::Files Replacement::filesOf(const PartPaths& targets, bool keep) {
   constexpr std::array kEntries = {"access", "ident", "cardsets"};
+  const mode_t mask = umask(0);
+  umask(mask);
   Files files;
-  for (const SitePart part : kSiteParts)
-    files[part] = {.target = targets[part],
-                   .kept = keep ? targets[part] + kKeptSuffix : "",
+  for (size_t part = 0; part < kSiteParts; ++part) {
+    const std::string target = splitPath(targets[part]).name;
+    files[part] = {.target = target,
+                   .kept = keep ? target + kKeptSuffix : "",
                    .fresh = fmt::format("new.{}", kEntries[part]),
                    .old = fmt::format("old.{}", kEntries[part]),
-                   .formerKept = fmt::format("kept.{}", kEntries[part])};
+                   .formerKept = fmt::format("kept.{}", kEntries[part]),
+                   .mode = part == kCardSetsPart ? 0666 & ~mask : 0600};
+  }
   return files;
 }
 
@@ -102,7 +111,7 @@ void Replacement::openPrivateFolder() {
   const auto status = _folder.look(kPrivateFolder);
   if (status && S_ISDIR(status->st_mode) && status->st_uid == geteuid() &&
       (status->st_mode & (S_IRWXG | S_IRWXO) & ~kReplacingMode) == 0) {
-    _private = _folder.openFolder(kPrivateFolder);
+    _private.emplace(_folder.openFolder(kPrivateFolder));
     if (isSameFile(*status, _private->status())) return;
   }
   throw Failure(ExitStatus::kRefused,
@@ -110,11 +119,12 @@ void Replacement::openPrivateFolder() {
                 _folder.pathOf(kPrivateFolder));
 }
 
-void Replacement::recover() {
+void Replacement::recover(bool mayFinish) {
   const auto isNewFileLeft = [this](const File& file) {
     return _private->look(file.fresh).has_value();
   };
   if (_private->look(kJournal)) {
+    if (!mayFinish) throw Failure(ExitStatus::kRefused, noteOfCutShort(_folder.path()));
     finishCutShort();
   } else if (_private->look(kDone)) {
     _note = "an earlier build was cut short after it had replaced all files";
@@ -122,7 +132,6 @@ void Replacement::recover() {
     _note = "an earlier build was cut short and changed nothing";
   }
   removeFiles();
-  static_cast<void>(_folder.tryRemoveFolder(kPrivateFolder));  // Unless it has other files.
 }
 
 void Replacement::finishCutShort() {
@@ -147,24 +156,23 @@ void Replacement::finishCutShort() {
 }
 
 void Replacement::lookAtTargets() {
-  for (const SitePart part : kSiteParts) {
-    const std::string& kept = _files[part].kept;
-    _old[part] = _folder.look(_files[part].target);
-    requireRegular(_old[part], targetPath(part), "it cannot be replaced");
-    if (_old[part] && !kept.empty())
-      requireRegular(_folder.look(kept), _folder.pathOf(kept), "the old file cannot be kept");
+  for (File& file : _files) {
+    file.replaced = _folder.look(file.target);
+    requireRegular(file.replaced, _folder.pathOf(file.target), "it cannot be replaced");
+    if (file.replaced && !file.kept.empty())
+      requireRegular(_folder.look(file.kept), _folder.pathOf(file.kept),
+                     "the old file cannot be kept");
   }
 }
 
 bool Replacement::isUnchanged() const {
-  return std::ranges::all_of(kSiteParts, [this](SitePart part) {
-    return hasTarget(part) &&
-           _folder.readFile(_files[part].target) == _private->readFile(_files[part].fresh);
+  return std::ranges::all_of(_files, [this](const File& file) {
+    return file.replaced && _folder.readFile(file.target) == _private->readFile(file.fresh);
   });
 }
 
-void Replacement::replace(const PartModes& modes) {
-  for (const SitePart part : kSiteParts) prepare(part, modes[part]);
+void Replacement::replace() {
+  for (const File& file : _files) prepare(file);
   const std::exception_ptr cutShort = std::make_exception_ptr(CutShortFailure(
       ExitStatus::kNotDone,  // Made before memory may be short.
       "the replacement failed and the old files could not be put back: it is cut short, and the "
@@ -179,7 +187,7 @@ void Replacement::replace(const PartModes& modes) {
       _private->remove(kJournal);
       _private->sync();
     } catch (...) {
-      _isCleanedUp = true;
+      _mustCleanUp = false;
       std::rethrow_exception(cutShort);
     }
     throw;
@@ -187,34 +195,38 @@ void Replacement::replace(const PartModes& modes) {
 }
 
 // The new file gets its rights and is on disk; the old ones get their second names.
-void Replacement::prepare(SitePart part, mode_t mode) {
-  const File& file = _files[part];
+void Replacement::prepare(const File& file) const {
+  const std::string path = _private->pathOf(file.fresh);
   const Descriptor fresh = _private->openFile(file.fresh, O_RDONLY);
-  if (_old[part]) {
-    copyOwnerAndMode(*_old[part], fresh, stagedPath(part));
+  if (file.replaced) {
+    copyOwnerAndMode(*file.replaced, fresh, path);
     _folder.linkTo(file.target, *_private, file.old);
     if (!file.kept.empty() && _folder.look(file.kept))
       _folder.linkTo(file.kept, *_private, file.formerKept);
   } else {
-    throwErrnoUnless(fchmod(fresh.number(), mode) == 0, stagedPath(part));
+    throwErrnoUnless(fchmod(fresh.number(), file.mode) == 0, path);
   }
-  throwErrnoUnless(fsync(fresh.number()) == 0, stagedPath(part));
+  throwErrnoUnless(fsync(fresh.number()) == 0, path);
   const auto old = _private->look(file.old);
-  requireKnownTarget(file, !_old[part] || isSameFile(*_old[part], old.value()));
+  requireKnownTarget(file, !file.replaced || isSameFile(*file.replaced, old.value()));
+}
+
+// The head, the three targets, whether the old files are kept, the end.
+std::string Replacement::journalOf(const Files& files) {
+  const auto& [access, ident, cardSets] = files;
+  return fmt::format("badgemint-admin replaces:\n{}\n{}\n{}\n{}\nend", access.target, ident.target,
+                     cardSets.target, access.kept.empty() ? "" : kJournalKeeps);
 }
 
 void Replacement::writeJournal() const {
-  const auto& [access, ident, cardSets] = _files;
-  const std::string text =
-      fmt::format("{}\n{}\n{}\n{}\n{}\n{}", kJournalHead, access.target, ident.target,
-                  cardSets.target, access.kept.empty() ? "" : kJournalKeeps, kJournalEnd);
   {
+    const std::string path = _private->pathOf(kUnfinishedJournal);
     const Descriptor file =
         _private->openFile(kUnfinishedJournal, O_WRONLY | O_CREAT | O_TRUNC, S_IRUSR | S_IWUSR);
-    writeAll(file, text, _private->pathOf(kUnfinishedJournal));
-    throwErrnoUnless(fsync(file.number()) == 0, _private->pathOf(kUnfinishedJournal));
+    writeAll(file, journalOf(_files), path);
+    throwErrnoUnless(fsync(file.number()) == 0, path);
   }
-  _private->setMode(kReplacingMode);
+  throwErrnoUnless(fchmod(_private->number(), kReplacingMode) == 0, _private->path());
   _private->sync();  // What the journal is about comes before it.
   _folder.sync();    // And so does the private folder itself.
   _private->moveTo(kUnfinishedJournal, *_private, kJournal);
@@ -223,19 +235,16 @@ void Replacement::writeJournal() const {
 
 // Throws Failure when writeJournal has not written it.
 Replacement::Files Replacement::readJournal() const {
-  std::istringstream text(_private->readFile(kJournal));
-  std::string head, keeps, end;
-  PartNames targets;
+  const std::string journal = _private->readFile(kJournal);
+  std::istringstream text(journal);
+  std::string head, keeps;
+  PartPaths targets;
   std::getline(text, head);
   for (std::string& target : targets) std::getline(text, target);
   std::getline(text, keeps);
-  std::getline(text, end);
-  const auto isName = [](const std::string& target) {
-    return !target.empty() && target.find('/') == std::string::npos;
-  };
-  if (head != kJournalHead || end != kJournalEnd || !std::ranges::all_of(targets, isName))
-    throw Failure(ExitStatus::kRefused, "its journal is invalid");
-  return filesOf(targets, keeps == kJournalKeeps);
+  Files files = filesOf(targets, keeps == kJournalKeeps);
+  if (journalOf(files) != journal) throw Failure(ExitStatus::kRefused, "its journal is invalid");
+  return files;
 }
 
 // The names of the old files are on disk before anything is replaced.
@@ -295,40 +304,38 @@ void Replacement::putBack(const std::string& version, const std::string& name) c
 
 // Without the journal nothing has to be finished. The mark that all files are replaced is removed
 // last: whatever is found beside it was not cut short.
-void Replacement::removeFiles() {
+void Replacement::removeFiles() const {
   if (_private->look(kJournal)) {
     _private->moveTo(kJournal, *_private, kDone);
     _private->sync();
   }
+  const auto remove = [this](const std::string& name) {
+    if (!_private->tryRemove(name))
+      throw Failure(ExitStatus::kNotDone, "{} cannot be removed ({}); remove it",
+                    _private->pathOf(name), std::strerror(errno));
+  };
   for (const File& file : _files)
-    for (const std::string& name : {file.fresh, file.old, file.formerKept}) removeFile(name);
-  removeFile(kUnfinishedJournal);
-  removeFile(kLink);
+    for (const std::string& name : {file.fresh, file.old, file.formerKept}) remove(name);
+  remove(kUnfinishedJournal);
+  remove(kLink);
   if (!_private->look(kDone)) return;
   _private->sync();
   _private->remove(kDone);
 }
 
-void Replacement::removeFile(const std::string& name) {
-  if (!_private->tryRemove(name))
-    throw Failure(ExitStatus::kNotDone, "{} cannot be removed ({}); remove it",
-                  _private->pathOf(name), std::strerror(errno));
-}
-
 std::vector<std::string> Replacement::cleanUp() {
-  _isCleanedUp = true;
+  _mustCleanUp = false;
   std::vector<std::string> left;
   try {
     removeFiles();
-    if (!_folder.tryRemoveFolder(kPrivateFolder)) {
-      if (errno != ENOTEMPTY && errno != EEXIST) throwErrno(_private->path());
-      for (const std::string& name : _private->entries())
-        left.push_back(fmt::format("{} does not belong there; remove it", _private->pathOf(name)));
+    if (!_folder.tryRemove(kPrivateFolder, AT_REMOVEDIR)) {
+      throwErrnoUnless(errno == ENOTEMPTY, _private->path());
+      for (const auto& entry : std::filesystem::directory_iterator(_private->path()))
+        left.push_back(fmt::format("{} does not belong there; remove it",
+                                   _private->pathOf(entry.path().filename())));
     }
     _folder.sync();
-  } catch (const Failure& failure) {
-    left.emplace_back(failure.what());
-  } catch (const std::system_error& failure) {
+  } catch (const std::runtime_error& failure) {
     left.push_back(fmt::format("the private folder of builds was not removed: {}", failure.what()));
   }
   return left;

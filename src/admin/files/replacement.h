@@ -23,10 +23,8 @@ inline constexpr char kPrivateFolder[] = ".badgemint-admin";
 inline constexpr char kKeptSuffix[] = ".old";
 
 // The files in the order in which they are replaced: a card is known only once there is a holder.
-enum SitePart : size_t { kAccessPart, kIdentPart, kCardSetsPart };
-inline constexpr std::array kSiteParts = {kAccessPart, kIdentPart, kCardSetsPart};
-using PartNames = std::array<std::string, kSiteParts.size()>;
-using PartModes = std::array<mode_t, kSiteParts.size()>;
+enum SitePart : size_t { kAccessPart, kIdentPart, kCardSetsPart, kSiteParts };
+using PartPaths = std::array<std::string, kSiteParts>;
 
 // What other verbs report before they read databases in this folder: a replacement that is under
 // way or was cut short. Empty for none.
@@ -42,12 +40,12 @@ class CutShortFailure : public Failure {
 // in. Whoever builds must finish the new files before replace().
 class Replacement {
  public:
-  // `targets` are names in the folder. Locks the folder until the object is destroyed, and finishes
-  // a replacement that was cut short there. Throws CutShortFailure when that cannot be done safely;
-  // Failure (refused) when another build has the lock, when the private folder is not this user's
-  // own, and when a target, or with `keep` the name for the old file, is neither a regular file nor
-  // missing; std::system_error.
-  Replacement(const std::string& folder, const PartNames& targets, bool keep);
+  // Locks the folder of the targets until the object is destroyed, and finishes a replacement that
+  // was cut short there. Throws CutShortFailure when that cannot be done safely; Failure (refused)
+  // when it must not be done, when the targets are not in one folder, when another build has the
+  // lock, when the private folder is not this user's own, and when a target, or with `keep` the
+  // name for the old file, is neither a regular file nor missing; std::system_error.
+  Replacement(const PartPaths& targets, bool keep, bool mayFinish);
   // Removes the private folder if cleanUp() was not called; not what was cut short.
   ~Replacement();
   Replacement(const Replacement&) = delete;
@@ -57,19 +55,19 @@ class Replacement {
   const std::string& note() const { return _note; }
 
   const Folder& privateFolder() const { return *_private; }
-  // Where to build the new file, and the file that it is to replace.
+  // Where to build the new file.
   std::string stagedPath(SitePart part) const { return _private->pathOf(_files[part].fresh); }
-  std::string targetPath(SitePart part) const { return _folder.pathOf(_files[part].target); }
-  bool hasTarget(SitePart part) const { return _old[part].has_value(); }
+  // Whether there is a file that the new one is to replace.
+  bool hasTarget(SitePart part) const { return _files[part].replaced.has_value(); }
 
   // Whether each new file has the same bytes as the file that it is to replace.
   bool isUnchanged() const;
 
   // Replaces the targets by the new files, which get owner, group and mode of those they replace as
-  // far as this user may set them, or else `modes`. If they are to be kept, the old files get names
-  // with kKeptSuffix before that. On failure the old files are back in place, and Failure or
-  // std::system_error is thrown; CutShortFailure when they could not be put back.
-  void replace(const PartModes& modes);
+  // far as this user may set them. If they are to be kept, the old files get names with kKeptSuffix
+  // before that. On failure the old files are back in place, and Failure or std::system_error is
+  // thrown; CutShortFailure when they could not be put back.
+  void replace();
 
   // Removes the private folder, and returns what could not be removed, in words.
   std::vector<std::string> cleanUp();
@@ -80,15 +78,19 @@ class Replacement {
   struct File {
     std::string target, kept;            // `kept` is empty when the old file is not kept.
     std::string fresh, old, formerKept;  // The last one had the name `kept`.
+    mode_t mode;                         // Of a new file that replaces none.
+    std::optional<struct stat> replaced = std::nullopt;
   };
-  using Files = std::array<File, kSiteParts.size()>;
+  using Files = std::array<File, kSiteParts>;
 
-  static Files filesOf(const PartNames& targets, bool keep);
+  explicit Replacement(const PartPaths& targets, bool keep);
+  static Files filesOf(const PartPaths& targets, bool keep);
+  static std::string journalOf(const Files& files);
   void openPrivateFolder();
-  void recover();
+  void recover(bool mayFinish);
   void finishCutShort();
   void lookAtTargets();
-  void prepare(SitePart part, mode_t mode);
+  void prepare(const File& file) const;
   void writeJournal() const;
   Files readJournal() const;
   void keepOldFiles(const Files& files) const;
@@ -98,15 +100,13 @@ class Replacement {
   bool isSame(const std::string& name, const std::string& version) const;
   void putInPlace(const std::string& version, const std::string& name) const;
   void putBack(const std::string& version, const std::string& name) const;
-  void removeFiles();
-  void removeFile(const std::string& name);
+  void removeFiles() const;
 
   const Folder _folder;
-  const Files _files;
+  Files _files;
   std::optional<Folder> _private;
-  std::array<std::optional<struct stat>, kSiteParts.size()> _old;
   std::string _note;
-  bool _isCleanedUp = false;  // Or holds what a later build has to finish.
+  bool _mustCleanUp = false;  // Not what is another's, or what a later build has to finish.
 };
 
 }  // namespace badgemint::admin

@@ -14,12 +14,6 @@ namespace badgemint::admin {
 
 namespace {
 
-std::optional<FileState> stateOfFile(const std::string& path) {
-  struct stat status;
-  if (stat(path.c_str(), &status) != 0) return std::nullopt;
-  return stateOf(status);
-}
-
 bool isOneFile(const std::string& a, const std::string& b) {
   const PathParts partsOfA = splitPath(a), partsOfB = splitPath(b);
   std::error_code missing;
@@ -28,11 +22,18 @@ bool isOneFile(const std::string& a, const std::string& b) {
           std::filesystem::equivalent(partsOfA.folder, partsOfB.folder, missing));
 }
 
-const char* kindOf(mode_t mode) {
-  if (S_ISDIR(mode)) return "a folder";
-  if (S_ISFIFO(mode)) return "a FIFO";
-  if (S_ISSOCK(mode)) return "a socket";
-  return "a device";
+// Whether users other than owner and group can read the file, where it is.
+bool isReadableByOthers(const std::string& path) {
+  std::error_code isMissing;
+  std::filesystem::path part = std::filesystem::canonical(path, isMissing);
+  struct stat status;
+  mode_t needed = S_IFREG | S_IROTH;
+  while (stat(part.c_str(), &status) == 0 && (status.st_mode & needed) == needed) {
+    if (part == part.root_path()) return true;
+    part = part.parent_path();
+    needed = S_IFDIR | S_IXOTH;  // To enter a folder.
+  }
+  return false;
 }
 
 }  // namespace
@@ -40,27 +41,23 @@ const char* kindOf(mode_t mode) {
 void requireRegularFile(const std::string& path) {
   struct stat status;
   if (stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode))
-    throw Failure(ExitStatus::kNotDone, "{} is {}, not a regular file", path,
-                  kindOf(status.st_mode));
+    throw Failure(ExitStatus::kNotDone, "{} is not a regular file", path);
 }
 
-bool isReadableByOthers(const std::string& path) {
-  std::error_code failed;
-  std::filesystem::path part = std::filesystem::canonical(path, failed);
-  if (failed || !std::filesystem::is_regular_file(part, failed)) return false;
-  auto needed = std::filesystem::perms::others_read;
-  for (; !failed; part = part.parent_path()) {
-    if ((std::filesystem::status(part, failed).permissions() & needed) == std::filesystem::perms{})
-      return false;
-    if (part == part.root_path()) return !failed;
-    needed = std::filesystem::perms::others_exec;  // To enter a folder.
+FileStates statesOf(std::span<const std::string> paths) {
+  FileStates states;
+  for (const std::string& path : paths) {
+    struct stat status;
+    const bool isThere = stat(path.c_str(), &status) == 0;
+    states.push_back(isThere ? std::optional(stateOf(status)) : std::nullopt);
   }
-  return false;
+  return states;
 }
 
-void reportIfReadableByOthers(const std::string& path, Console& console) {
-  if (isReadableByOthers(path))
-    console.report("{0} contains PINs and can be read by other users (chmod o-r {0})", path);
+void reportReadableByOthers(const std::vector<std::string>& paths, Console& console) {
+  for (const std::string& path : paths)
+    if (isReadableByOthers(path))
+      console.report("{0} contains PINs and can be read by other users (chmod o-r {0})", path);
 }
 
 std::vector<std::string> formatFiles(const std::string& formatsName) {
@@ -71,23 +68,6 @@ std::vector<std::string> formatFiles(const std::string& formatsName) {
   FormatFileName name;
   while (file.readEntryBaseName(id, name) == kSuccess) names.emplace_back(name.data());
   return names;
-}
-
-BuildInputs::BuildInputs(const SitePaths& site) {
-  requireRegularFile(site.formats);
-  _names = formatFiles(site.formats);
-  _names.push_back(site.formats);
-  _names.push_back(site.cards);
-  for (const std::string& name : _names) {
-    requireRegularFile(name);
-    _states.push_back(stateOfFile(name));
-  }
-}
-
-void BuildInputs::requireUnchanged() const {
-  for (size_t i = 0; i < _names.size(); ++i)
-    if (stateOfFile(_names[i]) != _states[i])
-      throw Failure(ExitStatus::kRefused, "{} changed during the build", _names[i]);
 }
 
 void requireDistinctFiles(const std::vector<std::string>& inputs,

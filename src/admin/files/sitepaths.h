@@ -1,9 +1,10 @@
-// The files of a site by their paths: their names, which of them a build reads, and whether two
-// paths lead to one file.
+// The files of a site by their paths: their names, what they are, and whether two paths lead to one
+// file.
 #ifndef BADGEMINT_ADMIN_FILES_SITEPATHS_H
 #define BADGEMINT_ADMIN_FILES_SITEPATHS_H
 
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -28,25 +29,12 @@ void requireRegularFile(const std::string& path);
 // The format files that a formats file lists, as a build opens them.
 std::vector<std::string> formatFiles(const std::string& formatsName);
 
-// The files that a build of a site reads, as they were when this was made.
-class BuildInputs {
- public:
-  // Throws as requireRegularFile does, for each of them.
-  explicit BuildInputs(const SitePaths& site);
+// The states of files; none of one that is missing.
+using FileStates = std::vector<std::optional<FileState>>;
+FileStates statesOf(std::span<const std::string> paths);
 
-  const std::vector<std::string>& names() const { return _names; }
-  // Throws Failure (refused) when a file has changed since, or is missing.
-  void requireUnchanged() const;
-
- private:
-  std::vector<std::string> _names;
-  std::vector<std::optional<FileState>> _states;
-};
-
-// Whether users other than owner and group can read the file, where it is.
-bool isReadableByOthers(const std::string& path);
-// Reports that of a file that contains PINs.
-void reportIfReadableByOthers(const std::string& path, Console& console);
+// Reports each of these files, which contain PINs, that users other than owner and group can read.
+void reportReadableByOthers(const std::vector<std::string>& paths, Console& console);
 
 // Throws Failure (refused) when one of `outputs` is one of `inputs` or another output: the same
 // file, or the same name in the same folder.

@@ -5,9 +5,7 @@
 #include <numeric>
 #include <system_error>
 
-#include "admin/console.h"
 #include "admin/files/folder.h"
-#include "admin/files/sitepaths.h"
 #include "carddb/recordfile.h"
 
 namespace badgemint::admin {
@@ -35,27 +33,18 @@ void sortByUniqid(std::vector<Record>& records) {
   if (std::ranges::is_sorted(records, {}, &Record::uniqid)) return;
   std::vector<Record> sorted;
   sorted.reserve(records.size());
-  const std::vector<uint32_t> order = orderByUniqid(records);
+  const auto order = orderByUniqid(records);
   constexpr size_t kAhead = 16;  // Half the time: the records are all over the memory.
   for (size_t i = 0; i < order.size(); ++i) {
-    __builtin_prefetch(&records[order[std::min(i + kAhead, order.size() - 1)]]);
-    sorted.push_back(records[order[i]]);
+    __builtin_prefetch(order[std::min(i + kAhead, order.size() - 1)]);
+    sorted.push_back(*order[i]);
   }
   records = std::move(sorted);
 }
 
-// What databases of a site cannot hold. A build may meet any other file under their names.
-bool isImpossible(const IdentRecord& record) {
-  return record.cardsetcode > kPinIdentCode || record.deleted > 1;
-}
-bool isImpossible(const AccessRecord& record) {
-  return record.bitflds > AccessRecord::kAllFlags;
-}
-
-template <typename Record>
-void requirePlausible(const std::vector<Record>& records, const std::string& name) {
-  const auto found =
-      std::ranges::find_if(records, [](const Record& record) { return isImpossible(record); });
+template <typename Record, typename Test>
+void requireAll(const std::vector<Record>& records, const std::string& name, Test isPossible) {
+  const auto found = std::ranges::find_if_not(records, isPossible);
   if (found != records.end())
     throw Failure(ExitStatus::kRefused, "{} is not such a database: record {} is impossible", name,
                   found - records.begin());
@@ -66,32 +55,31 @@ void requirePlausible(const std::vector<Record>& records, const std::string& nam
 // Distributes by 11 bits of the unique IDs at a time, the lowest bits first: for a million records
 // several times faster than comparing them. Most databases are in that order already.
 template <typename Record>
-std::vector<uint32_t> orderByUniqid(const std::vector<Record>& records) {
-  std::vector<uint32_t> numbers(records.size());
-  std::iota(numbers.begin(), numbers.end(), 0U);
-  if (std::ranges::is_sorted(records, {}, &Record::uniqid)) return numbers;
+std::vector<const Record*> orderByUniqid(const std::vector<Record>& records) {
   constexpr uint32_t kBits = 11, kBuckets = 1U << kBits;
-  struct NumberedRecord {
+  struct Entry {
     uint32_t uniqid, number;
   };
-  std::vector<NumberedRecord> unsorted, sorted(records.size());
+  std::vector<Entry> unsorted, sorted(records.size());
   unsorted.reserve(records.size());
-  for (const uint32_t number : numbers) unsorted.push_back({records[number].uniqid, number});
-  for (uint32_t shift = 0; shift < 32; shift += kBits) {
-    const auto bucketOf = [shift](const NumberedRecord& record) {
-      return record.uniqid >> shift & (kBuckets - 1);
+  for (const Record& record : records)
+    unsorted.push_back({record.uniqid, static_cast<uint32_t>(unsorted.size())});
+  const bool isSorted = std::ranges::is_sorted(records, {}, &Record::uniqid);
+  for (uint32_t shift = 0; shift < 32 && !isSorted; shift += kBits) {
+    const auto bucketOf = [shift](const Entry& entry) {
+      return entry.uniqid >> shift & (kBuckets - 1);
     };
     std::array<size_t, kBuckets + 1> starts{};
-    for (const NumberedRecord& record : unsorted) ++starts[bucketOf(record) + 1];
+    for (const Entry& entry : unsorted) ++starts[bucketOf(entry) + 1];
     std::partial_sum(starts.begin(), starts.end(), starts.begin());
-    for (const NumberedRecord& record : unsorted) sorted[starts[bucketOf(record)]++] = record;
+    for (const Entry& entry : unsorted) sorted[starts[bucketOf(entry)]++] = entry;
     unsorted.swap(sorted);
   }
-  std::ranges::transform(unsorted, numbers.begin(), &NumberedRecord::number);
-  return numbers;
+  std::vector<const Record*> order;
+  order.reserve(records.size());
+  for (const Entry& entry : unsorted) order.push_back(&records[entry.number]);
+  return order;
 }
-template std::vector<uint32_t> orderByUniqid(const std::vector<IdentRecord>& records);
-template std::vector<uint32_t> orderByUniqid(const std::vector<AccessRecord>& records);
 
 void Databases::readIdents(const std::string& name) {
   identRest = readRecords(name, idents);
@@ -125,45 +113,49 @@ size_t Databases::countHolders() const {
   return holders;
 }
 
-void requireWholeRecords(const Databases& databases, const std::string& identName,
-                         const std::string& accessName) {
+void requireWholeRecords(const Databases& databases, const SitePaths& paths, ExitStatus status) {
   if (databases.identRest != 0 || databases.accessRest != 0)
-    throw Failure(ExitStatus::kRefused, "{} ends within a record: it is not a whole database",
-                  databases.identRest != 0 ? identName : accessName);
+    throw Failure(status, "{} ends within a record: it is not a whole database",
+                  databases.identRest != 0 ? paths.ident : paths.access);
 }
 
 void requirePlausibleRecords(const Databases& databases, const std::string& identName,
                              const std::string& accessName) {
-  requirePlausible(databases.idents, identName);
-  requirePlausible(databases.accesses, accessName);
-  requireWholeRecords(databases, identName, accessName);
+  requireAll(databases.idents, identName, [](const IdentRecord& record) {
+    return record.cardsetcode <= kPinIdentCode && record.deleted <= 1;
+  });
+  requireAll(databases.accesses, accessName,
+             [](const AccessRecord& record) { return record.bitflds <= AccessRecord::kAllFlags; });
+  requireWholeRecords(databases, {.ident = identName, .access = accessName});
 }
 
 template <typename Record, auto Key>
 auto RecordWalk<Record, Key>::next(const std::decay_t<decltype(std::declval<Record>().*Key)>& key)
     -> Step {
-  if (_next < _records.size() && _records[_next].*Key == key && !_isUsed[_next]) return use(_next);
-  const auto keyAt = [this](uint32_t number) { return _records[number].*Key; };
+  if (_next < _records.size() && _records[_next].*Key == key && !_isUsed[_next])
+    return use(&_records[_next]);
+  const auto keyOf = [](const Record* record) { return record->*Key; };
   if (_ordered.empty()) {
     _ordered = orderByUniqid(_records);
     if constexpr (std::is_same_v<Record, IdentRecord>)
-      std::ranges::stable_sort(_ordered, {}, keyAt);
+      std::ranges::stable_sort(_ordered, {}, keyOf);
     _skipped.resize(_records.size());
   }
-  const auto same = equalElements(_ordered, key, keyAt);
+  const auto same = equalElements(_ordered, key, keyOf);
   if (same.empty()) return {};
   uint32_t& skipped = _skipped[static_cast<size_t>(same.data() - _ordered.data())];
-  while (skipped < same.size() && _isUsed[same[skipped]]) ++skipped;
-  if (skipped == same.size()) return {&_records[same.back()], true, false};
+  while (skipped < same.size() && isUsed(numberOf(same[skipped]))) ++skipped;
+  if (skipped == same.size()) return {same.back(), true, false};
   return use(same[skipped]);
 }
 
 template <typename Record, auto Key>
-auto RecordWalk<Record, Key>::use(size_t number) -> Step {
+auto RecordWalk<Record, Key>::use(const Record* record) -> Step {
+  const size_t number = numberOf(record);
   const bool isEarlier = number < _next;
   _isUsed[number] = true;
   _next = number + 1;
-  return {&_records[number], false, isEarlier};
+  return {record, false, isEarlier};
 }
 
 template class RecordWalk<AccessRecord, &AccessRecord::uniqid>;

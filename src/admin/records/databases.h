@@ -13,36 +13,43 @@
 #include <utility>
 #include <vector>
 
+#include "admin/console.h"
+#include "admin/files/sitepaths.h"
 #include "carddb/accessrecord.h"
 #include "carddb/identrecord.h"
 
 namespace badgemint::admin {
 
-// Goes through two ranges that are in the order of unique IDs: both databases, or an old and a new
-// one. `visit` is called for each unique ID with the elements of either range that have it; one of
-// the two may be empty. The functions give the unique ID of an element.
-template <typename A, typename B, typename UniqidOfA, typename UniqidOfB, typename Visit>
-void forEachUniqid(std::span<A> a, std::span<B> b, UniqidOfA uniqidOfA, UniqidOfB uniqidOfB,
-                   Visit visit) {
-  const auto takeFirst = [](auto& range, uint32_t uniqid, auto uniqidOf) {
+// Of a record, or of one that is pointed at.
+template <typename Element>
+uint32_t uniqidOf(const Element& element) {
+  if constexpr (std::is_pointer_v<Element>)
+    return element->uniqid;
+  else
+    return element.uniqid;
+}
+
+// Goes through two vectors that are in the order of unique IDs: both databases, or an old and a new
+// one. `visit` is called for each unique ID with the elements of either vector that have it; one of
+// the two may be empty.
+template <typename A, typename B, typename Visit>
+void forEachUniqid(const std::vector<A>& as, const std::vector<B>& bs, Visit visit) {
+  const auto takeFirst = [](auto& range, uint32_t uniqid) {
     size_t count = 0;
     while (count < range.size() && uniqidOf(range[count]) == uniqid) ++count;
     const auto first = range.first(count);
     range = range.subspan(count);
     return first;
   };
+  std::span<const A> a(as);
+  std::span<const B> b(bs);
   while (!a.empty() || !b.empty()) {
-    uint32_t uniqid = a.empty() ? uniqidOfB(b[0]) : uniqidOfA(a[0]);
-    if (!b.empty()) uniqid = std::min(uniqid, uniqidOfB(b[0]));
-    const auto fromA = takeFirst(a, uniqid, uniqidOfA);
-    const auto fromB = takeFirst(b, uniqid, uniqidOfB);
+    uint32_t uniqid = a.empty() ? uniqidOf(b[0]) : uniqidOf(a[0]);
+    if (!b.empty()) uniqid = std::min(uniqid, uniqidOf(b[0]));
+    const auto fromA = takeFirst(a, uniqid);
+    const auto fromB = takeFirst(b, uniqid);
     visit(uniqid, fromA, fromB);
   }
-}
-template <typename A, typename B, typename Visit>
-void forEachUniqid(const std::vector<A>& a, const std::vector<B>& b, Visit visit) {
-  const auto uniqidOf = [](const auto& record) { return record.uniqid; };
-  forEachUniqid(std::span(a), std::span(b), uniqidOf, uniqidOf, visit);
 }
 
 // The elements of a sorted vector for which the projection gives `value`. (The subrange of
@@ -54,9 +61,9 @@ std::span<const T> equalElements(const std::vector<T>& sorted, const Value& valu
   return {first, std::ranges::upper_bound(first, sorted.end(), value, {}, projection)};
 }
 
-// Record numbers in the order of unique IDs; of one unique ID in the order of the file.
+// The records in the order of unique IDs; of one unique ID in the order of the file.
 template <typename Record>
-std::vector<uint32_t> orderByUniqid(const std::vector<Record>& records);
+std::vector<const Record*> orderByUniqid(const std::vector<Record>& records);
 
 // A holder: whoever has an access record or a credential.
 struct Holder {
@@ -99,10 +106,10 @@ struct Databases {
   size_t countHolders() const;
 };
 
-// Throws Failure (refused) when a file ends within a record.
-void requireWholeRecords(const Databases& databases, const std::string& identName,
-                         const std::string& accessName);
-// The same when a record holds what no database of a site holds.
+// Throws Failure when one of the files, which `paths` names, ends within a record.
+void requireWholeRecords(const Databases& databases, const SitePaths& paths,
+                         ExitStatus status = ExitStatus::kRefused);
+// The same (refused), and when a record holds what no database of a site holds.
 void requirePlausibleRecords(const Databases& databases, const std::string& identName,
                              const std::string& accessName);
 
@@ -122,17 +129,21 @@ class RecordWalk {
   };
   Step next(const std::decay_t<decltype(std::declval<Record>().*Key)>& key);
 
+  size_t numberOf(const Record* record) const {
+    return static_cast<size_t>(record - _records.data());
+  }
   bool isUsed(size_t number) const { return _isUsed[number]; }
 
  private:
-  Step use(size_t number);
+  Step use(const Record* record);
 
   const std::vector<Record>& _records;
   std::vector<bool> _isUsed;
   size_t _next = 0;  // The number after that of the last one used.
-  // All numbers in the order of keys, once they are needed; and where those of one key begin, how
+  // All records in the order of keys, once they are needed; and where those of one key begin, how
   // many of them are known to be used.
-  std::vector<uint32_t> _ordered, _skipped;
+  std::vector<const Record*> _ordered;
+  std::vector<uint32_t> _skipped;
 };
 // The access records of one credential after the other: a build appends one with each credential
 // but the PIN beside a card.

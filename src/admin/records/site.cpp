@@ -3,7 +3,9 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
+#include <cstring>
 #include <exception>
 #include <filesystem>
 #include <new>
@@ -50,44 +52,33 @@ std::string noteOfReplacement(std::span<const std::string> paths) {
   return "";
 }
 
-// Another current folder while it lives.
-class WorkingFolder {
- public:
-  explicit WorkingFolder(const std::string& path) : _before(std::filesystem::current_path()) {
-    std::filesystem::current_path(path);
-  }
-  ~WorkingFolder() {
+// Restores the current folder.
+struct CurrentFolder {
+  const std::filesystem::path path = std::filesystem::current_path();
+  ~CurrentFolder() {
     std::error_code ignored;
-    std::filesystem::current_path(_before, ignored);
+    std::filesystem::current_path(path, ignored);
   }
-  WorkingFolder(const WorkingFolder&) = delete;
-  WorkingFolder& operator=(const WorkingFolder&) = delete;
-
- private:
-  std::filesystem::path _before;
 };
-
-// False when what was read may be of several states.
-bool readUnchanged(std::span<const std::string> paths, const std::function<void()>& read) {
-  const auto states = statesOf(paths);
-  std::exception_ptr failure;
-  try {
-    read();
-  } catch (const std::runtime_error&) {
-    failure = std::current_exception();
-  }
-  // In this order: a replacement that ends between the two has changed the states.
-  if (!noteOfReplacement(paths).empty() || statesOf(paths) != states) return false;
-  if (failure) std::rethrow_exception(failure);
-  return true;
-}
 
 }  // namespace
 
 void readOneState(std::span<const std::string> paths, const std::function<void()>& read) {
   for (int pauses = 0;; ++pauses) {
-    const std::string note = noteOfReplacement(paths);
-    if (note.empty() && readUnchanged(paths, read)) return;
+    const auto states = statesOf(paths);
+    std::string note = noteOfReplacement(paths);
+    if (note.empty()) {
+      std::exception_ptr failure;
+      try {
+        read();
+      } catch (const std::runtime_error&) {
+        failure = std::current_exception();
+      }
+      // In this order: a replacement that ends between the two has changed the states.
+      note = noteOfReplacement(paths);
+      if (note.empty() && statesOf(paths) == states)
+        return failure ? std::rethrow_exception(failure) : void();
+    }
     if (pauses == kMostPauses)
       throw Failure(ExitStatus::kNotDone, "{}",
                     note.empty() ? paths.front() + " is being written again and again" : note);
@@ -107,28 +98,18 @@ void openLevels(const std::string& path, AccessLevelSet& levels) {
 }
 
 Site::Site(const SitePaths& paths, Formats need, const std::string& formatFolder) {
-  for (const std::string& path : {paths.formats, paths.cardSets, paths.ident, paths.access})
-    requireRegularFile(path);
-  for (const std::string& name : formatFiles(paths.formats))
-    requireRegularFile(fmt::format("{}/{}", formatFolder, name));
-  const auto attempt = [&](const auto& step) {
-    try {
-      step();
-    } catch (const std::runtime_error& problem) {
-      if (need == Formats::kRequired) throw;
-      _problems.emplace_back(problem.what());
-    }
-  };
-  if (!paths.formats.empty()) attempt([&] { loadFormats(paths.formats, formatFolder); });
+  if (!paths.formats.empty()) loadFormats(paths.formats, formatFolder);
   const std::vector<std::string> formatsProblems = _problems;
   std::vector<std::string> replaced = {paths.access, paths.ident, paths.cardSets};
   std::erase(replaced, "");
   readOneState(replaced, [&] {
     _problems = formatsProblems;
-    if (!paths.cardSets.empty()) attempt([&] { readCardSets(paths.cardSets); });
+    if (!paths.cardSets.empty()) readCardSets(paths.cardSets);
     if (!paths.ident.empty()) _databases.readIdents(paths.ident);
     if (!paths.access.empty()) _databases.readAccesses(paths.access);
   });
+  if (need == Formats::kRequired && !_problems.empty())
+    throw Failure(ExitStatus::kNotDone, _problems.front());
   if (!_cardSetProblems.empty())
     _problems.push_back(fmt::format("{}:{}: {} ({} such lines)", paths.cardSets,
                                     _cardSetProblems.front().line, _cardSetProblems.front().text,
@@ -140,26 +121,26 @@ Site::Site(const SitePaths& paths, Formats need, Console& console) : Site(paths,
 }
 
 void Site::loadFormats(std::string path, const std::string& formatFolder) {
-  requireRegularFile(path);
-  std::optional<WorkingFolder> folder;  // The library looks for format files in the current one.
+  std::optional<CurrentFolder> before;  // The library looks for format files in the current one.
   if (formatFolder != ".") {
     path = std::filesystem::absolute(path).string();
-    folder.emplace(formatFolder);
+    before.emplace();
+    std::filesystem::current_path(formatFolder);
   }
   Findings findings;
   _checked = checkFormats(path, _formats, findings);
   for (const Finding& finding : findings.sorted())
-    if (finding.isError())
-      throw Failure(ExitStatus::kNotDone, "{}: {}", findings.placeText(finding.place),
-                    finding.text);
+    if (finding.isError() && _problems.empty())
+      _problems.push_back(findings.placeText(finding.place) + ": " + finding.text);
 }
 
 void Site::readCardSets(const std::string& path) {
+  requireRegularFile(path);
   _sets = std::make_unique<cardsets>();
   _cardSetProblems.clear();
   LineReader reader;
-  throwErrnoUnless(reader.open(path.c_str()), path);
   Tokenizer words;
+  if (!reader.open(path.c_str())) return _problems.push_back(path + ": " + std::strerror(errno));
   while (reader.readLine(cardsets::kMaxLine) == LineReader::Status::kLine) {
     const std::string_view line(reader.line(), reader.length());
     const bool isWhole = line.ends_with('\n') && line.find('\0') == std::string_view::npos;
@@ -171,12 +152,13 @@ void Site::readCardSets(const std::string& path) {
     const bool isSet = isWhole && parseCardSetText(set, text.c_str()) == kSuccess &&
                        badgemint::CardSetLine(set).text() == text + '\n' &&
                        set.csid >= kFirstCardSetId && set.csid <= kLastCardSetId;
+    const auto report = [&](const std::string& problem) {
+      _cardSetProblems.push_back({reader.lineNumber(), problem});
+    };
     if (!isSet)
-      _cardSetProblems.push_back(
-          {reader.lineNumber(), "this line is not a card set as a build writes it"});
+      report("this line is not a card set as a build writes it");
     else if (_sets->getCardSet(set.csid) != nullptr)
-      _cardSetProblems.push_back(
-          {reader.lineNumber(), fmt::format("card set {} is defined twice", set.csid)});
+      report(fmt::format("card set {} is defined twice", set.csid));
     if (_sets->addCardSetLine(words, 0) == 0 && _sets->count() == _sets->capacity())
       throw std::bad_alloc();
   }

@@ -61,8 +61,7 @@ class Site {
   std::optional<int64_t> cardNumberOf(const IdentRecord& record) const;
 
  private:
-  // Loads every format that loads. Throws Failure (not done) with the first error; the other
-  // formats are loaded nevertheless.
+  // Loads every format that loads. The first error is a problem.
   void loadFormats(std::string path, const std::string& formatFolder);
   void readCardSets(const std::string& path);
 

@@ -6,7 +6,6 @@
 
 #include "cardsets/card_functions.h"
 #include "support/packeddecimal.h"
-#include "support/textutil.h"
 
 namespace badgemint::admin {
 
@@ -58,9 +57,7 @@ constexpr AccessField kAccessFields[] = {
 
 template <size_t Digits>
 std::string digitsOf(std::span<const uint8_t> packed) {
-  std::string digits = DigitText<Digits>(packed).c_str();
-  for (char& digit : digits)
-    if (!isDigit(digit)) digit = '?';  // A nibble of 10 to 14.
+  const std::string digits = DigitText<Digits>(packed).c_str();
   return digits.empty() ? "0" : digits;
 }
 
@@ -70,23 +67,22 @@ std::string pinOf(const IdentRecord& record, bool withPins) {
 
 // "access_levels", "flags" and every other field that is not 0 under its key.
 void addAccess(JsonObject& object, const AccessRecord& record, bool hasCard, bool withPins) {
-  std::array<uint32_t, AccessRecord::kAccessLevels> levels, flags;  // NOLINT: filled below.
-  size_t levelCount = 0, flagCount = 0;
-  for (const uint32_t level : record.acclevel)
-    if (level != 0) levels[levelCount++] = level;
-  for (uint32_t bit = 0; bit < 8; ++bit)
-    if ((record.bitflds >> bit & 1) != 0) flags[flagCount++] = bit;
-  object.add("access_levels", std::span<const uint32_t>(levels.data(), levelCount));
-  object.add("flags", std::span<const uint32_t>(flags.data(), flagCount));
-  for (const AccessField& field : accessFields()) {
-    if (field.kind == kAccessLevel || field.kind == kFlag) continue;
-    const uint32_t value = field.valueOf(record);
-    if (field.kind == kPin && hasCard && pinText(record, withPins) != "none")
-      object.add(field.key, pinText(record, withPins));
-    else if (field.kind == kTime && value != 0)
-      object.add(field.key, timeText(value).data());
-    else if ((field.kind == kNumber || field.kind == kEscort) && value != 0)
-      object.add(field.key, value);
+  constexpr std::array<uint32_t, 8> kFlags = {0, 1, 2, 3, 4, 5, 6, 7};
+  std::array<uint32_t, 8> numbers{};
+  const auto addThose = [&](const char* key, const auto& all, auto isSet) {
+    const auto end = std::copy_if(all.begin(), all.end(), numbers.begin(), isSet);
+    object.add(key, std::span(numbers.begin(), end));
+  };
+  addThose("access_levels", record.acclevel, [](uint32_t level) { return level != 0; });
+  addThose("flags", kFlags, [&](uint32_t bit) { return (record.bitflds >> bit & 1) != 0; });
+  for (const auto& [name, key, kind, valueOf] : accessFields()) {
+    const uint32_t value = valueOf(record);
+    if (kind == kPin && hasCard && pinText(record, withPins) != "none")
+      object.add(key, pinText(record, withPins));
+    else if (kind == kTime && value != 0)
+      object.add(key, timeText(value).data());
+    else if ((kind == kNumber || kind == kEscort) && value != 0)
+      object.add(key, value);
   }
 }
 
@@ -124,16 +120,11 @@ DateTimeText timeText(uint32_t seconds) {
   return text;
 }
 
-Validity validityAt(uint32_t time, const AccessRecord& record) {
-  const bool hasEnd = record.endtime != 0;
-  if (hasEnd && record.endtime < record.starttime) return Validity::kNever;
-  if (time < record.starttime) return Validity::kNotYet;
-  return hasEnd && time > record.endtime ? Validity::kExpired : Validity::kValid;
-}
-
-const char* validityText(Validity validity) {
-  constexpr std::array kTexts = {"valid", "not yet valid", "expired", "never valid"};
-  return kTexts.at(static_cast<size_t>(validity));
+const char* validityText(const AccessRecord& record, uint32_t time) {
+  const auto& [start, end] = std::pair(record.starttime, record.endtime);
+  if (end != 0 && end < start) return "never valid";
+  if (time < start) return "not yet valid";
+  return end != 0 && time > end ? "expired" : "valid";
 }
 
 std::string keyText(const IdentRecord& record, bool withPins) {
@@ -189,7 +180,7 @@ JsonObject holderJson(const Holder& holder, const Site& site, uint32_t now, bool
   json.add("holder", holder.uniqid);
   json.addEach("access", holder.accesses, [&](JsonObject& object, const AccessRecord& record) {
     addAccess(object, record, hasCard(holder), withPins);
-    object.add("validity", validityText(validityAt(now, record)));
+    object.add("validity", validityText(record, now));
   });
   return json.addEach("credentials", holder.credentials,
                       [&](JsonObject& object, const IdentRecord& record) {

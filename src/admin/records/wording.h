@@ -42,12 +42,10 @@ const char* differingField(const AccessRecord& a, const AccessRecord& b);
 // A time as in the cards file: "2026/01/31 18:00:00", or "0" for none.
 DateTimeText timeText(uint32_t seconds);
 
-// Whether a holder's validity includes a time. Both ends belong to it.
-enum class Validity { kValid, kNotYet, kExpired, kNever };
-Validity validityAt(uint32_t time, const AccessRecord& record);
-const char* validityText(Validity validity);
+// "valid", "not yet valid", "expired" or "never valid". Both ends belong to the validity.
+const char* validityText(const AccessRecord& record, uint32_t time);
 
-// The key an ident record, unless they are a PIN that must not be shown.
+// The key of an ident record, unless they are a PIN that must not be shown.
 std::string keyText(const IdentRecord& record, bool withPins);
 
 // Also for a code that no build writes: it may have been that of a PIN.

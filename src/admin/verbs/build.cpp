@@ -1,5 +1,6 @@
 // The verb `build`: replaces a site's databases by proved ones, or leaves them as they are.
 #include <fcntl.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <array>
@@ -8,7 +9,7 @@
 #include <ctime>
 #include <memory>
 #include <new>
-#include <span>
+#include <optional>
 
 #include "admin/arguments.h"
 #include "admin/check/sitecheck.h"
@@ -16,7 +17,6 @@
 #include "admin/records/changes.h"
 #include "admin/records/expected.h"
 #include "admin/records/wording.h"
-#include "admin/signals.h"
 #include "admin/verbs/verb.h"
 #include "support/textutil.h"
 #include "tools/build.h"
@@ -37,8 +37,6 @@ struct BuildOptions {
   bool changes = false;
   bool quiet = false;
 };
-
-constexpr mode_t kDatabaseMode = 0600;  // Without an old file.
 
 // How many of the old holders may lose something.
 struct RemovalLimit {
@@ -93,58 +91,6 @@ LossSet lossesOf(const Holder& old, const Holder& fresh, uint32_t now) {
   return losses;
 }
 
-// How many holders of the old databases lose something, and what.
-struct LossCounts {
-  size_t holders = 0, losers = 0;
-  std::array<size_t, kLossTexts.size()> counts{};
-
-  // "12 gone, 3 without a key they had".
-  std::string text() const {
-    std::string text;
-    for (size_t i = 0; i < counts.size(); ++i)
-      if (counts[i] != 0)
-        text += fmt::format("{}{} {}", text.empty() ? "" : ", ", counts[i], kLossTexts[i]);
-    return text;
-  }
-};
-
-// Both are in the order of unique IDs.
-LossCounts countLosses(const Databases& old, const Databases& fresh) {
-  const auto now = static_cast<uint32_t>(std::time(nullptr));
-  LossCounts result;
-  old.forEachHolder([&](const Holder& holder) {
-    const LossSet losses = lossesOf(holder, fresh.holder(holder.uniqid), now);
-    ++result.holders;
-    if (losses.any()) ++result.losers;
-    for (size_t i = 0; i < losses.size(); ++i) result.counts[i] += losses[i] ? 1 : 0;
-  });
-  return result;
-}
-
-// In the order of SitePart.
-PartNames outputsOf(const SitePaths& site) {
-  return {site.access, site.ident, site.cardSets};
-}
-
-// The three have to be in one folder: one folder is locked, one folder is written to.
-std::string folderOf(const PartNames& outputs) {
-  std::string folder = splitPath(outputs.front()).folder;
-  for (const std::string& name : outputs)
-    if (!isSameFile(Folder::open(folder).status(), Folder::open(splitPath(name).folder).status()))
-      throw Failure(ExitStatus::kRefused, "{} and {} are not in one folder", outputs.front(), name);
-  return folder;
-}
-
-void checkOutputs(const BuildOptions& options, const BuildInputs& inputs) {
-  std::vector<std::string> outputs;
-  for (const std::string& name : outputsOf(options.site)) {
-    outputs.push_back(name);
-    if (options.keep) outputs.push_back(name + kKeptSuffix);
-  }
-  if (!options.log.empty()) outputs.push_back(options.log);
-  requireDistinctFiles(inputs.names(), outputs);
-}
-
 using LogFile = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
 // The log of a build. It contains PINs: only the owner may read it, and it is written through the
@@ -163,61 +109,106 @@ LogFile openLog(const std::string& path, const Folder& privateFolder) {
     throw Failure(ExitStatus::kRefused, "{} is a link or not a file; it cannot be the log", path);
   throwErrnoUnless(fchmod(file.number(), S_IRUSR | S_IWUSR) == 0, path);
   throwErrnoUnless(ftruncate(file.number(), 0) == 0, path);
-  LogFile log(fdopen(file.number(), "a"), std::fclose);
+  LogFile log(fdopen(file.release(), "a"), std::fclose);
   throwErrnoUnless(log != nullptr, path);
-  static_cast<void>(file.release());
   return log;
 }
 
 // One run of the verb.
 class Build {
  public:
-  // `isReplaced` becomes true when the files are replaced, whatever fails after that.
-  Build(const BuildOptions& options, Console& console, bool& isReplaced)
-      : _options(options),
-        _console(console),
-        _isReplaced(isReplaced),
-        _limit(RemovalLimit::parse(options.maxRemoved)),
-        _inputs(options.site) {}
+  Build(const BuildOptions& options, Console& console) : _options(options), _console(console) {}
 
+  // Every end reports what became of the files.
   ExitStatus run() {
-    const mode_t userMask = umask(0);
-    umask(userMask);
-    const std::string folder = folderOf(outputsOf(_options.site));
-    if (const auto note = noteOfCutShort(folder); _options.dryRun && !note.empty())
-      throw Failure(ExitStatus::kRefused, "{}", note);
-    PartNames targets = outputsOf(_options.site);
-    for (std::string& target : targets) target = splitPath(target).name;
-    Replacement replacement(folder, targets, _options.keep);
-    if (!replacement.note().empty()) _console.reportText(replacement.note());
-    checkOutputs(_options, _inputs);  // A replacement that was cut short had given files two names.
+    deferTerminationSignals();
+    const auto statusOr = [this](ExitStatus failed) {
+      return _isReplaced ? ExitStatus::kFound : failed;
+    };
+    try {
+      const ExitStatus status = build();
+      _replacement.reset();
+      if (isInterrupted()) _console.report("interrupted: {}", outcome());
+      return status;
+    } catch (const CutShortFailure&) {
+      throw;
+    } catch (const std::bad_alloc&) {
+      _console.reportText(_isReplaced ? "not enough memory: all files are replaced"
+                                      : "not enough memory: nothing was changed");
+      return statusOr(ExitStatus::kNotDone);
+    } catch (const std::exception& error) {
+      _console.report("{}: {}", isInterrupted() ? "interrupted" : error.what(), outcome());
+      const auto* const failure = dynamic_cast<const Failure*>(&error);
+      return statusOr(failure != nullptr ? failure->status() : ExitStatus::kNotDone);
+    }
+  }
+
+ private:
+  const char* outcome() const {
+    return _isReplaced ? "all files are replaced" : "nothing was changed";
+  }
+
+  ExitStatus build() {
+    const RemovalLimit limit = RemovalLimit::parse(_options.maxRemoved);
+    rememberInputs();
+    _replacement.emplace(PartPaths{_site.access, _site.ident, _site.cardSets}, _options.keep,
+                         !_options.dryRun);
+    if (!_replacement->note().empty()) _console.reportText(_replacement->note());
+    checkOutputs();  // A replacement that was cut short had given files two names.
     checkFiles();
-    buildFiles(replacement);
-    readDatabases(replacement);
+    buildFiles();
+    readOld(limit);
     const Changes changes = compare(_old, _fresh);
-    if (_options.changes) printDifferences(changes, replacement);
-    requireFewLosses();
-    const bool isUnchanged = replacement.isUnchanged();
+    if (_options.changes) printDifferences(changes);
+    requireFewLosses(limit);
+    const bool isUnchanged = _replacement->isUnchanged();
     const std::string summary = _options.quiet ? "" : summaryOf(changes, isUnchanged);
     throwIfInterrupted();
     if (!_options.dryRun && !isUnchanged) {
       const BlockedSignals blocked;
-      replacement.replace({kDatabaseMode, kDatabaseMode, 0666 & ~userMask});
+      _replacement->replace();
       _isReplaced = true;
       _console.keepStatus();
     }
     _console.output() << summary;
-    for (std::string& problem : replacement.cleanUp()) _problems.push_back(std::move(problem));
+    for (std::string& problem : _replacement->cleanUp()) _problems.push_back(std::move(problem));
     for (const std::string& problem : _problems) _console.reportText(problem);
-    if (!_options.quiet) reportReadableFiles();
+    if (!_options.quiet)
+      reportReadableByOthers({_site.cards, _site.access, _site.ident, _site.access + kKeptSuffix,
+                              _site.ident + kKeptSuffix},
+                             _console);
     return _hasWarnings || !_problems.empty() ? ExitStatus::kFound : ExitStatus::kAllWell;
   }
 
- private:
+  void rememberInputs() {
+    requireRegularFile(_site.formats);
+    _inputs = formatFiles(_site.formats);
+    _inputs.insert(_inputs.end(), {_site.formats, _site.cards});
+    for (const std::string& name : _inputs) requireRegularFile(name);
+    _inputStates = statesOf(_inputs);
+  }
+
+  void requireUnchangedInputs() const {
+    const FileStates states = statesOf(_inputs);
+    for (size_t i = 0; i < states.size(); ++i)
+      if (states[i] != _inputStates[i])
+        throw Failure(ExitStatus::kRefused, "{} changed during the build", _inputs[i]);
+    throwIfInterrupted();
+  }
+
+  void checkOutputs() const {
+    std::vector<std::string> outputs = {_site.access, _site.ident, _site.cardSets};
+    if (_options.keep)
+      for (size_t part = 0; part < kSiteParts; ++part)
+        outputs.push_back(outputs[part] + kKeptSuffix);
+    if (!_options.log.empty()) outputs.push_back(_options.log);
+    requireDistinctFiles(_inputs, outputs);
+  }
+
   void checkFiles() {
     Findings findings;
-    const SiteSummary summary = checkSite({.cards = _options.site.cards,
-                                           .formats = _options.site.formats,
+    const SiteSummary summary = checkSite({.cards = _site.cards,
+                                           .formats = _site.formats,
                                            .levels = {},
                                            .allowEmpty = _options.allowEmpty},
                                           findings);
@@ -231,22 +222,22 @@ class Build {
   }
 
   // Builds the new files and proves that they are what the cards file says.
-  void buildFiles(const Replacement& replacement) {
-    const SitePaths& site = _options.site;
-    _staged = {site.cards, site.formats, replacement.stagedPath(kIdentPart),
-               replacement.stagedPath(kAccessPart), replacement.stagedPath(kCardSetsPart)};
-    const int32_t result = runLibrary(replacement);
-    _inputs.requireUnchanged();
-    throwIfInterrupted();
+  void buildFiles() {
+    _staged = {_site.cards, _site.formats, _replacement->stagedPath(kIdentPart),
+               _replacement->stagedPath(kAccessPart), _replacement->stagedPath(kCardSetsPart)};
+    const int32_t result = runLibrary();
+    requireUnchangedInputs();
     if (result < 0)
       throw Failure(ExitStatus::kNotDone, "the build ended with the result {}", result);
     _fresh = prove(_staged);
     _fresh.sort();
-    _inputs.requireUnchanged();
-    throwIfInterrupted();
+    requireUnchangedInputs();
+    if (_fresh.idents.empty() && !_options.allowEmpty)
+      throw Failure(ExitStatus::kRefused,
+                    "the cards file has no credential (--allow-empty builds all the same)");
   }
 
-  int32_t runLibrary(const Replacement& replacement) {
+  int32_t runLibrary() {
     const SiteFiles files = {_staged.cards.c_str(), _staged.ident.c_str(), _staged.access.c_str(),
                              _staged.formats.c_str(), _staged.cardSets.c_str()};
     for (const std::string& path : {_staged.cards, _staged.formats, _staged.access, _staged.ident,
@@ -255,7 +246,7 @@ class Build {
         throw Failure(ExitStatus::kNotDone, "{}: the path is too long", path);
     EntryRun run("BadgeMint", "", 0);
     if (_options.log.empty()) return buildSite(run, files);
-    LogFile log = openLog(_options.log, replacement.privateFolder());
+    LogFile log = openLog(_options.log, _replacement->privateFolder());
     run.logTo(log.get());
     const int32_t result = run.run(_options.log.c_str(), _options.logLevel,
                                    [&files](EntryRun& frame) { return buildSite(frame, files); });
@@ -266,31 +257,14 @@ class Build {
     return result;
   }
 
-  void readDatabases(const Replacement& replacement) {
-    if (_fresh.idents.empty() && !_options.allowEmpty)
-      throw Failure(ExitStatus::kRefused,
-                    "the cards file has no credential (--allow-empty builds all the same)");
-    readOld(replacement);
-  }
-
-  void requireFewLosses() const {
-    const LossCounts losses = countLosses(_old, _fresh);
-    if (!_limit.allows(losses.losers, losses.holders))
-      throw Failure(ExitStatus::kRefused,
-                    "{} of {} holders would lose something ({}), and --max-removed is {}",
-                    losses.losers, losses.holders, losses.text(), _options.maxRemoved);
-  }
-
   // With a limit of all holders it does not matter what the old databases are.
-  void readOld(const Replacement& replacement) {
-    const std::string ident = replacement.targetPath(kIdentPart);
-    const std::string access = replacement.targetPath(kAccessPart);
-    if (replacement.hasTarget(kIdentPart)) _old.readIdents(ident);
-    if (replacement.hasTarget(kAccessPart)) _old.readAccesses(access);
+  void readOld(const RemovalLimit& limit) {
+    if (_replacement->hasTarget(kIdentPart)) _old.readIdents(_site.ident);
+    if (_replacement->hasTarget(kAccessPart)) _old.readAccesses(_site.access);
     try {
-      requirePlausibleRecords(_old, ident, access);
+      requirePlausibleRecords(_old, _site.ident, _site.access);
     } catch (const Failure& failure) {
-      if (!_limit.allowsAll())
+      if (!limit.allowsAll())
         throw Failure(ExitStatus::kRefused, "{} (--max-removed 100% replaces it all the same)",
                       failure.what());
       _old = {};
@@ -298,78 +272,64 @@ class Build {
     _old.sort();
   }
 
-  void reportReadableFiles() const {
-    const SitePaths& site = _options.site;
-    for (const std::string& path :
-         {site.cards, site.access, site.ident, site.access + kKeptSuffix, site.ident + kKeptSuffix})
-      reportIfReadableByOthers(path, _console);
-  }
-
   // What `diff` prints of the old and the new databases.
-  void printDifferences(const Changes& changes, const Replacement& replacement) {
-    SitePaths before = _options.site, now = _options.site;
+  void printDifferences(const Changes& changes) {
+    SitePaths before = _site, now = _site;
     before.ident = before.access = now.ident = now.access = "";
-    before.cardSets = replacement.hasTarget(kCardSetsPart) ? before.cardSets : "";
+    if (!_replacement->hasTarget(kCardSetsPart)) before.cardSets = "";
     now.cardSets = _staged.cardSets;
     printChanges(changes, Site(before, Site::Formats::kOptional, _console),
                  Site(now, Site::Formats::kOptional, _console), {}, _console);
   }
 
+  void requireFewLosses(const RemovalLimit& limit) const {
+    const auto now = static_cast<uint32_t>(std::time(nullptr));
+    size_t holders = 0, losers = 0;
+    std::array<size_t, kLossTexts.size()> counts{};
+    _old.forEachHolder([&](const Holder& holder) {
+      const LossSet losses = lossesOf(holder, _fresh.holder(holder.uniqid), now);
+      ++holders;
+      losers += losses.any();
+      for (size_t i = 0; i < losses.size(); ++i) counts[i] += losses[i];
+    });
+    if (limit.allows(losers, holders)) return;
+    std::vector<std::string> texts;
+    for (size_t i = 0; i < counts.size(); ++i)
+      if (counts[i] != 0) texts.push_back(fmt::format("{} {}", counts[i], kLossTexts[i]));
+    throw Failure(ExitStatus::kRefused,
+                  "{} of {} holders would lose something ({}), and --max-removed is {}", losers,
+                  holders, fmt::join(texts, ", "), _options.maxRemoved);
+  }
+
   std::string summaryOf(const Changes& changes, bool isUnchanged) const {
-    const SitePaths& site = _options.site;
-    const auto count = [&changes](auto... fates) {
-      return (changes.countCredentials(fates) + ...);
+    const auto count = [&changes](auto... kinds) {
+      return (changes.countCredentials(kinds) + ...);
     };
     using enum ChangeKind;
-    const char* const outcome = isUnchanged       ? "are up to date; nothing was replaced"
-                                : _options.dryRun ? "would be replaced"
-                                                  : "are replaced";
+    const char* const result = isUnchanged       ? "are up to date; nothing was replaced"
+                               : _options.dryRun ? "would be replaced"
+                                                 : "are replaced";
     return fmt::format(
         "{}, {} and {} {}\n"
         "credentials: {} added, {} removed, {} changed\n"
         "holders: {} added, {} removed, {} changed\n",
-        site.access, site.ident, site.cardSets, outcome, count(kAdded), count(kRemoved),
+        _site.access, _site.ident, _site.cardSets, result, count(kAdded), count(kRemoved),
         count(kMoved, kDeleted, kRestored, kChanged), changes.countHolders(kAdded),
         changes.countHolders(kRemoved), changes.countHolders(kChanged));
   }
 
   const BuildOptions& _options;
+  const SitePaths& _site = _options.site;
   Console& _console;
-  bool& _isReplaced;
-  RemovalLimit _limit;
-  BuildInputs _inputs;
+  std::vector<std::string> _inputs;
+  FileStates _inputStates;  // Before the build.
+  std::optional<Replacement> _replacement;
+  bool _isReplaced = false;  // Whatever fails after that.
   SitePaths _staged;
   Databases _old, _fresh;
   std::vector<std::string> _problems;  // Reported at the end, with status kFound.
   bool _hasWarnings = false;
 };
-
-// Every end says what became of the files.
-ExitStatus build(const BuildOptions& options, Console& console) {
-  deferTerminationSignals();
-  bool isReplaced = false;
-  const auto outcome = [&isReplaced] {
-    return isReplaced ? "all files are replaced" : "nothing was changed";
-  };
-  const auto statusOr = [&isReplaced](ExitStatus failed) {
-    return isReplaced ? ExitStatus::kFound : failed;
-  };
-  try {
-    const ExitStatus status = Build(options, console, isReplaced).run();
-    if (isInterrupted()) console.report("interrupted: {}", outcome());
-    return status;
-  } catch (const CutShortFailure&) {
-    throw;
-  } catch (const std::bad_alloc&) {
-    console.reportText(isReplaced ? "not enough memory: all files are replaced"
-                                  : "not enough memory: nothing was changed");
-    return statusOr(ExitStatus::kNotDone);
-  } catch (const std::exception& error) {
-    console.report("{}: {}", isInterrupted() ? "interrupted" : error.what(), outcome());
-    const auto* const failure = dynamic_cast<const Failure*>(&error);
-    return statusOr(failure != nullptr ? failure->status() : ExitStatus::kNotDone);
-  }
-}
 
 }  // namespace
 
@@ -377,10 +337,8 @@ Run addBuild(Options options) {
   const auto given = std::make_shared<BuildOptions>();
   options.describe("Replace a site's databases by proved ones, or leave them",
                    "badgemint-admin build --keep --log build.log");
-  options.cardsAndFormats(given->site);
-  options.file("--ident", given->site.ident, "The ident database");
-  options.file("--access", given->site.access, "The access database");
-  options.file("--cardsets", given->site.cardSets, "The card sets file");
+  options.file("--cards", given->site.cards, "The cards file");
+  options.databases(given->site);
   options.file("--log", given->log, "Write the log of the build here; it contains PINs");
   options.number("--level", "N", given->logLevel, "The highest level that is logged");
   options.text("--max-removed", "N or N%", given->maxRemoved,
@@ -391,7 +349,7 @@ Run addBuild(Options options) {
   options.flag("--keep", given->keep, "Keep the replaced files under .old");
   options.flag("--changes", given->changes, "Print each change, as diff does");
   options.flag("--quiet", given->quiet, "Print nothing when there is nothing to report");
-  return [given](Console& console) { return build(*given, console); };
+  return [given](Console& console) { return Build(*given, console).run(); };
 }
 
 }  // namespace badgemint::admin

@@ -30,43 +30,29 @@ struct Side {
   std::string formatFolder = ".";
 };
 
-bool exists(const std::string& path) {
-  return std::filesystem::exists(path);
-}
-
-// Formats and card sets stand beside the databases, in a folder of their own; those that do not
-// are as given.
-Side sideOf(const std::string& folder, const std::string& ident, const std::string& access,
-            const SitePaths& given) {
+// Formats and card sets are beside the databases, in a folder of their own; those that are not are
+// as given.
+Side sideOf(const std::string& ident, const std::string& access, const SitePaths& given) {
   Side side{given};
   side.paths.ident = ident;
   side.paths.access = access;
+  const std::string folder = splitPath(ident).folder;
   if (folder == ".") return side;
   const auto inFolder = [&](const std::string& name) { return folder + '/' + name; };
-  const auto isInFolder = [&](const std::string& name) { return exists(inFolder(name)); };
+  const auto exists = [&](const auto& name) { return std::filesystem::exists(inFolder(name)); };
   const std::string formats = inFolder(given.formats);
   requireRegularFile(formats);
-  if (exists(formats) && std::ranges::all_of(formatFiles(formats), isInFolder))
+  if (exists(given.formats) && std::ranges::all_of(formatFiles(formats), exists))
     side.formatFolder = folder, side.paths.formats = formats;
-  if (isInFolder(given.cardSets)) side.paths.cardSets = inFolder(given.cardSets);
+  if (exists(given.cardSets)) side.paths.cardSets = inFolder(given.cardSets);
   return side;
 }
 
-Side sideOfFolder(const std::string& folder, const SitePaths& given) {
-  if (std::filesystem::is_regular_file(folder))
-    throw Failure(ExitStatus::kNotDone,
-                  "{} is not a folder; for files write --old IDENT ACCESS --new IDENT ACCESS",
-                  folder);
-  return sideOf(folder, folder + '/' + given.ident, folder + '/' + given.access, given);
-}
-
-Side sideOfFiles(const std::vector<std::string>& files, const SitePaths& given) {
-  return sideOf(splitPath(files.at(0)).folder, files.at(0), files.at(1), given);
-}
-
 Side keptSide(const SitePaths& given) {
-  Side side = sideOf(".", given.ident + kKeptSuffix, given.access + kKeptSuffix, given);
-  if (exists(given.cardSets + kKeptSuffix)) side.paths.cardSets += kKeptSuffix;
+  Side side{given};
+  side.paths.ident += kKeptSuffix;
+  side.paths.access += kKeptSuffix;
+  if (std::filesystem::exists(given.cardSets + kKeptSuffix)) side.paths.cardSets += kKeptSuffix;
   return side;
 }
 
@@ -79,42 +65,41 @@ std::pair<Side, Side> sidesOf(const DiffOptions& options) {
                   "give two folders to compare, or --old IDENT ACCESS and --new IDENT ACCESS, "
                   "or --kept");
   if (options.kept) return {keptSide(site), Side{site}};
-  if (folders.empty()) return {sideOfFiles(oldFiles, site), sideOfFiles(newFiles, site)};
-  return {sideOfFolder(folders.at(0), site), sideOfFolder(folders.at(1), site)};
+  if (folders.empty())
+    return {sideOf(oldFiles[0], oldFiles[1], site), sideOf(newFiles[0], newFiles[1], site)};
+  for (const std::string& folder : folders)
+    if (std::filesystem::is_regular_file(folder))
+      throw Failure(ExitStatus::kNotDone,
+                    "{} is not a folder; for files write --old IDENT ACCESS --new IDENT ACCESS",
+                    folder);
+  const auto sideOfFolder = [&site](const std::string& folder) {
+    return sideOf(folder + '/' + site.ident, folder + '/' + site.access, site);
+  };
+  return {sideOfFolder(folders[0]), sideOfFolder(folders[1])};
 }
 
 void open(std::optional<Site>& site, const Side& side) {
   site.emplace(side.paths, Site::Formats::kOptional, side.formatFolder);
-  requireWholeRecords(site->databases(), side.paths.ident, side.paths.access);
+  requireWholeRecords(site->databases(), side.paths);
   site->databases().sort();
 }
 
-// Numbers and what they count, as text and as JSON.
-class Counts {
- public:
-  void add(const char* what, size_t number) {
-    _text += fmt::format("{}{} {}", _text.empty() ? "" : ", ", number, what);
-    _json.add(what, number);
-  }
-  const std::string& text() const { return _text; }
-  const JsonObject& json() const { return _json; }
-
- private:
-  std::string _text;
-  JsonObject _json;
-};
-
-void printCounts(const Changes& changes, bool json, Console& console) {
+void printCounts(const Changes& changes, bool asJson, Console& console) {
   using enum ChangeKind;
-  Counts holders, credentials;
-  for (const auto kind : {kAdded, kRemoved, kChanged})
+  std::string text;
+  JsonObject holders, credentials;
+  for (const auto kind : {kAdded, kRemoved, kChanged}) {
     holders.add(nameOf(kind), changes.countHolders(kind));
-  for (const auto kind : {kAdded, kRemoved, kMoved, kDeleted, kRestored, kChanged})
+    text += fmt::format(", {} {}", changes.countHolders(kind), nameOf(kind));
+  }
+  text.replace(0, 2, "holders: ").append("\ncredentials: ");
+  for (const auto kind : {kAdded, kRemoved, kMoved, kDeleted, kRestored, kChanged}) {
     credentials.add(nameOf(kind), changes.countCredentials(kind));
-  if (!json)
-    return console.print("holders: {}\ncredentials: {}\n", holders.text(), credentials.text());
-  const auto summary =
-      JsonObject().add("holders", holders.json()).add("credentials", credentials.json());
+    text += fmt::format("{} {}{}", changes.countCredentials(kind), nameOf(kind),
+                        kind == kChanged ? "\n" : ", ");
+  }
+  if (!asJson) return console.print("{}", text);
+  const auto summary = JsonObject().add("holders", holders).add("credentials", credentials);
   console.printJson(JsonObject().add("summary", summary));
 }
 

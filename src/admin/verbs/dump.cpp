@@ -1,12 +1,14 @@
 // The verb `dump`: writes the cards file of existing databases, and reports what such a file cannot
 // say. Each line is given to a build's own code, which must make the records that it came from.
+#include <fmt/compile.h>
+
 #include <array>
 #include <cerrno>
-#include <concepts>
 #include <cstring>
+#include <filesystem>
 #include <functional>
 #include <iostream>
-#include <map>
+#include <iterator>
 #include <memory>
 #include <optional>
 
@@ -15,7 +17,6 @@
 #include "admin/records/databases.h"
 #include "admin/records/expected.h"
 #include "admin/records/wording.h"
-#include "admin/signals.h"
 #include "admin/verbs/verb.h"
 #include "inputcards/cardindex.h"
 #include "support/datetime.h"
@@ -53,56 +54,6 @@ class Warnings {
   size_t _count = 0;
 };
 
-// A line of a cards file, field by field, and where its PIN stands.
-class CardsLine {
- public:
-  void start(char type) { _text.assign(1, type); }
-
-  void operator()(const LineField&, std::integral auto number) {
-    const fmt::format_int digits(number);
-    _text += ' ';
-    _text.append(digits.data(), digits.size());
-  }
-  void operator()(const LineField& field, std::string_view word) {
-    _text += ' ';
-    if (field.kind == FieldKind::kPin) _pin = {_text.size(), word.size()};
-    _text += word;
-  }
-
-  std::string& text() { return _text; }
-  void hidePin() { _text.replace(_pin.start, _pin.length, 1, '*'); }
-
- private:
-  std::string _text;
-  struct {
-    size_t start = 0, length = 0;
-  } _pin;
-};
-
-template <size_t Digits>
-struct PinText : DigitText<Digits> {
-  using DigitText<Digits>::DigitText;
-  std::string_view word() const { return *this->c_str() == '\0' ? "0" : this->c_str(); }
-};
-
-void appendHolder(CardsLine& line, const AccessRecord& access) {
-  const DateAndTime start = splitDateTime(formatDateTime(access.starttime).data());
-  const DateAndTime end = splitDateTime(formatDateTime(access.endtime).data());
-  HolderFields holder = {.accessLevels = {},
-                         .flag2 = access.flag(2),
-                         .flag1 = access.flag(1),
-                         .flag4 = access.flag(4),
-                         .escortId = access.escortid,
-                         .startDate = start.date.data(),
-                         .startTime = start.time.data(),
-                         .endDate = end.date.data(),
-                         .endTime = end.time.data(),
-                         .elevatorAccess = access.elevatoraccess,
-                         .outputRelayGroup = access.outrelaygrpid};
-  std::ranges::copy(access.acclevel, holder.accessLevels.begin());
-  forEachHolderField(holder, std::ref(line));
-}
-
 // Records of one credential.
 struct Credential {
   const IdentRecord& ident;
@@ -110,35 +61,80 @@ struct Credential {
   std::optional<std::string> cardNumber;  // None for a PIN.
 };
 
-void writeCard(CardsLine& line, const Credential& credential) {
-  const uint32_t code = credential.ident.cardsetcode;
-  const PinText<kMaxPinDigits> pin(credential.access->pincode);
-  line.start(code == kFormatlessCode ? kNoFormatCardLine : kCardLine);
-  const CardLine card = {.csid = code == kFormatlessCode ? 0 : static_cast<int32_t>(code),
-                         .cardNumber = *credential.cardNumber,
-                         .pin = pin.word(),
-                         .uniqid = credential.access->uniqid};
-  forEachCardField(card, std::ref(line));
-  appendHolder(line, *credential.access);
-  line(kLastFlagField, credential.access->flag(5));
-}
-
-void writePin(CardsLine& line, const Credential& credential) {
-  const PinText<kMaxPinIdentDigits> pin(credential.ident.cardnumber);
-  line.start(credential.access != nullptr ? kPinLine : kPinIdentLine);
-  forEachPinField(PinLine{.pin = pin.word(), .uniqid = credential.ident.uniqid}, std::ref(line));
-  if (credential.access != nullptr) appendHolder(line, *credential.access);
-}
-
 bool isPin(const IdentRecord& ident) {
   return ident.cardsetcode == kPinOnlyCode || ident.cardsetcode == kPinIdentCode;
 }
 
-// The 'c', 'n', 'p' or 'o' line of a credential, its newline included.
-void writeLine(CardsLine& line, const Credential& credential) {
-  isPin(credential.ident) ? writePin(line, credential) : writeCard(line, credential);
-  line.text() += '\n';
+template <size_t Digits, typename Bytes>
+std::string pinWord(const Bytes& bytes) {
+  const DigitText<Digits> digits(bytes);
+  return *digits.c_str() == '\0' ? "0" : digits.c_str();
 }
+
+// A line of a cards file, field by field, and where its PIN stands.
+class CardsLine {
+ public:
+  // Makes the 'c', 'n', 'p' or 'o' line of a credential, its newline included.
+  void write(const Credential& credential) {
+    isPin(credential.ident) ? writePin(credential) : writeCard(credential);
+    _text += '\n';
+  }
+
+  std::string& text() { return _text; }
+  void hidePin() { _text.replace(_pin.start, _pin.length, 1, '*'); }
+
+  // Appends a field.
+  void operator()(const LineField& field, const auto& value) {
+    const size_t start = _text.size() + 1;
+    fmt::format_to(std::back_inserter(_text), FMT_COMPILE(" {}"), value);
+    if (field.kind == FieldKind::kPin) _pin = {start, _text.size() - start};
+  }
+
+ private:
+  void writeCard(const Credential& credential) {
+    const uint32_t code = credential.ident.cardsetcode;
+    const bool hasFormat = code != kFormatlessCode;
+    const std::string pin = pinWord<kMaxPinDigits>(credential.access->pincode);
+    _text = hasFormat ? kCardLine : kNoFormatCardLine;
+    forEachCardField(CardLine{.csid = hasFormat ? static_cast<int32_t>(code) : 0,
+                              .cardNumber = *credential.cardNumber,
+                              .pin = pin,
+                              .uniqid = credential.access->uniqid},
+                     std::ref(*this));
+    writeHolder(*credential.access);
+    (*this)(kLastFlagField, credential.access->flag(5));
+  }
+
+  void writePin(const Credential& credential) {
+    const std::string pin = pinWord<kMaxPinIdentDigits>(credential.ident.cardnumber);
+    _text = credential.access != nullptr ? kPinLine : kPinIdentLine;
+    forEachPinField(PinLine{.pin = pin, .uniqid = credential.ident.uniqid}, std::ref(*this));
+    if (credential.access != nullptr) writeHolder(*credential.access);
+  }
+
+  void writeHolder(const AccessRecord& access) {
+    const DateAndTime start = splitDateTime(formatDateTime(access.starttime).data());
+    const DateAndTime end = splitDateTime(formatDateTime(access.endtime).data());
+    HolderFields holder = {.accessLevels = {},
+                           .flag2 = access.flag(2),
+                           .flag1 = access.flag(1),
+                           .flag4 = access.flag(4),
+                           .escortId = access.escortid,
+                           .startDate = start.date.data(),
+                           .startTime = start.time.data(),
+                           .endDate = end.date.data(),
+                           .endTime = end.time.data(),
+                           .elevatorAccess = access.elevatoraccess,
+                           .outputRelayGroup = access.outrelaygrpid};
+    std::ranges::copy(access.acclevel, holder.accessLevels.begin());
+    forEachHolderField(holder, std::ref(*this));
+  }
+
+  std::string _text;
+  struct {
+    size_t start = 0, length = 0;
+  } _pin;
+};
 
 // "f 3 3 A=666 B=0\n": the value of each field that the format has beside the card number, 0 too.
 // Without a format the values that the set has.
@@ -207,7 +203,7 @@ class Dump {
       return leaveOut(ident,
                       fmt::format("card set {} or its format is not known", ident.cardsetcode));
     if (ident.deleted != 0) return addDeleted(credential);
-    writeLine(_line, credential);
+    _line.write(credential);
     compareWithBuild(credential);
     if (!_options.withPins) _line.hidePin();
     addLine(_line.text());
@@ -220,7 +216,7 @@ class Dump {
 
   // A build of a line would make the credential valid again.
   void addDeleted(const Credential& credential) {
-    writeLine(_line, credential);
+    _line.write(credential);
     if (!_options.withPins) _line.hidePin();
     addLine(fmt::format("# deleted: {}", _line.text()));
     _warnings.add("{} is marked as deleted: its line is a comment", textOf(credential.ident));
@@ -235,8 +231,7 @@ class Dump {
   // The line is not in the text yet.
   void compareWithBuild(const Credential& credential) {
     _credential = &credential;
-    const int32_t result = _expected.readLine({_line.text().data(), _lines + 1});
-    if (result < 0)
+    if (const int32_t result = _expected.readLine({_line.text().data(), _lines + 1}); result < 0)
       _warnings.add("{}: a build ends at its line with the result {}", textOf(credential.ident),
                     result);
   }
@@ -304,14 +299,6 @@ void checkOutput(const DumpOptions& options) {
   requireDistinctFiles(inputs, {options.output});
 }
 
-void reportReadableByOthers(const DumpOptions& options, Console& console) {
-  reportIfReadableByOthers(options.site.ident, console);
-  reportIfReadableByOthers(options.site.access, console);
-  const bool isConsole = options.output.empty() && &console.output() == &std::cout;
-  if (isConsole && isReadableByOthers("/dev/stdout"))
-    console.report("the dump contains PINs and its file can be read by other users");
-}
-
 ExitStatus dump(const DumpOptions& options, Console& console) {
   std::optional<NewFile> file;
   if (!options.output.empty()) {
@@ -330,7 +317,13 @@ ExitStatus dump(const DumpOptions& options, Console& console) {
     warnings.add("{} is written, but a power cut may undo that: {}", options.output,
                  std::strerror(errno));
   warnings.report(console);
-  if (options.withPins) reportReadableByOthers(options, console);
+  if (options.withPins) {
+    std::vector<std::string> paths = {options.site.ident, options.site.access};
+    std::error_code isPipe;
+    if (!file && &console.output() == &std::cout)
+      paths.push_back(std::filesystem::canonical("/dev/stdout", isPipe));
+    reportReadableByOthers(paths, console);
+  }
   return warnings.any() ? ExitStatus::kFound : ExitStatus::kAllWell;
 }
 

@@ -64,7 +64,7 @@ Filter changedSince(const SitePaths& site, const std::string& folder, const Data
   paths.ident = folder + '/' + site.ident;
   paths.access = folder + '/' + site.access;
   Site before(paths, Site::Formats::kOptional);
-  requireWholeRecords(before.databases(), paths.ident, paths.access);
+  requireWholeRecords(before.databases(), paths);
   before.databases().sort();
   const Changes changes = compare(before.databases(), now);
   const auto changed = std::make_shared<std::vector<uint32_t>>();
@@ -228,7 +228,7 @@ ExitStatus list(const ListOptions& options, Console& console) {
   checkOptions(options);
   Site site(options.site, Site::Formats::kOptional, console);
   Databases& databases = site.databases();
-  requireWholeRecords(databases, options.site.ident, options.site.access);
+  requireWholeRecords(databases, options.site);
   databases.sort();
   const uint32_t now = parseTimeOrNow("", "");
   const std::vector<Filter> filters = filtersOf(options, now, databases);

@@ -88,25 +88,19 @@ class HolderPrinter {
   }
 
   void printValidity(const AccessRecord& record) {
-    std::string text;
+    std::string period;
     if (record.starttime != 0)
-      text = fmt::format("from {} UTC ", timeText(record.starttime).data());
-    if (record.endtime != 0) text += fmt::format("until {} UTC ", timeText(record.endtime).data());
-    if (text.empty()) text = "without limit ";
-    text.back() = ',';
-    const Validity validity = validityAt(_now, record);
-    text.append(" ").append(validityText(validity));
-    if (validity == Validity::kExpired)
-      text += fmt::format(" since {} UTC", timeText(record.endtime + 1).data());
-    if (validity == Validity::kValid) text += _options.at.empty() ? " now" : " then";
-    line("validity: {}", text);
+      period = fmt::format(" from {} UTC", timeText(record.starttime).data());
+    if (record.endtime != 0)
+      period += fmt::format(" until {} UTC", timeText(record.endtime).data());
+    line("validity:{}, {}", period.empty() ? " without limit" : period, validityText(record, _now));
   }
 
   void printCredential(const IdentRecord& record) {
     const std::string name = credentialText(record, _site, _options.withPins);
     const std::string key = keyText(record, _options.withPins);
-    const bool showsKey = key != kHiddenPin && name.find(key) == std::string::npos;
-    line("{}{}{}{}", name, showsKey ? ", key " : "", showsKey ? key : "",
+    const bool isNamedByKey = name.find(key) != std::string::npos;
+    line("{}{}{}", name, isNamedByKey ? "" : ", key " + key,
          record.deleted != 0 ? ", deleted" : "");
   }
 
@@ -167,8 +161,7 @@ std::vector<Query> parseQueries(const ShowOptions& options, const Site& site) {
   for (const std::string& word : options.cards) queries.push_back(parseCards(word, site));
   for (const std::string& word : options.keys) {
     const CardPattern key = parseKey(word);
-    queries.push_back(
-        {.subject = fmt::format("credential with key {}", keyText(key)), .keys = {key}});
+    queries.push_back({.subject = "credential with key " + keyText(key), .keys = {key}});
   }
   return queries;
 }
@@ -188,11 +181,6 @@ void findHolders(std::vector<Query>& queries, const Databases& databases, bool w
   });
 }
 
-void reportRest(size_t rest, const std::string& path, Console& console) {
-  if (rest != 0)
-    console.report("{} ends within a record; its last {} bytes are ignored", path, rest);
-}
-
 ExitStatus show(const ShowOptions& options, Console& console) {
   if (options.holders.empty() && options.cards.empty() && options.keys.empty())
     throw Failure(ExitStatus::kNotDone, "no holder given; write a unique ID, a --card or a --key");
@@ -200,8 +188,10 @@ ExitStatus show(const ShowOptions& options, Console& console) {
   Databases& databases = site.databases();
   HolderPrinter printer(options, site, console);
   std::vector<Query> queries = parseQueries(options, site);
-  reportRest(databases.identRest, options.site.ident, console);
-  reportRest(databases.accessRest, options.site.access, console);
+  for (const auto& [rest, path] : {std::pair(databases.identRest, options.site.ident),
+                                   std::pair(databases.accessRest, options.site.access)})
+    if (rest != 0)
+      console.report("{} ends within a record; its last {} bytes are ignored", path, rest);
   databases.sort();
   findHolders(queries, databases, options.withPins);
   ExitStatus status = ExitStatus::kAllWell;

@@ -177,16 +177,19 @@ class DatabasesCheck {
   void run() {
     checkFiles();
     if (!_options.cards.empty()) compareWithBuild();
-    for (size_t i = 0; i < _idents.size(); ++i)
-      if (!_isExpectedIdent[i]) checkIdent(_idents[i]);
-    for (size_t i = 0; i < _accesses.size(); ++i)
-      if (!_isExpectedAccess[i]) checkAccess(_accesses[i]);
+    for (const IdentRecord& record : _idents)
+      if (!isExpected(record)) checkIdent(record);
+    for (const AccessRecord& record : _accesses)
+      if (!isExpected(record)) checkAccess(record);
     checkSharedKeys();
     checkHolders();
   }
 
  private:
-  using Numbers = std::span<const uint32_t>;
+  template <typename Record>
+  using Pointers = std::vector<const Record*>;
+  template <typename Record>
+  using Span = std::span<const Record* const>;
 
   // Faults of the files as a whole.
   void checkFiles() {
@@ -228,10 +231,8 @@ class DatabasesCheck {
     if (const char* const field = differingField(*found.record, made))
       _faults.add(*found.record, "differs",
                   fmt::format("is not as in the cards file, line {}: {}", expected.line, field));
-    else if constexpr (std::is_same_v<Record, IdentRecord>)
-      _isExpectedIdent[static_cast<size_t>(found.record - _idents.data())] = true;
     else
-      _isExpectedAccess[static_cast<size_t>(found.record - _accesses.data())] = true;
+      isExpected(*found.record) = true;
   }
 
   template <typename Record, typename Walk>
@@ -273,72 +274,74 @@ class DatabasesCheck {
   }
 
   // What a build makes of a wrong line, too.
-  void checkHolderOf(const AccessRecord& record, Numbers accessesByUniqid) {
+  void checkHolderOf(const AccessRecord& record, const Pointers<AccessRecord>& byUniqid) {
     if (record.endtime != 0 && record.endtime < record.starttime)
       _faults.add(record, "period",
                   fmt::format("is never valid: the end {} is before the start {}",
                               timeText(record.endtime).data(), timeText(record.starttime).data()));
-    const auto uniqidAt = [this](uint32_t number) { return _accesses[number].uniqid; };
     if (record.escortid != 0 &&
-        !std::ranges::binary_search(accessesByUniqid, record.escortid, {}, uniqidAt))
+        !std::ranges::binary_search(byUniqid, record.escortid, {}, uniqidOf<const AccessRecord*>))
       _faults.add(
           record, "escort",
           fmt::format("has escort {}, who is not a holder: no door ever opens", record.escortid));
   }
 
   void checkSharedKeys() {
-    std::vector<std::pair<CardPattern, uint32_t>> keys;
-    keys.reserve(_idents.size());
-    for (uint32_t i = 0; i < _idents.size(); ++i)
-      if (isValid(_idents[i])) keys.emplace_back(_idents[i].cardnumber, i);
-    std::ranges::sort(keys);
-    for (size_t first = 0, i = 1; i < keys.size(); ++i)
-      if (keys[i].first != keys[first].first)
+    Pointers<IdentRecord> byKey;
+    for (const IdentRecord& record : _idents)
+      if (isValid(record)) byKey.push_back(&record);
+    std::ranges::stable_sort(byKey, {}, &IdentRecord::cardnumber);
+    for (size_t first = 0, i = 1; i < byKey.size(); ++i)
+      if (byKey[i]->cardnumber != byKey[first]->cardnumber)
         first = i;
       else
-        _faults.add(_idents[keys[i].second], "unique",
-                    fmt::format("has the key of record {}", keys[first].second));
+        _faults.add(*byKey[i], "unique",
+                    fmt::format("has the key of record {}", byKey[first] - _idents.data()));
   }
 
   void checkHolders() {
-    const std::vector<uint32_t> idents = orderByUniqid(_idents);
-    const std::vector<uint32_t> accesses = orderByUniqid(_accesses);
+    const auto accesses = orderByUniqid(_accesses);
     for (const AccessRecord& record : _accesses) checkHolderOf(record, accesses);
-    forEachUniqid(
-        Numbers(idents), Numbers(accesses), [this](uint32_t i) { return _idents[i].uniqid; },
-        [this](uint32_t i) { return _accesses[i].uniqid; },
-        [&](uint32_t, Numbers own, Numbers rights) {
-          checkAccessesOfHolder(own, rights);
-          checkIdentsOfHolder(own, rights.empty());
-        });
+    forEachUniqid(orderByUniqid(_idents), accesses, [&](uint32_t, auto own, auto rights) {
+      checkAccessesOfHolder(own, rights);
+      checkIdentsOfHolder(own, rights.empty());
+    });
   }
 
   // A build writes an access record with each credential but the PIN beside a card.
-  void checkAccessesOfHolder(Numbers idents, Numbers accesses) {
-    if (idents.empty())
-      for (const uint32_t i : accesses) _faults.add(_accesses[i], "holder", "has no credential");
-    const auto owners = static_cast<size_t>(std::ranges::count_if(
-        idents, [this](uint32_t i) { return _idents[i].cardsetcode != kPinIdentCode; }));
-    for (size_t n = std::max(owners, size_t{1}); n < accesses.size(); ++n)
-      _faults.add(_accesses[accesses[n]], "holder",
-                  fmt::format("already has record {}", accesses[0]));
+  void checkAccessesOfHolder(Span<IdentRecord> idents, Span<AccessRecord> accesses) {
+    size_t owners = 0;
+    for (const IdentRecord* const ident : idents) owners += ident->cardsetcode != kPinIdentCode;
+    for (size_t n = 0; n < accesses.size(); ++n)
+      if (idents.empty())
+        _faults.add(*accesses[n], "holder", "has no credential");
+      else if (n > 0 && n >= owners)
+        _faults.add(*accesses[n], "holder",
+                    fmt::format("already has record {}", accesses[0] - _accesses.data()));
   }
 
   // A PIN beside a card that lacks its card passes a build when no unique ID is lower.
-  void checkIdentsOfHolder(Numbers idents, bool hasNoAccess) {
-    const uint32_t* last = nullptr;
+  void checkIdentsOfHolder(Span<IdentRecord> idents, bool hasNoAccess) {
+    const IdentRecord* last = nullptr;
     size_t valid = 0;
-    for (const uint32_t& i : idents) {
-      if (!isValid(_idents[i])) continue;
+    for (const IdentRecord* const ident : idents) {
+      if (!isValid(*ident)) continue;
       ++valid;
-      if (hasNoAccess && !_isExpectedIdent[i])
-        _faults.add(_idents[i], "holder", "has no access record");
-      if (last != nullptr && !arePartners(_idents[*last], _idents[i]))
-        _faults.add(_idents[i], "unique", fmt::format("has the unique ID of record {}", *last));
-      last = &i;
+      if (hasNoAccess && !isExpected(*ident)) _faults.add(*ident, "holder", "has no access record");
+      if (last != nullptr && !arePartners(*last, *ident))
+        _faults.add(*ident, "unique",
+                    fmt::format("has the unique ID of record {}", last - _idents.data()));
+      last = ident;
     }
-    if (valid == 1 && _idents[*last].cardsetcode == kPinIdentCode && !_isExpectedIdent[*last])
-      _faults.add(_idents[*last], "pair", "has no card beside it");
+    if (valid == 1 && last->cardsetcode == kPinIdentCode && !isExpected(*last))
+      _faults.add(*last, "pair", "has no card beside it");
+  }
+
+  std::vector<bool>::reference isExpected(const IdentRecord& record) {
+    return _isExpectedIdent[static_cast<size_t>(&record - _idents.data())];
+  }
+  std::vector<bool>::reference isExpected(const AccessRecord& record) {
+    return _isExpectedAccess[static_cast<size_t>(&record - _accesses.data())];
   }
 
   const VerifyOptions& _options;

@@ -30,7 +30,6 @@ struct Verdict {
   ExitStatus status;
   std::vector<std::string> reasons;
 
-  bool isGranted() const { return status == ExitStatus::kAllWell; }
   bool operator==(const Verdict&) const = default;
 };
 
@@ -52,166 +51,140 @@ struct Subject {
   std::vector<IdentRecord> credentials{};  // All of a holder, or those with one key.
 };
 
+// Where and when.
+struct Question {
+  const AccessLevelSet& levels;
+  uint32_t door, now;
+};
+
 [[noreturn]] void failUntold(const std::string& why) {
   throw Failure(ExitStatus::kNotDone, "{}", why);
 }
 
-class Decision {
- public:
-  Decision(const AccessLevelSet& levels, uint32_t door, uint32_t now)
-      : _levels(levels), _door(door), _now(now) {}
-
-  Verdict decide(const Subject& subject, const Databases& databases) const {
-    const Holder holder = databases.holder(subject.uniqid.value_or(0));
-    const auto accesses = subject.uniqid ? holder.accesses : std::span<const AccessRecord>();
-    if (subject.credentials.empty() && accesses.empty())
-      return {ExitStatus::kRefused, {subject.name + " is not in the databases"}};
-    std::vector<std::string> refusals = credentialRefusals(subject);
-    if (accesses.empty()) {
-      refusals.push_back(fmt::format("holder {} has no access record", *subject.uniqid));
-      return {ExitStatus::kFound, refusals};
-    }
-    Verdict verdict = decide(accesses.front(), refusals);
-    for (const AccessRecord& other : accesses)
-      if (decide(other, refusals) != verdict)
-        failUntold(
-            fmt::format("holder {} has several access records, and they disagree", other.uniqid));
-    return verdict;
+std::vector<std::string> grantsOf(const AccessRecord& record, const Question& question) {
+  const DoorGroupReaders readers;
+  const SameDoorGroup doorGroups;
+  const ActiveSchedules schedules;
+  const AccessLevelSet& levels = question.levels;
+  const AccessChecker checker(levels, readers, doorGroups, schedules);
+  std::vector<std::string> grants;
+  std::set<uint16_t> known = {0};
+  for (const uint16_t level : record.acclevel) {
+    if (!known.insert(level).second || checker.checkAccess(level, question.door) != kReasonGranted)
+      continue;
+    for (const AccessPair& pair : levels.level(levels.findLevel(level)).pairs())
+      if (pair.doorgroup == question.door)
+        grants.push_back(
+            fmt::format("by access level {} while schedule {} is active", level, pair.schedule));
   }
+  return grants;
+}
 
- private:
-  static std::vector<std::string> credentialRefusals(const Subject& subject) {
-    if (subject.credentials.empty()) return {subject.name + " has no credential"};
-    const auto isDeleted = [](const IdentRecord& record) { return record.deleted != 0; };
-    if (!std::ranges::all_of(subject.credentials, isDeleted)) return {};
-    return {subject.name.starts_with("holder")
-                ? "every credential of " + subject.name + " is marked as deleted"
-                : subject.name + " is marked as deleted"};
-  }
+Verdict decide(const AccessRecord& record, const Question& question,
+               std::vector<std::string> refusals) {
+  if (question.now < record.starttime)
+    refusals.push_back(fmt::format("not valid before {} UTC", timeText(record.starttime).data()));
+  if (record.endtime != 0 && question.now > record.endtime)
+    refusals.push_back(fmt::format("expired since {} UTC", timeText(record.endtime + 1).data()));
+  const std::vector<std::string> grants = grantsOf(record, question);
+  if (grants.empty())
+    refusals.push_back(fmt::format("no access level opens door group {}", question.door));
+  if (refusals.empty()) return {ExitStatus::kAllWell, grants};
+  return {ExitStatus::kFound, refusals};
+}
 
-  Verdict decide(const AccessRecord& record, std::vector<std::string> refusals) const {
-    if (_now < record.starttime)
-      refusals.push_back(fmt::format("not valid before {} UTC", timeText(record.starttime).data()));
-    if (record.endtime != 0 && _now > record.endtime)
-      refusals.push_back(fmt::format("expired since {} UTC", timeText(record.endtime + 1).data()));
-    const std::vector<std::string> grants = grantsOf(record);
-    if (grants.empty())
-      refusals.push_back(fmt::format("no access level opens door group {}", _door));
-    if (refusals.empty()) return {ExitStatus::kAllWell, grants};
+Verdict decide(const Subject& subject, const Question& question, const Databases& databases) {
+  const Holder holder = subject.uniqid ? databases.holder(*subject.uniqid) : Holder{};
+  const auto& [name, uniqid, credentials] = subject;
+  if (credentials.empty() && holder.accesses.empty())
+    return {ExitStatus::kRefused, {name + " is not in the databases"}};
+  std::vector<std::string> refusals;
+  if (credentials.empty())
+    refusals.push_back(name + " has no credential");
+  else if (std::ranges::count(credentials, 0U, &IdentRecord::deleted) == 0)
+    refusals.push_back((name.starts_with("holder") ? "every credential of " : "") + name +
+                       " is marked as deleted");
+  if (holder.accesses.empty()) {
+    refusals.push_back(fmt::format("holder {} has no access record", holder.uniqid));
     return {ExitStatus::kFound, refusals};
   }
-
-  std::vector<std::string> grantsOf(const AccessRecord& record) const {
-    const DoorGroupReaders readers;
-    const SameDoorGroup doorGroups;
-    const ActiveSchedules schedules;
-    const AccessChecker checker(_levels, readers, doorGroups, schedules);
-    std::vector<std::string> grants;
-    std::set<uint16_t> known = {0};
-    for (const uint16_t level : record.acclevel) {
-      if (!known.insert(level).second || checker.checkAccess(level, _door) != kReasonGranted)
-        continue;
-      for (const AccessPair& pair : _levels.level(_levels.findLevel(level)).pairs())
-        if (pair.doorgroup == _door)
-          grants.push_back(
-              fmt::format("by access level {} while schedule {} is active", level, pair.schedule));
-    }
-    return grants;
-  }
-
-  const AccessLevelSet& _levels;
-  const uint32_t _door, _now;
-};
-
-// Card set and number of "SET:NUMBER".
-std::pair<std::string, std::string> splitCard(const std::string& word) {
-  const size_t colon = word.find(':');
-  return {word.substr(0, colon), word.substr(colon + 1)};
+  Verdict verdict = decide(holder.accesses.front(), question, refusals);
+  for (const AccessRecord& other : holder.accesses)
+    if (decide(other, question, refusals) != verdict)
+      failUntold(
+          fmt::format("holder {} has several access records, and they disagree", other.uniqid));
+  return verdict;
 }
 
 // What was asked for and is in neither database.
 void addMissing(JsonObject& object, const WhyOptions& options) {
   if (!options.key.empty()) object.add("key", keyText(parseKey(options.key)));
   if (options.card.empty()) return;
-  const auto [set, number] = splitCard(options.card);
-  if (const auto csid = numberOf(set)) object.add("set", *csid);
-  object.add("card", number);
+  const size_t colon = options.card.find(':');
+  if (const auto csid = numberOf(options.card.substr(0, colon))) object.add("set", *csid);
+  object.add("card", options.card.substr(colon + 1));
 }
 
 // Throws Failure (refused) when no credential can be what was asked for.
 Subject findSubject(const WhyOptions& options, const Site& site) {
   const Databases& databases = site.databases();
   if (!options.holder.empty()) {
-    const auto credentials = databases.holder(parseHolder(options.holder)).credentials;
-    return {"holder " + options.holder,
-            parseHolder(options.holder),
-            {credentials.begin(), credentials.end()}};
+    const auto [uniqid, accesses, own] = databases.holder(parseHolder(options.holder));
+    return {fmt::format("holder {}", uniqid), uniqid, {own.begin(), own.end()}};
   }
   const bool isCard = !options.card.empty();
   const CardPattern key = isCard ? parseCard(options.card, site) : parseKey(options.key);
-  Subject subject{fmt::format("the credential with key {}", keyText(key))};
-  for (const IdentRecord& record : databases.idents)
-    if (record.cardnumber == key && (options.withPins || !isPinEntry(record)))
-      subject.credentials.push_back(record);
-  if (isCard) {
-    const auto [set, number] = splitCard(options.card);
-    subject.name = fmt::format("card {} of card set {}", number, set);
-  } else if (!subject.credentials.empty()) {
-    subject.name = credentialText(subject.credentials.front(), site, options.withPins);
-  }
-  for (const IdentRecord& record : subject.credentials) {
-    if (subject.uniqid.value_or(record.uniqid) != record.uniqid)
+  Subject subject{isCard ? "card " + options.card : "the credential with key " + keyText(key)};
+  for (const IdentRecord& record : databases.idents) {
+    if (record.cardnumber != key || (isPinEntry(record) && !options.withPins)) continue;
+    if (subject.credentials.empty())
+      subject.name = credentialText(record, site, options.withPins);
+    else if (subject.uniqid != record.uniqid)
       failUntold(subject.name + " belongs to several holders");
     subject.uniqid = record.uniqid;
+    subject.credentials.push_back(record);
   }
   return subject;
 }
 
 void printVerdict(const Verdict& verdict, const WhyOptions& options, const Subject& subject,
                   const Site& site, Console& console) {
+  const auto& [status, reasons] = verdict;
+  const bool isGranted = status == ExitStatus::kAllWell;
   if (options.json) {
     JsonObject object;
-    object.add("granted", verdict.isGranted());
+    object.add("granted", isGranted);
     if (subject.uniqid) object.add("holder", *subject.uniqid);
     if (options.holder.empty() && !subject.credentials.empty())
       addCredential(object, subject.credentials.front(), site, options.withPins);
     else
       addMissing(object, options);
-    return console.printJson(object.add("reasons", verdict.reasons));
+    return console.printJson(object.add("reasons", reasons));
   }
-  console.print("{}{}\n",
-                verdict.isGranted() ? "granted " : "denied: ", printable(verdict.reasons.front()));
-  for (size_t i = 1; i < verdict.reasons.size(); ++i)
-    console.print("  {}\n", printable(verdict.reasons[i]));
-}
-
-uint32_t parseDoor(const std::string& word) {
-  const auto door = numberOf(word);
-  if (!door)
-    throw Failure(ExitStatus::kNotDone,
-                  "--door {} is not a door group, a number from 0 to 4294967295", inQuotes(word));
-  return *door;
+  console.print("{}{}\n", isGranted ? "granted " : "denied: ", printable(reasons.front()));
+  for (size_t i = 1; i < reasons.size(); ++i) console.print("  {}\n", printable(reasons[i]));
 }
 
 ExitStatus why(const WhyOptions& options, Console& console) {
   if (!options.holder.empty() + !options.card.empty() + !options.key.empty() != 1)
     failUntold("write one unique ID, one --card or one --key");
-  if (options.door.empty() || options.levels.empty())
-    failUntold("write the door group with --door and the access levels file with --levels");
+  const auto door = numberOf(options.door);
+  if (!door || options.levels.empty())
+    failUntold(
+        "write the door group with --door, a number from 0 to 4294967295, and the access levels "
+        "file with --levels");
   AccessLevelSet levels;
   openLevels(options.levels, levels);
-  const Decision decision(levels, parseDoor(options.door), parseTimeOrNow("--at", options.at));
-  const SitePaths& paths = options.site;
+  const Question question{levels, *door, parseTimeOrNow("--at", options.at)};
   using enum Site::Formats;  // Only a card number needs them.
-  Site site(paths, options.card.empty() ? kOptional : kRequired);
-  if (site.databases().identRest != 0) failUntold(paths.ident + " ends within a record");
-  if (site.databases().accessRest != 0) failUntold(paths.access + " ends within a record");
+  Site site(options.site, options.card.empty() ? kOptional : kRequired);
+  requireWholeRecords(site.databases(), options.site, ExitStatus::kNotDone);
   site.databases().sort();
   Subject subject;
   Verdict verdict;
   try {
     subject = findSubject(options, site);
-    verdict = decision.decide(subject, site.databases());
+    verdict = decide(subject, question, site.databases());
   } catch (const Failure& failure) {
     if (failure.status() != ExitStatus::kRefused) throw;
     verdict = {ExitStatus::kRefused, {failure.what()}};

@@ -1,0 +1,332 @@
+// The check of 'c', 'n', 'p' and 'o' lines: a card or a PIN, and what its holder may do.
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "admin/check/cardscheck.h"
+#include "support/datetime.h"
+#include "support/result.h"
+
+namespace badgemint::admin {
+
+namespace {
+
+// What keeps a line from having the fields that it seems to have.
+enum class Problem {
+  kNone,
+  kMissing,    // The line ends before this field.
+  kComment,    // A comment begins where a field is expected.
+  kNotNumber,  // The word does not begin with a number.
+  kCut,        // The field ends within its word, whose rest is read as the next field.
+};
+
+bool isDateOrTime(const LineField& field) {
+  return field.kind == FieldKind::kDate || field.kind == FieldKind::kTime;
+}
+
+bool isDate(std::string_view word) {
+  return std::ranges::count(word, '/') == 2 && isDigit(word[0]);
+}
+
+// How much of a word a build reads as the field.
+size_t readLength(std::string_view word, const LineField& field) {
+  if (isDateOrTime(field)) return std::min(word.size(), kMaxDateTimeWord);
+  if (field.kind == FieldKind::kCardNumber || field.kind == FieldKind::kPin)
+    return std::min(word.size(), kMaxNumberWord);
+  return numberLength(word);
+}
+
+Problem problemOf(std::string_view word, const LineField& field) {
+  if (word.size() == 1 && isDigit(word[0])) return Problem::kNone;  // As most are.
+  if (word.empty()) return Problem::kMissing;
+  if (word[0] == '#') return Problem::kComment;
+  const size_t length = readLength(word, field);
+  if (length == 0) return Problem::kNotNumber;
+  return length < word.size() ? Problem::kCut : Problem::kNone;
+}
+
+std::string_view lastPart(std::string_view word, char separator) {
+  return word.substr(word.rfind(separator) + 1);
+}
+
+// Whether the seconds are of the day that the date names: one that its month does not have runs on
+// into the next month.
+bool hasDay(std::string_view date, uint32_t seconds) {
+  const std::chrono::sys_seconds time{std::chrono::seconds{seconds}};
+  const std::chrono::year_month_day day{std::chrono::floor<std::chrono::days>(time)};
+  return wordValue(lastPart(date, '/')) == static_cast<unsigned>(day.day());
+}
+
+bool isUnlimited(PeriodEnd end, std::string_view date, std::string_view time) {
+  uint32_t seconds = 0;
+  return parsePeriodEnd(end, date, time, seconds) != kSuccess || seconds == 0;
+}
+
+class HolderLine : FieldsCheck {
+ public:
+  HolderLine(CardsCheck& check, CheckedLine& line) : FieldsCheck(check, line, line.text + 1) {
+    while (_good < _fields.size() && problemOf(_words[_good], _fields[_good]) == Problem::kNone)
+      ++_good;
+    if (_good < _fields.size()) _problem = problemOf(_words[_good], _fields[_good]);
+    scanIdentity();
+  }
+
+  int32_t run() {
+    const int32_t result = _check.checkAsBuild(_line, _line.text, csid());
+    if (result < 0) {
+      reportErrors(result);
+      const uint32_t uniqid = _line.subject.uniqid.value_or(0);
+      _check.unindexed.push_back({uniqid, uniqid});
+    }
+    const bool isReported = result < 0 && _good < firstHolderField();
+    if (_line.isHidden || isReported || !checkProblem()) return result;
+    for (size_t i = result < 0 ? firstHolderField() : 0; i < _good; ++i)
+      if (i < firstHolderField() || _words[i] != "0") checkField(i);
+    if (_good >= firstDateField() + 4) checkPeriod();
+    return result;
+  }
+
+ private:
+  bool isCard() const { return _fields[0].kind == FieldKind::kCardSet; }
+  size_t firstHolderField() const { return isCard() ? 4 : 2; }
+  size_t escortField() const { return firstHolderField() + 11; }
+  size_t firstDateField() const { return firstHolderField() + 12; }
+
+  // As a build reads it, whatever the words are.
+  void scanIdentity() {
+    FieldScanner scanner(_line.text + 1);
+    const CardLine card =
+        isCard() ? scanCardLine(scanner) : CardLine{0, {}, {}, scanPinLine(scanner).uniqid};
+    _line.subject = {*_line.text, isHex() ? 0 : card.csid, card.cardNumber, card.uniqid};
+    if (scanner.failed()) _line.subject.uniqid.reset();
+  }
+
+  // What fails the build: an error each. The first field with a problem explains what the fields
+  // before it do not.
+  void reportErrors(int32_t result) {
+    // A number or a PIN that is too long to be read at once is explained as a whole.
+    const size_t known = _good + (_problem == Problem::kCut && _good > 0 ? 1 : 0);
+    std::array<bool, 3> isWrong{};
+    for (size_t i = 0; i < std::min(known, firstHolderField() - 1); ++i)
+      isWrong[i] = reportWrong(i);
+    const int64_t number = known > 1 && hasCardSet() ? wordValue(_words[1]) : 0;
+    if (known > 1 && hasCardSet() && reportEncoding(_line, isWrong[1] ? nullptr : &number)) return;
+    if (_problem == Problem::kNone || std::ranges::find(isWrong, true) != isWrong.end()) return;
+    if (_problem == Problem::kMissing)
+      reportMissing(_good, result);
+    else if (_problem == Problem::kComment)
+      _line.error(_line.at(_words[_good]), result, "{}", earlyComment(_good));
+    else
+      error(_good, result, "is not a number");
+  }
+
+  // A problem that fails no build: one finding for the line. Returns whether the fields before it
+  // can be checked.
+  bool checkProblem() {
+    const size_t expected = _fields.size(), count = countWords();
+    if (_problem == Problem::kNone && count == expected) return true;
+    if (hasSlipped(count))
+      reportMisread(
+          _line.whole(), "fields", 0,
+          fmt::format("{} words instead of {}, {} {}", count, expected,
+                      count + 1 == expected || count == expected + 1 ? "one before the dates is"
+                                                                     : "some before the dates are",
+                      count < expected ? "missing" : "too many"));
+    else if (_problem == Problem::kNone)
+      reportMisread(_line.at(_words[expected]), "fields", expected,
+                    fmt::format("what follows {} is ignored", named(_fields.back())));
+    else if (_problem == Problem::kMissing)
+      reportMisread(
+          _line.whole(), "fields", firstHolderField(),
+          fmt::format("{} word{} instead of {}: {} is missing, and it and all later fields are 0",
+                      count, count == 1 ? "" : "s", expected, named(_fields[_good])));
+    else if (_problem == Problem::kComment)
+      reportMisread(_line.at(_words[_good]), "text", _good, earlyComment(_good));
+    else
+      return reportWrongWord(_fields[_good]);
+    return false;
+  }
+
+  bool reportWrongWord(const LineField& field) {
+    const std::string_view word = _words[_good];
+    const bool isLast = _good + 1 == _fields.size();
+    if (isLast && word[readLength(word, field)] == '#') return true;
+    const char* effect = "is not a number: only its first digits are read";
+    if (_problem == Problem::kNotNumber)
+      effect = "is not a number: it and all later fields are 0";
+    else if (isDateOrTime(field))
+      effect = "has more than 14 characters: the rest is read as the next field";
+    else if (!isLast)
+      effect = "is not a number: only its first digits are read, and the rest as the next field";
+    reportMisread(_line.at(word), isDateOrTime(field) ? "date" : "number", _good,
+                  fmt::format("{} {} {}", field.name, shownWord(_good), effect));
+    if (field.kind == FieldKind::kDate) _check.otherDates.add(word);
+    return true;
+  }
+
+  // The words before a comment.
+  size_t countWords() const {
+    const auto isEnd = [](std::string_view word) { return word.empty() || word[0] == '#'; };
+    return static_cast<size_t>(std::ranges::find_if(_words, isEnd) - _words.begin());
+  }
+
+  // Whether words are missing, or too many, before the dates, which shows in the place of a date.
+  bool hasSlipped(size_t count) const {
+    const auto isDateAt = [this, count](size_t field) {
+      const size_t at = field + count - _fields.size();
+      return at < count && isDate(_words[at]);
+    };
+    return count != _fields.size() && _fields.size() > firstDateField() &&
+           (isDateAt(firstDateField()) || isDateAt(firstDateField() + 2));
+  }
+
+  // Reports a line in which the fields from `firstWrong` on are read from wrong words, or from
+  // none.
+  void reportMisread(Place place, std::string_view rule, size_t firstWrong,
+                     const std::string& text) {
+    // As a build reads the fields, whatever the words are.
+    FieldScanner scanner(_line.text + 1);
+    isCard() ? static_cast<void>(scanCardLine(scanner)) : static_cast<void>(scanPinLine(scanner));
+    const HolderFields holder = scanHolderFields(scanner);
+    const size_t finding = _line.warn(place, rule, "{}{}", text, effects(holder, firstWrong));
+    if (firstWrong <= escortField() && holder.escortId != 0)
+      _check.misreadEscorts.push_back({holder.escortId, finding});
+    _check.misread.push_back(_line.number());
+  }
+
+  // What a build makes of the fields from `firstWrong` on: ": escort 2024, no start date".
+  std::string effects(const HolderFields& holder, size_t firstWrong) const {
+    const size_t levels = firstHolderField(), start = firstDateField(), end = start + 2;
+    if (_fields.size() <= levels) return "";
+    std::vector<std::string> effects;
+    const auto isLost = [this, firstWrong](size_t field, size_t last) {
+      return firstWrong == 0 || (firstWrong <= last && _words[field] != "0");
+    };
+    if (isLost(levels, levels) && std::ranges::count(holder.accessLevels, 0) == 8)
+      effects.emplace_back("no access level");
+    if (firstWrong <= escortField() && holder.escortId != 0)
+      effects.push_back(fmt::format("escort {}", holder.escortId));
+    if (isLost(start, start + 1) &&
+        isUnlimited(PeriodEnd::kStart, holder.startDate, holder.startTime))
+      effects.emplace_back("no start date");
+    if (isLost(end, end + 1) && isUnlimited(PeriodEnd::kEnd, holder.endDate, holder.endTime))
+      effects.emplace_back("no end date");
+    return effects.empty() ? "" : fmt::format(": {}", fmt::join(effects, ", "));
+  }
+
+  // What a build accepts silently in a field, and a site would not want.
+  void checkField(size_t i) {
+    switch (_fields[i].kind) {
+      case FieldKind::kCardSet:
+        if (!isHex()) checkRange(i);
+        return;
+      case FieldKind::kCardNumber:
+        if (isHex() && _words[i].size() % 2 == 1)
+          warn(i, "hex", "has an odd number of digits, and a 0 is added at its end");
+        checkNumberRange(wordValue(_words[i]));
+        return warnIfZero(i);
+      case FieldKind::kPin:
+        return checkPin(_words[i]);
+      case FieldKind::kUniqueId:
+        checkRange(i);
+        return warnIfZero(i);
+      case FieldKind::kAccessLevel:
+        return checkLevel(i);
+      case FieldKind::kFlag:
+        if (const int64_t flag = wordValue(_words[i]); flag < 0 || flag > 1)
+          warn(i, "flag", "is not 0 or 1 and counts as 1");
+        return;
+      case FieldKind::kEscort:
+        return checkEscort(i);
+      case FieldKind::kNumber:
+        checkRange(i);
+        return;
+      case FieldKind::kDate:
+      case FieldKind::kTime:
+        return;  // See checkPeriod().
+    }
+  }
+
+  void checkPin(std::string_view pin) const {
+    if (!isCard() && isZero(pin))
+      _line.warn(_line.at(pin), "zero",
+                 "PIN 0 is a key like any other: whoever types 0 is this holder");
+    else if (isZero(pin) && pin.size() > 1)
+      _line.warn(_line.at(pin), "zero",
+                 "a PIN of several zeros is a PIN: only 0 means that there is none");
+  }
+
+  void checkEscort(size_t i) {
+    const int64_t escort = checkRange(i);
+    if (escort > 0 && escort <= UINT32_MAX)
+      _check.escorts.push_back({static_cast<uint32_t>(escort), _line.subject.uniqid.value_or(0),
+                                _line.number(), static_cast<int32_t>(_line.at(_words[i]).column)});
+  }
+
+  void checkPeriod() const {
+    const size_t start = firstDateField(), end = start + 2;
+    const uint32_t from = checkPeriodEnd(PeriodEnd::kStart, start).value_or(0);
+    const std::optional<uint32_t> to = checkPeriodEnd(PeriodEnd::kEnd, end);
+    if (!to) return;
+    constexpr uint32_t kSecondsPerDay = 86400;
+    if (*to == 0)
+      warn(end, "date", "is stored as 0, which means no limit: it never expires");
+    else if (*to % kSecondsPerDay == 0)
+      warn(
+          end + 1, "day",
+          fmt::format("is the beginning of the day: it expires when {} begins; write 0 for the end "
+                      "of the day",
+                      _words[end]));
+    if (from != 0 && *to != 0 && *to < from)
+      warn(end, "period", "is before the start: it is never valid");
+  }
+
+  // The seconds of the record; none for 0 and for what is wrong, which is reported once.
+  std::optional<uint32_t> checkPeriodEnd(PeriodEnd end, size_t field) const {
+    const std::string_view date = _words[field], time = _words[field + 1];
+    if (date == "0") {
+      if (time != "0") warn(field + 1, "date", "is ignored: its date is 0");
+      return {};
+    }
+    uint32_t seconds = 0;
+    if (parsePeriodEnd(end, date, time, seconds) != kSuccess) {
+      reportUnreadable(end, field);
+      return {};
+    }
+    _check.otherDates.isMixed = true;
+    if (time != "0" && (std::ranges::count(time, ':') > 2 || !isNumber(lastPart(time, ':'))))
+      warn(field + 1, "date", "is read only up to its seconds");
+    else if (!hasDay(date, seconds))
+      warn(field, "day", "is not a day of its month and counts as one of the next month");
+    else
+      return seconds;
+    return {};
+  }
+
+  void reportUnreadable(PeriodEnd end, size_t field) const {
+    const bool isStart = end == PeriodEnd::kStart;
+    const char* const effect = isStart ? "it is valid from the beginning" : "it never expires";
+    uint32_t midnight = 0;
+    if (parsePeriodEnd(end, _words[field], "0", midnight) == kSuccess) {
+      _check.otherDates.isMixed = true;
+      warn(field + 1, "date", fmt::format("is not hours:minutes:seconds: {}", effect));
+    } else {
+      warn(field, "date", fmt::format("is not year/month/day from 1970 to 2037: {}", effect));
+      _check.otherDates.add(_words[field]);
+    }
+  }
+
+  size_t _good = 0;                   // Fields before the first problem.
+  Problem _problem = Problem::kNone;  // Of the field after them.
+};
+
+}  // namespace
+
+int32_t checkHolderLine(CardsCheck& check, CheckedLine& line) {
+  return HolderLine(check, line).run();
+}
+
+}  // namespace badgemint::admin
