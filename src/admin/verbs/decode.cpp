@@ -10,7 +10,6 @@
 #include <stdexcept>
 #include <vector>
 
-#include "admin/arguments.h"
 #include "admin/bits/cards.h"
 #include "admin/check/sitecheck.h"
 #include "admin/files/folder.h"
