@@ -29,16 +29,6 @@ namespace {
 constexpr std::chrono::milliseconds kPause(10);
 constexpr int kMostPauses = 500;
 
-std::vector<std::optional<FileState>> statesOf(std::span<const std::string> paths) {
-  std::vector<std::optional<FileState>> states;
-  for (const std::string& path : paths) {
-    struct stat status;
-    const bool isThere = stat(path.c_str(), &status) == 0;
-    states.push_back(isThere ? std::optional(stateOf(status)) : std::nullopt);
-  }
-  return states;
-}
-
 // About the first that is being replaced; empty for none. Where a path leads to a link, the folder
 // of the file counts.
 std::string noteOfReplacement(std::span<const std::string> paths) {
