@@ -123,7 +123,7 @@ TEST(ExpectedRecords, AreNotThoseOfOtherFiles) {
       {card + "\np 6 2\n", "record 1 of ident differs from line 3 of cards: key"},
       {card + pin + "f 2 2\n", "cardsets: card set 2 differs"},
       {card + "\n", "ident goes on after the last line of cards"},
-      {card + pin + "p 6 3\n", "ident ends before line 4 of cards"},
+      {card + pin + "p 6 3\n", "record 2 of ident differs from line 4 of cards: it ends there"},
       {card + "\np x 2\n", "has become invalid since it was checked (result -1004)"},
   };
   for (const auto& [cards, says] : kCases) {

@@ -79,7 +79,7 @@ TEST_F(List, PrintsWhatNoBuildWrites) {
 TEST_F(List, RefusesWordsThatMeanNothing) {
   expectRefusals("list", {{"--no-pin", 3, "--pin and --no-pin need --with-pins"},
                           {"--csv --count", 3, "only one of --count, --csv and --json"},
-                          {"--level 65536", 3, "--level \"65536\" is not a number from 0 to 65535"},
+                          {"--level x", 3, "--level \"x\" is not a number from 0 to 4294967295"},
                           {"--expired --expired", 3, "--expired"},
                           {"--expires-before 0", 3, "--expires-before \"0\" is not a time"},
                           {"--changed-since none", 3, "none/ident.db: No such file"}});

@@ -28,7 +28,7 @@ TEST(Show, SaysWhatNoBuildWrites) {
         "until 1970/01/01 00:03:19 UTC, expired\n  no credential: nothing to open a door with\n",
         "holder 5\n  no access record: no door opens\n",
         " of card set 1, deleted\n  PIN **** beside a card\n",
-        "\nthere is no credential with key 4711F000000000000000000000000000\n\n"})
+        "\nthere is no credential with key 4711f\n\n"})
     EXPECT_NE(run.output.find(says), std::string::npos) << says << run.output;
   const std::string pins =
       runAdmin("show 6 --key 4711F --with-pins --at \"1970/1/1 0:1:39\"").output;
@@ -48,9 +48,9 @@ TEST(Show, FindsRangesAndCardsOfAnySet) {
   } kCases[] = {
       {"5-7", "holder 5 holder 6 holder 7 "},
       {"0-4294967295", "holder 5 holder 6 holder 7 holder 9 "},
-      {"8-8 9", "there is no holder from 8 to 8 holder 9 "},
+      {"8-8 9", "there is no holder 8-8 holder 9 "},
       {"--card 15890", "holder 5 holder 7 "},
-      {"--card 70000", "there is no card 70000 of any card set "},
+      {"--card 70000", "there is no card 70000 "},
   };
   for (const auto& [words, holders] : kCases) {
     std::istringstream output(runAdmin(std::string("show ") + words).output);

@@ -34,10 +34,9 @@ struct ProofWalk {
   size_t next = 0;
 
   void compareNext(const Record& expected, int32_t line) {
-    if (next == records.size())
-      throw Failure(ExitStatus::kRefused, "not proved: {} ends before line {} of {}", name, line,
-                    cards);
-    if (const char* const field = differingField(records[next], expected))
+    const char* const field =
+        next == records.size() ? "it ends there" : differingField(records[next], expected);
+    if (field != nullptr)
       throw Failure(ExitStatus::kRefused,
                     "not proved: record {} of {} differs from line {} of {}: {}", next, name, line,
                     cards, field);

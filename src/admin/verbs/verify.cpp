@@ -93,13 +93,12 @@ class Faults {
         console.output() << line(fmt::format("{} more faults [{}] (--all prints them)", rest, rule),
                                  JsonObject().add("rule", rule).add("not_printed", rest));
     const size_t credentials = databases.idents.size(), holders = databases.countHolders();
+    JsonObject numbers;
+    numbers.add("faults", _count).add("credentials", credentials).add("holders", holders);
     console.output() << line(
         fmt::format("{} faults; {} credentials of {} holders",
                     _count == 0 ? "no" : fmt::to_string(_count), credentials, holders),
-        JsonObject().add("summary", JsonObject()
-                                        .add("faults", _count)
-                                        .add("credentials", credentials)
-                                        .add("holders", holders)));
+        JsonObject().add("summary", numbers));
   }
 
  private:
@@ -136,10 +135,6 @@ class Faults {
   size_t _count = 0;
 };
 
-bool isValid(const IdentRecord& record) {
-  return record.deleted == 0;
-}
-
 // Whether the bytes are what packing a PIN gives. No PIN at all is a single filler.
 template <size_t Digits, size_t Bytes>
 bool isPackedPin(const std::array<uint8_t, Bytes>& packed) {
@@ -153,11 +148,8 @@ bool isPackedPin(const std::array<uint8_t, Bytes>& packed) {
 
 // A card and a PIN beside it have one unique ID.
 bool arePartners(const IdentRecord& a, const IdentRecord& b) {
-  const auto isPinBeside = [](const IdentRecord& record) {
-    return record.cardsetcode == kPinIdentCode;
-  };
   const bool isPinAlone = a.cardsetcode == kPinOnlyCode || b.cardsetcode == kPinOnlyCode;
-  return !isPinAlone && isPinBeside(a) != isPinBeside(b);
+  return !isPinAlone && (a.cardsetcode == kPinIdentCode) != (b.cardsetcode == kPinIdentCode);
 }
 
 // All that is checked of the databases. A record that is exactly as a build makes it is stored as
@@ -289,7 +281,7 @@ class DatabasesCheck {
   void checkSharedKeys() {
     Pointers<IdentRecord> byKey;
     for (const IdentRecord& record : _idents)
-      if (isValid(record)) byKey.push_back(&record);
+      if (record.deleted == 0) byKey.push_back(&record);
     std::ranges::stable_sort(byKey, {}, &IdentRecord::cardnumber);
     for (size_t first = 0, i = 1; i < byKey.size(); ++i)
       if (byKey[i]->cardnumber != byKey[first]->cardnumber)
@@ -325,7 +317,7 @@ class DatabasesCheck {
     const IdentRecord* last = nullptr;
     size_t valid = 0;
     for (const IdentRecord* const ident : idents) {
-      if (!isValid(*ident)) continue;
+      if (ident->deleted != 0) continue;
       ++valid;
       if (hasNoAccess && !isExpected(*ident)) _faults.add(*ident, "holder", "has no access record");
       if (last != nullptr && !arePartners(*last, *ident))
