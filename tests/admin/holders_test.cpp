@@ -1,5 +1,5 @@
-// The verbs `list`, `show` and `why`: whom they find, and what they print of records that no build
-// writes.
+// The verbs `list`, `show` and `why`: whom they find, what they print of records that no build
+// writes, and what they and `diff` refuse.
 #include "admin/adminrun.h"
 #include "admin/json.h"
 #include "support/testsite.h"
@@ -111,6 +111,14 @@ TEST_F(Holders, AreNotFoundByWordsThatMeanNothing) {
        {"--card 1:65536", 2, "card number 65536 does not fit field B of 16 bits"},
        {"--key 0X0g", 3, "\"0X0g\" is not a key of 1 to 32 hexadecimal digits\n"},
        {"1 --at \"2026/02/30 10:00:00\"", 3, "is not a time; write it as \"2026/01/31"}});
+  expectRefusals(
+      "diff",
+      {{". none", 3, "badgemint-admin: none/ident.db: No such file or directory"},
+       {"--old ident.db access.db --new access.db ident.db", 2, "access.db ends within a record"},
+       {"--old ident.db access.db", 3, "give two folders to compare, or --old IDENT"},
+       {". . --new ident.db access.db", 3, "give two folders to compare"},
+       {"ident.db ident.db", 3, "is not a folder; for files write --old IDENT ACCESS"},
+       {"--kept", 3, "ident.db.old: No such file or directory"}});
   expectRefusals("list", {{"--no-pin", 3, "--pin and --no-pin need --with-pins"},
                           {"--csv --count", 3, "only one of --count, --csv and --json"},
                           {"--level x", 3, "--level \"x\" is not a number from 0 to 4294967295"},
@@ -133,7 +141,7 @@ TEST(Show, SaysWhatNoBuildWrites) {
       "show 8 6 --key 0x022A7C24 --key 4711f --levels levels --at \"1970/01/01 00:03:20\"");
   EXPECT_EQ(run.status, 1);
   for (const char* const says :
-       {"holder 8\n  2 access records: a build writes one for each card\n  access record\n",
+       {"holder 8\n  one of 2 access records\n",
         "  access level 2: 3, opens door group/schedule 1/2\n  access level 3: 4, opens no door\n",
         "  validity: until 1970/01/01 00:03:20 UTC, valid\n  flag 0 (not in the line)\n",
         "1970/01/01 00:03:20 UTC, never valid\n  escort: 77, who is not a holder\n",

@@ -49,10 +49,8 @@ class HolderPrinter {
   void printText(const Holder& holder) {
     _console.print("holder {}\n", holder.uniqid);
     if (holder.accesses.empty()) line("no access record: no door opens");
-    if (holder.accesses.size() > 1)
-      line("{} access records: a build writes one for each card", holder.accesses.size());
     for (const AccessRecord& record : holder.accesses) {
-      if (holder.accesses.size() > 1) line("access record");
+      if (holder.accesses.size() > 1) line("one of {} access records", holder.accesses.size());
       printAccess(record, hasCard(holder));
     }
     if (holder.credentials.empty()) line("no credential: nothing to open a door with");

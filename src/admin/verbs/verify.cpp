@@ -2,7 +2,6 @@
 // of a cards file makes.
 #include <algorithm>
 #include <array>
-#include <compare>
 #include <map>
 #include <memory>
 #include <optional>
@@ -30,15 +29,9 @@ struct VerifyOptions {
 // The files that can have faults, in the order in which these are printed.
 enum class FaultFile { kIdent, kAccess, kCards, kCardSets };
 
-struct FaultPlace {
-  static constexpr int64_t kWholeFile = -1;
-
-  FaultFile file;
-  int64_t number = kWholeFile;  // Of a record from 0 on, of a line from 1 on.
-
-  // NOLINTNEXTLINE(modernize-use-nullptr): clang-tidy 14 finds a 0 in what the compiler makes.
-  auto operator<=>(const FaultPlace&) const = default;
-};
+// The number of a record from 0 on, or of a line from 1 on.
+using FaultPlace = std::pair<FaultFile, int64_t>;
+constexpr int64_t kWholeFile = -1;
 
 // Takes faults in any order, and prints them in the order of files and records. Of one rule it
 // keeps the first hundred that it gets unless all are asked for.
@@ -117,7 +110,7 @@ class Faults {
         *std::array{&site.ident, &site.access, &_options.cards, &site.cardSets}.at(
             static_cast<size_t>(file));
     object.add("file", name);
-    if (number == FaultPlace::kWholeFile) return printable(name);
+    if (number == kWholeFile) return printable(name);
     if (file > FaultFile::kAccess) {
       object.add("line", number);
       return fmt::format("{}:{}", printable(name), number);
@@ -189,9 +182,10 @@ class DatabasesCheck {
     for (const auto& [file, rest] : {std::pair(FaultFile::kIdent, databases.identRest),
                                      std::pair(FaultFile::kAccess, databases.accessRest)})
       if (rest != 0)
-        _faults.add({file}, "size", fmt::format("{} bytes after the last whole record", rest));
+        _faults.add({file, kWholeFile}, "size",
+                    fmt::format("{} bytes after the last whole record", rest));
     if (_idents.empty() && _accesses.empty())
-      _faults.add({FaultFile::kIdent}, "empty",
+      _faults.add({FaultFile::kIdent, kWholeFile}, "empty",
                   fmt::format("neither it nor {} has a record: nobody has access",
                               printable(_options.site.access)));
     for (const auto& [line, text] : _site.cardSetProblems())
@@ -212,7 +206,8 @@ class DatabasesCheck {
     reportOthers(_accesses, accesses);
     const std::string difference = differenceOfCardSets(records.cardSets(), _site.sets());
     if (!difference.empty())
-      _faults.add({FaultFile::kCardSets}, "differs", "a build would not write it: " + difference);
+      _faults.add({FaultFile::kCardSets, kWholeFile}, "differs",
+                  "a build would not write it: " + difference);
   }
 
   template <typename Record, typename Step>
@@ -377,7 +372,7 @@ ExitStatus verify(const VerifyOptions& options, Console& console) {
   Faults faults(options, site);
   Databases& databases = site.databases();
   if (readSwapped(names, databases))
-    faults.add({FaultFile::kIdent}, "swapped",
+    faults.add({FaultFile::kIdent, kWholeFile}, "swapped",
                fmt::format("this is an access database, and {} is an ident database: --ident and "
                            "--access are swapped",
                            printable(names.access)));
