@@ -1,6 +1,5 @@
 // The verb `show`: all that the databases say about a holder, in words.
 #include <algorithm>
-#include <exception>
 #include <functional>
 #include <memory>
 #include <set>
@@ -135,40 +134,36 @@ Query parseHolders(const std::string& word) {
           }};
 }
 
-// Whoever has one of the keys. PINs are found by their keys only with --with-pins: nobody can try
-// them out otherwise.
-Query queryOf(const std::string& subject, const std::vector<CardPattern>& keys, bool withPins) {
-  const auto isWanted = [keys, withPins](const IdentRecord& record) {
-    return (withPins || !isPinEntry(record)) &&
-           std::ranges::find(keys, record.cardnumber) != keys.end();
-  };
+template <typename Test>
+Query queryOfCredential(const std::string& subject, Test isWanted) {
   return {subject, [isWanted](const Holder& holder) {
             return std::ranges::any_of(holder.credentials, isWanted);
           }};
 }
 
-// In the given card set, or in all of them.
-std::vector<CardPattern> keysOfCard(const std::string& word, const Site& site) {
-  if (word.find(':') != std::string::npos) return {parseCard(word, site)};
-  std::vector<CardPattern> keys;
-  std::exception_ptr unfit;
-  for (uint32_t csid = kFirstCardSetId; csid <= kLastCardSetId; ++csid) try {
-      if (site.formatOfSet(csid) != nullptr)
-        keys.push_back(keyOfCard(std::to_string(csid), word, site));
-    } catch (const Failure&) {
-      unfit = std::current_exception();
-    }
-  if (keys.empty() && unfit != nullptr) std::rethrow_exception(unfit);
-  return keys;
+// PINs are found by their keys only with --with-pins: nobody can try them out otherwise.
+Query queryOfKey(const std::string& subject, const CardPattern& key, bool withPins) {
+  return queryOfCredential(subject, [key, withPins](const IdentRecord& record) {
+    return record.cardnumber == key && (withPins || !isPinEntry(record));
+  });
+}
+
+// In the given card set, or in any.
+Query parseCards(const std::string& word, const Site& site) {
+  const std::string subject = "card " + word;
+  if (word.find(':') != std::string::npos) return queryOfKey(subject, parseCard(word, site), false);
+  const std::string number = word.substr(std::min(word.find_first_not_of('0'), word.size() - 1));
+  return queryOfCredential(subject, [number, &site](const IdentRecord& record) {
+    return cardNumberText(record, site) == number;
+  });
 }
 
 std::vector<Query> parseQueries(const ShowOptions& options, const Site& site) {
   std::vector<Query> queries;
   for (const std::string& word : options.holders) queries.push_back(parseHolders(word));
-  for (const std::string& word : options.cards)
-    queries.push_back(queryOf("card " + word, keysOfCard(word, site), options.withPins));
+  for (const std::string& word : options.cards) queries.push_back(parseCards(word, site));
   for (const std::string& word : options.keys)
-    queries.push_back(queryOf("credential with key " + word, {parseKey(word)}, options.withPins));
+    queries.push_back(queryOfKey("credential with key " + word, parseKey(word), options.withPins));
   return queries;
 }
 
