@@ -19,8 +19,7 @@ namespace badgemint::admin {
 namespace {
 
 struct VerifyOptions {
-  SitePaths site;
-  std::string cards;  // The cards file to compare with; empty for none.
+  SitePaths site{.cards = ""};  // Without a cards file the databases are compared with none.
   bool all = false;
   bool withPins = false;
   bool json = false;
@@ -107,7 +106,7 @@ class Faults {
     const auto& [file, number] = place;
     const SitePaths& site = _options.site;
     const std::string& name =
-        *std::array{&site.ident, &site.access, &_options.cards, &site.cardSets}.at(
+        *std::array{&site.ident, &site.access, &site.cards, &site.cardSets}.at(
             static_cast<size_t>(file));
     object.add("file", name);
     if (number == kWholeFile) return printable(name);
@@ -161,7 +160,7 @@ class DatabasesCheck {
 
   void run() {
     checkFiles();
-    if (!_options.cards.empty()) compareWithBuild();
+    if (!_options.site.cards.empty()) compareWithBuild();
     for (const IdentRecord& record : _idents)
       if (!isExpected(record)) checkIdent(record);
     for (const AccessRecord& record : _accesses)
@@ -201,7 +200,7 @@ class DatabasesCheck {
       if (made.access != nullptr)
         compare(made, *made.access, accesses.next(made.access->uniqid), "has no access record");
     });
-    records.readFile(_options.cards);
+    records.readFile(_options.site.cards);
     reportOthers(_idents, idents);
     reportOthers(_accesses, accesses);
     const std::string difference = differenceOfCardSets(records.cardSets(), _site.sets());
@@ -363,10 +362,10 @@ bool readSwapped(const SitePaths& names, Databases& databases) {
 ExitStatus verify(const VerifyOptions& options, Console& console) {
   const SitePaths& names = options.site;
   Site site(names, Site::Formats::kRequired);  // Its problems are faults.
-  if (!options.cards.empty()) {
+  if (!names.cards.empty()) {
     Findings findings(options.all);
     const SiteSummary summary =
-        checkSite({options.cards, names.formats, "", options.withPins}, findings);
+        checkSite({names.cards, names.formats, "", options.withPins}, findings);
     if (findings.errors() > 0) return report(findings, summary, false, console, options.json);
   }
   Faults faults(options, site);
@@ -389,7 +388,7 @@ Run addVerify(Options options) {
   const auto given = std::make_shared<VerifyOptions>();
   options.describe("Report what is wrong with existing databases",
                    "badgemint-admin verify --cards cards.txt");
-  options.file("--cards", given->cards, "Compare with what a build of this file would make");
+  options.file("--cards", given->site.cards, "Compare with what a build of this file would make");
   options.databases(given->site);
   options.flag("--all", given->all, "Print more than 100 faults of one kind");
   options.flag("--with-pins", given->withPins, "Show PINs");
