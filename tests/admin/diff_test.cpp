@@ -105,20 +105,5 @@ TEST(Diff, PrintsACardWhoseKeyAloneHasChanged) {
   EXPECT_EQ(runAdmin("diff old .").output, kOtherKey);
 }
 
-TEST(Diff, ReportsWhatItCannotCompare) {
-  const TestSite site;
-  writeRecords<IdentRecord>("ident.db", {card(1, 1)});
-  writeRecords<AccessRecord>("access.db", {holder(1), holder(2)});
-  site.folder.write("cut", std::string(27, 'x'));
-  EXPECT_EQ(runAdmin("diff . .").status, 0);
-  expectRefusals("diff",
-                 {{". none", 3, "badgemint-admin: none/ident.db: No such file or directory"},
-                  {"--old ident.db access.db --new cut access.db", 2, "cut ends within a record"},
-                  {"--old ident.db access.db", 3, "give two folders to compare, or --old IDENT"},
-                  {". . --new ident.db access.db", 3, "give two folders to compare"},
-                  {"ident.db ident.db", 3, "is not a folder; for files write --old IDENT ACCESS"},
-                  {"--kept", 3, "ident.db.old: No such file or directory"}});
-}
-
 }  // namespace
 }  // namespace badgemint::admin

@@ -113,25 +113,6 @@ TEST(ExpectedRecords, AreThoseOfEverySiteThatBuilds) {
   EXPECT_GT(built, 120);
 }
 
-TEST(ExpectedRecords, AreNotThoseOfOtherFiles) {
-  const TestSite site;
-  const std::string card = "f 1 1 A=21\nc 1 15890 4711 1", pin = "\np 5 2\n";
-  ASSERT_EQ(buildCards(card + pin), 0);
-  const std::pair<std::string, std::string> kCases[] = {
-      {card + pin, ""},
-      {card + " 7" + pin, "record 0 of access differs from line 2 of cards: access level 1"},
-      {card + "\np 6 2\n", "record 1 of ident differs from line 3 of cards: key"},
-      {card + pin + "f 2 2\n", "cardsets: card set 2 differs"},
-      {card + "\n", "ident goes on after the last line of cards"},
-      {card + pin + "p 6 3\n", "ident ends before line 4 of cards"},
-      {card + "\np x 2\n", "has become invalid since it was checked (result -1004)"},
-  };
-  for (const auto& [cards, says] : kCases) {
-    put("cards", cards);
-    EXPECT_TRUE(objection().ends_with(says) && objection().empty() == says.empty()) << objection();
-  }
-}
-
 TEST(ExpectedRecords, ProveEveryByte) {
   const TestSite site;
   ASSERT_EQ(

@@ -1,5 +1,6 @@
 #include "admin/records/expected.h"
 
+#include <algorithm>
 #include <new>
 
 #include "admin/console.h"
@@ -26,30 +27,16 @@ std::unique_ptr<SiteCards> siteWithFormats(const std::string& formatsName) {
   return site;
 }
 
-// Goes through the records of one database along with those that a build makes.
 template <typename Record>
-struct ProofWalk {
-  const std::vector<Record>& records;
-  const std::string &name, &cards;
-  size_t next = 0;
-
-  void compareNext(const Record& expected, int32_t line) {
-    if (next == records.size())
-      throw Failure(ExitStatus::kRefused, "not proved: {} ends before line {} of {}", name, line,
-                    cards);
-    if (const char* const field = differingField(records[next], expected))
-      throw Failure(ExitStatus::kRefused,
-                    "not proved: record {} of {} differs from line {} of {}: {}", next, name, line,
-                    cards, field);
-    ++next;
-  }
-
-  void requireEnd(size_t rest) const {
-    if (next != records.size() || rest != 0)
-      throw Failure(ExitStatus::kRefused, "not proved: {} goes on after the last line of {}", name,
-                    cards);
-  }
-};
+void requireEqual(const std::vector<Record>& records, const std::vector<Record>& expected,
+                  const std::string& name) {
+  const auto [stored, made] = std::ranges::mismatch(records, expected);
+  if (stored == records.end() && made == expected.end()) return;
+  const bool isEnd = stored == records.end() || made == expected.end();
+  throw Failure(ExitStatus::kRefused,
+                "not proved: record {} of {} is not as a build makes it from the cards file: {}",
+                stored - records.begin(), name, isEnd ? "end" : differingField(*stored, *made));
+}
 
 std::string lineOf(const cardset* set) {
   return set == nullptr ? "" : std::string(badgemint::CardSetLine(*set).text());
@@ -101,18 +88,17 @@ std::string differenceOfCardSets(const cardsets& expected, const cardsets& store
 }
 
 Databases prove(const SitePaths& files) {
-  Databases databases;
+  Databases databases, expected;
   databases.readIdents(files.ident);
   databases.readAccesses(files.access);
-  ProofWalk<IdentRecord> idents{databases.idents, files.ident, files.cards};
-  ProofWalk<AccessRecord> accesses{databases.accesses, files.access, files.cards};
-  ExpectedRecords records(files.formats, [&](const ExpectedRecord& record) {
-    idents.compareNext(record.ident, record.line);
-    if (record.access != nullptr) accesses.compareNext(*record.access, record.line);
+  ExpectedRecords records(files.formats, [&expected](const ExpectedRecord& made) {
+    expected.idents.push_back(made.ident);
+    if (made.access != nullptr) expected.accesses.push_back(*made.access);
   });
   records.readFile(files.cards);
-  idents.requireEnd(databases.identRest);
-  accesses.requireEnd(databases.accessRest);
+  requireWholeRecords(databases, files);
+  requireEqual(databases.idents, expected.idents, files.ident);
+  requireEqual(databases.accesses, expected.accesses, files.access);
   cardsets stored;
   throwErrnoUnless(stored.load(files.cardSets.c_str()) >= 0, files.cardSets);
   if (const auto difference = differenceOfCardSets(records.cardSets(), stored); !difference.empty())

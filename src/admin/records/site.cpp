@@ -92,10 +92,9 @@ Site::Site(const SitePaths& paths, Formats need, const std::string& formatFolder
   });
   if (need == Formats::kRequired && !_problems.empty())
     throw Failure(ExitStatus::kNotDone, _problems.front());
-  if (!_cardSetProblems.empty())
-    _problems.push_back(fmt::format("{}:{}: {} ({} such lines)", paths.cardSets,
-                                    _cardSetProblems.front().line, _cardSetProblems.front().text,
-                                    _cardSetProblems.size()));
+  if (const auto first = _cardSetProblems.begin(); first != _cardSetProblems.end())
+    _problems.push_back(fmt::format("{}:{}: {} ({} such lines)", paths.cardSets, first->first,
+                                    first->second, _cardSetProblems.size()));
 }
 
 Site::Site(const SitePaths& paths, Formats need, Console& console) : Site(paths, need) {
@@ -134,13 +133,10 @@ void Site::readCardSets(const std::string& path) {
     const bool isSet = isWhole && parseCardSetText(set, text.c_str()) == kSuccess &&
                        badgemint::CardSetLine(set).text() == text + '\n' &&
                        set.csid >= kFirstCardSetId && set.csid <= kLastCardSetId;
-    const auto report = [&](const std::string& problem) {
-      _cardSetProblems.push_back({reader.lineNumber(), problem});
-    };
     if (!isSet)
-      report("this line is not a card set as a build writes it");
+      _cardSetProblems[reader.lineNumber()] = "this line is not a card set as a build writes it";
     else if (_sets->getCardSet(set.csid) != nullptr)
-      report(fmt::format("card set {} is defined twice", set.csid));
+      _cardSetProblems[reader.lineNumber()] = fmt::format("card set {} is defined twice", set.csid);
     if (_sets->addCardSetLine(words, 0) == 0 && _sets->count() == _sets->capacity())
       throw std::bad_alloc();
   }

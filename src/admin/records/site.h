@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <span>
@@ -29,7 +30,6 @@ class Site {
     kOptional,  // Their problems are reported; cards are then known by their keys only.
   };
 
-  Site() = default;
   // Reads what the paths name, card sets and databases as one state, and leaves out what has an
   // empty path. Format files are looked up in `formatFolder`. Throws Failure or std::system_error
   // when a file that is needed cannot be read, and as readOneState does.
@@ -40,12 +40,8 @@ class Site {
   // What is wrong with formats and card sets that can be done without, and with lines of the card
   // sets file.
   const std::vector<std::string>& problems() const { return _problems; }
-  // The latter, line by line.
-  struct LineProblem {
-    int64_t line;
-    std::string text;
-  };
-  const std::vector<LineProblem>& cardSetProblems() const { return _cardSetProblems; }
+  // The latter by their lines.
+  const std::map<int64_t, std::string>& cardSetProblems() const { return _cardSetProblems; }
 
   const Databases& databases() const { return _databases; }
   Databases& databases() { return _databases; }
@@ -70,7 +66,7 @@ class Site {
   std::unique_ptr<cardsets> _sets = std::make_unique<cardsets>();
   Databases _databases;
   std::vector<std::string> _problems;
-  std::vector<LineProblem> _cardSetProblems;
+  std::map<int64_t, std::string> _cardSetProblems;
 };
 
 // Reads an access levels file. Throws Failure (not done) when it is not one, and std::system_error

@@ -106,16 +106,13 @@ void printCounts(const Changes& changes, bool asJson, Console& console) {
 ExitStatus diff(const DiffOptions& options, Console& console) {
   const auto [oldSide, newSide] = sidesOf(options);
   std::optional<Site> before, now;
-  const auto openBoth = [&, &oldSide = oldSide, &newSide = newSide] {
-    open(before, oldSide);
-    open(now, newSide);
-  };
-  if (options.kept)  // A build replaces both sides.
-    readOneState(std::vector{oldSide.paths.ident, oldSide.paths.access, newSide.paths.ident,
-                             newSide.paths.access},
-                 openBoth);
-  else
-    openBoth();
+  // A build that keeps files replaces both sides.
+  readOneState(std::vector{oldSide.paths.ident, oldSide.paths.access, newSide.paths.ident,
+                           newSide.paths.access},
+               [&, &oldSide = oldSide, &newSide = newSide] {
+                 open(before, oldSide);
+                 open(now, newSide);
+               });
   Changes changes = compare(before->databases(), now->databases());
   if (changes.empty() && !options.counts) return ExitStatus::kAllWell;
   std::set<std::string> problems(before->problems().begin(), before->problems().end());

@@ -48,11 +48,12 @@ bool ownsPin(const Holder& holder) {
          std::ranges::any_of(holder.accesses, isSet);
 }
 
-uint32_t parseNumber(const char* option, const std::string& word, uint32_t most) {
-  const auto number = numberOf(word);
-  if (!number || *number > most)
-    throw Failure(ExitStatus::kNotDone, "{} {} is not a number from 0 to {}", option,
-                  inQuotes(word), most);
+// 0 when the option was not given.
+uint32_t parseNumber(const char* option, const std::string& word) {
+  const auto number = word.empty() ? 0 : numberOf(word);
+  if (!number)
+    throw Failure(ExitStatus::kNotDone, "{} {} is not a number from 0 to 4294967295", option,
+                  inQuotes(word));
   return *number;
 }
 
@@ -93,18 +94,13 @@ std::vector<Filter> filtersOf(const ListOptions& options, uint32_t now,
   addIf(options.deleted, anyCredential([](const auto& r) { return r.deleted != 0; }));
   addIf(options.pin, ownsPin);
   addIf(options.noPin, std::not_fn(ownsPin));
-  if (!options.level.empty()) {
-    const uint32_t level = parseNumber("--level", options.level, UINT16_MAX);
-    filters.push_back(anyAccess([level](const auto& r) { return hasLevel(r, level); }));
-  }
-  if (!options.set.empty()) {
-    const uint32_t set = parseNumber("--set", options.set, kPinIdentCode);
-    filters.push_back(anyCredential([set](const auto& r) { return r.cardsetcode == set; }));
-  }
-  if (!options.escort.empty()) {
-    const uint32_t escort = parseHolder(options.escort);
-    filters.push_back(anyAccess([escort](const auto& r) { return r.escortid == escort; }));
-  }
+  const uint32_t level = parseNumber("--level", options.level);
+  addIf(!options.level.empty(), anyAccess([level](const auto& r) { return hasLevel(r, level); }));
+  const uint32_t set = parseNumber("--set", options.set);
+  addIf(!options.set.empty(), anyCredential([set](const auto& r) { return r.cardsetcode == set; }));
+  const uint32_t escort = parseNumber("--escort", options.escort);
+  addIf(!options.escort.empty(),
+        anyAccess([escort](const auto& r) { return r.escortid == escort; }));
   if (!options.expiresBefore.empty())
     filters.push_back(expiresBefore(parseTimeOrNow("--expires-before", options.expiresBefore)));
   if (!options.changedSince.empty())
@@ -148,14 +144,14 @@ class ListPrinter {
     for (const IdentRecord& record : holder.credentials) addCredential(record);
     endList(20);
     for (const uint16_t level : access.acclevel)
-      if (level != 0) addElement(level);
+      if (level != 0) addNumber(level, ",");
     endList(15);
     for (const uint32_t time : {access.starttime, access.endtime}) {
       time == 0 ? _line.append("-") : _line.append(timeText(time).data(), kTimeWidth);
       endColumn(kTimeWidth);
     }
     for (uint32_t bit = 0; bit < 8; ++bit)
-      if ((access.bitflds >> bit & 1) != 0) addElement(bit);
+      if ((access.bitflds >> bit & 1) != 0) addNumber(bit, ",");
     endList(0);
     endLine(holder.accesses.size());
   }
@@ -164,7 +160,7 @@ class ListPrinter {
   // "PIN".
   void addCredential(const IdentRecord& record) {
     if (!isPinEntry(record) && record.cardsetcode != kFormatlessCode)
-      addNumber(record.cardsetcode), _line += ':';
+      addNumber(record.cardsetcode, ":");
     if (isPinEntry(record))
       _line.append("PIN");
     else if (const auto number = cardNumberText(record, _site))
@@ -174,14 +170,9 @@ class ListPrinter {
     _line.append(record.deleted != 0 ? "(deleted)," : ",");
   }
 
-  void addElement(uint32_t number) {
-    addNumber(number);
-    _line += ',';
-  }
-
-  void addNumber(uint32_t number) {
+  void addNumber(uint32_t number, std::string_view after = "") {
     const fmt::format_int digits(number);
-    _line.append(digits.data(), digits.size());
+    _line.append(digits.data(), digits.size()).append(after);
   }
 
   void endList(size_t width) {
@@ -216,15 +207,11 @@ class ListPrinter {
   size_t _start = 0;  // Of the column.
 };
 
-void checkOptions(const ListOptions& options) {
+ExitStatus list(const ListOptions& options, Console& console) {
   if (options.count + options.csv + options.json > 1)
     throw Failure(ExitStatus::kNotDone, "write only one of --count, --csv and --json");
   if ((options.pin || options.noPin) && !options.withPins)
     throw Failure(ExitStatus::kNotDone, "--pin and --no-pin need --with-pins");
-}
-
-ExitStatus list(const ListOptions& options, Console& console) {
-  checkOptions(options);
   Site site(options.site, Site::Formats::kOptional, console);
   Databases& databases = site.databases();
   requireWholeRecords(databases, options.site);
@@ -235,8 +222,8 @@ ExitStatus list(const ListOptions& options, Console& console) {
   if (!options.count) printer.printHead();
   size_t count = 0;
   databases.forEachHolder([&](const Holder& holder) {
-    const auto isChosenBy = [&](const Filter& filter) { return filter(holder); };
-    if (!std::ranges::all_of(filters, isChosenBy)) return;
+    for (const Filter& filter : filters)
+      if (!filter(holder)) return;
     ++count;
     if (!options.count) printer.print(holder);
   });

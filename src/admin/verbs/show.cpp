@@ -1,6 +1,6 @@
 // The verb `show`: all that the databases say about a holder, in words.
 #include <algorithm>
-#include <exception>
+#include <functional>
 #include <memory>
 #include <set>
 
@@ -47,10 +47,8 @@ class HolderPrinter {
   void printText(const Holder& holder) {
     _console.print("holder {}\n", holder.uniqid);
     if (holder.accesses.empty()) line("no access record: no door opens");
-    if (holder.accesses.size() > 1)
-      line("{} access records: a build writes one for each card", holder.accesses.size());
     for (const AccessRecord& record : holder.accesses) {
-      if (holder.accesses.size() > 1) line("access record");
+      if (holder.accesses.size() > 1) line("one of {} access records", holder.accesses.size());
       printAccess(record, hasCard(holder));
     }
     if (holder.credentials.empty()) line("no credential: nothing to open a door with");
@@ -116,68 +114,56 @@ class HolderPrinter {
   std::set<uint32_t> _printed;
 };
 
-// What one word of the command line asks for: holders in a range, or whoever has one of the keys.
+// What one word of the command line asks for.
 struct Query {
   std::string subject;  // "holder 77".
-  uint32_t first = 1, last = 0;
-  std::vector<CardPattern> keys{};
+  std::function<bool(const Holder&)> isAbout;
   std::vector<Holder> holders{};
 };
 
 Query parseHolders(const std::string& word) {
   const size_t dash = word.find('-', 1);
   const uint32_t first = parseHolder(word.substr(0, dash));
-  if (dash == std::string::npos) return {fmt::format("holder {}", first), first, first};
-  const uint32_t last = parseHolder(word.substr(dash + 1));
+  const uint32_t last = dash == std::string::npos ? first : parseHolder(word.substr(dash + 1));
   if (first > last)
     throw Failure(ExitStatus::kNotDone, "{} is not a range: its end is before its start",
                   inQuotes(word));
-  return {fmt::format("holder from {} to {}", first, last), first, last};
+  return {"holder " + word, [first, last](const Holder& holder) {
+            return first <= holder.uniqid && holder.uniqid <= last;
+          }};
 }
 
-// In the given card set, or in all of them.
+template <typename Test>
+Query queryOfCredential(const std::string& subject, Test isWanted) {
+  return {subject, [isWanted](const Holder& holder) {
+            return std::ranges::any_of(holder.credentials, isWanted);
+          }};
+}
+
+// PINs are found by their keys only with --with-pins: nobody can try them out otherwise.
+Query queryOfKey(const std::string& subject, const CardPattern& key, bool withPins) {
+  return queryOfCredential(subject, [key, withPins](const IdentRecord& record) {
+    return record.cardnumber == key && (withPins || !isPinEntry(record));
+  });
+}
+
+// In the given card set, or in any.
 Query parseCards(const std::string& word, const Site& site) {
-  const size_t colon = word.find(':');
-  if (colon != std::string::npos)
-    return {.subject = fmt::format("card {} of card set {}", word.substr(colon + 1),
-                                   word.substr(0, colon)),
-            .keys = {parseCard(word, site)}};
-  Query query{.subject = fmt::format("card {} of any card set", word)};
-  std::exception_ptr unfit;
-  for (uint32_t csid = kFirstCardSetId; csid <= kLastCardSetId; ++csid) try {
-      if (site.formatOfSet(csid) != nullptr)
-        query.keys.push_back(keyOfCard(std::to_string(csid), word, site));
-    } catch (const Failure&) {
-      unfit = std::current_exception();
-    }
-  if (query.keys.empty() && unfit != nullptr) std::rethrow_exception(unfit);
-  return query;
+  const std::string subject = "card " + word;
+  if (word.find(':') != std::string::npos) return queryOfKey(subject, parseCard(word, site), false);
+  const std::string number = word.substr(std::min(word.find_first_not_of('0'), word.size() - 1));
+  return queryOfCredential(subject, [number, &site](const IdentRecord& record) {
+    return cardNumberText(record, site) == number;
+  });
 }
 
 std::vector<Query> parseQueries(const ShowOptions& options, const Site& site) {
   std::vector<Query> queries;
   for (const std::string& word : options.holders) queries.push_back(parseHolders(word));
   for (const std::string& word : options.cards) queries.push_back(parseCards(word, site));
-  for (const std::string& word : options.keys) {
-    const CardPattern key = parseKey(word);
-    queries.push_back({.subject = "credential with key " + keyText(key), .keys = {key}});
-  }
+  for (const std::string& word : options.keys)
+    queries.push_back(queryOfKey("credential with key " + word, parseKey(word), options.withPins));
   return queries;
-}
-
-// PINs are found by their keys only with --with-pins: nobody can try them out otherwise.
-void findHolders(std::vector<Query>& queries, const Databases& databases, bool withPins) {
-  databases.forEachHolder([&](const Holder& holder) {
-    for (Query& query : queries) {
-      const auto isWanted = [&](const IdentRecord& record) {
-        return (withPins || !isPinEntry(record)) &&
-               std::ranges::find(query.keys, record.cardnumber) != query.keys.end();
-      };
-      if ((query.first <= holder.uniqid && holder.uniqid <= query.last) ||
-          (!query.keys.empty() && std::ranges::any_of(holder.credentials, isWanted)))
-        query.holders.push_back(holder);
-    }
-  });
 }
 
 ExitStatus show(const ShowOptions& options, Console& console) {
@@ -192,7 +178,10 @@ ExitStatus show(const ShowOptions& options, Console& console) {
     if (rest != 0)
       console.report("{} ends within a record; its last {} bytes are ignored", path, rest);
   databases.sort();
-  findHolders(queries, databases, options.withPins);
+  databases.forEachHolder([&](const Holder& holder) {
+    for (Query& query : queries)
+      if (query.isAbout(holder)) query.holders.push_back(holder);
+  });
   ExitStatus status = ExitStatus::kAllWell;
   for (const Query& query : queries) {
     for (const Holder& holder : query.holders) printer.print(holder);

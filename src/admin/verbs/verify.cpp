@@ -2,7 +2,6 @@
 // of a cards file makes.
 #include <algorithm>
 #include <array>
-#include <compare>
 #include <map>
 #include <memory>
 #include <optional>
@@ -20,8 +19,7 @@ namespace badgemint::admin {
 namespace {
 
 struct VerifyOptions {
-  SitePaths site;
-  std::string cards;  // The cards file to compare with; empty for none.
+  SitePaths site{.cards = ""};  // Without a cards file the databases are compared with none.
   bool all = false;
   bool withPins = false;
   bool json = false;
@@ -30,15 +28,9 @@ struct VerifyOptions {
 // The files that can have faults, in the order in which these are printed.
 enum class FaultFile { kIdent, kAccess, kCards, kCardSets };
 
-struct FaultPlace {
-  static constexpr int64_t kWholeFile = -1;
-
-  FaultFile file;
-  int64_t number = kWholeFile;  // Of a record from 0 on, of a line from 1 on.
-
-  // NOLINTNEXTLINE(modernize-use-nullptr): clang-tidy 14 finds a 0 in what the compiler makes.
-  auto operator<=>(const FaultPlace&) const = default;
-};
+// The number of a record from 0 on, or of a line from 1 on.
+using FaultPlace = std::pair<FaultFile, int64_t>;
+constexpr int64_t kWholeFile = -1;
 
 // Takes faults in any order, and prints them in the order of files and records. Of one rule it
 // keeps the first hundred that it gets unless all are asked for.
@@ -93,13 +85,12 @@ class Faults {
         console.output() << line(fmt::format("{} more faults [{}] (--all prints them)", rest, rule),
                                  JsonObject().add("rule", rule).add("not_printed", rest));
     const size_t credentials = databases.idents.size(), holders = databases.countHolders();
+    JsonObject numbers;
+    numbers.add("faults", _count).add("credentials", credentials).add("holders", holders);
     console.output() << line(
         fmt::format("{} faults; {} credentials of {} holders",
                     _count == 0 ? "no" : fmt::to_string(_count), credentials, holders),
-        JsonObject().add("summary", JsonObject()
-                                        .add("faults", _count)
-                                        .add("credentials", credentials)
-                                        .add("holders", holders)));
+        JsonObject().add("summary", numbers));
   }
 
  private:
@@ -115,10 +106,10 @@ class Faults {
     const auto& [file, number] = place;
     const SitePaths& site = _options.site;
     const std::string& name =
-        *std::array{&site.ident, &site.access, &_options.cards, &site.cardSets}.at(
+        *std::array{&site.ident, &site.access, &site.cards, &site.cardSets}.at(
             static_cast<size_t>(file));
     object.add("file", name);
-    if (number == FaultPlace::kWholeFile) return printable(name);
+    if (number == kWholeFile) return printable(name);
     if (file > FaultFile::kAccess) {
       object.add("line", number);
       return fmt::format("{}:{}", printable(name), number);
@@ -136,10 +127,6 @@ class Faults {
   size_t _count = 0;
 };
 
-bool isValid(const IdentRecord& record) {
-  return record.deleted == 0;
-}
-
 // Whether the bytes are what packing a PIN gives. No PIN at all is a single filler.
 template <size_t Digits, size_t Bytes>
 bool isPackedPin(const std::array<uint8_t, Bytes>& packed) {
@@ -153,11 +140,8 @@ bool isPackedPin(const std::array<uint8_t, Bytes>& packed) {
 
 // A card and a PIN beside it have one unique ID.
 bool arePartners(const IdentRecord& a, const IdentRecord& b) {
-  const auto isPinBeside = [](const IdentRecord& record) {
-    return record.cardsetcode == kPinIdentCode;
-  };
   const bool isPinAlone = a.cardsetcode == kPinOnlyCode || b.cardsetcode == kPinOnlyCode;
-  return !isPinAlone && isPinBeside(a) != isPinBeside(b);
+  return !isPinAlone && (a.cardsetcode == kPinIdentCode) != (b.cardsetcode == kPinIdentCode);
 }
 
 // All that is checked of the databases. A record that is exactly as a build makes it is stored as
@@ -176,7 +160,7 @@ class DatabasesCheck {
 
   void run() {
     checkFiles();
-    if (!_options.cards.empty()) compareWithBuild();
+    if (!_options.site.cards.empty()) compareWithBuild();
     for (const IdentRecord& record : _idents)
       if (!isExpected(record)) checkIdent(record);
     for (const AccessRecord& record : _accesses)
@@ -197,9 +181,10 @@ class DatabasesCheck {
     for (const auto& [file, rest] : {std::pair(FaultFile::kIdent, databases.identRest),
                                      std::pair(FaultFile::kAccess, databases.accessRest)})
       if (rest != 0)
-        _faults.add({file}, "size", fmt::format("{} bytes after the last whole record", rest));
+        _faults.add({file, kWholeFile}, "size",
+                    fmt::format("{} bytes after the last whole record", rest));
     if (_idents.empty() && _accesses.empty())
-      _faults.add({FaultFile::kIdent}, "empty",
+      _faults.add({FaultFile::kIdent, kWholeFile}, "empty",
                   fmt::format("neither it nor {} has a record: nobody has access",
                               printable(_options.site.access)));
     for (const auto& [line, text] : _site.cardSetProblems())
@@ -215,12 +200,13 @@ class DatabasesCheck {
       if (made.access != nullptr)
         compare(made, *made.access, accesses.next(made.access->uniqid), "has no access record");
     });
-    records.readFile(_options.cards);
+    records.readFile(_options.site.cards);
     reportOthers(_idents, idents);
     reportOthers(_accesses, accesses);
     const std::string difference = differenceOfCardSets(records.cardSets(), _site.sets());
     if (!difference.empty())
-      _faults.add({FaultFile::kCardSets}, "differs", "a build would not write it: " + difference);
+      _faults.add({FaultFile::kCardSets, kWholeFile}, "differs",
+                  "a build would not write it: " + difference);
   }
 
   template <typename Record, typename Step>
@@ -289,7 +275,7 @@ class DatabasesCheck {
   void checkSharedKeys() {
     Pointers<IdentRecord> byKey;
     for (const IdentRecord& record : _idents)
-      if (isValid(record)) byKey.push_back(&record);
+      if (record.deleted == 0) byKey.push_back(&record);
     std::ranges::stable_sort(byKey, {}, &IdentRecord::cardnumber);
     for (size_t first = 0, i = 1; i < byKey.size(); ++i)
       if (byKey[i]->cardnumber != byKey[first]->cardnumber)
@@ -325,7 +311,7 @@ class DatabasesCheck {
     const IdentRecord* last = nullptr;
     size_t valid = 0;
     for (const IdentRecord* const ident : idents) {
-      if (!isValid(*ident)) continue;
+      if (ident->deleted != 0) continue;
       ++valid;
       if (hasNoAccess && !isExpected(*ident)) _faults.add(*ident, "holder", "has no access record");
       if (last != nullptr && !arePartners(*last, *ident))
@@ -376,16 +362,16 @@ bool readSwapped(const SitePaths& names, Databases& databases) {
 ExitStatus verify(const VerifyOptions& options, Console& console) {
   const SitePaths& names = options.site;
   Site site(names, Site::Formats::kRequired);  // Its problems are faults.
-  if (!options.cards.empty()) {
+  if (!names.cards.empty()) {
     Findings findings(options.all);
     const SiteSummary summary =
-        checkSite({options.cards, names.formats, "", options.withPins}, findings);
+        checkSite({names.cards, names.formats, "", options.withPins}, findings);
     if (findings.errors() > 0) return report(findings, summary, false, console, options.json);
   }
   Faults faults(options, site);
   Databases& databases = site.databases();
   if (readSwapped(names, databases))
-    faults.add({FaultFile::kIdent}, "swapped",
+    faults.add({FaultFile::kIdent, kWholeFile}, "swapped",
                fmt::format("this is an access database, and {} is an ident database: --ident and "
                            "--access are swapped",
                            printable(names.access)));
@@ -402,7 +388,7 @@ Run addVerify(Options options) {
   const auto given = std::make_shared<VerifyOptions>();
   options.describe("Report what is wrong with existing databases",
                    "badgemint-admin verify --cards cards.txt");
-  options.file("--cards", given->cards, "Compare with what a build of this file would make");
+  options.file("--cards", given->site.cards, "Compare with what a build of this file would make");
   options.databases(given->site);
   options.flag("--all", given->all, "Print more than 100 faults of one kind");
   options.flag("--with-pins", given->withPins, "Show PINs");

@@ -1,0 +1,241 @@
+// The verbs `list`, `show` and `why`: whom they find, what they print of records that no build
+// writes, and what they and `diff` refuse.
+#include "admin/adminrun.h"
+#include "admin/json.h"
+#include "support/testsite.h"
+
+namespace badgemint::admin {
+namespace {
+
+class Holders : public testing::Test {
+ protected:
+  Holders() {
+    _site.folder.write("cardsets.txt", "f 1 1 A=21\nf 2 2\nf 7 9\nf 254 2\n");
+    const std::vector<IdentRecord> idents = {{{0, 0, 0x3E, 0x12}, 5, 2},
+                                             {{0, 0, 0, 7}, 2, 2},
+                                             {{0x1A}, 2, kFormatlessCode, 1},
+                                             {{0x47, 0x11, 0xF0}, 2, kPinIdentCode},
+                                             {{1}, 3, 7},
+                                             {{0x02, 0x2A, 0x7C, 0x24}, 3, 1}};
+    const AccessRecord two = {
+        .uniqid = 2, .pincode = {0x1F}, .acclevel = {3, 0, 1}, .endtime = 200};
+    writeRecords("ident.db", idents);
+    writeRecords<AccessRecord>("access.db",
+                               {two,
+                                {.uniqid = 4, .pincode = {0x0F}, .escortid = 2},
+                                {.uniqid = 5, .pincode = {0x0F}, .starttime = 0xF0000000}});
+    std::filesystem::create_directory("old");
+    writeRecords("old/ident.db", idents);
+    writeRecords<AccessRecord>("old/access.db",
+                               {two, {.uniqid = 4, .pincode = {0x0F}}, {.uniqid = 9}});
+  }
+
+ private:
+  TestSite _site{"formats.txt"};
+};
+
+TEST_F(Holders, AreListedByFilters) {
+  const struct {
+    const char* filters;
+    const char* holders;
+  } kCases[] = {
+      {"", "2 3 4 5"},
+      {"--level 3", "2"},
+      {"--level 0", ""},
+      {"--set 2", "2 5"},
+      {"--set 254", "2"},
+      {"--expired", "2"},
+      {"--not-yet-valid", "5"},
+      {"--expires-before \"1970/01/01 00:03:20\"", ""},
+      {"--expires-before \"1970/01/01 00:03:21\"", "2"},
+      {"--no-level", "3 4 5"},
+      {"--no-credential", "4"},
+      {"--escort 2", "4"},
+      {"--deleted", "2"},
+      {"--pin --with-pins", "2"},
+      {"--no-pin --with-pins", "3 4 5"},
+      {"--changed-since old", "4 5"},
+      {"--no-level --set 2", "5"},
+  };
+  for (const auto& [filters, holders] : kCases) {
+    const AdminRun run = runAdmin(std::string("list ") + filters);
+    std::istringstream lines(run.output);
+    std::string listed;
+    for (std::string line; std::getline(lines, line);) {
+      if (!listed.empty()) listed += ' ';
+      listed += line.substr(0, line.find(' '));
+    }
+    EXPECT_EQ(listed, holders) << filters << run.errors;
+    EXPECT_EQ(run.status, listed.empty() ? 1 : 0) << filters;
+  }
+}
+
+TEST_F(Holders, AreListedWhateverTheyHave) {
+  const std::string listed = runAdmin("list --set 254").output + runAdmin("list --set 7").output;
+  EXPECT_TRUE(listed.starts_with("2          2:7,1A(deleted),PIN  3,1 ")) << listed;
+  EXPECT_TRUE(listed.ends_with(" - (0 access records)\n")) << listed;
+  const std::string json = runAdmin("list --set 254 --json").output;
+  EXPECT_NE(json.find(R"({"kind":"card without format","card":"1A",)"), json.npos) << json;
+}
+
+TEST_F(Holders, AreShownByIdsAndCards) {
+  const struct {
+    const char* words;
+    const char* holders;
+  } kCases[] = {
+      {"4-7", "holder 4 holder 5 "},
+      {"0-4294967295", "holder 2 holder 3 holder 4 holder 5 "},
+      {"8-8 4", "there is no holder 8-8 holder 4 "},
+      {"--card 015890", "holder 3 holder 5 "},
+      {"--card 70000", "there is no card 70000 "},
+  };
+  for (const auto& [words, holders] : kCases) {
+    std::istringstream output(runAdmin(std::string("show ") + words).output);
+    std::string found;
+    for (std::string line; std::getline(output, line);)
+      if (!line.empty() && line[0] != ' ') found += line + ' ';
+    EXPECT_EQ(found, holders) << words;
+  }
+}
+
+TEST_F(Holders, AreNotFoundByWordsThatMeanNothing) {
+  expectRefusals(
+      "show",
+      {{"", 3, "no holder given; write a unique ID, a --card or a --key\n"},
+       {"4294967296", 3, "\"4294967296\" is not a unique ID, a number from 0 to 4294967295\n"},
+       {"4294967295 --card 1:65535 --ident none", 3, "none: No such file"},
+       {"7-5", 3, "\"7-5\" is not a range: its end is before its start\n"},
+       {"--card 9:7", 2, "there is no card set \"9\""},
+       {"--card 7:7", 2, "format 9 of card set 7 is not there"},
+       {"--card 1:65536", 2, "card number 65536 does not fit field B of 16 bits"},
+       {"--key 0X0g", 3, "\"0X0g\" is not a key of 1 to 32 hexadecimal digits\n"},
+       {"1 --at \"2026/02/30 10:00:00\"", 3, "is not a time; write it as \"2026/01/31"}});
+  expectRefusals(
+      "diff",
+      {{". none", 3, "badgemint-admin: none/ident.db: No such file or directory"},
+       {"--old ident.db access.db --new access.db ident.db", 2, "access.db ends within a record"},
+       {"--old ident.db access.db", 3, "give two folders to compare, or --old IDENT"},
+       {". . --new ident.db access.db", 3, "give two folders to compare"},
+       {"ident.db ident.db", 3, "is not a folder; for files write --old IDENT ACCESS"},
+       {"--kept", 3, "ident.db.old: No such file or directory"}});
+  expectRefusals("list", {{"--no-pin", 3, "--pin and --no-pin need --with-pins"},
+                          {"--csv --count", 3, "only one of --count, --csv and --json"},
+                          {"--level x", 3, "--level \"x\" is not a number from 0 to 4294967295"},
+                          {"--expired --expired", 3, "--expired"},
+                          {"--expires-before 0", 3, "--expires-before \"0\" is not a time"},
+                          {"--changed-since none", 3, "none/ident.db: No such file"}});
+}
+
+TEST(Show, SaysWhatNoBuildWrites) {
+  const TestSite site;
+  site.folder.write("levels", "3 1 2\n4\n");
+  writeRecords<IdentRecord>("ident.db", {{{0x02, 0x2A, 0x7C, 0x24}, 5, 1, 1},
+                                         {{0x12, 0xF0}, 5, kPinIdentCode},
+                                         {{0x47, 0x11, 0xF0}, 8, kPinOnlyCode},
+                                         {{0x02}, 8, 7}});
+  writeRecords<AccessRecord>("access.db", {{8, {}, {0, 3, 4, 5}, 0, 200, 6, 0, 0xC1, 0, 0, 0},
+                                           {6, {0x12, 0xF0}, {}, 0, 199, 0, 0, 0, 0, 0, 0},
+                                           {8, {}, {}, 201, 200, 77, 7, 0, 1, 2, 8}});
+  const AdminRun run = runAdmin(
+      "show 8 6 --key 0x022A7C24 --key 4711f --levels levels --at \"1970/01/01 00:03:20\"");
+  EXPECT_EQ(run.status, 1);
+  for (const char* const says :
+       {"holder 8\n  one of 2 access records\n",
+        "  access level 2: 3, opens door group/schedule 1/2\n  access level 3: 4, opens no door\n",
+        "  validity: until 1970/01/01 00:03:20 UTC, valid\n  flag 0 (not in the line)\n",
+        "1970/01/01 00:03:20 UTC, never valid\n  escort: 77, who is not a holder\n",
+        "  elevator access: 1\n  output relay group: 2\n  issue level: 7\n  output mode: 8\n",
+        "  card with key 02000000000000000000000000000000 of card set 7\n  PIN **** alone\n",
+        "until 1970/01/01 00:03:19 UTC, expired\n  no credential: nothing to open a door with\n",
+        "holder 5\n  no access record: no door opens\n",
+        " of card set 1, deleted\n  PIN **** beside a card\n",
+        "\nthere is no credential with key 4711f\n\n"})
+    EXPECT_NE(run.output.find(says), std::string::npos) << says << run.output;
+  const std::string pins =
+      runAdmin("show 6 --key 4711F --with-pins --at \"1970/1/1 0:1:39\"").output;
+  for (const char* const says : {"4711 alone, key 4711F", "20 UTC, never valid", "19 UTC, valid"})
+    EXPECT_NE(pins.find(says), std::string::npos) << says;
+}
+
+// Holders have cards of card set 2 with their numbers; levels 1 and 2 open door group 4.
+class Why : public testing::Test {
+ protected:
+  Why() {
+    _site.folder.write("cardsets.txt", "f 2 2\n");
+    _site.folder.write("levels", "1 4 3 5 8\n2 4 7 4 6\n3 5 3\n");
+    const IdentRecord pin = {{0x47, 0x11, 0xF0}, 1, kPinIdentCode};
+    writeRecords<IdentRecord>(
+        "ident.db", {card(1), card(2), card(3), card(4), card(5, 1), card(6), card(8), pin});
+    writeRecords<AccessRecord>("access.db", {{.uniqid = 1, .acclevel = {3, 1, 2, 1}},
+                                             {.uniqid = 2, .acclevel = {1}, .endtime = 199},
+                                             {.uniqid = 3, .acclevel = {1}, .starttime = 201},
+                                             {.uniqid = 4, .acclevel = {3, 99}},
+                                             {.uniqid = 5, .acclevel = {1}},
+                                             {.uniqid = 8, .acclevel = {1}},
+                                             {.uniqid = 8, .acclevel = {3}},
+                                             {.uniqid = 10, .acclevel = {1}, .starttime = 200}});
+  }
+
+  static IdentRecord card(uint8_t number, uint32_t deleted = 0) {
+    return {{0, 0, 0, number}, number, 2, deleted};
+  }
+
+  static AdminRun why(const std::string& subject) {
+    return runAdmin("why " + subject + " --levels levels --at \"1970/01/01 00:03:20\"");
+  }
+
+ private:
+  TestSite _site{"formats.txt"};
+};
+
+TEST_F(Why, GivesTheVerdictWithItsReasons) {
+  const struct {
+    const char* subject;
+    int status;
+    const char* output;
+  } kCases[] = {
+      {"1 --door 4", 0,
+       "granted by access level 1 while schedule 3 is active\n"
+       "  by access level 2 while schedule 7 is active\n"
+       "  by access level 2 while schedule 6 is active\n"},
+      {"2 --door 4", 1, "denied: expired since 1970/01/01 00:03:20 UTC\n"},
+      {"3 --door 4", 1, "denied: not valid before 1970/01/01 00:03:21 UTC\n"},
+      {"4 --door 4", 1, "denied: no access level opens door group 4\n"},
+      {"--card 2:5 --door 4", 1, "denied: card 5 of card set 2 is marked as deleted\n"},
+      {"5 --door 4", 1, "denied: every credential of holder 5 is marked as deleted\n"},
+      {"--card 2:6 --door 4", 1, "denied: holder 6 has no access record\n"},
+      {"10 --door 4", 1, "denied: holder 10 has no credential\n"},
+      {"77 --door 4", 2, "denied: holder 77 is not in the databases\n"},
+      {"--card 2:77 --door 4", 2, "denied: card 2:77 is not in the databases\n"},
+      {"--card 9:1 --door 4", 2, "denied: there is no card set \"9\"\n"},
+      {"--key 4711F --with-pins --door 5", 0,
+       "granted by access level 3 while schedule 3 is active\n"
+       "  by access level 1 while schedule 8 is active\n"},
+  };
+  for (const auto& [subject, status, output] : kCases) {
+    const AdminRun run = why(subject);
+    EXPECT_EQ(run.output, output) << subject;
+    EXPECT_EQ(run.status, status) << subject << run.errors;
+  }
+}
+
+TEST_F(Why, RefusesWhatItCannotDecide) {
+  expectRun("why 1 --door 4 --levels cardsets.txt", 3, "", "no line defines an access level");
+  expectRefusals("why --levels levels",
+                 {{"8 --door 4", 3, "several access records, and they disagree"},
+                  {"1", 3, "write the door group with --door"},
+                  {"--door 4", 3, "write one unique ID, one --card or one --key"},
+                  {"1 --door x", 3, "write the door group with --door, a number"},
+                  {"1 --door 4 --ident access.db", 3, "access.db ends within a record"}});
+}
+
+TEST(Json, EscapesWhatTextCannotHold) {
+  EXPECT_EQ(
+      JsonObject().add("text", "\"\\\n\xC3\xBC\x80\xED\xA0\x80\xF5").add("flag", false).text(),
+      R"({"text":"\"\\\u000A)"
+      "\xC3\xBC"
+      R"(\\x80\\xED\\xA0\\x80\\xF5","flag":false})");
+}
+
+}  // namespace
+}  // namespace badgemint::admin
