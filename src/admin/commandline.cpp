@@ -334,7 +334,7 @@ int run(int argc, const char* const* argv, Console& console) noexcept {
     console.reportText("standard output cannot be written");
     if (!console.keepsStatus()) status = ExitStatus::kNotDone;
   }
-  deliverDeferredSignals();
+  deliverDeferredSignal();
   return static_cast<int>(status);
 }
 
