@@ -5,7 +5,7 @@
 #include <sstream>
 #include <vector>
 
-#include "admin/commandline.h"
+#include "admin/verbs/verb.h"
 #include "carddb/identrecord.h"
 #include "fuzz.h"
 

@@ -1,5 +1,5 @@
-#include "admin/commandline.h"
-
+// The command line of badgemint-admin: the options of verbs, suggestions for what is misspelt,
+// help, completion.
 #include <poll.h>
 #include <unistd.h>
 
@@ -79,14 +79,9 @@ std::string suggestion(const std::string& word, const std::vector<std::string>& 
 constexpr char kCompletion[] =
     R"(# Completion of badgemint-admin in bash; made by badgemint-admin itself.
 _badgemint_admin() {{
-  local word=${{COMP_WORDS[COMP_CWORD]}} verb='' words='' i
-  for ((i = 1; i < COMP_CWORD; ++i)); do
-    case ${{COMP_WORDS[i]}} in
-    -C) ((++i)) ;;
-    -*) ;;
-    *) verb=${{COMP_WORDS[i]}}; break ;;
-    esac
-  done
+  local word=${{COMP_WORDS[COMP_CWORD]}} verb='' words='' i=1
+  [[ ${{COMP_WORDS[1]}} != -C ]] || i=3
+  ((COMP_CWORD <= i)) || verb=${{COMP_WORDS[i]}}
   [[ ${{COMP_WORDS[COMP_CWORD - 1]}} != -C ]] || verb=-C
   COMPREPLY=()
   case $verb:$word in
@@ -333,7 +328,7 @@ int run(int argc, const char* const* argv, Console& console) noexcept {
     console.reportText("standard output cannot be written");
     if (!console.keepsStatus()) status = ExitStatus::kNotDone;
   }
-  deliverDeferredSignals();
+  deliverDeferredSignal();
   return static_cast<int>(status);
 }
 

@@ -13,10 +13,7 @@ namespace {
 
 constexpr std::array kSignals = {SIGHUP, SIGINT, SIGQUIT, SIGTERM};
 
-// What a handler may use is global.
-volatile std::sig_atomic_t arrivedSignal = 0;
-bool areDeferred = false;
-std::array<struct sigaction, kSignals.size()> actionsBefore;
+volatile std::sig_atomic_t arrivedSignal = 0;  // What a handler may use is global.
 
 void rememberSignal(int signal) {
   arrivedSignal = signal;
@@ -62,14 +59,11 @@ std::string Console::coloured(std::string_view word, std::string_view colour) co
 }
 
 void deferTerminationSignals() {
-  if (areDeferred) return;
-  areDeferred = true;
-  arrivedSignal = 0;
-  struct sigaction action = {};
+  struct sigaction action = {}, before = {};
   action.sa_handler = rememberSignal;  // Without SA_RESTART: waiting calls shall end.
-  for (size_t i = 0; i < kSignals.size(); ++i) {
-    sigaction(kSignals[i], nullptr, &actionsBefore[i]);
-    if (actionsBefore[i].sa_handler != SIG_IGN) sigaction(kSignals[i], &action, nullptr);
+  for (const int signal : kSignals) {
+    sigaction(signal, nullptr, &before);
+    if (before.sa_handler != SIG_IGN) sigaction(signal, &action, nullptr);
   }
 }
 
@@ -81,13 +75,11 @@ void throwIfInterrupted() {
   if (isInterrupted()) throw Failure(ExitStatus::kNotDone, "interrupted: nothing was changed");
 }
 
-void deliverDeferredSignals() {
-  if (!areDeferred) return;
-  areDeferred = false;
-  for (size_t i = 0; i < kSignals.size(); ++i) sigaction(kSignals[i], &actionsBefore[i], nullptr);
-  const int signal = arrivedSignal;
-  arrivedSignal = 0;
-  if (signal != 0) raise(signal);
+void deliverDeferredSignal() {
+  const int signal = std::exchange(arrivedSignal, 0);
+  if (signal == 0) return;
+  std::signal(signal, SIG_DFL);
+  raise(signal);
 }
 
 BlockedSignals::BlockedSignals() {

@@ -102,15 +102,15 @@ class Console {
 
 // From now on SIGHUP, SIGINT, SIGQUIT and SIGTERM are only remembered: a call that waits fails with
 // EINTR, and the verb asks whether it was interrupted. Signals that the process ignores, as under
-// nohup, stay ignored. Lasts until deliverDeferredSignals().
+// nohup, stay ignored.
 void deferTerminationSignals();
 bool isInterrupted();
 // Throws Failure (not done) when one has arrived.
 void throwIfInterrupted();
 
-// Ends the deferral, and the process by the signal that arrived meanwhile, if any. run() calls it
-// when all output is flushed.
-void deliverDeferredSignals();
+// Ends the process by the signal that has arrived, if any. run() calls it when all output is
+// flushed.
+void deliverDeferredSignal();
 
 // While one lives, these signals wait in the system: no call fails because of them.
 class BlockedSignals {

@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <iostream>
 
-#include "admin/commandline.h"
+#include "admin/verbs/verb.h"
 #include "support/standardfiles.h"
 
 // https://no-color.org: any value but the empty one.

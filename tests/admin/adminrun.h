@@ -7,7 +7,7 @@
 #include <iomanip>
 #include <sstream>
 
-#include "admin/commandline.h"
+#include "admin/verbs/verb.h"
 #include "support/testfiles.h"
 
 namespace badgemint::admin {

@@ -2,6 +2,8 @@
 #ifndef BADGEMINT_TESTS_ADMIN_BUILDSITE_H
 #define BADGEMINT_TESTS_ADMIN_BUILDSITE_H
 
+#include <map>
+
 #include "admin/adminrun.h"
 #include "admin/files/replacement.h"
 #include "support/testsite.h"
@@ -22,6 +24,14 @@ inline const std::string kNewCards =
     kCardHolder + "n 0 1A2b30 0 4" + kCardHolder + "p 1234 3" + kHolder +
     "\nd 2 2147483640 3 4294967290 9\nd 2 9 3 100 65535\n# end\n";
 inline constexpr char kWrongCards[] = "x\n";
+
+// Names and contents of all files in the current folder and below it.
+inline std::map<std::string, std::string> allFiles() {
+  std::map<std::string, std::string> files;
+  for (const auto& entry : fs::recursive_directory_iterator("."))
+    files[entry.path().string()] = entry.is_regular_file() ? contentOf(entry.path().string()) : "";
+  return files;
+}
 
 class BuildSite {
  public:

@@ -73,11 +73,10 @@ TEST(CommandLine, ShowsOnATerminalThatWorkGoesOn) {
 TEST(CommandLine, FailsWithoutStandardOutput) {
   std::ostringstream output, errors;
   output.setstate(std::ios::badbit);
-  Console console(output, errors, {.output = true});
-  const char* const argv[] = {"badgemint-admin", "help"};
-  EXPECT_EQ(run(2, argv, console), 3);
+  EXPECT_EQ(runAdmin("help", {}, output, errors).status, 3);
   EXPECT_EQ(errors.str(), "badgemint-admin: standard output cannot be written\n");
-  EXPECT_EQ(console.inErrorColour("error"), "\033[1;31merror\033[0m");
+  const Console terminal(output, errors, {.output = true});
+  EXPECT_EQ(terminal.inErrorColour("error"), "\033[1;31merror\033[0m");
 }
 
 }  // namespace

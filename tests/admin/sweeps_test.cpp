@@ -2,7 +2,6 @@
 // call of a run in turn, and one rule for what may come of it.
 #include <climits>
 #include <csignal>
-#include <map>
 #include <random>
 #include <set>
 
@@ -174,18 +173,15 @@ class DiskModel {
       fs::create_directory(kPrivateFolder);
       fs::permissions(kPrivateFolder, fs::perms::owner_all);
     }
-    std::map<uint64_t, std::string> contents = _contents, paths;
+    std::map<uint64_t, fs::path> paths;
     for (const auto& [place, file] : entries) {
-      const bool isInPrivate = place.first == _private;
-      const std::string path =
-          (isInPrivate ? kPrivateFolder + std::string("/") : "") + place.second;
-      if (file == _private || (isInPrivate && !entries.contains({_root, kPrivateFolder}))) continue;
-      if (paths.contains(file)) {
-        fs::create_hard_link(paths[file], path);
-      } else {
-        std::ofstream(path, std::ios::binary) << contents[file];
-        paths[file] = path;
-      }
+      const fs::path folder = place.first == _private ? kPrivateFolder : ".";
+      if (file == _private || !fs::exists(folder)) continue;
+      const auto [first, isNew] = paths.emplace(file, folder / place.second);
+      if (isNew)
+        std::ofstream(first->second, std::ios::binary) << contentAt(file);
+      else
+        fs::create_hard_link(first->second, folder / place.second);
     }
   }
 
@@ -195,6 +191,9 @@ class DiskModel {
   static uint64_t inodeOf(const std::string& path) {
     struct stat status;
     return stat(path.c_str(), &status) == 0 ? status.st_ino : 0;
+  }
+  std::string contentAt(uint64_t file) const {
+    return _contents.contains(file) ? _contents.at(file) : "";
   }
   static void enter(const DiskChange& change, Entries& entries) {
     for (const auto& [folder, name, file] : change.entries) {
@@ -272,14 +271,6 @@ TEST_F(BuildSweep, PowerIsLostAfterEachCall) {
 class ReaderSweep : public testing::Test {
  protected:
   ReaderSweep() { _site.folder.write("levels", "1 1 1\n"); }
-  static std::string files() {
-    std::map<std::string, std::string> all;
-    for (const auto& entry : fs::directory_iterator("."))
-      all[entry.path().string()] = contentOf(entry.path().string());
-    std::string text;
-    for (const auto& [name, content] : all) text += name + content;
-    return text;
-  }
 
   const std::string kSite = " --formats formats --cardsets cardsets --ident ident --access access";
   const std::vector<std::string> kReaders = {
@@ -301,7 +292,7 @@ TEST_F(ReaderSweep, EachCallFails) {
                        "2031/12/31 23:59:58 3 4 1\no 0099 1\nn 0 1A2b30 0 2" +
                        kCardHolder + "p 1234 3" + kHolder + "\nd 2 2147483640 3 4294967290 9\n"),
             0);
-  const std::string before = files();
+  const auto before = allFiles();
   const Fault kFaults[] = {{.call = "any"},
                            {.call = "any", .forEver = true},
                            {.call = "any", .error = EINTR},
@@ -317,7 +308,7 @@ TEST_F(ReaderSweep, EachCallFails) {
           [&](const AdminRun& run, const Fault&) {
             const bool isSame = run.status == whole.status && run.output == whole.output;
             EXPECT_TRUE(isSame || !run.errors.empty() || run.status == 2 || run.signal != 0);
-            EXPECT_EQ(files(), before);
+            EXPECT_EQ(allFiles(), before);
           });
   }
 }

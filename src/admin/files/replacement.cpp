@@ -25,6 +25,13 @@ constexpr char kUnfinishedJournal[] = "journal.new";
 constexpr char kDone[] = "done";
 constexpr char kLink[] = "link";
 
+// The versions of each file; `kept` had the name under which `old` is kept.
+constexpr struct {
+  const char *fresh, *old, *kept;
+} kVersions[] = {{"new.access", "old.access", "kept.access"},
+                 {"new.ident", "old.ident", "kept.ident"},
+                 {"new.cardsets", "old.cardsets", "kept.cardsets"}};
+
 constexpr char kJournalKeeps[] = "and keeps the old files";
 
 // Other users may look for the journal, and for nothing else.
@@ -40,12 +47,6 @@ void copyOwnerAndMode(const struct stat& old, const Descriptor& file, const std:
       fchown(file.number(), own.st_uid, old.st_gid) != 0)
     mode &= ~mode_t{S_IRWXG};
   throwErrnoUnless(fchmod(file.number(), mode) == 0, path);
-}
-
-void requireRegular(const std::optional<struct stat>& status, const std::string& path,
-                    const char* purpose) {
-  if (status && !S_ISREG(status->st_mode))
-    throw Failure(ExitStatus::kRefused, "{} is a link or not a file; {}", path, purpose);
 }
 
 }  // namespace
@@ -79,7 +80,12 @@ Replacement::Replacement(const PartPaths& targets, bool keep, bool mayFinish)
   openPrivateFolder();
   if (!isNew) recover(mayFinish);
   _mustCleanUp = true;
-  lookAtTargets();
+  for (File& file : _files) {
+    file.found = _folder.look(file.name);
+    if (file.found && !S_ISREG(file.found->st_mode))
+      throw Failure(ExitStatus::kRefused, "{} is a link or not a file; it cannot be replaced",
+                    _folder.pathOf(file.name));
+  }
 }
 
 Replacement::~Replacement() {
@@ -90,19 +96,18 @@ Replacement::~Replacement() {
 }
 
 Replacement::Files Replacement::filesOf(const PartPaths& targets, bool keep) {
-  constexpr std::array kEntries = {"access", "ident", "cardsets"};
   const mode_t mask = umask(0);
   umask(mask);
   Files files;
-  for (size_t part = 0; part < kSiteParts; ++part) {
-    const std::string target = splitPath(targets[part]).name;
-    files[part] = {.target = target,
-                   .kept = keep ? target + kKeptSuffix : "",
-                   .fresh = fmt::format("new.{}", kEntries[part]),
-                   .old = fmt::format("old.{}", kEntries[part]),
-                   .formerKept = fmt::format("kept.{}", kEntries[part]),
-                   .mode = part == kCardSetsPart ? 0666 & ~mask : 0600};
-  }
+  for (size_t part = 0; part < kSiteParts; ++part)
+    files.push_back({.name = splitPath(targets[part]).name,
+                     .before = kVersions[part].old,
+                     .after = kVersions[part].fresh,
+                     .mode = part == kCardSetsPart ? 0666 & ~mask : 0600});
+  for (size_t part = 0; keep && part < kSiteParts; ++part)
+    files.push_back({.name = files[part].name + kKeptSuffix,
+                     .before = kVersions[part].kept,
+                     .after = kVersions[part].old});
   return files;
 }
 
@@ -121,14 +126,14 @@ void Replacement::openPrivateFolder() {
 
 void Replacement::recover(bool mayFinish) {
   const auto isNewFileLeft = [this](const File& file) {
-    return _private->look(file.fresh).has_value();
+    return _private->look(file.after).has_value();
   };
   if (_private->look(kJournal)) {
     if (!mayFinish) throw Failure(ExitStatus::kRefused, noteOfCutShort(_folder.path()));
     finishCutShort();
   } else if (_private->look(kDone)) {
     _note = "an earlier build was cut short after it had replaced all files";
-  } else if (std::ranges::any_of(_files, isNewFileLeft)) {
+  } else if (std::ranges::any_of(targetsOf(_files), isNewFileLeft)) {
     _note = "an earlier build was cut short and changed nothing";
   }
   removeFiles();
@@ -137,10 +142,9 @@ void Replacement::recover(bool mayFinish) {
 void Replacement::finishCutShort() {
   try {
     const Files files = readJournal();
-    keepOldFiles(files);
-    replaceTargets(files);
+    replaceFiles(files);
     _note = "a replacement was cut short; it is finished now:";
-    for (const File& file : files) _note += ' ' + _folder.pathOf(file.target);
+    for (const File& file : targetsOf(files)) _note += ' ' + _folder.pathOf(file.name);
   } catch (const Failure& failure) {
     throw CutShortFailure(
         ExitStatus::kRefused,
@@ -155,19 +159,9 @@ void Replacement::finishCutShort() {
   }
 }
 
-void Replacement::lookAtTargets() {
-  for (File& file : _files) {
-    file.replaced = _folder.look(file.target);
-    requireRegular(file.replaced, _folder.pathOf(file.target), "it cannot be replaced");
-    if (file.replaced && !file.kept.empty())
-      requireRegular(_folder.look(file.kept), _folder.pathOf(file.kept),
-                     "the old file cannot be kept");
-  }
-}
-
 bool Replacement::isUnchanged() const {
-  return std::ranges::all_of(_files, [this](const File& file) {
-    return file.replaced && _folder.readFile(file.target) == _private->readFile(file.fresh);
+  return std::ranges::all_of(targetsOf(_files), [this](const File& file) {
+    return file.found && _folder.readFile(file.name) == _private->readFile(file.after);
   });
 }
 
@@ -179,8 +173,7 @@ void Replacement::replace() {
       "databases may be a mixture of old and new ones; the next build finishes it"));
   try {
     writeJournal();
-    keepOldFiles(_files);
-    replaceTargets(_files);
+    replaceFiles(_files);
   } catch (...) {
     try {
       undo();
@@ -194,28 +187,27 @@ void Replacement::replace() {
   }
 }
 
-// The new file gets its rights and is on disk; the old ones get their second names.
+// The file that has the name gets a second one. A new file gets its rights and is on disk.
 void Replacement::prepare(const File& file) const {
-  const std::string path = _private->pathOf(file.fresh);
-  const Descriptor fresh = _private->openFile(file.fresh, O_RDONLY);
-  if (file.replaced) {
-    copyOwnerAndMode(*file.replaced, fresh, path);
-    _folder.linkTo(file.target, *_private, file.old);
-    if (!file.kept.empty() && _folder.look(file.kept))
-      _folder.linkTo(file.kept, *_private, file.formerKept);
-  } else {
+  if (file.found) _folder.linkTo(file.name, *_private, file.before);
+  const auto before = _private->look(file.before);
+  const bool isLinked = !file.found || isSameFile(*file.found, before.value());
+  if (file.mode == 0) return;
+  const std::string path = _private->pathOf(file.after);
+  const Descriptor fresh = _private->openFile(file.after, O_RDONLY);
+  if (file.found)
+    copyOwnerAndMode(*file.found, fresh, path);
+  else
     throwErrnoUnless(fchmod(fresh.number(), file.mode) == 0, path);
-  }
   throwErrnoUnless(fsync(fresh.number()) == 0, path);
-  const auto old = _private->look(file.old);
-  requireKnownTarget(file, !file.replaced || isSameFile(*file.replaced, old.value()));
+  requireKnown(file, isLinked);
 }
 
 // The head, the three targets, whether the old files are kept, the end.
 std::string Replacement::journalOf(const Files& files) {
-  const auto& [access, ident, cardSets] = files;
-  return fmt::format("badgemint-admin replaces:\n{}\n{}\n{}\n{}\nend", access.target, ident.target,
-                     cardSets.target, access.kept.empty() ? "" : kJournalKeeps);
+  return fmt::format("badgemint-admin replaces:\n{}\n{}\n{}\n{}\nend", files[kAccessPart].name,
+                     files[kIdentPart].name, files[kCardSetsPart].name,
+                     files.size() > kSiteParts ? kJournalKeeps : "");
 }
 
 void Replacement::writeJournal() const {
@@ -247,35 +239,28 @@ Replacement::Files Replacement::readJournal() const {
   return files;
 }
 
-// The names of the old files are on disk before anything is replaced.
-void Replacement::keepOldFiles(const Files& files) const {
-  for (const File& file : files)
-    if (!file.kept.empty() && _private->look(file.old)) putInPlace(file.old, file.kept);
-  _folder.sync();
-}
-
-void Replacement::replaceTargets(const Files& files) const {
-  for (const File& file : files) requireKnownTarget(file, _private->look(file.fresh).has_value());
-  for (const File& file : files) {
-    requireKnownTarget(file, true);
-    if (!isSame(file.target, file.fresh)) putInPlace(file.fresh, file.target);
+void Replacement::replaceFiles(const Files& files) const {
+  for (const File& kept : std::span(files).subspan(kSiteParts))
+    if (_private->look(kept.after)) put(kept.after, kept.name);
+  _folder.sync();  // The names of the old files come before anything is replaced.
+  for (const File& target : targetsOf(files)) requireKnown(target);
+  for (const File& target : targetsOf(files)) {
+    requireKnown(target);
+    if (!isSame(target.name, target.after)) put(target.after, target.name);
   }
   _folder.sync();
 }
 
-void Replacement::requireKnownTarget(const File& file, bool areVersionsRight) const {
-  const bool isKnown = isSame(file.target, file.fresh) || isSame(file.target, file.old);
-  if (!isKnown || !areVersionsRight)
+void Replacement::requireKnown(const File& file, bool isLinked) const {
+  const bool isKnown = isSame(file.name, file.after) || isSame(file.name, file.before);
+  if (!isKnown || !isLinked || !_private->look(file.after))
     throw Failure(ExitStatus::kRefused, "{} was replaced by another program meanwhile",
-                  _folder.pathOf(file.target));
+                  _folder.pathOf(file.name));
 }
 
 void Replacement::undo() const {
-  for (const File& file : _files) {
-    if (isSame(file.target, file.fresh)) putBack(file.old, file.target);
-    if (!file.kept.empty() && _private->look(file.old) && isSame(file.kept, file.old))
-      putBack(file.formerKept, file.kept);
-  }
+  for (const File& file : _files)
+    if (_private->look(file.after) && isSame(file.name, file.after)) put(file.before, file.name);
   _folder.sync();
 }
 
@@ -286,20 +271,14 @@ bool Replacement::isSame(const std::string& name, const std::string& version) co
   return found && file ? isSameFile(*found, *file) : !found && !file;
 }
 
-// A second name of the file is moved, so that it keeps its name in the private folder.
-void Replacement::putInPlace(const std::string& version, const std::string& name) const {
+// Gives the version that name, or removes the name when there is none. A second name of the file is
+// moved, so that it keeps its name in the private folder.
+void Replacement::put(const std::string& version, const std::string& name) const {
+  if (!_private->look(version)) return _folder.remove(name);
   _private->remove(kLink);
   _private->linkTo(version, *_private, kLink);
   _private->moveTo(kLink, _folder, name);
   _private->remove(kLink);  // Moving a file over itself does nothing.
-}
-
-void Replacement::putBack(const std::string& version, const std::string& name) const {
-  if (_private->look(version)) {
-    putInPlace(version, name);
-  } else {
-    _folder.remove(name);
-  }
 }
 
 // Without the journal nothing has to be finished. The mark that all files are replaced is removed
@@ -314,8 +293,8 @@ void Replacement::removeFiles() const {
       throw Failure(ExitStatus::kNotDone, "{} cannot be removed ({}); remove it",
                     _private->pathOf(name), std::strerror(errno));
   };
-  for (const File& file : _files)
-    for (const std::string& name : {file.fresh, file.old, file.formerKept}) remove(name);
+  for (const auto& [fresh, old, kept] : kVersions)
+    for (const char* const name : {fresh, old, kept}) remove(name);
   remove(kUnfinishedJournal);
   remove(kLink);
   if (!_private->look(kDone)) return;

@@ -11,6 +11,7 @@
 #include <array>
 #include <cstddef>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -56,9 +57,9 @@ class Replacement {
 
   const Folder& privateFolder() const { return *_private; }
   // Where to build the new file.
-  std::string stagedPath(SitePart part) const { return _private->pathOf(_files[part].fresh); }
+  std::string stagedPath(SitePart part) const { return _private->pathOf(_files[part].after); }
   // Whether there is a file that the new one is to replace.
-  bool hasTarget(SitePart part) const { return _files[part].replaced.has_value(); }
+  bool hasTarget(SitePart part) const { return _files[part].found.has_value(); }
 
   // Whether each new file has the same bytes as the file that it is to replace.
   bool isUnchanged() const;
@@ -73,33 +74,34 @@ class Replacement {
   std::vector<std::string> cleanUp();
 
  private:
-  // One of the three files: its names in the folder, and those of its versions in the private
-  // folder. All are made beforehand: undoing a replacement needs no memory.
+  // A name in the folder: that of a target, or under which an old file is kept. And the names in
+  // the private folder of the file that had it before and of the one that gets it. All are made
+  // beforehand: undoing a replacement needs no memory.
   struct File {
-    std::string target, kept;            // `kept` is empty when the old file is not kept.
-    std::string fresh, old, formerKept;  // The last one had the name `kept`.
-    mode_t mode;                         // Of a new file that replaces none.
-    std::optional<struct stat> replaced = std::nullopt;
+    std::string name, before, after;
+    mode_t mode = 0;                        // Of a new file that replaces none.
+    std::optional<struct stat> found = {};  // What had the name when the build began.
   };
-  using Files = std::array<File, kSiteParts>;
+  // The targets in the order of SitePart, then the names for old files, if they are kept.
+  using Files = std::vector<File>;
+  static std::span<const File> targetsOf(const Files& files) {
+    return std::span(files).first(kSiteParts);
+  }
 
-  explicit Replacement(const PartPaths& targets, bool keep);
+  Replacement(const PartPaths& targets, bool keep);
   static Files filesOf(const PartPaths& targets, bool keep);
   static std::string journalOf(const Files& files);
   void openPrivateFolder();
   void recover(bool mayFinish);
   void finishCutShort();
-  void lookAtTargets();
   void prepare(const File& file) const;
   void writeJournal() const;
   Files readJournal() const;
-  void keepOldFiles(const Files& files) const;
-  void replaceTargets(const Files& files) const;
-  void requireKnownTarget(const File& file, bool areVersionsRight) const;
+  void replaceFiles(const Files& files) const;
+  void requireKnown(const File& file, bool isLinked = true) const;
   void undo() const;
   bool isSame(const std::string& name, const std::string& version) const;
-  void putInPlace(const std::string& version, const std::string& name) const;
-  void putBack(const std::string& version, const std::string& name) const;
+  void put(const std::string& version, const std::string& name) const;
   void removeFiles() const;
 
   const Folder _folder;

@@ -3,13 +3,13 @@
 #include <fmt/ranges.h>
 
 #include <algorithm>
-#include <array>
-#include <bitset>
 #include <cstdio>
 #include <ctime>
+#include <map>
 #include <memory>
 #include <new>
 #include <optional>
+#include <set>
 
 #include "admin/check/sitecheck.h"
 #include "admin/files/replacement.h"
@@ -56,36 +56,32 @@ struct RemovalLimit {
   }
 };
 
-// What a holder of the old databases may lose, and how a message says it.
-enum Loss : size_t { kGone, kLostKey, kLostLevel, kLostValidity, kLostPin };
-constexpr std::array kLossTexts = {"gone", "without a key they had",
-                                   "without an access level they had", "no longer valid",
-                                   "without a PIN they had"};
-using LossSet = std::bitset<kLossTexts.size()>;
-
-LossSet lossesOf(const Holder& old, const Holder& fresh, uint32_t now) {
+// What a holder of the old databases loses, in words; empty for nothing.
+std::set<std::string_view> lossesOf(const Holder& old, const Holder& fresh, uint32_t now) {
   using std::ranges::any_of, std::ranges::count;
-  LossSet losses;
-  if (!fresh.exists()) return losses.set(kGone);
+  if (!fresh.exists()) return {"gone"};
+  std::set<std::string_view> losses;
   for (const IdentRecord& ident : old.credentials) {
     const auto isSame = [&ident](const IdentRecord& other) {
       return other.deleted == 0 && other.cardnumber == ident.cardnumber;
     };
     if (ident.deleted == 0 && !any_of(fresh.credentials, isSame))
-      losses.set(isPinEntry(ident) ? kLostPin : kLostKey);
+      losses.insert(isPinEntry(ident) ? "without a PIN they had" : "without a key they had");
   }
   const auto isValid = [now](const AccessRecord& access) {
     return access.starttime <= now && (access.endtime == 0 || now <= access.endtime);
   };
-  if (any_of(old.accesses, isValid) && !any_of(fresh.accesses, isValid)) losses.set(kLostValidity);
+  if (any_of(old.accesses, isValid) && !any_of(fresh.accesses, isValid))
+    losses.insert("no longer valid");
   for (const AccessRecord& access : old.accesses) {
     for (const uint16_t level : access.acclevel) {
       const auto hasLevel = [level](const auto& other) { return count(other.acclevel, level) > 0; };
-      if (level != 0 && !any_of(fresh.accesses, hasLevel)) losses.set(kLostLevel);
+      if (level != 0 && !any_of(fresh.accesses, hasLevel))
+        losses.insert("without an access level they had");
     }
     if (pinText(access, true) != "none" &&
         count(fresh.accesses, access.pincode, &AccessRecord::pincode) == 0)
-      losses.set(kLostPin);
+      losses.insert("without a PIN they had");
   }
   return losses;
 }
@@ -284,17 +280,16 @@ class Build {
   void requireFewLosses(const RemovalLimit& limit) const {
     const auto now = static_cast<uint32_t>(std::time(nullptr));
     size_t holders = 0, losers = 0;
-    std::array<size_t, kLossTexts.size()> counts{};
+    std::map<std::string_view, size_t> counts;
     _old.forEachHolder([&](const Holder& holder) {
-      const LossSet losses = lossesOf(holder, _fresh.holder(holder.uniqid), now);
+      const auto losses = lossesOf(holder, _fresh.holder(holder.uniqid), now);
       ++holders;
-      losers += losses.any();
-      for (size_t i = 0; i < losses.size(); ++i) counts[i] += losses[i];
+      losers += losses.empty() ? 0 : 1;
+      for (const std::string_view loss : losses) ++counts[loss];
     });
     if (limit.allows(losers, holders)) return;
     std::vector<std::string> texts;
-    for (size_t i = 0; i < counts.size(); ++i)
-      if (counts[i] != 0) texts.push_back(fmt::format("{} {}", counts[i], kLossTexts[i]));
+    for (const auto& [loss, count] : counts) texts.push_back(fmt::format("{} {}", count, loss));
     throw Failure(ExitStatus::kRefused,
                   "{} of {} holders would lose something ({}), and --max-removed is {}", losers,
                   holders, fmt::join(texts, ", "), _options.maxRemoved);

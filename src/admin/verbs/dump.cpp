@@ -33,27 +33,6 @@ struct DumpOptions {
   bool withPins = false;
 };
 
-// What databases hold and a cards file cannot say: the first ones in the order in which they are
-// found, and how many there are.
-class Warnings {
- public:
-  template <typename... Args>
-  void add(fmt::format_string<Args...> format, Args&&... args) {
-    if (_count++ < kMost) _texts.push_back(fmt::format(format, std::forward<Args>(args)...));
-  }
-  bool any() const { return _count > 0; }
-  void report(Console& console) const {
-    for (const std::string& text : _texts) console.reportText(text);
-    if (_count > kMost) console.report("and {} more differences", _count - kMost);
-  }
-
- private:
-  static constexpr size_t kMost = 50;
-
-  std::vector<std::string> _texts;
-  size_t _count = 0;
-};
-
 // Records of one credential.
 struct Credential {
   const IdentRecord& ident;
@@ -152,11 +131,11 @@ std::string fieldsLine(const cardset& set, const CardFormat* format) {
 class Dump {
  public:
   // All outlive it.
-  Dump(const DumpOptions& options, const Site& site, Warnings& warnings)
+  Dump(const DumpOptions& options, const Site& site, Console& console)
       : _options(options),
         _site(site),
         _databases(site.databases()),
-        _warnings(warnings),
+        _console(console),
         _accessWalk(_databases.accesses),
         _expected(options.site.formats, [this](const ExpectedRecord& made) { compare(made); }) {
     if (!_index.isInitialised()) throw std::bad_alloc();
@@ -164,6 +143,7 @@ class Dump {
 
   // Returns the text of the cards file.
   std::string run() {
+    for (const std::string& problem : _site.problems()) warn("{}", problem);
     constexpr std::string_view kNoPins =
         "# PINs are left out: no databases can be built from this file (dump --with-pins has "
         "them)\n";
@@ -174,10 +154,21 @@ class Dump {
     for (uint32_t csid = kFirstCardSetId; csid <= kLastCardSetId; ++csid) define(csid);
     warnOfUnusedAccesses();
     warnOfDuplicates();
+    if (_warnings > kMostWarnings)
+      _console.report("and {} more differences", _warnings - kMostWarnings);
     return std::move(_text);
   }
+  bool hasWarned() const { return _warnings > 0; }
 
  private:
+  static constexpr size_t kMostWarnings = 50;
+
+  // Of what the databases hold and a cards file cannot express.
+  template <typename... Args>
+  void warn(fmt::format_string<Args...> format, Args&&... args) {
+    if (_warnings++ < kMostWarnings) _console.report(format, std::forward<Args>(args)...);
+  }
+
   void addLine(std::string_view line) {
     _text += line;
     ++_lines;
@@ -208,7 +199,7 @@ class Dump {
     if (!_options.withPins) _line.hidePin();
     addLine(_line.text());
     if (step.isShared || step.isEarlier)
-      _warnings.add(
+      warn(
           "{}: its access record is shared or stands before others: a build writes one for each "
           "credential, in the order of the ident database",
           textOf(ident));
@@ -219,43 +210,41 @@ class Dump {
     _line.write(credential);
     if (!_options.withPins) _line.hidePin();
     addLine(fmt::format("# deleted: {}", _line.text()));
-    _warnings.add("{} is marked as deleted: its line is a comment", textOf(credential.ident));
+    warn("{} is marked as deleted: its line is a comment", textOf(credential.ident));
   }
 
   void leaveOut(const IdentRecord& ident, const std::string& why) {
     addLine(fmt::format("# left out: {} of holder {}: {}\n",
                         credentialText(ident, _site, _options.withPins), ident.uniqid, why));
-    _warnings.add("{} is left out: {}", textOf(ident), why);
+    warn("{} is left out: {}", textOf(ident), why);
   }
 
   // The line is not in the text yet.
   void compareWithBuild(const Credential& credential) {
     _credential = &credential;
     if (const int32_t result = _expected.readLine({_line.text().data(), _lines + 1}); result < 0)
-      _warnings.add("{}: a build ends at its line with the result {}", textOf(credential.ident),
-                    result);
+      warn("{}: a build ends at its line with the result {}", textOf(credential.ident), result);
   }
 
   void compare(const ExpectedRecord& made) {
     const auto& [ident, access, cardNumber] = *_credential;
     if (const char* const field = differingField(made.ident, ident))
-      _warnings.add("{}: a build makes another {}", textOf(ident), field);
+      warn("{}: a build makes another {}", textOf(ident), field);
     if (_index.add(made.ident.cardnumber, ident.uniqid, _line.text()[0], made.line, 0, 0) < 0)
       throw std::bad_alloc();
     if (access == nullptr) return;
     if (const char* const field = differingField(*made.access, *access))
-      _warnings.add("{}: a build makes another {}", textOf(*access), field);
+      warn("{}: a build makes another {}", textOf(*access), field);
   }
 
   void warnOfRest(const std::string& database, size_t rest) {
-    if (rest != 0)
-      _warnings.add("{} ends within a record: its last {} bytes are left out", database, rest);
+    if (rest != 0) warn("{} ends within a record: its last {} bytes are left out", database, rest);
   }
 
   void warnOfUnusedAccesses() {
     for (size_t i = 0; i < _databases.accesses.size(); ++i)
       if (!_accessWalk.isUsed(i))
-        _warnings.add("{} has no credential: it is left out", textOf(_databases.accesses[i]));
+        warn("{} has no credential: it is left out", textOf(_databases.accesses[i]));
   }
 
   // What only the whole file can tell.
@@ -264,8 +253,7 @@ class Dump {
     if (result == kSuccess) result = _index.checkDuplicateUniqueIds();
     if (result == kOutOfMemory) throw std::bad_alloc();
     if (result < 0)
-      _warnings.add("a build of the dump ends with the result {} (verify names the records)",
-                    result);
+      warn("a build of the dump ends with the result {} (verify names the records)", result);
   }
 
   std::string textOf(const IdentRecord& ident) const {
@@ -281,7 +269,8 @@ class Dump {
   const DumpOptions& _options;
   const Site& _site;
   const Databases& _databases;
-  Warnings& _warnings;
+  Console& _console;
+  size_t _warnings = 0;
   AccessWalk _accessWalk;
   ExpectedRecords _expected;
   const Credential* _credential = nullptr;  // Of the line that is compared.
@@ -306,17 +295,18 @@ ExitStatus dump(const DumpOptions& options, Console& console) {
     checkOutput(options);
     file.emplace(options.output, options.force);
   }
-  Warnings warnings;
   const Site site(options.site, Site::Formats::kRequired);
-  for (const std::string& problem : site.problems()) warnings.add("{}", problem);
-  const std::string text = std::make_unique<Dump>(options, site, warnings)->run();
+  const auto dump = std::make_unique<Dump>(options, site, console);
+  const std::string text = dump->run();
+  ExitStatus status = dump->hasWarned() ? ExitStatus::kFound : ExitStatus::kAllWell;
   if (!file) console.output() << text;
   if (file) file->write(text);
   throwIfInterrupted();
-  if (file && !file->finish())  // It is complete nevertheless.
-    warnings.add("{} is written, but a power cut may undo that: {}", options.output,
-                 std::strerror(errno));
-  warnings.report(console);
+  if (file && !file->finish()) {  // It is complete nevertheless.
+    console.report("{} is written, but a power cut may undo that: {}", options.output,
+                   std::strerror(errno));
+    status = ExitStatus::kFound;
+  }
   if (options.withPins) {
     std::vector<std::string> paths = {options.site.ident, options.site.access};
     std::error_code isPipe;
@@ -324,7 +314,7 @@ ExitStatus dump(const DumpOptions& options, Console& console) {
       paths.push_back(std::filesystem::canonical("/dev/stdout", isPipe));
     reportReadableByOthers(paths, console);
   }
-  return warnings.any() ? ExitStatus::kFound : ExitStatus::kAllWell;
+  return status;
 }
 
 }  // namespace

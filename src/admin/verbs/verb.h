@@ -1,7 +1,7 @@
 // The verbs of badgemint-admin, and how a verb declares what stands after its name on the command
-// line. Each verb has a file of its own here, with its options, its help and its work. Options
-// hides the library that reads arguments, so that every verb has its options in the same form, and
-// none accepts an empty value.
+// line. Each verb has a file of its own here, with its options, its help and its work. The command
+// line itself is in commandline.cpp, with all that uses the library that reads arguments: so every
+// verb has its options in the same form, and none accepts an empty value.
 #ifndef BADGEMINT_ADMIN_VERBS_VERB_H
 #define BADGEMINT_ADMIN_VERBS_VERB_H
 
@@ -109,6 +109,10 @@ Run addPattern(Options options);
 Run addShow(Options options);
 Run addVerify(Options options);
 Run addWhy(Options options);
+
+// Does what the arguments ask for and returns the exit status of the program. `-C DIR` changes the
+// current folder of the process. Throws nothing.
+int run(int argc, const char* const* argv, Console& console) noexcept;
 
 }  // namespace badgemint::admin
 
