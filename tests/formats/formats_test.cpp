@@ -1,5 +1,7 @@
 // How the three kinds of format files are read, and the file and the set of a site's formats.
 
+#include <regex>
+
 #include "formats/EffCardFormat.h"
 #include "formats/fmtfile.h"
 #include "formats/formatfile.h"
@@ -70,16 +72,16 @@ TEST(FormatFiles, EndAfterLastLinesOnly) {
   }
 }
 
-// What printing logs, at level 100 without its prefix. Field values are 100 and more.
-std::string infoOf(const std::string& kind, const std::string& bytes) {
+// What printing logs, at level 100 and without its prefix, after the field values are set.
+std::string infoOf(const std::string& kind, const FormatLines& lines) {
   TestFormat test(kind);
-  EXPECT_EQ(test.load(bytes), 0);
+  EXPECT_EQ(test.load(fileOf(kind, lines)), 0);
   for (int f = 0; f < 8; ++f) test.format->setFieldValue(f, 100 + f);
   test.log.take();
   test.format->printInfo();
-  std::string text = test.log.take();
-  const std::string prefix = "[100 " + std::string(kind == "CDF" ? "Cdf" : "Vff") + "CardFormat] ";
-  for (size_t at = 0; (at = text.find(prefix)) != std::string::npos;) text.erase(at, prefix.size());
+  const std::regex prefix("\\[100 " + std::string(kind == "CDF" ? "Cdf" : "Vff") +
+                          "CardFormat\\] ");
+  const std::string text = std::regex_replace(test.log.take(), prefix, "");
   test.log.logger().setThreshold(99);
   test.format->printInfo();
   EXPECT_EQ(test.log.take(), "") << "nothing is below level 100";
@@ -87,36 +89,36 @@ std::string infoOf(const std::string& kind, const std::string& bytes) {
 }
 
 TEST(FormatFiles, ArePrinted) {
-  const std::array<std::string, 4> fields[] = {
-      {"Card,0,99,MSB,BIN", "Card", "minval=0 maxval=99", "dir=1 ftyp=1"},
-      {"A label of twenty let,-5,2x,LSB,BCD,x", "A label of twenty le", "minval=-5 maxval=2",
-       "dir=2 ftyp=2"},
-      {"F, 1,2, MSB,MSD", "F", "minval=1 maxval=2", "dir=0 ftyp=3"},
-      {" F,1,2,MSB,BIN", "", "minval=0 maxval=0", "dir=0 ftyp=0"},
+  const std::string name = "A name of thirty-five characters or", n144(144, 'n'), n30(30, 'n');
+  FormatLines lines = {name + "x\r", "12", " 31x", "19", "-3", "4", "8", "B", "12", "6", "7", "G"};
+  const std::pair<std::string, std::string> fields[] = {
+      {"Card,0,99,MSB,BIN",
+       "label=Card\n   minval=0 maxval=99\n   currentval=#\n   dir=1 ftyp=1\n"},
+      {"A label of twenty let,-5,2x,LSB,BCD,x",
+       "label=A label of twenty le\n   minval=-5 maxval=2\n   currentval=#\n   dir=2 ftyp=2\n"},
+      {"F, 1,2, MSB,MSD", "label=F\n   minval=1 maxval=2\n   currentval=#\n   dir=0 ftyp=3\n"},
+      {" F,1,2,MSB,BIN", "label=\n   minval=0 maxval=0\n   currentval=#\n   dir=0 ftyp=0\n"},
   };
-  const std::string name = "A name of thirty-five characters or";
-  std::string text = name + "x\r\n12\n 31x\n19\n-3\n4\n8\nB\n12\n6\n7\nG\n",
-              info = "Card Format Info:\n_formatID=7\n_customerName=" + name +
-                     "\n_creationDate=12 31 2019\n_formatRevision=-3\n_customerNumber=4\n"
-                     "_numberActiveFields=8\n_cardNumberField=1\n_numberParityBits=8\n_offset=6\n"
-                     "_cardStyleFlag=7\n_errorDetectionField=6\n_fieldDefs  n=8\n",
-              masks = "_outputBitMask=AB\n_fixedBitMask=01\n_parityMasks  n=8\n", parities;
+  std::string shown, masks;
   for (size_t i = 0; i < 8; ++i) {
+    const auto& [line, text] = fields[std::min(i, size_t{3})];
     const std::string n = std::to_string(i);
-    const auto& [line, label, bounds, kind] = fields[std::min(i, size_t{3})];
-    text += line + '\n';
-    info += "   ii=" + n + ", label=" + label + "\n   " + bounds + "\n   currentval=10" + n +
-            "\n   " + kind + '\n';
-    parities += n + '\n';
+    lines.push_back(line);
+    shown += "   ii=" + n + ", " + std::regex_replace(text, std::regex("#"), "10" + n);
     masks += "   ii=" + n + " _parityMasks=" + n + '\n';
   }
-  info += masks + "_numberOfBits=2\n\n";
-  EXPECT_EQ(infoOf("CDF", text + "AB\n01\n" + parities), info);
-
-  const std::string n144(144, 'n'), n30(30, 'n');
-  FormatLines records = {n144, n30 + 'v', n30 + 'd', n30 + 't', n144, "26 2 LSB MSD"};
-  records.resize(17, "4711");
-  info = infoOf("VFF", fileOf("VFF", records));
+  for (const char* const mask : {"AB", "01", "0", "1", "2", "3", "4", "5", "6", "7"})
+    lines.push_back(mask);
+  EXPECT_EQ(infoOf("CDF", lines),
+            "Card Format Info:\n_formatID=7\n_customerName=" + name +
+                "\n_creationDate=12 31 2019\n_formatRevision=-3\n_customerNumber=4\n"
+                "_numberActiveFields=8\n_cardNumberField=1\n_numberParityBits=8\n_offset=6\n"
+                "_cardStyleFlag=7\n_errorDetectionField=6\n_fieldDefs  n=8\n" +
+                shown + "_outputBitMask=AB\n_fixedBitMask=01\n_parityMasks  n=8\n" + masks +
+                "_numberOfBits=2\n\n");
+  lines = {n144, n30 + 'v', n30 + 'd', n30 + 't', n144, "26 2 LSB MSD"};
+  lines.resize(17, "4711");
+  const std::string info = infoOf("VFF", lines);
   EXPECT_TRUE(
       info.starts_with("Card Format Info:\n_formatID=7\n_filename=" + n144 + "\n_version=" + n30 +
                        "\n_dateCreated=" + n30 + "\n_templateID=" + n30 +

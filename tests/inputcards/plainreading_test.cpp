@@ -3,7 +3,6 @@
 // again.
 
 #include <cstdarg>
-#include <cstring>
 #include <map>
 #include <set>
 #include <sstream>
@@ -24,22 +23,24 @@ __attribute__((format(printf, 1, 2))) std::string print(const char* format, ...)
   return text;
 }
 
-// One card or PIN; its key as hexadecimal digits.
+// One card or PIN.
 struct Entry {
   char type = 0;
   int line = 0, csid = 0;
   unsigned uniqid = 0;
   long long number = 0;
-  std::string key, pin;
+  CardPattern key{};
+  std::string pin;
 };
 
-// A number of a record.
-std::string bytes(unsigned number) {
-  return print("%08X", __builtin_bswap32(number));
-}
-
-std::string packed(const std::string& pin, size_t digits) {
-  return (pin + "F" + std::string(digits, '0')).substr(0, digits);
+// Digits at the front of so many bytes.
+template <typename Bytes>
+Bytes packed(const std::string& digits) {
+  Bytes bytes{};
+  for (size_t i = 0; i < std::min(digits.size(), 2 * bytes.size()); ++i)
+    bytes[i / 2] |=
+        static_cast<uint8_t>(std::stoi(digits.substr(i, 1), nullptr, 16) << (4 - i % 2 * 4));
+  return bytes;
 }
 
 Entry readCardOrPin(const char* line, int lineNumber) {
@@ -53,15 +54,11 @@ Entry readCardOrPin(const char* line, int lineNumber) {
     std::sscanf(line, "%*c%99s%u", pin, &e.uniqid);
   }
   e.pin = pin;
-  e.key = packed(pin, 32);
-  if (e.type == 'c') {
-    e.number = std::atoll(number);
-    e.key = print("%08llX", e.number) + std::string(24, '0');
-  } else if (e.type == 'n') {
-    e.csid = 0;
-    e.key = number + std::string(32 - std::strlen(number), '0');
-    std::ranges::transform(e.key, e.key.begin(), toupper);
-  }
+  if (e.type == 'c') e.number = std::atoll(number);
+  if (e.type == 'n') e.csid = 0;
+  e.key = packed<CardPattern>(e.type == 'c'   ? print("%08llX", e.number)
+                              : e.type == 'n' ? number
+                                              : e.pin + "F");
   return e;
 }
 
@@ -90,7 +87,7 @@ std::string entryText(const std::string& label, const Entry& e, const char* comm
   if (e.type == 'p' || e.type == 'o') text += info + "pin=" + e.pin + "\n";
   if (e.type != 'n') return text;
   text += info + "hexcardno=";
-  for (size_t i = 0; i < 32; i += 2) text += e.key.substr(i, 2) + " ";
+  for (const uint8_t byte : e.key) text += print("%02X ", byte);
   return text + "\n";
 }
 
@@ -164,29 +161,24 @@ class RandomCards {
   int _uniqid = 5;
 };
 
-// Each record of a file, its first bytes as hexadecimal digits.
-std::string records(const char* name, size_t size, size_t count) {
-  const std::string content = contentOf(name);
-  std::string text;
-  for (size_t at = 0; at < content.size(); at += size) text += hexLines(content.substr(at, count));
-  std::erase(text, ' ');
-  return text;
-}
-
 // Whether each holder has a unique ID of its own: then the dump tells them apart.
 bool expectDatabases(const std::vector<Entry>& entries) {
-  std::string idents, accesses;
+  const std::string access = contentOf("access");
+  std::vector<IdentRecord> idents;
   std::set<unsigned> holders;
+  size_t accesses = 0;
   for (const Entry& e : entries) {
     const int code = e.type == 'n' ? 254 : e.type == 'o' ? 255 : e.csid;
-    idents += e.key + bytes(e.uniqid) + bytes(static_cast<unsigned>(code)) + bytes(0);
+    idents.push_back({e.key, e.uniqid, static_cast<uint32_t>(code)});
     if (e.type == 'o') continue;
-    accesses += bytes(e.uniqid) + (e.type == 'p' ? bytes(0) : packed(e.pin, 8));
+    const auto pin = packed<std::array<uint8_t, 4>>(e.type == 'p' ? "" : e.pin + "F");
+    EXPECT_EQ(access.substr(44 * accesses++, 8),
+              bytesOf<AccessRecord>({{e.uniqid, pin}}).substr(0, 8));
     holders.insert(e.uniqid);
   }
-  EXPECT_EQ(records("ident", 28, 28), idents);
-  EXPECT_EQ(records("access", 44, 8), accesses);
-  return 16 * holders.size() == accesses.size();
+  EXPECT_EQ(contentOf("ident"), bytesOf(idents));
+  EXPECT_EQ(access.size(), 44 * accesses);
+  return holders.size() == accesses;
 }
 
 // The result and the log of a build on a disk with so much room.

@@ -18,18 +18,15 @@ decltype(fstatat) __real_fstatat;
 
 namespace {
 
-ArmedFault* armedFault = nullptr;
-DiskRecorder* recorder = nullptr;
-
 // Whether this call is to fail; sets errno then.
 bool strikes(std::string_view call) {
-  return armedFault != nullptr && armedFault->countCall(call);
+  return ArmedFault::now != nullptr && ArmedFault::now->countCall(call);
 }
 
 // The same for a transfer. A short one goes on: half is written, some bytes are read.
 bool strikesTransfer(std::string_view call, size_t& size) {
   if (!strikes(call)) return false;
-  const bool isShort = armedFault->fault().isShort;
+  const bool isShort = ArmedFault::now->isShort();
   if (isShort) size = call == "write" ? size / 2 : std::min(size, size_t{7});
   return !isShort;
 }
@@ -51,7 +48,7 @@ struct Place {
 // Records what stands in these places when the call went well, and returns its result.
 template <typename Result>
 Result recorded(Result result, std::initializer_list<Place> places) {
-  if (result < 0 || recorder == nullptr) return result;
+  if (result < 0 || DiskRecorder::now == nullptr) return result;
   DiskChange change;
   for (const auto& [folder, name, isChanged] : places) {
     const std::filesystem::path path = name;
@@ -59,20 +56,11 @@ Result recorded(Result result, std::initializer_list<Place> places) {
       change.entries.push_back(
           {inodeOf(folder, path.parent_path()), path.filename(), inodeOf(folder, path)});
   }
-  if (!change.entries.empty()) recorder->changes.push_back(change);
+  if (!change.entries.empty()) DiskRecorder::now->changes.push_back(change);
   return result;
 }
 
 }  // namespace
-
-namespace badgemint {
-
-ArmedFault::ArmedFault(Fault fault) : _fault(std::move(fault)) {
-  armedFault = this;
-}
-ArmedFault::~ArmedFault() {
-  armedFault = nullptr;
-}
 
 bool ArmedFault::countCall(std::string_view call) {
   const bool isMemory = call == "allocate" || call == "new";
@@ -83,15 +71,6 @@ bool ArmedFault::countCall(std::string_view call) {
   if (hit) errno = _fault.error;
   return hit;
 }
-
-DiskRecorder::DiskRecorder() {
-  recorder = this;
-}
-DiskRecorder::~DiskRecorder() {
-  recorder = nullptr;
-}
-
-}  // namespace badgemint
 
 extern "C" {
 
@@ -182,7 +161,8 @@ int __wrap_fsync(int file) {
   if (strikes("fsync")) return -1;
   const std::string path = "/proc/self/fd/" + std::to_string(file);
   const std::string content = std::filesystem::is_regular_file(path) ? contentOf(path) : "";
-  if (recorder != nullptr) recorder->changes.push_back({{}, inodeOf(file, ""), content});
+  if (DiskRecorder::now != nullptr)
+    DiskRecorder::now->changes.push_back({{}, inodeOf(file, ""), content});
   return 0;
 }
 

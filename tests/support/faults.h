@@ -27,15 +27,16 @@ struct Fault {
 // Arms one fault while it lives; one at a time.
 class ArmedFault {
  public:
-  explicit ArmedFault(Fault fault);
-  ~ArmedFault();
-  ArmedFault& operator=(ArmedFault&&) = delete;
+  explicit ArmedFault(Fault fault) : _fault(std::move(fault)) { now = this; }
+  ~ArmedFault() { now = nullptr; }
 
   // Counts a call, and returns whether it goes wrong.
   bool countCall(std::string_view call);
   bool struck() const { return _calls >= _fault.nth; }
   int calls() const { return _calls; }
-  const Fault& fault() const { return _fault; }
+  bool isShort() const { return _fault.isShort; }
+
+  static inline ArmedFault* now = nullptr;
 
  private:
   Fault _fault;
@@ -56,13 +57,12 @@ struct DiskChange {
 };
 
 // Records the changes while it lives; one at a time.
-class DiskRecorder {
- public:
-  DiskRecorder();
-  ~DiskRecorder();
-  DiskRecorder& operator=(DiskRecorder&&) = delete;
+struct DiskRecorder {
+  DiskRecorder() { now = this; }
+  ~DiskRecorder() { now = nullptr; }
 
   std::vector<DiskChange> changes;
+  static inline DiskRecorder* now = nullptr;
 };
 
 // How many bytes may still be written to files: to all of them together, and to each from its

@@ -41,38 +41,11 @@ TEST(Build, WritesAndLogsEverythingOfASite) {
   site.folder.write("formats", "2 32.cdf\n");
   const mode_t mask = umask(0);
   ASSERT_EQ(build({.level = 100}), 0);
-  const std::regex lookups(".*cardsets:getcardset.*\n");
-  EXPECT_EQ(std::regex_replace(logOf("BadgeMint", 5, 0), lookups, ""),
-            "[75 badgemintdump] Files:\n"
-            "[75 badgemintdump] Cards file=cards\n"
-            "[75 badgemintdump] Formats file=formats\n"
-            "[75 badgemintdump] Card Sets file=sets\n"
-            "[75 badgemintdump] Ident file=ident\n"
-            "[75 badgemintdump] Access file=access\n"
-            "[75 badgemintdump] Log file=log\n"
-            "[75 inputcards] Load fmtid=2 fmtfile=32.cdf\n"
-            "[75 CdfCardFormat] load format file 32.cdf\n"
-            "[75 CdfCardFormat] format loaded\n"
-            "[75 inputcards] fieldsline csid=12 line#=1\n"
-            "[75 inputcards] fieldsline csid=13 line#=2\n"
-            "[75 inputcards] dupcard line#=3\n"
-            "[75 card_functions] no format card bits\n"
-            "1A 2B 30 00 00 00 00 00 00 00 00 00 00 00 00 00 \n"
-            "[75 inputcards] dupnoformat line#=4\n"
-            "[75 inputcards] duppin line#=5\n"
-            "[75 inputcards] duppinident line#=6\n"
-            "[75 inputcards] dupmulti line#=7\n"
-            "[0 inputcards] Number of cards=6\n"
-            "[75 inputcards] cardline card=15890 line#=3\n"
-            "[75 card_functions] no format card bits\n"
-            "1A 2B 30 00 00 00 00 00 00 00 00 00 00 00 00 00 \n"
+  const std::regex below("(\\[(75|0) .*|1A .*|.*cardsets:getcardset.*)\n");  // In badgemint.1.
+  EXPECT_EQ(std::regex_replace(logOf("BadgeMint", 5, 0), below, ""),
             "[100 inputcards] pcd=0 acclvl[0]=8 \n"
             "[100 inputcards] unqid=5002 acclvl[1]=7 \n"
-            "[75 inputcards] noformatcardline card=1a2B3 line#=4\n"
-            "[75 inputcards] pinline pin=1234567890123456 line#=5\n"
-            "[75 inputcards] pinidentline pin=2468 line#=6\n"
-            "[100 inputcards] multicards fmt 2 fcard 100 ncards 2 lcard 101, line#=7 \n"
-            "[75 inputcards] multicardsline first card=100 line#=7\n");
+            "[100 inputcards] multicards fmt 2 fcard 100 ncards 2 lcard 101, line#=7 \n");
   EXPECT_EQ(contentOf("sets"), "f 12 2 A 21 \nf 13 2 \n");
 
   EXPECT_EQ(dump({.cards = "dump", .level = 75}), 0);

@@ -31,16 +31,14 @@ constexpr int32_t (*kRuns[])() = {
 // `cards`; built once for the runs that read databases.
 void makeSite(int more, int cards) {
   std::filesystem::copy(BADGEMINT_EXAMPLE_SITE, ".");
-  std::ofstream formats("formats", std::ios::app), lines("cards");
-  formats << "3 long37.eff\n4 pad.vff\n";
-  lines << "f 1 1 A 21\nf 2 2\nc 1 7 4711 1 1 2 3\nn 0 1A2B 0 2 1\np 1234 3 1\no 99 1\n";
+  std::string formats = contentOf("formats") + "3 long37.eff\n4 pad.vff\n";
+  std::string lines = "f 1 1 A 21\nf 2 2\nc 1 7 4711 1 1 2 3\nn 0 1A2B 0 2 1\np 1234 3 1\no 99 1\n";
   for (int i = 0; i < more; ++i) {
-    formats << i + 5 << " 26.cdf\n";
-    lines << "f " << i + 3 << " 1 A 7\n";
+    formats += std::to_string(i + 5) + " 26.cdf\n";
+    lines += "f " + std::to_string(i + 3) + " 1 A 7\n";
   }
-  lines << "d 2 1 " << cards << " 100\n# end\n";
-  lines.close();
-  formats.close();
+  std::ofstream("formats") << formats;
+  std::ofstream("cards") << lines << "d 2 1 " << cards << " 100\n# end\n";
   ASSERT_EQ(BadgeMint("", "cards", "id", "acc", "formats", "sets.in", "log", 25), 0);
   takeSleeps();
 }
