@@ -1,14 +1,12 @@
 // The verb `dump`: writes the cards file of existing databases, and reports what such a file cannot
 // say. Each line is given to a build's own code, which must make the records that it came from.
-#include <fmt/compile.h>
-
 #include <array>
 #include <cerrno>
+#include <concepts>
 #include <cstring>
 #include <filesystem>
 #include <functional>
 #include <iostream>
-#include <iterator>
 #include <memory>
 #include <optional>
 
@@ -63,9 +61,14 @@ class CardsLine {
   void hidePin() { _text.replace(_pin.start, _pin.length, 1, '*'); }
 
   // Appends a field.
-  void operator()(const LineField& field, const auto& value) {
-    const size_t start = _text.size() + 1;
-    fmt::format_to(std::back_inserter(_text), FMT_COMPILE(" {}"), value);
+  template <typename Value>
+  void operator()(const LineField& field, const Value& value) {
+    _text += ' ';
+    const size_t start = _text.size();
+    if constexpr (std::integral<Value>)
+      _text += fmt::format_int(int64_t{value}).str();
+    else
+      _text += value;
     if (field.kind == FieldKind::kPin) _pin = {start, _text.size() - start};
   }
 
@@ -149,6 +152,8 @@ class Dump {
         "them)\n";
     warnOfRest(_options.site.ident, _databases.identRest);
     warnOfRest(_options.site.access, _databases.accessRest);
+    constexpr size_t kUsualLine = 120;
+    _text.reserve(kUsualLine * _databases.idents.size());
     if (!_options.withPins) addLine(kNoPins);
     for (const IdentRecord& ident : _databases.idents) addCredential(ident);
     for (uint32_t csid = kFirstCardSetId; csid <= kLastCardSetId; ++csid) define(csid);
