@@ -48,6 +48,11 @@ Problem problemOf(std::string_view word, const LineField& field) {
   return length < word.size() ? Problem::kCut : Problem::kNone;
 }
 
+// As most fields are; quicker than a comparison of texts.
+bool isNone(std::string_view word) {
+  return word.size() == 1 && word[0] == '0';
+}
+
 std::string_view lastPart(std::string_view word, char separator) {
   return word.substr(word.rfind(separator) + 1);
 }
@@ -84,7 +89,7 @@ class HolderLine : FieldsCheck {
     const bool isReported = result < 0 && _good < firstHolderField();
     if (_line.isHidden || isReported || !checkProblem()) return result;
     for (size_t i = result < 0 ? firstHolderField() : 0; i < _good; ++i)
-      if (i < firstHolderField() || _words[i] != "0") checkField(i);
+      if (i < firstHolderField() || !isNone(_words[i])) checkField(i);
     if (_good >= firstDateField() + 4) checkPeriod();
     return result;
   }
@@ -236,8 +241,8 @@ class HolderLine : FieldsCheck {
   // The seconds of the record; none for 0 and for what is wrong, which is reported once.
   std::optional<uint32_t> checkPeriodEnd(PeriodEnd end, size_t field) const {
     const std::string_view date = _words[field], time = _words[field + 1];
-    if (date == "0") {
-      if (time != "0") warn(field + 1, "date", "is ignored: its date is 0");
+    if (isNone(date)) {
+      if (!isNone(time)) warn(field + 1, "date", "is ignored: its date is 0");
       return {};
     }
     uint32_t seconds = 0;
@@ -246,7 +251,7 @@ class HolderLine : FieldsCheck {
       return {};
     }
     _check.otherDates.isMixed = true;
-    if (time != "0" && (std::ranges::count(time, ':') > 2 || !isNumber(lastPart(time, ':'))))
+    if (!isNone(time) && (std::ranges::count(time, ':') > 2 || !isNumber(lastPart(time, ':'))))
       warn(field + 1, "date", "is read only up to its seconds");
     else if (!hasDay(date, seconds))
       warn(field, "day", "is not a day of its month and counts as one of the next month");
