@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <iterator>
 #include <optional>
 #include <tuple>
@@ -232,8 +233,9 @@ Changes compare(const Databases& before, const Databases& now) {
     if (!std::ranges::equal(old, fresh)) changes.holders.push_back({old, fresh});
   });
   changes.credentials = differences(before.idents, now.idents);
-  joinPairs(changes.credentials,
-            [](const auto& change) { return std::optional(change.record().cardnumber); });
+  joinPairs(changes.credentials, [](const auto& change) {  // Two words are compared sooner.
+    return std::optional(std::bit_cast<PatternWords>(change.record().cardnumber));
+  });
   joinPairs(changes.credentials, [](const auto& change) {  // A holder's PIN, whatever its digits.
     const auto& [key, uniqid, code, deleted] = change.record();
     return isPinEntry(change.record()) ? std::optional(std::pair(uniqid, code)) : std::nullopt;
