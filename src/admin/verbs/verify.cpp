@@ -74,7 +74,7 @@ class Faults {
 
   // Of a rule with more than twenty faults, their number comes first. The last line always has the
   // same words, for programs that read it.
-  void print(const Databases& databases, Console& console) const {
+  void print(size_t credentials, size_t holders, Console& console) const {
     for (const auto& [rule, count] : _counts)
       if (count > kMostUncounted)
         console.output() << line(fmt::format("{} faults [{}]", count, rule),
@@ -84,7 +84,6 @@ class Faults {
       if (const size_t rest = count - kMostOfOneRule; count > kMostOfOneRule && !_options.all)
         console.output() << line(fmt::format("{} more faults [{}] (--all prints them)", rest, rule),
                                  JsonObject().add("rule", rule).add("not_printed", rest));
-    const size_t credentials = databases.idents.size(), holders = databases.countHolders();
     JsonObject numbers;
     numbers.add("faults", _count).add("credentials", credentials).add("holders", holders);
     console.output() << line(
@@ -157,7 +156,9 @@ class DatabasesCheck {
         _faults(faults),
         _isExpected(_idents.size()) {}
 
-  void run() {
+  // Returns the number of holders who have an access record.
+  size_t run() {
+    size_t holders = 0;
     checkFiles();
     if (!_options.site.cards.empty()) compareWithBuild();
     for (const IdentRecord& record : _idents)
@@ -166,9 +167,11 @@ class DatabasesCheck {
     for (const AccessRecord& record : _accesses) checkAccess(record, accesses);
     checkSharedKeys();
     forEachUniqid(orderByUniqid(_idents), accesses, [&](uint32_t, auto own, auto rights) {
+      holders += rights.empty() ? 0 : 1;
       checkAccessesOfHolder(own, rights);
       checkIdentsOfHolder(own, rights.empty());
     });
+    return holders;
   }
 
  private:
@@ -361,15 +364,18 @@ ExitStatus verify(const VerifyOptions& options, Console& console) {
   }
   Faults faults(options, site);
   Databases& databases = site.databases();
-  if (readSwapped(names, databases))
+  size_t holders = 0;
+  if (readSwapped(names, databases)) {
     faults.add({FaultFile::kIdent, kWholeFile}, "swapped",
                fmt::format("this is an access database, and {} is an ident database: --ident and "
                            "--access are swapped",
                            printable(names.access)));
-  else
-    DatabasesCheck(options, site, faults).run();
-  databases.sort();
-  faults.print(databases, console);
+    databases.sort();
+    holders = databases.countHolders();
+  } else {
+    holders = DatabasesCheck(options, site, faults).run();
+  }
+  faults.print(databases.idents.size(), holders, console);
   return faults.count() == 0 ? ExitStatus::kAllWell : ExitStatus::kRefused;
 }
 
