@@ -76,14 +76,15 @@ void addAccess(JsonObject& object, const AccessRecord& record, bool hasCard, boo
   addThose("access_levels", record.acclevel, [](uint32_t level) { return level != 0; });
   addThose("flags", kFlags, [&](uint32_t bit) { return (record.bitflds >> bit & 1) != 0; });
   for (const auto& [name, key, kind, valueOf] : accessFields()) {
+    if (kind == kAccessLevel || kind == kFlag || kind == kPin) continue;
     const uint32_t value = valueOf(record);
-    if (kind == kPin && hasCard && pinText(record, withPins) != "none")
-      object.add(key, pinText(record, withPins));
-    else if (kind == kTime && value != 0)
+    if (kind == kTime && value != 0)
       object.add(key, timeText(value).data());
-    else if ((kind == kNumber || kind == kEscort) && value != 0)
+    else if (value != 0)
       object.add(key, value);
   }
+  if (const std::string pin = pinText(record, withPins); hasCard && pin != "none")
+    object.add("pin", pin);
 }
 
 }  // namespace

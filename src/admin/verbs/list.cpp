@@ -124,21 +124,14 @@ class ListPrinter {
                      "FROM", "UNTIL", "FLAGS");
   }
 
+  // Levels, validity and flags are those of the first access record; a build makes one for each
+  // credential, all alike.
   void print(const Holder& holder) {
     if (_options.json)
       return _console.printJson(holderJson(holder, _site, _now, _options.withPins));
+    const AccessRecord access = holder.accesses.empty() ? AccessRecord{} : holder.accesses.front();
     _line.clear();
     _start = 0;
-    addColumns(holder);
-    _console.output() << _line;
-  }
-
- private:
-  static constexpr size_t kTimeWidth = 19;  // "2026/01/31 18:00:00".
-
-  // Values of the first access record; a build makes one for each credential, all alike.
-  void addColumns(const Holder& holder) {
-    const AccessRecord access = holder.accesses.empty() ? AccessRecord{} : holder.accesses.front();
     addNumber(holder.uniqid);
     endColumn(10);
     for (const IdentRecord& record : holder.credentials) addCredential(record);
@@ -154,7 +147,11 @@ class ListPrinter {
       if ((access.bitflds >> bit & 1) != 0) addNumber(bit, ",");
     endList(0);
     endLine(holder.accesses.size());
+    _console.output() << _line;
   }
+
+ private:
+  static constexpr size_t kTimeWidth = 19;  // "2026/01/31 18:00:00".
 
   // An element of a list: "1:15890" for a card of a card set, "1A2B3C4D" for a card without format,
   // "PIN".

@@ -74,7 +74,7 @@ class Faults {
 
   // Of a rule with more than twenty faults, their number comes first. The last line always has the
   // same words, for programs that read it.
-  void print(const Databases& databases, Console& console) const {
+  void print(size_t credentials, size_t holders, Console& console) const {
     for (const auto& [rule, count] : _counts)
       if (count > kMostUncounted)
         console.output() << line(fmt::format("{} faults [{}]", count, rule),
@@ -84,7 +84,6 @@ class Faults {
       if (const size_t rest = count - kMostOfOneRule; count > kMostOfOneRule && !_options.all)
         console.output() << line(fmt::format("{} more faults [{}] (--all prints them)", rest, rule),
                                  JsonObject().add("rule", rule).add("not_printed", rest));
-    const size_t credentials = databases.idents.size(), holders = databases.countHolders();
     JsonObject numbers;
     numbers.add("faults", _count).add("credentials", credentials).add("holders", holders);
     console.output() << line(
@@ -155,18 +154,24 @@ class DatabasesCheck {
         _idents(site.databases().idents),
         _accesses(site.databases().accesses),
         _faults(faults),
-        _isExpectedIdent(_idents.size()),
-        _isExpectedAccess(_accesses.size()) {}
+        _isExpected(_idents.size()) {}
 
-  void run() {
+  // Returns the number of holders who have an access record.
+  size_t run() {
+    size_t holders = 0;
     checkFiles();
     if (!_options.site.cards.empty()) compareWithBuild();
     for (const IdentRecord& record : _idents)
       if (!isExpected(record)) checkIdent(record);
-    for (const AccessRecord& record : _accesses)
-      if (!isExpected(record)) checkAccess(record);
+    const auto accesses = orderByUniqid(_accesses);
+    for (const AccessRecord& record : _accesses) checkAccess(record, accesses);
     checkSharedKeys();
-    checkHolders();
+    forEachUniqid(orderByUniqid(_idents), accesses, [&](uint32_t, auto own, auto rights) {
+      holders += rights.empty() ? 0 : 1;
+      checkAccessesOfHolder(own, rights);
+      checkIdentsOfHolder(own, rights.empty());
+    });
+    return holders;
   }
 
  private:
@@ -196,7 +201,9 @@ class DatabasesCheck {
     IdentWalk idents(_idents);
     AccessWalk accesses(_accesses);
     ExpectedRecords records(_options.site.formats, [&](const ExpectedRecord& made) {
-      compare(made, made.ident, idents.next(made.ident.cardnumber), "is not in the ident database");
+      const auto found = idents.next(made.ident.cardnumber);
+      if (compare(made, made.ident, found, "is not in the ident database"))
+        isExpected(*found.record) = true;
       if (made.access != nullptr)
         compare(made, *made.access, accesses.next(made.access->uniqid), "has no access record");
     });
@@ -209,16 +216,18 @@ class DatabasesCheck {
                   "a build would not write it: " + difference);
   }
 
+  // Returns whether the record is there as a build makes it.
   template <typename Record, typename Step>
-  void compare(const ExpectedRecord& expected, const Record& made, const Step& found,
+  bool compare(const ExpectedRecord& expected, const Record& made, const Step& found,
                const char* missing) {
-    if (found.record == nullptr || found.isShared)
-      return _faults.add({FaultFile::kCards, expected.line}, expected.ident, "missing", missing);
-    if (const char* const field = differingField(*found.record, made))
+    const bool isMissing = found.record == nullptr || found.isShared;
+    const char* const field = isMissing ? nullptr : differingField(*found.record, made);
+    if (isMissing)
+      _faults.add({FaultFile::kCards, expected.line}, expected.ident, "missing", missing);
+    else if (field != nullptr)
       _faults.add(*found.record, "differs",
                   fmt::format("is not as in the cards file, line {}: {}", expected.line, field));
-    else
-      isExpected(*found.record) = true;
+    return !isMissing && field == nullptr;
   }
 
   template <typename Record, typename Walk>
@@ -252,15 +261,11 @@ class DatabasesCheck {
     return found->second;
   }
 
-  void checkAccess(const AccessRecord& record) {
+  void checkAccess(const AccessRecord& record, const Pointers<AccessRecord>& byUniqid) {
     if (record.bitflds > AccessRecord::kAllFlags)
       _faults.add(record, "flag", "has flags beyond flag 5");
     if (!isPackedPin<AccessRecord::kPinDigits>(record.pincode))
       _faults.add(record, "pin", "has a PIN that is not stored as packed digits");
-  }
-
-  // What a build makes of a wrong line, too.
-  void checkHolderOf(const AccessRecord& record, const Pointers<AccessRecord>& byUniqid) {
     if (record.endtime != 0 && record.endtime < record.starttime)
       _faults.add(record, "period",
                   fmt::format("is never valid: the end {} is before the start {}",
@@ -273,25 +278,17 @@ class DatabasesCheck {
   }
 
   void checkSharedKeys() {
-    Pointers<IdentRecord> byKey;
+    std::vector<std::pair<CardPattern, const IdentRecord*>> byKey;
+    byKey.reserve(_idents.size());
     for (const IdentRecord& record : _idents)
-      if (record.deleted == 0) byKey.push_back(&record);
-    std::ranges::stable_sort(byKey, {}, &IdentRecord::cardnumber);
+      if (record.deleted == 0) byKey.emplace_back(record.cardnumber, &record);
+    std::ranges::sort(byKey);
     for (size_t first = 0, i = 1; i < byKey.size(); ++i)
-      if (byKey[i]->cardnumber != byKey[first]->cardnumber)
+      if (byKey[i].first != byKey[first].first)
         first = i;
       else
-        _faults.add(*byKey[i], "unique",
-                    fmt::format("has the key of record {}", byKey[first] - _idents.data()));
-  }
-
-  void checkHolders() {
-    const auto accesses = orderByUniqid(_accesses);
-    for (const AccessRecord& record : _accesses) checkHolderOf(record, accesses);
-    forEachUniqid(orderByUniqid(_idents), accesses, [&](uint32_t, auto own, auto rights) {
-      checkAccessesOfHolder(own, rights);
-      checkIdentsOfHolder(own, rights.empty());
-    });
+        _faults.add(*byKey[i].second, "unique",
+                    fmt::format("has the key of record {}", byKey[first].second - _idents.data()));
   }
 
   // A build writes an access record with each credential but the PIN beside a card.
@@ -324,10 +321,7 @@ class DatabasesCheck {
   }
 
   std::vector<bool>::reference isExpected(const IdentRecord& record) {
-    return _isExpectedIdent[static_cast<size_t>(&record - _idents.data())];
-  }
-  std::vector<bool>::reference isExpected(const AccessRecord& record) {
-    return _isExpectedAccess[static_cast<size_t>(&record - _accesses.data())];
+    return _isExpected[static_cast<size_t>(&record - _idents.data())];
   }
 
   const VerifyOptions& _options;
@@ -335,8 +329,8 @@ class DatabasesCheck {
   const std::vector<IdentRecord>& _idents;
   const std::vector<AccessRecord>& _accesses;
   Faults& _faults;
-  std::vector<bool> _isExpectedIdent, _isExpectedAccess;  // By record; none without a cards file.
-  std::map<uint32_t, CardEncoder> _encoders;              // By card set, when first used.
+  std::vector<bool> _isExpected;              // By ident record; none without a cards file.
+  std::map<uint32_t, CardEncoder> _encoders;  // By card set, when first used.
 };
 
 bool arePlausible(const Databases& databases) {
@@ -370,15 +364,18 @@ ExitStatus verify(const VerifyOptions& options, Console& console) {
   }
   Faults faults(options, site);
   Databases& databases = site.databases();
-  if (readSwapped(names, databases))
+  size_t holders = 0;
+  if (readSwapped(names, databases)) {
     faults.add({FaultFile::kIdent, kWholeFile}, "swapped",
                fmt::format("this is an access database, and {} is an ident database: --ident and "
                            "--access are swapped",
                            printable(names.access)));
-  else
-    DatabasesCheck(options, site, faults).run();
-  databases.sort();
-  faults.print(databases, console);
+    databases.sort();
+    holders = databases.countHolders();
+  } else {
+    holders = DatabasesCheck(options, site, faults).run();
+  }
+  faults.print(databases.idents.size(), holders, console);
   return faults.count() == 0 ? ExitStatus::kAllWell : ExitStatus::kRefused;
 }
 
