@@ -32,9 +32,8 @@ std::optional<OddText> findOdd(LineReader& input) {
   if (std::strcspn(input.line(), kBlockDelimiters) > 1)
     return OddText{1, "what follows 'd' up to the next blank is ignored"};
   const std::string_view words = raw.substr(0, commentStart(raw));
-  const size_t tab = words.find('\t');
-  if (tab != std::string_view::npos &&
-      words.find_first_not_of(" \t\r\n", tab) != std::string_view::npos)
+  const size_t tab = words.substr(0, words.find_last_not_of(" \t\r\n") + 1).find('\t');
+  if (tab != std::string_view::npos)
     return OddText{
         tab, "a tab in a 'd' line is part of a word, so other cards get other holders or levels"};
   return {};
