@@ -188,7 +188,7 @@ bool FieldsCheck::reportWrong(size_t field) const {
 bool FieldsCheck::reportEncoding(const CheckedLine& line, const int64_t* number) const {
   const auto setId = static_cast<uint32_t>(csid());
   const cardset* const set = _check.findSet(csid());
-  const CheckedFormat* const listed = set == nullptr ? nullptr : _check.formats.find(set->fmtid);
+  const CheckedFormat* const listed = _check.formatOf(csid());
   const Place place = line.at(_words[1]);
   if (listed != nullptr && listed->format != nullptr) {
     const SitePattern site = listed->format->encodeSite(set->fldvalues);
