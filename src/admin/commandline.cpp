@@ -13,7 +13,6 @@
 #include <numeric>
 #include <system_error>
 
-#include "admin/arguments.h"
 #include "admin/verbs/verb.h"
 
 namespace badgemint::admin {

@@ -9,23 +9,35 @@
 
 namespace badgemint::admin {
 
-namespace {
-
-char at(const BitMask& mask, int32_t position) {
-  return mask[static_cast<size_t>(position)];
+CardLayout::CardLayout(const CardFormat& format) : _format(format), _masks(format.masks()) {
+  const int32_t whole = (format.bitCount() + 7) / 8 * 8;
+  for (int32_t place = 0; place < whole; ++place) {
+    const Bit bit = bitAt(place, format.lastUsedBit() + 1 - whole + place);
+    const bool isPadding = place < whole - format.bitCount() && bit.source == kNoPosition;
+    if (!_bits.empty() || !isPadding) _bits.push_back(bit);
+  }
 }
 
-}  // namespace
-
-CardLayout::CardLayout(const CardFormat& format)
-    : _format(format), _masks(format.masks()), _count((format.bitCount() + 7) / 8 * 8) {
-  while (_count > format.bitCount() && sourceOf(0) == kNoPosition) --_count;
+// Fixed bits replace those of fields, and parity bits replace both.
+CardLayout::Bit CardLayout::bitAt(int32_t place, int32_t position) const {
+  Bit bit{place, position, -1, kNoPosition};
+  if (position < 0) return bit;
+  const auto at = static_cast<size_t>(position);
+  for (int32_t mask = 0; mask < _format.numberOfParityBits(); ++mask)
+    if (std::string_view(_masks.parity[static_cast<size_t>(mask)].data(), BitPattern::kPositions)
+            .find_first_of("EO") == at)
+      bit.parityMask = mask;
+  const char fixed = _masks.fixed[at];
+  if (isUsedPosition(_masks, position)) bit.source = _masks.output[at];
+  if (fixed == '0' || fixed == '1') bit.source = fixed;
+  if (bit.parityMask >= 0) bit.source = 'P';
+  return bit;
 }
 
 std::string CardLayout::bitsOf(const CardPattern& pattern) const {
   std::string bits;
-  for (int32_t bit = 0; bit < count(); ++bit) {
-    const auto place = static_cast<size_t>(placeOf(bit));
+  for (const Bit& bit : _bits) {
+    const auto place = static_cast<size_t>(bit.place);
     if (place >= 8 * pattern.size())
       bits += kNoBit;
     else
@@ -36,18 +48,15 @@ std::string CardLayout::bitsOf(const CardPattern& pattern) const {
 
 CardPattern CardLayout::patternOf(std::string_view bits) const {
   BitPattern places;
-  for (int32_t place = placeOf(0); const char bit : bits) {
-    if (bit == '1') places.set(place);
-    ++place;
-  }
+  for (size_t bit = 0; bit < count(); ++bit)
+    if (bits[bit] == '1') places.set(_bits[bit].place);
   return places.toCard();
 }
 
 std::string CardLayout::rowOf(const BitMask& mask) const {
   std::string row;
-  for (int32_t bit = 0; bit < count(); ++bit) {
-    const int32_t position = positionOf(bit);
-    const char c = position < 0 ? '\0' : at(mask, position);
+  for (const Bit& bit : _bits) {
+    const char c = bit.position < 0 ? '\0' : mask[static_cast<size_t>(bit.position)];
     row += c > ' ' && c <= '~' ? c : kNoPosition;
   }
   return row;
@@ -55,29 +64,8 @@ std::string CardLayout::rowOf(const BitMask& mask) const {
 
 std::string CardLayout::mergedRow() const {
   std::string row;
-  for (int32_t bit = 0; bit < count(); ++bit) row += sourceOf(bit);
+  for (const Bit& bit : _bits) row += bit.source;
   return row;
-}
-
-// Fixed bits replace those of fields, and parity bits replace both.
-char CardLayout::sourceOf(int32_t bit) const {
-  const int32_t position = positionOf(bit);
-  if (position < 0) return kNoPosition;
-  if (parityMaskOf(static_cast<size_t>(bit)) >= 0) return 'P';
-  const char fixed = at(_masks.fixed, position);
-  if (fixed == '0' || fixed == '1') return fixed;
-  return isUsedPosition(_masks, position) ? at(_masks.output, position) : kNoPosition;
-}
-
-int32_t CardLayout::parityMaskOf(size_t bit) const {
-  const int32_t position = positionOf(static_cast<int32_t>(bit));
-  for (int32_t mask = _format.numberOfParityBits(); position >= 0 && mask-- > 0;) {
-    const BitMask& row = _masks.parity[static_cast<size_t>(mask)];
-    if (std::string_view(row.data(), BitPattern::kPositions).find_first_of("EO") ==
-        static_cast<size_t>(position))
-      return mask;
-  }
-  return -1;
 }
 
 // Parity of the bits that differ is the difference of parity.

@@ -3,6 +3,7 @@
 #ifndef BADGEMINT_ADMIN_BITS_CARDS_H
 #define BADGEMINT_ADMIN_BITS_CARDS_H
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -25,7 +26,7 @@ class CardLayout {
 
   // Those of the format, and in a layout with gaps, which it does not count, also what it sets in
   // front of them.
-  int32_t count() const { return _count; }
+  size_t count() const { return _bits.size(); }
 
   // The bits of a pattern as '0' and '1', and the pattern of `count()` such bits. What has no place
   // in a pattern is left out.
@@ -40,20 +41,22 @@ class CardLayout {
   std::string mergedRow() const;
 
   // The parity mask that sets a bit, the last one if there are several; -1 for none.
-  int32_t parityMaskOf(size_t bit) const;
+  int32_t parityMaskOf(size_t bit) const { return _bits[bit].parityMask; }
   // The bits of a card of the format, with parity as it follows from those of another card.
   std::string withParityOf(const std::string& card, std::string bits) const;
 
  private:
-  // Where a bit is in a pattern: all of them end with a whole byte.
-  int32_t placeOf(int32_t bit) const { return (count() + 7) / 8 * 8 - count() + bit; }
-  // Where it is in the masks; negative before their begin.
-  int32_t positionOf(int32_t bit) const { return _format.lastUsedBit() + 1 - count() + bit; }
-  char sourceOf(int32_t bit) const;
+  struct Bit {
+    int32_t place;     // In a pattern: all of them end with a whole byte.
+    int32_t position;  // In the masks; negative before their begin.
+    int32_t parityMask;
+    char source;
+  };
+  Bit bitAt(int32_t place, int32_t position) const;
 
   const CardFormat& _format;
   const LayoutMasks _masks;
-  int32_t _count;
+  std::vector<Bit> _bits;
 };
 
 // The fields beside the number, as ", A=22, B=1".

@@ -5,7 +5,6 @@
 #include <cstring>
 #include <memory>
 #include <new>
-#include <system_error>
 #include <utility>
 
 #include "admin/files/sitepaths.h"
@@ -223,21 +222,11 @@ const CheckedFormat* CardsCheck::formatOf(int32_t csid) const {
   return set == nullptr ? nullptr : formats.find(set->fmtid);
 }
 
-void readLevels(const std::string& path, AccessLevelSet& levels) {
-  const auto reader = std::make_unique<LineReader>();
-  if (!reader->open(path.c_str())) throw std::system_error(errno, std::generic_category(), path);
-  if (!levels.readAccessLevels(*reader)) throw std::bad_alloc();
-  if (reader->failed()) throw std::system_error(errno, std::generic_category(), path);
-}
-
 SiteSummary checkSite(const SiteCheckOptions& options, Findings& findings) {
-  for (const std::string& path : {options.cards, options.formats, options.levels})
-    if (!path.empty()) requireRegularFile(path);
+  requireRegularFile(options.cards);
+  requireRegularFile(options.formats);
   AccessLevelSet levels;
-  if (!options.levels.empty()) {
-    checkLevelsFile(options.levels, findings);
-    readLevels(options.levels, levels);
-  }
+  if (!options.levels.empty()) readLevels(options.levels, levels, findings);
   const auto site = std::make_unique<SiteCards>();
   if (site->create() != kSuccess) throw std::bad_alloc();
 

@@ -1,11 +1,12 @@
 // What is wrong in an access levels file. Messages quote no word but a level number: the file may
 // be another one, given by mistake, in which any word may be a PIN.
-#include <cerrno>
 #include <map>
-#include <system_error>
+#include <new>
 
 #include "admin/check/oddtext.h"
 #include "admin/check/sitecheck.h"
+#include "admin/files/folder.h"
+#include "admin/files/sitepaths.h"
 #include "support/linereader.h"
 #include "support/tokenizer.h"
 
@@ -22,19 +23,25 @@ bool isId(const char* word) {
 
 class LevelsCheck {
  public:
-  LevelsCheck(const std::string& path, Findings& findings)
-      : _path(path), _findings(findings), _file(findings.addFile(path)) {}
+  LevelsCheck(const std::string& path, Findings& findings, ExitStatus ifOtherFile)
+      : _path(path),
+        _findings(findings),
+        _ifOtherFile(ifOtherFile),
+        _file(findings.addFile(path)) {}
 
-  void run() {
-    if (!_reader.open(_path.c_str()))
-      throw std::system_error(errno, std::generic_category(), _path);
+  void run(AccessLevelSet& levels) {
+    requireRegularFile(_path);
+    throwErrnoUnless(_reader.open(_path.c_str()), _path);
     while (_reader.readLine(kLineLimit) == LineReader::Status::kLine) checkLine();
-    if (_reader.failed()) throw std::system_error(errno, std::generic_category(), _path);
+    throwErrnoUnless(!_reader.failed(), _path);
     if (!_hasLevel)
-      throw Failure(ExitStatus::kRefused,
+      throw Failure(_ifOtherFile,
                     "{}: no line defines an access level, so no holder could pass a door and "
                     "nothing was checked; give --levels the access levels file of the site",
                     printable(_path));
+    throwErrnoUnless(_reader.open(_path.c_str()), _path);
+    if (!levels.readAccessLevels(_reader)) throw std::bad_alloc();
+    throwErrnoUnless(!_reader.failed(), _path);
   }
 
  private:
@@ -50,8 +57,7 @@ class LevelsCheck {
   void checkLine() {
     char* text = _reader.line();
     const std::string_view line(text, _reader.length());
-    if (isUtf16(_reader))
-      throw Failure(ExitStatus::kRefused, "{}: {}", printable(_path), kUtf16Text);
+    if (isUtf16(_reader)) throw Failure(_ifOtherFile, "{}: {}", printable(_path), kUtf16Text);
     if (isMergeMark(line)) {
       _mergeMarks.report(_findings, {_file, _reader.lineNumber()}, 0);
       return;
@@ -115,6 +121,7 @@ class LevelsCheck {
 
   const std::string& _path;
   Findings& _findings;
+  const ExitStatus _ifOtherFile;
   const int _file;
   LineReader _reader;
   std::map<int64_t, int64_t> _lineOfLevel;
@@ -124,8 +131,9 @@ class LevelsCheck {
 
 }  // namespace
 
-void checkLevelsFile(const std::string& path, Findings& findings) {
-  LevelsCheck(path, findings).run();
+void readLevels(const std::string& path, AccessLevelSet& levels, Findings& findings,
+                ExitStatus ifOtherFile) {
+  LevelsCheck(path, findings, ifOtherFile).run(levels);
 }
 
 }  // namespace badgemint::admin

@@ -36,13 +36,11 @@ SiteSummary checkSite(const SiteCheckOptions& options, Findings& findings);
 ExitStatus report(const Findings& findings, const SiteSummary& summary, bool isStrict,
                   Console& console, bool asJson = false);
 
-// Reads an access levels file. Throws std::bad_alloc, and std::system_error when it cannot be read.
-void readLevels(const std::string& path, AccessLevelSet& levels);
-
-// Reports what is wrong in an access levels file, as warnings: a build does not read it. Throws
-// std::bad_alloc, std::system_error when the file cannot be read, and a Failure when no line of it
-// defines a level.
-void checkLevelsFile(const std::string& path, Findings& findings);
+// Reads an access levels file, and reports what is wrong in it as warnings: a build does not read
+// it. Throws std::bad_alloc, std::system_error when the file cannot be read, and a Failure with
+// this status when no line of it defines a level.
+void readLevels(const std::string& path, AccessLevelSet& levels, Findings& findings,
+                ExitStatus ifOtherFile = ExitStatus::kRefused);
 
 // Whether cards of the format have this field beside their number.
 bool hasSiteValue(const CardFormat& format, int32_t field);

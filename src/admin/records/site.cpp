@@ -77,14 +77,8 @@ void readOneState(std::span<const std::string> paths, const std::function<void()
 }
 
 void openLevels(const std::string& path, AccessLevelSet& levels) {
-  requireRegularFile(path);
   Findings ignored;
-  try {
-    checkLevelsFile(path, ignored);
-  } catch (const Failure& failure) {
-    throw Failure(ExitStatus::kNotDone, "{}", failure.what());
-  }
-  readLevels(path, levels);
+  readLevels(path, levels, ignored, ExitStatus::kNotDone);
 }
 
 Site::Site(const SitePaths& paths, Formats need, const std::string& formatFolder) {

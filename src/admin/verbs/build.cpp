@@ -11,7 +11,6 @@
 #include <new>
 #include <optional>
 
-#include "admin/arguments.h"
 #include "admin/check/sitecheck.h"
 #include "admin/files/replacement.h"
 #include "admin/records/changes.h"

@@ -10,7 +10,6 @@
 #include <stdexcept>
 #include <vector>
 
-#include "admin/arguments.h"
 #include "admin/bits/cards.h"
 #include "admin/check/sitecheck.h"
 #include "admin/files/folder.h"
@@ -111,7 +110,7 @@ class Decode {
     _wanted.insert(_input.keys.begin(), _input.keys.end());
     for (const Match& match : _matches) _wanted.insert(match.candidate.key);
     const bool isFormatless = printHolders();
-    for (const Match& match : _matches) _isJson ? _console.printJson(jsonOf(match)) : print(match);
+    for (const Match& match : _matches) print(textOf(match), jsonOf(match));
     if (_matches.empty()) printText("no format has such a card\n");
     return isFormatless || (hasFit() && !_matches.front().isChanged());
   }
@@ -145,7 +144,7 @@ class Decode {
 
   // Readers may send a card from the last bit to the first, or with zeros in front of the bits.
   std::vector<Candidate> candidatesOf(const CardLayout& layout) const {
-    const auto count = static_cast<size_t>(layout.count());
+    const size_t count = layout.count();
     std::vector<Candidate> candidates;
     for (const CardPattern& key : _input.keys) candidates.push_back({key, ""});
     if (count > 0 && _input.bits.size() == count)
@@ -192,16 +191,24 @@ class Decode {
     return sets;
   }
 
-  void print(const Match& match) {
-    const CardFormat& format = *match.listed->format;
-    _console.print("format {} {}: card {}{}; {}{}{}\n", match.listed->id,
-                   printable(match.listed->fileName), static_cast<uint64_t>(match.card.number),
-                   siteValuesText(format, match.card.values),
-                   match.fits() ? "parity and fixed bits right" : "wrong",
-                   match.isChanged() ? "; " : "", match.candidate.change);
-    if (_wanted.size() > 1) _console.print("  key {}\n", keyText(match.candidate.key));
-    for (const std::string& fault : match.card.faults) _console.print("  {}\n", fault);
-    for (const uint32_t csid : match.sets) _console.print("  card set {}\n", csid);
+  void print(std::string_view text, const JsonObject& object) {
+    _isJson ? _console.printJson(object) : _console.print("{}", text);
+  }
+  void printText(std::string_view text) {
+    if (!_isJson) _console.print("{}", text);
+  }
+
+  std::string textOf(const Match& match) const {
+    const auto& [listed, candidate, card, sets] = match;
+    std::string text = fmt::format("format {} {}: card {}{}; {}{}{}\n", listed->id,
+                                   printable(listed->fileName), static_cast<uint64_t>(card.number),
+                                   siteValuesText(*listed->format, card.values),
+                                   match.fits() ? "parity and fixed bits right" : "wrong",
+                                   match.isChanged() ? "; " : "", candidate.change);
+    if (_wanted.size() > 1) text += fmt::format("  key {}\n", keyText(candidate.key));
+    for (const std::string& fault : card.faults) text += fmt::format("  {}\n", fault);
+    for (const uint32_t csid : sets) text += fmt::format("  card set {}\n", csid);
+    return text;
   }
 
   static JsonObject jsonOf(const CardFormat& format, const CardFormat::FieldValues& values) {
@@ -213,19 +220,15 @@ class Decode {
     return object;
   }
 
-  JsonObject jsonOf(const Match& match) const {
+  static JsonObject jsonOf(const Match& match) {
+    const auto& [listed, candidate, card, sets] = match;
     JsonObject object;
-    object.add("format", match.listed->id).add("file", match.listed->fileName);
-    object.add("card", std::to_string(static_cast<uint64_t>(match.card.number)));
-    object.add("key", keyText(match.candidate.key))
-        .add("values", jsonOf(*match.listed->format, match.card.values))
-        .add("fits", match.fits());
-    if (match.isChanged()) object.add("change", match.candidate.change);
-    return object.add("faults", match.card.faults).add("sets", match.sets);
-  }
-
-  void printText(std::string_view text) {
-    if (!_isJson) _console.print("{}", text);
+    object.add("format", listed->id).add("file", listed->fileName);
+    object.add("card", std::to_string(static_cast<uint64_t>(card.number)));
+    object.add("key", keyText(candidate.key)).add("values", jsonOf(*listed->format, card.values));
+    object.add("fits", match.fits());
+    if (match.isChanged()) object.add("change", candidate.change);
+    return object.add("faults", card.faults).add("sets", sets);
   }
 
   JsonObject jsonOf(const IdentRecord& record) const {
@@ -240,11 +243,9 @@ class Decode {
     bool isHeld = false, isFormatless = false;
     for (const IdentRecord& record : _site.databases().idents) {
       if (!_wanted.contains(record.cardnumber) || isPinEntry(record)) continue;
-      if (_isJson)
-        _console.printJson(jsonOf(record));
-      else
-        _console.print("holder {}: {}{}\n", record.uniqid, credentialText(record, _site, false),
-                       record.deleted == 0 ? "" : ", deleted");
+      print(fmt::format("holder {}: {}{}\n", record.uniqid, credentialText(record, _site, false),
+                        record.deleted == 0 ? "" : ", deleted"),
+            jsonOf(record));
       isHeld = true;
       isFormatless = isFormatless || record.cardsetcode == kFormatlessCode;
     }
@@ -267,11 +268,9 @@ class Decode {
       const auto held =
           match == _matches.end() ? std::nullopt : decodeCard(*format, record.cardnumber);
       if (!held || held->values == match->card.values || ++printed > kMostNamesakes) continue;
-      if (_isJson)
-        _console.printJson(jsonOf(record).add("values", jsonOf(*format, held->values)));
-      else
-        _console.print("holder {} has this number with {}\n", record.uniqid,
-                       siteValuesText(*format, held->values).erase(0, 2));
+      print(fmt::format("holder {} has this number with {}\n", record.uniqid,
+                        siteValuesText(*format, held->values).erase(0, 2)),
+            jsonOf(record).add("values", jsonOf(*format, held->values)));
     }
   }
 

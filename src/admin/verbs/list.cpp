@@ -6,7 +6,6 @@
 #include <iostream>
 #include <memory>
 
-#include "admin/arguments.h"
 #include "admin/records/changes.h"
 #include "admin/records/wording.h"
 #include "admin/verbs/verb.h"

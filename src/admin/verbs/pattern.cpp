@@ -9,7 +9,6 @@
 #include <span>
 #include <utility>
 
-#include "admin/arguments.h"
 #include "admin/bits/cards.h"
 #include "admin/check/formatscheck.h"
 #include "admin/check/sitecheck.h"

@@ -4,7 +4,6 @@
 #include <memory>
 #include <set>
 
-#include "admin/arguments.h"
 #include "admin/records/site.h"
 #include "admin/records/wording.h"
 #include "admin/verbs/verb.h"

@@ -7,11 +7,14 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "admin/console.h"
 #include "admin/files/sitepaths.h"
+#include "cardsets/card_functions.h"
 
 namespace CLI {
 class App;
@@ -19,6 +22,9 @@ class Option;
 }  // namespace CLI
 
 namespace badgemint::admin {
+
+class Site;
+struct CheckedFormat;
 
 // The variables handed in receive the values and must outlive the parsing of the arguments; those
 // that hold something beforehand show it in help as the default. `type` is how help names a value.
@@ -59,6 +65,33 @@ class Options {
  private:
   CLI::App& _verb;
 };
+
+// Words that several verbs take: keys, numbers, times, card sets and cards.
+
+// A key of 1 to 32 hexadecimal digits, with or without "0x"; zeros at its end may be missing. None
+// for any other word.
+std::optional<CardPattern> keyOfHex(std::string_view word);
+
+// A decimal number of 32 bits, digits alone. None for any other word.
+std::optional<uint32_t> numberOf(std::string_view word);
+
+// The encoder for the cards of a card set. Throws Failure (refused) when there is no such card set,
+// or its format is missing.
+CardEncoder encoderOfSet(std::string_view set, const cardsets& sets,
+                         const std::vector<CheckedFormat>& formats);
+
+// The key of a card of a site. Throws Failure (refused) when there is no such card.
+CardPattern keyOfCard(std::string_view set, std::string_view number, const Site& site);
+
+// The same for whole words of the command line. Throw Failure: not done for a word that cannot be
+// one, refused as keyOfCard does.
+uint32_t parseHolder(const std::string& word);
+CardPattern parseKey(const std::string& word);
+// "1:15890".
+CardPattern parseCard(const std::string& word, const Site& site);
+// The value of `option`, such as "2026/01/31 18:00:00", which is UTC, as seconds since 1970; the
+// clock when it was not given.
+uint32_t parseTimeOrNow(const char* option, const std::string& word);
 
 // Runs a verb after its options have been parsed. It returns the exit status, and may throw Failure
 // and what the standard library throws.

@@ -5,7 +5,6 @@
 #include <set>
 #include <span>
 
-#include "admin/arguments.h"
 #include "admin/records/site.h"
 #include "admin/records/wording.h"
 #include "admin/verbs/verb.h"

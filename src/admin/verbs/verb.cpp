@@ -1,9 +1,11 @@
-#include "admin/arguments.h"
+// Reads words that several verbs take: keys, numbers, times, card sets and cards.
+#include "admin/verbs/verb.h"
 
 #include <algorithm>
 #include <ctime>
 
 #include "admin/bits/cards.h"
+#include "admin/records/site.h"
 #include "support/fieldscanner.h"
 #include "support/result.h"
 
