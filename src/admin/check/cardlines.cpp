@@ -36,7 +36,9 @@ class BlockLine : FieldsCheck {
  private:
   enum Field : size_t { kSet, kFirstCard, kCount, kUniqid, kLevel, kAfterLast };
 
-  int32_t numberIn(Field field) const { return textToInt32(_words[field].data()); }
+  int32_t numberIn(Field field) const {
+    return _words[field].empty() ? 0 : textToInt32(_words[field].data());
+  }
 
   void addUnindexed() const {
     if (!_line.subject.uniqid) return;
@@ -132,7 +134,8 @@ size_t CheckedLine::add(Place place, int32_t code, std::string_view rule, fmt::s
 FieldsCheck::FieldsCheck(CardsCheck& check, CheckedLine& line, const char* words)
     : _check(check), _line(line), _fields(lineFields(*line.text)) {
   FieldScanner scanner(words);
-  for (std::string_view& word : _words) word = scanner.nextWord(SIZE_MAX);
+  for (std::string_view& word : _words)
+    if ((word = scanner.nextWord(SIZE_MAX)).empty()) break;
 }
 
 std::string FieldsCheck::named(const LineField& field) {
@@ -185,7 +188,7 @@ bool FieldsCheck::reportWrong(size_t field) const {
 bool FieldsCheck::reportEncoding(const CheckedLine& line, const int64_t* number) const {
   const auto setId = static_cast<uint32_t>(csid());
   const cardset* const set = _check.findSet(csid());
-  const CheckedFormat* const listed = set == nullptr ? nullptr : _check.formats.find(set->fmtid);
+  const CheckedFormat* const listed = _check.formatOf(csid());
   const Place place = line.at(_words[1]);
   if (listed != nullptr && listed->format != nullptr) {
     const SitePattern site = listed->format->encodeSite(set->fldvalues);
@@ -251,13 +254,11 @@ void FieldsCheck::checkField(size_t field) const {
 }
 
 void FieldsCheck::checkPin(std::string_view pin) const {
-  if (!isZero(pin)) return;
-  if (_fields[0].kind == FieldKind::kPin)
-    _line.warn(_line.at(pin), "zero",
-               "PIN 0 is a key like any other: whoever types 0 is this holder");
-  else if (pin.size() > 1)
-    _line.warn(_line.at(pin), "zero",
-               "a PIN of several zeros is a PIN: only 0 means that there is none");
+  const bool isAlone = _fields[0].kind == FieldKind::kPin;
+  if (isZero(pin) && (isAlone || pin.size() > 1))
+    _line.warn(_line.at(pin), "zero", "{}",
+               isAlone ? "PIN 0 is a key like any other: whoever types 0 is this holder"
+                       : "a PIN of several zeros is a PIN: only 0 means that there is none");
 }
 
 void FieldsCheck::checkLevel(size_t field) const {

@@ -31,9 +31,8 @@ std::optional<OddText> findOdd(LineReader& input) {
   if (std::strcspn(input.line(), kBlockDelimiters) > 1)
     return OddText{1, "what follows 'd' up to the next blank is ignored"};
   const std::string_view words = raw.substr(0, commentStart(raw));
-  const size_t tab = words.find('\t');
-  if (tab != std::string_view::npos &&
-      words.find_first_not_of(" \t\r\n", tab) != std::string_view::npos)
+  const size_t tab = words.substr(0, words.find_last_not_of(" \t\r\n") + 1).find('\t');
+  if (tab != std::string_view::npos)
     return OddText{
         tab, "a tab in a 'd' line is part of a word, so other cards get other holders or levels"};
   return {};
@@ -116,12 +115,9 @@ const char* findForm(const std::string& path) {
 }
 
 // Reports an error of the file as a whole.
-template <typename... Args>
-void failFile(CardsCheck& check, int32_t result, fmt::format_string<Args...> format,
-              Args&&... args) {
-  const Place place{check.file, 0, 0};
-  check.findings.setVerdict(result, place);
-  check.findings.error(place, result, format, std::forward<Args>(args)...);
+void failFile(CardsCheck& check, int32_t result, const std::string& text) {
+  check.findings.setVerdict(result, {check.file});
+  check.findings.error({check.file}, result, "{}", text);
 }
 
 void checkLines(CardsCheck& check, InputFile& input) {
@@ -130,7 +126,7 @@ void checkLines(CardsCheck& check, InputFile& input) {
   while ((status = lines.readLine(kMaxInputLine)) == LineReader::Status::kLine)
     checkLine(check, lines);
   if (status == LineReader::Status::kError)
-    failFile(check, kInputReadFailed, "cannot be read: {}", std::strerror(errno));
+    failFile(check, kInputReadFailed, fmt::format("cannot be read: {}", std::strerror(errno)));
   else if (input.checkUnchanged() < 0)
     failFile(check, kInputReadFailed, "was changed while it was read");
   else if (!lines.endedLine())
@@ -141,7 +137,7 @@ SiteSummary checkCards(CardsCheck& check) {
   const auto input = std::make_unique<InputFile>();
   if (!input->setName(check.options.cards.c_str())) throw std::bad_alloc();
   if (const int32_t result = input->open(); result != kSuccess) {
-    failFile(check, result, "cannot be opened: {}", std::strerror(errno));
+    failFile(check, result, fmt::format("cannot be opened: {}", std::strerror(errno)));
     return {};
   }
   const char* const form = findForm(check.options.cards);
@@ -208,8 +204,9 @@ void OtherDates::add(std::string_view date) {
 }
 
 int32_t CardsCheck::checkAsBuild(const CheckedLine& line, char* text, int32_t csid) {
-  const int32_t result =
-      unloadedFormat(csid) != nullptr ? kFormatNotDefined : checker.check({text, line.number()});
+  const CheckedFormat* const format = formatOf(csid);
+  const bool isUnloaded = format != nullptr && format->format == nullptr;
+  const int32_t result = isUnloaded ? kFormatNotDefined : checker.check({text, line.number()});
   if (result == kOutOfMemory) throw std::bad_alloc();
   if (result < 0) findings.setVerdict(result, line.whole());
   return result;
@@ -220,10 +217,9 @@ const cardset* CardsCheck::findSet(int32_t csid) const {
   return site.cardSets().getCardSet(static_cast<uint32_t>(csid));
 }
 
-const CheckedFormat* CardsCheck::unloadedFormat(int32_t csid) const {
+const CheckedFormat* CardsCheck::formatOf(int32_t csid) const {
   const cardset* const set = findSet(csid);
-  const CheckedFormat* const format = set == nullptr ? nullptr : formats.find(set->fmtid);
-  return format != nullptr && format->format == nullptr ? format : nullptr;
+  return set == nullptr ? nullptr : formats.find(set->fmtid);
 }
 
 SiteSummary checkSite(const SiteCheckOptions& options, Findings& findings) {

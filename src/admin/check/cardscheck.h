@@ -138,8 +138,8 @@ struct CardsCheck {
 
   // Null for an ID that no card set may have, and for a card set that is not defined.
   const cardset* findSet(int32_t csid) const;
-  // The format of the card set when it is known not to load, else null.
-  const CheckedFormat* unloadedFormat(int32_t csid) const;
+  // Null also when the formats file does not list the format of the card set.
+  const CheckedFormat* formatOf(int32_t csid) const;
 };
 
 inline constexpr char kBlockDelimiters[] = " \n\r";  // What separates the words of a 'd' line.

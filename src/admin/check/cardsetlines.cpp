@@ -202,7 +202,7 @@ int32_t checkCardSetLine(CardsCheck& check, CheckedLine& line) {
     return result;
   }
   check.lineOfSet[csid] = line.start.line;
-  const CheckedFormat* const listed = check.formats.find(set.fmtid);
+  const CheckedFormat* const listed = check.formatOf(line.subject.csid);
   const CardFormat* const format = listed == nullptr ? nullptr : listed->format;
   words.checkNumbers();
   words.checkValues(format);

@@ -16,7 +16,7 @@ constexpr size_t kCardBits = 8 * sizeof(CardPattern);
 constexpr size_t kNone = std::string_view::npos;
 constexpr std::string_view kFillers(". -_\0", 5);  // Where a mask has nothing.
 // The rows.
-constexpr size_t kOutput = 0, kFixed = 1, kParity = 2, kMasks = kParity + kParityMaskCount;
+constexpr size_t kOutput = 0, kFixed = 1, kParity = 2, kRows = kParity + kParityMaskCount;
 
 // A digit may be one of a PIN.
 std::string shownCharacter(char c) {
@@ -122,7 +122,7 @@ class MaskRules {
 
   // One finding for all: what is wrong is their number.
   void checkNotApplied() {
-    for (size_t mask = _appliedEnd; mask < kMasks; ++mask)
+    for (size_t mask = _appliedEnd; mask < kRows; ++mask)
       if (targetOf(mask) != kNone)
         return warn(mask, targetOf(mask),
                     "parity mask {} is not applied: the format uses only the first {}",
@@ -149,7 +149,7 @@ class MaskRules {
 
   const CardFormat& _format;
   const LayoutMasks _masks;
-  std::array<std::string_view, kMasks> _rows;
+  std::array<std::string_view, kRows> _rows;
   std::string _letters{_masks.letters.begin(), _masks.letters.end()};  // Of fields.
   const size_t _appliedEnd;  // Of the parity masks that the format uses.
   bool _isOutputValid = true;
