@@ -16,11 +16,6 @@ namespace {
 
 constexpr int kLineLimit = 600;
 
-bool isId(const char* word) {
-  const int64_t value = wordValue(word);
-  return value >= 0 && value <= UINT32_MAX;
-}
-
 class LevelsCheck {
  public:
   LevelsCheck(const std::string& path, Findings& findings, ExitStatus ifOtherFile)
@@ -106,7 +101,9 @@ class LevelsCheck {
 
   // Reports a word that is not a number, or not an ID. Returns whether the line is read on.
   bool checkId(const char* word, const char* what) {
-    if (!isId(word))
+    const int64_t value = wordValue(word);
+    const bool isId = value >= 0 && value <= UINT32_MAX;
+    if (!isId)
       warn(word, "level",
            "the {} is not 0 to {}: the line is ignored, so holders of this level can pass none of "
            "its doors",
@@ -116,7 +113,7 @@ class LevelsCheck {
            "the {} is not a number: only the digits that it begins with are read, or 0, so holders "
            "may pass other doors, or none",
            what);
-    return isId(word);
+    return isId;
   }
 
   const std::string& _path;

@@ -35,16 +35,9 @@ struct DrawnLine {
 };
 using Drawing = std::vector<DrawnLine>;
 
-std::string fieldLine(std::string_view field, std::string_view type, std::string_view bits,
-                      std::string_view range, std::string_view label) {
-  std::string line = fmt::format("{:<7}{:<9}{:<6}{:<26}{}", field, type, bits, range, label);
-  line.resize(line.find_last_not_of(' ') + 1);
-  return line;
-}
-
 void drawFields(const CardFormat& format, Drawing& drawing) {
   constexpr std::array kTypes = {"none", "BIN", "BCD", "MSD"};
-  drawing.push_back({fieldLine("field", "type", "bits", "range", "label")});
+  drawing.push_back({"field  type     bits  range                     label"});
   for (int32_t field = 0; field < kFieldCount; ++field) {
     const FieldDefinition& defined = format.fieldDefinitions()[static_cast<size_t>(field)];
     const char letter = format.masks().letters[static_cast<size_t>(field)];
@@ -52,14 +45,14 @@ void drawFields(const CardFormat& format, Drawing& drawing) {
     const bool isDefined = width > 0 || defined.ftyp != kNotGiven || defined.label[0] != '\0';
     if (letter == '\0' || !isDefined) continue;
     const bool hasRange = defined.minval != 0 || defined.maxval != 0;
-    const std::string name(1, letter);
     const std::string type = fmt::format("{} {}", kTypes.at(static_cast<size_t>(defined.ftyp)),
                                          defined.dir == kDirectionLsb ? "LSB" : "MSB");
     const std::string range =
         hasRange ? fmt::format("{} to {}", defined.minval, defined.maxval) : "-";
-    drawing.push_back(
-        {fieldLine(name, type, std::to_string(width), range, printable(defined.label.data())),
-         name});
+    std::string line = fmt::format("{:<7}{:<9}{:<6}{:<26}{}", letter, type, width, range,
+                                   printable(defined.label.data()));
+    line.resize(line.find_last_not_of(' ') + 1);
+    drawing.push_back({line, {letter}});
   }
 }
 

@@ -74,25 +74,18 @@ Cards cardsOfSet(const PatternOptions& options, std::optional<Site>& site, Conso
                                printable(listed->fileName))};
 }
 
-CardFormat::FieldValues valuesOf(const std::string& text, const CardFormat& format,
-                                 Console& console) {
-  Findings findings;
-  const auto values = readSiteValues(text, format, findings);
-  if (!values)
-    throw Failure(ExitStatus::kRefused, "--set is refused: {}", findings.sorted().front().text);
-  for (const Finding& finding : findings.sorted()) console.report("{}", finding.text);
-  return *values;
-}
-
 Cards cardsOfFile(const PatternOptions& options, CardFormatSet& formats, Console& console) {
-  Findings findings;
+  Findings findings, ofValues;
   const CardFormat* const format = checkFormatAlone(options.format, formats, findings);
   if (format == nullptr) {
     const Finding error = findings.sorted().front();
     throw Failure(ExitStatus::kNotDone, "{}: {}", findings.placeText(error.place), error.text);
   }
-  return {{format, format->encodeSite(valuesOf(options.values, *format, console))},
-          printable(options.format)};
+  const auto values = readSiteValues(options.values, *format, ofValues);
+  if (!values)
+    throw Failure(ExitStatus::kRefused, "--set is refused: {}", ofValues.sorted().front().text);
+  for (const Finding& finding : ofValues.sorted()) console.report("{}", finding.text);
+  return {{format, format->encodeSite(*values)}, printable(options.format)};
 }
 
 // Prints the cards of these numbers, and reports words that are none. Returns whether all are.
