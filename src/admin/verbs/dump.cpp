@@ -1,14 +1,11 @@
 // The verb `dump`: writes the cards file of existing databases, and reports what such a file cannot
 // say. Each line is given to a build's own code, which must make the records that it came from.
-#include <fmt/compile.h>
-
 #include <array>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <functional>
 #include <iostream>
-#include <iterator>
 #include <memory>
 #include <optional>
 
@@ -65,7 +62,11 @@ class CardsLine {
   // Appends a field.
   void operator()(const LineField& field, const auto& value) {
     const size_t start = _text.size() + 1;
-    fmt::format_to(std::back_inserter(_text), FMT_COMPILE(" {}"), value);
+    _text += ' ';
+    if constexpr (requires { fmt::format_int(value); })  // Half the time of format_to.
+      _text += fmt::format_int(value).c_str();
+    else
+      _text += value;
     if (field.kind == FieldKind::kPin) _pin = {start, _text.size() - start};
   }
 
@@ -149,6 +150,8 @@ class Dump {
         "them)\n";
     warnOfRest(_options.site.ident, _databases.identRest);
     warnOfRest(_options.site.access, _databases.accessRest);
+    constexpr size_t kUsualLine = 110;
+    _text.reserve(_databases.idents.size() * kUsualLine);
     if (!_options.withPins) addLine(kNoPins);
     for (const IdentRecord& ident : _databases.idents) addCredential(ident);
     for (uint32_t csid = kFirstCardSetId; csid <= kLastCardSetId; ++csid) define(csid);
