@@ -104,10 +104,10 @@ class CommandLine {
     Options(_app).text("-C", "DIR", _folder, "Work as if started in this folder");
     _app.require_subcommand(0, 1);
     _app.allow_extras();
-    CLI::App* const help = addVerb("help", [this](Console& console) { printHelp(console); });
+    CLI::App* const help = addVerb("help", [this](Console& console) { return printHelp(console); });
     help->description("Show the options of a verb");
     help->add_option("VERB", _helpTopic, "The verb; without it, all of them are listed");
-    addVerb("completion", [this](Console& console) { printCompletion(console); })
+    addVerb("completion", [this](Console& console) { return printCompletion(console); })
         ->description("Print the completion script for bash")
         ->group("");  // Not in the list of verbs: packages install what it prints.
     for (const auto& [name, add] : kVerbs) {
@@ -145,14 +145,9 @@ class CommandLine {
   }
 
  private:
-  CLI::App* addVerb(const char* name, const std::function<void(Console&)>& print) {
+  CLI::App* addVerb(const char* name, const Run& run) {
     CLI::App* const verb = _app.add_subcommand(name);
-    verb->callback([this, print] {
-      _run = [print](Console& console) {
-        print(console);
-        return ExitStatus::kAllWell;
-      };
-    });
+    verb->callback([this, run] { _run = run; });
     return verb;
   }
 
@@ -209,21 +204,23 @@ class CommandLine {
                                           CLI::AppFormatMode::Normal);
   }
 
-  void printHelp(Console& console) const {
+  ExitStatus printHelp(Console& console) const {
     const auto verbs = _app.get_subcommands({});
     const auto topic =
         std::ranges::find(verbs, _helpTopic, [](const CLI::App* verb) { return verb->get_name(); });
     if (!_helpTopic.empty() && topic == verbs.end()) refuseVerb(_helpTopic);
     console.print("{}", helpOf(_helpTopic.empty() ? _app : **topic));
+    return ExitStatus::kAllWell;
   }
 
   // The words of verbs and options; file names for all other words.
-  void printCompletion(Console& console) const {
+  ExitStatus printCompletion(Console& console) const {
     std::string words;
     for (const CLI::App* const verb : _app.get_subcommands({}))
       words += fmt::format("    {}:-*) words='{}' ;;\n", verb->get_name(),
                            fmt::join(optionsOf(*verb), " "));
     console.print(kCompletion, fmt::join(optionsOf(_app), " "), fmt::join(verbNames(), " "), words);
+    return ExitStatus::kAllWell;
   }
 
   CLI::App _app{"Looks after the files of a badgemint site."};

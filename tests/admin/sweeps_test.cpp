@@ -259,6 +259,8 @@ TEST_F(BuildSweep, PowerIsLostAfterEachCall) {
       ++states;
       EXPECT_TRUE(!hasEnded || (run.isUndone ? isOld() : isNew()));
       EXPECT_TRUE(!hasEnded || !fs::exists(kPrivateFolder));
+      const bool keepsFirst = contains(run.command, "--keep") && !run.isUndone;
+      EXPECT_TRUE(!keepsFirst || isOld() || hasKept(kOldFiles));
       expectRecovery();
       const bool isKept = isNew() && contains(run.command, "--keep");
       EXPECT_TRUE(hasKept(isKept ? kOldFiles : kFormerFiles));

@@ -29,6 +29,12 @@ PathParts splitPath(const std::string& path) {
   return parts;
 }
 
+struct stat Descriptor::status(const std::string& path) const {
+  struct stat status;
+  throwErrnoUnless(fstat(_number, &status) == 0, path);
+  return status;
+}
+
 void writeAll(const Descriptor& file, std::string_view text, const std::string& path) {
   while (!text.empty()) {
     const ssize_t written = write(file.number(), text.data(), text.size());
@@ -42,12 +48,6 @@ Folder Folder::open(const std::string& path) {
   Descriptor descriptor(::open(path.c_str(), kFolderFlags));
   throwErrnoUnless(descriptor.number() >= 0, path);
   return {path, std::move(descriptor)};
-}
-
-struct stat Folder::status() const {
-  struct stat status;
-  throwErrnoUnless(fstat(number(), &status) == 0, _path);
-  return status;
 }
 
 std::optional<struct stat> Folder::look(const std::string& name) const {

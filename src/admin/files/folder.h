@@ -40,6 +40,8 @@ class Descriptor {
   }
   Descriptor(Descriptor&& other) noexcept : _number(other.release()) {}
   int number() const { return _number; }
+  // Throws std::system_error with the path.
+  struct stat status(const std::string& path) const;
   // Hands the open descriptor over to the caller.
   int release() { return std::exchange(_number, -1); }
 
@@ -63,7 +65,9 @@ class Folder {
     return _path == "." ? name : _path + '/' + name;
   }
   int number() const { return _descriptor.number(); }
-  struct stat status() const;
+  struct stat status() const {
+    return _descriptor.status(_path);
+  }
 
   // The status of an entry; none when there is no such entry.
   std::optional<struct stat> look(const std::string& name) const;

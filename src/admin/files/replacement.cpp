@@ -39,8 +39,7 @@ constexpr mode_t kReplacingMode = 0711;
 
 // As far as this user may. Without the group of the old file no group gets its rights.
 void copyOwnerAndMode(const struct stat& old, const Descriptor& file, const std::string& path) {
-  struct stat own;
-  throwErrnoUnless(fstat(file.number(), &own) == 0, path);
+  const struct stat own = file.status(path);
   mode_t mode = old.st_mode & (S_IRWXU | S_IRWXG | S_IRWXO);
   const bool isOwned = own.st_uid == old.st_uid && own.st_gid == old.st_gid;
   if (!isOwned && fchown(file.number(), old.st_uid, old.st_gid) != 0 && own.st_gid != old.st_gid &&
@@ -145,17 +144,12 @@ void Replacement::finishCutShort() {
     replaceFiles(files);
     _note = "a replacement was cut short; it is finished now:";
     for (const File& file : targetsOf(files)) _note += ' ' + _folder.pathOf(file.name);
-  } catch (const Failure& failure) {
+  } catch (const std::runtime_error& failure) {
     throw CutShortFailure(
-        ExitStatus::kRefused,
-        "a replacement was cut short and cannot be finished: {}; the old and the new files are in "
-        "{}: put the right ones in place, then remove that folder",
+        ExitStatus::kNotDone,
+        "a replacement was cut short and cannot be finished: {}; remove the cause and build again, "
+        "or put the right ones of the old and new files in {} in place and remove that folder",
         failure.what(), _private->path());
-  } catch (const std::system_error& failure) {
-    throw CutShortFailure(ExitStatus::kNotDone,
-                          "a replacement was cut short and cannot be finished: {}; remove the "
-                          "cause, then build again",
-                          failure.what());
   }
 }
 

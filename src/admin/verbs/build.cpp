@@ -98,8 +98,7 @@ LogFile openLog(const std::string& path, const Folder& privateFolder) {
     throw Failure(ExitStatus::kRefused, "{} is in the folder that builds clean up", path);
   Descriptor file =
       folder.openFile(parts.name, O_WRONLY | O_CREAT | O_APPEND | O_NONBLOCK, S_IRUSR | S_IWUSR);
-  struct stat status;
-  throwErrnoUnless(fstat(file.number(), &status) == 0, path);
+  const struct stat status = file.status(path);
   if (!S_ISREG(status.st_mode) || status.st_nlink > 1)
     throw Failure(ExitStatus::kRefused, "{} is a link or not a file; it cannot be the log", path);
   throwErrnoUnless(fchmod(file.number(), S_IRUSR | S_IWUSR) == 0, path);
@@ -117,9 +116,6 @@ class Build {
   // Every end reports what became of the files.
   ExitStatus run() {
     deferTerminationSignals();
-    const auto statusOr = [this](ExitStatus failed) {
-      return _isReplaced ? ExitStatus::kFound : failed;
-    };
     try {
       const ExitStatus status = build();
       _replacement.reset();
@@ -130,11 +126,12 @@ class Build {
     } catch (const std::bad_alloc&) {
       _console.reportText(_isReplaced ? "not enough memory: all files are replaced"
                                       : "not enough memory: nothing was changed");
-      return statusOr(ExitStatus::kNotDone);
+      return _isReplaced ? ExitStatus::kFound : ExitStatus::kNotDone;
     } catch (const std::exception& error) {
       _console.report("{}: {}", isInterrupted() ? "interrupted" : error.what(), outcome());
+      if (_isReplaced) return ExitStatus::kFound;
       const auto* const failure = dynamic_cast<const Failure*>(&error);
-      return statusOr(failure != nullptr ? failure->status() : ExitStatus::kNotDone);
+      return failure != nullptr ? failure->status() : ExitStatus::kNotDone;
     }
   }
 
