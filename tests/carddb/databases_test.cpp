@@ -7,8 +7,7 @@
 #include "site/accesslevel.h"
 #include "support/masterconfiguration.h"
 
-namespace badgemint {
-namespace {
+namespace badgemint::databases_test {
 
 TEST(Databases, ReportWhichCallFailed) {
   const WorkFolder here;
@@ -231,5 +230,4 @@ TEST(AccessRecord, HasTexts) {
   EXPECT_EQ(log.take(), "[25 accessrecord] pincode for uniqid=7 was blank and is now 0\n");
 }
 
-}  // namespace
-}  // namespace badgemint
+}  // namespace badgemint::databases_test

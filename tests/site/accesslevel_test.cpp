@@ -5,8 +5,7 @@
 #include "support/masterconfiguration.h"
 #include "support/testfiles.h"
 
-namespace badgemint {
-namespace {
+namespace badgemint::accesslevel_test {
 
 // Group 1 has the readers 30 and 31, the site has only 30. Schedule 5 is inactive, 6 active.
 struct Site final : Readers, DoorGroups, Schedules {
@@ -99,5 +98,4 @@ TEST(AccessChecker, GrantsByOnePairAndRefusesByAllOfThem) {
   EXPECT_EQ(log.take(), "[5 accesslevel] access level 778, not configured\n");
 }
 
-}  // namespace
-}  // namespace badgemint
+}  // namespace badgemint::accesslevel_test

@@ -7,8 +7,7 @@
 
 #include "support/testfiles.h"
 
-namespace badgemint {
-namespace {
+namespace badgemint::syserr_report_test {
 
 // As it stands in a file, in the byte order of this machine.
 std::string bytesOf(const ErrorFileHeader& header) {
@@ -90,5 +89,4 @@ TEST(SyserrReport, LosesNoRecordOfSeveralWriters) {
   EXPECT_EQ(records.size(), 250U);
 }
 
-}  // namespace
-}  // namespace badgemint
+}  // namespace badgemint::syserr_report_test

@@ -7,8 +7,7 @@
 #include "support/testsite.h"
 #include "tools/badgemint.h"
 
-namespace badgemint {
-namespace {
+namespace badgemint::build_test {
 
 struct Names {
   const char *base = "", *cards = "cards", *ident = "ident", *access = "access";
@@ -131,5 +130,4 @@ TEST(Dump, ReportsWhatItLacks) {
   }
 }
 
-}  // namespace
-}  // namespace badgemint
+}  // namespace badgemint::build_test
