@@ -68,9 +68,8 @@ TEST(SyserrReport, ReportsEachFailure) {
     testing::internal::CaptureStdout();
     const ArmedFault armed({.call = call, .nth = nth});
     EXPECT_EQ(report('a', 'a'), header == one);
-    const std::string end =
-        what == "setting lock" ? " (Input/output error)\n" : " (Input/output error)";
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "syserr_report: ERROR " + what + end);
+    const std::string text = "syserr_report: ERROR " + what + " (Input/output error)";
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), text + (what == "setting lock" ? "\n" : ""));
     EXPECT_EQ(contentOf("errors").substr(0, 20), header);
   }
 }
