@@ -3,8 +3,7 @@
 #include "carddb/testdatabases.h"
 #include "site/accesslevel.h"
 
-namespace badgemint {
-namespace {
+namespace badgemint::accessfile_test {
 
 AccessRecord anyAccess(uint32_t uniqid, std::mt19937& random) {
   RecordImage<AccessRecord> image;
@@ -112,5 +111,4 @@ TEST(AccessFile, ReportsTheAccessLevelsThatAreMissing) {
             "[25 accessfile] Error reading access file access\n");
 }
 
-}  // namespace
-}  // namespace badgemint
+}  // namespace badgemint::accessfile_test

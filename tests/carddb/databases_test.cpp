@@ -7,8 +7,7 @@
 #include "site/accesslevel.h"
 #include "support/masterconfiguration.h"
 
-namespace badgemint {
-namespace {
+namespace badgemint::databases_test {
 
 TEST(Databases, ReportWhichCallFailed) {
   const WorkFolder here;
@@ -184,8 +183,10 @@ TEST(AccessIndex, WalksToAnEmptyEntry) {
 // That the fields follow each other without a gap is checked where they are listed.
 TEST(Records, HaveTheirFieldsInTheirPlaces) {
   const IdentRecord ident{{0xA0, 0xA1}, 0x10111213, 0x20212223, 0x30313233};
-  EXPECT_EQ(hexLines(encodeRecord(ident)),
-            "A0A10000 00000000 00000000 00000000 13121110 23222120 33323130");
+  TestLog log;
+  log.logger().dumpHex(25, encodeRecord(ident));
+  EXPECT_EQ(log.take(),
+            "A0 A1 00 00 00 00 00 00 00 00 00 00 00 00 00 00 13 12 11 10 23 22 21 20 33 32 31 30 ");
   AccessRecord record{0x01020304, {0x12, 0x34}, {},   0x61626364, 0x71727374, 0x81828384,
                       0x91929394, 0x2A,         0xB1, 0xC1,       0xD1};
   // Slots that there are not read as 0 and take nothing.
@@ -193,9 +194,10 @@ TEST(Records, HaveTheirFieldsInTheirPlaces) {
     record.setAccessLevel(slot, static_cast<uint16_t>(0x8001 + slot));
     EXPECT_EQ(record.accessLevel(slot), slot < 0 || slot > 7 ? 0 : 0x8001 + slot);
   }
-  EXPECT_EQ(hexLines(encodeRecord(record)),
-            "04030201 12340000 01800280 03800480 05800680 07800880 64636261 74737271 84838281 "
-            "94939291 2AB1C1D1");
+  log.logger().dumpHex(25, encodeRecord(record));
+  EXPECT_EQ(log.take(),
+            "04 03 02 01 12 34 00 00 01 80 02 80 03 80 04 80 05 80 06 80 07 80 08 80 "
+            "64 63 62 61 74 73 72 71 84 83 82 81 94 93 92 91 2A B1 C1 D1 ");
 }
 
 TEST(IdentRecord, HasTexts) {
@@ -231,5 +233,4 @@ TEST(AccessRecord, HasTexts) {
   EXPECT_EQ(log.take(), "[25 accessrecord] pincode for uniqid=7 was blank and is now 0\n");
 }
 
-}  // namespace
-}  // namespace badgemint
+}  // namespace badgemint::databases_test

@@ -91,35 +91,33 @@ TEST(IdentFile, LeavesRecordsOfOthersAlone) {
   EXPECT_EQ(std::filesystem::file_size("ident"), 29);
 }
 
-// The failing call, the last messages, and whether there is an index then: one of nothing, never
-// the one of the file before.
+// The failing call, the last messages, and the room of the index then: one of nothing, never the
+// one of the file before.
 TEST(IdentFile, ReportsWhyALoadFailed) {
-  const std::string noName = "[25 identfile] Not enough memory to create ident filename\n";
-  const std::tuple<Fault, std::string, bool> rows[] = {
-      {{"allocate", 1}, noName, false},
-      {{"stat", 1}, "[report 1/16 \"\"]\n[20 identfile] unable to stat ident\n", false},
-      {{"allocate", 2},
-       "[20 identfile] ident index allocation failure\n[report 1/1024 \"\"]\n",
-       false},
-      {{"allocate", 3}, "[20 identindx] unable to create idrecs\n[report 1/1025 \"\"]\n", true},
-      {{"read", 2}, "[20 identindx] unable to load indexes\n", true},
+  const std::tuple<Fault, std::string, uint32_t> rows[] = {
+      {{"allocate", 1}, "[25 identfile] Not enough memory to create ident filename\n", 0},
+      {{"stat", 1}, "[report 1/16 \"\"]\n[20 identfile] unable to stat ident\n", 0},
+      {{"allocate", 2}, "[20 identfile] ident index allocation failure\n[report 1/1024 \"\"]\n", 0},
+      {{"allocate", 3}, "[20 identindx] unable to create idrecs\n[report 1/1025 \"\"]\n", 103},
+      {{"read", 2}, "[20 identindx] unable to load indexes\n", 103},
   };
-  for (const auto& [fault, messages, attached] : rows) {
+  for (const auto& [fault, messages, room] : rows) {
+    SCOPED_TRACE(messages);
     Prepared<IdentFile> file;
     TestLog log;
     {
       const ArmedFault armed(fault);
       EXPECT_FALSE(file.loadIndex("ident", 0));
     }
-    EXPECT_TRUE(log.take().ends_with(messages)) << messages;
+    EXPECT_TRUE(log.take().ends_with(messages));
     uint32_t count = 7, capacity = 7;
     file.indexStats(count, capacity);
-    EXPECT_EQ(std::pair(count, capacity), std::pair(0U, attached ? 103U : 0U)) << messages;
-    EXPECT_EQ(file.index() != nullptr, attached) << messages;
-    EXPECT_EQ(file.addIndexKey({1}), -1) << messages;
-    EXPECT_EQ(file.setCardDeleted({1}, count), -1016) << messages;
+    EXPECT_EQ(std::pair(count, capacity), std::pair(0U, room));
+    EXPECT_EQ(file.index() != nullptr, room > 0);
+    EXPECT_EQ(file.addIndexKey({1}), -1);
+    EXPECT_EQ(file.setCardDeleted({1}, count), -1016);
     EXPECT_TRUE(file.loadIndex("ident", 0));
-    EXPECT_EQ(file.addIndexKey({1}), 0) << messages;
+    EXPECT_EQ(file.addIndexKey({1}), 0);
   }
 }
 

@@ -6,8 +6,7 @@
 
 #include "formats/formatfile.h"
 
-namespace badgemint {
-namespace {
+namespace badgemint::bitlayout_test {
 
 std::string bitText(const auto& units) {
   std::string text;
@@ -215,5 +214,4 @@ TEST(Fieldstate, KnowsPublishedDigits) {
   EXPECT_EQ((fieldstate{kTypeBcd, kDirectionMsb, 16}.toBits(1234)), 0x1234);
 }
 
-}  // namespace
-}  // namespace badgemint
+}  // namespace badgemint::bitlayout_test

@@ -6,8 +6,7 @@
 #include "formats/fmtfile.h"
 #include "formats/formatfile.h"
 
-namespace badgemint {
-namespace {
+namespace badgemint::formats_test {
 
 // Each row is a valid file with one line or record replaced.
 TEST(FormatFiles, ReportWhatIsWrong) {
@@ -169,5 +168,4 @@ TEST(CardFormatSet, TakesTheKindFromTheNameAndFindsTheFirstOfAnId) {
   EXPECT_EQ(set.findFormat(24), nullptr);
 }
 
-}  // namespace
-}  // namespace badgemint
+}  // namespace badgemint::formats_test

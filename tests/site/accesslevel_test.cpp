@@ -5,8 +5,7 @@
 #include "support/masterconfiguration.h"
 #include "support/testfiles.h"
 
-namespace badgemint {
-namespace {
+namespace badgemint::accesslevel_test {
 
 // Group 1 has the readers 30 and 31, the site has only 30. Schedule 5 is inactive, 6 active.
 struct Site final : Readers, DoorGroups, Schedules {
@@ -19,11 +18,10 @@ struct Site final : Readers, DoorGroups, Schedules {
 };
 
 bool load(AccessLevelSet& levels, const std::string& lines) {
-  const WorkFolder here;
-  here.write("levels", lines);
-  here.write("conf", "AccessLvls=levels");
-  MasterConfiguration configuration(1, "conf");
-  return levels.loadAccessLevels(configuration);
+  const TestFolder folder;
+  const std::string path = folder.write("levels", lines);
+  MasterConfiguration table(1, folder.write("conf", "AccessLvls=" + path).c_str());
+  return levels.loadAccessLevels(table);
 }
 
 TEST(AccessLevelSet, ReadsLevelsAndTheirPairs) {
@@ -70,14 +68,13 @@ TEST(AccessChecker, GrantsByOnePairAndRefusesByAllOfThem) {
   const Site site;
   AccessLevelSet levels;
   const AccessChecker checker(levels, site, site, site);
-  uint32_t number = 0;
-  for (const auto& [a, byA] : kinds)
+  for (uint32_t number = 1; const auto& [a, byA] : kinds)
     for (const auto& [b, byB] : kinds) {
-      EXPECT_TRUE(load(levels, std::to_string(++number) + a + b));
+      EXPECT_TRUE(load(levels, std::to_string(number) + a + b));
       int32_t expected = -16;
       for (const int32_t reason : {-2, -3, 0})
         if (byA == reason || byB == reason) expected = reason;
-      EXPECT_EQ(checker.checkAccess(number, 30), expected) << a << b;
+      EXPECT_EQ(checker.checkAccess(number++, 30), expected) << a << b;
     }
   TestLog log;
   EXPECT_TRUE(load(levels, "777 1 9 1 6 2 2\n777"));
@@ -99,5 +96,4 @@ TEST(AccessChecker, GrantsByOnePairAndRefusesByAllOfThem) {
   EXPECT_EQ(log.take(), "[5 accesslevel] access level 778, not configured\n");
 }
 
-}  // namespace
-}  // namespace badgemint
+}  // namespace badgemint::accesslevel_test

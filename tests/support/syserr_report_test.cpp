@@ -7,8 +7,7 @@
 
 #include "support/testfiles.h"
 
-namespace badgemint {
-namespace {
+namespace badgemint::syserr_report_test {
 
 // As it stands in a file, in the byte order of this machine.
 std::string bytesOf(const ErrorFileHeader& header) {
@@ -69,9 +68,8 @@ TEST(SyserrReport, ReportsEachFailure) {
     testing::internal::CaptureStdout();
     const ArmedFault armed({.call = call, .nth = nth});
     EXPECT_EQ(report('a', 'a'), header == one);
-    const std::string end =
-        what == "setting lock" ? " (Input/output error)\n" : " (Input/output error)";
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "syserr_report: ERROR " + what + end);
+    const std::string text = "syserr_report: ERROR " + what + " (Input/output error)";
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), text + (what == "setting lock" ? "\n" : ""));
     EXPECT_EQ(contentOf("errors").substr(0, 20), header);
   }
 }
@@ -90,5 +88,4 @@ TEST(SyserrReport, LosesNoRecordOfSeveralWriters) {
   EXPECT_EQ(records.size(), 250U);
 }
 
-}  // namespace
-}  // namespace badgemint
+}  // namespace badgemint::syserr_report_test

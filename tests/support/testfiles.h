@@ -55,19 +55,6 @@ struct WorkFolder : TestFolder {
   ~WorkFolder() { std::filesystem::current_path("/"); }
 };
 
-// Bytes as hexadecimal digits in groups of four bytes.
-template <typename Bytes>
-std::string hexLines(const Bytes& bytes) {
-  std::string text;
-  char digits[4];
-  for (size_t i = 0; const auto byte : bytes) {
-    std::snprintf(digits, sizeof digits, i > 0 && i % 4 == 0 ? " %02X" : "%02X", byte & 255);
-    text += digits;
-    ++i;
-  }
-  return text;
-}
-
 // Records as they stand in a database file.
 template <typename Record>
 std::string bytesOf(const std::vector<Record>& records) {

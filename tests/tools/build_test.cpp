@@ -7,8 +7,7 @@
 #include "support/testsite.h"
 #include "tools/badgemint.h"
 
-namespace badgemint {
-namespace {
+namespace badgemint::build_test {
 
 struct Names {
   const char *base = "", *cards = "cards", *ident = "ident", *access = "access";
@@ -72,7 +71,7 @@ TEST(Build, WritesAndLogsEverythingOfASite) {
   for (const char* const name : {"sets", "dump"}) EXPECT_EQ(mode(name), 0666) << name;
   umask(mask);
   std::string blank = contentOf("access");
-  blank[4] = '\xF0';  // A PIN without a digit.
+  blank[4] = '\xF0';  // A PIN without a digit comes out as 0: the fields keep their columns.
   site.folder.write("access", blank);
   EXPECT_EQ(dump({.cards = "dump"}), 0);
   EXPECT_NE(contentOf("dump").find("\nc 12 15890 0 5001 "), std::string::npos);
@@ -90,7 +89,6 @@ TEST(Build, LeavesNoDatabasesOfBeforeWhenItFails) {
   EXPECT_FALSE(std::filesystem::exists("ident") || std::filesystem::exists("access"));
 }
 
-// A blank PIN comes out as 0, so that the fields keep their columns.
 TEST(Build, JoinsAllNamesToTheBaseDirectory) {
   const TestSite site;
   std::filesystem::rename("32.cdf", "base\\32.cdf");
@@ -131,5 +129,4 @@ TEST(Dump, ReportsWhatItLacks) {
   }
 }
 
-}  // namespace
-}  // namespace badgemint
+}  // namespace badgemint::build_test

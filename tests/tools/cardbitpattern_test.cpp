@@ -2,8 +2,7 @@
 #include "support/testsite.h"
 #include "tools/badgemint.h"
 
-namespace badgemint {
-namespace {
+namespace badgemint::cardbitpattern_test {
 
 // What an entry function does for a card: success gives a pattern, and a failure a message.
 struct Case {
@@ -64,5 +63,4 @@ TEST(ComputeCardBitPattern2, GivesThePatternOrReportsWhyNot) {
   });
 }
 
-}  // namespace
-}  // namespace badgemint
+}  // namespace badgemint::cardbitpattern_test

@@ -9,8 +9,7 @@
 #include "support/testsite.h"
 #include "tools/badgemint.h"
 
-namespace badgemint {
-namespace {
+namespace badgemint::sweeps_test {
 
 using Lines = std::set<std::string>;
 
@@ -159,5 +158,4 @@ TEST(Sweeps, EveryCallFails) {
     EXPECT_TRUE(all.contains(shownHereAlone)) << shownHereAlone;
 }
 
-}  // namespace
-}  // namespace badgemint
+}  // namespace badgemint::sweeps_test
