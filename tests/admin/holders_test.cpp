@@ -145,7 +145,8 @@ TEST(Show, SaysWhatNoBuildWrites) {
         "  validity: until 1970/01/01 00:03:20 UTC, valid\n  flag 0 (not in the line)\n",
         "1970/01/01 00:03:20 UTC, never valid\n  escort: 77, who is not a holder\n",
         "  elevator access: 1\n  output relay group: 2\n  issue level: 7\n  output mode: 8\n",
-        "  card with key 02000000000000000000000000000000 of card set 7\n  PIN **** alone\n",
+        "  card with key 02000000000000000000000000000000 of card set 7\n  PIN **** without a "
+        "card\n",
         "until 1970/01/01 00:03:19 UTC, expired\n  no credential: nothing to open a door with\n",
         "holder 5\n  no access record: no door opens\n",
         " of card set 1, deleted\n  PIN **** beside a card\n",
@@ -153,7 +154,8 @@ TEST(Show, SaysWhatNoBuildWrites) {
     EXPECT_NE(run.output.find(says), std::string::npos) << says << run.output;
   const std::string pins =
       runAdmin("show 6 --key 4711F --with-pins --at \"1970/1/1 0:1:39\"").output;
-  for (const char* const says : {"4711 alone, key 4711F", "20 UTC, never valid", "19 UTC, valid"})
+  for (const char* const says :
+       {"4711 without a card, key 4711F", "20 UTC, never valid", "19 UTC, valid"})
     EXPECT_NE(pins.find(says), std::string::npos) << says;
 }
 

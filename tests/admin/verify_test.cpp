@@ -79,7 +79,7 @@ TEST_F(VerifyTest, NamesTheRuleOfEachFault) {
       {"key", [](auto& i, auto&) { i[0].cardnumber[1] ^= 6; }, "its card set gives to no number"},
       {"unique", [](auto& i, auto&) { i[5].cardnumber = i[4].cardnumber; }, "the key of record 4"},
       {"unique", [](auto& i, auto&) { i[5].cardnumber = i[4].cardnumber, i[4].deleted = 1; }, ""},
-      {"unique", [](auto& i, auto&) { i[1].uniqid = 3; }, "alone has the unique ID of record 1"},
+      {"unique", [](auto& i, auto&) { i[1].uniqid = 3; }, "card has the unique ID of record 1"},
       {"unique", [](auto& i, auto&) { i[1].uniqid = 2; }, ""},
       {"holder", [](auto&, auto& a) { a[4].uniqid = 7; }, "176): holder 7 has no credential"},
       {"holder", [](auto& i, auto&) { i[5].uniqid = 6; }, "holder 5 has no credential"},

@@ -12,6 +12,18 @@ namespace badgemint::admin {
 
 namespace {
 
+// A build keeps the low bits of a number, as many as its record has.
+int64_t storedValue(int64_t value, int64_t most) {
+  const auto low = static_cast<uint32_t>(value);
+  if (most == UINT32_MAX || most == UINT16_MAX || most == UINT8_MAX) return low & most;
+  return static_cast<int32_t>(low);
+}
+
+// Nothing of a word that is not shown: it may be a PIN.
+std::string readAs(std::string_view shownWord, int64_t stored) {
+  return shownWord.starts_with('"') ? fmt::format(": it is read as {}", stored) : "";
+}
+
 class BlockLine : FieldsCheck {
  public:
   BlockLine(CardsCheck& check, CheckedLine& line)
@@ -287,8 +299,8 @@ int64_t FieldsCheck::checkRange(size_t field) const {
   const int64_t least = most == INT32_MAX ? INT32_MIN : 0;  // A block has numbers with a sign.
   if (value < least || value > most)
     warn(field, "range",
-         fmt::format("is not {} to {}: only its low bits are kept",
-                     kind == FieldKind::kCardSet ? 1 : 0, most));
+         fmt::format("is not {} to {}{}", kind == FieldKind::kCardSet ? 1 : 0, most,
+                     readAs(shownWord(field), storedValue(value, most))));
   return value;
 }
 

@@ -147,7 +147,8 @@ std::optional<std::string> cardNumberText(const IdentRecord& record, const Site&
 }
 
 std::string credentialText(const IdentRecord& record, const Site& site, bool withPins) {
-  if (record.cardsetcode == kPinOnlyCode) return "PIN " + pinOf(record, withPins) + " alone";
+  if (record.cardsetcode == kPinOnlyCode)
+    return "PIN " + pinOf(record, withPins) + " without a card";
   if (record.cardsetcode == kPinIdentCode)
     return "PIN " + pinOf(record, withPins) + " beside a card";
   const auto number = cardNumberText(record, site);

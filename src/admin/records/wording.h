@@ -60,8 +60,8 @@ bool hasCard(const Holder& holder);
 // without format. None for a PIN, and for a card that the site cannot decode.
 std::optional<std::string> cardNumberText(const IdentRecord& record, const Site& site);
 
-// "card 15890 of card set 1", "card 1A2B3C4D without format", "PIN **** alone", "PIN **** beside a
-// card". A card that the site cannot decode is named by its key.
+// "card 15890 of card set 1", "card 1A2B3C4D without format", "PIN **** without a card", "PIN ****
+// beside a card". A card that the site cannot decode is named by its key.
 std::string credentialText(const IdentRecord& record, const Site& site, bool withPins);
 
 // The PIN of an access record, or "none"; masked alike whether there is one or not. A holder
