@@ -141,7 +141,9 @@ TEST_F(BuildTest, StopsWhenAnotherProgramReplacesAFile) {
 }
 
 TEST_F(BuildTest, ReportsFilesThatAreNotItsOwnAndGoesOn) {
-  ASSERT_EQ(std::system("mkdir -m 700 .badgemint-admin; touch .badgemint-admin/other"), 0);
+  ASSERT_EQ(std::system("mkdir -m 711 .badgemint-admin; touch .badgemint-admin/other"), 0);
+  EXPECT_EQ(runAdmin("build --dry-run").status, 1);
+  EXPECT_EQ(fs::status(".badgemint-admin").permissions(), fs::perms::owner_all);
   const AdminRun run = runAdmin("build");
   EXPECT_EQ(run.status, 1);
   EXPECT_EQ(run.errors,

@@ -78,6 +78,8 @@ Replacement::Replacement(const PartPaths& targets, bool keep, bool mayFinish)
   const bool isNew = _folder.makeFolder(kPrivateFolder);
   openPrivateFolder();
   if (!isNew) recover(mayFinish);
+  // A replacement that was cut short has opened it for others.
+  throwErrnoUnless(fchmod(_private->number(), S_IRWXU) == 0, _private->path());
   _mustCleanUp = true;
   for (File& file : _files) {
     file.found = _folder.look(file.name);
