@@ -120,7 +120,7 @@ TEST_F(Holders, AreNotFoundByWordsThatMeanNothing) {
        {"--kept", 3, "ident.db.old: No such file or directory"}});
   expectRefusals("list", {{"--no-pin", 3, "--pin and --no-pin need --with-pins"},
                           {"--csv --count", 3, "only one of --count, --csv and --json"},
-                          {"--level x", 3, "--level \"x\" is not a number from 0 to 4294967295"},
+                          {"--level 65536", 3, "--level \"65536\" is not a number from 0 to 65535"},
                           {"--expired --expired", 3, "--expired"},
                           {"--expires-before 0", 3, "--expires-before \"0\" is not a time"},
                           {"--changed-since none", 3, "none/ident.db: No such file"}});

@@ -79,7 +79,8 @@ class BlockLine : FieldsCheck {
       if (word[0] == '#')
         _line.warn(_line.at(word), "text", "{}", earlyComment(field));
       else
-        warn(field, "number", "is not a number: only its first digits are read, or 0");
+        warn(field, "number",
+             fmt::format("is not a number{}", readAs(shownWord(field), numberIn(field))));
       return;
     }
     const bool hasComment = _words[kLevel].find('#') != std::string_view::npos;

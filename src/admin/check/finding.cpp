@@ -85,7 +85,8 @@ void Findings::setVerdict(int32_t result, Place place) {
 std::vector<Finding> Findings::sorted() const {
   std::vector<Finding> findings = _kept;
   for (Finding& finding : findings)
-    if (finding.further > 0) finding.text += fmt::format("; {} more like this", finding.further);
+    if (finding.further > 0)
+      finding.text += fmt::format("; further lines affected: {}", finding.further);
   std::ranges::stable_sort(findings, {}, [](const Finding& finding) {
     return std::tuple(finding.place.file, finding.place.line, finding.place.column);
   });

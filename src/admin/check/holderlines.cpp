@@ -242,7 +242,9 @@ class HolderLine : FieldsCheck {
   std::optional<uint32_t> checkPeriodEnd(PeriodEnd end, size_t field) const {
     const std::string_view date = _words[field], time = _words[field + 1];
     if (isNone(date)) {
-      if (!isNone(time)) warn(field + 1, "date", "is ignored: its date is 0");
+      if (isNone(time)) return {};
+      warn(field + 1, "date", "is ignored: its date is 0");
+      _check.otherDates.isMixed = true;  // This one is not to be combined with them.
       return {};
     }
     uint32_t seconds = 0;

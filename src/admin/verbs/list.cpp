@@ -49,11 +49,11 @@ bool ownsPin(const Holder& holder) {
 }
 
 // 0 when the option was not given.
-uint32_t parseNumber(const char* option, const std::string& word) {
+uint32_t parseNumber(const char* option, const std::string& word, uint32_t most) {
   const auto number = word.empty() ? 0 : numberOf(word);
-  if (!number)
-    throw Failure(ExitStatus::kNotDone, "{} {} is not a number from 0 to 4294967295", option,
-                  inQuotes(word));
+  if (!number || *number > most)
+    throw Failure(ExitStatus::kNotDone, "{} {} is not a number from 0 to {}", option,
+                  inQuotes(word), most);
   return *number;
 }
 
@@ -94,11 +94,11 @@ std::vector<Filter> filtersOf(const ListOptions& options, uint32_t now,
   addIf(options.deleted, anyCredential([](const auto& r) { return r.deleted != 0; }));
   addIf(options.pin, ownsPin);
   addIf(options.noPin, std::not_fn(ownsPin));
-  const uint32_t level = parseNumber("--level", options.level);
+  const uint32_t level = parseNumber("--level", options.level, UINT16_MAX);
   addIf(!options.level.empty(), anyAccess([level](const auto& r) { return hasLevel(r, level); }));
-  const uint32_t set = parseNumber("--set", options.set);
+  const uint32_t set = parseNumber("--set", options.set, kPinIdentCode);
   addIf(!options.set.empty(), anyCredential([set](const auto& r) { return r.cardsetcode == set; }));
-  const uint32_t escort = parseNumber("--escort", options.escort);
+  const uint32_t escort = parseNumber("--escort", options.escort, UINT32_MAX);
   addIf(!options.escort.empty(),
         anyAccess([escort](const auto& r) { return r.escortid == escort; }));
   if (!options.expiresBefore.empty())
