@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "admin/console.h"
-#include "admin/files/sitepaths.h"
+#include "admin/files/folder.h"
 #include "carddb/accessrecord.h"
 #include "carddb/identrecord.h"
 

@@ -13,7 +13,7 @@
 
 #include "admin/check/formatscheck.h"
 #include "admin/console.h"
-#include "admin/files/sitepaths.h"
+#include "admin/files/folder.h"
 #include "admin/records/databases.h"
 #include "carddb/identrecord.h"
 #include "cardsets/cardsets.h"
