@@ -20,13 +20,14 @@
 
 namespace badgemint::admin {
 
-// Relative to the current folder, where the format files are looked up as well.
+// Relative to the current folder.
 struct SitePaths {
   std::string cards = "cards.txt";
   std::string formats = "formats.txt";
   std::string ident = "ident.db";
   std::string access = "access.db";
   std::string cardSets = "cardsets.txt";
+  std::string formatFolder = ".";  // Where the format files are looked up.
 };
 
 // Throws Failure (not done) when the path leads to a folder, a FIFO, a socket or a device. Does not

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <map>
 #include <memory>
-#include <optional>
 
 #include "admin/check/sitecheck.h"
 #include "admin/records/expected.h"
@@ -256,22 +255,13 @@ class DatabasesCheck {
   std::map<uint32_t, CardEncoder> _encoders;  // By card set, when first used.
 };
 
-bool arePlausible(const Databases& databases) {
-  try {
-    requirePlausibleRecords(databases, "", "");
-    return true;
-  } catch (const Failure&) {
-    return false;
-  }
-}
-
-// Reads the databases anew if it is with swapped names that they are plausible.
+// Reads the databases anew if it is with swapped names that they are possible.
 bool readSwapped(const SitePaths& names, Databases& databases) {
-  if (arePlausible(databases)) return false;
+  if (whyImpossible(databases, names).empty()) return false;
   Databases swapped;
   swapped.readIdents(names.access);
   swapped.readAccesses(names.ident);
-  if (!arePlausible(swapped)) return false;
+  if (!whyImpossible(swapped, names).empty()) return false;
   databases = std::move(swapped);
   return true;
 }
