@@ -62,9 +62,7 @@ class DatabasesCheck {
         _faults(faults),
         _isExpected(_idents.size()) {}
 
-  // Returns the number of holders who have an access record.
-  size_t run() {
-    size_t holders = 0;
+  void run() {
     checkFiles();
     if (!_options.site.cards.empty()) compareWithBuild();
     for (const IdentRecord& record : _idents)
@@ -73,11 +71,9 @@ class DatabasesCheck {
     for (const AccessRecord& record : _accesses) checkAccess(record, accesses);
     checkSharedKeys();
     forEachUniqid(orderByUniqid(_idents), accesses, [&](uint32_t, auto own, auto rights) {
-      holders += rights.empty() ? 0 : 1;
       checkAccessesOfHolder(own, rights);
       checkIdentsOfHolder(own, rights.empty());
     });
-    return holders;
   }
 
  private:
@@ -268,8 +264,8 @@ bool readSwapped(const SitePaths& names, Databases& databases) {
 
 // Of a rule with more than twenty faults, their number comes first. The last line always has the
 // same words, for programs that read it.
-void printFaults(const Findings& faults, const Site& site, size_t holders,
-                 const VerifyOptions& options, Console& console) {
+void printFaults(const Findings& faults, const Site& site, const VerifyOptions& options,
+                 Console& console) {
   constexpr size_t kMostUncounted = 20;
   const auto print = [&](const std::string& text, const JsonObject& object) {
     console.output() << (options.json ? object.text() : text) << '\n';
@@ -289,6 +285,7 @@ void printFaults(const Findings& faults, const Site& site, size_t holders,
     print(fmt::format("{} more faults [{}] (--all prints them)", rest, rule),
           JsonObject().add("rule", rule).add("not_printed", rest));
   const size_t count = faults.errors(), credentials = site.databases().idents.size();
+  const size_t holders = site.databases().countHolders();
   JsonObject numbers;
   numbers.add("faults", count).add("credentials", credentials).add("holders", holders);
   print(fmt::format("{} faults; {} credentials of {} holders",
@@ -309,18 +306,16 @@ ExitStatus verify(const VerifyOptions& options, Console& console) {
   for (const std::string& name : {names.ident, names.access, names.cards, names.cardSets})
     faults.addFile(name);  // In the order of FaultFile.
   Databases& databases = site.databases();
-  size_t holders = 0;
   if (readSwapped(names, databases)) {
     faults.fault({kIdentFile}, "swapped",
                  fmt::format("this is an access database, and {} is an ident database: --ident and "
                              "--access are swapped",
                              printable(names.access)));
-    databases.sort();
-    holders = databases.countHolders();
   } else {
-    holders = DatabasesCheck(options, site, faults).run();
+    DatabasesCheck(options, site, faults).run();
   }
-  printFaults(faults, site, holders, options, console);
+  databases.sort();  // To count holders; the faults have their record numbers.
+  printFaults(faults, site, options, console);
   return faults.errors() == 0 ? ExitStatus::kAllWell : ExitStatus::kRefused;
 }
 
