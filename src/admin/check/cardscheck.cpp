@@ -7,7 +7,7 @@
 #include <new>
 #include <utility>
 
-#include "admin/files/sitepaths.h"
+#include "admin/files/folder.h"
 #include "admin/json.h"
 #include "cardsets/card_functions.h"
 #include "inputcards/inputfile.h"

@@ -88,7 +88,8 @@ std::vector<Finding> Findings::sorted() const {
     if (finding.further > 0)
       finding.text += fmt::format("; further lines affected: {}", finding.further);
   std::ranges::stable_sort(findings, {}, [](const Finding& finding) {
-    return std::tuple(finding.place.file, finding.place.line, finding.place.column);
+    const Place& place = finding.place;
+    return std::tuple(place.file, place.line, place.column, place.record);
   });
   return findings;
 }
@@ -102,6 +103,8 @@ std::map<std::string, size_t> Findings::notKept() const {
 
 std::string Findings::placeText(const Place& place) const {
   std::string name = printable(fileName(place.file));
+  if (place.record >= 0)
+    return fmt::format("{}: record {} (offset {})", name, place.record, place.offset);
   if (place.line == 0) return name;
   return place.column > 0 ? fmt::format("{}:{}:{}", name, place.line, place.column)
                           : fmt::format("{}:{}", name, place.line);
@@ -118,22 +121,28 @@ void Findings::print(Console& console) const {
 }
 
 void Findings::printJson(Console& console) const {
-  for (const Finding& finding : sorted()) {
-    JsonObject object;
-    object.add("file", fileName(finding.place.file));
-    if (finding.place.line > 0) object.add("line", finding.place.line);
-    if (finding.place.column > 0) object.add("column", finding.place.column);
-    object.add("severity", finding.isError() ? "error" : "warning");
-    if (finding.isError()) object.add("result", finding.code);
-    if (!finding.isError()) object.add("rule", finding.rule);
-    object.add("text", finding.text);
-    const About& about = finding.about;
-    if (about.holder) object.add("holder", *about.holder);
-    if (about.set > 0) object.add("set", about.set);
-    if (!about.card.empty()) object.add("card", about.card);
-    if (!about.key.empty()) object.add("key", about.key);
-    console.printJson(object);
-  }
+  for (const Finding& finding : sorted()) console.printJson(json(finding));
+}
+
+JsonObject Findings::json(const Finding& finding) const {
+  const auto& [file, line, column, record, offset] = finding.place;
+  JsonObject object;
+  object.add("file", fileName(file));
+  if (line > 0) object.add("line", line);
+  if (column > 0) object.add("column", column);
+  if (record >= 0) object.add("record", record).add("offset", offset);
+  object.add("severity", finding.isError() ? "error" : "warning");
+  if (finding.rule.empty())
+    object.add("result", finding.code);
+  else
+    object.add("rule", finding.rule);
+  object.add("text", finding.text);
+  const About& about = finding.about;
+  if (about.holder) object.add("holder", *about.holder);
+  if (about.set > 0) object.add("set", about.set);
+  if (!about.card.empty()) object.add("card", about.card);
+  if (!about.key.empty()) object.add("key", about.key);
+  return object;
 }
 
 std::string printable(std::string_view text) {

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "admin/console.h"
+#include "carddb/identrecord.h"
 #include "formats/bitpattern.h"
 #include "inputcards/cardline.h"
 #include "support/textutil.h"
@@ -23,11 +24,14 @@
 namespace badgemint::admin {
 
 // Where something stands. Lines and columns are those of an editor, counted from 1; 0 is none: a
-// finding about a line as a whole, or about the file.
+// finding about a line as a whole, or about the file. Records of a database and their offsets are
+// counted from 0; record -1 is none.
 struct Place {
   int file = 0;  // As Findings::addFile numbered it.
   int64_t line = 0;
   int64_t column = 0;
+  int64_t record = -1;
+  int64_t offset = 0;
 };
 
 // The holder or card that a finding is about, for programs.
@@ -36,17 +40,19 @@ struct About {
   uint32_t set = 0;    // The card set; 0 for none.
   std::string card{};  // The card number, as in the cards file; empty for none.
   std::string key{};   // Hexadecimal digits; empty for none.
+  std::optional<IdentRecord> credential{};  // Says more than the three above.
 };
 
 struct Finding {
   Place place{};
   std::string text{};
   int32_t code = 0;         // The result of a build, for an error.
-  std::string_view rule{};  // The name of the rule, for a warning.
+  std::string_view rule{};  // The name of the rule, for a warning and for a fault.
+  bool isFault = false;     // An error in databases that are there already.
   int64_t further = 0;      // How many more fail for the same reason.
   About about{};
 
-  bool isError() const { return rule.empty(); }
+  bool isError() const { return isFault || rule.empty(); }
   // What stands in the brackets.
   std::string kind() const { return rule.empty() ? fmt::to_string(code) : std::string(rule); }
 };
@@ -84,6 +90,11 @@ class Findings {
             Args&&... args) {
     add({place, {}, 0, rule}, format, fmt::make_format_args(args...));
   }
+  // The same for a fault.
+  void fault(Place place, std::string_view rule, const std::string& text, const About& about = {}) {
+    add({.place = place, .rule = rule, .isFault = true, .about = about}, "{}",
+        fmt::make_format_args(text));
+  }
   // Both, for those who have their own way to check the arguments. Returns the number of the
   // finding, kNotKept when it was not kept.
   size_t add(Finding finding, fmt::string_view format, fmt::format_args args);
@@ -106,16 +117,19 @@ class Findings {
 
   // The findings that were kept, in the order of files, lines and columns.
   std::vector<Finding> sorted() const;
-  // How many of each code or rule were not kept, by what stands in the brackets.
+  // How many there are of each code or rule, by what stands in the brackets.
+  const std::map<std::string, size_t>& counts() const { return _counts; }
+  // How many of these were not kept.
   std::map<std::string, size_t> notKept() const;
 
-  // "cards.txt:14:9", without what the place lacks.
+  // "cards.txt:14:9", without what the place lacks; "ident.db: record 2 (offset 56)".
   std::string placeText(const Place& place) const;
 
   // Prints the findings, a line each, and then how many of each kind were not kept.
   void print(Console& console) const;
   // The same as JSON, an object a line, without how many were not kept.
   void printJson(Console& console) const;
+  JsonObject json(const Finding& finding) const;
 
  private:
   bool _keepAll;

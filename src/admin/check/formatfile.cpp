@@ -9,7 +9,7 @@
 
 #include "admin/check/formatscheck.h"
 #include "admin/check/oddtext.h"
-#include "admin/files/sitepaths.h"
+#include "admin/files/folder.h"
 #include "formats/CdfCardFormat.h"
 #include "formats/EffCardFormat.h"
 #include "formats/VffCardFormat.h"

@@ -12,7 +12,6 @@
 
 #include "admin/check/oddtext.h"
 #include "admin/files/folder.h"
-#include "admin/files/sitepaths.h"
 #include "formats/fmtfile.h"
 #include "support/linereader.h"
 #include "support/result.h"

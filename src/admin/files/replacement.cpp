@@ -10,8 +10,6 @@
 #include <exception>
 #include <filesystem>
 #include <sstream>
-#include <system_error>
-#include <utility>
 
 namespace badgemint::admin {
 

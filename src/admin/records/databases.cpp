@@ -5,7 +5,6 @@
 #include <numeric>
 #include <system_error>
 
-#include "admin/files/folder.h"
 #include "carddb/recordfile.h"
 
 namespace badgemint::admin {
@@ -42,12 +41,21 @@ void sortByUniqid(std::vector<Record>& records) {
   records = std::move(sorted);
 }
 
+// Empty when all are possible.
 template <typename Record, typename Test>
-void requireAll(const std::vector<Record>& records, const std::string& name, Test isPossible) {
+std::string whyImpossible(const std::vector<Record>& records, const std::string& name,
+                          Test isPossible) {
   const auto found = std::ranges::find_if_not(records, isPossible);
-  if (found != records.end())
-    throw Failure(ExitStatus::kRefused, "{} is not such a database: record {} is impossible", name,
-                  found - records.begin());
+  if (found == records.end()) return "";
+  return fmt::format("{} is not such a database: record {} is impossible", name,
+                     found - records.begin());
+}
+
+// Empty when both are whole.
+std::string whyNotWhole(const Databases& databases, const SitePaths& paths) {
+  if (databases.identRest == 0 && databases.accessRest == 0) return "";
+  return fmt::format("{} ends within a record: it is not a whole database",
+                     databases.identRest != 0 ? paths.ident : paths.access);
 }
 
 }  // namespace
@@ -114,19 +122,20 @@ size_t Databases::countHolders() const {
 }
 
 void requireWholeRecords(const Databases& databases, const SitePaths& paths, ExitStatus status) {
-  if (databases.identRest != 0 || databases.accessRest != 0)
-    throw Failure(status, "{} ends within a record: it is not a whole database",
-                  databases.identRest != 0 ? paths.ident : paths.access);
+  const std::string problem = whyNotWhole(databases, paths);
+  if (!problem.empty()) throw Failure(status, problem);
 }
 
-void requirePlausibleRecords(const Databases& databases, const std::string& identName,
-                             const std::string& accessName) {
-  requireAll(databases.idents, identName, [](const IdentRecord& record) {
+std::string whyImpossible(const Databases& databases, const SitePaths& paths) {
+  const auto isIdent = [](const IdentRecord& record) {
     return record.cardsetcode <= kPinIdentCode && record.deleted <= 1;
-  });
-  requireAll(databases.accesses, accessName,
-             [](const AccessRecord& record) { return record.bitflds <= AccessRecord::kAllFlags; });
-  requireWholeRecords(databases, {.ident = identName, .access = accessName});
+  };
+  const auto isAccess = [](const AccessRecord& record) {
+    return record.bitflds <= AccessRecord::kAllFlags;
+  };
+  std::string problem = whyImpossible(databases.idents, paths.ident, isIdent);
+  if (problem.empty()) problem = whyImpossible(databases.accesses, paths.access, isAccess);
+  return problem.empty() ? whyNotWhole(databases, paths) : problem;
 }
 
 template <typename Record, auto Key>

@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "admin/console.h"
-#include "admin/files/sitepaths.h"
+#include "admin/files/folder.h"
 #include "carddb/accessrecord.h"
 #include "carddb/identrecord.h"
 
@@ -109,9 +109,9 @@ struct Databases {
 // Throws Failure when one of the files, which `paths` names, ends within a record.
 void requireWholeRecords(const Databases& databases, const SitePaths& paths,
                          ExitStatus status = ExitStatus::kRefused);
-// The same (refused), and when a record holds what no database of a site holds.
-void requirePlausibleRecords(const Databases& databases, const std::string& identName,
-                             const std::string& accessName);
+// Why these cannot be the databases of a site: a record holds what no such record holds, or a file
+// ends within a record. Empty when they can be.
+std::string whyImpossible(const Databases& databases, const SitePaths& paths);
 
 // Finds one record after the other by what `Key` gives, each record once. What is looked for is
 // mostly in the order of the file, so the next record is tried first; records that stand elsewhere

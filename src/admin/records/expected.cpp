@@ -3,9 +3,6 @@
 #include <algorithm>
 #include <new>
 
-#include "admin/console.h"
-#include "admin/files/folder.h"
-#include "admin/records/databases.h"
 #include "admin/records/wording.h"
 #include "formats/loadformats.h"
 #include "support/linereader.h"

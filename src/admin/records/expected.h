@@ -9,7 +9,7 @@
 #include <memory>
 #include <string>
 
-#include "admin/files/sitepaths.h"
+#include "admin/files/folder.h"
 #include "admin/records/databases.h"
 #include "cardsets/cardsets.h"
 #include "inputcards/linewriter.h"

@@ -1,6 +1,5 @@
 #include "admin/records/site.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
@@ -10,7 +9,6 @@
 #include <thread>
 
 #include "admin/check/sitecheck.h"
-#include "admin/files/folder.h"
 #include "admin/files/replacement.h"
 #include "cardsets/card_functions.h"
 #include "cardsets/cardset.h"
@@ -79,8 +77,8 @@ void openLevels(const std::string& path, AccessLevelSet& levels) {
   readLevels(path, levels, ignored, ExitStatus::kNotDone);
 }
 
-Site::Site(const SitePaths& paths, Formats need, const std::string& formatFolder) {
-  if (!paths.formats.empty()) loadFormats(paths.formats, formatFolder);
+Site::Site(const SitePaths& paths, Formats need) {
+  if (!paths.formats.empty()) loadFormats(paths.formats, paths.formatFolder);
   const std::vector<std::string> formatsProblems = _problems;
   std::vector<std::string> replaced = {paths.access, paths.ident, paths.cardSets};
   std::erase(replaced, "");

@@ -13,7 +13,7 @@
 
 #include "admin/check/formatscheck.h"
 #include "admin/console.h"
-#include "admin/files/sitepaths.h"
+#include "admin/files/folder.h"
 #include "admin/records/databases.h"
 #include "carddb/identrecord.h"
 #include "cardsets/cardsets.h"
@@ -31,9 +31,9 @@ class Site {
   };
 
   // Reads what the paths name, card sets and databases as one state, and leaves out what has an
-  // empty path. Format files are looked up in `formatFolder`. Throws Failure or std::system_error
+  // empty path. Throws Failure or std::system_error
   // when a file that is needed cannot be read, and as readOneState does.
-  Site(const SitePaths& paths, Formats need, const std::string& formatFolder = ".");
+  Site(const SitePaths& paths, Formats need);
   // The same; reports the problems.
   Site(const SitePaths& paths, Formats need, Console& console);
 

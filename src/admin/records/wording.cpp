@@ -5,7 +5,6 @@
 #include <bit>
 
 #include "cardsets/card_functions.h"
-#include "support/packeddecimal.h"
 
 namespace badgemint::admin {
 
@@ -55,14 +54,8 @@ constexpr AccessField kAccessFields[] = {
     {"PIN", "pin", kPin, packedPinOf},
 };
 
-template <size_t Digits>
-std::string digitsOf(std::span<const uint8_t> packed) {
-  const std::string digits = DigitText<Digits>(packed).c_str();
-  return digits.empty() ? "0" : digits;
-}
-
 std::string pinOf(const IdentRecord& record, bool withPins) {
-  return withPins ? digitsOf<kMaxPinIdentDigits>(record.cardnumber) : kHiddenPin;
+  return withPins ? pinDigits<kMaxPinIdentDigits>(record.cardnumber) : kHiddenPin;
 }
 
 // "access_levels", "flags" and every other field that is not 0 under its key.
@@ -160,7 +153,7 @@ std::string credentialText(const IdentRecord& record, const Site& site, bool wit
 
 std::string pinText(const AccessRecord& record, bool withPins) {
   if (!withPins) return kHiddenPin;
-  const std::string digits = digitsOf<AccessRecord::kPinDigits>(record.pincode);
+  const std::string digits = pinDigits<AccessRecord::kPinDigits>(record.pincode);
   return digits == "0" ? "none" : digits;
 }
 

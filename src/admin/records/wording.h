@@ -14,6 +14,7 @@
 #include "carddb/accessrecord.h"
 #include "carddb/identrecord.h"
 #include "support/datetime.h"
+#include "support/packeddecimal.h"
 
 namespace badgemint::admin {
 
@@ -67,6 +68,13 @@ std::string credentialText(const IdentRecord& record, const Site& site, bool wit
 // The PIN of an access record, or "none"; masked alike whether there is one or not. A holder
 // without a card has none there, whatever the record says.
 std::string pinText(const AccessRecord& record, bool withPins);
+
+// The digits of a packed PIN; "0" for none, as in the cards file.
+template <size_t MostDigits>
+std::string pinDigits(std::span<const uint8_t> packed) {
+  const std::string digits = DigitText<MostDigits>(packed).c_str();
+  return digits.empty() ? "0" : digits;
+}
 
 // Adds what a record says, with PINs masked alike: "kind" ("card", "card without format", "PIN
 // alone", "PIN beside a card"), "set", "card", "key", "pin", "deleted".

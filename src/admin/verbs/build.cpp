@@ -253,14 +253,11 @@ class Build {
   void readOld(const RemovalLimit& limit) {
     if (_replacement->hasTarget(kIdentPart)) _old.readIdents(_site.ident);
     if (_replacement->hasTarget(kAccessPart)) _old.readAccesses(_site.access);
-    try {
-      requirePlausibleRecords(_old, _site.ident, _site.access);
-    } catch (const Failure& failure) {
-      if (!limit.allowsAll())
-        throw Failure(ExitStatus::kRefused, "{} (--max-removed 100% replaces it all the same)",
-                      failure.what());
-      _old = {};
-    }
+    const std::string problem = whyImpossible(_old, _site);
+    if (!problem.empty() && !limit.allowsAll())
+      throw Failure(ExitStatus::kRefused, "{} (--max-removed 100% replaces it all the same)",
+                    problem);
+    if (!problem.empty()) _old = {};
     _old.sort();
   }
 

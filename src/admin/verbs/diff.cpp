@@ -24,18 +24,12 @@ struct DiffOptions {
   bool withPins = false;
 };
 
-// What is read of one side, and where its format files are.
-struct Side {
-  SitePaths paths;
-  std::string formatFolder = ".";
-};
-
 // Formats and card sets are beside the databases, in a folder of their own; those that are not are
 // as given.
-Side sideOf(const std::string& ident, const std::string& access, const SitePaths& given) {
-  Side side{given};
-  side.paths.ident = ident;
-  side.paths.access = access;
+SitePaths sideOf(const std::string& ident, const std::string& access, const SitePaths& given) {
+  SitePaths side = given;
+  side.ident = ident;
+  side.access = access;
   const std::string folder = splitPath(ident).folder;
   if (folder == ".") return side;
   const auto inFolder = [&](const std::string& name) { return folder + '/' + name; };
@@ -43,20 +37,20 @@ Side sideOf(const std::string& ident, const std::string& access, const SitePaths
   const std::string formats = inFolder(given.formats);
   requireRegularFile(formats);
   if (exists(given.formats) && std::ranges::all_of(formatFiles(formats), exists))
-    side.formatFolder = folder, side.paths.formats = formats;
-  if (exists(given.cardSets)) side.paths.cardSets = inFolder(given.cardSets);
+    side.formatFolder = folder, side.formats = formats;
+  if (exists(given.cardSets)) side.cardSets = inFolder(given.cardSets);
   return side;
 }
 
-Side keptSide(const SitePaths& given) {
-  Side side{given};
-  side.paths.ident += kKeptSuffix;
-  side.paths.access += kKeptSuffix;
-  if (std::filesystem::exists(given.cardSets + kKeptSuffix)) side.paths.cardSets += kKeptSuffix;
+SitePaths keptSide(const SitePaths& given) {
+  SitePaths side = given;
+  side.ident += kKeptSuffix;
+  side.access += kKeptSuffix;
+  if (std::filesystem::exists(given.cardSets + kKeptSuffix)) side.cardSets += kKeptSuffix;
   return side;
 }
 
-std::pair<Side, Side> sidesOf(const DiffOptions& options) {
+std::pair<SitePaths, SitePaths> sidesOf(const DiffOptions& options) {
   const SitePaths& site = options.site;
   const auto &folders = options.folders, &oldFiles = options.oldFiles, &newFiles = options.newFiles;
   if (oldFiles.empty() != newFiles.empty() ||
@@ -64,7 +58,7 @@ std::pair<Side, Side> sidesOf(const DiffOptions& options) {
     throw Failure(ExitStatus::kNotDone,
                   "give two folders to compare, or --old IDENT ACCESS and --new IDENT ACCESS, "
                   "or --kept");
-  if (options.kept) return {keptSide(site), Side{site}};
+  if (options.kept) return {keptSide(site), site};
   if (folders.empty())
     return {sideOf(oldFiles[0], oldFiles[1], site), sideOf(newFiles[0], newFiles[1], site)};
   for (const std::string& folder : folders)
@@ -78,9 +72,9 @@ std::pair<Side, Side> sidesOf(const DiffOptions& options) {
   return {sideOfFolder(folders[0]), sideOfFolder(folders[1])};
 }
 
-void open(std::optional<Site>& site, const Side& side) {
-  site.emplace(side.paths, Site::Formats::kOptional, side.formatFolder);
-  requireWholeRecords(site->databases(), side.paths);
+void open(std::optional<Site>& site, const SitePaths& side) {
+  site.emplace(side, Site::Formats::kOptional);
+  requireWholeRecords(site->databases(), side);
   site->databases().sort();
 }
 
@@ -107,8 +101,7 @@ ExitStatus diff(const DiffOptions& options, Console& console) {
   const auto [oldSide, newSide] = sidesOf(options);
   std::optional<Site> before, now;
   // A build that keeps files replaces both sides.
-  readOneState(std::vector{oldSide.paths.ident, oldSide.paths.access, newSide.paths.ident,
-                           newSide.paths.access},
+  readOneState(std::vector{oldSide.ident, oldSide.access, newSide.ident, newSide.access},
                [&, &oldSide = oldSide, &newSide = newSide] {
                  open(before, oldSide);
                  open(now, newSide);

@@ -12,13 +12,11 @@
 
 #include "admin/check/sitecheck.h"
 #include "admin/files/folder.h"
-#include "admin/records/databases.h"
 #include "admin/records/expected.h"
 #include "admin/records/wording.h"
 #include "admin/verbs/verb.h"
 #include "inputcards/cardindex.h"
 #include "support/datetime.h"
-#include "support/packeddecimal.h"
 
 namespace badgemint::admin {
 
@@ -40,12 +38,6 @@ struct Credential {
 
 bool isPin(const IdentRecord& ident) {
   return ident.cardsetcode == kPinOnlyCode || ident.cardsetcode == kPinIdentCode;
-}
-
-template <size_t Digits, typename Bytes>
-std::string pinWord(const Bytes& bytes) {
-  const DigitText<Digits> digits(bytes);
-  return *digits.c_str() == '\0' ? "0" : digits.c_str();
 }
 
 // A line of a cards file, field by field, and where its PIN stands.
@@ -76,7 +68,7 @@ class CardsLine {
   void writeCard(const Credential& credential) {
     const uint32_t code = credential.ident.cardsetcode;
     const bool hasFormat = code != kFormatlessCode;
-    const std::string pin = pinWord<kMaxPinDigits>(credential.access->pincode);
+    const std::string pin = pinDigits<kMaxPinDigits>(credential.access->pincode);
     _text = hasFormat ? kCardLine : kNoFormatCardLine;
     forEachCardField(CardLine{.csid = hasFormat ? static_cast<int32_t>(code) : 0,
                               .cardNumber = *credential.cardNumber,
@@ -88,7 +80,7 @@ class CardsLine {
   }
 
   void writePin(const Credential& credential) {
-    const std::string pin = pinWord<kMaxPinIdentDigits>(credential.ident.cardnumber);
+    const std::string pin = pinDigits<kMaxPinIdentDigits>(credential.ident.cardnumber);
     _text = credential.access != nullptr ? kPinLine : kPinIdentLine;
     forEachPinField(PinLine{.pin = pin, .uniqid = credential.ident.uniqid}, std::ref(*this));
     if (credential.access != nullptr) writeHolder(*credential.access);

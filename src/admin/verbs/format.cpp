@@ -13,7 +13,6 @@
 #include "admin/check/formatscheck.h"
 #include "admin/check/sitecheck.h"
 #include "admin/files/folder.h"
-#include "admin/files/sitepaths.h"
 #include "admin/records/wording.h"
 #include "admin/verbs/verb.h"
 #include "cardsets/card_functions.h"

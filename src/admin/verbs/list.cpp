@@ -5,6 +5,7 @@
 #include <functional>
 #include <iostream>
 #include <memory>
+#include <unordered_set>
 
 #include "admin/records/changes.h"
 #include "admin/records/wording.h"
@@ -38,10 +39,6 @@ Filter expiresBefore(uint32_t time) {
   return anyAccess([time](const auto& r) { return r.endtime != 0 && r.endtime < time; });
 }
 
-bool hasLevel(const AccessRecord& record, uint32_t level) {
-  return level != 0 && std::ranges::find(record.acclevel, level) != record.acclevel.end();
-}
-
 bool ownsPin(const Holder& holder) {
   const auto isSet = [](const AccessRecord& record) { return pinText(record, true) != "none"; };
   return std::ranges::any_of(holder.credentials, isPinEntry) ||
@@ -67,12 +64,11 @@ Filter changedSince(const SitePaths& site, const std::string& folder, const Data
   requireWholeRecords(before.databases(), paths);
   before.databases().sort();
   const Changes changes = compare(before.databases(), now);
-  const auto changed = std::make_shared<std::vector<uint32_t>>();
-  for (const HolderChange& change : changes.holders) changed->push_back(change.uniqid());
-  for (const CredentialChange& change : changes.credentials) changed->push_back(change.uniqid());
-  std::ranges::sort(*changed);
-  return [changed](const Holder& holder) {
-    return std::ranges::binary_search(*changed, holder.uniqid);
+  std::unordered_set<uint32_t> changed;
+  for (const HolderChange& change : changes.holders) changed.insert(change.uniqid());
+  for (const CredentialChange& change : changes.credentials) changed.insert(change.uniqid());
+  return [changed = std::move(changed)](const Holder& holder) {
+    return changed.contains(holder.uniqid);
   };
 }
 
@@ -95,7 +91,9 @@ std::vector<Filter> filtersOf(const ListOptions& options, uint32_t now,
   addIf(options.pin, ownsPin);
   addIf(options.noPin, std::not_fn(ownsPin));
   const uint32_t level = parseNumber("--level", options.level, UINT16_MAX);
-  addIf(!options.level.empty(), anyAccess([level](const auto& r) { return hasLevel(r, level); }));
+  addIf(!options.level.empty(), anyAccess([level](const auto& r) {
+    return level != 0 && std::ranges::count(r.acclevel, level) > 0;
+  }));
   const uint32_t set = parseNumber("--set", options.set, kPinIdentCode);
   addIf(!options.set.empty(), anyCredential([set](const auto& r) { return r.cardsetcode == set; }));
   const uint32_t escort = parseNumber("--escort", options.escort, UINT32_MAX);

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "admin/console.h"
-#include "admin/files/sitepaths.h"
+#include "admin/files/folder.h"
 #include "cardsets/card_functions.h"
 
 namespace CLI {

@@ -3,7 +3,6 @@
 #include <memory>
 #include <optional>
 #include <set>
-#include <span>
 
 #include "admin/records/site.h"
 #include "admin/records/wording.h"
@@ -56,10 +55,6 @@ struct Question {
   uint32_t door, now;
 };
 
-[[noreturn]] void failUntold(const std::string& why) {
-  throw Failure(ExitStatus::kNotDone, "{}", why);
-}
-
 std::vector<std::string> grantsOf(const AccessRecord& record, const Question& question) {
   const DoorGroupReaders readers;
   const SameDoorGroup doorGroups;
@@ -110,8 +105,8 @@ Verdict decide(const Subject& subject, const Question& question, const Databases
   Verdict verdict = decide(holder.accesses.front(), question, refusals);
   for (const AccessRecord& other : holder.accesses)
     if (decide(other, question, refusals) != verdict)
-      failUntold(
-          fmt::format("holder {} has several access records, and they disagree", other.uniqid));
+      throw Failure(ExitStatus::kNotDone, "holder {} has several access records, and they disagree",
+                    other.uniqid);
   return verdict;
 }
 
@@ -139,7 +134,7 @@ Subject findSubject(const WhyOptions& options, const Site& site) {
     if (subject.credentials.empty())
       subject.name = credentialText(record, site, options.withPins);
     else if (subject.uniqid != record.uniqid)
-      failUntold(subject.name + " belongs to several holders");
+      throw Failure(ExitStatus::kNotDone, subject.name + " belongs to several holders");
     subject.uniqid = record.uniqid;
     subject.credentials.push_back(record);
   }
@@ -166,10 +161,11 @@ void printVerdict(const Verdict& verdict, const WhyOptions& options, const Subje
 
 ExitStatus why(const WhyOptions& options, Console& console) {
   if (!options.holder.empty() + !options.card.empty() + !options.key.empty() != 1)
-    failUntold("write one unique ID, one --card or one --key");
+    throw Failure(ExitStatus::kNotDone, "write one unique ID, one --card or one --key");
   const auto door = numberOf(options.door);
   if (!door || options.levels.empty())
-    failUntold(
+    throw Failure(
+        ExitStatus::kNotDone,
         "write the door group with --door, a number from 0 to 4294967295, and the access levels "
         "file with --levels");
   AccessLevelSet levels;
