@@ -4,7 +4,6 @@
 
 #include "cardsets/card_functions.h"
 #include "formats/CardFormatSet.h"
-#include "support/masterconfiguration.h"
 #include "support/testfiles.h"
 
 namespace badgemint {
@@ -71,13 +70,10 @@ TEST(CardSets, ReadAndWriteTheirFile) {
 TEST(CardSets, FindTheFirstOfAnIdAndItsFormat) {
   const WorkFolder here;
   here.write("f", "f 1 3\nf 1 4\nf 255 3\nf 256 3\nf 256 4\nf 2 0");
-  here.write("named", "cardsets f");
-  MasterConfiguration named(1, "named");
   TestLog log;
   cardsets sets;
-  EXPECT_TRUE(sets.loadFromConfiguration(named));
+  EXPECT_EQ(sets.load("f"), 0);
   EXPECT_EQ(log.take(),
-            "[5 cardsets] cardsets.load cardsets\n"
             "[25 cardsets] id out of range in card sets file, line 6\n"
             "[75 cardsets] cardsets.load complete\n");
   for (const uint32_t id : {1U, 255U, 256U}) EXPECT_EQ(sets.getCardSet(id)->fmtid, 3);

@@ -1,7 +1,5 @@
 #include "site/accesslevel.h"
 
-#include <map>
-
 #include "support/masterconfiguration.h"
 #include "support/testfiles.h"
 
@@ -48,14 +46,11 @@ TEST(AccessLevelSet, ReadsLevelsAndTheirPairs) {
     EXPECT_EQ(found, levels);
     EXPECT_EQ(log.take(), (fault.empty() ? "" : "[20 accesslevel] accesslevel:load line ") + fault);
   }
-}
-
-TEST(AccessLevelSet, NeedsMemory) {
-  TestLog log(25);
-  AccessLevelSet levels;
+  log.logger().setThreshold(25);
+  AccessLevelSet set;
   for (int nth = 1; nth <= 3; ++nth) {  // A level, its pairs, and its place in the set.
     const ArmedFault armed({.call = "allocate", .nth = nth});
-    EXPECT_FALSE(load(levels, "7 1 5"));
+    EXPECT_FALSE(load(set, "7 1 5"));
     EXPECT_EQ(log.take(), "[25 accesslevel] Not enough memory to create access levels\n");
   }
 }

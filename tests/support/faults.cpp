@@ -12,9 +12,7 @@
 
 using namespace badgemint;
 
-extern "C" {
-decltype(fstatat) __real_fstatat;
-}
+extern "C" decltype(fstatat) __real_fstatat;
 
 namespace {
 

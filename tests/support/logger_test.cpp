@@ -45,10 +45,8 @@ TEST(Logger, OpensFilesAndStreams) {
     listless.write(0, "later");
     EXPECT_EQ(contentOf(path), "later");
   }
-  {
-    const ArmedFault fault({"allocate", 1});
-    EXPECT_FALSE(Logger("none/log", LevelList{"list"}).isOpen());
-  }
+  const ArmedFault noMemory({"allocate", 1});
+  EXPECT_FALSE(Logger("none/log", LevelList{"list"}).isOpen());
   testing::internal::CaptureStdout();
   testing::internal::CaptureStderr();
   Logger("stdout", 0u).write(0, "out");
@@ -58,7 +56,7 @@ TEST(Logger, OpensFilesAndStreams) {
   Logger("stdout", LevelList{"list"}).write(3, " listed");
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "out listed");
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "err threshold list");
-  const ArmedFault fault({"close", 1});
+  const ArmedFault noClose({"close", 1});
   EXPECT_FALSE(Logger("log", 0).isOpen());
 }
 

@@ -2,7 +2,6 @@
 // goes with no other. Each single write must come out whole.
 #include <array>
 #include <cstdlib>
-#include <set>
 #include <thread>
 
 #include "support/testfiles.h"

@@ -2,9 +2,6 @@
 
 #include <sys/wait.h>
 
-#include <array>
-#include <set>
-
 #include "support/testfiles.h"
 
 namespace badgemint::syserr_report_test {
@@ -15,41 +12,36 @@ std::string bytesOf(const ErrorFileHeader& header) {
 }
 
 // One report as a caller makes it: lock, header, record, unlock.
-bool report(uint8_t name, uint8_t number) {
+bool report(uint8_t bytes) {
   const int file = ::open("errors", O_RDWR | O_CREAT, 0600);
   struct flock lock;
   ErrorFileHeader header;
   std::array<uint8_t, kErrorRecordSize> record;
-  record.fill(name);
-  record[1] = number;
+  record.fill(bytes);
   const bool written = lockErrorFile(file, lock) && readErrorFileHeader(file, header) &&
                        syserr_report(file, header, record);
   EXPECT_EQ(lock.l_len, 2);
   return unlockAndCloseErrorFile(file, lock) == 0 && written;
 }
 
-TEST(SyserrReport, KeepsTheLast250Records) {
+TEST(SyserrReport, KeepsTheLast250RecordsAfterAnyHeader) {
   const WorkFolder here;
   const ArmedFault halfAHeader({.call = "write", .nth = 701, .isShort = true});
   std::string records;
   for (uint32_t i = 0; i < 600; ++i) {
-    ASSERT_TRUE(report(static_cast<uint8_t>(i), static_cast<uint8_t>(i)));
+    ASSERT_TRUE(report(static_cast<uint8_t>(i)));
     records.replace(i % 250 * 64, 64, 64, static_cast<char>(i));
     ASSERT_EQ(contentOf("errors"),
               bytesOf({4243, 64, i % 250, std::min(i + 1, 250U), 250}) + records);
   }
-}
-
-TEST(SyserrReport, GoesOnAfterAnyHeader) {
   const std::pair<std::string, ErrorFileHeader> cases[] = {
       {bytesOf({4243, 64, UINT32_MAX, UINT32_MAX, 250}), {4243, 64, 0, 250, 250}},
       {bytesOf({4243, 64, 5, 6, 250}).substr(0, 8), {4243, 64, 1, 1, 0}},
       {bytesOf({4242, 64, 5, 6, 250}), {4243, 64, 0, 1, 250}},
   };
-  const WorkFolder here;
   for (const auto& [before, after] : cases) {
     here.write("errors", before);
-    EXPECT_TRUE(report('a', 'a'));
+    EXPECT_TRUE(report('a'));
     EXPECT_EQ(contentOf("errors").substr(0, 20), bytesOf(after));
     EXPECT_EQ(contentOf("errors").substr(20 + 64 * after.lastslot), std::string(64, 'a'));
   }
@@ -67,7 +59,7 @@ TEST(SyserrReport, ReportsEachFailure) {
     const WorkFolder here;
     testing::internal::CaptureStdout();
     const ArmedFault armed({.call = call, .nth = nth});
-    EXPECT_EQ(report('a', 'a'), header == one);
+    EXPECT_EQ(report('a'), header == one);
     const std::string text = "syserr_report: ERROR " + what + " (Input/output error)";
     EXPECT_EQ(testing::internal::GetCapturedStdout(), text + (what == "setting lock" ? "\n" : ""));
     EXPECT_EQ(contentOf("errors").substr(0, 20), header);
@@ -76,15 +68,15 @@ TEST(SyserrReport, ReportsEachFailure) {
 
 TEST(SyserrReport, LosesNoRecordOfSeveralWriters) {
   const WorkFolder here;
-  for (uint8_t name = 0; name < 5; ++name) {
+  for (int writer = 0; writer < 5; ++writer) {
     if (fork() != 0) continue;
-    for (uint8_t i = 0; i < 50; ++i) report(name, i);
+    for (int i = 0; i < 50; ++i) report(static_cast<uint8_t>(50 * writer + i));
     _exit(0);
   }
   while (wait(nullptr) > 0) continue;
   std::set<std::string> records;
   for (size_t slot = 0; slot < 250; ++slot)
-    records.insert(contentOf("errors").substr(20 + 64 * slot, 2));
+    records.insert(contentOf("errors").substr(20 + 64 * slot, 64));
   EXPECT_EQ(records.size(), 250U);
 }
 

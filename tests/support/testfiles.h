@@ -8,7 +8,9 @@
 
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <random>
+#include <set>
 #include <string>
 #include <vector>
 

@@ -3,7 +3,6 @@
 // its end line and pauses, whatever failed.
 
 #include <regex>
-#include <set>
 #include <sstream>
 
 #include "support/testsite.h"
@@ -54,11 +53,9 @@ Outcome outcomeOf(int32_t (*run)(), const Fault& fault) {
   Outcome outcome;
   std::fill(std::begin(pattern), std::end(pattern), '\0');
   testing::internal::CaptureStdout();
-  {
-    const ArmedFault armed(fault);
-    outcome.result = run();
-    outcome.struck = armed.struck();
-  }
+  const ArmedFault armed(fault);
+  outcome.result = run();
+  outcome.struck = armed.struck();
   outcome.log = testing::internal::GetCapturedStdout();
   outcome.output = pattern;
   for (const char* const name : {"ident", "access", "sets", "dumped"}) {

@@ -1,5 +1,5 @@
-// The build and the dump: a whole site there and back, the files that they need, and their
-// failures.
+// The entry functions: the build and the dump of a whole site there and back, the files that they
+// need, and their failures; the bits of one card, from a site's files and from one format file.
 #include <sys/stat.h>
 
 #include <regex>
@@ -7,21 +7,19 @@
 #include "support/testsite.h"
 #include "tools/badgemint.h"
 
-namespace badgemint::build_test {
+namespace badgemint::badgemint_test {
 
 struct Names {
   const char *base = "", *cards = "cards", *ident = "ident", *access = "access";
   const char *formats = "formats", *sets = "sets", *log = "log";
-  int level = 25;
+  uint32_t level = 25;
 };
 
 int32_t build(const Names& n) {
-  return BadgeMint(n.base, n.cards, n.ident, n.access, n.formats, n.sets, n.log,
-                   static_cast<uint32_t>(n.level));
+  return BadgeMint(n.base, n.cards, n.ident, n.access, n.formats, n.sets, n.log, n.level);
 }
 int32_t dump(const Names& n) {
-  return DumpCardFile(n.base, n.ident, n.access, n.formats, n.sets, n.cards, n.log,
-                      static_cast<uint32_t>(n.level));
+  return DumpCardFile(n.base, n.ident, n.access, n.formats, n.sets, n.cards, n.log, n.level);
 }
 
 // Every line type, each field different from its neighbours.
@@ -129,4 +127,53 @@ TEST(Dump, ReportsWhatItLacks) {
   }
 }
 
-}  // namespace badgemint::build_test
+// What an entry function does for a card: success gives a pattern, and a failure a message.
+struct Case {
+  int32_t result;
+  std::string set, number, text;
+  int32_t size = 40;           // Of the buffer for the pattern.
+  const char* file = nullptr;  // The format, for a card without a site.
+};
+
+// A number that is cut decodes to itself in 64 bits, but is not the card's.
+TEST(ComputeCardBitPattern, GivesThePatternOrReportsWhyNot) {
+  const TestSite site;
+  site.folder.write("sets", "f 12 1 A 21\nf 13 2\nf 253 9\n");
+  site.folder.write("64.vff", fileOf("VFF", linesOf("VFF", {std::string(64, '*')})));
+  const std::string mismatch = "[25 badgemintdump] Card mismatch cno=";
+  const std::string most = "9223372036854775807", cut = mismatch + most + ",chkcardno=" + most;
+  const std::string unparsed = "[25 cardset] Unable to parse fmtid in card set line f 12\n";
+  const Case cases[] = {
+      {0, "12", "15890", "022A7C24", 9},
+      {-511, "12", "15890", "[25 badgemintdump] cardbitpatternsize=8 too small; requires 9\n", 8},
+      {0, "13", "0", std::string(32, '0'), 33},
+      {-1006, "0", "1", "[25 badgemintdump] Invalid cardset ID 0\n"},
+      {-1006, "254", "1", "[25 badgemintdump] Invalid cardset ID 254\n"},
+      {-1006, "252", "1", "[25 card_functions] Card set 252 not defined\n"},
+      {-1007, "253", "1", "[25 card_functions] Format 9 not defined \n"},
+      {-1010, "12", "", ""},
+      {-506, "12", "65536", "[25 card_functions] Card mismatch cardno=65536,chkcardno=0\n"},
+      {0, "f 12 3 A 21", "15890", "022A7C24", 9, "26.cdf"},
+      {-514, "f 12", "1", unparsed, 9, "26.cdf"},
+      {-506, "f 1 1", "65536", mismatch + "65536,chkcardno=0\n", 9, "26.cdf"},
+      {-506, "f 1 1", "9223372036854775808", cut + "\n", 33, "64.vff"},
+      {-1010, "f 1 1", "", "", 9, "26.cdf"},
+      {-505, "f 1 1", "1", "[25 CardFormatSet] Invalid format file 26.txt\n", 9, "26.txt"},
+  };
+  for (const auto& [result, set, number, text, size, file] : cases) {
+    SCOPED_TRACE(text);
+    std::string buffer(40, '!');
+    const char* const n = number.c_str();
+    const int32_t actual =
+        file == nullptr
+            ? ComputeCardBitPattern(static_cast<uint32_t>(std::stoi(set)), n, "", "formats", "sets",
+                                    "log", 25, buffer.data(), size)
+            : ComputeCardBitPattern2(n, set.c_str(), "", file, "log", 25, buffer.data(), size);
+    EXPECT_EQ(actual, result);
+    const std::string name = file == nullptr ? "ComputeCardBitPattern" : "ComputeCardBitPattern2";
+    EXPECT_EQ(logOf(name, 1, result), result == 0 ? "" : text);
+    EXPECT_EQ(buffer.c_str(), result == 0 ? text : std::string(40, '!'));
+  }
+}
+
+}  // namespace badgemint::badgemint_test

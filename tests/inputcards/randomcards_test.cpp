@@ -1,15 +1,12 @@
-// Random sites against a plain reading of their cards: each line by one formatted scan, duplicates
-// by a sort and a scan. It says the result, the log and both databases; fuzz/cards_file.cpp builds
-// their dumps again.
+// Random cards files: what was written into each line, and a plain search for duplicates, give the
+// result, the log and both databases. fuzz/cards_file.cpp builds their dumps again.
 
 #include <cstdarg>
-#include <map>
-#include <sstream>
 
 #include "support/result.h"
 #include "support/testsite.h"
 
-namespace badgemint::plainreading_test {
+namespace badgemint::randomcards_test {
 
 __attribute__((format(printf, 1, 2))) std::string print(const char* format, ...) {
   char text[300];
@@ -38,42 +35,6 @@ Bytes packed(const std::string& digits) {
     bytes[i / 2] |=
         static_cast<uint8_t>(std::stoi(digits.substr(i, 1), nullptr, 16) << (4 - i % 2 * 4));
   return bytes;
-}
-
-Entry readCardOrPin(const char* line, int lineNumber) {
-  Entry e;
-  e.type = *line;
-  e.line = lineNumber;
-  char number[100] = "", pin[100] = "";
-  if (e.type == 'c' || e.type == 'n') {
-    std::sscanf(line, "%*c%d%99s%99s%u", &e.csid, number, pin, &e.uniqid);
-  } else {
-    std::sscanf(line, "%*c%99s%u", pin, &e.uniqid);
-  }
-  e.pin = pin;
-  if (e.type == 'c') e.number = std::atoll(number);
-  if (e.type == 'n') e.csid = 0;
-  e.key = packed<CardPattern>(e.type == 'c'   ? print("%08llX", e.number)
-                              : e.type == 'n' ? number
-                                              : e.pin + "F");
-  return e;
-}
-
-std::vector<Entry> readCards(const std::string& cards) {
-  std::vector<Entry> entries;
-  std::istringstream lines(cards);
-  std::string line;
-  for (int n = 1; std::getline(lines, line); ++n) {
-    int csid = 0, first = 0, count = 0, uniqid = 0, level = 0;
-    std::sscanf(line.c_str(), "d%d%d%d%d%d", &csid, &first, &count, &uniqid, &level);
-    for (int i = 0; i < count; ++i) {
-      const std::string card = print("c %d %d 0 %d %d", csid, first + i, uniqid + i, level);
-      entries.push_back(readCardOrPin(card.c_str(), n));
-      entries.back().type = 'd';
-    }
-    if (line.find_first_of("cnpo") == 0) entries.push_back(readCardOrPin(line.c_str(), n));
-  }
-  return entries;
 }
 
 // What is reported of one entry, with commas or without.
@@ -113,49 +74,67 @@ std::pair<int32_t, std::string> check(std::vector<Entry> entries) {
   return {kSuccess, ""};
 }
 
+// A cards file of a few lines of all types, or of a few blocks of many cards, and what it says;
+// values are often near each other.
 class RandomCards {
  public:
-  explicit RandomCards(unsigned seed) : _random(seed) {}
-
-  // A few lines of all types, or a few blocks of many cards; values are often near each other.
-  std::string cards(bool large) {
-    std::string text = "f 12 2\nf 13\t2 # no more\r\n";
-    for (int lines = 1 + pick(large ? 3 : 12); lines > 0; --lines)
-      text += large ? print("d 13 %d %d %d\n", pick(20000), pick(4000), pick(20000)) : line();
-    return text;
+  explicit RandomCards(unsigned seed) : _random(seed) {
+    const bool large = seed % 40 == 39;
+    for (const int last = 3 + pick(large ? 3 : 12); _line <= last; ++_line)
+      if (large)
+        addBlock(13, pick(20000), pick(4000), pick(20000));
+      else
+        addLine();
   }
+
+  std::string text = "f 12 2\nf 13\t2 # no more\r\n";
+  std::vector<Entry> entries;
 
  private:
   int pick(int below) { return static_cast<int>(_random() % static_cast<unsigned>(below)); }
   std::string pin() { return print("%0*d", 1 + pick(8), pick(200)).substr(0, 8); }
-  std::string holder() {
-    return pick(4) == 0 ? "\n" : print(" %d 0 %d 0 0\t9 0 0 0 %d\n", pick(9), pick(90000), pick(2));
+  void add(char type, int csid, int uniqid, int number, const std::string& digits,
+           const std::string& pin) {
+    const auto key = packed<CardPattern>(digits);
+    entries.push_back({type, _line, csid, static_cast<unsigned>(uniqid), number, key, pin});
   }
-  std::string line() {
+  void addBlock(int csid, int first, int count, int uniqid) {
+    text += print("d %d %d %d %d", csid, first, count, uniqid);
+    text += pick(2) ? "\n" : print(" %d\r\n", pick(9));
+    for (int i = 0; i < count; ++i)
+      add('d', csid, uniqid + i, first + i, print("%08X", first + i), "0");
+  }
+  void addLine() {
     if (pick(3) != 0) _uniqid = pick(9) ? pick(90) : -pick(3);
-    const std::string space = pick(4) == 0 ? " \t " : " ", id = print(" %u", unsigned(_uniqid));
+    const int csid = 12 + pick(2), number = pick(3) ? pick(65536) : 7;
+    const std::string space = pick(4) == 0 ? " \t " : " ", id = print(" %u", unsigned(_uniqid)),
+                      shortPin = pin(), longPin = pin() + pin();
+    const std::string digits = print("%0*x%0*X", 1 + pick(23), pick(99), 1 + pick(9), pick(9));
+    const std::string holder =
+        pick(4) == 0 ? "\n" : print(" %d 0 %d 0 0\t9 0 0 0 %d\n", pick(9), pick(90000), pick(2));
     switch (pick(8)) {
       case 0:
-        return "o" + space + pin() + id + "\n";
+        text += "o" + space + shortPin + id + "\n";
+        return add('o', 0, _uniqid, 0, shortPin + "F", shortPin);
       case 1:
-        return "p " + pin() + pin() + space + id + holder();
+        text += "p " + longPin + space + id + holder;
+        return add('p', 0, _uniqid, 0, longPin + "F", longPin);
       case 2:
-        return print("n %d %0*x%0*X", pick(999), 1 + pick(23), pick(99), 1 + pick(9), pick(9)) +
-               space + pin() + id + holder();
+        text += print("n %d ", pick(999)) + digits + space + shortPin + id + holder;
+        return add('n', 0, _uniqid, 0, digits, shortPin);
       case 3:
-        return print("d %d %d %d %d", 12 + pick(2), pick(60000), pick(6) - 1, _uniqid) +
-               (pick(2) ? "\n" : print(" %d\r\n", pick(9)));
+        return addBlock(csid, pick(60000), pick(6) - 1, _uniqid);
       case 4:
-        return pick(2) ? "# c 12 1 0 1\n" : pick(2) ? "f 12 2 B 3\n" : " \t\n";
+        text += std::array{"# c 12 1 0 1\n", "f 12 2 B 3\n", " \t\n"}[pick(3)];
+        return;
       default:
-        return print("c%*d%s0%d ", pick(4), 12 + pick(2), space.c_str(),
-                     pick(3) ? pick(65536) : 7) +
-               pin() + id + holder();
+        text += print("c%*d%s0%d ", pick(4), csid, space.c_str(), number) + shortPin + id + holder;
+        add('c', csid, _uniqid, number, print("%08X", number), shortPin);
     }
   }
 
   std::mt19937 _random;
-  int _uniqid = 5;
+  int _line = 3, _uniqid = 5;
 };
 
 void expectDatabases(const std::vector<Entry>& entries) {
@@ -213,14 +192,14 @@ void expectEndOnFullDisk(const std::string& cards) {
   }
 }
 
-TEST(RandomSites, AreBuiltAsAPlainReadingSays) {
+TEST(RandomCards, AreBuiltAsTheirLinesSay) {
   const TestSite site;
   TestLog log(25);
   std::map<int, int> results;
   for (unsigned seed = 0; seed < 400 && !testing::Test::HasFailure(); ++seed) {
-    const std::string cards = RandomCards(seed).cards(seed % 40 == 39);
+    const RandomCards random(seed);
+    const auto& [cards, entries] = std::tie(random.text, random.entries);
     SCOPED_TRACE(cards);
-    const std::vector<Entry> entries = readCards(cards);
     const auto [result, said] = check(entries);
     ++results[result];
     log.logger().setThreshold(UINT32_MAX);
@@ -237,4 +216,4 @@ TEST(RandomSites, AreBuiltAsAPlainReadingSays) {
   for (const auto& [result, times] : results) EXPECT_GT(times, 30) << result;
 }
 
-}  // namespace badgemint::plainreading_test
+}  // namespace badgemint::randomcards_test
