@@ -12,6 +12,16 @@
 
 namespace badgemint::admin {
 
+// What buildCards writes.
+inline const std::string kSite =
+    " --formats formats --ident ident --access access --cardsets cardsets";
+
+// In the current folder. Files cut to nothing are slow: they are written through.
+inline void replaceFile(const std::string& name, const std::string& content) {
+  std::filesystem::remove_all(name);
+  std::ofstream(name, std::ios::binary) << content;
+}
+
 struct AdminRun {
   int status = 0;
   std::string output, errors;
@@ -79,15 +89,14 @@ inline void expectRun(const std::string& line, int status, const std::string& ou
   EXPECT_EQ(run.errors.empty(), errors.empty()) << run.errors;
 }
 
-// Arguments of a verb that give no output but this status and message.
-struct Refusal {
-  const char* arguments;
+// A command line that gives no output but this status and message.
+struct Failing {
+  const char* line;
   int status;
   const char* message;
 };
-inline void expectRefusals(const std::string& verb, const std::vector<Refusal>& refusals) {
-  for (const auto& [arguments, status, message] : refusals)
-    expectRun(verb + ' ' + arguments, status, "", message);
+inline void expectFailures(const std::vector<Failing>& lines) {
+  for (const auto& [line, status, message] : lines) expectRun(line, status, "", message);
 }
 
 }  // namespace badgemint::admin

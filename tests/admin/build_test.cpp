@@ -30,10 +30,11 @@ class BuildTest : public testing::Test, public BuildSite {
 };
 
 TEST_F(BuildTest, ReplacesAllThreeAndPrintsWhatChanged) {
+  const auto before = allFiles();
   for (const char* const name : {"access.db", "cardsets.txt"})
     fs::permissions(name, fs::perms(0640));
   const AdminRun tried = runAdmin("build --dry-run");
-  EXPECT_TRUE(isOld() && hasNoOtherFiles());
+  EXPECT_EQ(allFiles(), before);
   const AdminRun run = runAdmin("build --keep --log build.log --level 0");
   EXPECT_EQ(run.status, 0) << run.errors;
   const std::string changes =
@@ -56,10 +57,8 @@ TEST_F(BuildTest, ReplacesAllThreeAndPrintsWhatChanged) {
 }
 
 TEST_F(BuildTest, RefusesWhenTooManyHoldersLoseSomething) {
-  const struct {
-    const char *change, *loss;  // A sed script, and what is lost; empty for nothing.
-  } kCases[] = {
-      {"/^p/d", "1 of 3 holders would lose something (1 gone)"},
+  // A sed script, and what is lost; empty for nothing.
+  const std::pair<std::string, std::string> kCases[] = {
       {"s/^c 2 8/c 2 9/", "1 of 3 holders would lose something (1 without a key they had)"},
       {"s/^c 2 7/c 2 0/; s/^c 2 8/c 2 7/", "(2 without a key they had)"},
       {"s/^c 2 7 4711/c 2 7 0/", "(1 without a PIN they had)"},
@@ -79,11 +78,11 @@ TEST_F(BuildTest, RefusesWhenTooManyHoldersLoseSomething) {
     SCOPED_TRACE(change);
     makeOld();
     cards(kOldCards);
-    ASSERT_EQ(std::system((std::string("sed -i '") + change + "' cards.txt").c_str()), 0);
-    if (*loss != '\0')
-      expectNothingChanged("--max-removed 0", 2, loss);
-    else
+    ASSERT_EQ(std::system(("sed -i '" + change + "' cards.txt").c_str()), 0);
+    if (loss.empty())
       EXPECT_NE(runAdmin("build --max-removed 0").status, 2);
+    else
+      expectNothingChanged("--max-removed 0", 2, loss);
   }
 }
 
@@ -91,12 +90,9 @@ TEST_F(BuildTest, GivesAGroupNothingThatTheOldFileDidNot) {
   const Fault kNone = {.call = "fchown", .nth = 99}, kFirst = {.call = "fchown"};
   const Fault kAll = {.call = "fchown", .forEver = true};
   const struct {
-    uid_t owner;
-    gid_t group;
+    unsigned owner, group;
     Fault fault;
-    uid_t newOwner;
-    gid_t newGroup;
-    unsigned mode;
+    unsigned newOwner, newGroup, mode;
   } kCases[] = {{1, 2, kNone, 1, 2, 0660},
                 {1, 2, kFirst, 0, 2, 0660},
                 {0, 2, kAll, 0, 0, 0600},
@@ -166,6 +162,9 @@ TEST_F(BuildTest, ReportsFilesThatOtherUsersCanRead) {
   EXPECT_EQ(run.errors,
             "badgemint-admin: cards.txt contains PINs and can be read by other users (chmod o-r "
             "cards.txt)\n");
+  fs::permissions("access.db", fs::perms(0604));
+  EXPECT_EQ(runAdmin("dump").errors, "");
+  expectRun("dump --with-pins", 0, "\np 1234 3 1 ", "access.db contains PINs and can be read by");
   fs::permissions(".", fs::perms(0700));
   EXPECT_EQ(runAdmin("build").errors, "");
 }
@@ -192,7 +191,8 @@ TEST_F(BuildTest, WritesItsLogToTheFileItHasChecked) {
 }
 
 TEST_F(BuildTest, RefusesAndChangesNothing) {
-  const std::string kJournal = "mkdir -m 700 .badgemint-admin; printf 'badgemint-admin replaces:";
+  const std::string kFolder = "mkdir -m 700 .badgemint-admin; cd .badgemint-admin; ";
+  const std::string kJournal = kFolder + "printf >journal 'badgemint-admin replaces:";
   const struct {
     std::string prepare;
     const char* options;
@@ -206,28 +206,23 @@ TEST_F(BuildTest, RefusesAndChangesNothing) {
       {"", "--log ./.badgemint-admin/./log", 2, "is in the folder that builds clean up"},
       {"ln -s none link", "--access link", 2, "link is a link or not a file"},
       {"mkdir sub", "--access sub/access.db", 2, "are not in one folder"},
-      {"rm access.db.old; mkdir access.db.old", "--keep --dry-run", 2,
-       "access.db.old is a link or not a file"},
+      {"rm access.db.old; mkdir access.db.old", "--keep --dry-run", 2, "access.db.old is a link"},
       {"", "--cards /dev/null", 3, "/dev/null is not a regular file"},
-      {"mkfifo link; echo 3 link >>formats.txt", "", 3, "link is not a regular file"},
-      {"sed -i '/^p/!d' cards.txt; mkdir sub; cp cards.txt sub/ident.db", "--cards sub/ident.db", 2,
-       "2 of 3 holders would lose something"},
+      {"mkfifo link; echo 3 link >sub", "--formats sub", 3, "link is not a regular file"},
+      {"mkdir sub; grep ^p cards.txt >sub/ident.db", "--cards sub/ident.db", 2, "2 of 3 holders"},
       {"touch sub; ln sub link", "--log link", 2, "link is a link or not a file"},
       {"", "--access none/access.db", 3, "none: No such file"},
       {"", "--access none/", 3, "is not the name of a file"},
       {"ln -s /tmp .badgemint-admin", "", 2, "is not a private folder"},
-      {"mkdir -m 700 .badgemint-admin .badgemint-admin/journal", "", 3,
-       ".badgemint-admin/journal: Is a directory; remove the cause and build again"},
-      {"mkdir -m 700 .badgemint-admin; touch .badgemint-admin/journal", "", 3,
-       "cannot be finished"},
-      {kJournal + "\n../a\nb\nc\n\nend' >.badgemint-admin/journal", "", 3, "journal is invalid"},
-      {kJournal + "\na\nb\nc\n\nen' >.badgemint-admin/journal", "", 3, "journal is invalid"},
-      {kJournal + "\na\nb\nc\n\nend' >.badgemint-admin/journal", "", 3,
-       "cannot be finished: a was replaced by another"},
-      {"mkdir -m 700 .badgemint-admin .badgemint-admin/new.ident", "", 3,
-       ".badgemint-admin/new.ident cannot be removed (Is a directory); remove it"},
-      {"mkdir -m 700 .badgemint-admin; chown 1 .badgemint-admin || chmod 755 .badgemint-admin", "",
-       2, "is not a private folder"},
+      {kFolder + "mkdir journal", "", 3,
+       "journal: Is a directory; remove the cause and build again"},
+      {kFolder + "touch journal", "", 3, "cannot be finished"},
+      {kJournal + "\n../a\nb\nc\n\nend'", "", 3, "journal is invalid"},
+      {kJournal + "\na\nb\nc\n\nen'", "", 3, "journal is invalid"},
+      {kJournal + "\na\nb\nc\n\nend'", "", 3, "cannot be finished: a was replaced by another"},
+      {kFolder + "mkdir new.ident", "", 3,
+       "new.ident cannot be removed (Is a directory); remove it"},
+      {kFolder + "chown 1 . || chmod 755 .", "", 2, "is not a private folder"},
       {"echo '# none' >cards.txt", "", 2, "no credential (--allow-empty"},
       {"echo '# none' >cards.txt", "--allow-empty", 2, "3 of 3 holders would lose something"},
       {"sed -i '/^p/!d' cards.txt", "--max-removed 66%", 2, "2 of 3"},
@@ -241,7 +236,6 @@ TEST_F(BuildTest, RefusesAndChangesNothing) {
   for (const auto& [prepare, options, status, error] : kCases) {
     SCOPED_TRACE(prepare + " / " + options);
     makeOld();
-    _site.folder.write("formats.txt", kFormats);
     ASSERT_EQ(std::system(prepare.c_str()), 0);
     expectNothingChanged(options, status, error);
     ASSERT_EQ(std::system("rm -rf link sub .badgemint-admin access.db.old"), 0);
@@ -263,44 +257,37 @@ TEST_F(BuildTest, PassesWhatItsOptionsAllow) {
   EXPECT_EQ(umask(mask), 027u);
 }
 
-TEST_F(BuildTest, NoticesInputsThatChange) {
-  std::signal(SIGUSR1, [](int) { utimes("26.cdf", nullptr); });
-  expectNothingChanged("", 2, "26.cdf changed during the build: nothing was changed",
-                       {.call = "mkdirat", .signal = SIGUSR1});
-}
-
-TEST_F(BuildTest, KeepsItsStatusWithoutStandardOutput) {
+TEST_F(BuildTest, KeepsItsStatusWithoutStandardOutputAsOtherVerbsDoNot) {
   std::ostringstream output, errors;
   output.setstate(std::ios::badbit);
   EXPECT_EQ(runAdmin("build", {}, output, errors).status, 0);
-  EXPECT_NE(errors.str().find("standard output cannot be written"), std::string::npos);
   EXPECT_TRUE(isNew());
+  EXPECT_EQ(runAdmin("help", {}, output, errors).status, 3);
+  const std::string message = "badgemint-admin: standard output cannot be written\n";
+  EXPECT_EQ(errors.str(), message + message);
 }
 
-TEST_F(BuildTest, OneRunAtATime) {
+TEST_F(BuildTest, NoticesOtherRunsAndInputsThatChange) {
+  std::signal(SIGUSR1, [](int) { utimes("26.cdf", nullptr); });
+  expectNothingChanged("", 2, "26.cdf changed during the build: nothing was changed",
+                       {.call = "mkdirat", .signal = SIGUSR1});
   const int folder = open(".", O_RDONLY);
   EXPECT_EQ(flock(folder, LOCK_EX), 0);
   expectNothingChanged("", 2, "another build is running in .: nothing was changed");
   close(folder);
 }
 
-TEST_F(BuildTest, PrintsTheChangesThatDiffPrints) {
+TEST_F(BuildTest, PrintsNothingMoreThanTheChangesWhenQuiet) {
+  fs::permissions(".", fs::perms(0711));
   fs::create_directory("before");
   for (const char* const name : kTargets) fs::copy(name, std::string("before/") + name);
   const AdminRun run = runAdmin("build --changes --quiet");
   EXPECT_NE(run.output.find("card 15890 of card set 1 added"), std::string::npos) << run.output;
-  EXPECT_EQ(run.output, runAdmin("diff before .").output);
-  cards(kOldCards);
-  EXPECT_NE(runAdmin("build --changes --max-removed 0").output.find(" removed\n"),
-            std::string::npos);
-}
-
-TEST_F(BuildTest, IsQuietUntilThereIsSomethingToReport) {
-  fs::permissions(".", fs::perms(0711));
-  const AdminRun quiet = runAdmin("build --quiet");
-  EXPECT_EQ(quiet.output + quiet.errors, "");
-  cards(kNewCards + "p 99 7");
-  EXPECT_NE(runAdmin("build --quiet").output.find(" warnings; "), std::string::npos);
+  EXPECT_EQ(run.output + run.errors, runAdmin("diff before .").output);
+  cards(kOldCards + "p 99 7");
+  const AdminRun refused = runAdmin("build --changes --quiet --max-removed 0");
+  for (const char* const text : {" removed\n", " warnings; "})
+    EXPECT_NE(refused.output.find(text), std::string::npos) << refused.output;
 }
 
 }  // namespace

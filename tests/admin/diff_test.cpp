@@ -39,9 +39,7 @@ TEST(Diff, PrintsWhatBecameOfACredential) {
     Idents before, now;
     const char* printed;
   } kCases[] = {
-      {{}, {card7}, "card 7 of card set 2 added\n"},
       {{}, {deleted7}, "card 7 of card set 2 added, deleted\n"},
-      {{card7}, {}, "card 7 of card set 2 removed\n"},
       {{card7}, {card(7, 0)}, "card 7 of card set 2 moved to holder 0\n"},
       {{card7},
        {raw7},
@@ -101,9 +99,7 @@ TEST(Diff, PrintsACardWhoseKeyAloneHasChanged) {
   site.folder.write("cards.txt", "f 1 1 A=22\nc 1 15890 0 1001\n");
   runAdmin("build --keep --max-removed 100%");
   EXPECT_EQ(runAdmin("diff --kept").output, kOtherKey);
-  std::filesystem::create_directory("old");
-  for (const std::string name : {"ident.db", "access.db", "cardsets.txt"})
-    std::filesystem::copy(name + ".old", "old/" + name);
+  ASSERT_EQ(std::system("mkdir old; for f in *.old; do cp $f old/${f%.old}; done"), 0);
   EXPECT_EQ(runAdmin("diff old .").output, kOtherKey);
 }
 

@@ -8,8 +8,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const std::string kVerb =
-    "dump --formats formats --ident ident --access access --cardsets cardsets";
 // Levels, flags, escort, validity, elevator and relay group; cards have one flag more.
 const std::string kHolder = " 1 2 3 4 5 6 7 65535 1 0 1 9 2010/2/3 1:2:3 2037/12/31 0 255 1";
 
@@ -45,7 +43,7 @@ TEST(AdminDump, ReportsWhatACardsFileCannotSay) {
     change(databases);
     writeRecords("ident", databases.idents);
     writeRecords("access", databases.accesses);
-    const AdminRun run = runAdmin(kVerb);
+    const AdminRun run = runAdmin("dump" + kSite);
     EXPECT_EQ(run.status, 1);
     EXPECT_NE(run.errors.find(errors), std::string::npos) << run.errors;
     EXPECT_NE(run.output.find(output), std::string::npos) << run.output;
@@ -53,20 +51,10 @@ TEST(AdminDump, ReportsWhatACardsFileCannotSay) {
   }
 }
 
-TEST(AdminDump, WarnsWhenOthersCanReadPins) {
-  const TestSite site;
-  ASSERT_EQ(buildCards("p 1234 3" + kHolder), 0);
-  fs::permissions(".", fs::perms(0755));
-  fs::permissions("access", fs::perms(0644));
-  EXPECT_EQ(runAdmin(kVerb).errors, "");
-  expectRun(kVerb + " --with-pins", 0, "p 1234 3 1 2 3 ",
-            "access contains PINs and can be read by other users (chmod o-r access)\n");
-}
-
 TEST(AdminDump, ReplacesNoFileThatItShouldNot) {
   const TestSite site;
   ASSERT_EQ(buildCards("f 1 2\np 1234 3" + kHolder), 0);
-  const std::string dumped = runAdmin(kVerb).output;
+  const std::string dumped = runAdmin("dump" + kSite).output;
   const struct {
     const char *prepare, *options;
     int status;
@@ -81,15 +69,14 @@ TEST(AdminDump, ReplacesNoFileThatItShouldNot) {
       {"touch out.new", "", 2, "out.new is there: another run writes it", ""},
       {"mv ident away", "", 3, "ident: No such file", ""},
       {"mv away ident; mv cardsets away", "", 3, "cardsets: No such file", ""},
-      {"cp away cardsets; echo wrong >>cardsets", "", 1, "cardsets:2: this line is not a card set",
-       ""},
+      {"cp away cardsets; echo wrong >>cardsets", "", 1, "cardsets:2: this line", ""},
       {"echo old >26.cdf; ln 26.cdf out", "--force", 2, "26.cdf and out are one file", "old\n"},
       {"rm 26.cdf", "", 3, "26.cdf: cannot be read", ""},
   };
   for (const auto& [prepare, options, status, errors, left] : kCases) {
     SCOPED_TRACE(std::string(prepare) + options);
     ASSERT_EQ(std::system(("rm -rf out out.new;" + std::string(prepare)).c_str()), 0);
-    const AdminRun run = runAdmin(kVerb + " --output out " + options);
+    const AdminRun run = runAdmin("dump" + kSite + " --output out " + options);
     EXPECT_EQ(run.status, status);
     EXPECT_NE(run.errors.find(errors), std::string::npos) << run.errors;
     EXPECT_EQ(run.output, "");

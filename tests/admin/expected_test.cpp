@@ -2,19 +2,11 @@
 // every site that builds, whatever its layouts are, and on every site that was changed since.
 #include <regex>
 
-#include "admin/adminrun.h"
+#include "admin/buildsite.h"
 #include "admin/records/expected.h"
-#include "support/testsite.h"
 
 namespace badgemint::admin {
 namespace {
-
-const std::string kPaths = " --formats formats --ident ident --access access --cardsets cardsets";
-
-void put(const std::string& name, const std::string& content) {
-  std::filesystem::remove(name);  // Files cut to nothing are slow: they are written through.
-  std::ofstream(name) << content;
-}
 
 // Why the databases are not proved; empty when they are.
 std::string objection() {
@@ -26,24 +18,10 @@ std::string objection() {
   return "";
 }
 
-class RandomSite {
+class RandomSite : public TestSite {
  public:
-  explicit RandomSite(unsigned seed) : _random(seed) {}
+  explicit RandomSite(unsigned seed) : _random(seed) { write("26.cdf", layout()); }
 
-  // A card number of 13 bits among positions that are used by a site value, parity, a fixed bit or
-  // nothing at all; fixed bits and parity may cover the site value.
-  FormatLines layout() {
-    std::string output(pick(35), ' '), fixed, even, odd;
-    for (char& position : output) position = "AAP..."[pick(6)];
-    output.insert(pick(output.size() + 1), 13, 'B');
-    for (const char position : output) {
-      const bool isNumber = position == 'B';
-      fixed += isNumber ? '.' : "....01"[pick(6)];
-      even += isNumber ? "X."[pick(2)] : "XX..E"[pick(5)];
-      odd += isNumber ? "X."[pick(2)] : "X...O"[pick(5)];
-    }
-    return {output, fixed, even, odd};
-  }
   // A cards file that builds; a holder's PIN is 5 and the unique ID, and 6 and the unique ID.
   std::string cards() {
     std::string text = "f 1 1 A=" + std::to_string(pick(1000)) +
@@ -66,12 +44,26 @@ class RandomSite {
     if (way == 1) any.append(any, 28 * pick(5), 28);
     if (way == 2) any.resize(any.size() - 1 - pick(50));
     if (way > 2) any[pick(any.size())] ^= static_cast<char>(1 << pick(8));
-    put("ident", ident);
-    put("access", access);
+    replaceFile("ident", ident);
+    replaceFile("access", access);
     return way == 0;
   }
 
  private:
+  // A card number of 13 bits among positions that are used by a site value, parity, a fixed bit or
+  // nothing at all; fixed bits and parity may cover the site value.
+  FormatLines layout() {
+    std::string output(pick(35), ' '), fixed, even, odd;
+    for (char& position : output) position = "AAP..."[pick(6)];
+    output.insert(pick(output.size() + 1), 13, 'B');
+    for (const char position : output) {
+      const bool isNumber = position == 'B';
+      fixed += isNumber ? '.' : "....01"[pick(6)];
+      even += isNumber ? "X."[pick(2)] : "XX..E"[pick(5)];
+      odd += isNumber ? "X."[pick(2)] : "X...O"[pick(5)];
+    }
+    return {output, fixed, even, odd};
+  }
   // Levels, flags, escort, validity, elevator and relay group.
   std::string holder() {
     const char* const kHolders[] = {
@@ -85,23 +77,21 @@ class RandomSite {
 };
 
 TEST(ExpectedRecords, AreThoseOfEverySiteThatBuilds) {
-  const TestSite site;
   int built = 0;
   for (unsigned seed = 0; seed < 250 && !testing::Test::HasFailure(); ++seed) {
     RandomSite random(seed);
     SCOPED_TRACE(seed);
-    site.write("26.cdf", random.layout());
     if (buildCards(random.cards()) < 0) continue;  // Some layouts lose a bit of the number.
     ++built;
     EXPECT_EQ(objection(), "");
-    const AdminRun verified = runAdmin("verify --cards cards" + kPaths);
+    const AdminRun verified = runAdmin("verify --cards cards" + kSite);
     EXPECT_EQ(verified.output.substr(0, 9), "no faults") << verified.output;
 
     // A dump builds the same databases, or says that it does not.
     const bool isReordered = seed % 4 != 0 && random.change(), isProved = objection().empty();
     const std::string ident = contentOf("ident"), access = contentOf("access");
-    EXPECT_EQ(runAdmin("verify --cards cards" + kPaths).status, isProved || isReordered ? 0 : 2);
-    const AdminRun hidden = runAdmin("dump" + kPaths), dump = runAdmin("dump --with-pins" + kPaths);
+    EXPECT_EQ(runAdmin("verify --cards cards" + kSite).status, isProved || isReordered ? 0 : 2);
+    const AdminRun hidden = runAdmin("dump" + kSite), dump = runAdmin("dump --with-pins" + kSite);
     const bool isSame = buildCards(dump.output) == 0 && contentOf("ident") == ident &&
                         contentOf("access") == access;
     EXPECT_EQ(dump.status, isSame ? 0 : 1) << dump.output;
@@ -115,24 +105,21 @@ TEST(ExpectedRecords, AreThoseOfEverySiteThatBuilds) {
 
 TEST(ExpectedRecords, ProveEveryByte) {
   const TestSite site;
-  ASSERT_EQ(
-      buildCards("f 2 2\nc 2 7 4711 1 1 2 3 4 5 6 7 8 1 0 1 5 2024/01/01 0 2031/12/31 1:2:3 3 "
-                 "4 1\nn 0 1A2b3 0 2 1\np 1234 3 65535\no 0099 2\nd 2 9 2 100 4\n"),
-      0);
+  ASSERT_EQ(buildCards(kNewCards), 0);
   for (const char* const name : {"ident", "access", "cardsets"}) {
     const std::string good = contentOf(name);
     for (size_t i = 0; i < good.size(); ++i) {
       if (good[i] == ' ' || good[i] == '\n') continue;  // Blanks of the card sets file.
       std::string bad = good;
       bad[i] = static_cast<char>(bad[i] ^ 1);
-      put(name, bad);
+      replaceFile(name, bad);
       EXPECT_NE(objection(), "") << name << ' ' << i;
     }
     for (const std::string& bad : {good + good, good.substr(0, good.size() / 2)}) {
-      put(name, bad);
+      replaceFile(name, bad);
       EXPECT_NE(objection(), "") << name << ' ' << bad.size();
     }
-    put(name, good);
+    replaceFile(name, good);
     EXPECT_EQ(objection(), "");
   }
 }

@@ -7,7 +7,6 @@
 namespace badgemint::admin {
 namespace {
 
-const std::string kPaths = " --ident ident --access access --cardsets cardsets --formats formats";
 const std::string kNone = " 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0";
 const std::string kF = "f 1 1 A=21\nf 2 2\n", kC = "c 1 15890 12345678 1 1" + kNone + " 0\n",
                   kO = "o 0099 1\n", kN = "n 0 1A2b30 0 2 1" + kNone + " 0\n",
@@ -28,7 +27,7 @@ class VerifyTest : public testing::Test {
 
   // What is reported of the databases, without the last line.
   static std::string faults(const std::string& options = "") {
-    const AdminRun run = runAdmin("verify" + kPaths + ' ' + options);
+    const AdminRun run = runAdmin("verify" + kSite + ' ' + options);
     EXPECT_EQ(run.errors, "");
     const size_t last = run.output.rfind('\n', run.output.size() - 2) + 1;
     EXPECT_EQ(run.status, last == 0 ? 0 : 2);
@@ -82,7 +81,6 @@ TEST_F(VerifyTest, NamesTheRuleOfEachFault) {
       {"unique", [](auto& i, auto&) { i[1].uniqid = 3; }, "card has the unique ID of record 1"},
       {"unique", [](auto& i, auto&) { i[1].uniqid = 2; }, ""},
       {"holder", [](auto&, auto& a) { a[4].uniqid = 7; }, "176): holder 7 has no credential"},
-      {"holder", [](auto& i, auto&) { i[5].uniqid = 6; }, "holder 5 has no credential"},
       {"holder", [](auto&, auto& a) { a.pop_back(); }, "12 of card set 2 has no access record"},
       {"holder", [](auto&, auto& a) { a[5].uniqid = 4; }, "holder 4 already has record 3"},
       {"pair", [](auto& i, auto&) { i[0].deleted = 1; }, "beside a card has no card beside it"},
@@ -115,9 +113,6 @@ TEST_F(VerifyTest, ChecksFilesAsAWhole) {
   _site.folder.write("cardsets", "f 1 1 A 21\nf 2 2\nf 1 1 A 22\n");
   EXPECT_EQ(faults(), "cardsets:3: card set 1 is defined twice [card-sets]\n");
   const std::string ident = contentOf("ident"), access = contentOf("access");
-  _site.folder.write("ident", ident + 'x');
-  _site.folder.write("cardsets", "f 1 1 A 21\nf 2 2\n");
-  EXPECT_EQ(faults(), "ident: 1 bytes after the last whole record [size]\n");
   _site.folder.write("ident", access);
   _site.folder.write("access", ident);
   EXPECT_TRUE(faults().ends_with("--ident and --access are swapped [swapped]\n"));

@@ -29,13 +29,6 @@ bool strikesTransfer(std::string_view call, size_t& size) {
   return !isShort;
 }
 
-// A name in an open folder; without a name the file or folder itself. 0 when it is not there.
-uint64_t inodeOf(int folder, const std::string& name) {
-  struct stat status;
-  const int flags = AT_SYMLINK_NOFOLLOW | AT_EMPTY_PATH;
-  return __real_fstatat(folder, name.c_str(), &status, flags) == 0 ? status.st_ino : 0;
-}
-
 // A name that a call may have changed.
 struct Place {
   int folder;
@@ -59,6 +52,12 @@ Result recorded(Result result, std::initializer_list<Place> places) {
 }
 
 }  // namespace
+
+uint64_t badgemint::inodeOf(int folder, const std::string& name) {
+  struct stat status;
+  const int flags = AT_SYMLINK_NOFOLLOW | AT_EMPTY_PATH;
+  return __real_fstatat(folder, name.c_str(), &status, flags) == 0 ? status.st_ino : 0;
+}
 
 bool ArmedFault::countCall(std::string_view call) {
   const bool isMemory = call == "allocate" || call == "new";

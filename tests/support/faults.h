@@ -56,6 +56,9 @@ struct DiskChange {
   std::string content = {};    // and what it contains, if it is a file.
 };
 
+// A name in an open folder; without a name the file or folder itself. 0 when it is not there.
+uint64_t inodeOf(int folder, const std::string& name);
+
 // Records the changes while it lives; one at a time.
 struct DiskRecorder {
   DiskRecorder() { now = this; }
