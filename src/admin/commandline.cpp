@@ -167,9 +167,13 @@ class CommandLine {
     if (words.empty()) return;
     const std::string& word = words.front();
     const std::string option = word.substr(0, word.find('='));
-    if (&other != &app && std::ranges::count(optionsOf(other), option) > 0)
-      throw Failure(ExitStatus::kNotDone, "{} comes {} the verb {}", option,
-                    isBefore ? "after" : "before", chosen().get_name());
+    const bool isMisplaced = &other != &app && std::ranges::count(optionsOf(other), option) > 0;
+    if (isMisplaced && isBefore)
+      throw Failure(ExitStatus::kNotDone, "{0} comes after the verb: badgemint-admin {1} {0}",
+                    option, chosen().get_name());
+    if (isMisplaced)
+      throw Failure(ExitStatus::kNotDone, "{0} comes before the verb: badgemint-admin {0} DIR {1}",
+                    option, chosen().get_name());
     const std::string name = app.get_name(), verb = &app == &_app ? "" : ' ' + name;
     if (word.starts_with('-'))
       throw Failure(ExitStatus::kNotDone, "{} has no option {}{} (see badgemint-admin help{})",

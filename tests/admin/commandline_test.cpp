@@ -19,9 +19,9 @@ TEST(CommandLine, DoesWhatItIsAskedOrSaysWhyNot) {
       {"check --form x", 3, "check has no option --form; did you mean --formats? (see"},
       {"check --colour\x07", 3, "check has no option --colour\\x07 (see"},
       {"check one two", 3, "check: unexpected word one (see"},
-      {"--max-removed=0 build", 3, "--max-removed comes after the verb build"},
+      {"--max-removed=0 build", 3, "after the verb: badgemint-admin build --max-removed"},
       {"-V", 3, "badgemint-admin has no option -V (see"},
-      {"check -C .", 3, "-C comes before the verb check"},
+      {"check -C .", 3, "before the verb: badgemint-admin -C DIR check"},
       {"build --level many", 3, "--level: \"many\" is not a number"},
       {"check --cards a --cards b", 3, "--cards: too few or too many values"},
       {"-C \"\" check", 3, "the value is empty"},  // As an unset variable gives it.

@@ -19,11 +19,6 @@ int64_t storedValue(int64_t value, int64_t most) {
   return static_cast<int32_t>(low);
 }
 
-// Nothing of a word that is not shown: it may be a PIN.
-std::string readAs(std::string_view shownWord, int64_t stored) {
-  return shownWord.starts_with('"') ? fmt::format(": it is read as {}", stored) : "";
-}
-
 class BlockLine : FieldsCheck {
  public:
   BlockLine(CardsCheck& check, CheckedLine& line)
@@ -111,6 +106,10 @@ class BlockLine : FieldsCheck {
 };
 
 }  // namespace
+
+std::string readAs(std::string_view shownWord, int64_t stored) {
+  return shownWord.starts_with('"') ? fmt::format(": it is read as {}", stored) : "";
+}
 
 bool Subject::hasNumber() const {
   const char* const digits = isHex ? "0123456789ABCDEFabcdef" : "0123456789";

@@ -23,9 +23,14 @@ constexpr char kCsvText[] =
     "every line has commas or semicolons between its words: a CSV file? examples/csv-to-cards "
     "makes a cards file from it";
 
+bool isIgnored(const char* line) {
+  return isBlank(line) || *line == kCommentLine;
+}
+
 // What an editor does not show in a line and a build reads otherwise.
 std::optional<OddText> findOdd(LineReader& input) {
   const std::string_view raw(input.line(), input.length());
+  if (input.bytesBefore() > 0 && !isIgnored(input.line())) return OddText{0, kLongLineText};
   if (auto odd = findOddText(input, raw[0] == kFieldsLine); odd || raw[0] != kMultiCardsLine)
     return odd;
   if (std::strcspn(input.line(), kBlockDelimiters) > 1)
@@ -76,10 +81,6 @@ int32_t checkByType(CardsCheck& check, CheckedLine& line) {
   if (*line.text == kMultiCardsLine) return checkBlockLine(check, line);
   const bool isHolder = !lineFields(*line.text).empty();
   return isHolder ? checkHolderLine(check, line) : reportLineType(check, line);
-}
-
-bool isIgnored(const char* line) {
-  return isBlank(line) || *line == kCommentLine;
 }
 
 void checkLine(CardsCheck& check, LineReader& input) {

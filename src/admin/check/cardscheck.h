@@ -142,6 +142,10 @@ struct CardsCheck {
   const CheckedFormat* formatOf(int32_t csid) const;
 };
 
+// What becomes of a word that is not a number of its field, as shown() shows it; empty for one that
+// is not shown, since it may be a PIN.
+std::string readAs(std::string_view shownWord, int64_t stored);
+
 inline constexpr char kBlockDelimiters[] = " \n\r";  // What separates the words of a 'd' line.
 
 // The words of a 'c', 'n', 'p', 'o' or 'd' line as its fields, and what the checks of these lines

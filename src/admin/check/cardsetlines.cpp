@@ -93,8 +93,9 @@ class FieldsLine {
       warn(letter, "{} sets field {:c}: the name of a field is one letter", shownName(letter),
            *letter);
     else if (!isNumber(value))
-      warn(value, "value {} of field {:c} is not a number: only its first digits are read",
-           shown(value, valueField(field, format)), *letter);
+      warn(value, "value {} of field {:c} is not a number{}",
+           shown(value, valueField(field, format)), *letter,
+           readAs(shown(value, valueField(field, format)), textToInt32(value)));
     else if (_given[static_cast<size_t>(field)])
       warn(letter, "field {:c} is given twice, and the last value counts", *letter);
     else if (format != nullptr && field == format->cardNumberField())

@@ -32,7 +32,16 @@ constexpr size_t kMasks = 2 + kParityMaskCount;
 constexpr size_t kPositionsPerLine = 48;
 constexpr size_t kDefinitionRecord = 5;
 constexpr size_t kFirstMaskRecord = 6;
-constexpr std::string_view kCdf = "CDF", kVff = "VFF";
+constexpr std::string_view kCdf = "CDF", kEff = "EFF", kVff = "VFF";
+
+// What a file of the kind consists of.
+std::string_view sizeText(std::string_view kind) {
+  if (kind == kCdf) return "a CDF file has 30, 40 or 50 lines, empty ones included";
+  if (kind == kVff) return "a VFF file has 17 records of 144 characters, and no \"^\"";
+  return "an EFF file has 30, 40 or 50 lines of at most 100 characters, with \"~\" at the end of "
+         "each, "
+         "and no \"^\"";
+}
 
 // Where a number is expected. What follows it is ignored.
 std::string_view firstWord(std::string_view text) {
@@ -63,7 +72,7 @@ class FormatFileCheck {
     else if (_misread)
       reportMisread(result);
     else
-      result < 0 ? reportError(result) : checkContents();
+      result < 0 ? reportErrors(result) : checkContents();
   }
 
  private:
@@ -105,7 +114,7 @@ class FormatFileCheck {
   bool readLines(LineReader& reader) {
     FormatLine line{};
     while (_lines.size() < (_isVff ? 17 : 50) &&
-           _format.readFormatLine(reader, line, false) == kSuccess) {
+           (_end = _format.readFormatLine(reader, line, false)) == kSuccess) {
       if (_isText && !_misread) findMisread(reader);
       std::string raw(line.begin(), line.end());
       if (_isText) raw = {reader.line(), reader.length()};
@@ -131,17 +140,25 @@ class FormatFileCheck {
   }
 
   // Why the file did not load.
-  void reportError(int32_t result) {
-    if (result == kBadCardNumberField)
+  void reportErrors(int32_t result) {
+    const bool isFieldWrong = result == kBadCardNumberField;
+    if (isFieldWrong)
       fail(placeOf(kCardNumberFieldLine, 0), result, "card number field {} is not A to H",
            shownLetters(_lines[kCardNumberFieldLine].text.substr(0, 1)));
-    else if (_isVff && _lines.size() == 17)
+    const bool isHeadWrong = _isVff && _lines.size() > kDefinitionRecord && !hasValidHead();
+    if (isHeadWrong)
       fail(placeOf(kDefinitionRecord, 0), result,
            "the number of bits is not 0 to 144, or the card number field not 1 to 8");
-    else
-      fail(placeOf(_lines.size()), result,
-           "the format ends here; CDF and EFF files have 30, 40 or 50 lines of at most 100 "
-           "characters, VFF files 17 records; \"^\" ends an EFF or VFF file");
+    const bool isComplete = _end >= 0 || _lines.size() == 30 || _lines.size() == 40;
+    if (!isComplete || !(isFieldWrong || isHeadWrong))
+      fail(placeOf(_lines.size()), _end < 0 ? _end : result, "the format ends here; {}",
+           sizeText(kindName(_format)));
+  }
+
+  bool hasValidHead() const {
+    FieldScanner scanner(_lines[kDefinitionRecord].text.c_str());
+    const int32_t bits = scanner.nextInt(), field = scanner.nextInt();
+    return bits >= 0 && bits <= BitPattern::kPositions && field >= 1 && field <= kFieldCount;
   }
 
   // Of a file that loaded.
@@ -280,6 +297,7 @@ class FormatFileCheck {
   Findings& _findings;
   std::vector<Line> _lines;
   std::optional<Misread> _misread;
+  int32_t _end = kSuccess;  // The result of reading after the last of the lines.
   bool _hasNewline = true;
 };
 
@@ -287,7 +305,7 @@ class FormatFileCheck {
 
 std::string_view kindName(const CardFormat& format) {
   if (dynamic_cast<const VffCardFormat*>(&format) != nullptr) return kVff;
-  return dynamic_cast<const EffCardFormat*>(&format) != nullptr ? "EFF" : kCdf;
+  return dynamic_cast<const EffCardFormat*>(&format) != nullptr ? kEff : kCdf;
 }
 
 void checkFormatFile(CardFormat& format, const std::string& path, int file, CheckedFormat& entry,

@@ -82,8 +82,9 @@ Replacement::Replacement(const PartPaths& targets, bool keep, bool mayFinish)
   for (File& file : _files) {
     file.found = _folder.look(file.name);
     if (file.found && !S_ISREG(file.found->st_mode))
-      throw Failure(ExitStatus::kRefused, "{} is a link or not a file; it cannot be replaced",
-                    _folder.pathOf(file.name));
+      throw Failure(ExitStatus::kRefused, "{} is a link or not a file; {}",
+                    _folder.pathOf(file.name),
+                    file.mode ? "it cannot be replaced" : "the old file cannot be kept");
   }
 }
 
@@ -186,13 +187,13 @@ void Replacement::prepare(const File& file) const {
   if (file.found) _folder.linkTo(file.name, *_private, file.before);
   const auto before = _private->look(file.before);
   const bool isLinked = !file.found || isSameFile(*file.found, before.value());
-  if (file.mode == 0) return;
+  if (!file.mode) return;
   const std::string path = _private->pathOf(file.after);
   const Descriptor fresh = _private->openFile(file.after, O_RDONLY);
   if (file.found)
     copyOwnerAndMode(*file.found, fresh, path);
   else
-    throwErrnoUnless(fchmod(fresh.number(), file.mode) == 0, path);
+    throwErrnoUnless(fchmod(fresh.number(), *file.mode) == 0, path);
   throwErrnoUnless(fsync(fresh.number()) == 0, path);
   requireKnown(file, isLinked);
 }
@@ -228,7 +229,8 @@ Replacement::Files Replacement::readJournal() const {
   std::getline(text, head);
   for (std::string& target : targets) std::getline(text, target);
   std::getline(text, keeps);
-  Files files = filesOf(targets, keeps == kJournalKeeps);
+  const bool hasNames = std::ranges::none_of(targets, &std::string::empty);
+  Files files = hasNames ? filesOf(targets, keeps == kJournalKeeps) : Files(kSiteParts);
   if (journalOf(files) != journal) throw Failure(ExitStatus::kRefused, "its journal is invalid");
   return files;
 }

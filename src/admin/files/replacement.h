@@ -79,7 +79,7 @@ class Replacement {
   // beforehand: undoing a replacement needs no memory.
   struct File {
     std::string name, before, after;
-    mode_t mode = 0;                        // Of a new file that replaces none.
+    std::optional<mode_t> mode = {};        // Of a new file that replaces none; not of a kept one.
     std::optional<struct stat> found = {};  // What had the name when the build began.
   };
   // The targets in the order of SitePart, then the names for old files, if they are kept.

@@ -152,7 +152,10 @@ class ChangePrinter {
     if (change.kind() != kChanged) return;
     const char* separator = ": ";
     for (const auto& [name, before, now, isNumber] : differencesOf(change, _form.withPins))
-      add("{}{}: {} -> {}", std::exchange(separator, ", "), name, before, now);
+      if (before != now)
+        add("{}{}: {} -> {}", std::exchange(separator, ", "), name, before, now);
+      else  // A PIN that is not shown.
+        add("{}{}", std::exchange(separator, ", "), name);
   }
 
   void addText(const CredentialChange& change) {
@@ -233,9 +236,14 @@ Changes compare(const Databases& before, const Databases& now) {
     if (!std::ranges::equal(old, fresh)) changes.holders.push_back({old, fresh});
   });
   changes.credentials = differences(before.idents, now.idents);
-  joinPairs(changes.credentials, [](const auto& change) {  // Two words are compared sooner.
-    return std::optional(std::bit_cast<PatternWords>(change.record().cardnumber));
+  const auto keyOf = [](const CredentialChange& change) {  // Two words are compared sooner.
+    return std::bit_cast<PatternWords>(change.record().cardnumber);
+  };
+  joinPairs(changes.credentials, [keyOf](const auto& change) {
+    return std::optional(std::pair(change.uniqid(), keyOf(change)));
   });
+  joinPairs(changes.credentials,
+            [keyOf](const auto& change) { return std::optional(keyOf(change)); });
   joinPairs(changes.credentials, [](const auto& change) {  // A holder's PIN, whatever its digits.
     const auto& [key, uniqid, code, deleted] = change.record();
     return isPinEntry(change.record()) ? std::optional(std::pair(uniqid, code)) : std::nullopt;

@@ -100,12 +100,15 @@ void printCounts(const Changes& changes, bool asJson, Console& console) {
 ExitStatus diff(const DiffOptions& options, Console& console) {
   const auto [oldSide, newSide] = sidesOf(options);
   std::optional<Site> before, now;
-  // A build that keeps files replaces both sides.
-  readOneState(std::vector{oldSide.ident, oldSide.access, newSide.ident, newSide.access},
-               [&, &oldSide = oldSide, &newSide = newSide] {
-                 open(before, oldSide);
-                 open(now, newSide);
-               });
+  const auto openBoth = [&, &oldSide = oldSide, &newSide = newSide] {
+    open(before, oldSide);
+    open(now, newSide);
+  };
+  if (options.kept)  // A build replaces both sides.
+    readOneState(std::vector{oldSide.ident, oldSide.access, newSide.ident, newSide.access},
+                 openBoth);
+  else
+    openBoth();
   Changes changes = compare(before->databases(), now->databases());
   if (changes.empty() && !options.counts) return ExitStatus::kAllWell;
   std::set<std::string> problems(before->problems().begin(), before->problems().end());
