@@ -7,8 +7,8 @@
 #include <limits>
 #include <system_error>
 
-#include "admin/check/formatscheck.h"
 #include "admin/check/oddtext.h"
+#include "admin/check/sitecheck.h"
 #include "admin/files/folder.h"
 #include "formats/CdfCardFormat.h"
 #include "formats/EffCardFormat.h"

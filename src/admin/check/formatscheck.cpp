@@ -1,4 +1,4 @@
-#include "admin/check/formatscheck.h"
+#include "admin/check/sitecheck.h"
 
 #include <sys/stat.h>
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "admin/check/formatscheck.h"
+#include "admin/check/sitecheck.h"
 #include "formats/bitlayout.h"
 #include "support/textutil.h"
 

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "admin/check/formatscheck.h"
+#include "admin/check/sitecheck.h"
 #include "admin/console.h"
 #include "admin/files/folder.h"
 #include "admin/records/databases.h"

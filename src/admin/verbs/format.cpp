@@ -10,7 +10,6 @@
 #include <memory>
 
 #include "admin/bits/cards.h"
-#include "admin/check/formatscheck.h"
 #include "admin/check/sitecheck.h"
 #include "admin/files/folder.h"
 #include "admin/records/wording.h"

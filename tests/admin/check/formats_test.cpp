@@ -2,7 +2,7 @@
 // has to find is "line:column" of each finding, all of the rule that the test is named after.
 #include <map>
 
-#include "admin/check/formatscheck.h"
+#include "admin/check/sitecheck.h"
 #include "admin/console.h"
 #include "formats/formatfile.h"
 
