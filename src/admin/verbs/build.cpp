@@ -1,6 +1,5 @@
 // The verb `build`: replaces a site's databases by proved ones, or leaves them as they are.
 #include <fcntl.h>
-#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -282,11 +281,11 @@ class Build {
       for (const std::string_view loss : losses) ++counts[loss];
     });
     if (limit.allows(losers, holders)) return;
-    std::vector<std::string> texts;
-    for (const auto& [loss, count] : counts) texts.push_back(fmt::format("{} {}", count, loss));
+    std::string texts;
+    for (const auto& [loss, count] : counts) texts += fmt::format(", {} {}", count, loss);
     throw Failure(ExitStatus::kRefused,
                   "{} of {} holders would lose something ({}), and --max-removed is {}", losers,
-                  holders, fmt::join(texts, ", "), _options.maxRemoved);
+                  holders, texts.erase(0, 2), _options.maxRemoved);
   }
 
   std::string summaryOf(const Changes& changes, bool isUnchanged) const {
