@@ -203,8 +203,8 @@ bool FieldsCheck::reportEncoding(const CheckedLine& line, const int64_t* number)
   const CheckedFormat* const listed = _check.formatOf(csid());
   const Place place = line.at(_words[1]);
   if (listed != nullptr && listed->format != nullptr) {
-    const SitePattern site = listed->format->encodeSite(set->fldvalues);
     if (number == nullptr) return false;
+    const SitePattern site = listed->format->encodeSite(set->fldvalues);
     const int64_t decoded =
         listed->format->decodeCardNumber(listed->format->encodeNumber(site, *number));
     if (decoded == *number) return false;

@@ -40,10 +40,6 @@ CardEncoder encoderOfSet(std::string_view set, const cardsets& sets,
   return {listed->format, listed->format->encodeSite(record->fldvalues)};
 }
 
-CardPattern keyOfCard(std::string_view set, std::string_view number, const Site& site) {
-  return encodeWord(encoderOfSet(set, site.sets(), site.formats()), number).pattern;
-}
-
 uint32_t parseHolder(const std::string& word) {
   const auto uniqid = numberOf(word);
   if (!uniqid)
@@ -65,7 +61,8 @@ CardPattern parseCard(const std::string& word, const Site& site) {
   if (colon == std::string::npos)
     throw Failure(ExitStatus::kNotDone, "{} is not a card; write card set and number as in 1:15890",
                   inQuotes(word));
-  return keyOfCard(word.substr(0, colon), word.substr(colon + 1), site);
+  const CardEncoder encoder = encoderOfSet(word.substr(0, colon), site.sets(), site.formats());
+  return encodeWord(encoder, word.substr(colon + 1)).pattern;
 }
 
 uint32_t parseTimeOrNow(const char* option, const std::string& word) {

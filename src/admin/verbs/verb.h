@@ -80,11 +80,8 @@ std::optional<uint32_t> numberOf(std::string_view word);
 CardEncoder encoderOfSet(std::string_view set, const cardsets& sets,
                          const std::vector<CheckedFormat>& formats);
 
-// The key of a card of a site. Throws Failure (refused) when there is no such card.
-CardPattern keyOfCard(std::string_view set, std::string_view number, const Site& site);
-
-// The same for whole words of the command line. Throw Failure: not done for a word that cannot be
-// one, refused as keyOfCard does.
+// Words of the command line. Throw Failure: not done for a word that cannot be one, refused for a
+// card that the site does not have.
 uint32_t parseHolder(const std::string& word);
 CardPattern parseKey(const std::string& word);
 // "1:15890".
