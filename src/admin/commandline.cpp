@@ -19,13 +19,8 @@ namespace badgemint::admin {
 
 namespace {
 
-struct VerbEntry {
-  const char* name;
-  Run (*add)(Options options);
-};
-
 // In the order of help: what most people need first.
-constexpr VerbEntry kVerbs[] = {
+constexpr std::pair<const char*, Run (*)(Options)> kVerbs[] = {
     {"check", addCheck},     {"build", addBuild},   {"show", addShow},     {"list", addList},
     {"why", addWhy},         {"verify", addVerify}, {"diff", addDiff},     {"dump", addDump},
     {"pattern", addPattern}, {"decode", addDecode}, {"format", addFormat},
@@ -305,11 +300,6 @@ void Options::needs(CLI::Option* option, CLI::Option* other) {
 
 bool Options::isGiven(const CLI::Option* option) {
   return option->count() > 0;
-}
-
-void Options::cardsAndFormats(SitePaths& paths) {
-  file("--cards", paths.cards, "The cards file");
-  file("--formats", paths.formats, "The formats file");
 }
 
 void Options::databases(SitePaths& paths) {

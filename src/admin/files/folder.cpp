@@ -173,16 +173,13 @@ NewFile::NewFile(const std::string& path, bool mayReplace)
     : _folder(Folder::open(splitPath(path).folder)),
       _name(splitPath(path).name),
       _unfinishedName(_name + ".new"),
-      _mayReplace(mayReplace),
-      _file(create()) {}
-
-Descriptor NewFile::create() const {
+      _mayReplace(mayReplace) {
   checkTarget();
   if (_folder.look(_unfinishedName))
     throw Failure(ExitStatus::kRefused,
                   "{} is there: another run writes it, or was killed and left it; remove it then",
                   _folder.pathOf(_unfinishedName));
-  return _folder.openFile(_unfinishedName, O_WRONLY | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR);
+  _file.emplace(_folder.openFile(_unfinishedName, O_WRONLY | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR));
 }
 
 NewFile::~NewFile() {
@@ -199,7 +196,7 @@ void NewFile::checkTarget() const {
 }
 
 bool NewFile::finish() {
-  throwErrnoUnless(fsync(_file.number()) == 0, _folder.pathOf(_name));
+  throwErrnoUnless(fsync(_file->number()) == 0, _folder.pathOf(_name));
   checkTarget();
   if (_mayReplace)
     _folder.moveTo(_unfinishedName, _folder, _name);

@@ -147,7 +147,7 @@ class NewFile {
   NewFile(const NewFile&) = delete;
   NewFile& operator=(const NewFile&) = delete;
 
-  void write(std::string_view text) { writeAll(_file, text, _folder.pathOf(_name)); }
+  void write(std::string_view text) { writeAll(*_file, text, _folder.pathOf(_name)); }
   // Writes through to the disk and gives the file its name. Throws when there is a file of this
   // name meanwhile that must not be replaced. False, with errno set, when
   // the file is in place but its name may be lost in a power cut.
@@ -155,12 +155,11 @@ class NewFile {
 
  private:
   void checkTarget() const;
-  Descriptor create() const;
 
   const Folder _folder;
   const std::string _name, _unfinishedName;
   const bool _mayReplace;
-  const Descriptor _file;
+  std::optional<Descriptor> _file;
   bool _isFinished = false;
 };
 

@@ -31,7 +31,8 @@ Run addCheck(Options options) {
   const auto given = std::make_shared<CheckOptions>();
   options.describe("Name everything that is wrong or dangerous in a site's files",
                    "badgemint-admin check --strict");
-  options.cardsAndFormats(given->site);
+  options.file("--cards", given->site.cards, "The cards file");
+  options.file("--formats", given->site.formats, "The formats file");
   options.file("--levels", given->levels, "Check access levels against this file");
   options.flag("--strict", given->strict, "Warnings count as errors for the exit status");
   options.flag("--all", given->all, "Print more than 100 findings of one kind");

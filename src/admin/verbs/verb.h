@@ -58,7 +58,6 @@ class Options {
   static bool isGiven(const CLI::Option* option);
 
   // The files of a site that several verbs share.
-  void cardsAndFormats(SitePaths& paths);
   void databases(SitePaths& paths);
   void formatsAndCardSets(SitePaths& paths);
 
