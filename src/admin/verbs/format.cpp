@@ -25,8 +25,8 @@ struct FormatOptions {
   std::string svg;  // The picture to write; empty for none.
 };
 
-// A line of a drawing. In a picture each character whose bit comes from somewhere is coloured: a
-// letter names a field, 'P' is parity, '0' and '1' are fixed bits, a blank is none of them.
+// A line of a drawing. In a picture each character but '.' whose bit comes from somewhere is
+// coloured: a letter names a field, 'P' is parity, '0' and '1' are fixed bits.
 struct DrawnLine {
   std::string text;
   std::string sources{};  // One for each of the first characters.
@@ -78,13 +78,9 @@ void drawBits(const std::string& sources,
     }
     drawing.push_back({std::string(10, ' ') + tens.substr(0, tens.find_last_not_of(' ') + 1)});
     drawing.push_back({fmt::format("{:<10}{}", "bit", units)});
-    for (const auto& [name, bits] : rows) {
-      DrawnLine line{fmt::format("{:<10}{}", name, bits.substr(from, kBitsPerLine)),
-                     std::string(10, ' ') + sources.substr(from, kBitsPerLine)};
-      for (size_t i = 10; i < line.text.size(); ++i)
-        if (line.text[i] == CardLayout::kNoPosition) line.sources[i] = ' ';
-      drawing.push_back(std::move(line));
-    }
+    for (const auto& [name, bits] : rows)
+      drawing.push_back({fmt::format("{:<10}{}", name, bits.substr(from, kBitsPerLine)),
+                         std::string(10, ' ') + sources.substr(from, kBitsPerLine)});
   }
 }
 
@@ -137,7 +133,7 @@ std::string svgOf(const Drawing& drawing) {
   size_t y = kMargin, width = 0;
   for (const auto& [text, sources] : drawing) {
     for (size_t i = 0; i < sources.size(); ++i)
-      if (sources[i] != ' ' && sources[i] != CardLayout::kNoPosition)
+      if (sources[i] != ' ' && sources[i] != '.' && text[i] != '.')
         body += fmt::format(
             "<rect x=\"{}\" y=\"{}\" width=\"{}\" height=\"{}\" fill=\"{}\" "
             "stroke=\"#52525b\" stroke-width=\"0.5\"/>\n",
@@ -175,7 +171,9 @@ ExitStatus show(const std::string& path, const FormatOptions& options, Console& 
   }
   CardFormatSet formats;
   Findings findings(true);
-  const CardFormat* const format = checkFormatAlone(path, formats, findings);
+  CheckedFormat checked;
+  checkFormatFile(path, checked, formats, findings);
+  const CardFormat* const format = checked.format;
   Drawing drawing = {{fmt::format("{}: {}", printable(path),
                                   format != nullptr ? kindName(*format) : "does not load")}};
   if (format != nullptr) draw(*format, drawing);

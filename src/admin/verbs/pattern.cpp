@@ -75,16 +75,17 @@ Cards cardsOfSet(const PatternOptions& options, std::optional<Site>& site, Conso
 
 Cards cardsOfFile(const PatternOptions& options, CardFormatSet& formats, Console& console) {
   Findings findings, ofValues;
-  const CardFormat* const format = checkFormatAlone(options.format, formats, findings);
-  if (format == nullptr) {
+  CheckedFormat checked;
+  checkFormatFile(options.format, checked, formats, findings);
+  if (checked.format == nullptr) {
     const Finding error = findings.sorted().front();
     throw Failure(ExitStatus::kNotDone, "{}: {}", findings.placeText(error.place), error.text);
   }
-  const auto values = readSiteValues(options.values, *format, ofValues);
+  const auto values = readSiteValues(options.values, *checked.format, ofValues);
   if (!values)
     throw Failure(ExitStatus::kRefused, "--set is refused: {}", ofValues.sorted().front().text);
   for (const Finding& finding : ofValues.sorted()) console.report("{}", finding.text);
-  return {{format, format->encodeSite(*values)}, printable(options.format)};
+  return {{checked.format, checked.format->encodeSite(*values)}, printable(options.format)};
 }
 
 // Prints the cards of these numbers, and reports words that are none. Returns whether all are.
@@ -93,10 +94,10 @@ bool printCards(std::span<const std::string> numbers, const Cards& cards, Consol
   bool areAll = true;
   const char* separator = "";
   for (const std::string& word : numbers) try {
-      const NumberedCard card = encodeWord(cards.encoder, word);
+      const CardPattern card = encodeWord(cards.encoder, word);
       console.print("{}card  {}   {}   {} bits\nmask  {}\nbits  {}\nkey   {}\n",
-                    std::exchange(separator, "\n"), card.number, cards.name, layout.count(),
-                    layout.mergedRow(), layout.bitsOf(card.pattern), keyText(card.pattern));
+                    std::exchange(separator, "\n"), cards.encoder.decode(card), cards.name,
+                    layout.count(), layout.mergedRow(), layout.bitsOf(card), keyText(card));
     } catch (const Failure& failure) {
       console.report("{}", failure.what());
       areAll = false;
