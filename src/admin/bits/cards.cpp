@@ -65,13 +65,41 @@ std::string CardLayout::rowOf(const BitMask& mask) const {
 // for no mask before it.
 bool CardLayout::hasRightParity(size_t parityBit, const std::string& card,
                                 const std::string& encoded) const {
-  const int32_t mask = parityMaskOf(parityBit);
+  const int32_t mask = parityMaskAt(positionOf(parityBit));
   const std::string row = rowOf(_masks.parity[static_cast<size_t>(mask)]);
   bool isRight = card[parityBit] == encoded[parityBit];
   for (size_t bit = 0; bit < row.size(); ++bit)
-    if (row[bit] == 'X' && parityMaskOf(bit) < mask && card[bit] != encoded[bit])
+    if (row[bit] == 'X' && parityMaskAt(positionOf(bit)) < mask && card[bit] != encoded[bit])
       isRight = !isRight;
   return isRight;
+}
+
+// A card with other fixed bits, as of another site, is not also wrong in parity.
+std::vector<std::string> CardLayout::faultsOf(const CardPattern& card,
+                                              const CardPattern& encoded) const {
+  const std::string actual = bitsOf(card), expected = bitsOf(encoded);
+  std::vector<std::string> faults;
+  std::string fields;  // That are reported.
+  for (size_t bit = 0, length = 1; bit < count(); bit += length) {
+    const char source = _sources[bit];
+    const size_t end = std::min(_sources.find_first_not_of("01", bit), count());
+    length = std::max(end - bit, size_t{1});
+    const std::string found = actual.substr(bit, length), right = expected.substr(bit, length);
+    if (const int32_t mask = parityMaskAt(positionOf(bit)); mask >= 0) {
+      if (!hasRightParity(bit, actual, expected))
+        faults.push_back(fmt::format("parity mask {} wrong at position {}", mask + 1, bit));
+    } else if (found == right || fields.find(source) != std::string::npos) {
+      continue;
+    } else if (end > bit) {
+      faults.push_back(fmt::format("fixed bits from {} are {}, not {}", bit, found, right));
+    } else if (source == 'P' || source == kNoPosition) {
+      faults.push_back(fmt::format("bit {} is 1, but 0 on every card", bit));
+    } else {
+      fields += source;
+      faults.push_back(fmt::format("field {} has bits that no value has", source));
+    }
+  }
+  return faults;
 }
 
 std::string siteValuesText(const CardFormat& format, const CardFormat::FieldValues& values) {
@@ -95,54 +123,6 @@ CardPattern encodeWord(const CardEncoder& encoder, std::string_view word) {
                 "card number {} does not fit field {} of {} bits: it would be read as card {}",
                 word, encoder.format->masks().letters[static_cast<size_t>(field)],
                 encoder.format->fieldBitCount(field), encoder.decode(card));
-}
-
-namespace {
-
-// What is wrong in a card beside what its format makes of the same values, from the first bit to
-// the last. A card with other fixed bits, as of another site, is not also wrong in parity.
-std::vector<std::string> faultsOf(const CardLayout& layout, const CardPattern& card,
-                                  const CardPattern& encoded) {
-  const std::string &sources = layout.mergedRow(), actual = layout.bitsOf(card);
-  const std::string expected = layout.bitsOf(encoded);
-  std::vector<std::string> faults;
-  std::string fields;  // That are reported.
-  for (size_t bit = 0, length = 1; bit < sources.size(); bit += length) {
-    const char source = sources[bit];
-    const size_t end = std::min(sources.find_first_not_of("01", bit), sources.size());
-    length = std::max(end - bit, size_t{1});
-    const std::string found = actual.substr(bit, length), right = expected.substr(bit, length);
-    if (const int32_t mask = layout.parityMaskOf(bit); mask >= 0) {
-      if (!layout.hasRightParity(bit, actual, expected))
-        faults.push_back(fmt::format("parity mask {} wrong at position {}", mask + 1, bit));
-    } else if (found == right || fields.find(source) != std::string::npos) {
-      continue;
-    } else if (end > bit) {
-      faults.push_back(fmt::format("fixed bits from {} are {}, not {}", bit, found, right));
-    } else if (source == 'P' || source == CardLayout::kNoPosition) {
-      faults.push_back(fmt::format("bit {} is 1, but 0 on every card", bit));
-    } else {
-      fields += source;
-      faults.push_back(fmt::format("field {} has bits that no value has", source));
-    }
-  }
-  return faults;
-}
-
-}  // namespace
-
-std::optional<DecodedCard> decodeCard(const CardFormat& format, const CardPattern& card) {
-  const CardLayout layout(format);
-  if (layout.patternOf(layout.bitsOf(card)) != card) return std::nullopt;
-  DecodedCard decoded;
-  for (int32_t field = 0; int64_t & value : decoded.values)
-    static_cast<void>(format.decodeField(card, field++, value));
-  decoded.number = format.decodeCardNumber(card);
-  decoded.encoded = format.encodeNumber(format.encodeSite(decoded.values), decoded.number);
-  decoded.faults = faultsOf(layout, card, decoded.encoded);
-  if (decoded.number < 0)
-    decoded.faults.push_back(fmt::format("the number is beyond {}", INT64_MAX));
-  return decoded;
 }
 
 }  // namespace badgemint::admin

@@ -1,11 +1,10 @@
-// The bits of a format's cards in the order in which a reader sends them, card numbers to bits and
-// back, with the reasons why a word is not a card number or a pattern not a card of a format.
+// The bits of a format's cards in the order in which a reader sends them, and card numbers to bits,
+// with the reasons why a word is not a card number or a pattern not a card of a format.
 #ifndef BADGEMINT_ADMIN_BITS_CARDS_H
 #define BADGEMINT_ADMIN_BITS_CARDS_H
 
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -40,11 +39,9 @@ class CardLayout {
   // for parity, '0' or '1' where it is fixed.
   const std::string& mergedRow() const { return _sources; }
 
-  // The parity mask that sets a bit, the last one if there are several; -1 for none.
-  int32_t parityMaskOf(size_t bit) const { return parityMaskAt(positionOf(bit)); }
-  // Whether a bit that a parity mask sets is right for the bits that the mask covers. `encoded` has
-  // the bits of any card of the format.
-  bool hasRightParity(size_t parityBit, const std::string& card, const std::string& encoded) const;
+  // What is wrong in a card beside what the format makes of the same values, from the first bit to
+  // the last, in plain words.
+  std::vector<std::string> faultsOf(const CardPattern& card, const CardPattern& encoded) const;
 
  private:
   // In the masks; negative before their begin.
@@ -52,7 +49,11 @@ class CardLayout {
     return _format.lastUsedBit() + 1 - static_cast<int32_t>(count() - bit);
   }
   char sourceOf(int32_t position) const;
+  // The parity mask that sets a position, the last one if there are several; -1 for none.
   int32_t parityMaskAt(int32_t position) const;
+  // Whether a bit that a parity mask sets is right for the bits that the mask covers. `encoded` has
+  // the bits of any card of the format.
+  bool hasRightParity(size_t parityBit, const std::string& card, const std::string& encoded) const;
 
   const CardFormat& _format;
   const LayoutMasks _masks;
@@ -66,17 +67,6 @@ std::string siteValuesText(const CardFormat& format, const CardFormat::FieldValu
 // The card of this number. Throws Failure (refused) with the reason when there is none: the word is
 // not a card number, or does not fit its field.
 CardPattern encodeWord(const CardEncoder& encoder, std::string_view word);
-
-// A pattern as one format decodes it.
-struct DecodedCard {
-  int64_t number = 0;
-  CardFormat::FieldValues values{};  // Of the other fields.
-  CardPattern encoded{};             // What the format makes of these.
-  std::vector<std::string> faults;   // In plain words; none for a card of the format.
-};
-
-// None when bits are set outside the cards of the format.
-std::optional<DecodedCard> decodeCard(const CardFormat& format, const CardPattern& card);
 
 }  // namespace badgemint::admin
 

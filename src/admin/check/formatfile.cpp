@@ -149,7 +149,11 @@ class FormatFileCheck {
     const bool isCountValid = _isVff || checkParityCount();
     const bool areWidthsMeant =
         (_isVff || checkMaskLines()) && checkMasks(_format, _file, isCountValid, _findings);
-    if (areWidthsMeant) checkCardNumberField();
+    const int32_t number = _format.cardNumberField();
+    if (areWidthsMeant && _format.fieldBitCount(number) == 0)
+      _findings.warn(_isVff ? placeOf(kFirstMaskRecord) : placeOf(kCardNumberFieldLine, 1), "field",
+                     "no \"{}\" in the output mask: the card number has no bits",
+                     _format.masks().letters[static_cast<size_t>(number)]);
     for (size_t field = 0; field < kFieldCount; ++field) checkField(field, areWidthsMeant);
   }
 
@@ -183,14 +187,6 @@ class FormatFileCheck {
       _findings.warn(placeOf(line, hidden->offset + 1), "text",
                      "{}: cards may get other bits than the line shows", hidden->effect);
     return hidden.has_value();
-  }
-
-  void checkCardNumberField() {
-    const int32_t field = _format.cardNumberField();
-    if (_format.fieldBitCount(field) > 0) return;
-    _findings.warn(_isVff ? placeOf(kFirstMaskRecord) : placeOf(kCardNumberFieldLine, 1), "field",
-                   "no \"{}\" in the output mask: the card number has no bits",
-                   _format.masks().letters[static_cast<size_t>(field)]);
   }
 
   // Takes the line apart.

@@ -81,21 +81,17 @@ class FormatsCheck {
   }
 
   // False, with an error, when a build cannot load such a file: it may be a cards file, and the
-  // word a PIN.
+  // word a PIN, which is not shown.
   bool addEntry(const Tokenizer& words, FormatsEntry& read, bool isMark) {
     cutToBaseName(read.fileName);
-    const char* const name = read.fileName.data();
     const Place line = {_file, _reader.lineNumber()};
-    CheckedFormat& entry = _checked.formats.emplace_back(
-        CheckedFormat{.id = read.formatID, .fileName = name, .line = line.line});
-    if (CardFormatSet::isFormatFile(name)) return true;
-    const bool mayBePin = std::ranges::any_of(entry.fileName, isDigit);
-    entry.error = isMark
-                      ? _mergeMarks.report(_findings, line, kFormatNotAdded)
-                      : _findings.error(
-                            at(words.word(1)), kFormatNotAdded,
-                            "{} is not a format file: its name does not contain .cdf, .eff or .vff",
-                            mayBePin ? "the second word" : inQuotes(name));
+    CheckedFormat& entry = _checked.formats.emplace_back();
+    entry = {read.formatID, read.fileName.data(), nullptr, line.line};
+    if (CardFormatSet::isFormatFile(read.fileName.data())) return true;
+    entry.error = isMark ? _mergeMarks.report(_findings, line, kFormatNotAdded)
+                         : _findings.error(at(words.word(1)), kFormatNotAdded,
+                                           "the second word is not the name of a format file: it "
+                                           "does not contain .cdf, .eff or .vff");
     return false;
   }
 

@@ -66,7 +66,7 @@ class LevelsCheck {
   void checkLevel(char* text) {
     Tokenizer words;
     words.split(text, kWordDelimiters);
-    const char* const level = words.next();
+    const char* const level = words.word(0);
     if (level == nullptr || !checkId(level, "level") || !isNumber(level)) return;
     if (words.count() == 1 || isNumber(words.word(1))) _hasLevel = true;
     const int64_t number = wordValue(level);
@@ -78,24 +78,21 @@ class LevelsCheck {
            first->second);
     else if (number == 0 || number > UINT16_MAX)
       warn(level, "level", "the level is not 1 to {}: no holder can have it", UINT16_MAX);
-    checkPairs(words, level);
+    checkPairs(words);
   }
 
-  void checkPairs(Tokenizer& words, const char* level) {
-    if (words.count() == 1)
-      warn(level, "level",
+  void checkPairs(const Tokenizer& words) {
+    const uint32_t count = words.count();
+    for (uint32_t i = 1; i < count; ++i)
+      if (!checkId(words.word(i), i % 2 == 1 ? "door group" : "schedule")) return;
+    if (count == 1)
+      warn(words.word(0), "level",
            "the level has no door group and schedule: its holders can pass no door");
-    while (const char* const group = words.next()) {
-      if (!checkId(group, "door group")) return;
-      const char* const schedule = words.next();
-      if (schedule == nullptr)
-        warn(group, "level", "{}: holders of the level cannot pass the doors",
-             words.count() == Tokenizer::kMaxWords
-                 ? "a level has at most 74 pairs, and this one and all later ones are ignored"
-                 : "the door group has no schedule after it");
-      else if (!checkId(schedule, "schedule"))
-        return;
-    }
+    else if (count % 2 == 0)
+      warn(words.word(count - 1), "level", "{}: holders of the level cannot pass the doors",
+           count == Tokenizer::kMaxWords
+               ? "a level has at most 74 pairs, and this one and all later ones are ignored"
+               : "the door group has no schedule after it");
   }
 
   // Reports a word that is not a number, or not an ID. Returns whether the line is read on.

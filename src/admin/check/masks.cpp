@@ -1,8 +1,8 @@
 // The rule `mask`: what the masks of a format file make of each other, position by position.
 #include <algorithm>
-#include <array>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "admin/check/sitecheck.h"
 #include "formats/bitlayout.h"
@@ -27,10 +27,6 @@ bool contains(std::string_view characters, char c) {
   return characters.find(c) != kNone;
 }
 
-std::string_view rowOf(const BitMask& mask) {
-  return {mask.data(), kPositions};
-}
-
 class MaskRules {
  public:
   MaskRules(const CardFormat& format, int file, Findings& findings)
@@ -38,9 +34,9 @@ class MaskRules {
         _file(file),
         _findings(findings),
         _masks(format.masks()),
-        _rows{rowOf(_masks.output), rowOf(_masks.fixed)},
+        _rows{{_masks.output.data(), kPositions}, {_masks.fixed.data(), kPositions}},
         _appliedEnd(kParity + static_cast<size_t>(std::clamp(format.numberOfParityBits(), 0, 8))) {
-    std::ranges::transform(_masks.parity, _rows.begin() + kParity, rowOf);
+    for (const BitMask& mask : _masks.parity) _rows.emplace_back(mask.data(), kPositions);
     std::erase(_letters, '\0');
   }
 
@@ -160,7 +156,7 @@ class MaskRules {
   const int _file;
   Findings& _findings;
   const LayoutMasks _masks;
-  std::array<std::string_view, kRows> _rows;
+  std::vector<std::string_view> _rows;
   std::string _letters{_masks.letters.begin(), _masks.letters.end()};  // Of fields.
   const size_t _appliedEnd;  // Of the parity masks that the format uses.
   bool _isOutputValid = true;

@@ -84,14 +84,23 @@ struct Match {
   const CheckedFormat* listed;
   CardPattern key;
   const char* change;  // What was done to the input: "", "reversed" or "right-aligned".
-  DecodedCard card;
-  std::vector<uint32_t> sets;  // Those whose cards have its values.
+  int64_t number;
+  CardFormat::FieldValues values;   // Of the other fields.
+  std::vector<std::string> faults;  // None for a card of the format.
+  std::vector<uint32_t> sets;       // Those whose cards have its values.
 
   bool isChanged() const { return *change != '\0'; }
-  bool fits() const { return card.faults.empty(); }
+  bool fits() const { return faults.empty(); }
   // What was changed counts only if it fits, and nothing else does.
   int rank() const { return (fits() ? 0 : 2) + (isChanged() ? 1 : 0); }
 };
+
+CardFormat::FieldValues valuesOf(const CardFormat& format, const CardPattern& card) {
+  CardFormat::FieldValues values{};
+  for (int32_t field = 0; int64_t & value : values)
+    static_cast<void>(format.decodeField(card, field++, value));
+  return values;
+}
 
 class Decode {
  public:
@@ -135,29 +144,34 @@ class Decode {
         layout.patternOf(isAligned ? std::string(count - size, '0') + _input.bits : "");
     std::vector<CardPattern> keys = _input.keys;
     if (isAligned && keys.empty()) keys.push_back(aligned);
-    for (const CardPattern& key : keys) addMatch(listed, key, "");
+    std::erase_if(keys, [&layout](const CardPattern& key) {
+      return layout.patternOf(layout.bitsOf(key)) != key;  // It has bits outside the cards.
+    });
+    for (const CardPattern& key : keys) addMatch(listed, layout, key, "");
     for (const CardPattern& key : keys) {
       std::string bits = layout.bitsOf(key);
-      const bool isWithin = layout.patternOf(bits) == key;
       std::ranges::reverse(bits);
-      if (isWithin) addMatch(listed, layout.patternOf(bits), "reversed");
+      addMatch(listed, layout, layout.patternOf(bits), "reversed");
     }
-    if (isAligned && !_input.keys.empty()) addMatch(listed, aligned, "right-aligned");
+    if (isAligned && !_input.keys.empty()) addMatch(listed, layout, aligned, "right-aligned");
   }
 
-  void addMatch(const CheckedFormat& listed, const CardPattern& key, const char* change) {
-    auto card = decodeCard(*listed.format, key);
-    if (!card) return;
-    std::vector<uint32_t> sets = cardSetsOf(*listed.format, card->number, key);
-    if (sets.empty()) {
-      sets = cardSetsOf(*listed.format, card->number, card->encoded);
-    } else if (!card->faults.empty()) {
+  void addMatch(const CheckedFormat& listed, const CardLayout& layout, const CardPattern& key,
+                const char* change) {
+    const CardFormat& format = *listed.format;
+    Match match{&listed, key, change, format.decodeCardNumber(key), valuesOf(format, key), {}, {}};
+    const CardPattern encoded = format.encodeNumber(format.encodeSite(match.values), match.number);
+    match.faults = layout.faultsOf(key, encoded);
+    if (match.number < 0) match.faults.push_back(fmt::format("the number is beyond {}", INT64_MAX));
+    match.sets = cardSetsOf(format, match.number, key);
+    if (match.sets.empty()) {
+      match.sets = cardSetsOf(format, match.number, encoded);
+    } else if (!match.fits()) {
       // A layout with gaps can lose bits of its fields: then only the card sets have their values.
-      card->values = _site.sets().getCardSet(sets.front())->fldvalues;
-      card->faults.clear();
+      match.values = _site.sets().getCardSet(match.sets.front())->fldvalues;
+      match.faults.clear();
     }
-    if (card->faults.empty() || *change == '\0')
-      _matches.push_back({&listed, key, change, *card, sets});
+    if (match.fits() || !match.isChanged()) _matches.push_back(std::move(match));
   }
 
   // Those that have this very card.
@@ -180,14 +194,14 @@ class Decode {
   }
 
   std::string textOf(const Match& match) const {
-    const auto& [listed, key, change, card, sets] = match;
-    std::string text = fmt::format("format {} {}: card {}{}; {}{}{}\n", listed->id,
-                                   printable(listed->fileName), static_cast<uint64_t>(card.number),
-                                   siteValuesText(*listed->format, card.values),
-                                   match.fits() ? "parity and fixed bits right" : "wrong",
-                                   match.isChanged() ? "; " : "", change);
+    const auto& [listed, key, change, number, values, faults, sets] = match;
+    std::string text =
+        fmt::format("format {} {}: card {}{}; {}{}{}\n", listed->id, printable(listed->fileName),
+                    static_cast<uint64_t>(number), siteValuesText(*listed->format, values),
+                    match.fits() ? "parity and fixed bits right" : "wrong",
+                    match.isChanged() ? "; " : "", change);
     if (_wanted.size() > 1) text += fmt::format("  key {}\n", keyText(key));
-    for (const std::string& fault : card.faults) text += fmt::format("  {}\n", fault);
+    for (const std::string& fault : faults) text += fmt::format("  {}\n", fault);
     for (const uint32_t csid : sets) text += fmt::format("  card set {}\n", csid);
     return text;
   }
@@ -202,14 +216,14 @@ class Decode {
   }
 
   static JsonObject jsonOf(const Match& match) {
-    const auto& [listed, key, change, card, sets] = match;
+    const auto& [listed, key, change, number, values, faults, sets] = match;
     JsonObject object;
     object.add("format", listed->id).add("file", listed->fileName);
-    object.add("card", std::to_string(static_cast<uint64_t>(card.number)));
-    object.add("key", keyText(key)).add("values", jsonOf(*listed->format, card.values));
+    object.add("card", std::to_string(static_cast<uint64_t>(number)));
+    object.add("key", keyText(key)).add("values", jsonOf(*listed->format, values));
     object.add("fits", match.fits());
     if (match.isChanged()) object.add("change", change);
-    return object.add("faults", card.faults).add("sets", sets);
+    return object.add("faults", faults).add("sets", sets);
   }
 
   JsonObject jsonOf(const IdentRecord& record) const {
@@ -244,14 +258,14 @@ class Decode {
       if (!number || record.deleted != 0) continue;
       const CardFormat* const format = _site.formatOfSet(record.cardsetcode);
       const auto match = std::ranges::find_if(_matches, [&](const Match& other) {
-        return other.fits() && other.listed->format == format && other.card.number == *number;
+        return other.fits() && other.listed->format == format && other.number == *number;
       });
-      const auto held =
-          match == _matches.end() ? std::nullopt : decodeCard(*format, record.cardnumber);
-      if (!held || held->values == match->card.values || ++printed > kMostNamesakes) continue;
+      if (match == _matches.end()) continue;
+      const CardFormat::FieldValues values = valuesOf(*format, record.cardnumber);
+      if (values == match->values || ++printed > kMostNamesakes) continue;
       print(fmt::format("holder {} has this number with {}\n", record.uniqid,
-                        siteValuesText(*format, held->values).erase(0, 2)),
-            jsonOf(record).add("values", jsonOf(*format, held->values)));
+                        siteValuesText(*format, values).erase(0, 2)),
+            jsonOf(record).add("values", jsonOf(*format, values)));
     }
   }
 

@@ -159,9 +159,7 @@ void writeSvg(const std::string& path, const std::string& source, const Drawing&
   NewFile file(path, true);
   file.write(svgOf(drawing));
   static_cast<void>(file.finish());
-  const mode_t mask = umask(0);
-  umask(mask);
-  static_cast<void>(chmod(path.c_str(), 0666 & ~mask));  // It has no secrets.
+  static_cast<void>(chmod(path.c_str(), 0644));  // It has no secrets.
 }
 
 ExitStatus show(const std::string& path, const FormatOptions& options, Console& console) {
