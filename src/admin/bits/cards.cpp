@@ -29,7 +29,7 @@ char CardLayout::sourceOf(int32_t position) const {
 }
 
 int32_t CardLayout::parityMaskAt(int32_t position) const {
-  int32_t mask = _format.numberOfParityBits() - 1;
+  int32_t mask = position < 0 ? -1 : _format.numberOfParityBits() - 1;
   for (; mask >= 0; --mask) {
     const char* const row = _masks.parity[static_cast<size_t>(mask)].data();
     const size_t target = std::string_view(row, BitPattern::kPositions).find_first_of("EO");

@@ -19,11 +19,6 @@
 namespace badgemint::admin {
 namespace {
 
-constexpr LineField kParityCount = {"the number of parity masks", FieldKind::kNumber,
-                                    kParityMaskCount};
-constexpr LineField kMinimum = {"minimum", FieldKind::kNumber, INT32_MAX};
-constexpr LineField kMaximum = {"maximum", FieldKind::kNumber, INT32_MAX};
-
 // The lines of a CDF or EFF file and the records of a VFF file, counted from 1.
 constexpr size_t kCardNumberFieldLine = 8;
 constexpr size_t kParityCountLine = 9;
@@ -161,7 +156,9 @@ class FormatFileCheck {
   bool checkParityCount() {
     const char* const text = _lines[kParityCountLine].c_str();
     if (hasHiddenByte(kParityCountLine)) return false;
-    if (!isBlank(text) && !checkNumber(kParityCountLine, text, kParityCount)) return false;
+    if (!isBlank(text) &&
+        !checkNumber(kParityCountLine, text, "the number of parity masks", kParityMaskCount))
+      return false;
     if (textToInt32(text) > kParityMaskCount)
       _findings.warn(placeOf(kParityCountLine, 1), "mask",
                      "more than eight parity masks are declared: a format has only eight");
@@ -206,7 +203,8 @@ class FormatFileCheck {
 
   void checkField(size_t field, bool areWidthsMeant) {
     const char letter = _format.masks().letters[field];
-    if (letter == '\0' || _format.fieldBitCount(static_cast<int32_t>(field)) == 0) return;
+    const int32_t width = _format.fieldBitCount(static_cast<int32_t>(field));
+    if (letter == '\0' || width == 0) return;
     const size_t line = _isVff ? kDefinitionRecord : kFirstFieldLine + field;
     if (hasHiddenByte(line, _lines[line].find(','))) return;
     const bool isCleared = !_isVff && _lines[line].starts_with(' ');
@@ -226,39 +224,34 @@ class FormatFileCheck {
                      "direction {} is unknown: field {} is read as MSB", shownLetters(words[3]),
                      letter);
     if (_isVff) return;
-    checkNumber(line, words[1], kMinimum);
-    checkNumber(line, words[2], kMaximum);
-    if (areWidthsMeant) checkWidth(field, words);
+    checkNumber(line, words[1], "minimum", INT32_MAX);
+    checkNumber(line, words[2], "maximum", INT32_MAX);
+    if (areWidthsMeant) checkWidth(line, letter, words, {defined.ftyp, defined.dir, width});
   }
 
   // False when the text does not begin with a number. A NUL follows it.
-  bool checkNumber(size_t line, std::string_view text, const LineField& field) {
+  bool checkNumber(size_t line, std::string_view text, const char* name, int32_t most) {
     const std::string_view word = firstWord(text);
     if (isNumber(word)) return true;
-    _findings.warn(placeOf(line, text), "number", "{} {} is not a number and is read as {}",
-                   field.name, shown(word, field),
-                   std::min(int64_t{textToInt32(text.data())}, int64_t{field.most}));
+    const LineField field = {name, FieldKind::kNumber, static_cast<uint32_t>(most)};
+    _findings.warn(placeOf(line, text), "number", "{} {} is not a number and is read as {}", name,
+                   shown(word, field), std::min(textToInt32(text.data()), most));
     return false;
   }
 
   // Whether what the file promises has room in the positions of the field.
-  void checkWidth(size_t field, const FieldWords& words) {
-    const size_t line = kFirstFieldLine + field;
-    const int32_t width = _format.fieldBitCount(static_cast<int32_t>(field));
-    const FieldDefinition& defined = _format.fieldDefinitions()[field];
-    if (defined.ftyp == kTypeMsd && width % 5 != 0)
+  void checkWidth(size_t line, char letter, const FieldWords& words, fieldstate state) {
+    if (state.ftyp == kTypeMsd && state.nbits % 5 != 0)
       return _findings.warn(placeOf(line, words[4]), "field",
-                            "a digit of type MSD needs five positions, but field {:c} has {}",
-                            'A' + static_cast<int>(field), width);
+                            "a digit of type MSD needs five positions, but field {} has {}", letter,
+                            state.nbits);
     const int64_t maximum = textToInt64(words[2].data());
-    const fieldstate state{.ftyp = defined.ftyp, .dir = defined.dir, .nbits = width};
-    const uint64_t kept = width < 64 ? (uint64_t{1} << width) - 1 : UINT64_MAX;
+    const uint64_t kept = state.nbits < 64 ? (uint64_t{1} << state.nbits) - 1 : UINT64_MAX;
     if (maximum > 0 && state.toValue(state.toBits(maximum) & kept) != maximum)
-      _findings.warn(
-          placeOf(line, words[2]), "field",
-          "maximum {} does not fit in the {} positions of field {:c}: values that do not "
-          "fit are cut",
-          maximum, width, 'A' + static_cast<int>(field));
+      _findings.warn(placeOf(line, words[2]), "field",
+                     "maximum {} does not fit in the {} positions of field {}: values that do not "
+                     "fit are cut",
+                     maximum, state.nbits, letter);
   }
 
   CardFormat& _format;

@@ -5,9 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <new>
 #include <optional>
-#include <string_view>
 #include <utility>
 
 #include "admin/check/oddtext.h"

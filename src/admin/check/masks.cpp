@@ -6,7 +6,6 @@
 
 #include "admin/check/sitecheck.h"
 #include "formats/bitlayout.h"
-#include "support/textutil.h"
 
 namespace badgemint::admin {
 namespace {
@@ -17,11 +16,6 @@ constexpr size_t kNone = std::string_view::npos;
 constexpr std::string_view kFillers(". -_\0", 5);  // Where a mask has nothing.
 // The rows.
 constexpr size_t kOutput = 0, kFixed = 1, kParity = 2, kRows = kParity + kParityMaskCount;
-
-// A digit may be one of a PIN.
-std::string shownCharacter(char c) {
-  return isDigit(c) ? "a digit" : inQuotes({&c, 1});
-}
 
 bool contains(std::string_view characters, char c) {
   return characters.find(c) != kNone;
@@ -62,7 +56,7 @@ class MaskRules {
     const std::string_view row = _rows[mask];
     known += kFillers;
     for (size_t p = 0; (p = row.find_first_not_of(known, p)) != kNone; known += row[p])
-      warn(mask, p, "{} {}", shownCharacter(row[p]), effect);
+      warn(mask, p, "{} {}", shownName(row.substr(p, 1)), effect);
     return _findings.warnings() == before;
   }
 

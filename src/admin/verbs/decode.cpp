@@ -114,7 +114,7 @@ class Decode {
     for (const Match& match : _matches) _wanted.insert(match.key);
     const bool isFormatless = printHolders();
     for (const Match& match : _matches) print(textOf(match), jsonOf(match));
-    if (_matches.empty()) printText("no format has such a card\n");
+    if (_matches.empty() && !_isJson) _console.print("no format has such a card\n");
     return isFormatless || (hasFit() && !_matches.front().isChanged());
   }
 
@@ -189,9 +189,6 @@ class Decode {
   void print(std::string_view text, const JsonObject& object) {
     _isJson ? _console.printJson(object) : _console.print("{}", text);
   }
-  void printText(std::string_view text) {
-    if (!_isJson) _console.print("{}", text);
-  }
 
   std::string textOf(const Match& match) const {
     const auto& [listed, key, change, number, values, faults, sets] = match;
@@ -245,7 +242,7 @@ class Decode {
       isFormatless = isFormatless || record.cardsetcode == kFormatlessCode;
     }
     if (!_hasIdent || isHeld || !hasFit()) return isFormatless;
-    printText("no holder has this card\n");
+    if (!_isJson) _console.print("no holder has this card\n");
     printNamesakes();
     return false;
   }

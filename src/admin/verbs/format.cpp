@@ -110,14 +110,6 @@ void draw(const CardFormat& format, Drawing& drawing) {
   drawBits(layout.mergedRow(), rows, drawing);
 }
 
-const char* colourOf(char source) {
-  constexpr std::array kFields = {"#bfdbfe", "#bbf7d0", "#fecaca", "#e9d5ff",
-                                  "#fed7aa", "#99f6e4", "#fbcfe8", "#d9f99d"};
-  if (source == 'P') return "#fde68a";
-  if (source == '0' || source == '1') return "#d4d4d8";
-  return kFields.at(source == '*' ? 0 : static_cast<size_t>(source - 'A'));
-}
-
 std::string escaped(std::string_view text) {
   std::string escaped;
   for (const char c : text)
@@ -129,15 +121,20 @@ std::string escaped(std::string_view text) {
 // of one width have characters of 0.6 times their size.
 std::string svgOf(const Drawing& drawing) {
   constexpr size_t kCharacter = 9, kLine = 20, kMargin = 10;
+  constexpr std::string_view kSources = "*ABCDEFGHP01";
+  constexpr std::array kColours = {"#bfdbfe", "#bfdbfe", "#bbf7d0", "#fecaca",
+                                   "#e9d5ff", "#fed7aa", "#99f6e4", "#fbcfe8",
+                                   "#d9f99d", "#fde68a", "#d4d4d8", "#d4d4d8"};
   std::string body;
   size_t y = kMargin, width = 0;
   for (const auto& [text, sources] : drawing) {
     for (size_t i = 0; i < sources.size(); ++i)
-      if (sources[i] != ' ' && sources[i] != '.' && text[i] != '.')
+      if (const size_t source = kSources.find(sources[i]);
+          source != std::string_view::npos && text[i] != '.')
         body += fmt::format(
             "<rect x=\"{}\" y=\"{}\" width=\"{}\" height=\"{}\" fill=\"{}\" "
             "stroke=\"#52525b\" stroke-width=\"0.5\"/>\n",
-            kMargin + i * kCharacter, y, kCharacter, kLine, colourOf(sources[i]));
+            kMargin + i * kCharacter, y, kCharacter, kLine, kColours.at(source));
     body += fmt::format("<text x=\"{}\" y=\"{}\" textLength=\"{}\">{}</text>\n", kMargin, y + 15,
                         text.size() * kCharacter, escaped(text));
     y += kLine;
