@@ -80,17 +80,18 @@ std::vector<std::string> CardLayout::faultsOf(const CardPattern& card,
   const std::string actual = bitsOf(card), expected = bitsOf(encoded);
   std::vector<std::string> faults;
   std::string fields;  // That are reported.
-  for (size_t bit = 0, length = 1; bit < count(); bit += length) {
+  for (size_t bit = 0, end = 0; bit < count(); bit = end) {
     const char source = _sources[bit];
-    const size_t end = std::min(_sources.find_first_not_of("01", bit), count());
-    length = std::max(end - bit, size_t{1});
-    const std::string found = actual.substr(bit, length), right = expected.substr(bit, length);
+    const bool isFixed = source == '0' || source == '1';
+    end = isFixed ? std::min(_sources.find_first_not_of("01", bit), count()) : bit + 1;
+    const std::string found = actual.substr(bit, end - bit),
+                      right = expected.substr(bit, end - bit);
     if (const int32_t mask = parityMaskAt(positionOf(bit)); mask >= 0) {
       if (!hasRightParity(bit, actual, expected))
         faults.push_back(fmt::format("parity mask {} wrong at position {}", mask + 1, bit));
     } else if (found == right || fields.find(source) != std::string::npos) {
       continue;
-    } else if (end > bit) {
+    } else if (isFixed) {
       faults.push_back(fmt::format("fixed bits from {} are {}, not {}", bit, found, right));
     } else if (source == 'P' || source == kNoPosition) {
       faults.push_back(fmt::format("bit {} is 1, but 0 on every card", bit));

@@ -24,24 +24,20 @@ constexpr LineField kFormatId = {"format ID", FieldKind::kNumber, UINT32_MAX};
 // files, and the verdict is still that of the first thing that a build meets.
 class FormatsCheck {
  public:
-  FormatsCheck(const std::string& formatsFile, CardFormatSet& formats, Findings& findings)
-      : _formatsFile(formatsFile),
-        _formats(formats),
-        _findings(findings),
-        _file(findings.addFile(formatsFile)) {}
+  FormatsCheck(Findings& findings, int file) : _findings(findings), _file(file) {}
 
-  CheckedFormats run() {
-    const auto [result, place] = readFile();
-    for (CheckedFormat& entry : _checked.formats) load(entry);
+  CheckedFormats run(const std::string& formatsFile, CardFormatSet& formats) {
+    const auto [result, place] = readFile(formatsFile);
+    for (CheckedFormat& entry : _checked.formats) load(entry, formats);
     _findings.setVerdict(result, place);
     return std::move(_checked);
   }
 
  private:
   // Returns how a build would end after the last entry.
-  Verdict readFile() {
-    requireRegularFile(_formatsFile);
-    const bool isOpen = _reader.open(_formatsFile.c_str());
+  Verdict readFile(const std::string& path) {
+    requireRegularFile(path);
+    const bool isOpen = _reader.open(path.c_str());
     while (isOpen && _reader.readLine(kMaxFormatsLine) == LineReader::Status::kLine) {
       if (isUtf16(_reader)) {
         _findings.warn({_file, 1, 0}, "text", kUtf16Text);
@@ -119,13 +115,13 @@ class FormatsCheck {
   }
 
   // The findings of a file that occurs twice are those of its first entry.
-  void load(CheckedFormat& entry) {
+  void load(CheckedFormat& entry, CardFormatSet& formats) {
     const std::string& name = entry.fileName;
     if (!CardFormatSet::isFormatFile(name.c_str()))
       return _findings.setVerdict(kFormatNotAdded, {_file, entry.line, 0});
     const CheckedFormat& first = firstOf(name);
     Findings repeated;
-    checkFormatFile(name, entry, _formats, &first == &entry ? _findings : repeated);
+    checkFormatFile(name, entry, formats, &first == &entry ? _findings : repeated);
     entry.error = first.error;
   }
 
@@ -137,10 +133,8 @@ class FormatsCheck {
     return *std::ranges::find(_checked.formats, fileName, &CheckedFormat::fileName);
   }
 
-  const std::string& _formatsFile;
-  CardFormatSet& _formats;
   Findings& _findings;
-  int _file;
+  const int _file;
   LineReader _reader;
   CheckedFormats _checked;
   MergeMarks _mergeMarks;
@@ -155,7 +149,7 @@ const CheckedFormat* CheckedFormats::find(uint32_t id) const {
 
 CheckedFormats checkFormats(const std::string& formatsFile, CardFormatSet& formats,
                             Findings& findings) {
-  return FormatsCheck(formatsFile, formats, findings).run();
+  return FormatsCheck(findings, findings.addFile(formatsFile)).run(formatsFile, formats);
 }
 
 }  // namespace badgemint::admin

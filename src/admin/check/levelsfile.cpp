@@ -17,25 +17,24 @@ constexpr int kLineLimit = 600;
 
 class LevelsCheck {
  public:
-  LevelsCheck(const std::string& path, Findings& findings, ExitStatus ifOtherFile)
-      : _path(path),
-        _findings(findings),
-        _ifOtherFile(ifOtherFile),
-        _file(findings.addFile(path)) {}
+  LevelsCheck(Findings& findings, int file) : _findings(findings), _file(file) {}
 
-  void run(AccessLevelSet& levels) {
-    requireRegularFile(_path);
-    throwErrnoUnless(_reader.open(_path.c_str()), _path);
-    while (_reader.readLine(kLineLimit) == LineReader::Status::kLine) checkLine();
-    throwErrnoUnless(!_reader.failed(), _path);
+  void run(const std::string& path, AccessLevelSet& levels, ExitStatus ifOtherFile) {
+    requireRegularFile(path);
+    throwErrnoUnless(_reader.open(path.c_str()), path);
+    while (_reader.readLine(kLineLimit) == LineReader::Status::kLine) {
+      if (isUtf16(_reader)) throw Failure(ifOtherFile, "{}: {}", printable(path), kUtf16Text);
+      checkLine();
+    }
+    throwErrnoUnless(!_reader.failed(), path);
     if (!_hasLevel)
-      throw Failure(_ifOtherFile,
+      throw Failure(ifOtherFile,
                     "{}: no line defines an access level, so no holder could pass a door and "
                     "nothing was checked; give --levels the access levels file of the site",
-                    printable(_path));
-    throwErrnoUnless(_reader.open(_path.c_str()), _path);
+                    printable(path));
+    throwErrnoUnless(_reader.open(path.c_str()), path);
     if (!levels.readAccessLevels(_reader)) throw std::bad_alloc();
-    throwErrnoUnless(!_reader.failed(), _path);
+    throwErrnoUnless(!_reader.failed(), path);
   }
 
  private:
@@ -51,7 +50,6 @@ class LevelsCheck {
   void checkLine() {
     char* text = _reader.line();
     const std::string_view line(text, _reader.length());
-    if (isUtf16(_reader)) throw Failure(_ifOtherFile, "{}: {}", printable(_path), kUtf16Text);
     if (isMergeMark(line)) {
       _mergeMarks.report(_findings, {_file, _reader.lineNumber()}, 0);
       return;
@@ -112,9 +110,7 @@ class LevelsCheck {
     return isId;
   }
 
-  const std::string& _path;
   Findings& _findings;
-  const ExitStatus _ifOtherFile;
   const int _file;
   LineReader _reader;
   std::map<int64_t, int64_t> _lineOfLevel;
@@ -126,7 +122,7 @@ class LevelsCheck {
 
 void readLevels(const std::string& path, AccessLevelSet& levels, Findings& findings,
                 ExitStatus ifOtherFile) {
-  LevelsCheck(path, findings, ifOtherFile).run(levels);
+  LevelsCheck(findings, findings.addFile(path)).run(path, levels, ifOtherFile);
 }
 
 }  // namespace badgemint::admin

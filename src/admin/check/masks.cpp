@@ -24,12 +24,7 @@ bool contains(std::string_view characters, char c) {
 class MaskRules {
  public:
   MaskRules(const CardFormat& format, int file, Findings& findings)
-      : _format(format),
-        _file(file),
-        _findings(findings),
-        _masks(format.masks()),
-        _rows{{_masks.output.data(), kPositions}, {_masks.fixed.data(), kPositions}},
-        _appliedEnd(kParity + static_cast<size_t>(std::clamp(format.numberOfParityBits(), 0, 8))) {
+      : _format(format), _file(file), _findings(findings) {
     for (const BitMask& mask : _masks.parity) _rows.emplace_back(mask.data(), kPositions);
     std::erase(_letters, '\0');
   }
@@ -149,10 +144,13 @@ class MaskRules {
   const CardFormat& _format;
   const int _file;
   Findings& _findings;
-  const LayoutMasks _masks;
-  std::vector<std::string_view> _rows;
+  const LayoutMasks _masks = _format.masks();
+  std::vector<std::string_view> _rows{{_masks.output.data(), kPositions},
+                                      {_masks.fixed.data(), kPositions}};
   std::string _letters{_masks.letters.begin(), _masks.letters.end()};  // Of fields.
-  const size_t _appliedEnd;  // Of the parity masks that the format uses.
+  // Of the parity masks that the format uses.
+  const size_t _appliedEnd =
+      kParity + static_cast<size_t>(std::clamp(_format.numberOfParityBits(), 0, 8));
   bool _isOutputValid = true;
 };
 

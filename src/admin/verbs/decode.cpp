@@ -140,24 +140,20 @@ class Decode {
     const CardLayout layout(*listed.format);
     const size_t size = _input.bits.size(), count = layout.count();
     const bool isAligned = size == count || (_input.isNumber && size < count);
-    const CardPattern aligned =
-        layout.patternOf(isAligned ? std::string(count - size, '0') + _input.bits : "");
-    std::vector<CardPattern> keys = _input.keys;
-    if (isAligned && keys.empty()) keys.push_back(aligned);
-    std::erase_if(keys, [&layout](const CardPattern& key) {
-      return layout.patternOf(layout.bitsOf(key)) != key;  // It has bits outside the cards.
-    });
-    for (const CardPattern& key : keys) addMatch(listed, layout, key, "");
-    for (const CardPattern& key : keys) {
-      std::string bits = layout.bitsOf(key);
-      std::ranges::reverse(bits);
-      addMatch(listed, layout, layout.patternOf(bits), "reversed");
-    }
+    const std::string aligned = isAligned ? std::string(count - size, '0') + _input.bits : "";
+    std::vector<std::string> sent;
+    if (isAligned && _input.keys.empty()) sent.push_back(aligned);
+    for (const CardPattern& key : _input.keys)  // Unless it has bits outside the cards.
+      if (layout.patternOf(layout.bitsOf(key)) == key) sent.push_back(layout.bitsOf(key));
+    for (const std::string& bits : sent) addMatch(listed, layout, bits, "");
+    for (const std::string& bits : sent)
+      addMatch(listed, layout, {bits.rbegin(), bits.rend()}, "reversed");
     if (isAligned && !_input.keys.empty()) addMatch(listed, layout, aligned, "right-aligned");
   }
 
-  void addMatch(const CheckedFormat& listed, const CardLayout& layout, const CardPattern& key,
+  void addMatch(const CheckedFormat& listed, const CardLayout& layout, const std::string& bits,
                 const char* change) {
+    const CardPattern key = layout.patternOf(bits);
     const CardFormat& format = *listed.format;
     Match match{&listed, key, change, format.decodeCardNumber(key), valuesOf(format, key), {}, {}};
     const CardPattern encoded = format.encodeNumber(format.encodeSite(match.values), match.number);
