@@ -22,10 +22,9 @@ CardLayout::CardLayout(const CardFormat& format) : _format(format), _masks(forma
 char CardLayout::sourceOf(int32_t position) const {
   if (position < 0) return kNoPosition;
   if (parityMaskAt(position) >= 0) return 'P';
-  const char fixed = _masks.fixed[static_cast<size_t>(position)];
-  if (fixed == '0' || fixed == '1') return fixed;
-  const bool isUsed = isUsedPosition(_masks, position);
-  return isUsed ? _masks.output[static_cast<size_t>(position)] : kNoPosition;
+  const auto at = static_cast<size_t>(position);
+  if (_masks.fixed[at] == '0' || _masks.fixed[at] == '1') return _masks.fixed[at];
+  return isUsedPosition(_masks, position) ? _masks.output[at] : kNoPosition;
 }
 
 int32_t CardLayout::parityMaskAt(int32_t position) const {

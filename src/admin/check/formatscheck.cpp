@@ -45,16 +45,16 @@ class FormatsCheck {
       }
       checkLine();
     }
-    const int64_t line = _reader.lineNumber();
+    Place place = {_file, _reader.lineNumber()};
     _checked.complete = isOpen && !_reader.failed();
     if (_checked.complete) {
-      if (!_reader.endedLine()) _findings.warn({_file, line, 0}, "text", kNoNewlineText);
+      if (!_reader.endedLine()) _findings.warn(place, "text", kNoNewlineText);
       return {};
     }
-    const Verdict failure = {isOpen ? kFormatsReadFailed : kFormatsOpenFailed,
-                             {_file, isOpen ? line + 1 : 0}};
-    _findings.error(failure.place, failure.result, "cannot be read: {}", std::strerror(errno));
-    return failure;
+    if (isOpen) ++place.line;
+    const int32_t result = isOpen ? kFormatsReadFailed : kFormatsOpenFailed;
+    _findings.error(place, result, "cannot be read: {}", std::strerror(errno));
+    return {result, place};
   }
 
   void checkLine() {
