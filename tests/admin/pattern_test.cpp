@@ -89,7 +89,7 @@ TEST(Pattern, ReportsWhatBitsCanBeAndWhichNumbersCannot) {
       {"pattern 1", 3, "", "give a card set, then one or more"},
       {"pattern 1 1 --cardsets none", 3, "", "none does not exist: a build writes it"},
       {"pattern --cards cards.txt 4 1", 0, "set 4   format 1 26.cdf", "cards.txt:3: this line"},
-      {"pattern 1 x 1 123456789012345678901234567890123", 2, "key   022A00020000", "an 32 dig"},
+      {"pattern 1 x 1 123456789012345678901234567890123", 2, "key   022A00020000", "to 32 dec"},
       {"pattern --format 4.vff 1", 0, "mask  ..P*\nbits  0011\nkey   030000"},
       {"pattern --format 136.vff 512", 0, "0010--------\nkey   00000000000000000000000000000002\n"},
       {"pattern --format 26.cdf --set A=256 1", 2, "", "--set is refused: "},

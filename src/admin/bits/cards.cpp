@@ -11,80 +11,95 @@ namespace badgemint::admin {
 
 CardLayout::CardLayout(const CardFormat& format) : _format(format), _masks(format.masks()) {
   const int32_t whole = (format.bitCount() + 7) / 8 * 8;
-  for (int32_t place = 0; place < whole; ++place) {
-    const Bit bit = bitAt(place, format.lastUsedBit() + 1 - whole + place);
-    const bool isPadding = place < whole - format.bitCount() && bit.source == kNoPosition;
-    if (!_bits.empty() || !isPadding) _bits.push_back(bit);
-  }
+  for (int32_t left = whole; left > 0; --left)
+    _sources += sourceOf(format.lastUsedBit() + 1 - left);
+  _place = std::min(_sources.find_first_not_of(kNoPosition),
+                    static_cast<size_t>(whole - format.bitCount()));
+  _sources.erase(0, _place);
 }
 
 // Fixed bits replace those of fields, and parity bits replace both.
-CardLayout::Bit CardLayout::bitAt(int32_t place, int32_t position) const {
-  Bit bit{place, position, -1, kNoPosition};
-  if (position < 0) return bit;
+char CardLayout::sourceOf(int32_t position) const {
+  if (position < 0) return kNoPosition;
+  if (parityMaskAt(position) >= 0) return 'P';
   const auto at = static_cast<size_t>(position);
-  for (int32_t mask = 0; mask < _format.numberOfParityBits(); ++mask)
-    if (std::string_view(_masks.parity[static_cast<size_t>(mask)].data(), BitPattern::kPositions)
-            .find_first_of("EO") == at)
-      bit.parityMask = mask;
-  const char fixed = _masks.fixed[at];
-  if (isUsedPosition(_masks, position)) bit.source = _masks.output[at];
-  if (fixed == '0' || fixed == '1') bit.source = fixed;
-  if (bit.parityMask >= 0) bit.source = 'P';
-  return bit;
+  if (_masks.fixed[at] == '0' || _masks.fixed[at] == '1') return _masks.fixed[at];
+  return isUsedPosition(_masks, position) ? _masks.output[at] : kNoPosition;
+}
+
+int32_t CardLayout::parityMaskAt(int32_t position) const {
+  int32_t mask = position < 0 ? -1 : _format.numberOfParityBits() - 1;
+  for (; mask >= 0; --mask) {
+    const char* const row = _masks.parity[static_cast<size_t>(mask)].data();
+    const size_t target = std::string_view(row, BitPattern::kPositions).find_first_of("EO");
+    if (target == static_cast<size_t>(position)) break;
+  }
+  return mask;
 }
 
 std::string CardLayout::bitsOf(const CardPattern& pattern) const {
-  std::string bits;
-  for (const Bit& bit : _bits) {
-    const auto place = static_cast<size_t>(bit.place);
-    if (place >= 8 * pattern.size())
-      bits += kNoBit;
-    else
-      bits += (pattern[place / 8] >> (7 - place % 8) & 1) != 0 ? '1' : '0';
-  }
+  std::string bits(count(), kNoBit);
+  for (size_t bit = 0, place = _place; bit < count() && place < 8 * pattern.size(); ++bit, ++place)
+    bits[bit] = (pattern[place / 8] >> (7 - place % 8) & 1) != 0 ? '1' : '0';
   return bits;
 }
 
 CardPattern CardLayout::patternOf(std::string_view bits) const {
   BitPattern places;
-  for (size_t bit = 0; bit < count(); ++bit)
-    if (bits[bit] == '1') places.set(_bits[bit].place);
+  for (size_t bit = 0; bit < bits.size(); ++bit)
+    if (bits[bit] == '1') places.set(static_cast<int32_t>(_place + bit));
   return places.toCard();
 }
 
 std::string CardLayout::rowOf(const BitMask& mask) const {
   std::string row;
-  for (const Bit& bit : _bits) {
-    const char c = bit.position < 0 ? '\0' : mask[static_cast<size_t>(bit.position)];
+  for (int32_t position = positionOf(0); row.size() < count(); ++position) {
+    const char c = position < 0 ? '\0' : mask[static_cast<size_t>(position)];
     row += c > ' ' && c <= '~' ? c : kNoPosition;
   }
   return row;
 }
 
-std::string CardLayout::mergedRow() const {
-  std::string row;
-  for (const Bit& bit : _bits) row += bit.source;
-  return row;
+// Parity of the bits that differ is the difference of parity. A bit that a later mask sets counts
+// for no mask before it.
+bool CardLayout::hasRightParity(size_t parityBit, const std::string& card,
+                                const std::string& encoded) const {
+  const int32_t mask = parityMaskAt(positionOf(parityBit));
+  const std::string row = rowOf(_masks.parity[static_cast<size_t>(mask)]);
+  bool isRight = card[parityBit] == encoded[parityBit];
+  for (size_t bit = 0; bit < row.size(); ++bit)
+    if (row[bit] == 'X' && parityMaskAt(positionOf(bit)) < mask && card[bit] != encoded[bit])
+      isRight = !isRight;
+  return isRight;
 }
 
-// Parity of the bits that differ is the difference of parity.
-std::string CardLayout::withParityOf(const std::string& card, std::string bits) const {
-  std::string differs;
-  for (size_t bit = 0; bit < bits.size(); ++bit)
-    differs += card[bit] != bits[bit] && parityMaskOf(bit) < 0 ? 'X' : ' ';
-  for (int32_t mask = 0; mask < _format.numberOfParityBits(); ++mask) {
-    const std::string row = rowOf(_masks.parity[static_cast<size_t>(mask)]);
-    size_t covered = 0, target = row.size();
-    for (size_t bit = 0; bit < row.size(); ++bit) {
-      covered += row[bit] == 'X' && differs[bit] == 'X' ? 1 : 0;
-      if (parityMaskOf(bit) == mask) target = bit;
+// A card with other fixed bits, as of another site, is not also wrong in parity.
+std::vector<std::string> CardLayout::faultsOf(const CardPattern& card,
+                                              const CardPattern& encoded) const {
+  const std::string actual = bitsOf(card), expected = bitsOf(encoded);
+  std::vector<std::string> faults;
+  std::string fields;  // That are reported.
+  for (size_t bit = 0, end = 0; bit < count(); bit = end) {
+    const char source = _sources[bit];
+    const bool isFixed = source == '0' || source == '1';
+    end = isFixed ? std::min(_sources.find_first_not_of("01", bit), count()) : bit + 1;
+    const std::string found = actual.substr(bit, end - bit),
+                      right = expected.substr(bit, end - bit);
+    if (const int32_t mask = parityMaskAt(positionOf(bit)); mask >= 0) {
+      if (!hasRightParity(bit, actual, expected))
+        faults.push_back(fmt::format("parity mask {} wrong at position {}", mask + 1, bit));
+    } else if (found == right || fields.find(source) != std::string::npos) {
+      continue;
+    } else if (isFixed) {
+      faults.push_back(fmt::format("fixed bits from {} are {}, not {}", bit, found, right));
+    } else if (source == 'P' || source == kNoPosition) {
+      faults.push_back(fmt::format("bit {} is 1, but 0 on every card", bit));
+    } else {
+      fields += source;
+      faults.push_back(fmt::format("field {} has bits that no value has", source));
     }
-    if (target == row.size() || covered % 2 == 0) continue;
-    differs[target] = 'X';
-    if (bits[target] != kNoBit) bits[target] ^= 1;
   }
-  return bits;
+  return faults;
 }
 
 std::string siteValuesText(const CardFormat& format, const CardFormat::FieldValues& values) {
@@ -96,68 +111,18 @@ std::string siteValuesText(const CardFormat& format, const CardFormat::FieldValu
   return text;
 }
 
-NumberedCard encodeWord(const CardEncoder& encoder, std::string_view word) {
+CardPattern encodeWord(const CardEncoder& encoder, std::string_view word) {
   SaturatedInt64 number{};
-  if (word.size() > kMaxCardNumberDigits)
-    throw Failure(ExitStatus::kRefused, "card number {} has more than 32 digits", inQuotes(word));
   if (readCardNumber(word, number) != kSuccess)
-    throw Failure(ExitStatus::kRefused, "card number {} is not digits alone", inQuotes(word));
-  NumberedCard card{number.value, {}};
-  if (encodeCardNumber(encoder, number, 0, card.pattern) == kSuccess) return card;
+    throw Failure(ExitStatus::kRefused, "card number {} is not up to 32 decimal digits",
+                  inQuotes(word));
+  CardPattern card{};
+  if (encodeCardNumber(encoder, number, 0, card) == kSuccess) return card;
   const int32_t field = encoder.format->cardNumberField();
   throw Failure(ExitStatus::kRefused,
                 "card number {} does not fit field {} of {} bits: it would be read as card {}",
                 word, encoder.format->masks().letters[static_cast<size_t>(field)],
-                encoder.format->fieldBitCount(field), encoder.decode(card.pattern));
-}
-
-namespace {
-
-// What is wrong in a card beside what its format makes of the same values, from the first bit to
-// the last. A card with other fixed bits, as of another site, is not also wrong in parity.
-std::vector<std::string> faultsOf(const CardLayout& layout, const CardPattern& card,
-                                  const CardPattern& encoded) {
-  const std::string sources = layout.mergedRow(), actual = layout.bitsOf(card);
-  const std::string expected = layout.withParityOf(actual, layout.bitsOf(encoded));
-  std::vector<std::string> faults;
-  std::string fields;  // That are reported.
-  for (size_t bit = 0, end = 0; bit < sources.size(); bit = std::max(end, bit + 1)) {
-    const char source = sources[bit];
-    end = std::min(sources.find_first_not_of("01", bit), sources.size());
-    const std::string found = actual.substr(bit, std::max(end - bit, size_t{1}));
-    const std::string right = expected.substr(bit, found.size());
-    if (found == right || fields.find(source) != std::string::npos) continue;
-    if (end > bit) {
-      faults.push_back(fmt::format("fixed bits from {} are {}, not {}", bit, found, right));
-    } else if (const int32_t mask = layout.parityMaskOf(bit); mask >= 0) {
-      faults.push_back(fmt::format("parity mask {} wrong at position {}", mask + 1, bit));
-    } else if (source == 'P' || source == CardLayout::kNoPosition) {
-      faults.push_back(fmt::format("bit {} is 1, but 0 on every card", bit));
-    } else {
-      fields += source;
-      faults.push_back(fmt::format("field {} has bits that no value has", source));
-    }
-  }
-  return faults;
-}
-
-}  // namespace
-
-std::optional<DecodedCard> decodeCard(const CardFormat& format, const CardPattern& card) {
-  DecodedCard decoded;
-  for (int32_t field = 0; int64_t & value : decoded.values)
-    static_cast<void>(format.decodeField(card, field++, value));
-  decoded.number = format.decodeCardNumber(card);
-  decoded.encoded = format.encodeNumber(format.encodeSite(decoded.values), decoded.number);
-  if (decoded.encoded != card) {
-    const CardLayout layout(format);
-    decoded.faults = faultsOf(layout, card, decoded.encoded);
-    const bool isWithin = layout.patternOf(layout.bitsOf(card)) == card;
-    if (decoded.faults.empty() || !isWithin) return std::nullopt;
-  }
-  if (decoded.number < 0)
-    decoded.faults.push_back(fmt::format("the number is beyond {}", INT64_MAX));
-  return decoded;
+                encoder.format->fieldBitCount(field), encoder.decode(card));
 }
 
 }  // namespace badgemint::admin

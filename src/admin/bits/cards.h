@@ -1,11 +1,10 @@
-// The bits of a format's cards in the order in which a reader sends them, card numbers to bits and
-// back, with the reasons why a word is not a card number or a pattern not a card of a format.
+// The bits of a format's cards in the order in which a reader sends them, and card numbers to bits,
+// with the reasons why a word is not a card number or a pattern not a card of a format.
 #ifndef BADGEMINT_ADMIN_BITS_CARDS_H
 #define BADGEMINT_ADMIN_BITS_CARDS_H
 
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,7 +25,7 @@ class CardLayout {
 
   // Those of the format, and in a layout with gaps, which it does not count, also what it sets in
   // front of them.
-  size_t count() const { return _bits.size(); }
+  size_t count() const { return _sources.size(); }
 
   // The bits of a pattern as '0' and '1', and the pattern of `count()` such bits. What has no place
   // in a pattern is left out.
@@ -38,49 +37,36 @@ class CardLayout {
 
   // All masks in one, which shows where a bit comes from: the letter of a field ('*' in a VFF), 'P'
   // for parity, '0' or '1' where it is fixed.
-  std::string mergedRow() const;
+  const std::string& mergedRow() const { return _sources; }
 
-  // The parity mask that sets a bit, the last one if there are several; -1 for none.
-  int32_t parityMaskOf(size_t bit) const { return _bits[bit].parityMask; }
-  // The bits of a card of the format, with parity as it follows from those of another card.
-  std::string withParityOf(const std::string& card, std::string bits) const;
+  // What is wrong in a card beside what the format makes of the same values, from the first bit to
+  // the last, in plain words.
+  std::vector<std::string> faultsOf(const CardPattern& card, const CardPattern& encoded) const;
 
  private:
-  struct Bit {
-    int32_t place;     // In a pattern: all of them end with a whole byte.
-    int32_t position;  // In the masks; negative before their begin.
-    int32_t parityMask;
-    char source;
-  };
-  Bit bitAt(int32_t place, int32_t position) const;
+  // In the masks; negative before their begin.
+  int32_t positionOf(size_t bit) const {
+    return _format.lastUsedBit() + 1 - static_cast<int32_t>(count() - bit);
+  }
+  char sourceOf(int32_t position) const;
+  // The parity mask that sets a position, the last one if there are several; -1 for none.
+  int32_t parityMaskAt(int32_t position) const;
+  // Whether a bit that a parity mask sets is right for the bits that the mask covers. `encoded` has
+  // the bits of any card of the format.
+  bool hasRightParity(size_t parityBit, const std::string& card, const std::string& encoded) const;
 
   const CardFormat& _format;
   const LayoutMasks _masks;
-  std::vector<Bit> _bits;
+  std::string _sources;
+  size_t _place = 0;  // Of bit 0 in a pattern: all of them end with a whole byte.
 };
 
 // The fields beside the number, as ", A=22, B=1".
 std::string siteValuesText(const CardFormat& format, const CardFormat::FieldValues& values);
 
-struct NumberedCard {
-  int64_t number;
-  CardPattern pattern;
-};
-
 // The card of this number. Throws Failure (refused) with the reason when there is none: the word is
 // not a card number, or does not fit its field.
-NumberedCard encodeWord(const CardEncoder& encoder, std::string_view word);
-
-// A pattern as one format decodes it.
-struct DecodedCard {
-  int64_t number = 0;
-  CardFormat::FieldValues values{};  // Of the other fields.
-  CardPattern encoded{};             // What the format makes of these.
-  std::vector<std::string> faults;   // In plain words; none for a card of the format.
-};
-
-// None when bits are set outside the cards of the format.
-std::optional<DecodedCard> decodeCard(const CardFormat& format, const CardPattern& card);
+CardPattern encodeWord(const CardEncoder& encoder, std::string_view word);
 
 }  // namespace badgemint::admin
 

@@ -4,8 +4,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
-#include <limits>
-#include <system_error>
+#include <new>
 
 #include "admin/check/oddtext.h"
 #include "admin/check/sitecheck.h"
@@ -20,18 +19,15 @@
 namespace badgemint::admin {
 namespace {
 
-constexpr LineField kParityCount = {"number of parity masks", FieldKind::kNumber, kParityMaskCount};
-constexpr LineField kBound = {"bound", FieldKind::kNumber, std::numeric_limits<int32_t>::max()};
-
-// Where the items of a file stand, counted from 0: lines of a CDF or EFF file, records of a VFF.
-constexpr size_t kCardNumberFieldLine = 7;
-constexpr size_t kParityCountLine = 8;
-constexpr size_t kFirstFieldLine = 12;
-constexpr size_t kFirstMaskLine = 20;
+// The lines of a CDF or EFF file and the records of a VFF file, counted from 1.
+constexpr size_t kCardNumberFieldLine = 8;
+constexpr size_t kParityCountLine = 9;
+constexpr size_t kFirstFieldLine = 13;
+constexpr size_t kFirstMaskLine = 21;
 constexpr size_t kMasks = 2 + kParityMaskCount;
 constexpr size_t kPositionsPerLine = 48;
-constexpr size_t kDefinitionRecord = 5;
-constexpr size_t kFirstMaskRecord = 6;
+constexpr size_t kDefinitionRecord = 6;
+constexpr size_t kFirstMaskRecord = 7;
 constexpr std::string_view kCdf = "CDF", kEff = "EFF", kVff = "VFF";
 
 // What a file of the kind consists of.
@@ -39,8 +35,7 @@ std::string_view sizeText(std::string_view kind) {
   if (kind == kCdf) return "a CDF file has 30, 40 or 50 lines, empty ones included";
   if (kind == kVff) return "a VFF file has 17 records of 144 characters, and no \"^\"";
   return "an EFF file has 30, 40 or 50 lines of at most 100 characters, with \"~\" at the end of "
-         "each, "
-         "and no \"^\"";
+         "each, and no \"^\"";
 }
 
 // Where a number is expected. What follows it is ignored.
@@ -61,46 +56,21 @@ class FormatFileCheck {
 
   void run(const std::string& path) {
     requireRegularFile(path);
-    const int32_t result = _format.loadFormatFile(path.c_str());
-    LineReader reader;
-    const bool isRead = reader.open(path.c_str()) && readLines(reader);
-    const int error = errno;
-    if (result >= 0 && !isRead) throw std::system_error(error, std::generic_category(), path);
-    if (result >= 0) _entry.format = &_format;
-    if (!isRead)
-      fail({_file}, result, "cannot be read: {}", std::strerror(error));
-    else if (_misread)
-      reportMisread(result);
-    else
-      result < 0 ? reportErrors(result) : checkContents();
+    _result = _format.loadFormatFile(path.c_str());
+    if (_result >= 0) _entry.format = &_format;
+    if (readLines(path)) _result < 0 ? reportErrors() : checkContents();
   }
 
  private:
-  struct Line {
-    std::string text;  // As the format reads it.
-    std::string raw;   // As it is in the file, or decoded.
-  };
-  // What makes a CDF file something else as a whole.
-  struct Misread {
-    const char* text;
-    Place place;
-  };
   // Label, minimum, maximum, direction and type of a field; a VFF file has the last two.
   using FieldWords = std::array<std::string_view, 5>;
 
-  // Not for lines after one that is too long.
-  Place placeOf(size_t item) const { return {_file, static_cast<int64_t>(item) + 1, 0}; }
-  Place placeOf(size_t item, size_t offset) const {
-    return {_file, static_cast<int64_t>(item) + 1, static_cast<int64_t>(offset) + 1};
+  Place placeOf(size_t line, size_t column = 0) const {
+    return {_file, static_cast<int64_t>(line), static_cast<int64_t>(column)};
   }
-  // `word` points into the text of the item.
-  Place placeOf(size_t item, std::string_view word) const {
-    return placeOf(item, static_cast<size_t>(word.data() - _lines[item].text.data()));
-  }
-  Place placeInMask(size_t mask, size_t position) const {
-    if (_isVff) return placeOf(kFirstMaskRecord + mask, position);
-    return placeOf(kFirstMaskLine + position / kPositionsPerLine * kMasks + mask,
-                   position % kPositionsPerLine);
+  // `word` points into the line.
+  Place placeOf(size_t line, std::string_view word) const {
+    return placeOf(line, static_cast<size_t>(word.data() - _lines[line].data()) + 1);
   }
 
   template <typename... Args>
@@ -110,184 +80,178 @@ class FormatFileCheck {
     _findings.setVerdict(code, place);
   }
 
-  // As far as the format goes. False when they cannot be read.
-  bool readLines(LineReader& reader) {
+  // Reads as far as the format goes. False, with a finding, when the lines are not those of a
+  // format file, or cannot be read.
+  bool readLines(const std::string& path) {
+    const bool isOpen = _reader.open(path.c_str());
     FormatLine line{};
-    while (_lines.size() < (_isVff ? 17 : 50) &&
-           (_end = _format.readFormatLine(reader, line, false)) == kSuccess) {
-      if (_isText && !_misread) findMisread(reader);
-      std::string raw(line.begin(), line.end());
-      if (_isText) raw = {reader.line(), reader.length()};
-      _lines.push_back({line.data(), std::move(raw)});
+    while (isOpen && _lines.size() <= (_isVff ? 17 : 50) &&
+           (_end = _format.readFormatLine(_reader, line, false)) == kSuccess) {
+      if (_isText && isMisread()) return false;
+      // For the format a NUL ends the line.
+      const std::string_view raw(_reader.line(), _reader.length());
+      const bool hasNul = _isText && raw.find('\0') != std::string_view::npos;
+      _lines.emplace_back(hasNul ? raw : std::string_view(line.data(), line.size()));
     }
-    _hasNewline = reader.endedLine();
-    return !reader.failed();
+    if (isOpen && !_reader.failed()) return true;
+    if (_result >= 0) throwErrno(path);
+    fail({_file}, _result, "cannot be read: {}", std::strerror(errno));
+    return false;
   }
 
-  void findMisread(LineReader& line) {
-    if (isUtf16(line))
-      _misread = {kUtf16Text, placeOf(0)};
-    else if (line.bytesBefore() > 0)
-      _misread = {kLongLineText, {_file, line.lineNumber(), line.bytesBefore() + 1}};
-    else if (isMergeMark({line.line(), line.length()}))
-      _misread = {kMergeMarkText, placeOf(_lines.size())};
-  }
-
-  // One finding in place of all others.
-  void reportMisread(int32_t result) {
-    const auto& [text, place] = *_misread;
-    result < 0 ? fail(place, result, "{}", text) : _findings.warn(place, "text", "{}", text);
+  // Whether the line read last makes a CDF file something else as a whole, which is one finding in
+  // place of all others.
+  bool isMisread() {
+    const int64_t before = _reader.bytesBefore();
+    const char* text = nullptr;
+    if (isMergeMark({_reader.line(), _reader.length()})) text = kMergeMarkText;
+    if (before > 0) text = kLongLineText;
+    if (isUtf16(_reader)) text = kUtf16Text;
+    if (text == nullptr) return false;
+    const Place place = {_file, _reader.lineNumber(), before > 0 ? before + 1 : 0};
+    _result < 0 ? fail(place, _result, "{}", text) : _findings.warn(place, "text", "{}", text);
+    return true;
   }
 
   // Why the file did not load.
-  void reportErrors(int32_t result) {
-    const bool isFieldWrong = result == kBadCardNumberField;
+  void reportErrors() {
+    const size_t next = _lines.size();
+    const bool isFieldWrong = _result == kBadCardNumberField && next > kCardNumberFieldLine;
     if (isFieldWrong)
-      fail(placeOf(kCardNumberFieldLine, 0), result, "card number field {} is not A to H",
-           shownLetters(_lines[kCardNumberFieldLine].text.substr(0, 1)));
-    const bool isHeadWrong = _isVff && _lines.size() > kDefinitionRecord && !hasValidHead();
+      fail(placeOf(kCardNumberFieldLine, 1), _result, "card number field {} is not A to H",
+           shownLetters(std::string_view(_lines[kCardNumberFieldLine].c_str()).substr(0, 1)));
+    const bool isHeadWrong = _isVff && next > kDefinitionRecord && !hasValidHead();
     if (isHeadWrong)
-      fail(placeOf(kDefinitionRecord, 0), result,
+      fail(placeOf(kDefinitionRecord, 1), _result,
            "the number of bits is not 0 to 144, or the card number field not 1 to 8");
-    const bool isComplete = _end >= 0 || _lines.size() == 30 || _lines.size() == 40;
+    const bool isComplete = _end >= 0 || next == 31 || next == 41;
     if (!isComplete || !(isFieldWrong || isHeadWrong))
-      fail(placeOf(_lines.size()), _end < 0 ? _end : result, "the format ends here; {}",
+      fail(placeOf(next), _end < 0 ? _end : _result, "the format ends here; {}",
            sizeText(kindName(_format)));
   }
 
   bool hasValidHead() const {
-    FieldScanner scanner(_lines[kDefinitionRecord].text.c_str());
+    FieldScanner scanner(_lines[kDefinitionRecord].c_str());
     const int32_t bits = scanner.nextInt(), field = scanner.nextInt();
     return bits >= 0 && bits <= BitPattern::kPositions && field >= 1 && field <= kFieldCount;
   }
 
   // Of a file that loaded.
   void checkContents() {
-    if (_lines.size() < (_isVff ? 17 : 30)) return;  // Somebody has changed it meanwhile.
-    if (_isText && !_hasNewline) _findings.warn(placeOf(_lines.size() - 1), "text", kNoNewlineText);
+    const size_t last = _lines.size() - 1;
+    if (last < (_isVff ? 17 : 30)) return;  // Somebody has changed it meanwhile.
+    if (_isText && !_reader.endedLine()) _findings.warn(placeOf(last), "text", kNoNewlineText);
     const bool isCountValid = _isVff || checkParityCount();
-    const auto warn = [this](size_t mask, size_t position, const std::string& text) {
-      _findings.warn(placeInMask(mask, position), "mask", "{}", text);
-    };
     const bool areWidthsMeant =
-        (_isVff || checkMaskLines()) && checkMasks(_format, isCountValid, warn);
-    if (areWidthsMeant) checkCardNumberField();
+        (_isVff || checkMaskLines()) && checkMasks(_format, _file, isCountValid, _findings);
+    const int32_t number = _format.cardNumberField();
+    if (areWidthsMeant && _format.fieldBitCount(number) == 0)
+      _findings.warn(_isVff ? placeOf(kFirstMaskRecord) : placeOf(kCardNumberFieldLine, 1), "field",
+                     "no \"{}\" in the output mask: the card number has no bits",
+                     _format.masks().letters[static_cast<size_t>(number)]);
     for (size_t field = 0; field < kFieldCount; ++field) checkField(field, areWidthsMeant);
   }
 
   // False when the number is not what it seems to be.
   bool checkParityCount() {
-    const std::string_view text = _lines[kParityCountLine].text;
-    const Place place = placeOf(kParityCountLine, 0);
+    const char* const text = _lines[kParityCountLine].c_str();
     if (hasHiddenByte(kParityCountLine)) return false;
-    if (!isBlank(text.data()) && !isNumber(firstWord(text))) {
-      _findings.warn(place, "number",
-                     "the number of parity masks {} is not a number and is read as {}",
-                     shown(firstWord(text), kParityCount), _format.numberOfParityBits());
+    if (!isBlank(text) &&
+        !checkNumber(kParityCountLine, text, "the number of parity masks", kParityMaskCount))
       return false;
-    }
-    if (textToInt32(text.data()) > kParityMaskCount)
-      _findings.warn(place, "mask",
+    if (textToInt32(text) > kParityMaskCount)
+      _findings.warn(placeOf(kParityCountLine, 1), "mask",
                      "more than eight parity masks are declared: a format has only eight");
     return true;
   }
 
   // False when a mask is not what it seems to be: comparing the masks then means nothing.
   bool checkMaskLines() {
-    for (size_t item = kFirstMaskLine; item < _lines.size(); ++item) {
-      if (hasHiddenByte(item)) return false;
-      const std::string_view text = _lines[item].text;
+    for (size_t line = kFirstMaskLine; line < _lines.size(); ++line) {
+      if (hasHiddenByte(line)) return false;
+      const std::string_view text = _lines[line].c_str();
       if (text.find_first_not_of(". ", kPositionsPerLine) == std::string_view::npos) continue;
-      _findings.warn(placeOf(item, kPositionsPerLine), "mask",
-                     "a mask line has 48 positions: the rest belongs in line {}",
-                     item + 1 + kMasks);
+      _findings.warn(placeOf(line, kPositionsPerLine + 1), "mask",
+                     "a mask line has 48 positions: the rest belongs in line {}", line + kMasks);
       return false;
     }
     return true;
   }
 
-  bool hasHiddenByte(size_t item, size_t from = 0) {
-    const std::optional<OddText> hidden = findHiddenByte(_lines[item].raw, from);
+  bool hasHiddenByte(size_t line, size_t from = 0) {
+    const std::optional<OddText> hidden = findHiddenByte(_lines[line], from);
     if (hidden)
-      _findings.warn(placeOf(item, hidden->offset), "text",
+      _findings.warn(placeOf(line, hidden->offset + 1), "text",
                      "{}: cards may get other bits than the line shows", hidden->effect);
     return hidden.has_value();
   }
 
-  void checkCardNumberField() {
-    const int32_t field = _format.cardNumberField();
-    if (_format.fieldBitCount(field) > 0) return;
-    _findings.warn(_isVff ? placeOf(kFirstMaskRecord) : placeOf(kCardNumberFieldLine, 0), "field",
-                   "no \"{}\" in the output mask: the card number has no bits",
-                   _format.masks().letters[static_cast<size_t>(field)]);
-  }
-
-  // Takes the text of the item apart.
-  FieldWords wordsOf(size_t item) {
+  // Takes the line apart.
+  FieldWords wordsOf(size_t line) {
     FieldWords words;
     if (!_isVff) {
-      std::ranges::copy(CdfCardFormat::fieldWords(_lines[item].text.data()), words.begin());
+      std::ranges::copy(CdfCardFormat::fieldWords(_lines[line].data()), words.begin());
       return words;
     }
-    FieldScanner scanner(_lines[item].text.c_str());
+    FieldScanner scanner(_lines[line].c_str());
     static_cast<void>(scanner.nextInt());  // The number of bits and the card number field.
     static_cast<void>(scanner.nextInt());
-    for (std::string_view& word : std::span(words).last(2))
-      word = scanner.nextWord(_lines[item].text.size());
+    words[3] = scanner.nextWord(sizeof(FormatLine));
+    words[4] = scanner.nextWord(sizeof(FormatLine));
     return words;
   }
 
   void checkField(size_t field, bool areWidthsMeant) {
     const char letter = _format.masks().letters[field];
-    if (letter == '\0' || _format.fieldBitCount(static_cast<int32_t>(field)) == 0) return;
-    const size_t item = _isVff ? kDefinitionRecord : kFirstFieldLine + field;
-    if (hasHiddenByte(item, _lines[item].text.find(','))) return;
-    const bool isCleared = !_isVff && _lines[item].text.starts_with(' ');
-    const FieldWords words = wordsOf(item);
+    const int32_t width = _format.fieldBitCount(static_cast<int32_t>(field));
+    if (letter == '\0' || width == 0) return;
+    const size_t line = _isVff ? kDefinitionRecord : kFirstFieldLine + field;
+    if (hasHiddenByte(line, _lines[line].find(','))) return;
+    const bool isCleared = !_isVff && _lines[line].starts_with(' ');
+    const FieldWords words = wordsOf(line);
     const FieldDefinition& defined = _format.fieldDefinitions()[field];
     if (isCleared || words[4].empty())
-      return _findings.warn(placeOf(item), "field",
+      return _findings.warn(placeOf(line), "field",
                             "the definition begins with a blank, or one of its values is missing "
                             "or empty: field {} is 0 on every card",
                             letter);
     if (defined.ftyp == kNotGiven)
-      return _findings.warn(placeOf(item, words[4]), "field",
+      return _findings.warn(placeOf(line, words[4]), "field",
                             "type {} is unknown: field {} is 0 on every card",
                             shownLetters(words[4]), letter);
     if (defined.dir == kNotGiven)
-      _findings.warn(placeOf(item, words[3]), "field",
+      _findings.warn(placeOf(line, words[3]), "field",
                      "direction {} is unknown: field {} is read as MSB", shownLetters(words[3]),
                      letter);
     if (_isVff) return;
-    checkBound(item, words[1], "minimum");
-    checkBound(item, words[2], "maximum");
-    if (areWidthsMeant) checkWidth(field, words);
+    checkNumber(line, words[1], "minimum", INT32_MAX);
+    checkNumber(line, words[2], "maximum", INT32_MAX);
+    if (areWidthsMeant) checkWidth(line, letter, words, {defined.ftyp, defined.dir, width});
   }
 
-  void checkBound(size_t item, std::string_view word, const char* name) {
-    if (!isNumber(firstWord(word)))
-      _findings.warn(placeOf(item, word), "number", "{} {} is not a number and is read as {}", name,
-                     shown(firstWord(word), kBound), textToInt32(word.data()));
+  // False when the text does not begin with a number. A NUL follows it.
+  bool checkNumber(size_t line, std::string_view text, const char* name, int32_t most) {
+    const std::string_view word = firstWord(text);
+    if (isNumber(word)) return true;
+    const LineField field = {name, FieldKind::kNumber, static_cast<uint32_t>(most)};
+    _findings.warn(placeOf(line, text), "number", "{} {} is not a number and is read as {}", name,
+                   shown(word, field), std::min(textToInt32(text.data()), most));
+    return false;
   }
 
   // Whether what the file promises has room in the positions of the field.
-  void checkWidth(size_t field, const FieldWords& words) {
-    const size_t item = kFirstFieldLine + field;
-    const int32_t width = _format.fieldBitCount(static_cast<int32_t>(field));
-    const FieldDefinition& defined = _format.fieldDefinitions()[field];
-    if (defined.ftyp == kTypeMsd && width % 5 != 0)
-      return _findings.warn(placeOf(item, words[4]), "field",
-                            "a digit of type MSD needs five positions, but field {:c} has {}",
-                            'A' + static_cast<int>(field), width);
+  void checkWidth(size_t line, char letter, const FieldWords& words, fieldstate state) {
+    if (state.ftyp == kTypeMsd && state.nbits % 5 != 0)
+      return _findings.warn(placeOf(line, words[4]), "field",
+                            "a digit of type MSD needs five positions, but field {} has {}", letter,
+                            state.nbits);
     const int64_t maximum = textToInt64(words[2].data());
-    const fieldstate state{.ftyp = defined.ftyp, .dir = defined.dir, .nbits = width};
-    const uint64_t kept = width < 64 ? (uint64_t{1} << width) - 1 : UINT64_MAX;
+    const uint64_t kept = state.nbits < 64 ? (uint64_t{1} << state.nbits) - 1 : UINT64_MAX;
     if (maximum > 0 && state.toValue(state.toBits(maximum) & kept) != maximum)
-      _findings.warn(
-          placeOf(item, words[2]), "field",
-          "maximum {} does not fit in the {} positions of field {:c}: values that do not "
-          "fit are cut",
-          maximum, width, 'A' + static_cast<int>(field));
+      _findings.warn(placeOf(line, words[2]), "field",
+                     "maximum {} does not fit in the {} positions of field {}: values that do not "
+                     "fit are cut",
+                     maximum, state.nbits, letter);
   }
 
   CardFormat& _format;
@@ -295,10 +259,10 @@ class FormatFileCheck {
   const int _file;
   CheckedFormat& _entry;
   Findings& _findings;
-  std::vector<Line> _lines;
-  std::optional<Misread> _misread;
-  int32_t _end = kSuccess;  // The result of reading after the last of the lines.
-  bool _hasNewline = true;
+  int32_t _result = kSuccess;  // Of loading the file.
+  LineReader _reader;
+  std::vector<std::string> _lines{""};  // From 1 on, as the format reads them.
+  int32_t _end = kSuccess;              // The result of reading after the last of the lines.
 };
 
 }  // namespace
@@ -308,9 +272,18 @@ std::string_view kindName(const CardFormat& format) {
   return dynamic_cast<const EffCardFormat*>(&format) != nullptr ? kEff : kCdf;
 }
 
-void checkFormatFile(CardFormat& format, const std::string& path, int file, CheckedFormat& entry,
+void checkFormatFile(const std::string& path, CheckedFormat& entry, CardFormatSet& formats,
                      Findings& findings) {
-  FormatFileCheck(format, file, entry, findings).run(path);
+  const int file = findings.addFile(path);
+  const std::string name = path.substr(path.rfind('/') + 1);
+  if (!CardFormatSet::isFormatFile(name.c_str())) {
+    findings.error({file}, kFormatNotAdded,
+                   "not a format file: its name does not contain .cdf, .eff or .vff");
+    return;
+  }
+  CardFormat* const format = formats.addFormat(entry.id, name.c_str());
+  if (format == nullptr) throw std::bad_alloc();
+  FormatFileCheck(*format, file, entry, findings).run(path);
 }
 
 }  // namespace badgemint::admin

@@ -5,9 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <new>
 #include <optional>
-#include <string_view>
 #include <utility>
 
 #include "admin/check/oddtext.h"
@@ -26,41 +24,37 @@ constexpr LineField kFormatId = {"format ID", FieldKind::kNumber, UINT32_MAX};
 // files, and the verdict is still that of the first thing that a build meets.
 class FormatsCheck {
  public:
-  FormatsCheck(const std::string& formatsFile, CardFormatSet& formats, Findings& findings)
-      : _formatsFile(formatsFile),
-        _formats(formats),
-        _findings(findings),
-        _file(findings.addFile(formatsFile)) {}
+  FormatsCheck(Findings& findings, int file) : _findings(findings), _file(file) {}
 
-  CheckedFormats run() {
-    const auto [result, place] = readFile();
-    for (CheckedFormat& entry : _checked.formats) load(entry);
+  CheckedFormats run(const std::string& formatsFile, CardFormatSet& formats) {
+    const auto [result, place] = readFile(formatsFile);
+    for (CheckedFormat& entry : _checked.formats) load(entry, formats);
     _findings.setVerdict(result, place);
     return std::move(_checked);
   }
 
  private:
   // Returns how a build would end after the last entry.
-  Verdict readFile() {
-    requireRegularFile(_formatsFile);
-    if (!_reader.open(_formatsFile.c_str())) return failToRead(kFormatsOpenFailed, 0);
-    while (_reader.readLine(kMaxFormatsLine) == LineReader::Status::kLine) {
+  Verdict readFile(const std::string& path) {
+    requireRegularFile(path);
+    const bool isOpen = _reader.open(path.c_str());
+    while (isOpen && _reader.readLine(kMaxFormatsLine) == LineReader::Status::kLine) {
       if (isUtf16(_reader)) {
         _findings.warn({_file, 1, 0}, "text", kUtf16Text);
         return {};  // A build finds no format in it.
       }
       checkLine();
     }
-    const int64_t line = _reader.lineNumber();
-    if (_reader.failed()) return failToRead(kFormatsReadFailed, line + 1);
-    if (!_reader.endedLine()) _findings.warn({_file, line, 0}, "text", kNoNewlineText);
-    return {};
-  }
-
-  Verdict failToRead(int32_t result, int64_t line) {
-    _findings.error({_file, line, 0}, result, "cannot be read: {}", std::strerror(errno));
-    _checked.complete = false;
-    return {result, {_file, line, 0}};
+    Place place = {_file, _reader.lineNumber()};
+    _checked.complete = isOpen && !_reader.failed();
+    if (_checked.complete) {
+      if (!_reader.endedLine()) _findings.warn(place, "text", kNoNewlineText);
+      return {};
+    }
+    if (isOpen) ++place.line;
+    const int32_t result = isOpen ? kFormatsReadFailed : kFormatsOpenFailed;
+    _findings.error(place, result, "cannot be read: {}", std::strerror(errno));
+    return {result, place};
   }
 
   void checkLine() {
@@ -77,73 +71,58 @@ class FormatsCheck {
     if (isTooShort || kind == FormatsLineKind::kIdOutOfRange)
       _findings.warn(at(words.word(0)), "format-id", "{}: the line is skipped",
                      isTooShort ? "no file name" : "the format ID is not 1 to 4294967295");
-    if (!isFormat) return;
-    checkId(words.word(0), _checked.formats.back());
-    checkName(words.word(1), _checked.formats.back(), read.fileName.data());
+    if (isFormat) checkEntry(words.word(0), words.word(1), _checked.formats.back());
   }
 
   // False, with an error, when a build cannot load such a file: it may be a cards file, and the
-  // word a PIN.
-  bool addEntry(const Tokenizer& words, const FormatsEntry& read, bool isMark) {
-    FormatFileName base = read.fileName;
-    cutToBaseName(base);
+  // word a PIN, which is not shown.
+  bool addEntry(const Tokenizer& words, FormatsEntry& read, bool isMark) {
+    cutToBaseName(read.fileName);
+    const Place line = {_file, _reader.lineNumber()};
     CheckedFormat& entry = _checked.formats.emplace_back();
-    entry.id = read.formatID;
-    entry.fileName = base.data();
-    entry.line = _reader.lineNumber();
-    if (CardFormatSet::isFormatFile(base.data())) return true;
-    const bool mayBePin = std::ranges::any_of(entry.fileName, isDigit);
-    entry.error = isMark
-                      ? _mergeMarks.report(_findings, {_file, entry.line, 0}, kFormatNotAdded)
-                      : _findings.error(
-                            at(words.word(1)), kFormatNotAdded,
-                            "{} is not a format file: its name does not contain .cdf, .eff or .vff",
-                            mayBePin ? "the second word" : inQuotes(entry.fileName));
+    entry = {read.formatID, read.fileName.data(), nullptr, line.line};
+    if (CardFormatSet::isFormatFile(read.fileName.data())) return true;
+    entry.error = isMark ? _mergeMarks.report(_findings, line, kFormatNotAdded)
+                         : _findings.error(at(words.word(1)), kFormatNotAdded,
+                                           "the second word is not the name of a format file: it "
+                                           "does not contain .cdf, .eff or .vff");
     return false;
   }
 
-  void checkId(const char* word, const CheckedFormat& entry) {
-    const int64_t firstLine = _checked.find(entry.id)->line;
-    if (!isNumber(word))
-      _findings.warn(at(word), "format-id", "format ID {} is not a number and is read as {}",
-                     shown(word, kFormatId), entry.id);
+  void checkEntry(const char* id, const char* path, const CheckedFormat& entry) {
+    const CheckedFormat &sameId = *_checked.find(entry.id), &sameFile = firstOf(entry.fileName);
+    if (!isNumber(id))
+      _findings.warn(at(id), "format-id", "format ID {} is not a number and is read as {}",
+                     shown(id, kFormatId), entry.id);
     else if (entry.id == 0)
-      _findings.warn(at(word), "format-id",
+      _findings.warn(at(id), "format-id",
                      "format ID 0 cannot be used by a card set: IDs start at 1");
-    else if (firstLine != entry.line)
-      _findings.warn(at(word), "format-id",
+    else if (&sameId != &entry)
+      _findings.warn(at(id), "format-id",
                      "format ID {} is already used in line {}: this format is never used", entry.id,
-                     firstLine);
-  }
-
-  void checkName(const char* word, const CheckedFormat& entry, const char* written) {
-    struct stat meant {
-    }, read{};
-    if (stat(written, &meant) == 0 && stat(entry.fileName.c_str(), &read) == 0 &&
+                     sameId.line);
+    const std::string name = inQuotes(entry.fileName);
+    struct stat meant, read;
+    if (stat(path, &meant) == 0 && stat(entry.fileName.c_str(), &read) == 0 &&
         !isSameFile(meant, read))
       _findings.warn(
-          at(word), "format-id",
-          "the folder is ignored: {} in the current folder is read, which is another file",
-          inQuotes(entry.fileName));
-    const CheckedFormat& first = firstOf(entry.fileName);
-    if (first.id != entry.id)
-      _findings.warn(at(word), "format-id",
+          at(path), "format-id",
+          "the folder is ignored: {} in the current folder is read, which is another file", name);
+    if (sameFile.id != entry.id)
+      _findings.warn(at(path), "format-id",
                      "{} is already format {} in line {}: cards of both formats have the same keys",
-                     inQuotes(entry.fileName), first.id, first.line);
+                     name, sameFile.id, sameFile.line);
   }
 
-  // The file of another entry is not checked again.
-  void load(CheckedFormat& entry) {
+  // The findings of a file that occurs twice are those of its first entry.
+  void load(CheckedFormat& entry, CardFormatSet& formats) {
     const std::string& name = entry.fileName;
     if (!CardFormatSet::isFormatFile(name.c_str()))
       return _findings.setVerdict(kFormatNotAdded, {_file, entry.line, 0});
-    CardFormat* const format = _formats.addFormat(entry.id, name.c_str());
-    if (format == nullptr) throw std::bad_alloc();
     const CheckedFormat& first = firstOf(name);
-    if (&first == &entry)
-      return checkFormatFile(*format, name, _findings.addFile(name), entry, _findings);
+    Findings repeated;
+    checkFormatFile(name, entry, formats, &first == &entry ? _findings : repeated);
     entry.error = first.error;
-    if (first.format != nullptr && format->loadFormatFile(name.c_str()) >= 0) entry.format = format;
   }
 
   // `word` points into the line read last.
@@ -154,10 +133,8 @@ class FormatsCheck {
     return *std::ranges::find(_checked.formats, fileName, &CheckedFormat::fileName);
   }
 
-  const std::string& _formatsFile;
-  CardFormatSet& _formats;
   Findings& _findings;
-  int _file;
+  const int _file;
   LineReader _reader;
   CheckedFormats _checked;
   MergeMarks _mergeMarks;
@@ -172,23 +149,7 @@ const CheckedFormat* CheckedFormats::find(uint32_t id) const {
 
 CheckedFormats checkFormats(const std::string& formatsFile, CardFormatSet& formats,
                             Findings& findings) {
-  return FormatsCheck(formatsFile, formats, findings).run();
-}
-
-const CardFormat* checkFormatAlone(const std::string& path, CardFormatSet& formats,
-                                   Findings& findings) {
-  const int file = findings.addFile(path);
-  const std::string name = path.substr(path.rfind('/') + 1);
-  if (!CardFormatSet::isFormatFile(name.c_str())) {
-    findings.error({file, 0, 0}, kFormatNotAdded,
-                   "not a format file: its name does not contain .cdf, .eff or .vff");
-    return nullptr;
-  }
-  CardFormat* const format = formats.addFormat(1, name.c_str());
-  if (format == nullptr) throw std::bad_alloc();
-  CheckedFormat entry;
-  checkFormatFile(*format, path, file, entry, findings);
-  return entry.format;
+  return FormatsCheck(findings, findings.addFile(formatsFile)).run(formatsFile, formats);
 }
 
 }  // namespace badgemint::admin

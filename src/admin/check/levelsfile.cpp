@@ -17,25 +17,24 @@ constexpr int kLineLimit = 600;
 
 class LevelsCheck {
  public:
-  LevelsCheck(const std::string& path, Findings& findings, ExitStatus ifOtherFile)
-      : _path(path),
-        _findings(findings),
-        _ifOtherFile(ifOtherFile),
-        _file(findings.addFile(path)) {}
+  LevelsCheck(Findings& findings, int file) : _findings(findings), _file(file) {}
 
-  void run(AccessLevelSet& levels) {
-    requireRegularFile(_path);
-    throwErrnoUnless(_reader.open(_path.c_str()), _path);
-    while (_reader.readLine(kLineLimit) == LineReader::Status::kLine) checkLine();
-    throwErrnoUnless(!_reader.failed(), _path);
+  void run(const std::string& path, AccessLevelSet& levels, ExitStatus ifOtherFile) {
+    requireRegularFile(path);
+    throwErrnoUnless(_reader.open(path.c_str()), path);
+    while (_reader.readLine(kLineLimit) == LineReader::Status::kLine) {
+      if (isUtf16(_reader)) throw Failure(ifOtherFile, "{}: {}", printable(path), kUtf16Text);
+      checkLine();
+    }
+    throwErrnoUnless(!_reader.failed(), path);
     if (!_hasLevel)
-      throw Failure(_ifOtherFile,
+      throw Failure(ifOtherFile,
                     "{}: no line defines an access level, so no holder could pass a door and "
                     "nothing was checked; give --levels the access levels file of the site",
-                    printable(_path));
-    throwErrnoUnless(_reader.open(_path.c_str()), _path);
+                    printable(path));
+    throwErrnoUnless(_reader.open(path.c_str()), path);
     if (!levels.readAccessLevels(_reader)) throw std::bad_alloc();
-    throwErrnoUnless(!_reader.failed(), _path);
+    throwErrnoUnless(!_reader.failed(), path);
   }
 
  private:
@@ -51,7 +50,6 @@ class LevelsCheck {
   void checkLine() {
     char* text = _reader.line();
     const std::string_view line(text, _reader.length());
-    if (isUtf16(_reader)) throw Failure(_ifOtherFile, "{}: {}", printable(_path), kUtf16Text);
     if (isMergeMark(line)) {
       _mergeMarks.report(_findings, {_file, _reader.lineNumber()}, 0);
       return;
@@ -66,7 +64,7 @@ class LevelsCheck {
   void checkLevel(char* text) {
     Tokenizer words;
     words.split(text, kWordDelimiters);
-    const char* const level = words.next();
+    const char* const level = words.word(0);
     if (level == nullptr || !checkId(level, "level") || !isNumber(level)) return;
     if (words.count() == 1 || isNumber(words.word(1))) _hasLevel = true;
     const int64_t number = wordValue(level);
@@ -78,24 +76,21 @@ class LevelsCheck {
            first->second);
     else if (number == 0 || number > UINT16_MAX)
       warn(level, "level", "the level is not 1 to {}: no holder can have it", UINT16_MAX);
-    checkPairs(words, level);
+    checkPairs(words);
   }
 
-  void checkPairs(Tokenizer& words, const char* level) {
-    if (words.count() == 1)
-      warn(level, "level",
+  void checkPairs(const Tokenizer& words) {
+    const uint32_t count = words.count();
+    for (uint32_t i = 1; i < count; ++i)
+      if (!checkId(words.word(i), i % 2 == 1 ? "door group" : "schedule")) return;
+    if (count == 1)
+      warn(words.word(0), "level",
            "the level has no door group and schedule: its holders can pass no door");
-    while (const char* const group = words.next()) {
-      if (!checkId(group, "door group")) return;
-      const char* const schedule = words.next();
-      if (schedule == nullptr)
-        warn(group, "level", "{}: holders of the level cannot pass the doors",
-             words.count() == Tokenizer::kMaxWords
-                 ? "a level has at most 74 pairs, and this one and all later ones are ignored"
-                 : "the door group has no schedule after it");
-      else if (!checkId(schedule, "schedule"))
-        return;
-    }
+    else if (count % 2 == 0)
+      warn(words.word(count - 1), "level", "{}: holders of the level cannot pass the doors",
+           count == Tokenizer::kMaxWords
+               ? "a level has at most 74 pairs, and this one and all later ones are ignored"
+               : "the door group has no schedule after it");
   }
 
   // Reports a word that is not a number, or not an ID. Returns whether the line is read on.
@@ -115,9 +110,7 @@ class LevelsCheck {
     return isId;
   }
 
-  const std::string& _path;
   Findings& _findings;
-  const ExitStatus _ifOtherFile;
   const int _file;
   LineReader _reader;
   std::map<int64_t, int64_t> _lineOfLevel;
@@ -129,7 +122,7 @@ class LevelsCheck {
 
 void readLevels(const std::string& path, AccessLevelSet& levels, Findings& findings,
                 ExitStatus ifOtherFile) {
-  LevelsCheck(path, findings, ifOtherFile).run(levels);
+  LevelsCheck(findings, findings.addFile(path)).run(path, levels, ifOtherFile);
 }
 
 }  // namespace badgemint::admin

@@ -1,12 +1,11 @@
 // The rule `mask`: what the masks of a format file make of each other, position by position.
 #include <algorithm>
-#include <array>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "admin/check/sitecheck.h"
 #include "formats/bitlayout.h"
-#include "support/textutil.h"
 
 namespace badgemint::admin {
 namespace {
@@ -18,54 +17,42 @@ constexpr std::string_view kFillers(". -_\0", 5);  // Where a mask has nothing.
 // The rows.
 constexpr size_t kOutput = 0, kFixed = 1, kParity = 2, kRows = kParity + kParityMaskCount;
 
-// A digit may be one of a PIN.
-std::string shownCharacter(char c) {
-  return isDigit(c) ? "a digit" : inQuotes({&c, 1});
-}
-
 bool contains(std::string_view characters, char c) {
   return characters.find(c) != kNone;
 }
 
-std::string_view rowOf(const BitMask& mask) {
-  return {mask.data(), kPositions};
-}
-
 class MaskRules {
  public:
-  MaskRules(const CardFormat& format, const MaskWarning& warning)
-      : _format(format),
-        _masks(format.masks()),
-        _rows{rowOf(_masks.output), rowOf(_masks.fixed)},
-        _appliedEnd(kParity + static_cast<size_t>(std::clamp(format.numberOfParityBits(), 0, 8))),
-        _warning(warning) {
-    std::ranges::transform(_masks.parity, _rows.begin() + kParity, rowOf);
+  MaskRules(const CardFormat& format, int file, Findings& findings)
+      : _format(format), _file(file), _findings(findings) {
+    for (const BitMask& mask : _masks.parity) _rows.emplace_back(mask.data(), kPositions);
     std::erase(_letters, '\0');
   }
 
   bool check(bool isParityCountValid) {
+    const size_t before = _findings.warnings();
     _isOutputValid =
         checkCharacters(kOutput, _letters + 'P', "is not a field: the card has no bit here");
     checkCharacters(kFixed, "01", "is neither 0 nor 1 and fixes no bit");
     checkFixed();
-    const bool areWidthsMeant = _warnings == 0;
+    const bool areWidthsMeant = _findings.warnings() == before;
     if (_isOutputValid) checkUsedPositions();
-    const size_t before = _warnings;
+    const size_t beforeParity = _findings.warnings();
     for (size_t mask = kParity; mask < _appliedEnd; ++mask) checkParity(mask);
     if (isParityCountValid) checkNotApplied();
-    if (_warnings == before) checkUnsetParity();
+    if (_findings.warnings() == beforeParity) checkUnsetParity();
     return areWidthsMeant;
   }
 
  private:
   // Reports each unknown character once. False when there is one.
   bool checkCharacters(size_t mask, std::string known, const char* effect) {
-    const size_t before = _warnings;
+    const size_t before = _findings.warnings();
     const std::string_view row = _rows[mask];
     known += kFillers;
     for (size_t p = 0; (p = row.find_first_not_of(known, p)) != kNone; known += row[p])
-      warn(mask, p, "{} {}", shownCharacter(row[p]), effect);
-    return _warnings == before;
+      warn(mask, p, "{} {}", shownName(row.substr(p, 1)), effect);
+    return _findings.warnings() == before;
   }
 
   // Reports once what a fixed bit replaces. What the output mask cannot have is reported there.
@@ -140,27 +127,37 @@ class MaskRules {
 
   template <typename... Args>
   void warn(size_t mask, size_t position, fmt::format_string<Args...> format, Args&&... args) {
-    ++_warnings;
-    _warning(mask, position, fmt::format(format, std::forward<Args>(args)...));
+    _findings.warn(placeOf(mask, position), "mask", format, std::forward<Args>(args)...);
+  }
+
+  // A VFF file has a record for each mask; the others have a line for 48 positions of each.
+  Place placeOf(size_t mask, size_t position) const {
+    const bool isVff = kindName(_format) == "VFF";
+    const size_t first = isVff ? 7 : 21, perLine = isVff ? kPositions : 48;
+    const size_t line = first + position / perLine * kRows + mask;
+    return {_file, static_cast<int64_t>(line), static_cast<int64_t>(position % perLine) + 1};
   }
 
   // The position that a parity mask sets.
   size_t targetOf(size_t mask) const { return _rows[mask].find_first_of("EO"); }
 
   const CardFormat& _format;
-  const LayoutMasks _masks;
-  std::array<std::string_view, kRows> _rows;
+  const int _file;
+  Findings& _findings;
+  const LayoutMasks _masks = _format.masks();
+  std::vector<std::string_view> _rows{{_masks.output.data(), kPositions},
+                                      {_masks.fixed.data(), kPositions}};
   std::string _letters{_masks.letters.begin(), _masks.letters.end()};  // Of fields.
-  const size_t _appliedEnd;  // Of the parity masks that the format uses.
+  // Of the parity masks that the format uses.
+  const size_t _appliedEnd =
+      kParity + static_cast<size_t>(std::clamp(_format.numberOfParityBits(), 0, 8));
   bool _isOutputValid = true;
-  size_t _warnings = 0;
-  const MaskWarning& _warning;
 };
 
 }  // namespace
 
-bool checkMasks(const CardFormat& format, bool isParityCountValid, const MaskWarning& warning) {
-  return MaskRules(format, warning).check(isParityCountValid);
+bool checkMasks(const CardFormat& format, int file, bool isParityCountValid, Findings& findings) {
+  return MaskRules(format, file, findings).check(isParityCountValid);
 }
 
 }  // namespace badgemint::admin

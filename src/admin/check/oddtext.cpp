@@ -11,10 +11,6 @@ namespace {
 
 constexpr size_t kNotFound = std::string_view::npos;
 
-std::string_view textOf(LineReader& line) {
-  return {line.line(), line.length()};
-}
-
 bool isStartOfFile(LineReader& line) {
   return line.lineNumber() == 1 && line.bytesBefore() == 0;
 }
@@ -28,7 +24,7 @@ bool isNoBreakSpace(std::string_view text, size_t i) {
 }  // namespace
 
 bool isUtf16(LineReader& line) {
-  const std::string_view start = textOf(line);
+  const std::string_view start(line.line(), line.length());
   if (!isStartOfFile(line)) return false;
   if (start.starts_with("\xFF\xFE") || start.starts_with("\xFE\xFF")) return true;
   const auto isNul = [start](size_t i) { return i < start.size() && start[i] == '\0'; };
@@ -61,7 +57,7 @@ std::optional<OddText> findHiddenByte(std::string_view line, size_t from, size_t
 }
 
 std::optional<OddText> findOddText(LineReader& line, bool isForTokenizer) {
-  const std::string_view text = textOf(line);
+  const std::string_view text(line.line(), line.length());
   if (isStartOfFile(line) && text.starts_with(kByteOrderMark))
     return OddText{0, "a byte order mark is read as part of the first word"};
   const size_t comment = commentStart(text);

@@ -5,7 +5,6 @@
 #define BADGEMINT_ADMIN_CHECK_SITECHECK_H
 
 #include <cstdint>
-#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -70,21 +69,15 @@ struct CheckedFormats {
 CheckedFormats checkFormats(const std::string& formatsFile, CardFormatSet& formats,
                             Findings& findings);
 
-// The same for a single format file, which `path` leads to. Null, with an error among the findings,
-// when it does not load.
-const CardFormat* checkFormatAlone(const std::string& path, CardFormatSet& formats,
-                                   Findings& findings);
-
-// Loads a format from its file, number `file` among the findings, and checks the file line by line.
-// Sets `format` or `error` of the entry.
-void checkFormatFile(CardFormat& format, const std::string& path, int file, CheckedFormat& entry,
+// Loads the format of an entry into `formats`, and checks its file, which `path` leads to, line by
+// line. Adds the file to the findings, sets `format` or `error` of the entry, and throws, as above.
+void checkFormatFile(const std::string& path, CheckedFormat& entry, CardFormatSet& formats,
                      Findings& findings);
 
-// The rule `mask`: the masks against each other. Mask 0 is the output mask, 1 the fixed mask, and 2
-// to 9 are the parity masks, whose number counts only if `isParityCountValid`. False when a field
-// does not get the positions that it seems to have.
-using MaskWarning = std::function<void(size_t mask, size_t position, const std::string& text)>;
-bool checkMasks(const CardFormat& format, bool isParityCountValid, const MaskWarning& warning);
+// The rule `mask`: the masks of a format file against each other. The number of parity masks counts
+// only if `isParityCountValid`. False when a field does not get the positions that it seems to
+// have.
+bool checkMasks(const CardFormat& format, int file, bool isParityCountValid, Findings& findings);
 
 // "CDF", "EFF" or "VFF".
 std::string_view kindName(const CardFormat& format);

@@ -33,11 +33,11 @@ struct DecodeOptions {
   bool json = false;
 };
 
-// What readers and controllers print of a card: bits, or a key, or a decimal number.
+// What readers and controllers print of a card: bits, a key, or a number.
 struct CardInput {
-  std::string bits{};               // '0' and '1'.
+  std::string bits{};               // '0' and '1'; of a key or a number without leading zeros.
+  bool isNumber = true;             // Whether zeros may be missing in front of the bits.
   std::vector<CardPattern> keys{};  // From a key with an odd number of digits there are two.
-  std::string value{};              // The bits of the key or number without leading zeros.
 };
 
 // The bits of a number without leading zeros. None for what is not a number of up to 128 bits.
@@ -49,16 +49,13 @@ std::optional<std::string> bitsOfNumber(std::string_view digits, unsigned base) 
     if (digit >= base || value > (~Value{0} - digit) / base) return std::nullopt;
     value = value * base + digit;
   }
-  std::string bits;
-  for (; value != 0 || bits.empty(); value /= 2) bits += value % 2 == 0 ? '0' : '1';
-  std::ranges::reverse(bits);
-  return bits;
+  return fmt::format("{:b}", value);
 }
 
 CardInput parseInput(const DecodeOptions& options) {
   if (!options.decimal.empty()) {
     const auto value = bitsOfNumber(options.decimal, 10);
-    if (value) return {.value = *value};
+    if (value) return {.bits = *value};
     throw Failure(ExitStatus::kRefused, "--decimal {} is not a decimal number of up to 128 bits",
                   inQuotes(options.decimal));
   }
@@ -67,36 +64,43 @@ CardInput parseInput(const DecodeOptions& options) {
                 [](char c) { return std::string_view(" :-_").find(c) != std::string::npos; });
   const bool hasPrefix = digits.starts_with("0b") || digits.starts_with("0B");
   const std::string bits = digits.substr(hasPrefix ? 2 : 0);
-  if (!bits.empty() && bits.find_first_not_of("01") == std::string::npos) return {.bits = bits};
+  if (!bits.empty() && bits.find_first_not_of("01") == std::string::npos)
+    return {.bits = bits, .isNumber = false};
   const auto key = keyOfHex(digits);
   if (!key)
     throw Failure(ExitStatus::kRefused,
                   "{} is neither bits (0 and 1) nor a key (1 to 32 hexadecimal digits)",
                   inQuotes(options.words.front()));
   digits.erase(0, digits.find_first_of("xX") + 1);
-  CardInput input{.keys = {*key}, .value = *bitsOfNumber(digits, 16)};
+  CardInput input{.bits = *bitsOfNumber(digits, 16), .keys = {*key}};
   // Numbers lose a zero in front.
   if (digits.size() % 2 == 1 && keyOfHex("0" + digits) != key)
     input.keys.push_back(*keyOfHex("0" + digits));
   return input;
 }
 
-// A key that the input can be in a format.
-struct Candidate {
-  CardPattern key;
-  const char* change;  // What was done to the input: "", "reversed" or "right-aligned".
-};
-
-// A format that can have made it.
+// A format that can have made the input.
 struct Match {
   const CheckedFormat* listed;
-  Candidate candidate;
-  DecodedCard card;
-  std::vector<uint32_t> sets;  // Those whose cards have its values.
+  CardPattern key;
+  const char* change;  // What was done to the input: "", "reversed" or "right-aligned".
+  int64_t number;
+  CardFormat::FieldValues values;   // Of the other fields.
+  std::vector<std::string> faults;  // None for a card of the format.
+  std::vector<uint32_t> sets;       // Those whose cards have its values.
 
-  bool isChanged() const { return *candidate.change != '\0'; }
-  bool fits() const { return card.faults.empty(); }
+  bool isChanged() const { return *change != '\0'; }
+  bool fits() const { return faults.empty(); }
+  // What was changed counts only if it fits, and nothing else does.
+  int rank() const { return (fits() ? 0 : 2) + (isChanged() ? 1 : 0); }
 };
+
+CardFormat::FieldValues valuesOf(const CardFormat& format, const CardPattern& card) {
+  CardFormat::FieldValues values{};
+  for (int32_t field = 0; int64_t & value : values)
+    static_cast<void>(format.decodeField(card, field++, value));
+  return values;
+}
 
 class Decode {
  public:
@@ -107,75 +111,63 @@ class Decode {
   bool run() {
     findMatches();
     _wanted.insert(_input.keys.begin(), _input.keys.end());
-    for (const Match& match : _matches) _wanted.insert(match.candidate.key);
+    for (const Match& match : _matches) _wanted.insert(match.key);
     const bool isFormatless = printHolders();
     for (const Match& match : _matches) print(textOf(match), jsonOf(match));
-    if (_matches.empty()) printText("no format has such a card\n");
+    if (_matches.empty() && !_isJson) _console.print("no format has such a card\n");
     return isFormatless || (hasFit() && !_matches.front().isChanged());
   }
 
  private:
   bool hasFit() const { return !_matches.empty() && _matches.front().fits(); }
 
-  // Those that fit come first. What was changed counts only if it fits, and nothing else does.
   void findMatches() {
-    bool hasCandidates = false;
-    for (const CheckedFormat& listed : _site.formats()) {
+    for (const CheckedFormat& listed : _site.formats())
       // Of two formats with one ID the second is never used.
-      if (listed.format == nullptr || listed.format != _site.formatSet().findFormat(listed.id))
-        continue;
-      for (const Candidate& candidate : candidatesOf(CardLayout(*listed.format))) {
-        hasCandidates = true;
-        addMatch(listed, candidate);
-      }
-    }
-    if (!hasCandidates && !_input.bits.empty())
+      if (listed.format != nullptr && listed.format == _site.formatSet().findFormat(listed.id))
+        addMatches(listed);
+    if (_matches.empty() && !_input.isNumber)
       throw Failure(ExitStatus::kRefused,
                     "no format has cards of {} bits (write 0x before a key of 0 and 1 alone)",
                     _input.bits.size());
-    const bool hasFit = std::ranges::any_of(
-        _matches, [](const Match& match) { return match.fits() && !match.isChanged(); });
-    std::erase_if(_matches, [hasFit](const Match& match) {
-      return match.isChanged() && (hasFit || !match.fits());
-    });
-    std::stable_partition(_matches.begin(), _matches.end(), std::mem_fn(&Match::fits));
+    std::ranges::stable_sort(_matches, {}, &Match::rank);
+    if (hasFit() && !_matches.front().isChanged())
+      std::erase_if(_matches, std::mem_fn(&Match::isChanged));
   }
 
   // Readers may send a card from the last bit to the first, or with zeros in front of the bits.
-  std::vector<Candidate> candidatesOf(const CardLayout& layout) const {
-    const size_t count = layout.count();
-    std::vector<Candidate> candidates;
-    for (const CardPattern& key : _input.keys) candidates.push_back({key, ""});
-    if (count > 0 && _input.bits.size() == count)
-      candidates.push_back({layout.patternOf(_input.bits), ""});
-    const std::string& value = _input.value;
-    const bool isAligned = !value.empty() && value.size() <= count;
-    const CardPattern aligned =
-        isAligned ? layout.patternOf(std::string(count - value.size(), '0') + value)
-                  : CardPattern{};
-    if (isAligned && _input.keys.empty()) candidates.push_back({aligned, ""});
-    for (size_t i = 0, end = candidates.size(); i < end; ++i) {
-      std::string bits = layout.bitsOf(candidates[i].key);
-      if (layout.patternOf(bits) != candidates[i].key) continue;
-      std::ranges::reverse(bits);
-      candidates.push_back({layout.patternOf(bits), "reversed"});
-    }
-    if (isAligned && !_input.keys.empty()) candidates.push_back({aligned, "right-aligned"});
-    return candidates;
+  void addMatches(const CheckedFormat& listed) {
+    const CardLayout layout(*listed.format);
+    const size_t size = _input.bits.size(), count = layout.count();
+    const bool isAligned = size == count || (_input.isNumber && size < count);
+    const std::string aligned = isAligned ? std::string(count - size, '0') + _input.bits : "";
+    std::vector<std::string> sent;
+    if (isAligned && _input.keys.empty()) sent.push_back(aligned);
+    for (const CardPattern& key : _input.keys)  // Unless it has bits outside the cards.
+      if (layout.patternOf(layout.bitsOf(key)) == key) sent.push_back(layout.bitsOf(key));
+    for (const std::string& bits : sent) addMatch(listed, layout, bits, "");
+    for (const std::string& bits : sent)
+      addMatch(listed, layout, {bits.rbegin(), bits.rend()}, "reversed");
+    if (isAligned && !_input.keys.empty()) addMatch(listed, layout, aligned, "right-aligned");
   }
 
-  void addMatch(const CheckedFormat& listed, const Candidate& candidate) {
-    auto card = decodeCard(*listed.format, candidate.key);
-    if (!card) return;
-    // A layout with gaps can lose bits of its fields: then only the card sets have their values.
-    const auto sets = cardSetsOf(*listed.format, card->number, candidate.key);
-    if (!card->faults.empty() && !sets.empty())
-      card = {.number = card->number,
-              .values = _site.sets().getCardSet(sets.front())->fldvalues,
-              .encoded = candidate.key,
-              .faults = {}};
-    _matches.push_back(
-        {&listed, candidate, *card, cardSetsOf(*listed.format, card->number, card->encoded)});
+  void addMatch(const CheckedFormat& listed, const CardLayout& layout, const std::string& bits,
+                const char* change) {
+    const CardPattern key = layout.patternOf(bits);
+    const CardFormat& format = *listed.format;
+    Match match{&listed, key, change, format.decodeCardNumber(key), valuesOf(format, key), {}, {}};
+    const CardPattern encoded = format.encodeNumber(format.encodeSite(match.values), match.number);
+    match.faults = layout.faultsOf(key, encoded);
+    if (match.number < 0) match.faults.push_back(fmt::format("the number is beyond {}", INT64_MAX));
+    match.sets = cardSetsOf(format, match.number, key);
+    if (match.sets.empty()) {
+      match.sets = cardSetsOf(format, match.number, encoded);
+    } else if (!match.fits()) {
+      // A layout with gaps can lose bits of its fields: then only the card sets have their values.
+      match.values = _site.sets().getCardSet(match.sets.front())->fldvalues;
+      match.faults.clear();
+    }
+    if (match.fits() || !match.isChanged()) _matches.push_back(std::move(match));
   }
 
   // Those that have this very card.
@@ -193,19 +185,16 @@ class Decode {
   void print(std::string_view text, const JsonObject& object) {
     _isJson ? _console.printJson(object) : _console.print("{}", text);
   }
-  void printText(std::string_view text) {
-    if (!_isJson) _console.print("{}", text);
-  }
 
   std::string textOf(const Match& match) const {
-    const auto& [listed, candidate, card, sets] = match;
-    std::string text = fmt::format("format {} {}: card {}{}; {}{}{}\n", listed->id,
-                                   printable(listed->fileName), static_cast<uint64_t>(card.number),
-                                   siteValuesText(*listed->format, card.values),
-                                   match.fits() ? "parity and fixed bits right" : "wrong",
-                                   match.isChanged() ? "; " : "", candidate.change);
-    if (_wanted.size() > 1) text += fmt::format("  key {}\n", keyText(candidate.key));
-    for (const std::string& fault : card.faults) text += fmt::format("  {}\n", fault);
+    const auto& [listed, key, change, number, values, faults, sets] = match;
+    std::string text =
+        fmt::format("format {} {}: card {}{}; {}{}{}\n", listed->id, printable(listed->fileName),
+                    static_cast<uint64_t>(number), siteValuesText(*listed->format, values),
+                    match.fits() ? "parity and fixed bits right" : "wrong",
+                    match.isChanged() ? "; " : "", change);
+    if (_wanted.size() > 1) text += fmt::format("  key {}\n", keyText(key));
+    for (const std::string& fault : faults) text += fmt::format("  {}\n", fault);
     for (const uint32_t csid : sets) text += fmt::format("  card set {}\n", csid);
     return text;
   }
@@ -220,14 +209,14 @@ class Decode {
   }
 
   static JsonObject jsonOf(const Match& match) {
-    const auto& [listed, candidate, card, sets] = match;
+    const auto& [listed, key, change, number, values, faults, sets] = match;
     JsonObject object;
     object.add("format", listed->id).add("file", listed->fileName);
-    object.add("card", std::to_string(static_cast<uint64_t>(card.number)));
-    object.add("key", keyText(candidate.key)).add("values", jsonOf(*listed->format, card.values));
+    object.add("card", std::to_string(static_cast<uint64_t>(number)));
+    object.add("key", keyText(key)).add("values", jsonOf(*listed->format, values));
     object.add("fits", match.fits());
-    if (match.isChanged()) object.add("change", candidate.change);
-    return object.add("faults", card.faults).add("sets", sets);
+    if (match.isChanged()) object.add("change", change);
+    return object.add("faults", faults).add("sets", sets);
   }
 
   JsonObject jsonOf(const IdentRecord& record) const {
@@ -249,7 +238,7 @@ class Decode {
       isFormatless = isFormatless || record.cardsetcode == kFormatlessCode;
     }
     if (!_hasIdent || isHeld || !hasFit()) return isFormatless;
-    printText("no holder has this card\n");
+    if (!_isJson) _console.print("no holder has this card\n");
     printNamesakes();
     return false;
   }
@@ -262,14 +251,14 @@ class Decode {
       if (!number || record.deleted != 0) continue;
       const CardFormat* const format = _site.formatOfSet(record.cardsetcode);
       const auto match = std::ranges::find_if(_matches, [&](const Match& other) {
-        return other.fits() && other.listed->format == format && other.card.number == *number;
+        return other.fits() && other.listed->format == format && other.number == *number;
       });
-      const auto held =
-          match == _matches.end() ? std::nullopt : decodeCard(*format, record.cardnumber);
-      if (!held || held->values == match->card.values || ++printed > kMostNamesakes) continue;
+      if (match == _matches.end()) continue;
+      const CardFormat::FieldValues values = valuesOf(*format, record.cardnumber);
+      if (values == match->values || ++printed > kMostNamesakes) continue;
       print(fmt::format("holder {} has this number with {}\n", record.uniqid,
-                        siteValuesText(*format, held->values).erase(0, 2)),
-            jsonOf(record).add("values", jsonOf(*format, held->values)));
+                        siteValuesText(*format, values).erase(0, 2)),
+            jsonOf(record).add("values", jsonOf(*format, values)));
     }
   }
 
@@ -290,14 +279,13 @@ ExitStatus decode(const DecodeOptions& options, Console& console) {
   SitePaths paths = options.site;
   paths.access = "";
   const bool isMissing = access(paths.ident.c_str(), F_OK) != 0 && errno == ENOENT;
-  if (isMissing && !options.needsIdent) paths.ident = "";
-  if (!paths.ident.empty()) try {
-      requireRegularFile(paths.ident);
-      throwErrnoUnless(access(paths.ident.c_str(), R_OK) == 0, paths.ident);
-    } catch (const std::runtime_error& problem) {
-      console.report("{}", problem.what());
-      paths.ident = "";
-    }
+  try {
+    requireRegularFile(paths.ident);
+    throwErrnoUnless(access(paths.ident.c_str(), R_OK) == 0, paths.ident);
+  } catch (const std::runtime_error& problem) {
+    if (!isMissing || options.needsIdent) console.report("{}", problem.what());
+    paths.ident = "";
+  }
   const Site site(paths, Site::Formats::kOptional, console);
   if (const size_t rest = site.databases().identRest; rest != 0)
     console.report("{} ends within a record; its last {} bytes are ignored", paths.ident, rest);

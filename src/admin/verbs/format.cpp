@@ -25,8 +25,8 @@ struct FormatOptions {
   std::string svg;  // The picture to write; empty for none.
 };
 
-// A line of a drawing. In a picture each character whose bit comes from somewhere is coloured: a
-// letter names a field, 'P' is parity, '0' and '1' are fixed bits, a blank is none of them.
+// A line of a drawing. In a picture each character but '.' whose bit comes from somewhere is
+// coloured: a letter names a field, 'P' is parity, '0' and '1' are fixed bits.
 struct DrawnLine {
   std::string text;
   std::string sources{};  // One for each of the first characters.
@@ -78,13 +78,9 @@ void drawBits(const std::string& sources,
     }
     drawing.push_back({std::string(10, ' ') + tens.substr(0, tens.find_last_not_of(' ') + 1)});
     drawing.push_back({fmt::format("{:<10}{}", "bit", units)});
-    for (const auto& [name, bits] : rows) {
-      DrawnLine line{fmt::format("{:<10}{}", name, bits.substr(from, kBitsPerLine)),
-                     std::string(10, ' ') + sources.substr(from, kBitsPerLine)};
-      for (size_t i = 10; i < line.text.size(); ++i)
-        if (line.text[i] == CardLayout::kNoPosition) line.sources[i] = ' ';
-      drawing.push_back(std::move(line));
-    }
+    for (const auto& [name, bits] : rows)
+      drawing.push_back({fmt::format("{:<10}{}", name, bits.substr(from, kBitsPerLine)),
+                         std::string(10, ' ') + sources.substr(from, kBitsPerLine)});
   }
 }
 
@@ -114,14 +110,6 @@ void draw(const CardFormat& format, Drawing& drawing) {
   drawBits(layout.mergedRow(), rows, drawing);
 }
 
-const char* colourOf(char source) {
-  constexpr std::array kFields = {"#bfdbfe", "#bbf7d0", "#fecaca", "#e9d5ff",
-                                  "#fed7aa", "#99f6e4", "#fbcfe8", "#d9f99d"};
-  if (source == 'P') return "#fde68a";
-  if (source == '0' || source == '1') return "#d4d4d8";
-  return kFields.at(source == '*' ? 0 : static_cast<size_t>(source - 'A'));
-}
-
 std::string escaped(std::string_view text) {
   std::string escaped;
   for (const char c : text)
@@ -133,15 +121,20 @@ std::string escaped(std::string_view text) {
 // of one width have characters of 0.6 times their size.
 std::string svgOf(const Drawing& drawing) {
   constexpr size_t kCharacter = 9, kLine = 20, kMargin = 10;
+  constexpr std::string_view kSources = "*ABCDEFGHP01";
+  constexpr std::array kColours = {"#bfdbfe", "#bfdbfe", "#bbf7d0", "#fecaca",
+                                   "#e9d5ff", "#fed7aa", "#99f6e4", "#fbcfe8",
+                                   "#d9f99d", "#fde68a", "#d4d4d8", "#d4d4d8"};
   std::string body;
   size_t y = kMargin, width = 0;
   for (const auto& [text, sources] : drawing) {
     for (size_t i = 0; i < sources.size(); ++i)
-      if (sources[i] != ' ' && sources[i] != CardLayout::kNoPosition)
+      if (const size_t source = kSources.find(sources[i]);
+          source != std::string_view::npos && text[i] != '.')
         body += fmt::format(
             "<rect x=\"{}\" y=\"{}\" width=\"{}\" height=\"{}\" fill=\"{}\" "
             "stroke=\"#52525b\" stroke-width=\"0.5\"/>\n",
-            kMargin + i * kCharacter, y, kCharacter, kLine, colourOf(sources[i]));
+            kMargin + i * kCharacter, y, kCharacter, kLine, kColours.at(source));
     body += fmt::format("<text x=\"{}\" y=\"{}\" textLength=\"{}\">{}</text>\n", kMargin, y + 15,
                         text.size() * kCharacter, escaped(text));
     y += kLine;
@@ -163,9 +156,7 @@ void writeSvg(const std::string& path, const std::string& source, const Drawing&
   NewFile file(path, true);
   file.write(svgOf(drawing));
   static_cast<void>(file.finish());
-  const mode_t mask = umask(0);
-  umask(mask);
-  static_cast<void>(chmod(path.c_str(), 0666 & ~mask));  // It has no secrets.
+  static_cast<void>(chmod(path.c_str(), 0644));  // It has no secrets.
 }
 
 ExitStatus show(const std::string& path, const FormatOptions& options, Console& console) {
@@ -175,7 +166,9 @@ ExitStatus show(const std::string& path, const FormatOptions& options, Console& 
   }
   CardFormatSet formats;
   Findings findings(true);
-  const CardFormat* const format = checkFormatAlone(path, formats, findings);
+  CheckedFormat checked;
+  checkFormatFile(path, checked, formats, findings);
+  const CardFormat* const format = checked.format;
   Drawing drawing = {{fmt::format("{}: {}", printable(path),
                                   format != nullptr ? kindName(*format) : "does not load")}};
   if (format != nullptr) draw(*format, drawing);

@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <memory>
 #include <new>
-#include <optional>
 #include <span>
 #include <utility>
 
@@ -31,12 +30,6 @@ struct PatternOptions {
   std::vector<std::string> words;  // A card set, unless there is a format file; card numbers.
 };
 
-// What encodes the cards, and what the first line of each prints after its number.
-struct Cards {
-  CardEncoder encoder;
-  std::string name;
-};
-
 // Takes the card sets from the 'f' lines of a cards file.
 void readCardSets(const std::string& path, SiteCards& site, Console& console) {
   requireRegularFile(path);
@@ -52,7 +45,25 @@ void readCardSets(const std::string& path, SiteCards& site, Console& console) {
   throwErrnoUnless(!reader.failed(), path);
 }
 
-Cards cardsOfSet(const PatternOptions& options, std::optional<Site>& site, Console& console) {
+// Prints the cards of these numbers, and reports words that are none. `name` says whose they are.
+ExitStatus printCards(std::span<const std::string> numbers, const CardEncoder& encoder,
+                      const std::string& name, Console& console) {
+  const CardLayout layout(*encoder.format);
+  ExitStatus status = ExitStatus::kAllWell;
+  const char* separator = "";
+  for (const std::string& word : numbers) try {
+      const CardPattern card = encodeWord(encoder, word);
+      console.print("{}card  {}   {}   {} bits\nmask  {}\nbits  {}\nkey   {}\n",
+                    std::exchange(separator, "\n"), encoder.decode(card), name, layout.count(),
+                    layout.mergedRow(), layout.bitsOf(card), keyText(card));
+    } catch (const Failure& failure) {
+      console.report("{}", failure.what());
+      status = ExitStatus::kRefused;
+    }
+  return status;
+}
+
+ExitStatus printCardsOfSet(const PatternOptions& options, Console& console) {
   SitePaths paths = options.site;
   paths.ident = paths.access = "";
   SiteCards fromCards;
@@ -64,59 +75,41 @@ Cards cardsOfSet(const PatternOptions& options, std::optional<Site>& site, Conso
                   "{} does not exist: a build writes it; until then give --cards and a cards file",
                   paths.cardSets);
   }
-  site.emplace(paths, Site::Formats::kRequired, console);
+  const Site site(paths, Site::Formats::kRequired, console);
+  const cardsets& sets = options.cards.empty() ? site.sets() : fromCards.cardSets();
   const std::string& set = options.words.front();
-  const cardsets& sets = options.cards.empty() ? site->sets() : fromCards.cardSets();
-  const CardEncoder encoder = encoderOfSet(set, sets, site->formats());
-  const auto listed = std::ranges::find(site->formats(), encoder.format, &CheckedFormat::format);
-  return {encoder, fmt::format("set {}   format {} {}", *numberOf(set), listed->id,
-                               printable(listed->fileName))};
+  const CardEncoder encoder = encoderOfSet(set, sets, site.formats());
+  const auto listed = std::ranges::find(site.formats(), encoder.format, &CheckedFormat::format);
+  return printCards(
+      std::span(options.words).subspan(1), encoder,
+      fmt::format("set {}   format {} {}", *numberOf(set), listed->id, printable(listed->fileName)),
+      console);
 }
 
-Cards cardsOfFile(const PatternOptions& options, CardFormatSet& formats, Console& console) {
+ExitStatus printCardsOfFormat(const PatternOptions& options, Console& console) {
+  CardFormatSet formats;
+  CheckedFormat checked;
   Findings findings, ofValues;
-  const CardFormat* const format = checkFormatAlone(options.format, formats, findings);
-  if (format == nullptr) {
+  checkFormatFile(options.format, checked, formats, findings);
+  if (checked.format == nullptr) {
     const Finding error = findings.sorted().front();
     throw Failure(ExitStatus::kNotDone, "{}: {}", findings.placeText(error.place), error.text);
   }
-  const auto values = readSiteValues(options.values, *format, ofValues);
+  const auto values = readSiteValues(options.values, *checked.format, ofValues);
   if (!values)
     throw Failure(ExitStatus::kRefused, "--set is refused: {}", ofValues.sorted().front().text);
   for (const Finding& finding : ofValues.sorted()) console.report("{}", finding.text);
-  return {{format, format->encodeSite(*values)}, printable(options.format)};
-}
-
-// Prints the cards of these numbers, and reports words that are none. Returns whether all are.
-bool printCards(std::span<const std::string> numbers, const Cards& cards, Console& console) {
-  const CardLayout layout(*cards.encoder.format);
-  bool areAll = true;
-  const char* separator = "";
-  for (const std::string& word : numbers) try {
-      const NumberedCard card = encodeWord(cards.encoder, word);
-      console.print("{}card  {}   {}   {} bits\nmask  {}\nbits  {}\nkey   {}\n",
-                    std::exchange(separator, "\n"), card.number, cards.name, layout.count(),
-                    layout.mergedRow(), layout.bitsOf(card.pattern), keyText(card.pattern));
-    } catch (const Failure& failure) {
-      console.report("{}", failure.what());
-      areAll = false;
-    }
-  return areAll;
+  return printCards(options.words, {checked.format, checked.format->encodeSite(*values)},
+                    printable(options.format), console);
 }
 
 ExitStatus pattern(const PatternOptions& options, Console& console) {
-  const std::span<const std::string> words = options.words;
   const bool hasSite = options.format.empty();
-  if (words.size() < (hasSite ? 2 : 1))
+  if (options.words.size() < (hasSite ? 2 : 1))
     throw Failure(ExitStatus::kNotDone, "{}",
                   hasSite ? "give a card set, then one or more card numbers"
                           : "give one or more card numbers");
-  std::optional<Site> site;
-  CardFormatSet formats;
-  const Cards cards =
-      hasSite ? cardsOfSet(options, site, console) : cardsOfFile(options, formats, console);
-  const bool areAll = printCards(words.subspan(hasSite ? 1 : 0), cards, console);
-  return areAll ? ExitStatus::kAllWell : ExitStatus::kRefused;
+  return hasSite ? printCardsOfSet(options, console) : printCardsOfFormat(options, console);
 }
 
 }  // namespace

@@ -62,7 +62,7 @@ CardPattern parseCard(const std::string& word, const Site& site) {
     throw Failure(ExitStatus::kNotDone, "{} is not a card; write card set and number as in 1:15890",
                   inQuotes(word));
   const CardEncoder encoder = encoderOfSet(word.substr(0, colon), site.sets(), site.formats());
-  return encodeWord(encoder, word.substr(colon + 1)).pattern;
+  return encodeWord(encoder, word.substr(colon + 1));
 }
 
 uint32_t parseTimeOrNow(const char* option, const std::string& word) {
