@@ -97,6 +97,12 @@ void requireDistinctFiles(const std::vector<std::string>& inputs,
   }
 }
 
+mode_t usualMode() {
+  const mode_t mask = umask(0);
+  umask(mask);
+  return 0666 & ~mask;
+}
+
 struct stat Descriptor::status(const std::string& path) const {
   struct stat status;
   throwErrnoUnless(fstat(_number, &status) == 0, path);

@@ -62,6 +62,9 @@ struct PathParts {
 };
 PathParts splitPath(const std::string& path);
 
+// That of a file without secrets: for everybody as far as the umask allows it.
+mode_t usualMode();
+
 // Whether both are one and the same file.
 inline bool isSameFile(const struct stat& a, const struct stat& b) {
   return a.st_dev == b.st_dev && a.st_ino == b.st_ino;

@@ -96,14 +96,12 @@ Replacement::~Replacement() {
 }
 
 Replacement::Files Replacement::filesOf(const PartPaths& targets, bool keep) {
-  const mode_t mask = umask(0);
-  umask(mask);
   Files files;
   for (size_t part = 0; part < kSiteParts; ++part)
     files.push_back({.name = splitPath(targets[part]).name,
                      .before = kVersions[part].old,
                      .after = kVersions[part].fresh,
-                     .mode = part == kCardSetsPart ? 0666 & ~mask : 0600});
+                     .mode = part == kCardSetsPart ? usualMode() : 0600});
   for (size_t part = 0; keep && part < kSiteParts; ++part)
     files.push_back({.name = files[part].name + kKeptSuffix,
                      .before = kVersions[part].kept,

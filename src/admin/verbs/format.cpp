@@ -156,7 +156,7 @@ void writeSvg(const std::string& path, const std::string& source, const Drawing&
   NewFile file(path, true);
   file.write(svgOf(drawing));
   static_cast<void>(file.finish());
-  static_cast<void>(chmod(path.c_str(), 0644));  // It has no secrets.
+  static_cast<void>(chmod(path.c_str(), usualMode()));  // It has no secrets.
 }
 
 ExitStatus show(const std::string& path, const FormatOptions& options, Console& console) {
