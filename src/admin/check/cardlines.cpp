@@ -19,21 +19,29 @@ int64_t storedValue(int64_t value, int64_t most) {
   return static_cast<int32_t>(low);
 }
 
+// Its first card.
+About aboutBlock(std::string line) {
+  const MultiCardsLine words = splitMultiCardsLine(line.data());
+  About about;
+  if (words.csid != nullptr) about.set = textToInt32(words.csid);
+  if (words.firstCard != nullptr) about.card = words.firstCard;
+  if (words.firstUniqid != nullptr)
+    about.holder = static_cast<uint32_t>(textToInt32(words.firstUniqid));
+  return about;
+}
+
 class BlockLine : FieldsCheck {
  public:
   BlockLine(CardsCheck& check, CheckedLine& line)
-      : FieldsCheck(check, line, line.text + std::strcspn(line.text, kBlockDelimiters)) {
-    line.subject = {numberIn(kSet), _words[kFirstCard], {}};
-    if (!_words[kUniqid].empty()) line.subject.uniqid = static_cast<uint32_t>(numberIn(kUniqid));
-  }
+      : FieldsCheck(check, line, line.text + std::strcspn(line.text, kBlockDelimiters)) {}
 
   int32_t run() {
     const int32_t before = _check.index.count();
     std::string copy = _line.text;
-    const int32_t result = _check.checkAsBuild(_line, copy.data(), csid());
+    const int32_t result = _check.checkAsBuild(_line, copy.data(), _listed);
     if (result < 0) {
       reportErrors(result, _check.index.count() - before);
-      addUnindexed();
+      if (!_words[kUniqid].empty()) addUnindexed();
     } else if (!_line.isHidden) {
       checkWords();
     }
@@ -43,27 +51,26 @@ class BlockLine : FieldsCheck {
  private:
   enum Field : size_t { kSet, kFirstCard, kCount, kUniqid, kLevel, kAfterLast };
 
-  int32_t numberIn(Field field) const {
-    return _words[field].empty() ? 0 : textToInt32(_words[field].data());
-  }
+  uint32_t firstUniqid() const { return static_cast<uint32_t>(numberIn(kUniqid)); }
 
   void addUnindexed() const {
-    if (!_line.subject.uniqid) return;
-    const uint32_t first = *_line.subject.uniqid;
-    const int64_t last = int64_t{first} + std::max(numberIn(kCount), 1) - 1;
-    _check.unindexed.push_back({first, static_cast<uint32_t>(std::min<int64_t>(last, UINT32_MAX))});
+    const int64_t last = int64_t{firstUniqid()} + std::max(numberIn(kCount), 1) - 1;
+    _check.unindexed.push_back(
+        {firstUniqid(), static_cast<uint32_t>(std::min<int64_t>(last, UINT32_MAX))});
   }
 
   // `good` cards of the block fit their format.
   void reportErrors(int32_t result, int32_t good) {
     for (const Field field : {kSet, kFirstCard, kCount, kUniqid})
-      if (_words[field].empty()) return reportMissing(field, result);
-    const bool wrongSet = reportWrong(kSet), wrongNumber = reportWrong(kFirstCard);
+      if (_words[field].empty()) return reportUnread(field, result);
+    const bool isSetWrong = reportWrong(kSet), isNumberWrong = reportWrong(kFirstCard);
+    if (isSetWrong) return;
     const int64_t number = int64_t{numberIn(kFirstCard)} + good;
-    const std::string text = fmt::to_string(number);
     CheckedLine card = _line;
-    card.subject = {csid(), text, *_line.subject.uniqid + static_cast<uint32_t>(good)};
-    if (!wrongSet) reportEncoding(card, wrongNumber ? nullptr : &number);
+    card.card = About{.holder = firstUniqid() + static_cast<uint32_t>(good),
+                      .set = _csid,
+                      .card = fmt::to_string(number)};
+    reportEncoding(card, isNumberWrong ? std::nullopt : std::optional(number));
   }
 
   void checkWords() const {
@@ -75,7 +82,7 @@ class BlockLine : FieldsCheck {
         _line.warn(_line.at(word), "text", "{}", earlyComment(field));
       else
         warn(field, "number",
-             fmt::format("is not a number{}", readAs(shownWord(field), numberIn(field))));
+             "is not a number" + effectOf(shownWord(field), "it is read as", numberIn(field)));
       return;
     }
     const bool hasComment = _words[kLevel].find('#') != std::string_view::npos;
@@ -94,7 +101,7 @@ class BlockLine : FieldsCheck {
     if (count < 1) return warn(kCount, "range", "makes no card");
     warnIfZero(kFirstCard);
     if (!checkNumberRange(first)) checkNumberRange(first + count - 1);
-    if (*_line.subject.uniqid + count - 1 > UINT32_MAX)
+    if (firstUniqid() + count - 1 > UINT32_MAX)
       warn(kUniqid, "range",
            "is too large for the block: its IDs continue with 0 after 4294967295");
     if (first >= 1000 && count >= 1000 && count >= first)
@@ -107,38 +114,28 @@ class BlockLine : FieldsCheck {
 
 }  // namespace
 
-std::string readAs(std::string_view shownWord, int64_t stored) {
-  return shownWord.starts_with('"') ? fmt::format(": it is read as {}", stored) : "";
-}
-
-bool Subject::hasNumber() const {
-  const char* const digits = isHex ? "0123456789ABCDEFabcdef" : "0123456789";
-  return !cardNumber.empty() && cardNumber.size() <= kMaxCardNumberDigits &&
-         cardNumber.find_first_not_of(digits) == std::string_view::npos;
-}
-
-std::string Subject::text() const {
-  if (!uniqid && !hasNumber()) return "";
-  std::string text = cardNumber.empty() ? "PIN" : "card";
-  if (hasNumber()) text.append(" ").append(cardNumber);
-  return uniqid ? fmt::format("{} of holder {}", text, *uniqid) : text;
-}
-
-About Subject::about() const {
-  About about{.holder = uniqid};
-  if (csid >= kFirstCardSetId && csid <= kLastCardSetId) about.set = static_cast<uint32_t>(csid);
-  if (hasNumber()) about.card = cardNumber;
+About CheckedLine::about() const {
+  if (card) return *card;
+  if (*text == kMultiCardsLine) return aboutBlock(text);
+  if (lineFields(*text).empty()) return {};
+  const bool isHex = *text == kNoFormatCardLine;
+  FieldScanner scanner(text + 1);
+  const CardLine read = isHex || *text == kCardLine
+                            ? scanCardLine(scanner)
+                            : CardLine{0, {}, {}, scanPinLine(scanner).uniqid};
+  About about{.set = isHex ? 0 : read.csid, .card = std::string(read.cardNumber), .isHex = isHex};
+  if (!scanner.failed()) about.holder = read.uniqid;
   return about;
 }
 
-size_t CheckedLine::add(Place place, int32_t code, std::string_view rule, fmt::string_view format,
+size_t CheckedLine::add(const Finding& finding, fmt::string_view format,
                         fmt::format_args args) const {
   if (findings == nullptr) return Findings::kNotKept;
-  const size_t number = findings->add({.place = place, .code = code, .rule = rule}, format, args);
-  if (Finding* const finding = findings->find(number)) {
-    if (const std::string name = subject.text(); !name.empty())
-      finding->text += fmt::format(" ({})", name);
-    finding->about = subject.about();
+  const size_t number = findings->add(finding, format, args);
+  if (Finding* const kept = findings->find(number)) {
+    kept->about = about();
+    if (const std::string name = kept->about.name(); !name.empty())
+      kept->text += fmt::format(" ({})", name);
   }
   return number;
 }
@@ -148,6 +145,8 @@ FieldsCheck::FieldsCheck(CardsCheck& check, CheckedLine& line, const char* words
   FieldScanner scanner(words);
   for (std::string_view& word : _words)
     if ((word = scanner.nextWord(SIZE_MAX)).empty()) break;
+  if (_fields[0].kind == FieldKind::kCardSet && !isHex()) _csid = numberIn(0);
+  _listed = check.formatOf(_csid);
 }
 
 std::string FieldsCheck::named(const LineField& field) {
@@ -170,8 +169,14 @@ void FieldsCheck::warn(size_t field, std::string_view rule, std::string_view tex
              text);
 }
 
-void FieldsCheck::reportMissing(size_t field, int32_t result) const {
-  _line.error(_line.whole(), result, "{} is missing", named(_fields[field]));
+void FieldsCheck::reportUnread(size_t field, int32_t result) const {
+  const std::string_view word = _words[field];
+  if (word.empty())
+    _line.error(_line.whole(), result, "{} is missing", named(_fields[field]));
+  else if (word[0] == '#')
+    _line.error(_line.at(word), result, "{}", earlyComment(field));
+  else
+    error(field, result, "is not a number");
 }
 
 bool FieldsCheck::reportWrong(size_t field) const {
@@ -197,37 +202,32 @@ bool FieldsCheck::reportWrong(size_t field) const {
   return true;
 }
 
-bool FieldsCheck::reportEncoding(const CheckedLine& line, const int64_t* number) const {
-  const auto setId = static_cast<uint32_t>(csid());
-  const cardset* const set = _check.findSet(csid());
-  const CheckedFormat* const listed = _check.formatOf(csid());
+bool FieldsCheck::reportEncoding(const CheckedLine& line, std::optional<int64_t> number) const {
+  const cardset* const set = _check.findSet(_csid);
   const Place place = line.at(_words[1]);
-  if (listed != nullptr && listed->format != nullptr) {
-    if (number == nullptr) return false;
-    const SitePattern site = listed->format->encodeSite(set->fldvalues);
-    const int64_t decoded =
-        listed->format->decodeCardNumber(listed->format->encodeNumber(site, *number));
+  if (_listed != nullptr && _listed->format != nullptr) {
+    if (!number) return false;
+    const CardEncoder encoder{_listed->format, _listed->format->encodeSite(set->fldvalues)};
+    const int64_t decoded = encoder.decode(encoder.encode(*number));
     if (decoded == *number) return false;
     line.error(place, kCardMismatch,
                "the card number does not fit format {}: it would come back as card {}", set->fmtid,
                decoded);
-  } else if (line.findings == nullptr) {
-    return true;
-  } else if (listed != nullptr) {
-    _check.findings.countFurther(listed->error);
-  } else if (set == nullptr) {
-    const auto [error, isFirst] = _check.undefinedSets.try_emplace(setId);
-    if (!isFirst) _check.findings.countFurther(error->second);
-    if (isFirst)
+  } else if (line.findings != nullptr && _listed != nullptr) {
+    _check.findings.countFurther(_listed->error);
+  } else if (line.findings != nullptr && (set == nullptr || _check.formats.complete)) {
+    ErrorNumbers& errors = set == nullptr ? _check.undefinedSets : _check.unlistedFormats;
+    const uint32_t id = set == nullptr ? static_cast<uint32_t>(_csid) : set->fmtid;
+    const auto [error, isFirst] = errors.try_emplace(id);
+    if (!isFirst)
+      _check.findings.countFurther(error->second);
+    else if (set == nullptr)
       error->second = line.error(line.whole(), kInvalidCardSet,
-                                 "card set {} has no 'f' line before this line", setId);
-  } else if (_check.formats.complete) {
-    const auto [error, isFirst] = _check.unlistedFormats.try_emplace(set->fmtid);
-    if (!isFirst) _check.findings.countFurther(error->second);
-    if (isFirst)
+                                 "card set {} has no 'f' line before this line", _csid);
+    else
       error->second =
           line.error(place, kFormatNotDefined,
-                     "the formats file does not list format {} of card set {}", set->fmtid, setId);
+                     "the formats file does not list format {} of card set {}", id, _csid);
   }
   return true;
 }
@@ -284,7 +284,7 @@ void FieldsCheck::checkLevel(size_t field) const {
 void FieldsCheck::checkEscort(size_t field) const {
   const int64_t escort = checkRange(field);
   if (escort > 0 && escort <= UINT32_MAX)
-    _check.escorts.push_back({static_cast<uint32_t>(escort), _line.subject.uniqid.value_or(0),
+    _check.escorts.push_back({static_cast<uint32_t>(escort), _line.about().holder.value_or(0),
                               _line.number(),
                               static_cast<int32_t>(_line.at(_words[field]).column)});
 }
@@ -300,13 +300,16 @@ int64_t FieldsCheck::checkRange(size_t field) const {
   if (value < least || value > most)
     warn(field, "range",
          fmt::format("is not {} to {}{}", kind == FieldKind::kCardSet ? 1 : 0, most,
-                     readAs(shownWord(field), storedValue(value, most))));
+                     effectOf(shownWord(field), "it is read as", storedValue(value, most))));
   return value;
 }
 
 bool FieldsCheck::checkNumberRange(int64_t number) const {
-  const auto& [low, high] = _check.numberRanges[static_cast<size_t>(csid())];
-  if (high == 0 || (number >= low && number <= high)) return false;
+  if (_listed == nullptr || _listed->format == nullptr) return false;
+  const CardFormat& format = *_listed->format;
+  const auto& [label, low, high, order, type] =
+      format.fieldDefinitions()[static_cast<size_t>(format.cardNumberField())];
+  if (high == 0 || high == INT32_MAX || (number >= low && number <= high)) return false;
   _line.warn(_line.at(_words[1]), "range",
              "card number {} is not {} to {}, as its format requires: no such card should exist",
              number, low, high);

@@ -25,21 +25,16 @@ bool isPinOnly(const CardIndexEntry& entry) {
   return entry.type == kPinLine || entry.type == kPinIdentLine;
 }
 
-std::string cardNumberOf(const CardIndexEntry& entry) {
-  if (isPinOnly(entry)) return "";
-  if (entry.type != kNoFormatCardLine) return fmt::to_string(entry.cardNumber());
-  char digits[2 * sizeof entry.key + 1];
-  bitsToHex(entry.key, digits);
-  return digits;
-}
-
-// `cardNumber` is that of the entry and must outlive the subject.
-Subject subjectOf(const CardIndexEntry& entry, const std::string& cardNumber) {
-  return {entry.csid, cardNumber, entry.uniqid, entry.type == kNoFormatCardLine};
-}
-
-std::string nameOf(const CardIndexEntry& entry) {
-  return subjectOf(entry, cardNumberOf(entry)).text();
+About aboutOf(const CardIndexEntry& entry) {
+  About about{.holder = entry.uniqid, .set = entry.csid, .isHex = entry.type == kNoFormatCardLine};
+  if (about.isHex) {
+    char digits[2 * sizeof entry.key + 1];
+    bitsToHex(entry.key, digits);
+    about.card = digits;
+  } else if (!isPinOnly(entry)) {
+    about.card = fmt::to_string(entry.cardNumber());
+  }
+  return about;
 }
 
 // Calls `visit` with each run of suspects that `same` holds for.
@@ -62,7 +57,6 @@ class WholeFileCheck {
     for (UniqidRange& range : _unindexed) last = range.last = std::max(last, range.last);
     if (!_unindexed.empty()) _lowest = _unindexed[0].first;
     for (const EscortUse& use : check.escorts) _escorts[use.escort];
-    for (const auto& [escort, finding] : check.misreadEscorts) _escorts[escort];
     // Sites have few escorts: to look for them among the holders needs no sorted holders.
     for (int32_t i = 0; i < _index.count(); ++i) {
       const uint32_t uniqid = entry(i).uniqid;
@@ -77,7 +71,6 @@ class WholeFileCheck {
     checkUniqids();
     reportClashes();
     checkEscorts();
-    checkEscortRings();
     return _index.count() - _repeatedUniqids;
   }
 
@@ -178,14 +171,14 @@ class WholeFileCheck {
 
   size_t report(const Clash& clash) const {
     const CardIndexEntry& first = entry(clash.position);
-    const std::string cardNumber = cardNumberOf(first), name = nameOf(first), text = reason(clash);
     Finding finding{.place = placeOf(first),
                     .code = clash.code,
                     .rule = clash.code == kPair ? "pair" : "",
-                    .about = subjectOf(first, cardNumber).about()};
+                    .about = aboutOf(first)};
     if (clash.code == kDuplicateCardKey && (_check.options.withPins || !isPinOnly(first)))
       finding.about.key = keyText(first.key);
-    return _check.findings.add(std::move(finding), "{} {}", fmt::make_format_args(name, text));
+    const std::string name = finding.about.name(), text = reason(clash);
+    return _check.findings.add(finding, "{} {}", fmt::make_format_args(name, text));
   }
 
   std::string reason(const Clash& clash) const {
@@ -198,8 +191,8 @@ class WholeFileCheck {
     const CardIndexEntry& other = entry(clash.other);
     if (!isAccepted)
       return fmt::format("has the {} of {} in line {}",
-                         clash.code == kDuplicateCardKey ? "key" : "unique ID", nameOf(other),
-                         other.line);
+                         clash.code == kDuplicateCardKey ? "key" : "unique ID",
+                         aboutOf(other).name(), other.line);
     const bool isPin = first.type == kPinIdentLine;
     return fmt::format(
         "is the second {} of its holder: a build accepts it only because a {} stands between it "
@@ -215,48 +208,55 @@ class WholeFileCheck {
   }
 
   void checkEscorts() const {
-    for (const auto& [escort, number] : _check.misreadEscorts)
-      if (Finding* const finding = _check.findings.find(number); finding && !isHolder(escort)) {
-        const std::string name = fmt::format("escort {}", escort);
-        finding->text.insert(finding->text.find(name) + name.size(), " (no such holder)");
-      }
-    for (const EscortUse& use : _check.escorts)
-      if (!isHolder(use.escort))
+    const std::vector<bool> isLastOfRing = findRings();
+    for (size_t i = 0; i < _check.escorts.size(); ++i) {
+      const EscortUse& use = _check.escorts[i];
+      if (use.column == 0)
+        addToMisread(use);
+      else if (!isHolder(use.escort))
         warn(use, "escort {} does not exist: doors that need an escort never open for holder {}",
              use.escort, use.uniqid);
+      else if (isLastOfRing[i])
+        warn(use,
+             "holder {} is his own escort, directly or through others: doors that need an escort "
+             "never open for him",
+             use.uniqid);
+    }
   }
 
-  // Holders who escort each other in a ring, of one or more: one finding a ring, at its last line.
-  // Only the first line of a holder counts.
-  void checkEscortRings() const {
+  void addToMisread(const EscortUse& use) const {
+    Finding* const finding = _check.findings.find(use.finding);
+    if (finding == nullptr || isHolder(use.escort)) return;
+    const std::string name = fmt::format("escort {}", use.escort);
+    finding->text.insert(finding->text.find(name) + name.size(), " (no such holder)");
+  }
+
+  // Holders who escort each other in a ring, of one or more: whether an escort is named in the last
+  // line of one. Only the first line of a holder counts.
+  std::vector<bool> findRings() const {
     struct Link {
       const EscortUse* use;
       const EscortUse* walk = nullptr;  // From whose holder a walk came by first.
     };
     std::unordered_map<uint32_t, Link> links;  // By holders; whoever escorts nobody is in no ring.
     for (const EscortUse& use : _check.escorts)
-      if (_escorts.contains(use.uniqid)) links.try_emplace(use.uniqid, Link{&use});
-    const auto linkOf = [&links](uint32_t holder) {
-      const auto found = links.find(holder);
+      if (use.column > 0 && _escorts.contains(use.uniqid))
+        links.try_emplace(use.uniqid, Link{&use});
+    const auto next = [&links](const Link* link) {
+      const auto found = links.find(link->use->escort);
       return found == links.end() ? nullptr : &found->second;
     };
-    std::vector<EscortUse> rings;
+    std::vector<bool> isLastOfRing(_check.escorts.size());
     for (auto& [holder, start] : links) {
       Link* at = &start;
-      for (; at != nullptr && at->walk == nullptr; at = linkOf(at->use->escort))
-        at->walk = start.use;
+      for (; at != nullptr && at->walk == nullptr; at = next(at)) at->walk = start.use;
       if (at == nullptr || at->walk != start.use) continue;
       const EscortUse* last = at->use;
-      for (const Link* i = linkOf(last->escort); i != at; i = linkOf(i->use->escort))
+      for (const Link* i = next(at); i != at; i = next(i))
         if (i->use->line > last->line) last = i->use;
-      rings.push_back(*last);
+      isLastOfRing[static_cast<size_t>(last - _check.escorts.data())] = true;
     }
-    std::ranges::sort(rings, {}, &EscortUse::line);
-    for (const EscortUse& use : rings)
-      warn(use,
-           "holder {} is his own escort, directly or through others: doors that need an escort "
-           "never open for him",
-           use.uniqid);
+    return isLastOfRing;
   }
 
   CardsCheck& _check;
