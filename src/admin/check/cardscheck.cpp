@@ -164,9 +164,8 @@ void printSummary(const Findings& findings, const SiteSummary& summary, Console&
 void printJsonSummary(const Findings& findings, const SiteSummary& summary, Console& console) {
   JsonObject numbers;
   numbers.add("errors", findings.errors()).add("warnings", findings.warnings());
-  size_t leftOut = 0;
-  for (const auto& [kind, count] : findings.notKept()) leftOut += count;
-  if (leftOut > 0) numbers.add("left_out", leftOut);
+  const size_t all = findings.errors() + findings.warnings(), kept = findings.sorted().size();
+  if (all > kept) numbers.add("left_out", all - kept);
   if (findings.errors() == 0) {
     numbers.add("credentials", summary.credentials).add("holders", summary.holders);
   } else {

@@ -80,9 +80,9 @@ void Findings::countFurther(size_t error) {
 void Findings::combine(std::string_view rule, std::string text) {
   const auto first = std::ranges::find(_kept, rule, &Finding::rule);
   if (first == _kept.end()) return;
-  *first = {.place = first->place, .text = std::move(text), .rule = rule};
-  const auto isOfRule = [rule](const Finding& finding) { return finding.rule == rule; };
-  _kept.erase(std::remove_if(first + 1, _kept.end(), isOfRule), _kept.end());
+  Finding whole{.place = first->place, .text = std::move(text), .rule = rule};
+  std::erase_if(_kept, [rule](const Finding& finding) { return finding.rule == rule; });
+  _kept.push_back(std::move(whole));
   size_t& count = _counts[std::string(rule)];
   _warnings -= std::exchange(count, 1) - 1;
 }

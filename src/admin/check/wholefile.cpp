@@ -75,14 +75,15 @@ class WholeFileCheck {
   }
 
  private:
-  static constexpr int32_t kNoOther = -1;
   static constexpr int32_t kPair = 0;
 
-  // What is wrong with an entry because of another one, or of none.
+  // What is wrong with an entry because of another one, or of none: then `other` is itself.
   struct Clash {
     int32_t code;  // The result of a build; kPair for what it accepts by chance.
     int32_t position;
     int32_t other;
+    // Of the names of both entries, the line of the other one, and the unique ID.
+    const char* text;
   };
 
   const CardIndexEntry& entry(int32_t position) const { return _index.entry(position); }
@@ -106,7 +107,8 @@ class WholeFileCheck {
         [&](Group group) {
           const CardIndexEntry& first = entry(group[0].position);
           for (const CardIndexSuspect& suspect : group.subspan(1)) {
-            _clashes.push_back({kDuplicateCardKey, suspect.position, group[0].position});
+            _clashes.push_back({kDuplicateCardKey, suspect.position, group[0].position,
+                                "{0} has the key of {1} in line {2}"});
             if (entry(suspect.position).uniqid == first.uniqid) _repeated.insert(suspect.position);
           }
           if (group.size() > 1 && (smallest == nullptr || first.key < smallest->key))
@@ -130,23 +132,35 @@ class WholeFileCheck {
   void checkLoneUniqid(int32_t position) {
     const CardIndexEntry& pin = entry(position);
     if (pin.type != kPinIdentLine || isUnindexed(pin.uniqid)) return;
-    const bool isAccepted = pin.uniqid == _lowest;
-    _clashes.push_back({isAccepted ? kPair : kUnpairedPinIdent, position, kNoOther});
-    if (!isAccepted) _check.findings.setVerdict(kUnpairedPinIdent, placeOf(pin));
+    if (pin.uniqid == _lowest) {
+      _clashes.push_back(
+          {kPair, position, position,
+           "{0} has no card: a build accepts it only because no unique ID is smaller"});
+    } else {
+      _clashes.push_back({kUnpairedPinIdent, position, position,
+                          "{0} has no card: no 'c', 'd' or 'n' line is of holder {3}"});
+      _check.findings.setVerdict(kUnpairedPinIdent, placeOf(pin));
+    }
   }
 
   void checkSharedUniqid(Group group) {
-    int32_t lastPin = kNoOther;
-    int32_t lastCard = kNoOther;
+    std::optional<int32_t> lastPin, lastCard;
     for (size_t i = 0; i < group.size(); ++i) {
       const int32_t position = group[i].position;
-      int32_t& alike = entry(position).type == kPinIdentLine ? lastPin : lastCard;
+      const bool isPin = entry(position).type == kPinIdentLine;
+      std::optional<int32_t>& alike = isPin ? lastPin : lastCard;
       const bool isRepeated = _repeated.contains(position);
       if (i > 0 && !CardIndex::mayShareUniqid(entry(group[i - 1].position), entry(position))) {
         _check.findings.setVerdict(kDuplicateUniqueId, placeOf(entry(position)));
-        if (!isRepeated) _clashes.push_back({kDuplicateUniqueId, position, group[0].position});
-      } else if (alike != kNoOther && !isRepeated) {
-        _clashes.push_back({kPair, position, alike});
+        if (!isRepeated)
+          _clashes.push_back({kDuplicateUniqueId, position, group[0].position,
+                              "{0} has the unique ID of {1} in line {2}"});
+      } else if (alike && !isRepeated) {
+        _clashes.push_back({kPair, position, *alike,
+                            isPin ? "{0} is the second PIN of its holder: a build accepts it only "
+                                    "because a card stands between it and line {2}"
+                                  : "{0} is the second card of its holder: a build accepts it only "
+                                    "because a PIN stands between it and line {2}"});
       }
       alike = position;
     }
@@ -177,27 +191,10 @@ class WholeFileCheck {
                     .about = aboutOf(first)};
     if (clash.code == kDuplicateCardKey && (_check.options.withPins || !isPinOnly(first)))
       finding.about.key = keyText(first.key);
-    const std::string name = finding.about.name(), text = reason(clash);
-    return _check.findings.add(finding, "{} {}", fmt::make_format_args(name, text));
-  }
-
-  std::string reason(const Clash& clash) const {
-    const CardIndexEntry& first = entry(clash.position);
-    const bool isAccepted = clash.code == kPair;
-    if (clash.other == kNoOther)
-      return isAccepted ? "has no card: a build accepts it only because no unique ID is smaller"
-                        : fmt::format("has no card: no 'c', 'd' or 'n' line is of holder {}",
-                                      first.uniqid);
     const CardIndexEntry& other = entry(clash.other);
-    if (!isAccepted)
-      return fmt::format("has the {} of {} in line {}",
-                         clash.code == kDuplicateCardKey ? "key" : "unique ID",
-                         aboutOf(other).name(), other.line);
-    const bool isPin = first.type == kPinIdentLine;
-    return fmt::format(
-        "is the second {} of its holder: a build accepts it only because a {} stands between it "
-        "and line {}",
-        isPin ? "PIN" : "card", isPin ? "card" : "PIN", other.line);
+    const std::string name = finding.about.name(), otherName = aboutOf(other).name();
+    return _check.findings.add(finding, clash.text,
+                               fmt::make_format_args(name, otherName, other.line, first.uniqid));
   }
 
   template <typename... Args>
