@@ -93,10 +93,10 @@ class BlockLine : FieldsCheck {
 
   // Numbers that go beyond a range only together, and what is right, and mostly not meant.
   void checkBlock() const {
-    for (const Field field : {kSet, kCount, kUniqid}) checkField(field);
+    for (const Field field : {kSet, kFirstCard, kCount, kUniqid}) checkRange(field);
     const bool hasLevel = !_words[kLevel].empty() && _words[kLevel][0] != '#';
-    if (hasLevel) checkField(kLevel);
-    checkRange(kFirstCard);
+    if (hasLevel) checkLevel(kLevel);
+    warnIfZero(kUniqid);
     const int64_t first = numberIn(kFirstCard), count = numberIn(kCount);
     if (count < 1) return warn(kCount, "range", "makes no card");
     warnIfZero(kFirstCard);
@@ -149,26 +149,6 @@ FieldsCheck::FieldsCheck(CardsCheck& check, CheckedLine& line, const char* words
   _listed = check.formatOf(_csid);
 }
 
-std::string FieldsCheck::named(const LineField& field) {
-  const std::string_view name = field.name;
-  return fmt::format("{}{}", isDigit(name.back()) ? "" : "the ", name);
-}
-
-std::string FieldsCheck::earlyComment(size_t field) const {
-  return fmt::format("'#' where {} is expected; a comment is allowed only after the last field",
-                     named(_fields[field]));
-}
-
-void FieldsCheck::error(size_t field, int32_t code, std::string_view text) const {
-  _line.error(_line.at(_words[field]), code, "{} {} {}", _fields[field].name, shownWord(field),
-              text);
-}
-
-void FieldsCheck::warn(size_t field, std::string_view rule, std::string_view text) const {
-  _line.warn(_line.at(_words[field]), rule, "{} {} {}", _fields[field].name, shownWord(field),
-             text);
-}
-
 void FieldsCheck::reportUnread(size_t field, int32_t result) const {
   const std::string_view word = _words[field];
   if (word.empty())
@@ -189,7 +169,7 @@ bool FieldsCheck::reportWrong(size_t field) const {
     const int32_t result = checkCardNumber(text, isHex() ? 0 : 1, isHex() ? 1 : 0);
     if (result == kSuccess) return false;
     error(field, result,
-          isHex() ? "is not up to 32 hexadecimal digits" : "is not up to 32 decimal digits");
+          fmt::format("is not up to 32 {} digits", isHex() ? "hexadecimal" : "decimal"));
   } else {
     const size_t most = field > 0 ? kMaxPinDigits : kMaxPinIdentDigits;  // Of a card, or alone.
     if (checkPinCode(text, most) == kSuccess) return false;
@@ -232,65 +212,12 @@ bool FieldsCheck::reportEncoding(const CheckedLine& line, std::optional<int64_t>
   return true;
 }
 
-void FieldsCheck::checkField(size_t field) const {
-  const std::string_view word = _words[field];
-  switch (_fields[field].kind) {
-    case FieldKind::kCardSet:
-      if (!isHex()) checkRange(field);
-      return;
-    case FieldKind::kCardNumber:
-      if (isHex() && word.size() % 2 == 1)
-        warn(field, "hex", "has an odd number of digits, and a 0 is added at its end");
-      checkNumberRange(wordValue(word));
-      return warnIfZero(field);
-    case FieldKind::kPin:
-      return checkPin(word);
-    case FieldKind::kUniqueId:
-      checkRange(field);
-      return warnIfZero(field);
-    case FieldKind::kAccessLevel:
-      return checkLevel(field);
-    case FieldKind::kFlag:
-      if (const int64_t flag = wordValue(word); flag < 0 || flag > 1)
-        warn(field, "flag", "is not 0 or 1 and counts as 1");
-      return;
-    case FieldKind::kEscort:
-      return checkEscort(field);
-    case FieldKind::kNumber:
-      checkRange(field);
-      return;
-    case FieldKind::kDate:
-    case FieldKind::kTime:
-      return;
-  }
-}
-
-void FieldsCheck::checkPin(std::string_view pin) const {
-  const bool isAlone = _fields[0].kind == FieldKind::kPin;
-  if (isZero(pin) && (isAlone || pin.size() > 1))
-    _line.warn(_line.at(pin), "zero", "{}",
-               isAlone ? "PIN 0 is a key like any other: whoever types 0 is this holder"
-                       : "a PIN of several zeros is a PIN: only 0 means that there is none");
-}
-
 void FieldsCheck::checkLevel(size_t field) const {
   const int64_t level = checkRange(field);
-  if (_check.levels != nullptr && level > 0 && level <= UINT16_MAX &&
-      _check.levels->findLevel(static_cast<uint32_t>(level)) < 0)
+  if (!_check.options.levels.empty() && level > 0 && level <= UINT16_MAX &&
+      _check.levels.findLevel(static_cast<uint32_t>(level)) < 0)
     _line.warn(_line.at(_words[field]), "level", "access level {} is not defined and opens no door",
                level);
-}
-
-void FieldsCheck::checkEscort(size_t field) const {
-  const int64_t escort = checkRange(field);
-  if (escort > 0 && escort <= UINT32_MAX)
-    _check.escorts.push_back({static_cast<uint32_t>(escort), _line.about().holder.value_or(0),
-                              _line.number(),
-                              static_cast<int32_t>(_line.at(_words[field]).column)});
-}
-
-void FieldsCheck::warnIfZero(size_t field) const {
-  if (isZero(_words[field])) warn(field, "zero", "counts like any other: is it an empty cell?");
 }
 
 int64_t FieldsCheck::checkRange(size_t field) const {

@@ -216,12 +216,8 @@ SiteSummary checkSite(const SiteCheckOptions& options, Findings& findings) {
   const int file = findings.addFile(options.cards);
   const char* const form = findForm(options.cards);
   Findings ofLines;  // One finding takes their place in a file of another form.
-  CardsCheck check{options,
-                   *site,
-                   formats,
-                   options.levels.empty() ? nullptr : &levels,
-                   form == nullptr ? findings : ofLines,
-                   file};
+  Findings& wanted = form == nullptr ? findings : ofLines;
+  CardsCheck check{options, *site, formats, levels, wanted, file};
   if (!check.index.isInitialised()) throw std::bad_alloc();
   const SiteSummary summary = checkCards(check);
   if (form == nullptr) return summary;

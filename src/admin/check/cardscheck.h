@@ -93,7 +93,7 @@ struct CardsCheck {
   const SiteCheckOptions& options;
   SiteCards& site;  // With the formats of `formats`.
   const CheckedFormats& formats;
-  const AccessLevelSet* levels;  // Null: access levels are not looked at.
+  const AccessLevelSet& levels;  // Empty when access levels are not to be checked.
   Findings& findings;
   int file;           // The cards file.
   CardIndex index{};  // Its lines are those of an editor.
@@ -142,12 +142,24 @@ class FieldsCheck {
     return shown(_words[field], _fields[field], isHex());
   }
   // A field as messages name it: "the PIN", but "access level 1".
-  static std::string named(const LineField& field);
-  std::string earlyComment(size_t field) const;
+  static std::string named(const LineField& field) {
+    const std::string_view name = field.name;
+    return fmt::format("{}{}", isDigit(name.back()) ? "" : "the ", name);
+  }
+  std::string earlyComment(size_t field) const {
+    return fmt::format("'#' where {} is expected; a comment is allowed only after the last field",
+                       named(_fields[field]));
+  }
 
   // About a field, which is named with its word before the text.
-  void error(size_t field, int32_t code, std::string_view text) const;
-  void warn(size_t field, std::string_view rule, std::string_view text) const;
+  void error(size_t field, int32_t code, std::string_view text) const {
+    _line.error(_line.at(_words[field]), code, "{} {} {}", _fields[field].name, shownWord(field),
+                text);
+  }
+  void warn(size_t field, std::string_view rule, std::string_view text) const {
+    _line.warn(_line.at(_words[field]), rule, "{} {} {}", _fields[field].name, shownWord(field),
+               text);
+  }
   // Reports a field that is missing, a comment or not a number.
   void reportUnread(size_t field, int32_t result) const;
   // Reports what is wrong with a card set, a card number or a PIN that a build read. Returns
@@ -156,14 +168,15 @@ class FieldsCheck {
   // The same for a card of a possible card set that is not encoded; none for a wrong number.
   bool reportEncoding(const CheckedLine& line, std::optional<int64_t> number) const;
 
-  // What a build accepts silently in a field, and a site would not want; the fields of a period
-  // aside.
-  void checkField(size_t field) const;
-  // The number as it is written. A build keeps the low bits of one that is too large.
+  // What a build accepts silently in fields of several lines, and a site would not want. A build
+  // keeps the low bits of a number that is too large; checkRange() returns it as it is written.
   int64_t checkRange(size_t field) const;
-  // Reports a card number that the format does not define. Returns whether it is one.
+  // Returns whether the format does not define the card number.
   bool checkNumberRange(int64_t number) const;
-  void warnIfZero(size_t field) const;
+  void checkLevel(size_t field) const;
+  void warnIfZero(size_t field) const {
+    if (isZero(_words[field])) warn(field, "zero", "counts like any other: is it an empty cell?");
+  }
 
   CardsCheck& _check;
   CheckedLine& _line;
@@ -171,11 +184,6 @@ class FieldsCheck {
   std::array<std::string_view, 32> _words;  // More than any line has fields; empty ones at the end.
   int32_t _csid = 0;                        // As a build reads it; 0 for a line without one.
   const CheckedFormat* _listed = nullptr;   // That of the card set, if it is listed.
-
- private:
-  void checkPin(std::string_view pin) const;
-  void checkLevel(size_t field) const;
-  void checkEscort(size_t field) const;
 };
 
 // The checks of the lines, by their types. They return the result of a build for the line.

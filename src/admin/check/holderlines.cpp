@@ -18,10 +18,6 @@ bool isDateOrTime(const LineField& field) {
   return field.kind == FieldKind::kDate || field.kind == FieldKind::kTime;
 }
 
-bool isDate(std::string_view word) {
-  return std::ranges::count(word, '/') == 2 && isDigit(word[0]);
-}
-
 // How much of a word a build reads as the field; nothing of a comment or of what is not a number.
 size_t readLength(std::string_view word, const LineField& field) {
   if (word.starts_with('#')) return 0;
@@ -161,7 +157,7 @@ class HolderLine : FieldsCheck {
   bool hasSlipped(size_t count) const {
     const auto isDateAt = [this, count](size_t field) {
       const size_t at = field + count - _fields.size();
-      return at < count && isDate(_words[at]);
+      return at < count && std::ranges::count(_words[at], '/') == 2;
     };
     return count != _fields.size() && hasHolderFields() &&
            (isDateAt(firstDateField()) || isDateAt(firstDateField() + 2));
@@ -201,6 +197,52 @@ class HolderLine : FieldsCheck {
     return effects.empty() ? "" : fmt::format(": {}", fmt::join(effects, ", "));
   }
 
+  // What a build accepts silently in a field, and a site would not want; those of a period aside.
+  void checkField(size_t field) const {
+    const std::string_view word = _words[field];
+    switch (_fields[field].kind) {
+      case FieldKind::kCardSet:
+      case FieldKind::kNumber:
+        if (field > 0 || !isHex()) checkRange(field);
+        return;
+      case FieldKind::kCardNumber:
+        if (isHex() && word.size() % 2 == 1)
+          warn(field, "hex", "has an odd number of digits, and a 0 is added at its end");
+        checkNumberRange(wordValue(word));
+        return warnIfZero(field);
+      case FieldKind::kPin:
+        return checkPin(word);
+      case FieldKind::kUniqueId:
+        checkRange(field);
+        return warnIfZero(field);
+      case FieldKind::kAccessLevel:
+        return checkLevel(field);
+      case FieldKind::kFlag:
+        if (const int64_t flag = wordValue(word); flag < 0 || flag > 1)
+          warn(field, "flag", "is not 0 or 1 and counts as 1");
+        return;
+      case FieldKind::kEscort:
+        return checkEscort(field);
+      default:
+        return;
+    }
+  }
+
+  void checkPin(std::string_view pin) const {
+    if (isZero(pin) && (!isCard() || pin.size() > 1))
+      _line.warn(_line.at(pin), "zero", "{}",
+                 isCard() ? "a PIN of several zeros is a PIN: only 0 means that there is none"
+                          : "PIN 0 is a key like any other: whoever types 0 is this holder");
+  }
+
+  void checkEscort(size_t field) const {
+    const int64_t escort = checkRange(field);
+    const auto column = static_cast<int32_t>(_line.at(_words[field]).column);
+    if (escort > 0 && escort <= UINT32_MAX)
+      _check.escorts.push_back({static_cast<uint32_t>(escort), _line.about().holder.value_or(0),
+                                _line.number(), column});
+  }
+
   void checkPeriod() const {
     const size_t start = firstDateField(), end = start + 2;
     const uint32_t from = checkPeriodEnd(PeriodEnd::kStart, start).value_or(0);
@@ -219,23 +261,20 @@ class HolderLine : FieldsCheck {
   // The seconds of the record; none for 0 and for what is wrong, which is reported once.
   std::optional<uint32_t> checkPeriodEnd(PeriodEnd end, size_t field) const {
     const std::string_view date = _words[field], time = _words[field + 1];
-    if (isNone(date)) {
-      if (isNone(time)) return {};
-      warn(field + 1, "date", "is ignored: its date is 0");
-      return {};
-    }
     uint32_t seconds = 0;
-    if (parsePeriodEnd(end, date, time, seconds) != kSuccess) {
+    if (isNone(date)) {
+      if (!isNone(time)) warn(field + 1, "date", "is ignored: its date is 0");
+    } else if (parsePeriodEnd(end, date, time, seconds) != kSuccess) {
       reportUnreadable(end, field);
-      return {};
+    } else {
+      _check.otherDates.isMixed = true;
+      if (!isNone(time) && (std::ranges::count(time, ':') > 2 || !isNumber(lastPart(time, ':'))))
+        warn(field + 1, "date", "is read only up to its seconds");
+      else if (!hasDay(date, seconds))
+        warn(field, "day", "is not a day of its month and counts as one of the next month");
+      else
+        return seconds;
     }
-    _check.otherDates.isMixed = true;
-    if (!isNone(time) && (std::ranges::count(time, ':') > 2 || !isNumber(lastPart(time, ':'))))
-      warn(field + 1, "date", "is read only up to its seconds");
-    else if (!hasDay(date, seconds))
-      warn(field, "day", "is not a day of its month and counts as one of the next month");
-    else
-      return seconds;
     return {};
   }
 
@@ -243,12 +282,10 @@ class HolderLine : FieldsCheck {
     const bool isStart = end == PeriodEnd::kStart;
     const char* const effect = isStart ? "it is valid from the beginning" : "it never expires";
     uint32_t midnight = 0;
-    if (parsePeriodEnd(end, _words[field], "0", midnight) == kSuccess) {
-      warn(field + 1, "date", fmt::format("is not hours:minutes:seconds: {}", effect));
-    } else {
-      warn(field, "date", fmt::format("is not year/month/day from 1970 to 2037: {}", effect));
-      _check.otherDates.add(_words[field]);
-    }
+    if (parsePeriodEnd(end, _words[field], "0", midnight) == kSuccess)
+      return warn(field + 1, "date", fmt::format("is not hours:minutes:seconds: {}", effect));
+    warn(field, "date", fmt::format("is not year/month/day from 1970 to 2037: {}", effect));
+    _check.otherDates.add(_words[field]);
   }
 
   size_t _good = 0;  // Fields before the first that the line lacks or that is not a whole word.

@@ -37,13 +37,14 @@ About aboutOf(const CardIndexEntry& entry) {
   return about;
 }
 
-// Calls `visit` with each run of suspects that `same` holds for.
-template <typename Same, typename Visit>
-void forEachGroup(Group sorted, Same same, Visit visit) {
-  for (size_t begin = 0, end = 0; begin < sorted.size(); begin = end) {
-    for (end = begin + 1; end < sorted.size() && same(sorted[begin], sorted[end]);) ++end;
-    visit(sorted.subspan(begin, end - begin));
-  }
+// Cuts the first suspects that have one value off the front.
+template <typename ValueOf>
+Group takeGroup(Group& rest, ValueOf valueOf) {
+  size_t count = 1;
+  while (count < rest.size() && valueOf(rest[count]) == valueOf(rest[0])) ++count;
+  const Group group = rest.first(count);
+  rest = rest.subspan(count);
+  return group;
 }
 
 // Entries are known by their positions in the index, which are in the order of the file.
@@ -98,35 +99,32 @@ class WholeFileCheck {
   void checkKeys() {
     CardIndexSuspects suspects;
     if (!_index.collectByKey(suspects)) throw std::bad_alloc();
+    const auto keyOf = [this](const CardIndexSuspect& suspect) -> const CardPattern& {
+      return entry(suspect.position).key;
+    };
     const CardIndexEntry* smallest = nullptr;  // The second entry of the smallest key.
-    forEachGroup(
-        suspects.elements(),
-        [this](const CardIndexSuspect& a, const CardIndexSuspect& b) {
-          return entry(a.position).key == entry(b.position).key;
-        },
-        [&](Group group) {
-          const CardIndexEntry& first = entry(group[0].position);
-          for (const CardIndexSuspect& suspect : group.subspan(1)) {
-            _clashes.push_back({kDuplicateCardKey, suspect.position, group[0].position,
-                                "{0} has the key of {1} in line {2}"});
-            if (entry(suspect.position).uniqid == first.uniqid) _repeated.insert(suspect.position);
-          }
-          if (group.size() > 1 && (smallest == nullptr || first.key < smallest->key))
-            smallest = &entry(group[1].position);
-        });
+    for (Group rest = suspects.elements(); !rest.empty();) {
+      const Group group = takeGroup(rest, keyOf);
+      const CardIndexEntry& first = entry(group[0].position);
+      for (const CardIndexSuspect& suspect : group.subspan(1)) {
+        _clashes.push_back({kDuplicateCardKey, suspect.position, group[0].position,
+                            "{0} has the key of {1} in line {2}"});
+        if (entry(suspect.position).uniqid == first.uniqid) _repeated.insert(suspect.position);
+      }
+      if (group.size() > 1 && (smallest == nullptr || first.key < smallest->key))
+        smallest = &entry(group[1].position);
+    }
     if (smallest != nullptr) _check.findings.setVerdict(kDuplicateCardKey, placeOf(*smallest));
   }
 
   void checkUniqids() {
     CardIndexSuspects suspects;
     if (!_index.collectByUniqid(suspects)) throw std::bad_alloc();
-    forEachGroup(
-        suspects.elements(),
-        [](const CardIndexSuspect& a, const CardIndexSuspect& b) { return a.order == b.order; },
-        [this](Group group) {
-          _repeatedUniqids += static_cast<int64_t>(group.size()) - 1;
-          group.size() == 1 ? checkLoneUniqid(group[0].position) : checkSharedUniqid(group);
-        });
+    for (Group rest = suspects.elements(); !rest.empty();) {
+      const Group group = takeGroup(rest, [](const CardIndexSuspect& one) { return one.order; });
+      _repeatedUniqids += static_cast<int64_t>(group.size()) - 1;
+      group.size() == 1 ? checkLoneUniqid(group[0].position) : checkSharedUniqid(group);
+    }
   }
 
   void checkLoneUniqid(int32_t position) {
@@ -197,27 +195,23 @@ class WholeFileCheck {
                                fmt::make_format_args(name, otherName, other.line, first.uniqid));
   }
 
-  template <typename... Args>
-  void warn(const EscortUse& use, fmt::format_string<Args...> format, Args&&... args) const {
-    const Place place{_check.file, use.line, use.column};
-    _check.findings.add({.place = place, .rule = "escort", .about = {.holder = use.uniqid}}, format,
-                        fmt::make_format_args(args...));
-  }
-
   void checkEscorts() const {
     const std::vector<bool> isLastOfRing = findRings();
     for (size_t i = 0; i < _check.escorts.size(); ++i) {
       const EscortUse& use = _check.escorts[i];
+      const char* text = nullptr;  // Of the escort and the holder.
       if (use.column == 0)
         addToMisread(use);
       else if (!isHolder(use.escort))
-        warn(use, "escort {} does not exist: doors that need an escort never open for holder {}",
-             use.escort, use.uniqid);
+        text = "escort {0} does not exist: doors that need an escort never open for holder {1}";
       else if (isLastOfRing[i])
-        warn(use,
-             "holder {} is his own escort, directly or through others: doors that need an escort "
-             "never open for him",
-             use.uniqid);
+        text =
+            "holder {1} is his own escort, directly or through others: doors that need an escort "
+            "never open for him";
+      const Place place{_check.file, use.line, use.column};
+      if (text != nullptr)
+        _check.findings.add({.place = place, .rule = "escort", .about = {.holder = use.uniqid}},
+                            text, fmt::make_format_args(use.escort, use.uniqid));
     }
   }
 
