@@ -196,18 +196,17 @@ bool FieldsCheck::reportEncoding(const CheckedLine& line, std::optional<int64_t>
   } else if (line.findings != nullptr && _listed != nullptr) {
     _check.findings.countFurther(_listed->error);
   } else if (line.findings != nullptr && (set == nullptr || _check.formats.complete)) {
-    ErrorNumbers& errors = set == nullptr ? _check.undefinedSets : _check.unlistedFormats;
+    const int32_t code = set == nullptr ? kInvalidCardSet : kFormatNotDefined;
     const uint32_t id = set == nullptr ? static_cast<uint32_t>(_csid) : set->fmtid;
-    const auto [error, isFirst] = errors.try_emplace(id);
+    const auto [error, isFirst] = _check.causes.try_emplace({code, id});
     if (!isFirst)
       _check.findings.countFurther(error->second);
     else if (set == nullptr)
-      error->second = line.error(line.whole(), kInvalidCardSet,
-                                 "card set {} has no 'f' line before this line", _csid);
-    else
       error->second =
-          line.error(place, kFormatNotDefined,
-                     "the formats file does not list format {} of card set {}", id, _csid);
+          line.error(line.whole(), code, "card set {} has no 'f' line before this line", _csid);
+    else
+      error->second = line.error(
+          place, code, "the formats file does not list format {} of card set {}", id, _csid);
   }
   return true;
 }

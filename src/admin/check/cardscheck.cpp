@@ -232,7 +232,7 @@ SiteSummary checkSite(const SiteCheckOptions& options, Findings& findings) {
 
 ExitStatus report(const Findings& findings, const SiteSummary& summary, bool isStrict,
                   Console& console, bool asJson) {
-  asJson ? findings.printJson(console) : findings.print(console);
+  findings.print(console, asJson);
   asJson ? printJsonSummary(findings, summary, console) : printSummary(findings, summary, console);
   if (findings.errors() > 0 || (isStrict && findings.warnings() > 0)) return ExitStatus::kRefused;
   return findings.warnings() > 0 ? ExitStatus::kFound : ExitStatus::kAllWell;

@@ -86,9 +86,6 @@ struct OtherDates {
   void add(std::string_view date);
 };
 
-// The numbers of errors that others follow from, by card set or format.
-using ErrorNumbers = std::unordered_map<uint32_t, size_t>;
-
 struct CardsCheck {
   const SiteCheckOptions& options;
   SiteCards& site;  // With the formats of `formats`.
@@ -105,8 +102,9 @@ struct CardsCheck {
   std::vector<int32_t> misread{};  // Lines, in order, that are not what they look like.
 
   std::unordered_map<uint32_t, int64_t> lineOfSet{};  // The 'f' line of each card set ID.
-  ErrorNumbers undefinedSets{};                       // Or whose 'f' line fails.
-  ErrorNumbers unlistedFormats{};
+  // The numbers of errors that others follow from, by result and ID: of card sets without an 'f'
+  // line, or whose 'f' line fails, and of formats that are not listed.
+  std::map<std::pair<int32_t, uint32_t>, size_t> causes{};
   OtherDates otherDates{};
   MergeMarks mergeMarks{};
 

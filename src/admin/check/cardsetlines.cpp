@@ -190,7 +190,7 @@ int32_t checkCardSetLine(CardsCheck& check, CheckedLine& line) {
   line.card = About{.set = id};
   const bool isRepeated = check.findSet(id) != nullptr;
   const int32_t result = check.checkAsBuild(line, copy.data(), nullptr);
-  if (result < 0) check.undefinedSets[csid] = words.reportError(result);
+  if (result < 0) check.causes[{kInvalidCardSet, csid}] = words.reportError(result);
   if (result < 0 || line.isHidden) return result;
   const cardset& set = *check.findSet(id);
   if (isRepeated) {

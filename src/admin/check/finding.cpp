@@ -119,18 +119,17 @@ std::string Findings::placeText(const Place& place) const {
                           : fmt::format("{}:{}", name, place.line);
 }
 
-void Findings::print(Console& console) const {
-  for (const Finding& finding : sorted())
-    console.print(
-        "{}: {}: {} [{}]\n", placeText(finding.place),
-        finding.isError() ? console.inErrorColour("error") : console.inWarningColour("warning"),
-        finding.text, finding.kind());
+void Findings::print(Console& console, bool asJson) const {
+  for (const Finding& finding : sorted()) {
+    const std::string severity =
+        finding.isError() ? console.inErrorColour("error") : console.inWarningColour("warning");
+    asJson ? console.printJson(json(finding))
+           : console.print("{}: {}: {} [{}]\n", placeText(finding.place), severity, finding.text,
+                           finding.kind());
+  }
+  if (asJson) return;
   for (const auto& [kind, count] : notKept())
     console.print("{} more findings [{}] (--all prints them)\n", count, kind);
-}
-
-void Findings::printJson(Console& console) const {
-  for (const Finding& finding : sorted()) console.printJson(json(finding));
 }
 
 JsonObject Findings::json(const Finding& finding) const {

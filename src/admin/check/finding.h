@@ -130,10 +130,9 @@ class Findings {
   // "cards.txt:14:9", without what the place lacks; "ident.db: record 2 (offset 56)".
   std::string placeText(const Place& place) const;
 
-  // Prints the findings, a line each, and then how many of each kind were not kept.
-  void print(Console& console) const;
-  // The same as JSON, an object a line, without how many were not kept.
-  void printJson(Console& console) const;
+  // Prints the findings, a line each, and then how many of each kind were not kept; as JSON an
+  // object a line, without these numbers.
+  void print(Console& console, bool asJson = false) const;
   JsonObject json(const Finding& finding) const;
 
  private:

@@ -69,10 +69,10 @@ class WholeFileCheck {
 
   int64_t run() {
     checkKeys();
-    checkUniqids();
+    const int64_t holders = checkUniqids();
     reportClashes();
     checkEscorts();
-    return _index.count() - _repeatedUniqids;
+    return holders;
   }
 
  private:
@@ -117,14 +117,17 @@ class WholeFileCheck {
     if (smallest != nullptr) _check.findings.setVerdict(kDuplicateCardKey, placeOf(*smallest));
   }
 
-  void checkUniqids() {
+  // Returns how many different ones there are.
+  int64_t checkUniqids() {
+    int64_t count = _index.count();
     CardIndexSuspects suspects;
     if (!_index.collectByUniqid(suspects)) throw std::bad_alloc();
     for (Group rest = suspects.elements(); !rest.empty();) {
       const Group group = takeGroup(rest, [](const CardIndexSuspect& one) { return one.order; });
-      _repeatedUniqids += static_cast<int64_t>(group.size()) - 1;
+      count -= static_cast<int64_t>(group.size()) - 1;
       group.size() == 1 ? checkLoneUniqid(group[0].position) : checkSharedUniqid(group);
     }
+    return count;
   }
 
   void checkLoneUniqid(int32_t position) {
@@ -255,7 +258,6 @@ class WholeFileCheck {
   std::vector<UniqidRange> _unindexed;
   uint32_t _lowest = UINT32_MAX;                // Of all unique IDs.
   std::unordered_map<uint32_t, bool> _escorts;  // That lines name, and whether the index has them.
-  int64_t _repeatedUniqids = 0;                 // Entries whose unique ID is that of another one.
   std::vector<Clash> _clashes;
   std::unordered_set<int32_t> _repeated;  // Entries that repeat a key and its unique ID.
 };
