@@ -5,7 +5,6 @@
 #include <cstring>
 #include <memory>
 #include <new>
-#include <utility>
 
 #include "admin/files/folder.h"
 #include "admin/json.h"
@@ -13,7 +12,6 @@
 #include "inputcards/inputfile.h"
 #include "support/linereader.h"
 #include "support/result.h"
-#include "support/tokenizer.h"
 
 namespace badgemint::admin {
 

@@ -2,6 +2,7 @@
 // their card, escorts that are not holders.
 #include <algorithm>
 #include <new>
+#include <optional>
 #include <span>
 #include <string>
 #include <tuple>
