@@ -19,21 +19,29 @@ int64_t storedValue(int64_t value, int64_t most) {
   return static_cast<int32_t>(low);
 }
 
+// Its first card.
+About aboutBlock(std::string line) {
+  const MultiCardsLine words = splitMultiCardsLine(line.data());
+  About about;
+  if (words.csid != nullptr) about.set = textToInt32(words.csid);
+  if (words.firstCard != nullptr) about.card = words.firstCard;
+  if (words.firstUniqid != nullptr)
+    about.holder = static_cast<uint32_t>(textToInt32(words.firstUniqid));
+  return about;
+}
+
 class BlockLine : FieldsCheck {
  public:
   BlockLine(CardsCheck& check, CheckedLine& line)
-      : FieldsCheck(check, line, line.text + std::strcspn(line.text, kBlockDelimiters)) {
-    line.subject = {numberIn(kSet), _words[kFirstCard], {}};
-    if (!_words[kUniqid].empty()) line.subject.uniqid = static_cast<uint32_t>(numberIn(kUniqid));
-  }
+      : FieldsCheck(check, line, line.text + std::strcspn(line.text, kBlockDelimiters)) {}
 
   int32_t run() {
     const int32_t before = _check.index.count();
     std::string copy = _line.text;
-    const int32_t result = _check.checkAsBuild(_line, copy.data(), csid());
+    const int32_t result = _check.checkAsBuild(_line, copy.data(), _listed);
     if (result < 0) {
       reportErrors(result, _check.index.count() - before);
-      addUnindexed();
+      if (!_words[kUniqid].empty()) addUnindexed();
     } else if (!_line.isHidden) {
       checkWords();
     }
@@ -43,27 +51,26 @@ class BlockLine : FieldsCheck {
  private:
   enum Field : size_t { kSet, kFirstCard, kCount, kUniqid, kLevel, kAfterLast };
 
-  int32_t numberIn(Field field) const {
-    return _words[field].empty() ? 0 : textToInt32(_words[field].data());
-  }
+  uint32_t firstUniqid() const { return static_cast<uint32_t>(numberIn(kUniqid)); }
 
   void addUnindexed() const {
-    if (!_line.subject.uniqid) return;
-    const uint32_t first = *_line.subject.uniqid;
-    const int64_t last = int64_t{first} + std::max(numberIn(kCount), 1) - 1;
-    _check.unindexed.push_back({first, static_cast<uint32_t>(std::min<int64_t>(last, UINT32_MAX))});
+    const int64_t last = int64_t{firstUniqid()} + std::max(numberIn(kCount), 1) - 1;
+    _check.unindexed.push_back(
+        {firstUniqid(), static_cast<uint32_t>(std::min<int64_t>(last, UINT32_MAX))});
   }
 
   // `good` cards of the block fit their format.
   void reportErrors(int32_t result, int32_t good) {
     for (const Field field : {kSet, kFirstCard, kCount, kUniqid})
-      if (_words[field].empty()) return reportMissing(field, result);
-    const bool wrongSet = reportWrong(kSet), wrongNumber = reportWrong(kFirstCard);
+      if (_words[field].empty()) return reportUnread(field, result);
+    const bool isSetWrong = reportWrong(kSet), isNumberWrong = reportWrong(kFirstCard);
+    if (isSetWrong) return;
     const int64_t number = int64_t{numberIn(kFirstCard)} + good;
-    const std::string text = fmt::to_string(number);
     CheckedLine card = _line;
-    card.subject = {csid(), text, *_line.subject.uniqid + static_cast<uint32_t>(good)};
-    if (!wrongSet) reportEncoding(card, wrongNumber ? nullptr : &number);
+    card.card = About{.holder = firstUniqid() + static_cast<uint32_t>(good),
+                      .set = _csid,
+                      .card = fmt::to_string(number)};
+    reportEncoding(card, isNumberWrong ? std::nullopt : std::optional(number));
   }
 
   void checkWords() const {
@@ -75,7 +82,7 @@ class BlockLine : FieldsCheck {
         _line.warn(_line.at(word), "text", "{}", earlyComment(field));
       else
         warn(field, "number",
-             fmt::format("is not a number{}", readAs(shownWord(field), numberIn(field))));
+             "is not a number" + effectOf(shownWord(field), "it is read as", numberIn(field)));
       return;
     }
     const bool hasComment = _words[kLevel].find('#') != std::string_view::npos;
@@ -86,15 +93,15 @@ class BlockLine : FieldsCheck {
 
   // Numbers that go beyond a range only together, and what is right, and mostly not meant.
   void checkBlock() const {
-    for (const Field field : {kSet, kCount, kUniqid}) checkField(field);
+    for (const Field field : {kSet, kFirstCard, kCount, kUniqid}) checkRange(field);
     const bool hasLevel = !_words[kLevel].empty() && _words[kLevel][0] != '#';
-    if (hasLevel) checkField(kLevel);
-    checkRange(kFirstCard);
+    if (hasLevel) checkLevel(kLevel);
+    warnIfZero(kUniqid);
     const int64_t first = numberIn(kFirstCard), count = numberIn(kCount);
     if (count < 1) return warn(kCount, "range", "makes no card");
     warnIfZero(kFirstCard);
     if (!checkNumberRange(first)) checkNumberRange(first + count - 1);
-    if (*_line.subject.uniqid + count - 1 > UINT32_MAX)
+    if (firstUniqid() + count - 1 > UINT32_MAX)
       warn(kUniqid, "range",
            "is too large for the block: its IDs continue with 0 after 4294967295");
     if (first >= 1000 && count >= 1000 && count >= first)
@@ -107,38 +114,28 @@ class BlockLine : FieldsCheck {
 
 }  // namespace
 
-std::string readAs(std::string_view shownWord, int64_t stored) {
-  return shownWord.starts_with('"') ? fmt::format(": it is read as {}", stored) : "";
-}
-
-bool Subject::hasNumber() const {
-  const char* const digits = isHex ? "0123456789ABCDEFabcdef" : "0123456789";
-  return !cardNumber.empty() && cardNumber.size() <= kMaxCardNumberDigits &&
-         cardNumber.find_first_not_of(digits) == std::string_view::npos;
-}
-
-std::string Subject::text() const {
-  if (!uniqid && !hasNumber()) return "";
-  std::string text = cardNumber.empty() ? "PIN" : "card";
-  if (hasNumber()) text.append(" ").append(cardNumber);
-  return uniqid ? fmt::format("{} of holder {}", text, *uniqid) : text;
-}
-
-About Subject::about() const {
-  About about{.holder = uniqid};
-  if (csid >= kFirstCardSetId && csid <= kLastCardSetId) about.set = static_cast<uint32_t>(csid);
-  if (hasNumber()) about.card = cardNumber;
+About CheckedLine::about() const {
+  if (card) return *card;
+  if (*text == kMultiCardsLine) return aboutBlock(text);
+  if (lineFields(*text).empty()) return {};
+  const bool isHex = *text == kNoFormatCardLine;
+  FieldScanner scanner(text + 1);
+  const CardLine read = isHex || *text == kCardLine
+                            ? scanCardLine(scanner)
+                            : CardLine{0, {}, {}, scanPinLine(scanner).uniqid};
+  About about{.set = isHex ? 0 : read.csid, .card = std::string(read.cardNumber), .isHex = isHex};
+  if (!scanner.failed()) about.holder = read.uniqid;
   return about;
 }
 
-size_t CheckedLine::add(Place place, int32_t code, std::string_view rule, fmt::string_view format,
+size_t CheckedLine::add(const Finding& finding, fmt::string_view format,
                         fmt::format_args args) const {
   if (findings == nullptr) return Findings::kNotKept;
-  const size_t number = findings->add({.place = place, .code = code, .rule = rule}, format, args);
-  if (Finding* const finding = findings->find(number)) {
-    if (const std::string name = subject.text(); !name.empty())
-      finding->text += fmt::format(" ({})", name);
-    finding->about = subject.about();
+  const size_t number = findings->add(finding, format, args);
+  if (Finding* const kept = findings->find(number)) {
+    kept->about = about();
+    if (const std::string name = kept->about.name(); !name.empty())
+      kept->text += fmt::format(" ({})", name);
   }
   return number;
 }
@@ -148,30 +145,18 @@ FieldsCheck::FieldsCheck(CardsCheck& check, CheckedLine& line, const char* words
   FieldScanner scanner(words);
   for (std::string_view& word : _words)
     if ((word = scanner.nextWord(SIZE_MAX)).empty()) break;
+  if (_fields[0].kind == FieldKind::kCardSet && !isHex()) _csid = numberIn(0);
+  _listed = check.formatOf(_csid);
 }
 
-std::string FieldsCheck::named(const LineField& field) {
-  const std::string_view name = field.name;
-  return fmt::format("{}{}", isDigit(name.back()) ? "" : "the ", name);
-}
-
-std::string FieldsCheck::earlyComment(size_t field) const {
-  return fmt::format("'#' where {} is expected; a comment is allowed only after the last field",
-                     named(_fields[field]));
-}
-
-void FieldsCheck::error(size_t field, int32_t code, std::string_view text) const {
-  _line.error(_line.at(_words[field]), code, "{} {} {}", _fields[field].name, shownWord(field),
-              text);
-}
-
-void FieldsCheck::warn(size_t field, std::string_view rule, std::string_view text) const {
-  _line.warn(_line.at(_words[field]), rule, "{} {} {}", _fields[field].name, shownWord(field),
-             text);
-}
-
-void FieldsCheck::reportMissing(size_t field, int32_t result) const {
-  _line.error(_line.whole(), result, "{} is missing", named(_fields[field]));
+void FieldsCheck::reportUnread(size_t field, int32_t result) const {
+  const std::string_view word = _words[field];
+  if (word.empty())
+    _line.error(_line.whole(), result, "{} is missing", named(_fields[field]));
+  else if (word[0] == '#')
+    _line.error(_line.at(word), result, "{}", earlyComment(field));
+  else
+    error(field, result, "is not a number");
 }
 
 bool FieldsCheck::reportWrong(size_t field) const {
@@ -184,7 +169,7 @@ bool FieldsCheck::reportWrong(size_t field) const {
     const int32_t result = checkCardNumber(text, isHex() ? 0 : 1, isHex() ? 1 : 0);
     if (result == kSuccess) return false;
     error(field, result,
-          isHex() ? "is not up to 32 hexadecimal digits" : "is not up to 32 decimal digits");
+          fmt::format("is not up to 32 {} digits", isHex() ? "hexadecimal" : "decimal"));
   } else {
     const size_t most = field > 0 ? kMaxPinDigits : kMaxPinIdentDigits;  // Of a card, or alone.
     if (checkPinCode(text, most) == kSuccess) return false;
@@ -197,100 +182,41 @@ bool FieldsCheck::reportWrong(size_t field) const {
   return true;
 }
 
-bool FieldsCheck::reportEncoding(const CheckedLine& line, const int64_t* number) const {
-  const auto setId = static_cast<uint32_t>(csid());
-  const cardset* const set = _check.findSet(csid());
-  const CheckedFormat* const listed = _check.formatOf(csid());
+bool FieldsCheck::reportEncoding(const CheckedLine& line, std::optional<int64_t> number) const {
+  const cardset* const set = _check.findSet(_csid);
   const Place place = line.at(_words[1]);
-  if (listed != nullptr && listed->format != nullptr) {
-    if (number == nullptr) return false;
-    const SitePattern site = listed->format->encodeSite(set->fldvalues);
-    const int64_t decoded =
-        listed->format->decodeCardNumber(listed->format->encodeNumber(site, *number));
+  if (_listed != nullptr && _listed->format != nullptr) {
+    if (!number) return false;
+    const CardEncoder encoder{_listed->format, _listed->format->encodeSite(set->fldvalues)};
+    const int64_t decoded = encoder.decode(encoder.encode(*number));
     if (decoded == *number) return false;
     line.error(place, kCardMismatch,
                "the card number does not fit format {}: it would come back as card {}", set->fmtid,
                decoded);
-  } else if (line.findings == nullptr) {
-    return true;
-  } else if (listed != nullptr) {
-    _check.findings.countFurther(listed->error);
-  } else if (set == nullptr) {
-    const auto [error, isFirst] = _check.undefinedSets.try_emplace(setId);
-    if (!isFirst) _check.findings.countFurther(error->second);
-    if (isFirst)
-      error->second = line.error(line.whole(), kInvalidCardSet,
-                                 "card set {} has no 'f' line before this line", setId);
-  } else if (_check.formats.complete) {
-    const auto [error, isFirst] = _check.unlistedFormats.try_emplace(set->fmtid);
-    if (!isFirst) _check.findings.countFurther(error->second);
-    if (isFirst)
+  } else if (line.findings != nullptr && _listed != nullptr) {
+    _check.findings.countFurther(_listed->error);
+  } else if (line.findings != nullptr && (set == nullptr || _check.formats.complete)) {
+    const int32_t code = set == nullptr ? kInvalidCardSet : kFormatNotDefined;
+    const uint32_t id = set == nullptr ? static_cast<uint32_t>(_csid) : set->fmtid;
+    const auto [error, isFirst] = _check.causes.try_emplace({code, id});
+    if (!isFirst)
+      _check.findings.countFurther(error->second);
+    else if (set == nullptr)
       error->second =
-          line.error(place, kFormatNotDefined,
-                     "the formats file does not list format {} of card set {}", set->fmtid, setId);
+          line.error(line.whole(), code, "card set {} has no 'f' line before this line", _csid);
+    else
+      error->second = line.error(
+          place, code, "the formats file does not list format {} of card set {}", id, _csid);
   }
   return true;
 }
 
-void FieldsCheck::checkField(size_t field) const {
-  const std::string_view word = _words[field];
-  switch (_fields[field].kind) {
-    case FieldKind::kCardSet:
-      if (!isHex()) checkRange(field);
-      return;
-    case FieldKind::kCardNumber:
-      if (isHex() && word.size() % 2 == 1)
-        warn(field, "hex", "has an odd number of digits, and a 0 is added at its end");
-      checkNumberRange(wordValue(word));
-      return warnIfZero(field);
-    case FieldKind::kPin:
-      return checkPin(word);
-    case FieldKind::kUniqueId:
-      checkRange(field);
-      return warnIfZero(field);
-    case FieldKind::kAccessLevel:
-      return checkLevel(field);
-    case FieldKind::kFlag:
-      if (const int64_t flag = wordValue(word); flag < 0 || flag > 1)
-        warn(field, "flag", "is not 0 or 1 and counts as 1");
-      return;
-    case FieldKind::kEscort:
-      return checkEscort(field);
-    case FieldKind::kNumber:
-      checkRange(field);
-      return;
-    case FieldKind::kDate:
-    case FieldKind::kTime:
-      return;
-  }
-}
-
-void FieldsCheck::checkPin(std::string_view pin) const {
-  const bool isAlone = _fields[0].kind == FieldKind::kPin;
-  if (isZero(pin) && (isAlone || pin.size() > 1))
-    _line.warn(_line.at(pin), "zero", "{}",
-               isAlone ? "PIN 0 is a key like any other: whoever types 0 is this holder"
-                       : "a PIN of several zeros is a PIN: only 0 means that there is none");
-}
-
 void FieldsCheck::checkLevel(size_t field) const {
   const int64_t level = checkRange(field);
-  if (_check.levels != nullptr && level > 0 && level <= UINT16_MAX &&
-      _check.levels->findLevel(static_cast<uint32_t>(level)) < 0)
+  if (!_check.options.levels.empty() && level > 0 && level <= UINT16_MAX &&
+      _check.levels.findLevel(static_cast<uint32_t>(level)) < 0)
     _line.warn(_line.at(_words[field]), "level", "access level {} is not defined and opens no door",
                level);
-}
-
-void FieldsCheck::checkEscort(size_t field) const {
-  const int64_t escort = checkRange(field);
-  if (escort > 0 && escort <= UINT32_MAX)
-    _check.escorts.push_back({static_cast<uint32_t>(escort), _line.subject.uniqid.value_or(0),
-                              _line.number(),
-                              static_cast<int32_t>(_line.at(_words[field]).column)});
-}
-
-void FieldsCheck::warnIfZero(size_t field) const {
-  if (isZero(_words[field])) warn(field, "zero", "counts like any other: is it an empty cell?");
 }
 
 int64_t FieldsCheck::checkRange(size_t field) const {
@@ -300,13 +226,16 @@ int64_t FieldsCheck::checkRange(size_t field) const {
   if (value < least || value > most)
     warn(field, "range",
          fmt::format("is not {} to {}{}", kind == FieldKind::kCardSet ? 1 : 0, most,
-                     readAs(shownWord(field), storedValue(value, most))));
+                     effectOf(shownWord(field), "it is read as", storedValue(value, most))));
   return value;
 }
 
 bool FieldsCheck::checkNumberRange(int64_t number) const {
-  const auto& [low, high] = _check.numberRanges[static_cast<size_t>(csid())];
-  if (high == 0 || (number >= low && number <= high)) return false;
+  if (_listed == nullptr || _listed->format == nullptr) return false;
+  const CardFormat& format = *_listed->format;
+  const auto& [label, low, high, order, type] =
+      format.fieldDefinitions()[static_cast<size_t>(format.cardNumberField())];
+  if (high == 0 || high == INT32_MAX || (number >= low && number <= high)) return false;
   _line.warn(_line.at(_words[1]), "range",
              "card number {} is not {} to {}, as its format requires: no such card should exist",
              number, low, high);

@@ -5,7 +5,6 @@
 #include <cstring>
 #include <memory>
 #include <new>
-#include <utility>
 
 #include "admin/files/folder.h"
 #include "admin/json.h"
@@ -13,7 +12,6 @@
 #include "inputcards/inputfile.h"
 #include "support/linereader.h"
 #include "support/result.h"
-#include "support/tokenizer.h"
 
 namespace badgemint::admin {
 
@@ -30,7 +28,6 @@ bool isIgnored(const char* line) {
 // What an editor does not show in a line and a build reads otherwise.
 std::optional<OddText> findOdd(LineReader& input) {
   const std::string_view raw(input.line(), input.length());
-  if (input.bytesBefore() > 0 && !isIgnored(input.line())) return OddText{0, kLongLineText};
   if (auto odd = findOddText(input, raw[0] == kFieldsLine); odd || raw[0] != kMultiCardsLine)
     return odd;
   if (std::strcspn(input.line(), kBlockDelimiters) > 1)
@@ -65,13 +62,9 @@ int32_t reportLineType(CardsCheck& check, const CheckedLine& line) {
     check.mergeMarks.report(check.findings, line.whole(), kInvalidLine);
     return kInvalidLine;
   }
-  if (text.starts_with(kByteOrderMark))
-    line.error(line.at(text), kInvalidLine,
-               "the file begins with a byte order mark, not with a line type");
-  else
-    line.error(line.at(text), kInvalidLine,
-               "{} is not a line type: a line begins with f, c, n, p, o, d or #",
-               shownName(text.substr(0, 1)));
+  line.error(line.at(text), kInvalidLine,
+             "{} is not a line type: a line begins with f, c, n, p, o, d or #",
+             text.starts_with(kByteOrderMark) ? "a byte order mark" : shownName(text.substr(0, 1)));
   readDespiteType(check, line);
   return kInvalidLine;
 }
@@ -141,29 +134,17 @@ SiteSummary checkCards(CardsCheck& check) {
     failFile(check, result, fmt::format("cannot be opened: {}", std::strerror(errno)));
     return {};
   }
-  const char* const form = findForm(check.options.cards);
-  Findings before;
-  if (form != nullptr) std::swap(check.findings, before);
   checkLines(check, *input);
   const SiteSummary summary = {check.index.count(), checkWholeFile(check)};
-  if (form != nullptr) {  // One finding in place of those of the lines.
-    const auto [result, place] = check.findings.verdict();
-    std::swap(check.findings, before);
-    check.findings.setVerdict(result, place);
-    check.findings.add({.place = {check.file, result < 0 ? place.line : 1},
-                        .code = result,
-                        .rule = result < 0 ? "" : "text"},
-                       form, {});
-  } else if (check.index.count() == 0 && check.findings.errors() == 0 &&
-             !check.options.allowEmpty) {
+  const OtherDates& dates = check.otherDates;
+  if (check.index.count() == 0 && check.findings.errors() == 0 && !check.options.allowEmpty)
     check.findings.warn({check.file, 0, 0}, "empty",
                         "no card and no PIN: a build makes empty databases, which open no door");
-  } else if (const OtherDates& dates = check.otherDates; !dates.isMixed && dates.count > 1) {
+  else if (dates.count > 1 && !dates.isMixed && check.findings.counts().at("date") == dates.count)
     check.findings.combine(
         "date", fmt::format("no date of the file is year/month/day, so no card has a start or an "
                             "end; dates like this one: {}",
                             dates.count));
-  }
   return summary;
 }
 
@@ -181,9 +162,8 @@ void printSummary(const Findings& findings, const SiteSummary& summary, Console&
 void printJsonSummary(const Findings& findings, const SiteSummary& summary, Console& console) {
   JsonObject numbers;
   numbers.add("errors", findings.errors()).add("warnings", findings.warnings());
-  size_t leftOut = 0;
-  for (const auto& [kind, count] : findings.notKept()) leftOut += count;
-  if (leftOut > 0) numbers.add("left_out", leftOut);
+  const size_t all = findings.errors() + findings.warnings(), kept = findings.sorted().size();
+  if (all > kept) numbers.add("left_out", all - kept);
   if (findings.errors() == 0) {
     numbers.add("credentials", summary.credentials).add("holders", summary.holders);
   } else {
@@ -204,8 +184,7 @@ void OtherDates::add(std::string_view date) {
   isMixed = isMixed || numbers != notation;
 }
 
-int32_t CardsCheck::checkAsBuild(const CheckedLine& line, char* text, int32_t csid) {
-  const CheckedFormat* const format = formatOf(csid);
+int32_t CardsCheck::checkAsBuild(const CheckedLine& line, char* text, const CheckedFormat* format) {
   const bool isUnloaded = format != nullptr && format->format == nullptr;
   const int32_t result = isUnloaded ? kFormatNotDefined : checker.check({text, line.number()});
   if (result == kOutOfMemory) throw std::bad_alloc();
@@ -232,16 +211,26 @@ SiteSummary checkSite(const SiteCheckOptions& options, Findings& findings) {
   if (site->create() != kSuccess) throw std::bad_alloc();
 
   const CheckedFormats formats = checkFormats(options.formats, site->formats(), findings);
-  CardsCheck check{options,  *site,
-                   formats,  options.levels.empty() ? nullptr : &levels,
-                   findings, findings.addFile(options.cards)};
+  const int file = findings.addFile(options.cards);
+  const char* const form = findForm(options.cards);
+  Findings ofLines;  // One finding takes their place in a file of another form.
+  Findings& wanted = form == nullptr ? findings : ofLines;
+  CardsCheck check{options, *site, formats, levels, wanted, file};
   if (!check.index.isInitialised()) throw std::bad_alloc();
-  return checkCards(check);
+  const SiteSummary summary = checkCards(check);
+  if (form == nullptr) return summary;
+  const auto [result, place] = ofLines.verdict();
+  findings.setVerdict(result, place);
+  findings.add({.place = {file, result < 0 ? place.line : 1},
+                .code = result,
+                .rule = result < 0 ? "" : "text"},
+               form, {});
+  return summary;
 }
 
 ExitStatus report(const Findings& findings, const SiteSummary& summary, bool isStrict,
                   Console& console, bool asJson) {
-  asJson ? findings.printJson(console) : findings.print(console);
+  findings.print(console, asJson);
   asJson ? printJsonSummary(findings, summary, console) : printSummary(findings, summary, console);
   if (findings.errors() > 0 || (isStrict && findings.warnings() > 0)) return ExitStatus::kRefused;
   return findings.warnings() > 0 ? ExitStatus::kFound : ExitStatus::kAllWell;

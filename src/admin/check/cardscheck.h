@@ -25,29 +25,14 @@
 
 namespace badgemint::admin {
 
-// Whom a line is about, as messages name him; of a block the first card. A PIN is never part of it.
-struct Subject {
-  int32_t csid = 0;                // Of a card that has a card set.
-  std::string_view cardNumber{};   // As written; shown when it is a number. Empty for a PIN.
-  std::optional<uint32_t> uniqid;  // None when the line has no unique ID.
-  bool isHex = false;              // Whether the card number is hexadecimal.
-
-  // "card 5 of holder 7"; empty when there is nothing to name.
-  std::string text() const;
-  About about() const;
-
- private:
-  bool hasNumber() const;
-};
-
-// A line that is being checked. The text is the reader's and may be split in place once a build's
-// check of the line is done.
+// A line that is being checked. The text is the reader's; that of an 'f' line may be split in place
+// once a build's check of the line is done.
 struct CheckedLine {
   Findings* findings;  // Null when they are not wanted.
   Place start;         // Of the text.
   char* text;
-  bool isHidden = false;  // It has bytes that an editor does not show: only errors are reported.
-  Subject subject{};
+  bool isHidden = false;        // It has bytes that an editor does not show: only errors count.
+  std::optional<About> card{};  // Whom it is about, where that is not what its text begins with.
 
   int32_t number() const { return static_cast<int32_t>(start.line); }
   Place whole() const { return {start.file, start.line, 0}; }
@@ -57,21 +42,23 @@ struct CheckedLine {
   }
   Place at(std::string_view word) const { return at(word.data()); }
 
-  // As those of Findings, with the subject after the text.
+  // As a build reads it, whatever the words are.
+  About about() const;
+
+  // As those of Findings, with the name of whom the line is about after the text.
   template <typename... Args>
   size_t error(Place place, int32_t code, fmt::format_string<Args...> format,
                Args&&... args) const {
-    return add(place, code, {}, format, fmt::make_format_args(args...));
+    return add({.place = place, .code = code}, format, fmt::make_format_args(args...));
   }
   template <typename... Args>
   size_t warn(Place place, std::string_view rule, fmt::format_string<Args...> format,
               Args&&... args) const {
-    return add(place, 0, rule, format, fmt::make_format_args(args...));
+    return add({.place = place, .rule = rule}, format, fmt::make_format_args(args...));
   }
 
  private:
-  size_t add(Place place, int32_t code, std::string_view rule, fmt::string_view format,
-             fmt::format_args args) const;
+  size_t add(const Finding& finding, fmt::string_view format, fmt::format_args args) const;
 };
 
 // An escort that a line names, to be looked for when all holders are known.
@@ -79,7 +66,8 @@ struct EscortUse {
   uint32_t escort;
   uint32_t uniqid;
   int32_t line;
-  int32_t column;
+  int32_t column;  // 0 in a line that is misread: its finding names the escort.
+  size_t finding = Findings::kNotKept;
 };
 
 // Unique IDs in a row that lines with an error name: they count as partners and as escorts.
@@ -98,14 +86,11 @@ struct OtherDates {
   void add(std::string_view date);
 };
 
-// The numbers of errors that others follow from, by card set or format.
-using ErrorNumbers = std::unordered_map<uint32_t, size_t>;
-
 struct CardsCheck {
   const SiteCheckOptions& options;
   SiteCards& site;  // With the formats of `formats`.
   const CheckedFormats& formats;
-  const AccessLevelSet* levels;  // Null: access levels are not looked at.
+  const AccessLevelSet& levels;  // Empty when access levels are not to be checked.
   Findings& findings;
   int file;           // The cards file.
   CardIndex index{};  // Its lines are those of an editor.
@@ -115,35 +100,26 @@ struct CardsCheck {
   std::vector<UniqidRange> unindexed{};
   std::vector<EscortUse> escorts{};
   std::vector<int32_t> misread{};  // Lines, in order, that are not what they look like.
-  std::vector<std::pair<uint32_t, size_t>> misreadEscorts{};  // And the findings that name them.
 
   std::unordered_map<uint32_t, int64_t> lineOfSet{};  // The 'f' line of each card set ID.
-  ErrorNumbers undefinedSets{};                       // Or whose 'f' line fails.
-  ErrorNumbers unlistedFormats{};
+  // The numbers of errors that others follow from, by result and ID: of card sets without an 'f'
+  // line, or whose 'f' line fails, and of formats that are not listed.
+  std::map<std::pair<int32_t, uint32_t>, size_t> causes{};
   OtherDates otherDates{};
   MergeMarks mergeMarks{};
 
-  // The card numbers that a format defines, by card set; a maximum of 0 is none.
-  struct NumberRange {
-    int64_t low = 0, high = 0;
-  };
-  std::array<NumberRange, kLastCardSetId + 1> numberRanges{};
   // The card sets by their format and the bits that their site values give a card.
   std::map<std::pair<uint32_t, PatternWords>, uint32_t> setsByValues{};
 
   // The result of a build for the line; cards of a format that is known not to load are not
   // encoded. The words of an 'f' or 'd' line are split in place. Throws std::bad_alloc.
-  int32_t checkAsBuild(const CheckedLine& line, char* text, int32_t csid);
+  int32_t checkAsBuild(const CheckedLine& line, char* text, const CheckedFormat* format);
 
   // Null for an ID that no card set may have, and for a card set that is not defined.
   const cardset* findSet(int32_t csid) const;
   // Null also when the formats file does not list the format of the card set.
   const CheckedFormat* formatOf(int32_t csid) const;
 };
-
-// What becomes of a word that is not a number of its field, as shown() shows it; empty for one that
-// is not shown, since it may be a PIN.
-std::string readAs(std::string_view shownWord, int64_t stored);
 
 inline constexpr char kBlockDelimiters[] = " \n\r";  // What separates the words of a 'd' line.
 
@@ -153,45 +129,59 @@ class FieldsCheck {
  protected:
   FieldsCheck(CardsCheck& check, CheckedLine& line, const char* words);
 
-  bool isHex() const { return _line.subject.isHex; }
-  // As a build reads it; 0 for a line without one.
-  int32_t csid() const { return _line.subject.csid; }
-  bool hasCardSet() const { return csid() >= kFirstCardSetId && csid() <= kLastCardSetId; }
+  bool isHex() const { return *_line.text == kNoFormatCardLine; }
+  bool hasCardSet() const { return _csid >= kFirstCardSetId && _csid <= kLastCardSetId; }
+  // As a build reads it.
+  int32_t numberIn(size_t field) const {
+    return _words[field].empty() ? 0 : textToInt32(_words[field].data());
+  }
 
   std::string shownWord(size_t field) const {
     return shown(_words[field], _fields[field], isHex());
   }
   // A field as messages name it: "the PIN", but "access level 1".
-  static std::string named(const LineField& field);
-  std::string earlyComment(size_t field) const;
+  static std::string named(const LineField& field) {
+    const std::string_view name = field.name;
+    return fmt::format("{}{}", isDigit(name.back()) ? "" : "the ", name);
+  }
+  std::string earlyComment(size_t field) const {
+    return fmt::format("'#' where {} is expected; a comment is allowed only after the last field",
+                       named(_fields[field]));
+  }
 
   // About a field, which is named with its word before the text.
-  void error(size_t field, int32_t code, std::string_view text) const;
-  void warn(size_t field, std::string_view rule, std::string_view text) const;
-  void reportMissing(size_t field, int32_t result) const;
+  void error(size_t field, int32_t code, std::string_view text) const {
+    _line.error(_line.at(_words[field]), code, "{} {} {}", _fields[field].name, shownWord(field),
+                text);
+  }
+  void warn(size_t field, std::string_view rule, std::string_view text) const {
+    _line.warn(_line.at(_words[field]), rule, "{} {} {}", _fields[field].name, shownWord(field),
+               text);
+  }
+  // Reports a field that is missing, a comment or not a number.
+  void reportUnread(size_t field, int32_t result) const;
   // Reports what is wrong with a card set, a card number or a PIN that a build read. Returns
   // whether anything is.
   bool reportWrong(size_t field) const;
-  // The same for a card of a possible card set that is not encoded; null for a wrong number.
-  bool reportEncoding(const CheckedLine& line, const int64_t* number) const;
+  // The same for a card of a possible card set that is not encoded; none for a wrong number.
+  bool reportEncoding(const CheckedLine& line, std::optional<int64_t> number) const;
 
-  // What a build accepts silently in a field, and a site would not want; the fields of a period
-  // aside.
-  void checkField(size_t field) const;
-  // The number as it is written. A build keeps the low bits of one that is too large.
+  // What a build accepts silently in fields of several lines, and a site would not want. A build
+  // keeps the low bits of a number that is too large; checkRange() returns it as it is written.
   int64_t checkRange(size_t field) const;
+  // Returns whether the format does not define the card number.
   bool checkNumberRange(int64_t number) const;
-  void warnIfZero(size_t field) const;
+  void checkLevel(size_t field) const;
+  void warnIfZero(size_t field) const {
+    if (isZero(_words[field])) warn(field, "zero", "counts like any other: is it an empty cell?");
+  }
 
   CardsCheck& _check;
   CheckedLine& _line;
   std::span<const LineField> _fields;
   std::array<std::string_view, 32> _words;  // More than any line has fields; empty ones at the end.
-
- private:
-  void checkPin(std::string_view pin) const;
-  void checkLevel(size_t field) const;
-  void checkEscort(size_t field) const;
+  int32_t _csid = 0;                        // As a build reads it; 0 for a line without one.
+  const CheckedFormat* _listed = nullptr;   // That of the card set, if it is listed.
 };
 
 // The checks of the lines, by their types. They return the result of a build for the line.

@@ -87,15 +87,15 @@ class FieldsLine {
   // `value` is null when it is missing.
   void checkPair(const char* letter, const char* value, const CardFormat* format) const {
     const int32_t field = *letter - 'A';
+    const std::string word = value == nullptr ? "" : shown(value, valueField(field, format));
     if (value == nullptr)
       warn(letter, "field {} has no value: it is 0 on every card of the set", shownName(letter));
     else if (std::strlen(letter) > 1)
       warn(letter, "{} sets field {:c}: the name of a field is one letter", shownName(letter),
            *letter);
     else if (!isNumber(value))
-      warn(value, "value {} of field {:c} is not a number{}",
-           shown(value, valueField(field, format)), *letter,
-           readAs(shown(value, valueField(field, format)), textToInt32(value)));
+      warn(value, "value {} of field {:c} is not a number{}", word, *letter,
+           effectOf(word, "it is read as", textToInt32(value)));
     else if (_given[static_cast<size_t>(field)])
       warn(letter, "field {:c} is given twice, and the last value counts", *letter);
     else if (format != nullptr && field == format->cardNumberField())
@@ -103,7 +103,7 @@ class FieldsLine {
     else if (format != nullptr && !hasSiteValue(*format, field))
       warn(letter, "the format has no field {:c}", *letter);
     else if (format != nullptr)
-      checkFits(value, field, *format);
+      checkFits(value, word, field, *format);
   }
 
   // A value with more digits than the largest one may be a PIN.
@@ -117,8 +117,9 @@ class FieldsLine {
     return limits;
   }
 
-  // A value that the cards carry otherwise than it is written.
-  void checkFits(const char* value, int32_t field, const CardFormat& format) const {
+  // A value that the cards carry otherwise than it is written. `word` is how messages show it.
+  void checkFits(const char* value, const std::string& word, int32_t field,
+                 const CardFormat& format) const {
     const auto at = static_cast<size_t>(field);
     const auto& [label, least, most, order, type] = format.fieldDefinitions()[at];
     if (type == kNotGiven) return;  // 0 on every card: a finding of the format.
@@ -130,11 +131,10 @@ class FieldsLine {
         format.decodeField(format.encodeNumber(format.encodeSite(values), 0), field, carried));
     const bool isOutside = most > 0 && (number < least || number > most);
     if (!isOutside && carried == number) return;
-    const LineField limits = valueField(field, &format);
-    warn(value, "value {} of field {:c} {}: the cards carry {}", shown(value, limits), 'A' + field,
+    warn(value, "value {} of field {:c} {}{}", word, 'A' + field,
          isOutside ? fmt::format("is not {} to {}, as its format requires", least, most)
                    : fmt::format("does not fit its {} bits", format.fieldBitCount(field)),
-         hasTooManyDigits(value, limits) ? "another value" : fmt::to_string(carried));
+         effectOf(word, "the cards carry", carried));
   }
 
   template <typename... Args>
@@ -147,15 +147,9 @@ class FieldsLine {
   std::bitset<kCardSetFields> _given;
 };
 
-// What a card set's format says of its cards, and another card set that has the same cards.
-void addToFormat(CardsCheck& check, const CheckedLine& line, const cardset& set,
-                 const CardFormat& format) {
-  const auto field = static_cast<size_t>(format.cardNumberField());
-  if (field < kFieldCount) {
-    const FieldDefinition& definition = format.fieldDefinitions()[field];
-    check.numberRanges[set.csid] = {definition.minval,
-                                    definition.maxval < INT32_MAX ? definition.maxval : 0};
-  }
+// Another card set that has the same cards.
+void checkSameCards(CardsCheck& check, const CheckedLine& line, const cardset& set,
+                    const CardFormat& format) {
   const PatternWords bits = format.encodeSite(set.fldvalues).words;
   const auto [other, isNew] = check.setsByValues.try_emplace({set.fmtid, bits}, set.csid);
   if (!isNew)
@@ -192,22 +186,23 @@ int32_t checkCardSetLine(CardsCheck& check, CheckedLine& line) {
   std::string copy = line.text;
   FieldsLine words(line);
   const uint32_t csid = words.csid();
-  line.subject.csid = static_cast<int32_t>(csid);
-  const bool isRepeated = check.findSet(line.subject.csid) != nullptr;
-  const int32_t result = check.checkAsBuild(line, copy.data(), 0);
-  if (result < 0) check.undefinedSets[csid] = words.reportError(result);
+  const auto id = static_cast<int32_t>(csid);
+  line.card = About{.set = id};
+  const bool isRepeated = check.findSet(id) != nullptr;
+  const int32_t result = check.checkAsBuild(line, copy.data(), nullptr);
+  if (result < 0) check.causes[{kInvalidCardSet, csid}] = words.reportError(result);
   if (result < 0 || line.isHidden) return result;
-  const cardset& set = *check.findSet(line.subject.csid);
+  const cardset& set = *check.findSet(id);
   if (isRepeated) {
     words.checkRepeated(set, check.lineOfSet[csid]);
     return result;
   }
   check.lineOfSet[csid] = line.start.line;
-  const CheckedFormat* const listed = check.formatOf(line.subject.csid);
+  const CheckedFormat* const listed = check.formatOf(id);
   const CardFormat* const format = listed == nullptr ? nullptr : listed->format;
   words.checkNumbers();
   words.checkValues(format);
-  if (format != nullptr) addToFormat(check, line, set, *format);
+  if (format != nullptr) checkSameCards(check, line, set, *format);
   return result;
 }
 

@@ -12,18 +12,30 @@ namespace badgemint::admin {
 
 namespace {
 
-// The characters that a field of the kind can have beside digits.
-std::string_view othersThanDigits(FieldKind kind, bool isHex) {
-  if (kind == FieldKind::kDate) return "/";
-  if (kind == FieldKind::kTime) return ":";
-  return isHex ? "ABCDEFabcdef" : "";
+constexpr char kDigits[] = "0123456789";
+constexpr char kHexDigits[] = "0123456789ABCDEFabcdef";
+
+// What a word of a field can have after a sign.
+struct Notation {
+  const char* characters;
+  size_t mostDigits;
+};
+
+Notation notationOf(const LineField& field, bool isHex) {
+  switch (field.kind) {
+    case FieldKind::kCardNumber:
+      return {isHex ? kHexDigits : kDigits, kMaxCardNumberDigits};
+    case FieldKind::kDate:
+      return {"0123456789/", 8};
+    case FieldKind::kTime:
+      return {"0123456789:", 6};
+    default:
+      return {kDigits, fmt::formatted_size("{}", field.most)};
+  }
 }
 
-size_t mostDigits(const LineField& field) {
-  if (field.kind == FieldKind::kCardNumber) return kMaxCardNumberDigits;
-  if (field.kind == FieldKind::kDate) return 8;
-  if (field.kind == FieldKind::kTime) return 6;
-  return fmt::formatted_size("{}", field.most);
+size_t signLength(std::string_view word) {
+  return word.starts_with('-') || word.starts_with('+') ? 1 : 0;
 }
 
 // The first characters of a word, in quotes. The one after them shows what is wrong; no digit is
@@ -34,22 +46,19 @@ std::string quoted(std::string_view word, size_t length) {
   return fmt::format("\"{}{}\"", printable(word.substr(0, end)), end < word.size() ? "..." : "");
 }
 
-// The part of a word that its field can have.
-std::string_view possiblePart(std::string_view word, const LineField& field, bool isHex) {
-  const std::string_view others = othersThanDigits(field.kind, isHex);
-  const size_t sign = others.empty() && (word.starts_with('-') || word.starts_with('+')) ? 1 : 0;
-  size_t end = sign;
-  while (end < word.size() &&
-         (isDigit(word[end]) || others.find(word[end]) != std::string_view::npos))
-    ++end;
-  return word.substr(0, end);
-}
-
-size_t countDigits(std::string_view text) {
-  return static_cast<size_t>(std::ranges::count_if(text, isDigit));
-}
-
 }  // namespace
+
+bool About::hasNumber() const {
+  return !card.empty() && card.size() <= kMaxCardNumberDigits &&
+         card.find_first_not_of(isHex ? kHexDigits : kDigits) == std::string::npos;
+}
+
+std::string About::name() const {
+  if (!holder && !hasNumber()) return "";
+  std::string name = card.empty() ? "PIN" : "card";
+  if (hasNumber()) name += ' ' + card;
+  return holder ? fmt::format("{} of holder {}", name, *holder) : name;
+}
 
 int Findings::addFile(std::string name) {
   _files.push_back(std::move(name));
@@ -71,9 +80,9 @@ void Findings::countFurther(size_t error) {
 void Findings::combine(std::string_view rule, std::string text) {
   const auto first = std::ranges::find(_kept, rule, &Finding::rule);
   if (first == _kept.end()) return;
-  *first = {.place = first->place, .text = std::move(text), .rule = rule};
-  const auto isOfRule = [rule](const Finding& finding) { return finding.rule == rule; };
-  _kept.erase(std::remove_if(first + 1, _kept.end(), isOfRule), _kept.end());
+  Finding whole{.place = first->place, .text = std::move(text), .rule = rule};
+  std::erase_if(_kept, [rule](const Finding& finding) { return finding.rule == rule; });
+  _kept.push_back(std::move(whole));
   size_t& count = _counts[std::string(rule)];
   _warnings -= std::exchange(count, 1) - 1;
 }
@@ -110,18 +119,17 @@ std::string Findings::placeText(const Place& place) const {
                           : fmt::format("{}:{}", name, place.line);
 }
 
-void Findings::print(Console& console) const {
-  for (const Finding& finding : sorted())
-    console.print(
-        "{}: {}: {} [{}]\n", placeText(finding.place),
-        finding.isError() ? console.inErrorColour("error") : console.inWarningColour("warning"),
-        finding.text, finding.kind());
+void Findings::print(Console& console, bool asJson) const {
+  for (const Finding& finding : sorted()) {
+    const std::string severity =
+        finding.isError() ? console.inErrorColour("error") : console.inWarningColour("warning");
+    asJson ? console.printJson(json(finding))
+           : console.print("{}: {}: {} [{}]\n", placeText(finding.place), severity, finding.text,
+                           finding.kind());
+  }
+  if (asJson) return;
   for (const auto& [kind, count] : notKept())
     console.print("{} more findings [{}] (--all prints them)\n", count, kind);
-}
-
-void Findings::printJson(Console& console) const {
-  for (const Finding& finding : sorted()) console.printJson(json(finding));
 }
 
 JsonObject Findings::json(const Finding& finding) const {
@@ -139,23 +147,19 @@ JsonObject Findings::json(const Finding& finding) const {
   object.add("text", finding.text);
   const About& about = finding.about;
   if (about.holder) object.add("holder", *about.holder);
-  if (about.set > 0) object.add("set", about.set);
-  if (!about.card.empty()) object.add("card", about.card);
+  if (about.set >= kFirstCardSetId && about.set <= kLastCardSetId) object.add("set", about.set);
+  if (about.hasNumber()) object.add("card", about.card);
   if (!about.key.empty()) object.add("key", about.key);
   return object;
 }
 
 std::string printable(std::string_view text) {
   std::string shown;
-  for (const char c : text) {
-    if (c >= ' ' && c <= '~') {
+  for (const char c : text)
+    if (c >= ' ' && c <= '~')
       shown += c;
-    } else {
-      char digits[2];
-      putHex(static_cast<uint8_t>(c), digits);
-      shown.append("\\x").append(digits, 2);
-    }
-  }
+    else
+      shown += fmt::format("\\x{:02X}", static_cast<uint8_t>(c));
   return shown;
 }
 
@@ -171,7 +175,7 @@ std::string inQuotes(std::string_view word) {
 }
 
 size_t numberLength(std::string_view text) {
-  const size_t sign = text.starts_with('-') || text.starts_with('+') ? 1 : 0;
+  const size_t sign = signLength(text);
   size_t end = sign;
   while (end < text.size() && isDigit(text[end])) ++end;
   return end > sign ? end : 0;
@@ -185,19 +189,20 @@ int64_t wordValue(std::string_view word) {
 
 std::string shown(std::string_view word, const LineField& field, bool isHex) {
   if (field.kind == FieldKind::kPin) return {};
-  const std::string_view part = possiblePart(word, field, isHex);
-  if (countDigits(part) > mostDigits(field)) return fmt::format("of {} digits", countDigits(part));
-  return quoted(word, part.size());
+  const Notation notation = notationOf(field, isHex);
+  const size_t end = word.find_first_not_of(notation.characters, signLength(word));
+  const std::string_view part = word.substr(0, end);
+  const auto digits = static_cast<size_t>(std::ranges::count_if(part, isDigit));
+  return digits > notation.mostDigits ? fmt::format("of {} digits", digits)
+                                      : quoted(word, part.size());
 }
 
-bool hasTooManyDigits(std::string_view word, const LineField& field) {
-  return countDigits(possiblePart(word, field, false)) > mostDigits(field);
+std::string effectOf(std::string_view shownWord, const char* effect, int64_t number) {
+  return shownWord.starts_with('"') ? fmt::format(": {} {}", effect, number) : "";
 }
 
 std::string shownName(std::string_view word) {
-  const auto isLetter = [](char c) { return (c | 0x20) >= 'a' && (c | 0x20) <= 'z'; };
-  const auto end = std::ranges::find_if_not(word, isLetter);
-  return quoted(word, static_cast<size_t>(end - word.begin()));
+  return quoted(word, std::min(word.find_first_of(kDigits), word.size()));
 }
 
 }  // namespace badgemint::admin

@@ -34,13 +34,18 @@ struct Place {
   int64_t offset = 0;
 };
 
-// The holder or card that a finding is about, for programs.
+// The holder or card that a finding is about; of a block the first card. A PIN is never part of it.
 struct About {
   std::optional<uint32_t> holder{};
-  uint32_t set = 0;    // The card set; 0 for none.
-  std::string card{};  // The card number, as in the cards file; empty for none.
+  int32_t set = 0;     // The card set, if it is one that a site may use.
+  std::string card{};  // As written; shown when it is a card number. Empty for a PIN.
+  bool isHex = false;  // Whether the card number is hexadecimal.
   std::string key{};   // Hexadecimal digits; empty for none.
-  std::optional<IdentRecord> credential{};  // Says more than the three above.
+  std::optional<IdentRecord> credential{};  // Says more than the four above.
+
+  bool hasNumber() const;
+  // "card 5 of holder 7"; empty when there is nothing to name.
+  std::string name() const;
 };
 
 struct Finding {
@@ -125,10 +130,9 @@ class Findings {
   // "cards.txt:14:9", without what the place lacks; "ident.db: record 2 (offset 56)".
   std::string placeText(const Place& place) const;
 
-  // Prints the findings, a line each, and then how many of each kind were not kept.
-  void print(Console& console) const;
-  // The same as JSON, an object a line, without how many were not kept.
-  void printJson(Console& console) const;
+  // Prints the findings, a line each, and then how many of each kind were not kept; as JSON an
+  // object a line, without these numbers.
+  void print(Console& console, bool asJson = false) const;
   JsonObject json(const Finding& finding) const;
 
  private:
@@ -167,9 +171,10 @@ int64_t wordValue(std::string_view word);
 // digits" when that part has more digits than the largest value of the field. Only card numbers
 // without format have hexadecimal digits.
 std::string shown(std::string_view word, const LineField& field, bool isHex = false);
-// Whether it is not shown for its digits: they could be worked out from the number that is read.
-bool hasTooManyDigits(std::string_view word, const LineField& field);
-// The same of a word that ought to be letters.
+// What becomes of a word, for a message in which shown() shows it: ": it is read as 5". Empty when
+// it is not shown, since its digits could be worked out from the number.
+std::string effectOf(std::string_view shownWord, const char* effect, int64_t number);
+// A word that ought to be letters, up to its first digit.
 std::string shownName(std::string_view word);
 
 }  // namespace badgemint::admin

@@ -14,38 +14,23 @@ namespace badgemint::admin {
 
 namespace {
 
-// What keeps a line from having the fields that it seems to have.
-enum class Problem {
-  kNone,
-  kMissing,    // The line ends before this field.
-  kComment,    // A comment begins where a field is expected.
-  kNotNumber,  // The word does not begin with a number.
-  kCut,        // The field ends within its word, whose rest is read as the next field.
-};
-
 bool isDateOrTime(const LineField& field) {
   return field.kind == FieldKind::kDate || field.kind == FieldKind::kTime;
 }
 
-bool isDate(std::string_view word) {
-  return std::ranges::count(word, '/') == 2 && isDigit(word[0]);
-}
-
-// How much of a word a build reads as the field.
+// How much of a word a build reads as the field; nothing of a comment or of what is not a number.
 size_t readLength(std::string_view word, const LineField& field) {
+  if (word.starts_with('#')) return 0;
   if (isDateOrTime(field)) return std::min(word.size(), kMaxDateTimeWord);
   if (field.kind == FieldKind::kCardNumber || field.kind == FieldKind::kPin)
     return std::min(word.size(), kMaxNumberWord);
   return numberLength(word);
 }
 
-Problem problemOf(std::string_view word, const LineField& field) {
-  if (word.size() == 1 && isDigit(word[0])) return Problem::kNone;  // As most are.
-  if (word.empty()) return Problem::kMissing;
-  if (word[0] == '#') return Problem::kComment;
-  const size_t length = readLength(word, field);
-  if (length == 0) return Problem::kNotNumber;
-  return length < word.size() ? Problem::kCut : Problem::kNone;
+// Whether a line has the field that it seems to have.
+bool isWhole(std::string_view word, const LineField& field) {
+  if (word.size() == 1 && isDigit(word[0])) return true;  // As most are.
+  return !word.empty() && readLength(word, field) == word.size();
 }
 
 // As most fields are; quicker than a comparison of texts.
@@ -73,21 +58,18 @@ bool isUnlimited(PeriodEnd end, std::string_view date, std::string_view time) {
 class HolderLine : FieldsCheck {
  public:
   HolderLine(CardsCheck& check, CheckedLine& line) : FieldsCheck(check, line, line.text + 1) {
-    while (_good < _fields.size() && problemOf(_words[_good], _fields[_good]) == Problem::kNone)
-      ++_good;
-    if (_good < _fields.size()) _problem = problemOf(_words[_good], _fields[_good]);
-    scanIdentity();
+    while (_good < _fields.size() && isWhole(_words[_good], _fields[_good])) ++_good;
   }
 
   int32_t run() {
-    const int32_t result = _check.checkAsBuild(_line, _line.text, csid());
+    const int32_t result = _check.checkAsBuild(_line, _line.text, _listed);
     if (result < 0) {
       reportErrors(result);
-      const uint32_t uniqid = _line.subject.uniqid.value_or(0);
+      const uint32_t uniqid = _line.about().holder.value_or(0);
       _check.unindexed.push_back({uniqid, uniqid});
     }
     const bool isReported = result < 0 && _good < firstHolderField();
-    if (_line.isHidden || isReported || !checkProblem()) return result;
+    if (_line.isHidden || isReported || !checkWords()) return result;
     for (size_t i = result < 0 ? firstHolderField() : 0; i < _good; ++i)
       if (i < firstHolderField() || !isNone(_words[i])) checkField(i);
     if (_good >= firstDateField() + 4) checkPeriod();
@@ -97,43 +79,34 @@ class HolderLine : FieldsCheck {
  private:
   bool isCard() const { return _fields[0].kind == FieldKind::kCardSet; }
   size_t firstHolderField() const { return isCard() ? 4 : 2; }
+  bool hasHolderFields() const { return _fields.size() > firstHolderField(); }
   size_t escortField() const { return firstHolderField() + 11; }
   size_t firstDateField() const { return firstHolderField() + 12; }
 
-  // As a build reads it, whatever the words are.
-  void scanIdentity() {
-    FieldScanner scanner(_line.text + 1);
-    const CardLine card =
-        isCard() ? scanCardLine(scanner) : CardLine{0, {}, {}, scanPinLine(scanner).uniqid};
-    const bool hasFormat = *_line.text != kNoFormatCardLine;
-    _line.subject = {hasFormat ? card.csid : 0, card.cardNumber, card.uniqid, !hasFormat};
-    if (scanner.failed()) _line.subject.uniqid.reset();
-  }
-
-  // What fails the build: an error each. The first field with a problem explains what the fields
-  // before it do not.
+  // What fails the build: an error each. The first field that the line lacks explains what the
+  // fields before it do not.
   void reportErrors(int32_t result) {
+    const bool isComplete = _good == _fields.size();
     // A number or a PIN that is too long to be read at once is explained as a whole.
-    const size_t known = _good + (_problem == Problem::kCut && _good > 0 ? 1 : 0);
+    const bool isCut = !isComplete && readLength(_words[_good], _fields[_good]) > 0;
+    const size_t known = _good + (isCut && _good > 0 ? 1 : 0);
     std::array<bool, 3> isWrong{};
     for (size_t i = 0; i < std::min(known, firstHolderField() - 1); ++i)
       isWrong[i] = reportWrong(i);
-    const int64_t number = known > 1 && hasCardSet() ? wordValue(_words[1]) : 0;
-    if (known > 1 && hasCardSet() && reportEncoding(_line, isWrong[1] ? nullptr : &number)) return;
-    if (_problem == Problem::kNone || std::ranges::find(isWrong, true) != isWrong.end()) return;
-    if (_problem == Problem::kMissing)
-      reportMissing(_good, result);
-    else if (_problem == Problem::kComment)
-      _line.error(_line.at(_words[_good]), result, "{}", earlyComment(_good));
-    else
-      error(_good, result, "is not a number");
+    if (known > 1 && hasCardSet()) {
+      const auto number = isWrong[1] ? std::nullopt : std::optional(wordValue(_words[1]));
+      if (reportEncoding(_line, number)) return;
+    }
+    if (!isComplete && std::ranges::find(isWrong, true) == isWrong.end())
+      reportUnread(_good, result);
   }
 
-  // A problem that fails no build: one finding for the line. Returns whether the fields before it
-  // can be checked.
-  bool checkProblem() {
+  // What fails no build: one finding for the line. Returns whether the fields before it can be
+  // checked.
+  bool checkWords() {
     const size_t expected = _fields.size(), count = countWords();
-    if (_problem == Problem::kNone && count == expected) return true;
+    const std::string_view wrong = _words[_good];
+    if (_good == expected && count == expected) return true;
     if (hasSlipped(count))
       reportMisread(
           _line.whole(), "fields", 0,
@@ -141,16 +114,16 @@ class HolderLine : FieldsCheck {
                       count + 1 == expected || count == expected + 1 ? "one before the dates is"
                                                                      : "some before the dates are",
                       count < expected ? "missing" : "too many"));
-    else if (_problem == Problem::kNone)
-      reportMisread(_line.at(_words[expected]), "fields", expected,
+    else if (_good == expected)
+      reportMisread(_line.at(wrong), "fields", expected,
                     fmt::format("what follows {} is ignored", named(_fields.back())));
-    else if (_problem == Problem::kMissing)
+    else if (wrong.empty())
       reportMisread(
           _line.whole(), "fields", firstHolderField(),
           fmt::format("{} word{} instead of {}: {} is missing, and it and all later fields are 0",
                       count, count == 1 ? "" : "s", expected, named(_fields[_good])));
-    else if (_problem == Problem::kComment)
-      reportMisread(_line.at(_words[_good]), "text", _good, earlyComment(_good));
+    else if (wrong[0] == '#')
+      reportMisread(_line.at(wrong), "text", _good, earlyComment(_good));
     else
       return reportWrongWord(_fields[_good]);
     return false;
@@ -159,9 +132,10 @@ class HolderLine : FieldsCheck {
   bool reportWrongWord(const LineField& field) {
     const std::string_view word = _words[_good];
     const bool isLast = _good + 1 == _fields.size();
-    if (isLast && word[readLength(word, field)] == '#') return true;
+    const size_t length = readLength(word, field);
+    if (isLast && word[length] == '#') return true;
     const char* effect = "is not a number: only its first digits are read";
-    if (_problem == Problem::kNotNumber)
+    if (length == 0)
       effect = "is not a number: it and all later fields are 0";
     else if (isDateOrTime(field))
       effect = "has more than 14 characters: the rest is read as the next field";
@@ -183,9 +157,9 @@ class HolderLine : FieldsCheck {
   bool hasSlipped(size_t count) const {
     const auto isDateAt = [this, count](size_t field) {
       const size_t at = field + count - _fields.size();
-      return at < count && isDate(_words[at]);
+      return at < count && std::ranges::count(_words[at], '/') == 2;
     };
-    return count != _fields.size() && _fields.size() > firstDateField() &&
+    return count != _fields.size() && hasHolderFields() &&
            (isDateAt(firstDateField()) || isDateAt(firstDateField() + 2));
   }
 
@@ -196,31 +170,77 @@ class HolderLine : FieldsCheck {
     // As a build reads the fields, whatever the words are.
     FieldScanner scanner(_line.text + 1);
     isCard() ? static_cast<void>(scanCardLine(scanner)) : static_cast<void>(scanPinLine(scanner));
-    const HolderFields holder = scanHolderFields(scanner);
+    HolderFields holder = scanHolderFields(scanner);
+    if (firstWrong > escortField() || !hasHolderFields()) holder.escortId = 0;  // Not a wrong one.
     const size_t finding = _line.warn(place, rule, "{}{}", text, effects(holder, firstWrong));
-    if (firstWrong <= escortField() && holder.escortId != 0)
-      _check.misreadEscorts.push_back({holder.escortId, finding});
+    if (holder.escortId != 0)
+      _check.escorts.push_back({holder.escortId, 0, _line.number(), 0, finding});
     _check.misread.push_back(_line.number());
   }
 
   // What a build makes of the fields from `firstWrong` on: ": escort 2024, no start date".
   std::string effects(const HolderFields& holder, size_t firstWrong) const {
+    if (!hasHolderFields()) return "";
     const size_t levels = firstHolderField(), start = firstDateField(), end = start + 2;
-    if (_fields.size() <= levels) return "";
     std::vector<std::string> effects;
     const auto isLost = [this, firstWrong](size_t field, size_t last) {
       return firstWrong == 0 || (firstWrong <= last && _words[field] != "0");
     };
     if (isLost(levels, levels) && std::ranges::count(holder.accessLevels, 0) == 8)
       effects.emplace_back("no access level");
-    if (firstWrong <= escortField() && holder.escortId != 0)
-      effects.push_back(fmt::format("escort {}", holder.escortId));
+    if (holder.escortId != 0) effects.push_back(fmt::format("escort {}", holder.escortId));
     if (isLost(start, start + 1) &&
         isUnlimited(PeriodEnd::kStart, holder.startDate, holder.startTime))
       effects.emplace_back("no start date");
     if (isLost(end, end + 1) && isUnlimited(PeriodEnd::kEnd, holder.endDate, holder.endTime))
       effects.emplace_back("no end date");
     return effects.empty() ? "" : fmt::format(": {}", fmt::join(effects, ", "));
+  }
+
+  // What a build accepts silently in a field, and a site would not want; those of a period aside.
+  void checkField(size_t field) const {
+    const std::string_view word = _words[field];
+    switch (_fields[field].kind) {
+      case FieldKind::kCardSet:
+      case FieldKind::kNumber:
+        if (field > 0 || !isHex()) checkRange(field);
+        return;
+      case FieldKind::kCardNumber:
+        if (isHex() && word.size() % 2 == 1)
+          warn(field, "hex", "has an odd number of digits, and a 0 is added at its end");
+        checkNumberRange(wordValue(word));
+        return warnIfZero(field);
+      case FieldKind::kPin:
+        return checkPin(word);
+      case FieldKind::kUniqueId:
+        checkRange(field);
+        return warnIfZero(field);
+      case FieldKind::kAccessLevel:
+        return checkLevel(field);
+      case FieldKind::kFlag:
+        if (const int64_t flag = wordValue(word); flag < 0 || flag > 1)
+          warn(field, "flag", "is not 0 or 1 and counts as 1");
+        return;
+      case FieldKind::kEscort:
+        return checkEscort(field);
+      default:
+        return;
+    }
+  }
+
+  void checkPin(std::string_view pin) const {
+    if (isZero(pin) && (!isCard() || pin.size() > 1))
+      _line.warn(_line.at(pin), "zero", "{}",
+                 isCard() ? "a PIN of several zeros is a PIN: only 0 means that there is none"
+                          : "PIN 0 is a key like any other: whoever types 0 is this holder");
+  }
+
+  void checkEscort(size_t field) const {
+    const int64_t escort = checkRange(field);
+    const auto column = static_cast<int32_t>(_line.at(_words[field]).column);
+    if (escort > 0 && escort <= UINT32_MAX)
+      _check.escorts.push_back({static_cast<uint32_t>(escort), _line.about().holder.value_or(0),
+                                _line.number(), column});
   }
 
   void checkPeriod() const {
@@ -241,24 +261,20 @@ class HolderLine : FieldsCheck {
   // The seconds of the record; none for 0 and for what is wrong, which is reported once.
   std::optional<uint32_t> checkPeriodEnd(PeriodEnd end, size_t field) const {
     const std::string_view date = _words[field], time = _words[field + 1];
-    if (isNone(date)) {
-      if (isNone(time)) return {};
-      warn(field + 1, "date", "is ignored: its date is 0");
-      _check.otherDates.isMixed = true;  // This one is not to be combined with them.
-      return {};
-    }
     uint32_t seconds = 0;
-    if (parsePeriodEnd(end, date, time, seconds) != kSuccess) {
+    if (isNone(date)) {
+      if (!isNone(time)) warn(field + 1, "date", "is ignored: its date is 0");
+    } else if (parsePeriodEnd(end, date, time, seconds) != kSuccess) {
       reportUnreadable(end, field);
-      return {};
+    } else {
+      _check.otherDates.isMixed = true;
+      if (!isNone(time) && (std::ranges::count(time, ':') > 2 || !isNumber(lastPart(time, ':'))))
+        warn(field + 1, "date", "is read only up to its seconds");
+      else if (!hasDay(date, seconds))
+        warn(field, "day", "is not a day of its month and counts as one of the next month");
+      else
+        return seconds;
     }
-    _check.otherDates.isMixed = true;
-    if (!isNone(time) && (std::ranges::count(time, ':') > 2 || !isNumber(lastPart(time, ':'))))
-      warn(field + 1, "date", "is read only up to its seconds");
-    else if (!hasDay(date, seconds))
-      warn(field, "day", "is not a day of its month and counts as one of the next month");
-    else
-      return seconds;
     return {};
   }
 
@@ -266,17 +282,13 @@ class HolderLine : FieldsCheck {
     const bool isStart = end == PeriodEnd::kStart;
     const char* const effect = isStart ? "it is valid from the beginning" : "it never expires";
     uint32_t midnight = 0;
-    if (parsePeriodEnd(end, _words[field], "0", midnight) == kSuccess) {
-      _check.otherDates.isMixed = true;
-      warn(field + 1, "date", fmt::format("is not hours:minutes:seconds: {}", effect));
-    } else {
-      warn(field, "date", fmt::format("is not year/month/day from 1970 to 2037: {}", effect));
-      _check.otherDates.add(_words[field]);
-    }
+    if (parsePeriodEnd(end, _words[field], "0", midnight) == kSuccess)
+      return warn(field + 1, "date", fmt::format("is not hours:minutes:seconds: {}", effect));
+    warn(field, "date", fmt::format("is not year/month/day from 1970 to 2037: {}", effect));
+    _check.otherDates.add(_words[field]);
   }
 
-  size_t _good = 0;                   // Fields before the first problem.
-  Problem _problem = Problem::kNone;  // Of the field after them.
+  size_t _good = 0;  // Fields before the first that the line lacks or that is not a whole word.
 };
 
 }  // namespace

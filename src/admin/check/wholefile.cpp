@@ -2,6 +2,7 @@
 // their card, escorts that are not holders.
 #include <algorithm>
 #include <new>
+#include <optional>
 #include <span>
 #include <string>
 #include <tuple>
@@ -25,30 +26,26 @@ bool isPinOnly(const CardIndexEntry& entry) {
   return entry.type == kPinLine || entry.type == kPinIdentLine;
 }
 
-std::string cardNumberOf(const CardIndexEntry& entry) {
-  if (isPinOnly(entry)) return "";
-  if (entry.type != kNoFormatCardLine) return fmt::to_string(entry.cardNumber());
-  char digits[2 * sizeof entry.key + 1];
-  bitsToHex(entry.key, digits);
-  return digits;
-}
-
-// `cardNumber` is that of the entry and must outlive the subject.
-Subject subjectOf(const CardIndexEntry& entry, const std::string& cardNumber) {
-  return {entry.csid, cardNumber, entry.uniqid, entry.type == kNoFormatCardLine};
-}
-
-std::string nameOf(const CardIndexEntry& entry) {
-  return subjectOf(entry, cardNumberOf(entry)).text();
-}
-
-// Calls `visit` with each run of suspects that `same` holds for.
-template <typename Same, typename Visit>
-void forEachGroup(Group sorted, Same same, Visit visit) {
-  for (size_t begin = 0, end = 0; begin < sorted.size(); begin = end) {
-    for (end = begin + 1; end < sorted.size() && same(sorted[begin], sorted[end]);) ++end;
-    visit(sorted.subspan(begin, end - begin));
+About aboutOf(const CardIndexEntry& entry) {
+  About about{.holder = entry.uniqid, .set = entry.csid, .isHex = entry.type == kNoFormatCardLine};
+  if (about.isHex) {
+    char digits[2 * sizeof entry.key + 1];
+    bitsToHex(entry.key, digits);
+    about.card = digits;
+  } else if (!isPinOnly(entry)) {
+    about.card = fmt::to_string(entry.cardNumber());
   }
+  return about;
+}
+
+// Cuts the first suspects that have one value off the front.
+template <typename ValueOf>
+Group takeGroup(Group& rest, ValueOf valueOf) {
+  size_t count = 1;
+  while (count < rest.size() && valueOf(rest[count]) == valueOf(rest[0])) ++count;
+  const Group group = rest.first(count);
+  rest = rest.subspan(count);
+  return group;
 }
 
 // Entries are known by their positions in the index, which are in the order of the file.
@@ -62,7 +59,6 @@ class WholeFileCheck {
     for (UniqidRange& range : _unindexed) last = range.last = std::max(last, range.last);
     if (!_unindexed.empty()) _lowest = _unindexed[0].first;
     for (const EscortUse& use : check.escorts) _escorts[use.escort];
-    for (const auto& [escort, finding] : check.misreadEscorts) _escorts[escort];
     // Sites have few escorts: to look for them among the holders needs no sorted holders.
     for (int32_t i = 0; i < _index.count(); ++i) {
       const uint32_t uniqid = entry(i).uniqid;
@@ -74,22 +70,22 @@ class WholeFileCheck {
 
   int64_t run() {
     checkKeys();
-    checkUniqids();
+    const int64_t holders = checkUniqids();
     reportClashes();
     checkEscorts();
-    checkEscortRings();
-    return _index.count() - _repeatedUniqids;
+    return holders;
   }
 
  private:
-  static constexpr int32_t kNoOther = -1;
   static constexpr int32_t kPair = 0;
 
-  // What is wrong with an entry because of another one, or of none.
+  // What is wrong with an entry because of another one, or of none: then `other` is itself.
   struct Clash {
     int32_t code;  // The result of a build; kPair for what it accepts by chance.
     int32_t position;
     int32_t other;
+    // Of the names of both entries, the line of the other one, and the unique ID.
+    const char* text;
   };
 
   const CardIndexEntry& entry(int32_t position) const { return _index.entry(position); }
@@ -104,56 +100,69 @@ class WholeFileCheck {
   void checkKeys() {
     CardIndexSuspects suspects;
     if (!_index.collectByKey(suspects)) throw std::bad_alloc();
+    const auto keyOf = [this](const CardIndexSuspect& suspect) -> const CardPattern& {
+      return entry(suspect.position).key;
+    };
     const CardIndexEntry* smallest = nullptr;  // The second entry of the smallest key.
-    forEachGroup(
-        suspects.elements(),
-        [this](const CardIndexSuspect& a, const CardIndexSuspect& b) {
-          return entry(a.position).key == entry(b.position).key;
-        },
-        [&](Group group) {
-          const CardIndexEntry& first = entry(group[0].position);
-          for (const CardIndexSuspect& suspect : group.subspan(1)) {
-            _clashes.push_back({kDuplicateCardKey, suspect.position, group[0].position});
-            if (entry(suspect.position).uniqid == first.uniqid) _repeated.insert(suspect.position);
-          }
-          if (group.size() > 1 && (smallest == nullptr || first.key < smallest->key))
-            smallest = &entry(group[1].position);
-        });
+    for (Group rest = suspects.elements(); !rest.empty();) {
+      const Group group = takeGroup(rest, keyOf);
+      const CardIndexEntry& first = entry(group[0].position);
+      for (const CardIndexSuspect& suspect : group.subspan(1)) {
+        _clashes.push_back({kDuplicateCardKey, suspect.position, group[0].position,
+                            "{0} has the key of {1} in line {2}"});
+        if (entry(suspect.position).uniqid == first.uniqid) _repeated.insert(suspect.position);
+      }
+      if (group.size() > 1 && (smallest == nullptr || first.key < smallest->key))
+        smallest = &entry(group[1].position);
+    }
     if (smallest != nullptr) _check.findings.setVerdict(kDuplicateCardKey, placeOf(*smallest));
   }
 
-  void checkUniqids() {
+  // Returns how many different ones there are.
+  int64_t checkUniqids() {
+    int64_t count = _index.count();
     CardIndexSuspects suspects;
     if (!_index.collectByUniqid(suspects)) throw std::bad_alloc();
-    forEachGroup(
-        suspects.elements(),
-        [](const CardIndexSuspect& a, const CardIndexSuspect& b) { return a.order == b.order; },
-        [this](Group group) {
-          _repeatedUniqids += static_cast<int64_t>(group.size()) - 1;
-          group.size() == 1 ? checkLoneUniqid(group[0].position) : checkSharedUniqid(group);
-        });
+    for (Group rest = suspects.elements(); !rest.empty();) {
+      const Group group = takeGroup(rest, [](const CardIndexSuspect& one) { return one.order; });
+      count -= static_cast<int64_t>(group.size()) - 1;
+      group.size() == 1 ? checkLoneUniqid(group[0].position) : checkSharedUniqid(group);
+    }
+    return count;
   }
 
   void checkLoneUniqid(int32_t position) {
     const CardIndexEntry& pin = entry(position);
     if (pin.type != kPinIdentLine || isUnindexed(pin.uniqid)) return;
-    const bool isAccepted = pin.uniqid == _lowest;
-    _clashes.push_back({isAccepted ? kPair : kUnpairedPinIdent, position, kNoOther});
-    if (!isAccepted) _check.findings.setVerdict(kUnpairedPinIdent, placeOf(pin));
+    if (pin.uniqid == _lowest) {
+      _clashes.push_back(
+          {kPair, position, position,
+           "{0} has no card: a build accepts it only because no unique ID is smaller"});
+    } else {
+      _clashes.push_back({kUnpairedPinIdent, position, position,
+                          "{0} has no card: no 'c', 'd' or 'n' line is of holder {3}"});
+      _check.findings.setVerdict(kUnpairedPinIdent, placeOf(pin));
+    }
   }
 
   void checkSharedUniqid(Group group) {
-    int32_t lastPin = kNoOther;
-    int32_t lastCard = kNoOther;
+    std::optional<int32_t> lastPin, lastCard;
     for (size_t i = 0; i < group.size(); ++i) {
       const int32_t position = group[i].position;
-      int32_t& alike = entry(position).type == kPinIdentLine ? lastPin : lastCard;
+      const bool isPin = entry(position).type == kPinIdentLine;
+      std::optional<int32_t>& alike = isPin ? lastPin : lastCard;
       const bool isRepeated = _repeated.contains(position);
       if (i > 0 && !CardIndex::mayShareUniqid(entry(group[i - 1].position), entry(position))) {
         _check.findings.setVerdict(kDuplicateUniqueId, placeOf(entry(position)));
-        if (!isRepeated) _clashes.push_back({kDuplicateUniqueId, position, group[0].position});
-      } else if (alike != kNoOther && !isRepeated) {
-        _clashes.push_back({kPair, position, alike});
+        if (!isRepeated)
+          _clashes.push_back({kDuplicateUniqueId, position, group[0].position,
+                              "{0} has the unique ID of {1} in line {2}"});
+      } else if (alike && !isRepeated) {
+        _clashes.push_back({kPair, position, *alike,
+                            isPin ? "{0} is the second PIN of its holder: a build accepts it only "
+                                    "because a card stands between it and line {2}"
+                                  : "{0} is the second card of its holder: a build accepts it only "
+                                    "because a PIN stands between it and line {2}"});
       }
       alike = position;
     }
@@ -178,85 +187,71 @@ class WholeFileCheck {
 
   size_t report(const Clash& clash) const {
     const CardIndexEntry& first = entry(clash.position);
-    const std::string cardNumber = cardNumberOf(first), name = nameOf(first), text = reason(clash);
     Finding finding{.place = placeOf(first),
                     .code = clash.code,
                     .rule = clash.code == kPair ? "pair" : "",
-                    .about = subjectOf(first, cardNumber).about()};
+                    .about = aboutOf(first)};
     if (clash.code == kDuplicateCardKey && (_check.options.withPins || !isPinOnly(first)))
       finding.about.key = keyText(first.key);
-    return _check.findings.add(std::move(finding), "{} {}", fmt::make_format_args(name, text));
-  }
-
-  std::string reason(const Clash& clash) const {
-    const CardIndexEntry& first = entry(clash.position);
-    const bool isAccepted = clash.code == kPair;
-    if (clash.other == kNoOther)
-      return isAccepted ? "has no card: a build accepts it only because no unique ID is smaller"
-                        : fmt::format("has no card: no 'c', 'd' or 'n' line is of holder {}",
-                                      first.uniqid);
     const CardIndexEntry& other = entry(clash.other);
-    if (!isAccepted)
-      return fmt::format("has the {} of {} in line {}",
-                         clash.code == kDuplicateCardKey ? "key" : "unique ID", nameOf(other),
-                         other.line);
-    const bool isPin = first.type == kPinIdentLine;
-    return fmt::format(
-        "is the second {} of its holder: a build accepts it only because a {} stands between it "
-        "and line {}",
-        isPin ? "PIN" : "card", isPin ? "card" : "PIN", other.line);
-  }
-
-  template <typename... Args>
-  void warn(const EscortUse& use, fmt::format_string<Args...> format, Args&&... args) const {
-    const Place place{_check.file, use.line, use.column};
-    _check.findings.add({.place = place, .rule = "escort", .about = {.holder = use.uniqid}}, format,
-                        fmt::make_format_args(args...));
+    const std::string name = finding.about.name(), otherName = aboutOf(other).name();
+    return _check.findings.add(finding, clash.text,
+                               fmt::make_format_args(name, otherName, other.line, first.uniqid));
   }
 
   void checkEscorts() const {
-    for (const auto& [escort, number] : _check.misreadEscorts)
-      if (Finding* const finding = _check.findings.find(number); finding && !isHolder(escort)) {
-        const std::string name = fmt::format("escort {}", escort);
-        finding->text.insert(finding->text.find(name) + name.size(), " (no such holder)");
-      }
-    for (const EscortUse& use : _check.escorts)
-      if (!isHolder(use.escort))
-        warn(use, "escort {} does not exist: doors that need an escort never open for holder {}",
-             use.escort, use.uniqid);
+    const std::vector<bool> isLastOfRing = findRings();
+    for (size_t i = 0; i < _check.escorts.size(); ++i) {
+      const EscortUse& use = _check.escorts[i];
+      const char* text = nullptr;  // Of the escort and the holder.
+      if (use.column == 0)
+        addToMisread(use);
+      else if (!isHolder(use.escort))
+        text = "escort {0} does not exist: doors that need an escort never open for holder {1}";
+      else if (isLastOfRing[i])
+        text =
+            "holder {1} is his own escort, directly or through others: doors that need an escort "
+            "never open for him";
+      const Place place{_check.file, use.line, use.column};
+      if (text != nullptr)
+        _check.findings.add({.place = place, .rule = "escort", .about = {.holder = use.uniqid}},
+                            text, fmt::make_format_args(use.escort, use.uniqid));
+    }
   }
 
-  // Holders who escort each other in a ring, of one or more: one finding a ring, at its last line.
-  // Only the first line of a holder counts.
-  void checkEscortRings() const {
+  void addToMisread(const EscortUse& use) const {
+    Finding* const finding = _check.findings.find(use.finding);
+    if (finding == nullptr || isHolder(use.escort)) return;
+    const std::string name = fmt::format("escort {}", use.escort);
+    finding->text.insert(finding->text.find(name) + name.size(), " (no such holder)");
+  }
+
+  // Holders who escort each other in a ring, of one or more: whether an escort is named in the last
+  // line of one. Only the first line of a holder counts.
+  std::vector<bool> findRings() const {
     struct Link {
       const EscortUse* use;
       const EscortUse* walk = nullptr;  // From whose holder a walk came by first.
     };
     std::unordered_map<uint32_t, Link> links;  // By holders; whoever escorts nobody is in no ring.
     for (const EscortUse& use : _check.escorts)
-      if (_escorts.contains(use.uniqid)) links.try_emplace(use.uniqid, Link{&use});
-    const auto linkOf = [&links](uint32_t holder) {
-      const auto found = links.find(holder);
+      if (use.column > 0 && _escorts.contains(use.uniqid))
+        links.try_emplace(use.uniqid, Link{&use});
+    const auto next = [&links](const Link* link) {
+      const auto found = links.find(link->use->escort);
       return found == links.end() ? nullptr : &found->second;
     };
-    std::vector<EscortUse> rings;
+    std::vector<bool> isLastOfRing(_check.escorts.size());
     for (auto& [holder, start] : links) {
       Link* at = &start;
-      for (; at != nullptr && at->walk == nullptr; at = linkOf(at->use->escort))
-        at->walk = start.use;
+      for (; at != nullptr && at->walk == nullptr; at = next(at)) at->walk = start.use;
       if (at == nullptr || at->walk != start.use) continue;
       const EscortUse* last = at->use;
-      for (const Link* i = linkOf(last->escort); i != at; i = linkOf(i->use->escort))
+      for (const Link* i = next(at); i != at; i = next(i))
         if (i->use->line > last->line) last = i->use;
-      rings.push_back(*last);
+      isLastOfRing[static_cast<size_t>(last - _check.escorts.data())] = true;
     }
-    std::ranges::sort(rings, {}, &EscortUse::line);
-    for (const EscortUse& use : rings)
-      warn(use,
-           "holder {} is his own escort, directly or through others: doors that need an escort "
-           "never open for him",
-           use.uniqid);
+    return isLastOfRing;
   }
 
   CardsCheck& _check;
@@ -264,7 +259,6 @@ class WholeFileCheck {
   std::vector<UniqidRange> _unindexed;
   uint32_t _lowest = UINT32_MAX;                // Of all unique IDs.
   std::unordered_map<uint32_t, bool> _escorts;  // That lines name, and whether the index has them.
-  int64_t _repeatedUniqids = 0;                 // Entries whose unique ID is that of another one.
   std::vector<Clash> _clashes;
   std::unordered_set<int32_t> _repeated;  // Entries that repeat a key and its unique ID.
 };

@@ -77,10 +77,8 @@ class DatabasesCheck {
   }
 
  private:
-  template <typename Record>
-  using Pointers = std::vector<const Record*>;
-  template <typename Record>
-  using Span = std::span<const Record* const>;
+  using Idents = std::span<const IdentRecord* const>;
+  using Accesses = std::span<const AccessRecord* const>;
 
   // Faults of the files as a whole.
   void checkFiles() {
@@ -120,14 +118,15 @@ class DatabasesCheck {
   template <typename Record, typename Step>
   bool compare(const ExpectedRecord& expected, const Record& made, const Step& found,
                const char* missing) {
-    const bool isMissing = found.record == nullptr || found.isShared;
-    const char* const field = isMissing ? nullptr : differingField(*found.record, made);
-    if (isMissing)
+    if (found.record == nullptr || found.isShared) {
       addFault({kCardsFile, expected.line}, expected.ident, "missing", missing);
-    else if (field != nullptr)
+      return false;
+    }
+    const char* const field = differingField(*found.record, made);
+    if (field != nullptr)
       addFault(*found.record, "differs",
                fmt::format("is not as in the cards file, line {}: {}", expected.line, field));
-    return !isMissing && field == nullptr;
+    return field == nullptr;
   }
 
   template <typename Record, typename Walk>
@@ -161,7 +160,7 @@ class DatabasesCheck {
     return found->second;
   }
 
-  void checkAccess(const AccessRecord& record, const Pointers<AccessRecord>& byUniqid) {
+  void checkAccess(const AccessRecord& record, Accesses byUniqid) {
     if (record.bitflds > AccessRecord::kAllFlags)
       addFault(record, "flag", "has flags beyond flag 5");
     if (!isPackedPin<AccessRecord::kPinDigits>(record.pincode))
@@ -182,19 +181,17 @@ class DatabasesCheck {
     byKey.reserve(_idents.size());
     for (const IdentRecord& record : _idents)
       if (record.deleted == 0) byKey.emplace_back(record.cardnumber, &record);
-    std::ranges::sort(byKey);
-    std::map<const IdentRecord*, const IdentRecord*> others;  // In the order of the file.
+    std::ranges::sort(byKey);  // Records of one key are then in the order of the file.
     for (size_t first = 0, i = 1; i < byKey.size(); ++i)
       if (byKey[i].first != byKey[first].first)
         first = i;
       else
-        others.emplace(byKey[i].second, byKey[first].second);
-    for (const auto& [record, other] : others)
-      addFault(*record, "unique", fmt::format("has the key of record {}", other - _idents.data()));
+        addFault(*byKey[i].second, "unique",
+                 fmt::format("has the key of record {}", byKey[first].second - _idents.data()));
   }
 
   // A build writes an access record with each credential but the PIN beside a card.
-  void checkAccessesOfHolder(Span<IdentRecord> idents, Span<AccessRecord> accesses) {
+  void checkAccessesOfHolder(Idents idents, Accesses accesses) {
     size_t owners = 0;
     for (const IdentRecord* const ident : idents) owners += ident->cardsetcode != kPinIdentCode;
     for (size_t n = 0; n < accesses.size(); ++n)
@@ -206,7 +203,7 @@ class DatabasesCheck {
   }
 
   // A PIN beside a card that lacks its card passes a build when no unique ID is lower.
-  void checkIdentsOfHolder(Span<IdentRecord> idents, bool hasNoAccess) {
+  void checkIdentsOfHolder(Idents idents, bool hasNoAccess) {
     const IdentRecord* last = nullptr;
     size_t valid = 0;
     for (const IdentRecord* const ident : idents) {
