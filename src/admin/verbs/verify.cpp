@@ -181,13 +181,15 @@ class DatabasesCheck {
     byKey.reserve(_idents.size());
     for (const IdentRecord& record : _idents)
       if (record.deleted == 0) byKey.emplace_back(record.cardnumber, &record);
-    std::ranges::sort(byKey);  // Records of one key are then in the order of the file.
+    std::ranges::sort(byKey);
+    std::map<const IdentRecord*, const IdentRecord*> others;  // In the order of the file.
     for (size_t first = 0, i = 1; i < byKey.size(); ++i)
       if (byKey[i].first != byKey[first].first)
         first = i;
       else
-        addFault(*byKey[i].second, "unique",
-                 fmt::format("has the key of record {}", byKey[first].second - _idents.data()));
+        others.emplace(byKey[i].second, byKey[first].second);
+    for (const auto& [record, other] : others)
+      addFault(*record, "unique", fmt::format("has the key of record {}", other - _idents.data()));
   }
 
   // A build writes an access record with each credential but the PIN beside a card.
