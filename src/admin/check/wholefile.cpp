@@ -78,14 +78,16 @@ class WholeFileCheck {
 
  private:
   static constexpr int32_t kPair = 0;
+  // Of the names of both entries, the line of the other one, and the unique ID.
+  using Text =
+      fmt::format_string<const std::string&, const std::string&, const int32_t&, const uint32_t&>;
 
   // What is wrong with an entry because of another one, or of none: then `other` is itself.
   struct Clash {
     int32_t code;  // The result of a build; kPair for what it accepts by chance.
     int32_t position;
     int32_t other;
-    // Of the names of both entries, the line of the other one, and the unique ID.
-    const char* text;
+    Text text;
   };
 
   const CardIndexEntry& entry(int32_t position) const { return _index.entry(position); }
@@ -158,11 +160,13 @@ class WholeFileCheck {
           _clashes.push_back({kDuplicateUniqueId, position, group[0].position,
                               "{0} has the unique ID of {1} in line {2}"});
       } else if (alike && !isRepeated) {
-        _clashes.push_back({kPair, position, *alike,
-                            isPin ? "{0} is the second PIN of its holder: a build accepts it only "
-                                    "because a card stands between it and line {2}"
-                                  : "{0} is the second card of its holder: a build accepts it only "
-                                    "because a PIN stands between it and line {2}"});
+        constexpr Text kPin =
+            "{0} is the second PIN of its holder: a build accepts it only because a card stands "
+            "between it and line {2}";
+        constexpr Text kCard =
+            "{0} is the second card of its holder: a build accepts it only because a PIN stands "
+            "between it and line {2}";
+        _clashes.push_back({kPair, position, *alike, isPin ? kPin : kCard});
       }
       alike = position;
     }
@@ -203,20 +207,24 @@ class WholeFileCheck {
     const std::vector<bool> isLastOfRing = findRings();
     for (size_t i = 0; i < _check.escorts.size(); ++i) {
       const EscortUse& use = _check.escorts[i];
-      const char* text = nullptr;  // Of the escort and the holder.
       if (use.column == 0)
         addToMisread(use);
       else if (!isHolder(use.escort))
-        text = "escort {0} does not exist: doors that need an escort never open for holder {1}";
+        warn(use, "escort {} does not exist: doors that need an escort never open for holder {}",
+             use.escort, use.uniqid);
       else if (isLastOfRing[i])
-        text =
-            "holder {1} is his own escort, directly or through others: doors that need an escort "
-            "never open for him";
-      const Place place{_check.file, use.line, use.column};
-      if (text != nullptr)
-        _check.findings.add({.place = place, .rule = "escort", .about = {.holder = use.uniqid}},
-                            text, fmt::make_format_args(use.escort, use.uniqid));
+        warn(use,
+             "holder {} is his own escort, directly or through others: doors that need an escort "
+             "never open for him",
+             use.uniqid);
     }
+  }
+
+  template <typename... Args>
+  void warn(const EscortUse& use, fmt::format_string<Args...> format, Args&&... args) const {
+    const Place place{_check.file, use.line, use.column};
+    _check.findings.add({.place = place, .rule = "escort", .about = {.holder = use.uniqid}}, format,
+                        fmt::make_format_args(args...));
   }
 
   void addToMisread(const EscortUse& use) const {
