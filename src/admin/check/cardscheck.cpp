@@ -59,7 +59,7 @@ int32_t reportLineType(CardsCheck& check, const CheckedLine& line) {
   const std::string_view text = line.text;
   check.findings.setVerdict(kInvalidLine, line.whole());
   if (isMergeMark(text)) {
-    check.mergeMarks.report(check.findings, line.whole(), kInvalidLine);
+    reportMergeMark(check.findings, check.mergeMark, line.whole(), kInvalidLine);
     return kInvalidLine;
   }
   line.error(line.at(text), kInvalidLine,

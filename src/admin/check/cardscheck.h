@@ -106,7 +106,7 @@ struct CardsCheck {
   // line, or whose 'f' line fails, and of formats that are not listed.
   std::map<std::pair<int32_t, uint32_t>, size_t> causes{};
   OtherDates otherDates{};
-  MergeMarks mergeMarks{};
+  size_t mergeMark = Findings::kNotKept;
 
   // The card sets by their format and the bits that their site values give a card.
   std::map<std::pair<uint32_t, PatternWords>, uint32_t> setsByValues{};

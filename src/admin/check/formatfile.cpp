@@ -44,11 +44,6 @@ std::string_view firstWord(std::string_view text) {
   return {start, std::find_if(start, text.end(), isSpace)};
 }
 
-// A word of letters, in quotes: a digit and what follows is left out, since it may be a PIN.
-std::string shownLetters(std::string_view word) {
-  return inQuotes(word.substr(0, word.find_first_of("0123456789")));
-}
-
 class FormatFileCheck {
  public:
   FormatFileCheck(CardFormat& format, int file, CheckedFormat& entry, Findings& findings)
@@ -119,7 +114,7 @@ class FormatFileCheck {
     const bool isFieldWrong = _result == kBadCardNumberField && next > kCardNumberFieldLine;
     if (isFieldWrong)
       fail(placeOf(kCardNumberFieldLine, 1), _result, "card number field {} is not A to H",
-           shownLetters(std::string_view(_lines[kCardNumberFieldLine].c_str()).substr(0, 1)));
+           shownName(std::string_view(_lines[kCardNumberFieldLine].c_str()).substr(0, 1)));
     const bool isHeadWrong = _isVff && next > kDefinitionRecord && !hasValidHead();
     if (isHeadWrong)
       fail(placeOf(kDefinitionRecord, 1), _result,
@@ -217,11 +212,11 @@ class FormatFileCheck {
                             letter);
     if (defined.ftyp == kNotGiven)
       return _findings.warn(placeOf(line, words[4]), "field",
-                            "type {} is unknown: field {} is 0 on every card",
-                            shownLetters(words[4]), letter);
+                            "type {} is unknown: field {} is 0 on every card", shownName(words[4]),
+                            letter);
     if (defined.dir == kNotGiven)
       _findings.warn(placeOf(line, words[3]), "field",
-                     "direction {} is unknown: field {} is read as MSB", shownLetters(words[3]),
+                     "direction {} is unknown: field {} is read as MSB", shownName(words[3]),
                      letter);
     if (_isVff) return;
     checkNumber(line, words[1], "minimum", INT32_MAX);

@@ -82,7 +82,7 @@ class FormatsCheck {
     CheckedFormat& entry = _checked.formats.emplace_back();
     entry = {read.formatID, read.fileName.data(), nullptr, line.line};
     if (CardFormatSet::isFormatFile(read.fileName.data())) return true;
-    entry.error = isMark ? _mergeMarks.report(_findings, line, kFormatNotAdded)
+    entry.error = isMark ? reportMergeMark(_findings, _mergeMark, line, kFormatNotAdded)
                          : _findings.error(at(words.word(1)), kFormatNotAdded,
                                            "the second word is not the name of a format file: it "
                                            "does not contain .cdf, .eff or .vff");
@@ -137,7 +137,7 @@ class FormatsCheck {
   const int _file;
   LineReader _reader;
   CheckedFormats _checked;
-  MergeMarks _mergeMarks;
+  size_t _mergeMark = Findings::kNotKept;
 };
 
 }  // namespace

@@ -51,7 +51,7 @@ class LevelsCheck {
     char* text = _reader.line();
     const std::string_view line(text, _reader.length());
     if (isMergeMark(line)) {
-      _mergeMarks.report(_findings, {_file, _reader.lineNumber()}, 0);
+      reportMergeMark(_findings, _mergeMark, {_file, _reader.lineNumber()}, 0);
       return;
     }
     if (const auto odd = findOddText(_reader, true); odd)
@@ -114,7 +114,7 @@ class LevelsCheck {
   const int _file;
   LineReader _reader;
   std::map<int64_t, int64_t> _lineOfLevel;
-  MergeMarks _mergeMarks;
+  size_t _mergeMark = Findings::kNotKept;
   bool _hasLevel = false;  // Whether a line looks like one of an access levels file.
 };
 

@@ -79,13 +79,13 @@ bool isMergeMark(std::string_view line) {
   return false;
 }
 
-size_t MergeMarks::report(Findings& findings, Place place, int32_t result) {
-  if (_finding)
-    findings.countFurther(*_finding);
+size_t reportMergeMark(Findings& findings, size_t& finding, Place place, int32_t result) {
+  if (finding != Findings::kNotKept)
+    findings.countFurther(finding);
   else
-    _finding = findings.add({.place = place, .code = result, .rule = result < 0 ? "" : "text"},
-                            kMergeMarkText, {});
-  return *_finding;
+    finding = findings.add({.place = place, .code = result, .rule = result < 0 ? "" : "text"},
+                           kMergeMarkText, {});
+  return finding;
 }
 
 }  // namespace badgemint::admin

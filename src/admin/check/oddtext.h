@@ -46,16 +46,10 @@ std::optional<OddText> findOddText(LineReader& line, bool isForTokenizer);
 // Whether a line is one of those that a version control system leaves where versions conflict.
 bool isMergeMark(std::string_view line);
 
-// All such lines of one file, which are one finding.
-class MergeMarks {
- public:
-  // Reports the first mark, as an error with the result of a build or as a warning when that is 0,
-  // and counts the others. Returns the number of the finding.
-  size_t report(Findings& findings, Place place, int32_t result);
-
- private:
-  std::optional<size_t> _finding;
-};
+// Reports the first such line of a file, as an error with the result of a build or as a warning
+// when that is 0, and counts the others. Returns `finding`, the number of the finding, which is
+// kNotKept before the first.
+size_t reportMergeMark(Findings& findings, size_t& finding, Place place, int32_t result);
 
 }  // namespace badgemint::admin
 
