@@ -73,8 +73,7 @@ std::pair<SitePaths, SitePaths> sidesOf(const DiffOptions& options) {
 }
 
 void open(std::optional<Site>& site, const SitePaths& side) {
-  site.emplace(side, Site::Formats::kOptional);
-  requireWholeRecords(site->databases(), side);
+  site.emplace(side, Site::Needs{.wholeRecords = ExitStatus::kRefused});
   site->databases().sort();
 }
 

@@ -60,8 +60,7 @@ Filter changedSince(const SitePaths& site, const std::string& folder, const Data
   paths.formats = paths.cardSets = "";
   paths.ident = folder + '/' + site.ident;
   paths.access = folder + '/' + site.access;
-  Site before(paths, Site::Formats::kOptional);
-  requireWholeRecords(before.databases(), paths);
+  Site before(paths, {.wholeRecords = ExitStatus::kRefused});
   before.databases().sort();
   const Changes changes = compare(before.databases(), now);
   std::unordered_set<uint32_t> changed;
@@ -74,40 +73,39 @@ Filter changedSince(const SitePaths& site, const std::string& folder, const Data
 
 std::vector<Filter> filtersOf(const ListOptions& options, uint32_t now,
                               const Databases& databases) {
-  std::vector<Filter> filters;
-  const auto addIf = [&filters](bool isWanted, const Filter& filter) {
-    if (isWanted) filters.push_back(filter);
-  };
-  addIf(options.expired, expiresBefore(now));
-  addIf(options.notYetValid, anyAccess([now](const auto& r) { return now < r.starttime; }));
-  const auto hasNoLevel = [](const AccessRecord& record) {
-    return std::ranges::count(record.acclevel, 0) == AccessRecord::kAccessLevels;
-  };
-  addIf(options.noLevel, [hasNoLevel](const Holder& holder) {
-    return std::ranges::all_of(holder.accesses, hasNoLevel);
-  });
-  addIf(options.noCredential, [](const Holder& holder) { return holder.credentials.empty(); });
-  addIf(options.deleted, anyCredential([](const auto& r) { return r.deleted != 0; }));
-  addIf(options.pin, ownsPin);
-  addIf(options.noPin, std::not_fn(ownsPin));
   const uint32_t level = parseNumber("--level", options.level, UINT16_MAX);
-  addIf(!options.level.empty(), anyAccess([level](const auto& r) {
-    return level != 0 && std::ranges::count(r.acclevel, level) > 0;
-  }));
   const uint32_t set = parseNumber("--set", options.set, kPinIdentCode);
-  addIf(!options.set.empty(), anyCredential([set](const auto& r) { return r.cardsetcode == set; }));
   const uint32_t escort = parseNumber("--escort", options.escort, UINT32_MAX);
-  addIf(!options.escort.empty(),
-        anyAccess([escort](const auto& r) { return r.escortid == escort; }));
-  if (!options.expiresBefore.empty())
-    filters.push_back(expiresBefore(parseTimeOrNow("--expires-before", options.expiresBefore)));
+  const uint32_t end = parseTimeOrNow("--expires-before", options.expiresBefore);
+  const auto hasLevel = [](const AccessRecord& record) {
+    return std::ranges::count(record.acclevel, 0) < AccessRecord::kAccessLevels;
+  };
+  const auto hasThisLevel = [level](const AccessRecord& record) {
+    return level != 0 && std::ranges::count(record.acclevel, level) > 0;
+  };
+  const std::pair<bool, Filter> all[] = {
+      {options.expired, expiresBefore(now)},
+      {!options.expiresBefore.empty(), expiresBefore(end)},
+      {options.notYetValid, anyAccess([now](const auto& r) { return now < r.starttime; })},
+      {options.noLevel, std::not_fn(anyAccess(hasLevel))},
+      {!options.level.empty(), anyAccess(hasThisLevel)},
+      {!options.escort.empty(),
+       anyAccess([escort](const auto& r) { return r.escortid == escort; })},
+      {!options.set.empty(), anyCredential([set](const auto& r) { return r.cardsetcode == set; })},
+      {options.deleted, anyCredential([](const auto& r) { return r.deleted != 0; })},
+      {options.noCredential, [](const Holder& holder) { return holder.credentials.empty(); }},
+      {options.pin, ownsPin},
+      {options.noPin, std::not_fn(ownsPin)},
+  };
+  std::vector<Filter> filters;
+  for (const auto& [isGiven, filter] : all)
+    if (isGiven) filters.push_back(filter);
   if (!options.changedSince.empty())
     filters.push_back(changedSince(options.site, options.changedSince, databases));
   return filters;
 }
 
-// Prints holders as lines of columns, CSV (RFC 4180) or JSON. All values of a line are written into
-// one text: a million lines with a string for each value would take twice the time.
+// Prints holders as lines of columns, CSV (RFC 4180) or JSON.
 class ListPrinter {
  public:
   ListPrinter(const ListOptions& options, const Site& site, uint32_t now, Console& console)
@@ -118,8 +116,7 @@ class ListPrinter {
     if (_options.csv)
       _console.print("holder,credentials,levels,from,until,flags,access records\r\n");
     else if (isTerminal && !_options.json)
-      _console.print("{:10} {:20} {:15} {:19} {:19} {}\n", "HOLDER", "CREDENTIALS", "LEVELS",
-                     "FROM", "UNTIL", "FLAGS");
+      _console.print(kColumns, "HOLDER", "CREDENTIALS", "LEVELS", "FROM", "UNTIL", "FLAGS", "");
   }
 
   // Levels, validity and flags are those of the first access record; a build makes one for each
@@ -128,78 +125,53 @@ class ListPrinter {
     if (_options.json)
       return _console.printJson(holderJson(holder, _site, _now, _options.withPins));
     const AccessRecord access = holder.accesses.empty() ? AccessRecord{} : holder.accesses.front();
-    _line.clear();
-    _start = 0;
-    addNumber(holder.uniqid);
-    endColumn(10);
+    for (std::string* const list : {&_credentials, &_levels, &_flags}) list->clear();
     for (const IdentRecord& record : holder.credentials) addCredential(record);
-    endList(20);
     for (const uint16_t level : access.acclevel)
-      if (level != 0) addNumber(level, ",");
-    endList(15);
-    for (const uint32_t time : {access.starttime, access.endtime}) {
-      time == 0 ? _line.append("-") : _line.append(timeText(time).data(), kTimeWidth);
-      endColumn(kTimeWidth);
-    }
+      if (level != 0) add(_levels, level, ",");
     for (uint32_t bit = 0; bit < 8; ++bit)
-      if ((access.bitflds >> bit & 1) != 0) addNumber(bit, ",");
-    endList(0);
-    endLine(holder.accesses.size());
-    _console.output() << _line;
+      if ((access.bitflds >> bit & 1) != 0) add(_flags, bit, ",");
+    for (std::string* const list : {&_credentials, &_levels, &_flags})
+      list->empty() ? list->append("-") : list->erase(list->size() - 1);
+    const DateTimeText start = timeText(access.starttime), end = timeText(access.endtime);
+    const char* const from = access.starttime == 0 ? "-" : start.data();
+    const char* const until = access.endtime == 0 ? "-" : end.data();
+    const size_t count = holder.accesses.size();
+    const std::string note = count == 1 ? "" : fmt::format(" ({} access records)", count);
+    if (_options.csv)
+      _console.print("{},\"{}\",\"{}\",{},{},\"{}\",{}\r\n", holder.uniqid, _credentials, _levels,
+                     from, until, _flags, count);
+    else
+      _console.print(kColumns, holder.uniqid, _credentials, _levels, from, until, _flags, note);
   }
 
  private:
-  static constexpr size_t kTimeWidth = 19;  // "2026/01/31 18:00:00".
+  static constexpr char kColumns[] = "{:<10} {:20} {:15} {:19} {:19} {}{}\n";
 
-  // An element of a list: "1:15890" for a card of a card set, "1A2B3C4D" for a card without format,
-  // "PIN".
+  // "1:15890" for a card of a card set, "1A2B3C4D" for a card without format, "PIN".
   void addCredential(const IdentRecord& record) {
     if (!isPinEntry(record) && record.cardsetcode != kFormatlessCode)
-      addNumber(record.cardsetcode, ":");
+      add(_credentials, record.cardsetcode, ":");
     if (isPinEntry(record))
-      _line.append("PIN");
+      _credentials.append("PIN");
     else if (const auto number = cardNumberText(record, _site))
-      _line.append(*number);
+      _credentials.append(*number);
     else
-      _line.append(keyText(record, _options.withPins));
-    _line.append(record.deleted != 0 ? "(deleted)," : ",");
+      _credentials.append(keyText(record, _options.withPins));
+    _credentials.append(record.deleted != 0 ? "(deleted)," : ",");
   }
 
-  void addNumber(uint32_t number, std::string_view after = "") {
+  static void add(std::string& list, uint32_t number, std::string_view after) {
     const fmt::format_int digits(number);
-    _line.append(digits.data(), digits.size()).append(after);
-  }
-
-  void endList(size_t width) {
-    if (_line.size() > _start)
-      _line.pop_back();
-    else
-      _line += '-';
-    if (_options.csv) _line.insert(_start, 1, '"').append("\"");
-    endColumn(width);
-  }
-
-  void endColumn(size_t width) {
-    if (!_options.csv) _line.resize(std::max(_line.size(), _start + width), ' ');
-    _line += _options.csv ? ',' : ' ';
-    _start = _line.size();
-  }
-
-  void endLine(size_t accesses) {
-    if (_options.csv)
-      _line.append(fmt::format("{}\r\n", accesses));
-    else if (accesses == 1)
-      _line.back() = '\n';
-    else
-      _line.append(fmt::format("({} access records)\n", accesses));
+    list.append(digits.data(), digits.size()).append(after);
   }
 
   const ListOptions& _options;
   const Site& _site;
   const uint32_t _now;
   Console& _console;
-  std::string _line;
-  size_t _start = 0;  // Of the column.
+  // Of a holder; they keep their memory from one holder to the next.
+  std::string _credentials, _levels, _flags;
 };
 
 ExitStatus list(const ListOptions& options, Console& console) {
@@ -207,9 +179,8 @@ ExitStatus list(const ListOptions& options, Console& console) {
     throw Failure(ExitStatus::kNotDone, "write only one of --count, --csv and --json");
   if ((options.pin || options.noPin) && !options.withPins)
     throw Failure(ExitStatus::kNotDone, "--pin and --no-pin need --with-pins");
-  Site site(options.site, Site::Formats::kOptional, console);
+  Site site(options.site, {.wholeRecords = ExitStatus::kRefused}, &console);
   Databases& databases = site.databases();
-  requireWholeRecords(databases, options.site);
   databases.sort();
   const uint32_t now = parseTimeOrNow("", "");
   const std::vector<Filter> filters = filtersOf(options, now, databases);

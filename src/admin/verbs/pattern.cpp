@@ -64,7 +64,7 @@ Cards cardsOfSet(const PatternOptions& options, std::optional<Site>& site, Conso
                   "{} does not exist: a build writes it; until then give --cards and a cards file",
                   paths.cardSets);
   }
-  site.emplace(paths, Site::Formats::kRequired, console);
+  site.emplace(paths, Site::Needs{.formats = true}, &console);
   const std::string& set = options.words.front();
   const cardsets& sets = options.cards.empty() ? site->sets() : fromCards.cardSets();
   const CardEncoder encoder = encoderOfSet(set, sets, site->formats());
