@@ -17,12 +17,6 @@ namespace {
 
 using enum ChangeKind;
 
-ChangeKind kindOf(const IdentRecord& before, const IdentRecord& now) {
-  if (before.uniqid != now.uniqid) return kMoved;
-  if (before.cardsetcode != now.cardsetcode || before.cardnumber != now.cardnumber) return kChanged;
-  return now.deleted != 0 ? kDeleted : kRestored;
-}
-
 // Of credentials that are sorted.
 std::vector<CredentialChange> differences(const std::vector<IdentRecord>& before,
                                           const std::vector<IdentRecord>& now) {
@@ -30,9 +24,9 @@ std::vector<CredentialChange> differences(const std::vector<IdentRecord>& before
   auto old = before.begin(), fresh = now.begin();
   while (old != before.end() || fresh != now.end()) {
     if (fresh == now.end() || (old != before.end() && orderOf(*old) < orderOf(*fresh)))
-      changes.push_back({kRemoved, &*old++, nullptr});
+      changes.push_back({&*old++, nullptr});
     else if (old == before.end() || orderOf(*fresh) < orderOf(*old))
-      changes.push_back({kAdded, nullptr, &*fresh++});
+      changes.push_back({nullptr, &*fresh++});
     else
       ++old, ++fresh;
   }
@@ -46,18 +40,17 @@ void joinPairs(std::vector<CredentialChange>& changes, IdentityOf identityOf) {
   using Identity = typename std::invoke_result_t<IdentityOf, CredentialChange&>::value_type;
   std::vector<std::pair<Identity, CredentialChange*>> removed, added;
   for (CredentialChange& change : changes) {
-    if (change.kind != kRemoved && change.kind != kAdded) continue;
+    if (change.before != nullptr && change.now != nullptr) continue;
     if (const auto identity = identityOf(change))
-      (change.kind == kRemoved ? removed : added).emplace_back(*identity, &change);
+      (change.now == nullptr ? removed : added).emplace_back(*identity, &change);
   }
   std::sort(removed.begin(), removed.end());
   std::sort(added.begin(), added.end());
   auto to = added.begin();
   for (const auto& [identity, change] : removed) {
     while (to != added.end() && to->first < identity) ++to;
-    if (to == added.end() || identity < to->first) continue;
-    const IdentRecord* const now = std::exchange(to++->second->now, nullptr);
-    *change = {kindOf(*change->before, *now), change->before, now};
+    if (to != added.end() && to->first == identity)
+      change->now = std::exchange(to++->second->now, nullptr);
   }
   std::erase_if(changes, [](const CredentialChange& change) {
     return change.before == nullptr && change.now == nullptr;
@@ -108,15 +101,10 @@ void addTo(JsonObject& object, const Difference& difference) {
     object.add("old", difference.before).add("new", difference.now);
 }
 
-bool isSameCode(const CredentialChange& change) {
-  return change.before->cardsetcode == change.now->cardsetcode;
-}
+// Whether it is a card whose key alone is another.
 bool isKeyOfCard(const CredentialChange& change) {
-  return change.kind == kChanged && isSameCode(change) && !isPinEntry(*change.before);
-}
-// Whether it is another credential now.
-bool isReplaced(const CredentialChange& change) {
-  return change.kind == kChanged || (change.kind == kMoved && !isSameCode(change));
+  return change.kind() == kChanged && change.before->cardsetcode == change.now->cardsetcode &&
+         !isPinEntry(*change.before);
 }
 
 // Prints lines, each made in one text: there may be a million of them.
@@ -159,7 +147,8 @@ class ChangePrinter {
   }
 
   void addText(const CredentialChange& change) {
-    const auto& [kind, before, now] = change;
+    const auto& [before, now] = change;
+    const ChangeKind kind = change.kind();
     const std::string name = credentialText(change.record(), siteOf(change), _form.withPins);
     add("holder {}: {}", change.uniqid(), name);
     if (isKeyOfCard(change)) {
@@ -170,7 +159,7 @@ class ChangePrinter {
       add(" {}", nameOf(kind));
       if (kind == kMoved) add(" to holder {}", now->uniqid);
       const std::string newName =
-          isReplaced(change) ? credentialText(*now, _now, _form.withPins) : name;
+          change.isReplaced() ? credentialText(*now, _now, _form.withPins) : name;
       if (newName != name) add(", now {}", newName);
     }
     if (kind != kDeleted && now != nullptr && now->deleted != 0) add(", deleted");
@@ -187,10 +176,10 @@ class ChangePrinter {
   // The credential, and as "new" what it has become.
   JsonObject json(const CredentialChange& change) const {
     JsonObject object, now;
-    object.add("holder", change.uniqid()).add("change", nameOf(change.kind));
-    if (change.kind == kMoved) object.add("to", change.now->uniqid);
+    object.add("holder", change.uniqid()).add("change", nameOf(change.kind()));
+    if (change.kind() == kMoved) object.add("to", change.now->uniqid);
     addCredential(object, change.record(), siteOf(change), _form.withPins);
-    if (isReplaced(change)) {
+    if (change.isReplaced()) {
       addCredential(now, *change.now, _now, _form.withPins);
       object.add("new", now);
     }
@@ -220,6 +209,19 @@ class ChangePrinter {
 const char* nameOf(ChangeKind kind) {
   constexpr std::array kNames = {"added", "removed", "moved", "deleted", "restored", "changed"};
   return kNames.at(static_cast<size_t>(kind));
+}
+
+bool CredentialChange::isReplaced() const {
+  return before != nullptr && now != nullptr &&
+         (before->cardsetcode != now->cardsetcode || before->cardnumber != now->cardnumber);
+}
+
+ChangeKind CredentialChange::kind() const {
+  if (before == nullptr) return kAdded;
+  if (now == nullptr) return kRemoved;
+  if (before->uniqid != now->uniqid) return kMoved;
+  if (isReplaced()) return kChanged;
+  return now->deleted != 0 ? kDeleted : kRestored;
 }
 
 size_t Changes::countHolders(ChangeKind kind) const {

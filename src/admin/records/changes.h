@@ -33,10 +33,11 @@ struct HolderChange {
 };
 
 struct CredentialChange {
-  ChangeKind kind;
   const IdentRecord *before, *now;  // Null when the credential is not in that database.
   const IdentRecord& record() const { return before != nullptr ? *before : *now; }
   uint32_t uniqid() const { return record().uniqid; }
+  bool isReplaced() const;  // By another credential: another key, or another card set code.
+  ChangeKind kind() const;
 };
 
 // The differences between two pairs of databases, both lists in the order of (old) unique IDs. They

@@ -118,27 +118,4 @@ std::string whyImpossible(const Databases& databases, const SitePaths& paths) {
   return whyNotWhole(databases, paths);
 }
 
-template <typename Record, auto Key>
-auto RecordWalk<Record, Key>::next(const KeyType& key) -> Step {
-  if (_next < _records.size() && _records[_next].*Key == key && !_isUsed[_next]) return use(_next);
-  if (_byKey.empty())
-    for (size_t i = 0; i < _records.size(); ++i) _byKey.emplace(_records[i].*Key, i);
-  auto [found, end] = _byKey.equal_range(key);
-  if (found == end) return {};
-  while (_isUsed[found->second] && std::next(found) != end) found = _byKey.erase(found);
-  if (_isUsed[found->second]) return {&_records[found->second], true, false};
-  return use(found->second);
-}
-
-template <typename Record, auto Key>
-auto RecordWalk<Record, Key>::use(size_t number) -> Step {
-  const bool isEarlier = number < _next;
-  _isUsed[number] = true;
-  _next = number + 1;
-  return {&_records[number], false, isEarlier};
-}
-
-template class RecordWalk<AccessRecord, &AccessRecord::uniqid>;
-template class RecordWalk<IdentRecord, &IdentRecord::cardnumber>;
-
 }  // namespace badgemint::admin

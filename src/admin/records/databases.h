@@ -125,12 +125,27 @@ class RecordWalk {
     bool isShared = false;           // All with this key were used before; this is one of them.
     bool isEarlier = false;          // It stands before one that was used before.
   };
-  Step next(const KeyType& key);
+  Step next(const KeyType& key) {
+    if (_next < _records.size() && _records[_next].*Key == key && !_isUsed[_next])
+      return use(_next);
+    if (_byKey.empty())
+      for (size_t i = 0; i < _records.size(); ++i) _byKey.emplace(_records[i].*Key, i);
+    auto [found, end] = _byKey.equal_range(key);
+    if (found == end) return {};
+    while (_isUsed[found->second] && std::next(found) != end) found = _byKey.erase(found);
+    if (_isUsed[found->second]) return {&_records[found->second], true, false};
+    return use(found->second);
+  }
 
   bool isUsed(size_t number) const { return _isUsed[number]; }
 
  private:
-  Step use(size_t number);
+  Step use(size_t number) {
+    const bool isEarlier = number < _next;
+    _isUsed[number] = true;
+    _next = number + 1;
+    return {&_records[number], false, isEarlier};
+  }
 
   const std::vector<Record>& _records;
   std::vector<bool> _isUsed;
