@@ -62,6 +62,14 @@ void sortByUniqid(std::vector<Record>& records) {
   records = std::move(sorted);
 }
 
+// (The subrange of std::ranges::equal_range does not compile with Clang 14 and the library of GCC
+// 12.)
+template <typename Record>
+std::span<const Record> recordsOf(uint32_t uniqid, const std::vector<Record>& sorted) {
+  const auto first = std::ranges::lower_bound(sorted, uniqid, {}, &Record::uniqid);
+  return {first, std::ranges::upper_bound(first, sorted.end(), uniqid, {}, &Record::uniqid)};
+}
+
 }  // namespace
 
 void Databases::readIdents(const std::string& name) {
@@ -86,8 +94,7 @@ void Databases::sort() {
 }
 
 Holder Databases::holder(uint32_t uniqid) const {
-  return {uniqid, equalElements(accesses, uniqid, &AccessRecord::uniqid),
-          equalElements(idents, uniqid, &IdentRecord::uniqid)};
+  return {uniqid, recordsOf(uniqid, accesses), recordsOf(uniqid, idents)};
 }
 
 size_t Databases::countHolders() const {

@@ -49,15 +49,6 @@ void forEachUniqid(const std::vector<A>& as, const std::vector<B>& bs, Visit vis
   }
 }
 
-// The elements of a sorted vector for which the projection gives `value`. (The subrange of
-// std::ranges::equal_range does not compile with Clang 14 and the library of GCC 12.)
-template <typename T, typename Value, typename Projection>
-std::span<const T> equalElements(const std::vector<T>& sorted, const Value& value,
-                                 Projection projection) {
-  const auto first = std::ranges::lower_bound(sorted, value, {}, projection);
-  return {first, std::ranges::upper_bound(first, sorted.end(), value, {}, projection)};
-}
-
 // The records in the order of unique IDs; of one unique ID in the order of the file.
 template <typename Record>
 std::vector<const Record*> orderByUniqid(const std::vector<Record>& records);

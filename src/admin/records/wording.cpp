@@ -13,7 +13,7 @@ namespace {
 
 // Of a member, or what a member function returns for an index.
 template <auto Member, int32_t... Index>
-uint32_t valueOf(const AccessRecord& record) {
+uint32_t read(const AccessRecord& record) {
   return static_cast<uint32_t>(std::invoke(Member, record, Index...));
 }
 uint32_t packedPinOf(const AccessRecord& record) {
@@ -22,29 +22,29 @@ uint32_t packedPinOf(const AccessRecord& record) {
 
 using enum AccessField::Kind;
 constexpr AccessField kAccessFields[] = {
-    {"access level 1", "access_levels", kAccessLevel, valueOf<&AccessRecord::accessLevel, 0>},
-    {"access level 2", "access_levels", kAccessLevel, valueOf<&AccessRecord::accessLevel, 1>},
-    {"access level 3", "access_levels", kAccessLevel, valueOf<&AccessRecord::accessLevel, 2>},
-    {"access level 4", "access_levels", kAccessLevel, valueOf<&AccessRecord::accessLevel, 3>},
-    {"access level 5", "access_levels", kAccessLevel, valueOf<&AccessRecord::accessLevel, 4>},
-    {"access level 6", "access_levels", kAccessLevel, valueOf<&AccessRecord::accessLevel, 5>},
-    {"access level 7", "access_levels", kAccessLevel, valueOf<&AccessRecord::accessLevel, 6>},
-    {"access level 8", "access_levels", kAccessLevel, valueOf<&AccessRecord::accessLevel, 7>},
-    {"start", "start", kTime, valueOf<&AccessRecord::starttime>},
-    {"end", "end", kTime, valueOf<&AccessRecord::endtime>},
-    {"flag 0 (not in the line)", "flags", kFlag, valueOf<&AccessRecord::flag, 0>},
-    {"flag 1 (second of the line)", "flags", kFlag, valueOf<&AccessRecord::flag, 1>},
-    {"flag 2 (first of the line)", "flags", kFlag, valueOf<&AccessRecord::flag, 2>},
-    {"flag 3 (not in the line)", "flags", kFlag, valueOf<&AccessRecord::flag, 3>},
-    {"flag 4 (third of the line)", "flags", kFlag, valueOf<&AccessRecord::flag, 4>},
-    {"flag 5 (last of the line)", "flags", kFlag, valueOf<&AccessRecord::flag, 5>},
-    {"flag 6 (not in the line)", "flags", kFlag, valueOf<&AccessRecord::flag, 6>},
-    {"flag 7 (not in the line)", "flags", kFlag, valueOf<&AccessRecord::flag, 7>},
-    {"escort", "escort", kEscort, valueOf<&AccessRecord::escortid>},
-    {"elevator access", "elevator_access", kNumber, valueOf<&AccessRecord::elevatoraccess>},
-    {"output relay group", "output_relay_group", kNumber, valueOf<&AccessRecord::outrelaygrpid>},
-    {"issue level", "issue_level", kNumber, valueOf<&AccessRecord::cardissuelevel>},
-    {"output mode", "output_mode", kNumber, valueOf<&AccessRecord::outgrpmode>},
+    {"access level 1", "access_levels", kAccessLevel, read<&AccessRecord::accessLevel, 0>},
+    {"access level 2", "access_levels", kAccessLevel, read<&AccessRecord::accessLevel, 1>},
+    {"access level 3", "access_levels", kAccessLevel, read<&AccessRecord::accessLevel, 2>},
+    {"access level 4", "access_levels", kAccessLevel, read<&AccessRecord::accessLevel, 3>},
+    {"access level 5", "access_levels", kAccessLevel, read<&AccessRecord::accessLevel, 4>},
+    {"access level 6", "access_levels", kAccessLevel, read<&AccessRecord::accessLevel, 5>},
+    {"access level 7", "access_levels", kAccessLevel, read<&AccessRecord::accessLevel, 6>},
+    {"access level 8", "access_levels", kAccessLevel, read<&AccessRecord::accessLevel, 7>},
+    {"start", "start", kTime, read<&AccessRecord::starttime>},
+    {"end", "end", kTime, read<&AccessRecord::endtime>},
+    {"flag 0 (not in the line)", "flags", kFlag, read<&AccessRecord::flag, 0>},
+    {"flag 1 (second of the line)", "flags", kFlag, read<&AccessRecord::flag, 1>},
+    {"flag 2 (first of the line)", "flags", kFlag, read<&AccessRecord::flag, 2>},
+    {"flag 3 (not in the line)", "flags", kFlag, read<&AccessRecord::flag, 3>},
+    {"flag 4 (third of the line)", "flags", kFlag, read<&AccessRecord::flag, 4>},
+    {"flag 5 (last of the line)", "flags", kFlag, read<&AccessRecord::flag, 5>},
+    {"flag 6 (not in the line)", "flags", kFlag, read<&AccessRecord::flag, 6>},
+    {"flag 7 (not in the line)", "flags", kFlag, read<&AccessRecord::flag, 7>},
+    {"escort", "escort", kEscort, read<&AccessRecord::escortid>},
+    {"elevator access", "elevator_access", kNumber, read<&AccessRecord::elevatoraccess>},
+    {"output relay group", "output_relay_group", kNumber, read<&AccessRecord::outrelaygrpid>},
+    {"issue level", "issue_level", kNumber, read<&AccessRecord::cardissuelevel>},
+    {"output mode", "output_mode", kNumber, read<&AccessRecord::outgrpmode>},
     {"PIN", "pin", kPin, packedPinOf},
 };
 
@@ -62,9 +62,9 @@ void addAccess(JsonObject& object, const AccessRecord& record, bool hasCard, boo
   };
   addThose("access_levels", record.acclevel, [](uint32_t level) { return level != 0; });
   addThose("flags", kFlags, [&](uint32_t bit) { return (record.bitflds >> bit & 1) != 0; });
-  for (const auto& [name, key, kind, read] : accessFields()) {
+  for (const auto& [name, key, kind, valueOf] : accessFields()) {
     if (kind == kAccessLevel || kind == kFlag || kind == kPin) continue;
-    const uint32_t value = read(record);
+    const uint32_t value = valueOf(record);
     if (kind == kTime && value != 0)
       object.add(key, timeText(value).data());
     else if (value != 0)
@@ -78,12 +78,6 @@ void addAccess(JsonObject& object, const AccessRecord& record, bool hasCard, boo
 
 std::span<const AccessField> accessFields() {
   return kAccessFields;
-}
-
-std::string valueText(const AccessField& field, const AccessRecord& record, bool withPins) {
-  if (field.kind == kPin) return pinText(record, withPins);
-  const uint32_t value = field.valueOf(record);
-  return field.kind == kTime ? timeText(value).data() : std::to_string(value);
 }
 
 const char* differingField(const IdentRecord& a, const IdentRecord& b) {

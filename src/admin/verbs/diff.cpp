@@ -100,12 +100,11 @@ ExitStatus diff(const DiffOptions& options, Console& console) {
                });
   before->databases().sort();
   now->databases().sort();
-  Changes changes = compare(before->databases(), now->databases());
+  const Changes changes = compare(*before, *now);
   if (changes.empty() && !options.counts) return ExitStatus::kAllWell;
   std::set<std::string> problems(before->problems().begin(), before->problems().end());
   problems.insert(now->problems().begin(), now->problems().end());
   for (const std::string& problem : problems) console.report("{}", problem);
-  joinChangedKeys(changes, *before, *now);
   if (options.counts)
     printCounts(changes, options.json, console);
   else

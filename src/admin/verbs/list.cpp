@@ -64,8 +64,8 @@ Filter changedSince(const SitePaths& site, const std::string& folder, const Data
   before.databases().sort();
   const Changes changes = compare(before.databases(), now);
   std::unordered_set<uint32_t> changed;
-  for (const HolderChange& change : changes.holders) changed.insert(change.uniqid());
-  for (const CredentialChange& change : changes.credentials) changed.insert(change.uniqid());
+  for (const HolderChange& change : changes.holders) changed.insert(uniqidOf(change));
+  for (const CredentialChange& change : changes.credentials) changed.insert(uniqidOf(change));
   return [changed = std::move(changed)](const Holder& holder) {
     return changed.contains(holder.uniqid);
   };
