@@ -49,14 +49,13 @@ int32_t ExpectedRecords::readLine(InputLine line) {
 void ExpectedRecords::readFile(const std::string& cardsName) {
   LineReader lines;
   throwErrnoUnless(lines.open(cardsName.c_str()), cardsName);
-  uint32_t number = 0;  // Wraps where a signed number must not.
   while (lines.readLine(kMaxInputLine) == LineReader::Status::kLine) {
-    const int32_t result = readLine({lines.line(), static_cast<int32_t>(++number)});
+    const int32_t result = readLine({lines.line(), static_cast<int32_t>(lines.lineNumber())});
     if (result == kOutOfMemory) throw std::bad_alloc();
     if (result < 0)
       throw Failure(ExitStatus::kRefused,
-                    "line {} of {} has become invalid since it was checked (result {})", number,
-                    cardsName, result);
+                    "line {} of {} has become invalid since it was checked (result {})",
+                    lines.lineNumber(), cardsName, result);
   }
   throwErrnoUnless(!lines.failed(), cardsName);
 }

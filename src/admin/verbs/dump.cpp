@@ -36,16 +36,12 @@ struct Credential {
   std::optional<std::string> cardNumber;  // None for a PIN.
 };
 
-bool isPin(const IdentRecord& ident) {
-  return ident.cardsetcode == kPinOnlyCode || ident.cardsetcode == kPinIdentCode;
-}
-
 // A line of a cards file, field by field, and where its PIN stands.
 class CardsLine {
  public:
   // Makes the 'c', 'n', 'p' or 'o' line of a credential, its newline included.
   void write(const Credential& credential) {
-    isPin(credential.ident) ? writePin(credential) : writeCard(credential);
+    credential.cardNumber ? writeCard(credential) : writePin(credential);
     _text += '\n';
   }
 
@@ -186,14 +182,15 @@ class Dump {
     if (hasHolder && access == nullptr) return leaveOut(ident, "there is no access record");
     const Credential credential = {ident, access, cardNumberText(ident, _site)};
     define(ident.cardsetcode);
-    if (!credential.cardNumber && !isPin(ident))
+    if (!credential.cardNumber && hasHolder && ident.cardsetcode != kPinOnlyCode)
       return leaveOut(ident,
                       fmt::format("card set {} or its format is not known", ident.cardsetcode));
     _line.write(credential);
     const bool isDeleted = ident.deleted != 0;  // A build of its line would make it valid again.
     if (!isDeleted) compareWithBuild(credential);
     if (!_options.withPins) _line.hidePin();
-    addLine(isDeleted ? "# deleted: " + _line.text() : _line.text());
+    if (isDeleted) _line.text().insert(0, "# deleted: ");
+    addLine(_line.text());
     if (isDeleted)
       warn("{} is marked as deleted: its line is a comment", textOf(ident));
     else if (isShared || isEarlier)

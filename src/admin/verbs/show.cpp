@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <functional>
 #include <memory>
-#include <set>
 
 #include "admin/records/site.h"
 #include "admin/records/wording.h"
@@ -24,7 +23,7 @@ struct ShowOptions {
   bool withPins = false;
 };
 
-// Prints holders of an open site, each once.
+// Prints holders of an open site.
 class HolderPrinter {
  public:
   HolderPrinter(const ShowOptions& options, const Site& site, Console& console)
@@ -36,7 +35,6 @@ class HolderPrinter {
   }
 
   void print(const Holder& holder) {
-    if (!_printed.insert(holder.uniqid).second) return;
     if (_options.json)
       _console.printJson(holderJson(holder, _site, _now, _options.withPins));
     else
@@ -111,7 +109,6 @@ class HolderPrinter {
   Console& _console;
   AccessLevelSet _levels;
   const uint32_t _now;
-  std::set<uint32_t> _printed;
 };
 
 // What a word of the command line asks for.
