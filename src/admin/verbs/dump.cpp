@@ -1,6 +1,5 @@
 // The verb `dump`: writes the cards file of existing databases, and reports what such a file cannot
 // say. Each line is given to a build's own code, which must make the records that it came from.
-#include <array>
 #include <cerrno>
 #include <concepts>
 #include <cstring>

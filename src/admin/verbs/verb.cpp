@@ -11,6 +11,16 @@
 
 namespace badgemint::admin {
 
+namespace {
+
+template <typename Value>
+Value require(std::optional<Value> value, const std::string& word, const char* what) {
+  if (value) return *value;
+  throw Failure(ExitStatus::kNotDone, "{} is not {}", inQuotes(word), what);
+}
+
+}  // namespace
+
 std::optional<CardPattern> keyOfHex(std::string_view word) {
   if (word.starts_with("0x") || word.starts_with("0X")) word.remove_prefix(2);
   if (checkCardNumber(word, 0, 1) != kSuccess) return std::nullopt;
@@ -38,12 +48,6 @@ CardEncoder encoderOfSet(std::string_view set, const cardsets& sets,
     throw Failure(ExitStatus::kRefused, "format {} of card set {} is not there", record->fmtid,
                   record->csid);
   return {listed->format, listed->format->encodeSite(record->fldvalues)};
-}
-
-template <typename Value>
-static Value require(std::optional<Value> value, const std::string& word, const char* what) {
-  if (value) return *value;
-  throw Failure(ExitStatus::kNotDone, "{} is not {}", inQuotes(word), what);
 }
 
 uint32_t parseHolder(const std::string& word) {

@@ -1,7 +1,6 @@
 // The verb `why`: whether a holder may pass a door, and for which reasons.
 #include <algorithm>
 #include <memory>
-#include <optional>
 #include <set>
 
 #include "admin/records/site.h"
