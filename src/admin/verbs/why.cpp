@@ -91,7 +91,7 @@ Verdict decide(const Subject& subject, const Question& question) {
     refusals.push_back(fmt::format("holder {} has no access record", uniqid));
     return {ExitStatus::kFound, refusals};
   }
-  const Verdict verdict = decide(accesses.front(), question, refusals);
+  Verdict verdict = decide(accesses.front(), question, refusals);
   for (const AccessRecord& other : accesses)
     if (decide(other, question, refusals) != verdict)
       throw Failure(ExitStatus::kNotDone, "holder {} has several access records, and they disagree",
