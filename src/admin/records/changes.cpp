@@ -17,12 +17,6 @@ namespace {
 
 using enum ChangeKind;
 
-ChangeKind kindOf(const IdentRecord& before, const IdentRecord& now) {
-  if (before.uniqid != now.uniqid) return kMoved;
-  if (before.cardsetcode != now.cardsetcode || before.cardnumber != now.cardnumber) return kChanged;
-  return now.deleted != 0 ? kDeleted : kRestored;
-}
-
 // Of credentials that are sorted.
 std::vector<CredentialChange> differences(const std::vector<IdentRecord>& before,
                                           const std::vector<IdentRecord>& now) {
@@ -30,9 +24,9 @@ std::vector<CredentialChange> differences(const std::vector<IdentRecord>& before
   auto old = before.begin(), fresh = now.begin();
   while (old != before.end() || fresh != now.end()) {
     if (fresh == now.end() || (old != before.end() && orderOf(*old) < orderOf(*fresh)))
-      changes.push_back({kRemoved, &*old++, nullptr});
+      changes.push_back({&*old++, nullptr});
     else if (old == before.end() || orderOf(*fresh) < orderOf(*old))
-      changes.push_back({kAdded, nullptr, &*fresh++});
+      changes.push_back({nullptr, &*fresh++});
     else
       ++old, ++fresh;
   }
@@ -46,77 +40,89 @@ void joinPairs(std::vector<CredentialChange>& changes, IdentityOf identityOf) {
   using Identity = typename std::invoke_result_t<IdentityOf, CredentialChange&>::value_type;
   std::vector<std::pair<Identity, CredentialChange*>> removed, added;
   for (CredentialChange& change : changes) {
-    if (change.kind != kRemoved && change.kind != kAdded) continue;
+    if (change.before != nullptr && change.now != nullptr) continue;
     if (const auto identity = identityOf(change))
-      (change.kind == kRemoved ? removed : added).emplace_back(*identity, &change);
+      (change.now == nullptr ? removed : added).emplace_back(*identity, &change);
   }
   std::sort(removed.begin(), removed.end());
   std::sort(added.begin(), added.end());
   auto to = added.begin();
   for (const auto& [identity, change] : removed) {
     while (to != added.end() && to->first < identity) ++to;
-    if (to == added.end() || identity < to->first) continue;
-    const IdentRecord* const now = std::exchange(to++->second->now, nullptr);
-    *change = {kindOf(*change->before, *now), change->before, now};
+    if (to != added.end() && to->first == identity)
+      change->now = std::exchange(to++->second->now, nullptr);
   }
   std::erase_if(changes, [](const CredentialChange& change) {
     return change.before == nullptr && change.now == nullptr;
   });
 }
 
-// A field that has changed.
-struct Difference {
-  std::string name, before, now;
-  bool isNumber = true;
-};
+// `numberOf` is the number of a card as far as it is known.
+template <typename NumberOf>
+Changes compare(const Databases& before, const Databases& now, NumberOf numberOf) {
+  Changes changes;
+  forEachUniqid(before.accesses, now.accesses, [&](uint32_t, auto old, auto fresh) {
+    if (!std::ranges::equal(old, fresh)) changes.holders.push_back({old, fresh});
+  });
+  changes.credentials = differences(before.idents, now.idents);
+  const auto keyOf = [](const CredentialChange& change) {  // Two words are compared sooner.
+    return std::optional(std::bit_cast<PatternWords>(change.record().cardnumber));
+  };
+  joinPairs(changes.credentials, [keyOf](const CredentialChange& change) {
+    return std::optional(std::pair(uniqidOf(change), keyOf(change)));
+  });
+  joinPairs(changes.credentials, keyOf);
+  // A holder's PIN, whatever its digits; a holder's card of this number, whatever its key.
+  using Card = std::tuple<uint32_t, uint32_t, int64_t>;
+  joinPairs(changes.credentials, [&](const CredentialChange& change) -> std::optional<Card> {
+    const auto& [key, uniqid, code, deleted] = change.record();
+    const auto number = isPinEntry(change.record()) ? std::optional<int64_t>(0) : numberOf(change);
+    return number ? std::optional(Card{uniqid, code, *number}) : std::nullopt;
+  });
+  return changes;
+}
 
-// Of the access records of a holder.
-std::vector<Difference> differencesOf(const HolderChange& change, bool withPins) {
+// Calls `visit` with the name and both values, as numbers or as texts, of each field that differs
+// in the access records of a holder.
+template <typename Visit>
+void forEachDifference(const HolderChange& change, bool withPins, Visit visit) {
   using enum AccessField::Kind;
   const auto& [old, fresh] = change;
-  std::vector<Difference> differences;
-  if (old.size() != fresh.size())
-    differences.push_back(
-        {"access records", std::to_string(old.size()), std::to_string(fresh.size())});
+  if (old.size() != fresh.size()) visit("access records", old.size(), fresh.size());
   for (size_t i = 0; i < std::min(old.size(), fresh.size()); ++i)
-    for (const AccessField& field : accessFields())
-      if (field.valueOf(old[i]) != field.valueOf(fresh[i]))
-        differences.push_back({field.name, valueText(field, old[i], withPins),
-                               valueText(field, fresh[i], withPins),
-                               field.kind != kTime && field.kind != kPin});
-  return differences;
+    for (const AccessField& field : accessFields()) {
+      const uint32_t before = field.valueOf(old[i]), now = field.valueOf(fresh[i]);
+      if (before == now) continue;
+      if (field.kind == kTime)
+        visit(field.name, std::string(timeText(before).data()), std::string(timeText(now).data()));
+      else if (field.kind == kPin)
+        visit(field.name, pinText(old[i], withPins), pinText(fresh[i], withPins));
+      else
+        visit(field.name, before, now);
+    }
 }
 
-// Of a card set, by the letters of its values.
-std::vector<Difference> differencesOf(uint32_t csid, const Site& before, const Site& now) {
+// The same for the values of a card set, by their letters.
+template <typename Visit>
+void forEachDifference(uint32_t csid, const Site& before, const Site& now, Visit visit) {
   const cardset* const old = before.sets().getCardSet(csid);
   const cardset* const fresh = now.sets().getCardSet(csid);
-  std::vector<Difference> differences;
   for (int32_t field = 0; field < kCardSetFields && old != nullptr && fresh != nullptr; ++field)
     if (old->value(field) != fresh->value(field))
-      differences.push_back({std::string(1, static_cast<char>('A' + field)),
-                             std::to_string(old->value(field)),
-                             std::to_string(fresh->value(field))});
-  return differences;
+      visit(std::string(1, static_cast<char>('A' + field)), old->value(field), fresh->value(field));
 }
 
-void addTo(JsonObject& object, const Difference& difference) {
-  object.add("field", difference.name);
-  if (difference.isNumber)
-    object.add("old", std::stoll(difference.before)).add("new", std::stoll(difference.now));
-  else
-    object.add("old", difference.before).add("new", difference.now);
+// Appends what forEachDifference() visits.
+auto appendTo(std::vector<JsonObject>& objects) {
+  return [&objects](const auto& name, const auto& before, const auto& now) {
+    objects.push_back(JsonObject().add("field", name).add("old", before).add("new", now));
+  };
 }
 
-bool isSameCode(const CredentialChange& change) {
-  return change.before->cardsetcode == change.now->cardsetcode;
-}
+// Whether it is a card whose key alone is another.
 bool isKeyOfCard(const CredentialChange& change) {
-  return change.kind == kChanged && isSameCode(change) && !isPinEntry(*change.before);
-}
-// Whether it is another credential now.
-bool isReplaced(const CredentialChange& change) {
-  return change.kind == kChanged || (change.kind == kMoved && !isSameCode(change));
+  return change.kind() == kChanged && change.before->cardsetcode == change.now->cardsetcode &&
+         !isPinEntry(*change.before);
 }
 
 // Prints lines, each made in one text: there may be a million of them.
@@ -126,16 +132,11 @@ class ChangePrinter {
       : _before(before), _now(now), _form(form), _console(console) {}
 
   void print(const Changes& changes) {
-    auto credential = changes.credentials.begin();
-    const auto printCredentialsBefore = [&](uint64_t uniqid) {
-      for (; credential != changes.credentials.end() && credential->uniqid() < uniqid; ++credential)
-        print(*credential);
-    };
-    for (const HolderChange& holder : changes.holders) {
-      printCredentialsBefore(holder.uniqid());
-      print(holder);
-    }
-    printCredentialsBefore(UINT64_MAX);
+    forEachUniqid(changes.holders, changes.credentials,
+                  [this](uint32_t, auto holders, auto credentials) {
+                    for (const HolderChange& change : holders) print(change);
+                    for (const CredentialChange& change : credentials) print(change);
+                  });
   }
 
  private:
@@ -148,29 +149,32 @@ class ChangePrinter {
   }
 
   void addText(const HolderChange& change) {
-    add("holder {}: {}", change.uniqid(), nameOf(change.kind()));
+    add("holder {}: {}", uniqidOf(change), nameOf(change.kind()));
     if (change.kind() != kChanged) return;
     const char* separator = ": ";
-    for (const auto& [name, before, now, isNumber] : differencesOf(change, _form.withPins))
-      if (before != now)
-        add("{}{}: {} -> {}", std::exchange(separator, ", "), name, before, now);
-      else  // A PIN that is not shown.
-        add("{}{}", std::exchange(separator, ", "), name);
+    forEachDifference(change, _form.withPins,
+                      [&](const auto& name, const auto& before, const auto& now) {
+                        add("{}{}", std::exchange(separator, ", "), name);
+                        if (before != now) add(": {} -> {}", before, now);  // Else a hidden PIN.
+                      });
   }
 
   void addText(const CredentialChange& change) {
-    const auto& [kind, before, now] = change;
+    const auto& [before, now] = change;
+    const ChangeKind kind = change.kind();
     const std::string name = credentialText(change.record(), siteOf(change), _form.withPins);
-    add("holder {}: {}", change.uniqid(), name);
+    add("holder {}: {}", uniqidOf(change), name);
     if (isKeyOfCard(change)) {
       add(": key {} -> {}", keyText(before->cardnumber), keyText(now->cardnumber));
-      for (const auto& value : differencesOf(before->cardsetcode, _before, _now))
-        add(", {0}={1} -> {0}={2}", value.name, value.before, value.now);
+      forEachDifference(before->cardsetcode, _before, _now,
+                        [this](const auto& letter, int64_t old, int64_t fresh) {
+                          add(", {0}={1} -> {0}={2}", letter, old, fresh);
+                        });
     } else {
       add(" {}", nameOf(kind));
       if (kind == kMoved) add(" to holder {}", now->uniqid);
       const std::string newName =
-          isReplaced(change) ? credentialText(*now, _now, _form.withPins) : name;
+          change.isReplaced() ? credentialText(*now, _now, _form.withPins) : name;
       if (newName != name) add(", now {}", newName);
     }
     if (kind != kDeleted && now != nullptr && now->deleted != 0) add(", deleted");
@@ -178,26 +182,26 @@ class ChangePrinter {
 
   JsonObject json(const HolderChange& change) const {
     JsonObject object;
-    object.add("holder", change.uniqid()).add("change", nameOf(change.kind()));
-    if (change.kind() == kChanged)
-      object.addEach("fields", differencesOf(change, _form.withPins), addTo);
-    return object;
+    std::vector<JsonObject> fields;
+    object.add("holder", uniqidOf(change)).add("change", nameOf(change.kind()));
+    if (change.kind() != kChanged) return object;
+    forEachDifference(change, _form.withPins, appendTo(fields));
+    return object.add("fields", fields);
   }
 
   // The credential, and as "new" what it has become.
   JsonObject json(const CredentialChange& change) const {
     JsonObject object, now;
-    object.add("holder", change.uniqid()).add("change", nameOf(change.kind));
-    if (change.kind == kMoved) object.add("to", change.now->uniqid);
+    std::vector<JsonObject> values;
+    object.add("holder", uniqidOf(change)).add("change", nameOf(change.kind()));
+    if (change.kind() == kMoved) object.add("to", change.now->uniqid);
     addCredential(object, change.record(), siteOf(change), _form.withPins);
-    if (isReplaced(change)) {
-      addCredential(now, *change.now, _now, _form.withPins);
-      object.add("new", now);
-    }
-    if (isKeyOfCard(change))
-      object.addEach("site_values", differencesOf(change.before->cardsetcode, _before, _now),
-                     addTo);
-    return object;
+    if (!change.isReplaced()) return object;
+    addCredential(now, *change.now, _now, _form.withPins);
+    object.add("new", now);
+    if (!isKeyOfCard(change)) return object;
+    forEachDifference(change.before->cardsetcode, _before, _now, appendTo(values));
+    return object.add("site_values", values);
   }
 
   const Site& siteOf(const CredentialChange& change) const {
@@ -222,6 +226,19 @@ const char* nameOf(ChangeKind kind) {
   return kNames.at(static_cast<size_t>(kind));
 }
 
+bool CredentialChange::isReplaced() const {
+  return before != nullptr && now != nullptr &&
+         (before->cardsetcode != now->cardsetcode || before->cardnumber != now->cardnumber);
+}
+
+ChangeKind CredentialChange::kind() const {
+  if (before == nullptr) return kAdded;
+  if (now == nullptr) return kRemoved;
+  if (before->uniqid != now->uniqid) return kMoved;
+  if (isReplaced()) return kChanged;
+  return now->deleted != 0 ? kDeleted : kRestored;
+}
+
 size_t Changes::countHolders(ChangeKind kind) const {
   return static_cast<size_t>(std::ranges::count(holders, kind, &HolderChange::kind));
 }
@@ -231,32 +248,12 @@ size_t Changes::countCredentials(ChangeKind kind) const {
 }
 
 Changes compare(const Databases& before, const Databases& now) {
-  Changes changes;
-  forEachUniqid(before.accesses, now.accesses, [&](uint32_t, auto old, auto fresh) {
-    if (!std::ranges::equal(old, fresh)) changes.holders.push_back({old, fresh});
-  });
-  changes.credentials = differences(before.idents, now.idents);
-  const auto keyOf = [](const CredentialChange& change) {  // Two words are compared sooner.
-    return std::bit_cast<PatternWords>(change.record().cardnumber);
-  };
-  joinPairs(changes.credentials, [keyOf](const auto& change) {
-    return std::optional(std::pair(change.uniqid(), keyOf(change)));
-  });
-  joinPairs(changes.credentials,
-            [keyOf](const auto& change) { return std::optional(keyOf(change)); });
-  joinPairs(changes.credentials, [](const auto& change) {  // A holder's PIN, whatever its digits.
-    const auto& [key, uniqid, code, deleted] = change.record();
-    return isPinEntry(change.record()) ? std::optional(std::pair(uniqid, code)) : std::nullopt;
-  });
-  return changes;
+  return compare(before, now, [](const CredentialChange&) { return std::optional<int64_t>(); });
 }
 
-void joinChangedKeys(Changes& changes, const Site& before, const Site& now) {
-  using Card = std::tuple<uint32_t, uint32_t, int64_t>;  // Unique ID, card set, number.
-  joinPairs(changes.credentials, [&](const auto& change) -> std::optional<Card> {
-    const IdentRecord& record = change.record();
-    const auto number = (change.before != nullptr ? before : now).cardNumberOf(record);
-    return number ? std::optional(Card{record.uniqid, record.cardsetcode, *number}) : std::nullopt;
+Changes compare(const Site& before, const Site& now) {
+  return compare(before.databases(), now.databases(), [&](const CredentialChange& change) {
+    return (change.before != nullptr ? before : now).cardNumberOf(change.record());
   });
 }
 

@@ -25,7 +25,6 @@ const char* nameOf(ChangeKind kind);
 // A holder whose access records differ. An empty span: the holder is not in that database.
 struct HolderChange {
   std::span<const AccessRecord> before, now;
-  uint32_t uniqid() const { return (before.empty() ? now : before).front().uniqid; }
   ChangeKind kind() const {
     if (before.empty()) return ChangeKind::kAdded;
     return now.empty() ? ChangeKind::kRemoved : ChangeKind::kChanged;
@@ -33,11 +32,18 @@ struct HolderChange {
 };
 
 struct CredentialChange {
-  ChangeKind kind;
   const IdentRecord *before, *now;  // Null when the credential is not in that database.
   const IdentRecord& record() const { return before != nullptr ? *before : *now; }
-  uint32_t uniqid() const { return record().uniqid; }
+  bool isReplaced() const;  // By another credential: another key, or another card set code.
+  ChangeKind kind() const;
 };
+
+inline uint32_t uniqidOf(const HolderChange& change) {
+  return (change.before.empty() ? change.now : change.before).front().uniqid;
+}
+inline uint32_t uniqidOf(const CredentialChange& change) {
+  return change.record().uniqid;
+}
 
 // The differences between two pairs of databases, both lists in the order of (old) unique IDs. They
 // point into the databases that were compared, which must outlive them.
@@ -50,13 +56,11 @@ struct Changes {
   size_t countCredentials(ChangeKind kind) const;
 };
 
-// Both must be sorted.
+// Both must be sorted. With sites, a card that is removed and one that is added are one change when
+// the same holder has both and they have the same number: only the key has changed. Each key is
+// read with the formats and card sets of its own site.
 Changes compare(const Databases& before, const Databases& now);
-
-// Makes one change of a card that is removed and one that is added when the same holder has both
-// and they have the same number: only the key has changed. Each key is read with the formats and
-// card sets of its own site.
-void joinChangedKeys(Changes& changes, const Site& before, const Site& now);
+Changes compare(const Site& before, const Site& now);
 
 // Prints a line for each change, all of one holder together. Cards are named by the formats and
 // card sets of the two sites.

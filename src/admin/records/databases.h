@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
+#include <map>
 #include <span>
 #include <string>
 #include <tuple>
@@ -21,12 +23,11 @@
 namespace badgemint::admin {
 
 // Of a record, or of one that is pointed at.
-template <typename Element>
-uint32_t uniqidOf(const Element& element) {
-  if constexpr (std::is_pointer_v<Element>)
-    return element->uniqid;
-  else
-    return element.uniqid;
+uint32_t uniqidOf(const auto& record) {
+  return record.uniqid;
+}
+uint32_t uniqidOf(const auto* record) {
+  return record->uniqid;
 }
 
 // Goes through two vectors that are in the order of unique IDs: both databases, or an old and a new
@@ -34,31 +35,18 @@ uint32_t uniqidOf(const Element& element) {
 // the two may be empty.
 template <typename A, typename B, typename Visit>
 void forEachUniqid(const std::vector<A>& as, const std::vector<B>& bs, Visit visit) {
-  const auto takeFirst = [](auto& range, uint32_t uniqid) {
-    size_t count = 0;
-    while (count < range.size() && uniqidOf(range[count]) == uniqid) ++count;
-    const auto first = range.first(count);
-    range = range.subspan(count);
-    return first;
-  };
-  std::span<const A> a(as);
-  std::span<const B> b(bs);
-  while (!a.empty() || !b.empty()) {
-    uint32_t uniqid = a.empty() ? uniqidOf(b[0]) : uniqidOf(a[0]);
-    if (!b.empty()) uniqid = std::min(uniqid, uniqidOf(b[0]));
-    const auto fromA = takeFirst(a, uniqid);
-    const auto fromB = takeFirst(b, uniqid);
+  auto a = as.begin();
+  auto b = bs.begin();
+  while (a != as.end() || b != bs.end()) {
+    const bool isFirstOfA = b == bs.end() || (a != as.end() && uniqidOf(*a) < uniqidOf(*b));
+    const uint32_t uniqid = isFirstOfA ? uniqidOf(*a) : uniqidOf(*b);
+    const auto isOther = [uniqid](const auto& element) { return uniqidOf(element) != uniqid; };
+    const auto fromA = std::span(a, std::find_if(a, as.end(), isOther));
+    const auto fromB = std::span(b, std::find_if(b, bs.end(), isOther));
     visit(uniqid, fromA, fromB);
+    a += std::ssize(fromA);
+    b += std::ssize(fromB);
   }
-}
-
-// The elements of a sorted vector for which the projection gives `value`. (The subrange of
-// std::ranges::equal_range does not compile with Clang 14 and the library of GCC 12.)
-template <typename T, typename Value, typename Projection>
-std::span<const T> equalElements(const std::vector<T>& sorted, const Value& value,
-                                 Projection projection) {
-  const auto first = std::ranges::lower_bound(sorted, value, {}, projection);
-  return {first, std::ranges::upper_bound(first, sorted.end(), value, {}, projection)};
 }
 
 // The records in the order of unique IDs; of one unique ID in the order of the file.
@@ -106,9 +94,8 @@ struct Databases {
   size_t countHolders() const;
 };
 
-// Throws Failure when one of the files, which `paths` names, ends within a record.
-void requireWholeRecords(const Databases& databases, const SitePaths& paths,
-                         ExitStatus status = ExitStatus::kRefused);
+// Which of the files, which `paths` names, ends within a record; empty when both are whole.
+std::string whyNotWhole(const Databases& databases, const SitePaths& paths);
 // Why these cannot be the databases of a site: a record holds what no such record holds, or a file
 // ends within a record. Empty when they can be.
 std::string whyImpossible(const Databases& databases, const SitePaths& paths);
@@ -119,31 +106,43 @@ std::string whyImpossible(const Databases& databases, const SitePaths& paths);
 template <typename Record, auto Key>
 class RecordWalk {
  public:
+  using KeyType = std::decay_t<decltype(std::declval<Record>().*Key)>;
+
   explicit RecordWalk(const std::vector<Record>& records)
       : _records(records), _isUsed(records.size()) {}
 
   struct Step {
     const Record* record = nullptr;  // Null when there is none with this key.
-    bool isShared = false;           // All with this key were used before: the last one.
+    bool isShared = false;           // All with this key were used before; this is one of them.
     bool isEarlier = false;          // It stands before one that was used before.
   };
-  Step next(const std::decay_t<decltype(std::declval<Record>().*Key)>& key);
-
-  size_t numberOf(const Record* record) const {
-    return static_cast<size_t>(record - _records.data());
+  Step next(const KeyType& key) {
+    if (_next < _records.size() && _records[_next].*Key == key && !_isUsed[_next])
+      return use(_next);
+    if (_byKey.empty())
+      for (size_t i = 0; i < _records.size(); ++i) _byKey.emplace(_records[i].*Key, i);
+    auto [found, end] = _byKey.equal_range(key);
+    if (found == end) return {};
+    while (_isUsed[found->second] && std::next(found) != end) found = _byKey.erase(found);
+    if (_isUsed[found->second]) return {&_records[found->second], true, false};
+    return use(found->second);
   }
+
   bool isUsed(size_t number) const { return _isUsed[number]; }
 
  private:
-  Step use(const Record* record);
+  Step use(size_t number) {
+    const bool isEarlier = number < _next;
+    _isUsed[number] = true;
+    _next = number + 1;
+    return {&_records[number], false, isEarlier};
+  }
 
   const std::vector<Record>& _records;
   std::vector<bool> _isUsed;
   size_t _next = 0;  // The number after that of the last one used.
-  // All records in the order of keys, once they are needed; and where those of one key begin, how
-  // many of them are known to be used.
-  std::vector<const Record*> _ordered;
-  std::vector<uint32_t> _skipped;
+  // The numbers of the records, once they are needed; used ones go as they are met.
+  std::multimap<KeyType, size_t> _byKey;
 };
 // The access records of one credential after the other: a build appends one with each credential
 // but the PIN beside a card.

@@ -4,25 +4,12 @@
 #include <new>
 
 #include "admin/records/wording.h"
-#include "formats/loadformats.h"
 #include "support/linereader.h"
 #include "support/result.h"
 
 namespace badgemint::admin {
 
 namespace {
-
-std::unique_ptr<SiteCards> siteWithFormats(const std::string& formatsName) {
-  auto site = std::make_unique<SiteCards>();
-  int32_t result = site->create();
-  if (result == kSuccess)
-    result = loadFormats("badgemint-admin", "", formatsName.c_str(), site->formats());
-  if (result == kOutOfMemory) throw std::bad_alloc();
-  if (result < 0)
-    throw Failure(ExitStatus::kRefused, "{}: its formats cannot be loaded any more (result {})",
-                  formatsName, result);
-  return site;
-}
 
 template <typename Record>
 void requireEqual(const std::vector<Record>& records, const std::vector<Record>& expected,
@@ -40,9 +27,6 @@ std::string lineOf(const cardset* set) {
 }
 
 }  // namespace
-
-ExpectedRecords::ExpectedRecords(const std::string& formatsName, Visit visit)
-    : _site(siteWithFormats(formatsName)), _writer(*_site, *this), _visit(std::move(visit)) {}
 
 // The writer that calls this is built without exceptions: none may pass through it.
 int32_t ExpectedRecords::put(const IdentRecord& ident, const AccessRecord* access) {
@@ -65,14 +49,13 @@ int32_t ExpectedRecords::readLine(InputLine line) {
 void ExpectedRecords::readFile(const std::string& cardsName) {
   LineReader lines;
   throwErrnoUnless(lines.open(cardsName.c_str()), cardsName);
-  uint32_t number = 0;  // Wraps where a signed number must not.
   while (lines.readLine(kMaxInputLine) == LineReader::Status::kLine) {
-    const int32_t result = readLine({lines.line(), static_cast<int32_t>(++number)});
+    const int32_t result = readLine({lines.line(), static_cast<int32_t>(lines.lineNumber())});
     if (result == kOutOfMemory) throw std::bad_alloc();
     if (result < 0)
       throw Failure(ExitStatus::kRefused,
-                    "line {} of {} has become invalid since it was checked (result {})", number,
-                    cardsName, result);
+                    "line {} of {} has become invalid since it was checked (result {})",
+                    lines.lineNumber(), cardsName, result);
   }
   throwErrnoUnless(!lines.failed(), cardsName);
 }
@@ -85,22 +68,19 @@ std::string differenceOfCardSets(const cardsets& expected, const cardsets& store
 }
 
 Databases prove(const SitePaths& files) {
-  Databases databases, expected;
-  databases.readIdents(files.ident);
-  databases.readAccesses(files.access);
-  ExpectedRecords records(files.formats, [&expected](const ExpectedRecord& made) {
+  Site site(files, {.formats = true, .wholeRecords = ExitStatus::kRefused});
+  Databases &databases = site.databases(), expected;
+  ExpectedRecords records(site, [&expected](const ExpectedRecord& made) {
     expected.idents.push_back(made.ident);
     if (made.access != nullptr) expected.accesses.push_back(*made.access);
   });
   records.readFile(files.cards);
-  requireWholeRecords(databases, files);
   requireEqual(databases.idents, expected.idents, files.ident);
   requireEqual(databases.accesses, expected.accesses, files.access);
-  cardsets stored;
-  throwErrnoUnless(stored.load(files.cardSets.c_str()) >= 0, files.cardSets);
-  if (const auto difference = differenceOfCardSets(records.cardSets(), stored); !difference.empty())
+  const std::string difference = differenceOfCardSets(records.cardSets(), site.sets());
+  if (!difference.empty())
     throw Failure(ExitStatus::kRefused, "not proved: {}: {}", files.cardSets, difference);
-  return databases;
+  return std::move(databases);
 }
 
 }  // namespace badgemint::admin

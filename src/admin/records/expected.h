@@ -6,11 +6,10 @@
 #include <cstdint>
 #include <exception>
 #include <functional>
-#include <memory>
 #include <string>
 
 #include "admin/files/folder.h"
-#include "admin/records/databases.h"
+#include "admin/records/site.h"
 #include "cardsets/cardsets.h"
 #include "inputcards/linewriter.h"
 
@@ -23,14 +22,15 @@ struct ExpectedRecord {
   const AccessRecord* access;  // Null for the PIN beside a card, which has no access record.
 };
 
-// Hands the records of each line to a function, in the order of a build. It has formats of its own,
-// and the card sets that the lines so far define.
+// Hands the records of each line to a function, in the order of a build. It uses the formats of a
+// site, which must outlive it and has one of these only: the card sets that the lines define are
+// those of its siteCards().
 class ExpectedRecords final : private RecordSink {
  public:
   using Visit = std::function<void(const ExpectedRecord&)>;
 
-  // Loads the formats. Throws Failure (refused) when one does not load, and std::bad_alloc.
-  ExpectedRecords(const std::string& formatsName, Visit visit);
+  ExpectedRecords(const Site& site, Visit visit)
+      : _site(site.siteCards()), _writer(_site, *this), _visit(std::move(visit)) {}
 
   // One line. kSuccess, or the code with which a build ends at it. What `visit` throws comes out.
   int32_t readLine(InputLine line);
@@ -38,12 +38,12 @@ class ExpectedRecords final : private RecordSink {
   // accept, and std::system_error.
   void readFile(const std::string& cardsName);
 
-  const cardsets& cardSets() const { return _site->cardSets(); }
+  const cardsets& cardSets() const { return _site.cardSets(); }
 
  private:
   [[nodiscard]] int32_t put(const IdentRecord& ident, const AccessRecord* access) override;
 
-  const std::unique_ptr<SiteCards> _site;
+  SiteCards& _site;
   LineWriter _writer;
   const Visit _visit;
   int32_t _line = 0;

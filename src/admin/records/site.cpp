@@ -77,7 +77,7 @@ void openLevels(const std::string& path, AccessLevelSet& levels) {
   readLevels(path, levels, ignored, ExitStatus::kNotDone);
 }
 
-Site::Site(const SitePaths& paths, Formats need) {
+Site::Site(const SitePaths& paths, const Needs& needs, Console* console) {
   if (!paths.formats.empty()) loadFormats(paths.formats, paths.formatFolder);
   const std::vector<std::string> formatsProblems = _problems;
   std::vector<std::string> replaced = {paths.access, paths.ident, paths.cardSets};
@@ -88,15 +88,16 @@ Site::Site(const SitePaths& paths, Formats need) {
     if (!paths.ident.empty()) _databases.readIdents(paths.ident);
     if (!paths.access.empty()) _databases.readAccesses(paths.access);
   });
-  if (need == Formats::kRequired && !_problems.empty())
-    throw Failure(ExitStatus::kNotDone, _problems.front());
+  if (needs.formats && !_problems.empty()) throw Failure(ExitStatus::kNotDone, _problems.front());
   if (const auto first = _cardSetProblems.begin(); first != _cardSetProblems.end())
     _problems.push_back(fmt::format("{}:{}: {} ({} such lines)", paths.cardSets, first->first,
                                     first->second, _cardSetProblems.size()));
-}
-
-Site::Site(const SitePaths& paths, Formats need, Console& console) : Site(paths, need) {
-  for (const std::string& problem : _problems) console.report("{}", problem);
+  if (const std::string rest = whyNotWhole(_databases, paths); !rest.empty()) {
+    if (needs.wholeRecords) throw Failure(*needs.wholeRecords, rest);
+    _problems.push_back(rest);
+  }
+  if (console != nullptr)
+    for (const std::string& problem : _problems) console->report("{}", problem);
 }
 
 void Site::loadFormats(std::string path, const std::string& formatFolder) {
@@ -107,7 +108,7 @@ void Site::loadFormats(std::string path, const std::string& formatFolder) {
     std::filesystem::current_path(formatFolder);
   }
   Findings findings;
-  _checked = checkFormats(path, _formats, findings);
+  _checked = checkFormats(path, _siteCards->formats(), findings);
   for (const Finding& finding : findings.sorted())
     if (finding.isError() && _problems.empty())
       _problems.push_back(findings.placeText(finding.place) + ": " + finding.text);

@@ -17,6 +17,7 @@
 #include "admin/records/databases.h"
 #include "carddb/identrecord.h"
 #include "cardsets/cardsets.h"
+#include "inputcards/sitecards.h"
 #include "site/accesslevel.h"
 
 namespace badgemint::admin {
@@ -25,22 +26,21 @@ namespace badgemint::admin {
 // their files until somebody sorts them.
 class Site {
  public:
-  enum class Formats {
-    kRequired,  // Without formats and card sets the site does not open.
-    kOptional,  // Their problems are reported; cards are then known by their keys only.
+  // What a verb cannot do without.
+  struct Needs {
+    bool formats = false;  // And card sets; else cards may be known by their keys only.
+    std::optional<ExitStatus> wholeRecords{};  // Thrown when a database ends within a record.
   };
 
   // Reads what the paths name, card sets and databases as one state, and leaves out what has an
-  // empty path. Throws Failure or std::system_error
+  // empty path. Reports the problems where there is a console. Throws Failure or std::system_error
   // when a file that is needed cannot be read, and as readOneState does.
-  Site(const SitePaths& paths, Formats need);
-  // The same; reports the problems.
-  Site(const SitePaths& paths, Formats need, Console& console);
+  Site(const SitePaths& paths, const Needs& needs, Console* console = nullptr);
 
-  // What is wrong with formats and card sets that can be done without, and with lines of the card
-  // sets file.
+  // What is wrong with formats and card sets that can be done without, with lines of the card sets
+  // file, and with the ends of the databases.
   const std::vector<std::string>& problems() const { return _problems; }
-  // The latter by their lines.
+  // Those of the card sets file by their lines.
   const std::map<int64_t, std::string>& cardSetProblems() const { return _cardSetProblems; }
 
   const Databases& databases() const { return _databases; }
@@ -48,8 +48,10 @@ class Site {
 
   // In the order of the formats file; those that did not load have no `format`.
   const std::vector<CheckedFormat>& formats() const { return _checked.formats; }
-  const CardFormatSet& formatSet() const { return _formats; }
+  const CardFormatSet& formatSet() const { return _siteCards->formats(); }
   const cardsets& sets() const { return *_sets; }
+  // What a build knows of the site: the formats, and the card sets of the lines that it has read.
+  SiteCards& siteCards() const { return *_siteCards; }
 
   // Null when there is no such card set, or its format did not load.
   const CardFormat* formatOfSet(uint32_t csid) const;
@@ -61,7 +63,7 @@ class Site {
   void loadFormats(std::string path, const std::string& formatFolder);
   void readCardSets(const std::string& path);
 
-  CardFormatSet _formats;
+  const std::unique_ptr<SiteCards> _siteCards = std::make_unique<SiteCards>();
   CheckedFormats _checked;
   std::unique_ptr<cardsets> _sets = std::make_unique<cardsets>();
   Databases _databases;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <functional>
 
 #include "cardsets/card_functions.h"
 
@@ -10,17 +11,10 @@ namespace badgemint::admin {
 
 namespace {
 
-template <int32_t Slot>
-uint32_t levelOf(const AccessRecord& record) {
-  return record.accessLevel(Slot);
-}
-template <int32_t Bit>
-uint32_t flagOf(const AccessRecord& record) {
-  return static_cast<uint32_t>(record.flag(Bit));
-}
-template <auto Member>
-uint32_t memberOf(const AccessRecord& record) {
-  return record.*Member;
+// Of a member, or what a member function returns for an index.
+template <auto Member, int32_t... Index>
+uint32_t read(const AccessRecord& record) {
+  return static_cast<uint32_t>(std::invoke(Member, record, Index...));
 }
 uint32_t packedPinOf(const AccessRecord& record) {
   return std::bit_cast<uint32_t>(record.pincode);
@@ -28,29 +22,29 @@ uint32_t packedPinOf(const AccessRecord& record) {
 
 using enum AccessField::Kind;
 constexpr AccessField kAccessFields[] = {
-    {"access level 1", "access_levels", kAccessLevel, levelOf<0>},
-    {"access level 2", "access_levels", kAccessLevel, levelOf<1>},
-    {"access level 3", "access_levels", kAccessLevel, levelOf<2>},
-    {"access level 4", "access_levels", kAccessLevel, levelOf<3>},
-    {"access level 5", "access_levels", kAccessLevel, levelOf<4>},
-    {"access level 6", "access_levels", kAccessLevel, levelOf<5>},
-    {"access level 7", "access_levels", kAccessLevel, levelOf<6>},
-    {"access level 8", "access_levels", kAccessLevel, levelOf<7>},
-    {"start", "start", kTime, memberOf<&AccessRecord::starttime>},
-    {"end", "end", kTime, memberOf<&AccessRecord::endtime>},
-    {"flag 0 (not in the line)", "flags", kFlag, flagOf<0>},
-    {"flag 1 (second of the line)", "flags", kFlag, flagOf<1>},
-    {"flag 2 (first of the line)", "flags", kFlag, flagOf<2>},
-    {"flag 3 (not in the line)", "flags", kFlag, flagOf<3>},
-    {"flag 4 (third of the line)", "flags", kFlag, flagOf<4>},
-    {"flag 5 (last of the line)", "flags", kFlag, flagOf<5>},
-    {"flag 6 (not in the line)", "flags", kFlag, flagOf<6>},
-    {"flag 7 (not in the line)", "flags", kFlag, flagOf<7>},
-    {"escort", "escort", kEscort, memberOf<&AccessRecord::escortid>},
-    {"elevator access", "elevator_access", kNumber, memberOf<&AccessRecord::elevatoraccess>},
-    {"output relay group", "output_relay_group", kNumber, memberOf<&AccessRecord::outrelaygrpid>},
-    {"issue level", "issue_level", kNumber, memberOf<&AccessRecord::cardissuelevel>},
-    {"output mode", "output_mode", kNumber, memberOf<&AccessRecord::outgrpmode>},
+    {"access level 1", "access_levels", kAccessLevel, read<&AccessRecord::accessLevel, 0>},
+    {"access level 2", "access_levels", kAccessLevel, read<&AccessRecord::accessLevel, 1>},
+    {"access level 3", "access_levels", kAccessLevel, read<&AccessRecord::accessLevel, 2>},
+    {"access level 4", "access_levels", kAccessLevel, read<&AccessRecord::accessLevel, 3>},
+    {"access level 5", "access_levels", kAccessLevel, read<&AccessRecord::accessLevel, 4>},
+    {"access level 6", "access_levels", kAccessLevel, read<&AccessRecord::accessLevel, 5>},
+    {"access level 7", "access_levels", kAccessLevel, read<&AccessRecord::accessLevel, 6>},
+    {"access level 8", "access_levels", kAccessLevel, read<&AccessRecord::accessLevel, 7>},
+    {"start", "start", kTime, read<&AccessRecord::starttime>},
+    {"end", "end", kTime, read<&AccessRecord::endtime>},
+    {"flag 0 (not in the line)", "flags", kFlag, read<&AccessRecord::flag, 0>},
+    {"flag 1 (second of the line)", "flags", kFlag, read<&AccessRecord::flag, 1>},
+    {"flag 2 (first of the line)", "flags", kFlag, read<&AccessRecord::flag, 2>},
+    {"flag 3 (not in the line)", "flags", kFlag, read<&AccessRecord::flag, 3>},
+    {"flag 4 (third of the line)", "flags", kFlag, read<&AccessRecord::flag, 4>},
+    {"flag 5 (last of the line)", "flags", kFlag, read<&AccessRecord::flag, 5>},
+    {"flag 6 (not in the line)", "flags", kFlag, read<&AccessRecord::flag, 6>},
+    {"flag 7 (not in the line)", "flags", kFlag, read<&AccessRecord::flag, 7>},
+    {"escort", "escort", kEscort, read<&AccessRecord::escortid>},
+    {"elevator access", "elevator_access", kNumber, read<&AccessRecord::elevatoraccess>},
+    {"output relay group", "output_relay_group", kNumber, read<&AccessRecord::outrelaygrpid>},
+    {"issue level", "issue_level", kNumber, read<&AccessRecord::cardissuelevel>},
+    {"output mode", "output_mode", kNumber, read<&AccessRecord::outgrpmode>},
     {"PIN", "pin", kPin, packedPinOf},
 };
 
@@ -84,12 +78,6 @@ void addAccess(JsonObject& object, const AccessRecord& record, bool hasCard, boo
 
 std::span<const AccessField> accessFields() {
   return kAccessFields;
-}
-
-std::string valueText(const AccessField& field, const AccessRecord& record, bool withPins) {
-  if (field.kind == kPin) return pinText(record, withPins);
-  const uint32_t value = field.valueOf(record);
-  return field.kind == kTime ? timeText(value).data() : std::to_string(value);
 }
 
 const char* differingField(const IdentRecord& a, const IdentRecord& b) {
@@ -140,15 +128,13 @@ std::optional<std::string> cardNumberText(const IdentRecord& record, const Site&
 }
 
 std::string credentialText(const IdentRecord& record, const Site& site, bool withPins) {
-  if (record.cardsetcode == kPinOnlyCode)
-    return "PIN " + pinOf(record, withPins) + " without a card";
-  if (record.cardsetcode == kPinIdentCode)
-    return "PIN " + pinOf(record, withPins) + " beside a card";
+  const uint32_t code = record.cardsetcode;
+  if (code == kPinOnlyCode) return fmt::format("PIN {} without a card", pinOf(record, withPins));
+  if (code == kPinIdentCode) return fmt::format("PIN {} beside a card", pinOf(record, withPins));
   const auto number = cardNumberText(record, site);
-  if (record.cardsetcode == kFormatlessCode) return fmt::format("card {} without format", *number);
-  if (number) return fmt::format("card {} of card set {}", *number, record.cardsetcode);
-  return fmt::format("card with key {} of card set {}", keyText(record, withPins),
-                     record.cardsetcode);
+  if (code == kFormatlessCode) return fmt::format("card {} without format", *number);
+  return fmt::format("card {} of card set {}",
+                     number ? *number : "with key " + keyText(record, withPins), code);
 }
 
 std::string pinText(const AccessRecord& record, bool withPins) {

@@ -32,9 +32,6 @@ struct AccessField {
 // Every byte of a record after its unique ID belongs to one of them.
 std::span<const AccessField> accessFields();
 
-// The value as text: "7", "2026/01/31 18:00:00", "4711".
-std::string valueText(const AccessField& field, const AccessRecord& record, bool withPins);
-
 // The first field in which two records differ: "unique ID", "card set", "key", "mark of deletion",
 // or the name of an access field. Null for equal records.
 const char* differingField(const IdentRecord& a, const IdentRecord& b);

@@ -266,8 +266,7 @@ class Build {
     before.ident = before.access = now.ident = now.access = "";
     if (!_replacement->hasTarget(kCardSetsPart)) before.cardSets = "";
     now.cardSets = _staged.cardSets;
-    printChanges(changes, Site(before, Site::Formats::kOptional, _console),
-                 Site(now, Site::Formats::kOptional, _console), {}, _console);
+    printChanges(changes, Site(before, {}, &_console), Site(now, {}, &_console), {}, _console);
   }
 
   void requireFewLosses(const RemovalLimit& limit) const {

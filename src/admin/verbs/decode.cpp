@@ -286,9 +286,7 @@ ExitStatus decode(const DecodeOptions& options, Console& console) {
     if (!isMissing || options.needsIdent) console.report("{}", problem.what());
     paths.ident = "";
   }
-  const Site site(paths, Site::Formats::kOptional, console);
-  if (const size_t rest = site.databases().identRest; rest != 0)
-    console.report("{} ends within a record; its last {} bytes are ignored", paths.ident, rest);
+  const Site site(paths, {}, &console);
   const bool hasIdent = !paths.ident.empty();
   if (Decode(input, site, hasIdent, options.json, console).run()) return ExitStatus::kAllWell;
   return hasIdent || isMissing ? ExitStatus::kFound : ExitStatus::kNotDone;

@@ -52,30 +52,23 @@ SitePaths keptSide(const SitePaths& given) {
 
 std::pair<SitePaths, SitePaths> sidesOf(const DiffOptions& options) {
   const SitePaths& site = options.site;
-  const auto &folders = options.folders, &oldFiles = options.oldFiles, &newFiles = options.newFiles;
-  if (oldFiles.empty() != newFiles.empty() ||
-      !folders.empty() + !oldFiles.empty() + options.kept != 1)
+  const auto& folders = options.folders;
+  if (options.oldFiles.empty() != options.newFiles.empty() ||
+      !folders.empty() + !options.oldFiles.empty() + options.kept != 1)
     throw Failure(ExitStatus::kNotDone,
                   "give two folders to compare, or --old IDENT ACCESS and --new IDENT ACCESS, "
                   "or --kept");
   if (options.kept) return {keptSide(site), site};
-  if (folders.empty())
-    return {sideOf(oldFiles[0], oldFiles[1], site), sideOf(newFiles[0], newFiles[1], site)};
   for (const std::string& folder : folders)
     if (std::filesystem::is_regular_file(folder))
       throw Failure(ExitStatus::kNotDone,
                     "{} is not a folder; for files write --old IDENT ACCESS --new IDENT ACCESS",
                     folder);
-  const auto sideOfFolder = [&site](const std::string& folder) {
-    return sideOf(folder + '/' + site.ident, folder + '/' + site.access, site);
+  const auto sideOfFiles = [&](size_t side, const std::vector<std::string>& files) {
+    if (folders.empty()) return sideOf(files[0], files[1], site);
+    return sideOf(folders[side] + '/' + site.ident, folders[side] + '/' + site.access, site);
   };
-  return {sideOfFolder(folders[0]), sideOfFolder(folders[1])};
-}
-
-void open(std::optional<Site>& site, const SitePaths& side) {
-  site.emplace(side, Site::Formats::kOptional);
-  requireWholeRecords(site->databases(), side);
-  site->databases().sort();
+  return {sideOfFiles(0, options.oldFiles), sideOfFiles(1, options.newFiles)};
 }
 
 void printCounts(const Changes& changes, bool asJson, Console& console) {
@@ -100,21 +93,18 @@ void printCounts(const Changes& changes, bool asJson, Console& console) {
 ExitStatus diff(const DiffOptions& options, Console& console) {
   const auto [oldSide, newSide] = sidesOf(options);
   std::optional<Site> before, now;
-  const auto openBoth = [&, &oldSide = oldSide, &newSide = newSide] {
-    open(before, oldSide);
-    open(now, newSide);
-  };
-  if (options.kept)  // A build replaces both sides.
-    readOneState(std::vector{oldSide.ident, oldSide.access, newSide.ident, newSide.access},
-                 openBoth);
-  else
-    openBoth();
-  Changes changes = compare(before->databases(), now->databases());
+  readOneState(std::vector{oldSide.ident, oldSide.access, newSide.ident, newSide.access},
+               [&, &oldSide = oldSide, &newSide = newSide] {  // A build --keep replaces both sides.
+                 before.emplace(oldSide, Site::Needs{.wholeRecords = ExitStatus::kRefused});
+                 now.emplace(newSide, Site::Needs{.wholeRecords = ExitStatus::kRefused});
+               });
+  before->databases().sort();
+  now->databases().sort();
+  const Changes changes = compare(*before, *now);
   if (changes.empty() && !options.counts) return ExitStatus::kAllWell;
   std::set<std::string> problems(before->problems().begin(), before->problems().end());
   problems.insert(now->problems().begin(), now->problems().end());
   for (const std::string& problem : problems) console.report("{}", problem);
-  joinChangedKeys(changes, *before, *now);
   if (options.counts)
     printCounts(changes, options.json, console);
   else

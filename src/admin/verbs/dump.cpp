@@ -1,6 +1,5 @@
 // The verb `dump`: writes the cards file of existing databases, and reports what such a file cannot
 // say. Each line is given to a build's own code, which must make the records that it came from.
-#include <array>
 #include <cerrno>
 #include <concepts>
 #include <cstring>
@@ -36,16 +35,12 @@ struct Credential {
   std::optional<std::string> cardNumber;  // None for a PIN.
 };
 
-bool isPin(const IdentRecord& ident) {
-  return ident.cardsetcode == kPinOnlyCode || ident.cardsetcode == kPinIdentCode;
-}
-
 // A line of a cards file, field by field, and where its PIN stands.
 class CardsLine {
  public:
   // Makes the 'c', 'n', 'p' or 'o' line of a credential, its newline included.
   void write(const Credential& credential) {
-    isPin(credential.ident) ? writePin(credential) : writeCard(credential);
+    credential.cardNumber ? writeCard(credential) : writePin(credential);
     _text += '\n';
   }
 
@@ -132,7 +127,7 @@ class Dump {
         _databases(site.databases()),
         _console(console),
         _accessWalk(_databases.accesses),
-        _expected(options.site.formats, [this](const ExpectedRecord& made) { compare(made); }) {
+        _expected(site, [this](const ExpectedRecord& made) { compare(made); }) {
     if (!_index.isInitialised()) throw std::bad_alloc();
   }
 
@@ -142,8 +137,6 @@ class Dump {
     constexpr std::string_view kNoPins =
         "# PINs are left out: no databases can be built from this file (dump --with-pins has "
         "them)\n";
-    warnOfRest(_options.site.ident, _databases.identRest);
-    warnOfRest(_options.site.access, _databases.accessRest);
     constexpr size_t kUsualLine = 120;
     _text.reserve(kUsualLine * _databases.idents.size());
     if (!_options.withPins) addLine(kNoPins);
@@ -174,8 +167,8 @@ class Dump {
   // The 'f' line of a card set, once, where there is such a set.
   void define(uint32_t csid) {
     const cardset* const set = _site.sets().getCardSet(csid);
-    if (set == nullptr || csid > kLastCardSetId || _isDefined.at(csid)) return;
-    _isDefined.at(csid) = true;
+    if (set == nullptr || csid > kLastCardSetId || _expected.cardSets().getCardSet(csid) != nullptr)
+      return;
     std::string line = fieldsLine(*set, _site.formatOfSet(csid));
     addLine(line);
     static_cast<void>(_expected.readLine({line.data(), _lines}));  // Splits the line.
@@ -183,31 +176,27 @@ class Dump {
 
   void addCredential(const IdentRecord& ident) {
     const bool hasHolder = ident.cardsetcode != kPinIdentCode;
-    const AccessWalk::Step step = hasHolder ? _accessWalk.next(ident.uniqid) : AccessWalk::Step{};
-    if (hasHolder && step.record == nullptr) return leaveOut(ident, "there is no access record");
-    const Credential credential = {ident, step.record, cardNumberText(ident, _site)};
+    const auto [access, isShared, isEarlier] =
+        hasHolder ? _accessWalk.next(ident.uniqid) : AccessWalk::Step{};
+    if (hasHolder && access == nullptr) return leaveOut(ident, "there is no access record");
+    const Credential credential = {ident, access, cardNumberText(ident, _site)};
     define(ident.cardsetcode);
-    if (!credential.cardNumber && !isPin(ident))
+    if (!credential.cardNumber && hasHolder && ident.cardsetcode != kPinOnlyCode)
       return leaveOut(ident,
                       fmt::format("card set {} or its format is not known", ident.cardsetcode));
-    if (ident.deleted != 0) return addDeleted(credential);
     _line.write(credential);
-    compareWithBuild(credential);
+    const bool isDeleted = ident.deleted != 0;  // A build of its line would make it valid again.
+    if (!isDeleted) compareWithBuild(credential);
     if (!_options.withPins) _line.hidePin();
+    if (isDeleted) _line.text().insert(0, "# deleted: ");
     addLine(_line.text());
-    if (step.isShared || step.isEarlier)
+    if (isDeleted)
+      warn("{} is marked as deleted: its line is a comment", textOf(ident));
+    else if (isShared || isEarlier)
       warn(
           "{}: its access record is shared or stands before others: a build writes one for each "
           "credential, in the order of the ident database",
           textOf(ident));
-  }
-
-  // A build of a line would make the credential valid again.
-  void addDeleted(const Credential& credential) {
-    _line.write(credential);
-    if (!_options.withPins) _line.hidePin();
-    addLine(fmt::format("# deleted: {}", _line.text()));
-    warn("{} is marked as deleted: its line is a comment", textOf(credential.ident));
   }
 
   void leaveOut(const IdentRecord& ident, const std::string& why) {
@@ -232,10 +221,6 @@ class Dump {
     if (access == nullptr) return;
     if (const char* const field = differingField(*made.access, *access))
       warn("{}: a build makes another {}", textOf(*access), field);
-  }
-
-  void warnOfRest(const std::string& database, size_t rest) {
-    if (rest != 0) warn("{} ends within a record: its last {} bytes are left out", database, rest);
   }
 
   void warnOfUnusedAccesses() {
@@ -272,27 +257,22 @@ class Dump {
   ExpectedRecords _expected;
   const Credential* _credential = nullptr;  // Of the line that is compared.
   CardIndex _index;
-  std::array<bool, kLastCardSetId + 1> _isDefined{};
   std::string _text;
   CardsLine _line;
   int32_t _lines = 0;
 };
 
-void checkOutput(const DumpOptions& options) {
-  const SitePaths& site = options.site;
-  std::vector<std::string> inputs = formatFiles(site.formats);
-  inputs.insert(inputs.end(), {site.formats, site.ident, site.access, site.cardSets});
-  requireDistinctFiles(inputs, {options.output});
-}
-
 ExitStatus dump(const DumpOptions& options, Console& console) {
+  const SitePaths& paths = options.site;
   std::optional<NewFile> file;
   if (!options.output.empty()) {
     deferTerminationSignals();
-    checkOutput(options);
+    std::vector<std::string> inputs = formatFiles(paths.formats);
+    inputs.insert(inputs.end(), {paths.formats, paths.ident, paths.access, paths.cardSets});
+    requireDistinctFiles(inputs, {options.output});
     file.emplace(options.output, options.force);
   }
-  const Site site(options.site, Site::Formats::kRequired);
+  const Site site(paths, {.formats = true});
   const auto dump = std::make_unique<Dump>(options, site, console);
   const std::string text = dump->run();
   ExitStatus status = dump->hasWarned() ? ExitStatus::kFound : ExitStatus::kAllWell;
@@ -305,11 +285,11 @@ ExitStatus dump(const DumpOptions& options, Console& console) {
     status = ExitStatus::kFound;
   }
   if (options.withPins) {
-    std::vector<std::string> paths = {options.site.ident, options.site.access};
+    std::vector<std::string> withPins = {paths.ident, paths.access};
     std::error_code isPipe;
     if (!file && &console.output() == &std::cout)
-      paths.push_back(std::filesystem::canonical("/dev/stdout", isPipe));
-    reportReadableByOthers(paths, console);
+      withPins.push_back(std::filesystem::canonical("/dev/stdout", isPipe));
+    reportReadableByOthers(withPins, console);
   }
   return status;
 }

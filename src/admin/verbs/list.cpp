@@ -60,13 +60,12 @@ Filter changedSince(const SitePaths& site, const std::string& folder, const Data
   paths.formats = paths.cardSets = "";
   paths.ident = folder + '/' + site.ident;
   paths.access = folder + '/' + site.access;
-  Site before(paths, Site::Formats::kOptional);
-  requireWholeRecords(before.databases(), paths);
+  Site before(paths, {.wholeRecords = ExitStatus::kRefused});
   before.databases().sort();
   const Changes changes = compare(before.databases(), now);
   std::unordered_set<uint32_t> changed;
-  for (const HolderChange& change : changes.holders) changed.insert(change.uniqid());
-  for (const CredentialChange& change : changes.credentials) changed.insert(change.uniqid());
+  for (const HolderChange& change : changes.holders) changed.insert(uniqidOf(change));
+  for (const CredentialChange& change : changes.credentials) changed.insert(uniqidOf(change));
   return [changed = std::move(changed)](const Holder& holder) {
     return changed.contains(holder.uniqid);
   };
@@ -74,33 +73,33 @@ Filter changedSince(const SitePaths& site, const std::string& folder, const Data
 
 std::vector<Filter> filtersOf(const ListOptions& options, uint32_t now,
                               const Databases& databases) {
-  std::vector<Filter> filters;
-  const auto addIf = [&filters](bool isWanted, const Filter& filter) {
-    if (isWanted) filters.push_back(filter);
-  };
-  addIf(options.expired, expiresBefore(now));
-  addIf(options.notYetValid, anyAccess([now](const auto& r) { return now < r.starttime; }));
-  const auto hasNoLevel = [](const AccessRecord& record) {
-    return std::ranges::count(record.acclevel, 0) == AccessRecord::kAccessLevels;
-  };
-  addIf(options.noLevel, [hasNoLevel](const Holder& holder) {
-    return std::ranges::all_of(holder.accesses, hasNoLevel);
-  });
-  addIf(options.noCredential, [](const Holder& holder) { return holder.credentials.empty(); });
-  addIf(options.deleted, anyCredential([](const auto& r) { return r.deleted != 0; }));
-  addIf(options.pin, ownsPin);
-  addIf(options.noPin, std::not_fn(ownsPin));
   const uint32_t level = parseNumber("--level", options.level, UINT16_MAX);
-  addIf(!options.level.empty(), anyAccess([level](const auto& r) {
-    return level != 0 && std::ranges::count(r.acclevel, level) > 0;
-  }));
   const uint32_t set = parseNumber("--set", options.set, kPinIdentCode);
-  addIf(!options.set.empty(), anyCredential([set](const auto& r) { return r.cardsetcode == set; }));
   const uint32_t escort = parseNumber("--escort", options.escort, UINT32_MAX);
-  addIf(!options.escort.empty(),
-        anyAccess([escort](const auto& r) { return r.escortid == escort; }));
-  if (!options.expiresBefore.empty())
-    filters.push_back(expiresBefore(parseTimeOrNow("--expires-before", options.expiresBefore)));
+  const uint32_t end = parseTimeOrNow("--expires-before", options.expiresBefore);
+  const auto hasLevel = [](const AccessRecord& record) {
+    return std::ranges::count(record.acclevel, 0) < AccessRecord::kAccessLevels;
+  };
+  const auto hasThisLevel = [level](const AccessRecord& record) {
+    return level != 0 && std::ranges::count(record.acclevel, level) > 0;
+  };
+  const std::pair<bool, Filter> all[] = {
+      {options.expired, expiresBefore(now)},
+      {!options.expiresBefore.empty(), expiresBefore(end)},
+      {options.notYetValid, anyAccess([now](const auto& r) { return now < r.starttime; })},
+      {options.noLevel, std::not_fn(anyAccess(hasLevel))},
+      {!options.level.empty(), anyAccess(hasThisLevel)},
+      {!options.escort.empty(),
+       anyAccess([escort](const auto& r) { return r.escortid == escort; })},
+      {!options.set.empty(), anyCredential([set](const auto& r) { return r.cardsetcode == set; })},
+      {options.deleted, anyCredential([](const auto& r) { return r.deleted != 0; })},
+      {options.noCredential, [](const Holder& holder) { return holder.credentials.empty(); }},
+      {options.pin, ownsPin},
+      {options.noPin, std::not_fn(ownsPin)},
+  };
+  std::vector<Filter> filters;
+  for (const auto& [isGiven, filter] : all)
+    if (isGiven) filters.push_back(filter);
   if (!options.changedSince.empty())
     filters.push_back(changedSince(options.site, options.changedSince, databases));
   return filters;
@@ -207,9 +206,8 @@ ExitStatus list(const ListOptions& options, Console& console) {
     throw Failure(ExitStatus::kNotDone, "write only one of --count, --csv and --json");
   if ((options.pin || options.noPin) && !options.withPins)
     throw Failure(ExitStatus::kNotDone, "--pin and --no-pin need --with-pins");
-  Site site(options.site, Site::Formats::kOptional, console);
+  Site site(options.site, {.wholeRecords = ExitStatus::kRefused}, &console);
   Databases& databases = site.databases();
-  requireWholeRecords(databases, options.site);
   databases.sort();
   const uint32_t now = parseTimeOrNow("", "");
   const std::vector<Filter> filters = filtersOf(options, now, databases);

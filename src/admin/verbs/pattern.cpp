@@ -75,7 +75,7 @@ ExitStatus printCardsOfSet(const PatternOptions& options, Console& console) {
                   "{} does not exist: a build writes it; until then give --cards and a cards file",
                   paths.cardSets);
   }
-  const Site site(paths, Site::Formats::kRequired, console);
+  const Site site(paths, {.formats = true}, &console);
   const cardsets& sets = options.cards.empty() ? site.sets() : fromCards.cardSets();
   const std::string& set = options.words.front();
   const CardEncoder encoder = encoderOfSet(set, sets, site.formats());

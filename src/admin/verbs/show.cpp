@@ -114,11 +114,10 @@ class HolderPrinter {
   std::set<uint32_t> _printed;
 };
 
-// What one word of the command line asks for.
+// What a word of the command line asks for.
 struct Query {
   std::string subject;  // "holder 77".
   std::function<bool(const Holder&)> isAbout;
-  std::vector<Holder> holders{};
 };
 
 Query parseHolders(const std::string& word) {
@@ -157,39 +156,30 @@ Query parseCards(const std::string& word, const Site& site) {
   });
 }
 
-std::vector<Query> parseQueries(const ShowOptions& options, const Site& site) {
+ExitStatus show(const ShowOptions& options, Console& console) {
+  if (options.holders.empty() && options.cards.empty() && options.keys.empty())
+    throw Failure(ExitStatus::kNotDone, "no holder given; write a unique ID, a --card or a --key");
+  Site site(options.site, {}, &console);
+  HolderPrinter printer(options, site, console);
   std::vector<Query> queries;
   for (const std::string& word : options.holders) queries.push_back(parseHolders(word));
   for (const std::string& word : options.cards) queries.push_back(parseCards(word, site));
   for (const std::string& word : options.keys)
     queries.push_back(queryOfKey("credential with key " + word, parseKey(word), options.withPins));
-  return queries;
-}
-
-ExitStatus show(const ShowOptions& options, Console& console) {
-  if (options.holders.empty() && options.cards.empty() && options.keys.empty())
-    throw Failure(ExitStatus::kNotDone, "no holder given; write a unique ID, a --card or a --key");
-  Site site(options.site, Site::Formats::kOptional, console);
-  Databases& databases = site.databases();
-  HolderPrinter printer(options, site, console);
-  std::vector<Query> queries = parseQueries(options, site);
-  for (const auto& [rest, path] : {std::pair(databases.identRest, options.site.ident),
-                                   std::pair(databases.accessRest, options.site.access)})
-    if (rest != 0)
-      console.report("{} ends within a record; its last {} bytes are ignored", path, rest);
-  databases.sort();
-  databases.forEachHolder([&](const Holder& holder) {
-    for (Query& query : queries)
-      if (query.isAbout(holder)) query.holders.push_back(holder);
-  });
+  site.databases().sort();
   ExitStatus status = ExitStatus::kAllWell;
-  for (const Query& query : queries) {
-    for (const Holder& holder : query.holders) printer.print(holder);
-    if (!query.holders.empty()) continue;
+  for (const auto& [subject, isAbout] : queries) {
+    bool isFound = false;
+    site.databases().forEachHolder([&, &isWanted = isAbout](const Holder& holder) {
+      if (!isWanted(holder)) return;
+      isFound = true;
+      printer.print(holder);
+    });
+    if (isFound) continue;
     if (options.json)
-      console.report("there is no {}", query.subject);
+      console.report("there is no {}", subject);
     else
-      console.print("there is no {}\n\n", printable(query.subject));
+      console.print("there is no {}\n\n", printable(subject));
     status = ExitStatus::kFound;
   }
   return status;

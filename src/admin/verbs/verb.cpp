@@ -11,6 +11,16 @@
 
 namespace badgemint::admin {
 
+namespace {
+
+template <typename Value>
+Value require(std::optional<Value> value, const std::string& word, const char* what) {
+  if (value) return *value;
+  throw Failure(ExitStatus::kNotDone, "{} is not {}", inQuotes(word), what);
+}
+
+}  // namespace
+
 std::optional<CardPattern> keyOfHex(std::string_view word) {
   if (word.starts_with("0x") || word.starts_with("0X")) word.remove_prefix(2);
   if (checkCardNumber(word, 0, 1) != kSuccess) return std::nullopt;
@@ -41,19 +51,11 @@ CardEncoder encoderOfSet(std::string_view set, const cardsets& sets,
 }
 
 uint32_t parseHolder(const std::string& word) {
-  const auto uniqid = numberOf(word);
-  if (!uniqid)
-    throw Failure(ExitStatus::kNotDone, "{} is not a unique ID, a number from 0 to 4294967295",
-                  inQuotes(word));
-  return *uniqid;
+  return require(numberOf(word), word, "a unique ID, a number from 0 to 4294967295");
 }
 
 CardPattern parseKey(const std::string& word) {
-  const auto key = keyOfHex(word);
-  if (!key)
-    throw Failure(ExitStatus::kNotDone, "{} is not a key of 1 to 32 hexadecimal digits",
-                  inQuotes(word));
-  return *key;
+  return require(keyOfHex(word), word, "a key of 1 to 32 hexadecimal digits");
 }
 
 CardPattern parseCard(const std::string& word, const Site& site) {

@@ -99,7 +99,7 @@ class DatabasesCheck {
   void compareWithBuild() {
     IdentWalk idents(_idents);
     AccessWalk accesses(_accesses);
-    ExpectedRecords records(_options.site.formats, [&](const ExpectedRecord& made) {
+    ExpectedRecords records(_site, [&](const ExpectedRecord& made) {
       const auto found = idents.next(made.ident.cardnumber);
       if (compare(made, made.ident, found, "is not in the ident database"))
         isExpected(*found.record) = true;
@@ -170,7 +170,7 @@ class DatabasesCheck {
                fmt::format("is never valid: the end {} is before the start {}",
                            timeText(record.endtime).data(), timeText(record.starttime).data()));
     if (record.escortid != 0 &&
-        !std::ranges::binary_search(byUniqid, record.escortid, {}, uniqidOf<const AccessRecord*>))
+        !std::ranges::binary_search(byUniqid, record.escortid, {}, &AccessRecord::uniqid))
       addFault(
           record, "escort",
           fmt::format("has escort {}, who is not a holder: no door ever opens", record.escortid));
@@ -296,7 +296,7 @@ void printFaults(const Findings& faults, const Site& site, const VerifyOptions& 
 
 ExitStatus verify(const VerifyOptions& options, Console& console) {
   const SitePaths& names = options.site;
-  Site site(names, Site::Formats::kRequired);  // Its problems are faults.
+  Site site(names, {.formats = true});  // Its problems are faults.
   if (!names.cards.empty()) {
     Findings findings(options.all);
     const SiteSummary summary =

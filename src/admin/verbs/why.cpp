@@ -1,7 +1,6 @@
 // The verb `why`: whether a holder may pass a door, and for which reasons.
 #include <algorithm>
 #include <memory>
-#include <optional>
 #include <set>
 
 #include "admin/records/site.h"
@@ -32,21 +31,16 @@ struct Verdict {
 };
 
 // The door group stands for its readers, and every schedule counts as active.
-struct DoorGroupReaders final : Readers {
+struct DoorOfGroup final : Readers, DoorGroups, Schedules {
   bool has(uint32_t) const override { return true; }
-};
-struct SameDoorGroup final : DoorGroups {
   bool contains(uint32_t group, uint32_t reader) const override { return group == reader; }
-};
-struct ActiveSchedules final : Schedules {
   ScheduleState state(uint32_t) const override { return ScheduleState::kActive; }
 };
 
-// What was asked about.
+// What was asked about: a holder, or the credentials of one that have a key.
 struct Subject {
-  std::string name;                        // "card 15890 of card set 1".
-  std::optional<uint32_t> uniqid{};        // None when nobody has the credential.
-  std::vector<IdentRecord> credentials{};  // All of a holder, or those with one key.
+  std::string name;  // "card 15890 of card set 1".
+  Holder holder;
 };
 
 // Where and when.
@@ -56,17 +50,15 @@ struct Question {
 };
 
 std::vector<std::string> grantsOf(const AccessRecord& record, const Question& question) {
-  const DoorGroupReaders readers;
-  const SameDoorGroup doorGroups;
-  const ActiveSchedules schedules;
-  const AccessLevelSet& levels = question.levels;
-  const AccessChecker checker(levels, readers, doorGroups, schedules);
+  const DoorOfGroup door;
+  const AccessChecker checker(question.levels, door, door, door);
   std::vector<std::string> grants;
   std::set<uint16_t> known = {0};
   for (const uint16_t level : record.acclevel) {
     if (!known.insert(level).second || checker.checkAccess(level, question.door) != kReasonGranted)
       continue;
-    for (const AccessPair& pair : levels.level(levels.findLevel(level)).pairs())
+    const int32_t position = question.levels.findLevel(level);
+    for (const AccessPair& pair : question.levels.level(position).pairs())
       if (pair.doorgroup == question.door)
         grants.push_back(
             fmt::format("by access level {} while schedule {} is active", level, pair.schedule));
@@ -87,31 +79,54 @@ Verdict decide(const AccessRecord& record, const Question& question,
   return {ExitStatus::kFound, refusals};
 }
 
-Verdict decide(const Subject& subject, const Question& question, const Databases& databases) {
-  const Holder holder = subject.uniqid ? databases.holder(*subject.uniqid) : Holder{};
-  const auto& [name, uniqid, credentials] = subject;
-  if (credentials.empty() && holder.accesses.empty())
-    return {ExitStatus::kRefused, {name + " is not in the databases"}};
+Verdict decide(const Subject& subject, const Question& question) {
+  const auto& [uniqid, accesses, credentials] = subject.holder;
   std::vector<std::string> refusals;
   if (credentials.empty())
-    refusals.push_back(name + " has no credential");
+    refusals.push_back(subject.name + " has no credential");
   else if (std::ranges::count(credentials, 0U, &IdentRecord::deleted) == 0)
-    refusals.push_back((name.starts_with("holder") ? "every credential of " : "") + name +
-                       " is marked as deleted");
-  if (holder.accesses.empty()) {
-    refusals.push_back(fmt::format("holder {} has no access record", holder.uniqid));
+    refusals.push_back((subject.name.starts_with("holder") ? "every credential of " : "") +
+                       subject.name + " is marked as deleted");
+  if (accesses.empty()) {
+    refusals.push_back(fmt::format("holder {} has no access record", uniqid));
     return {ExitStatus::kFound, refusals};
   }
-  Verdict verdict = decide(holder.accesses.front(), question, refusals);
-  for (const AccessRecord& other : holder.accesses)
+  Verdict verdict = decide(accesses.front(), question, refusals);
+  for (const AccessRecord& other : accesses)
     if (decide(other, question, refusals) != verdict)
       throw Failure(ExitStatus::kNotDone, "holder {} has several access records, and they disagree",
-                    other.uniqid);
+                    uniqid);
   return verdict;
+}
+
+// Throws Failure (refused) when it is in neither database.
+Subject findSubject(const WhyOptions& options, const Site& site) {
+  const Databases& databases = site.databases();
+  if (!options.holder.empty()) {
+    const Holder holder = databases.holder(parseHolder(options.holder));
+    if (holder.exists()) return {fmt::format("holder {}", holder.uniqid), holder};
+    throw Failure(ExitStatus::kRefused, "holder {} is not in the databases", holder.uniqid);
+  }
+  const bool isCard = !options.card.empty();
+  const CardPattern key = isCard ? parseCard(options.card, site) : parseKey(options.key);
+  const auto isWanted = [&](const IdentRecord& record) {
+    return record.cardnumber == key && (options.withPins || !isPinEntry(record));
+  };
+  const auto& idents = databases.idents;  // In the order of unique IDs, then of keys.
+  const auto first = std::ranges::find_if(idents, isWanted);
+  if (first == idents.end())
+    throw Failure(ExitStatus::kRefused, "{} is not in the databases",
+                  isCard ? "card " + options.card : "the credential with key " + keyText(key));
+  const auto last = std::find_if(idents.rbegin(), idents.rend(), isWanted);
+  const std::string name = credentialText(*first, site, options.withPins);
+  if (last->uniqid != first->uniqid)
+    throw Failure(ExitStatus::kNotDone, name + " belongs to several holders");
+  return {name, {first->uniqid, databases.holder(first->uniqid).accesses, {first, last.base()}}};
 }
 
 // What was asked for and is in neither database.
 void addMissing(JsonObject& object, const WhyOptions& options) {
+  if (!options.holder.empty()) object.add("holder", parseHolder(options.holder));
   if (!options.key.empty()) object.add("key", keyText(parseKey(options.key)));
   if (options.card.empty()) return;
   const size_t colon = options.card.find(':');
@@ -119,40 +134,18 @@ void addMissing(JsonObject& object, const WhyOptions& options) {
   object.add("card", options.card.substr(colon + 1));
 }
 
-// Throws Failure (refused) when no credential can be what was asked for.
-Subject findSubject(const WhyOptions& options, const Site& site) {
-  const Databases& databases = site.databases();
-  if (!options.holder.empty()) {
-    const auto [uniqid, accesses, own] = databases.holder(parseHolder(options.holder));
-    return {fmt::format("holder {}", uniqid), uniqid, {own.begin(), own.end()}};
-  }
-  const bool isCard = !options.card.empty();
-  const CardPattern key = isCard ? parseCard(options.card, site) : parseKey(options.key);
-  Subject subject{isCard ? "card " + options.card : "the credential with key " + keyText(key)};
-  for (const IdentRecord& record : databases.idents) {
-    if (record.cardnumber != key || (isPinEntry(record) && !options.withPins)) continue;
-    if (subject.credentials.empty())
-      subject.name = credentialText(record, site, options.withPins);
-    else if (subject.uniqid != record.uniqid)
-      throw Failure(ExitStatus::kNotDone, subject.name + " belongs to several holders");
-    subject.uniqid = record.uniqid;
-    subject.credentials.push_back(record);
-  }
-  return subject;
-}
-
-void printVerdict(const Verdict& verdict, const WhyOptions& options, const Subject& subject,
+void printVerdict(const Verdict& verdict, const WhyOptions& options, const Holder& holder,
                   const Site& site, Console& console) {
   const auto& [status, reasons] = verdict;
   const bool isGranted = status == ExitStatus::kAllWell;
   if (options.json) {
     JsonObject object;
     object.add("granted", isGranted);
-    if (subject.uniqid) object.add("holder", *subject.uniqid);
-    if (options.holder.empty() && !subject.credentials.empty())
-      addCredential(object, subject.credentials.front(), site, options.withPins);
-    else
+    if (holder.exists()) object.add("holder", holder.uniqid);
+    if (!holder.exists())
       addMissing(object, options);
+    else if (options.holder.empty())
+      addCredential(object, holder.credentials.front(), site, options.withPins);
     return console.printJson(object.add("reasons", reasons));
   }
   console.print("{}{}\n", isGranted ? "granted " : "denied: ", printable(reasons.front()));
@@ -171,20 +164,19 @@ ExitStatus why(const WhyOptions& options, Console& console) {
   AccessLevelSet levels;
   openLevels(options.levels, levels);
   const Question question{levels, *door, parseTimeOrNow("--at", options.at)};
-  using enum Site::Formats;  // Only a card number needs them.
-  Site site(options.site, options.card.empty() ? kOptional : kRequired);
-  requireWholeRecords(site.databases(), options.site, ExitStatus::kNotDone);
+  // Only a card number needs formats.
+  Site site(options.site, {.formats = !options.card.empty(), .wholeRecords = ExitStatus::kNotDone});
   site.databases().sort();
   Subject subject;
   Verdict verdict;
   try {
     subject = findSubject(options, site);
-    verdict = decide(subject, question, site.databases());
+    verdict = decide(subject, question);
   } catch (const Failure& failure) {
     if (failure.status() != ExitStatus::kRefused) throw;
     verdict = {ExitStatus::kRefused, {failure.what()}};
   }
-  printVerdict(verdict, options, subject, site, console);
+  printVerdict(verdict, options, subject.holder, site, console);
   return verdict.status;
 }
 
