@@ -6,7 +6,6 @@
 #include <fmt/ranges.h>
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <new>
@@ -129,12 +128,10 @@ class CommandLine {
       problem = wrong.what();
     }
     refuseUnknown();
-    if (!problem.empty())
-      throw Failure(ExitStatus::kNotDone, "{} (see badgemint-admin help)", problem);
-    if (!_run)
-      throw Failure(ExitStatus::kNotDone, "no verb given (badgemint-admin help lists them)");
+    if (!problem.empty()) throw NotDone("{} (see badgemint-admin help)", problem);
+    if (!_run) throw NotDone("no verb given (badgemint-admin help lists them)");
     if (!_folder.empty() && chdir(_folder.c_str()) != 0)
-      throw Failure(ExitStatus::kNotDone, "{}: {}", _folder, std::strerror(errno));
+      throw NotDone("{}: {}", _folder, std::strerror(errno));
     console.showProgress(chosen().get_name());
     return _run(console);
   }
@@ -164,22 +161,21 @@ class CommandLine {
     const std::string option = word.substr(0, word.find('='));
     const bool isMisplaced = &other != &app && std::ranges::count(optionsOf(other), option) > 0;
     if (isMisplaced && isBefore)
-      throw Failure(ExitStatus::kNotDone, "{0} comes after the verb: badgemint-admin {1} {0}",
-                    option, chosen().get_name());
+      throw NotDone("{0} comes after the verb: badgemint-admin {1} {0}", option,
+                    chosen().get_name());
     if (isMisplaced)
-      throw Failure(ExitStatus::kNotDone, "{0} comes before the verb: badgemint-admin {0} DIR {1}",
-                    option, chosen().get_name());
+      throw NotDone("{0} comes before the verb: badgemint-admin {0} DIR {1}", option,
+                    chosen().get_name());
     const std::string name = app.get_name(), verb = &app == &_app ? "" : ' ' + name;
     if (word.starts_with('-'))
-      throw Failure(ExitStatus::kNotDone, "{} has no option {}{} (see badgemint-admin help{})",
-                    name, word, suggestion(word, optionsOf(app)), verb);
+      throw NotDone("{} has no option {}{} (see badgemint-admin help{})", name, word,
+                    suggestion(word, optionsOf(app)), verb);
     if (verb.empty()) refuseVerb(word);
-    throw Failure(ExitStatus::kNotDone, "{}: unexpected word {} (see badgemint-admin help{})", name,
-                  word, verb);
+    throw NotDone("{}: unexpected word {} (see badgemint-admin help{})", name, word, verb);
   }
 
   [[noreturn]] void refuseVerb(const std::string& word) const {
-    throw Failure(ExitStatus::kNotDone, "there is no verb {}{} (see badgemint-admin help)", word,
+    throw NotDone("there is no verb {}{} (see badgemint-admin help)", word,
                   suggestion(word, verbNames()));
   }
 

@@ -72,7 +72,7 @@ bool isInterrupted() {
 }
 
 void throwIfInterrupted() {
-  if (isInterrupted()) throw Failure(ExitStatus::kNotDone, "interrupted: nothing was changed");
+  if (isInterrupted()) throw NotDone("interrupted: nothing was changed");
 }
 
 void deliverDeferredSignal() {

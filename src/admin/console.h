@@ -41,6 +41,17 @@ class Failure : public std::runtime_error {
  private:
   ExitStatus _status;
 };
+// Most end with one of these two.
+template <ExitStatus kStatus>
+class FailureOf : public Failure {
+ public:
+  template <typename... Args>
+  explicit FailureOf(fmt::format_string<Args...> format, Args&&... args)
+      : Failure(kStatus, format, std::forward<Args>(args)...) {}
+  explicit FailureOf(const std::string& text) : Failure(kStatus, text) {}
+};
+using Refused = FailureOf<ExitStatus::kRefused>;
+using NotDone = FailureOf<ExitStatus::kNotDone>;
 
 // The two streams of a run. They stay the caller's and outlive the console.
 class Console {

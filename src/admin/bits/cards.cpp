@@ -114,13 +114,11 @@ std::string siteValuesText(const CardFormat& format, const CardFormat::FieldValu
 CardPattern encodeWord(const CardEncoder& encoder, std::string_view word) {
   SaturatedInt64 number{};
   if (readCardNumber(word, number) != kSuccess)
-    throw Failure(ExitStatus::kRefused, "card number {} is not up to 32 decimal digits",
-                  inQuotes(word));
+    throw Refused("card number {} is not up to 32 decimal digits", inQuotes(word));
   CardPattern card{};
   if (encodeCardNumber(encoder, number, 0, card) == kSuccess) return card;
   const int32_t field = encoder.format->cardNumberField();
-  throw Failure(ExitStatus::kRefused,
-                "card number {} does not fit field {} of {} bits: it would be read as card {}",
+  throw Refused("card number {} does not fit field {} of {} bits: it would be read as card {}",
                 word, encoder.format->masks().letters[static_cast<size_t>(field)],
                 encoder.format->fieldBitCount(field), encoder.decode(card));
 }

@@ -1,8 +1,6 @@
 // What the checks of 'c', 'n', 'p', 'o' and 'd' lines have in common, and the check of 'd' lines,
 // each of which is a block of cards.
-#include <algorithm>
 #include <cstring>
-#include <string>
 
 #include "admin/check/cardscheck.h"
 #include "support/fieldscanner.h"

@@ -1,6 +1,5 @@
 #include "admin/check/cardscheck.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <memory>

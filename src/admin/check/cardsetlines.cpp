@@ -1,8 +1,6 @@
 // The check of 'f' lines, which define card sets.
-#include <algorithm>
 #include <bitset>
 #include <cstring>
-#include <string>
 
 #include "admin/check/cardscheck.h"
 #include "cardsets/cardsets.h"

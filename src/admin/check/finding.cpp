@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <tuple>
-#include <utility>
 
 #include "admin/json.h"
 #include "cardsets/card_functions.h"

@@ -1,10 +1,5 @@
 // The check of 'c', 'n', 'p' and 'o' lines: a card or a PIN, and what its holder may do.
-#include <algorithm>
-#include <array>
 #include <chrono>
-#include <optional>
-#include <string>
-#include <vector>
 
 #include "admin/check/cardscheck.h"
 #include "support/datetime.h"

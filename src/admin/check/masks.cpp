@@ -1,8 +1,5 @@
 // The rule `mask`: what the masks of a format file make of each other, position by position.
 #include <algorithm>
-#include <string>
-#include <string_view>
-#include <vector>
 
 #include "admin/check/sitecheck.h"
 #include "formats/bitlayout.h"

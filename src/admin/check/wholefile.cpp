@@ -1,15 +1,8 @@
 // What only the whole cards file can show: keys and unique IDs that occur twice, PIN idents without
 // their card, escorts that are not holders.
-#include <algorithm>
 #include <new>
-#include <optional>
-#include <span>
-#include <string>
 #include <tuple>
-#include <unordered_map>
 #include <unordered_set>
-#include <utility>
-#include <vector>
 
 #include "admin/check/cardscheck.h"
 #include "cardsets/card_functions.h"

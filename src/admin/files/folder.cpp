@@ -49,14 +49,14 @@ PathParts splitPath(const std::string& path) {
   PathParts parts{whole.has_parent_path() ? whole.parent_path() : ".", whole.filename()};
   if (parts.name.empty() || parts.name == "." || parts.name == ".." ||
       parts.name.find('\n') != std::string::npos)
-    throw Failure(ExitStatus::kNotDone, "\"{}\" is not the name of a file", path);
+    throw NotDone("\"{}\" is not the name of a file", path);
   return parts;
 }
 
 void requireRegularFile(const std::string& path) {
   struct stat status;
   if (stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode))
-    throw Failure(ExitStatus::kNotDone, "{} is not a regular file", path);
+    throw NotDone("{} is not a regular file", path);
 }
 
 FileStates statesOf(std::span<const std::string> paths) {
@@ -91,8 +91,7 @@ void requireDistinctFiles(const std::vector<std::string>& inputs,
   for (const std::string& output : outputs) {
     const auto twin = std::ranges::find_if(
         names, [&output](const auto& name) { return isOneFile(name, output); });
-    if (twin != names.end())
-      throw Failure(ExitStatus::kRefused, "{} and {} are one file", *twin, output);
+    if (twin != names.end()) throw Refused("{} and {} are one file", *twin, output);
     names.push_back(output);
   }
 }
@@ -182,8 +181,7 @@ NewFile::NewFile(const std::string& path, bool mayReplace)
       _mayReplace(mayReplace) {
   checkTarget();
   if (_folder.look(_unfinishedName))
-    throw Failure(ExitStatus::kRefused,
-                  "{} is there: another run writes it, or was killed and left it; remove it then",
+    throw Refused("{} is there: another run writes it, or was killed and left it; remove it then",
                   _folder.pathOf(_unfinishedName));
   _file.emplace(_folder.openFile(_unfinishedName, O_WRONLY | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR));
 }
@@ -195,10 +193,9 @@ NewFile::~NewFile() {
 void NewFile::checkTarget() const {
   const auto found = _folder.look(_name);
   if (found && !S_ISREG(found->st_mode))
-    throw Failure(ExitStatus::kRefused, "{} is not a regular file", _folder.pathOf(_name));
+    throw Refused("{} is not a regular file", _folder.pathOf(_name));
   if (found && !_mayReplace)
-    throw Failure(ExitStatus::kRefused, "{} is there already (--force replaces it)",
-                  _folder.pathOf(_name));
+    throw Refused("{} is there already (--force replaces it)", _folder.pathOf(_name));
 }
 
 bool NewFile::finish() {

@@ -67,12 +67,10 @@ Replacement::Replacement(const PartPaths& targets, bool keep, bool mayFinish)
   // One folder is locked, one folder is written to.
   for (const std::string& target : targets)
     if (!isSameFile(_folder.status(), Folder::open(splitPath(target).folder).status()))
-      throw Failure(ExitStatus::kRefused, "{} and {} are not in one folder", targets.front(),
-                    target);
+      throw Refused("{} and {} are not in one folder", targets.front(), target);
   const bool isLocked = flock(_folder.number(), LOCK_EX | LOCK_NB) == 0;
   throwErrnoUnless(isLocked || errno == EWOULDBLOCK, _folder.path());
-  if (!isLocked)
-    throw Failure(ExitStatus::kRefused, "another build is running in {}", _folder.path());
+  if (!isLocked) throw Refused("another build is running in {}", _folder.path());
   const bool isNew = _folder.makeFolder(kPrivateFolder);
   openPrivateFolder();
   if (!isNew) recover(mayFinish);
@@ -82,8 +80,7 @@ Replacement::Replacement(const PartPaths& targets, bool keep, bool mayFinish)
   for (File& file : _files) {
     file.found = _folder.look(file.name);
     if (file.found && !S_ISREG(file.found->st_mode))
-      throw Failure(ExitStatus::kRefused, "{} is a link or not a file; {}",
-                    _folder.pathOf(file.name),
+      throw Refused("{} is a link or not a file; {}", _folder.pathOf(file.name),
                     file.mode ? "it cannot be replaced" : "the old file cannot be kept");
   }
 }
@@ -117,8 +114,7 @@ void Replacement::openPrivateFolder() {
     _private.emplace(_folder.openFolder(kPrivateFolder));
     if (isSameFile(*status, _private->status())) return;
   }
-  throw Failure(ExitStatus::kRefused,
-                "{} is not a private folder of this user; find out who made it, then remove it",
+  throw Refused("{} is not a private folder of this user; find out who made it, then remove it",
                 _folder.pathOf(kPrivateFolder));
 }
 
@@ -127,7 +123,7 @@ void Replacement::recover(bool mayFinish) {
     return _private->look(file.after).has_value();
   };
   if (_private->look(kJournal)) {
-    if (!mayFinish) throw Failure(ExitStatus::kRefused, noteOfCutShort(_folder.path()));
+    if (!mayFinish) throw Refused(noteOfCutShort(_folder.path()));
     finishCutShort();
   } else if (_private->look(kDone)) {
     _note = "an earlier build was cut short after it had replaced all files";
@@ -145,7 +141,6 @@ void Replacement::finishCutShort() {
     for (const File& file : targetsOf(files)) _note += ' ' + _folder.pathOf(file.name);
   } catch (const std::runtime_error& failure) {
     throw CutShortFailure(
-        ExitStatus::kNotDone,
         "a replacement was cut short and cannot be finished: {}; remove the cause and build again, "
         "or put the right ones of the old and new files in {} in place and remove that folder",
         failure.what(), _private->path());
@@ -160,8 +155,8 @@ bool Replacement::isUnchanged() const {
 
 void Replacement::replace() {
   for (const File& file : _files) prepare(file);
+  // Made before memory may be short.
   const std::exception_ptr cutShort = std::make_exception_ptr(CutShortFailure(
-      ExitStatus::kNotDone,  // Made before memory may be short.
       "the replacement failed and the old files could not be put back: it is cut short, and the "
       "databases may be a mixture of old and new ones; the next build finishes it"));
   try {
@@ -229,7 +224,7 @@ Replacement::Files Replacement::readJournal() const {
   std::getline(text, keeps);
   const bool hasNames = std::ranges::none_of(targets, &std::string::empty);
   Files files = hasNames ? filesOf(targets, keeps == kJournalKeeps) : Files(kSiteParts);
-  if (journalOf(files) != journal) throw Failure(ExitStatus::kRefused, "its journal is invalid");
+  if (journalOf(files) != journal) throw Refused("its journal is invalid");
   return files;
 }
 
@@ -248,8 +243,7 @@ void Replacement::replaceFiles(const Files& files) const {
 void Replacement::requireKnown(const File& file, bool isLinked) const {
   const bool isKnown = isSame(file.name, file.after) || isSame(file.name, file.before);
   if (!isKnown || !isLinked || !_private->look(file.after))
-    throw Failure(ExitStatus::kRefused, "{} was replaced by another program meanwhile",
-                  _folder.pathOf(file.name));
+    throw Refused("{} was replaced by another program meanwhile", _folder.pathOf(file.name));
 }
 
 void Replacement::undo() const {
@@ -284,8 +278,8 @@ void Replacement::removeFiles() const {
   }
   const auto remove = [this](const std::string& name) {
     if (!_private->tryRemove(name))
-      throw Failure(ExitStatus::kNotDone, "{} cannot be removed ({}); remove it",
-                    _private->pathOf(name), std::strerror(errno));
+      throw NotDone("{} cannot be removed ({}); remove it", _private->pathOf(name),
+                    std::strerror(errno));
   };
   for (const auto& [fresh, old, kept] : kVersions)
     for (const char* const name : {fresh, old, kept}) remove(name);

@@ -32,9 +32,9 @@ using PartPaths = std::array<std::string, kSiteParts>;
 std::string noteOfCutShort(const std::string& folder);
 
 // The files may be a mixture of old and new ones. The text says so, and the remedy.
-class CutShortFailure : public Failure {
+class CutShortFailure : public NotDone {
  public:
-  using Failure::Failure;
+  using NotDone::NotDone;
 };
 
 // The right of one build to replace the files of a folder, and the private folder that it builds

@@ -17,8 +17,7 @@ void requireEqual(const std::vector<Record>& records, const std::vector<Record>&
   const auto [stored, made] = std::ranges::mismatch(records, expected);
   if (stored == records.end() && made == expected.end()) return;
   const bool isEnd = stored == records.end() || made == expected.end();
-  throw Failure(ExitStatus::kRefused,
-                "not proved: record {} of {} is not as a build makes it from the cards file: {}",
+  throw Refused("not proved: record {} of {} is not as a build makes it from the cards file: {}",
                 stored - records.begin(), name, isEnd ? "end" : differingField(*stored, *made));
 }
 
@@ -53,8 +52,7 @@ void ExpectedRecords::readFile(const std::string& cardsName) {
     const int32_t result = readLine({lines.line(), static_cast<int32_t>(lines.lineNumber())});
     if (result == kOutOfMemory) throw std::bad_alloc();
     if (result < 0)
-      throw Failure(ExitStatus::kRefused,
-                    "line {} of {} has become invalid since it was checked (result {})",
+      throw Refused("line {} of {} has become invalid since it was checked (result {})",
                     lines.lineNumber(), cardsName, result);
   }
   throwErrnoUnless(!lines.failed(), cardsName);
@@ -78,8 +76,7 @@ Databases prove(const SitePaths& files) {
   requireEqual(databases.idents, expected.idents, files.ident);
   requireEqual(databases.accesses, expected.accesses, files.access);
   const std::string difference = differenceOfCardSets(records.cardSets(), site.sets());
-  if (!difference.empty())
-    throw Failure(ExitStatus::kRefused, "not proved: {}: {}", files.cardSets, difference);
+  if (!difference.empty()) throw Refused("not proved: {}: {}", files.cardSets, difference);
   return std::move(databases);
 }
 

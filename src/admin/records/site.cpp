@@ -8,7 +8,6 @@
 #include <new>
 #include <thread>
 
-#include "admin/check/sitecheck.h"
 #include "admin/files/replacement.h"
 #include "cardsets/card_functions.h"
 #include "cardsets/cardset.h"
@@ -66,7 +65,7 @@ void readOneState(std::span<const std::string> paths, const std::function<void()
         return failure ? std::rethrow_exception(failure) : void();
     }
     if (pauses == kMostPauses)
-      throw Failure(ExitStatus::kNotDone, "{}",
+      throw NotDone("{}",
                     note.empty() ? paths.front() + " is being written again and again" : note);
     std::this_thread::sleep_for(kPause);
   }
@@ -88,7 +87,7 @@ Site::Site(const SitePaths& paths, const Needs& needs, Console* console) {
     if (!paths.ident.empty()) _databases.readIdents(paths.ident);
     if (!paths.access.empty()) _databases.readAccesses(paths.access);
   });
-  if (needs.formats && !_problems.empty()) throw Failure(ExitStatus::kNotDone, _problems.front());
+  if (needs.formats && !_problems.empty()) throw NotDone(_problems.front());
   if (const auto first = _cardSetProblems.begin(); first != _cardSetProblems.end())
     _problems.push_back(fmt::format("{}:{}: {} ({} such lines)", paths.cardSets, first->first,
                                     first->second, _cardSetProblems.size()));

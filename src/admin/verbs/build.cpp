@@ -1,13 +1,10 @@
 // The verb `build`: replaces a site's databases by proved ones, or leaves them as they are.
 #include <fcntl.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <ctime>
 #include <map>
-#include <memory>
 #include <new>
-#include <optional>
 #include <set>
 
 #include "admin/check/sitecheck.h"
@@ -45,8 +42,7 @@ struct RemovalLimit {
     const bool isPercentage = text.ends_with('%');
     const auto number = numberOf(std::string_view(text).substr(0, text.size() - isPercentage));
     if (!number || (isPercentage && *number > 100))
-      throw Failure(ExitStatus::kNotDone, "--max-removed {}: neither a number nor a percentage",
-                    text);
+      throw NotDone("--max-removed {}: neither a number nor a percentage", text);
     return {*number, isPercentage};
   }
   bool allowsAll() const { return isPercentage && number == 100; }
@@ -94,12 +90,12 @@ LogFile openLog(const std::string& path, const Folder& privateFolder) {
   const PathParts parts = splitPath(path);
   const Folder folder = Folder::open(parts.folder);
   if (isSameFile(folder.status(), privateFolder.status()))
-    throw Failure(ExitStatus::kRefused, "{} is in the folder that builds clean up", path);
+    throw Refused("{} is in the folder that builds clean up", path);
   Descriptor file =
       folder.openFile(parts.name, O_WRONLY | O_CREAT | O_APPEND | O_NONBLOCK, S_IRUSR | S_IWUSR);
   const struct stat status = file.status(path);
   if (!S_ISREG(status.st_mode) || status.st_nlink > 1)
-    throw Failure(ExitStatus::kRefused, "{} is a link or not a file; it cannot be the log", path);
+    throw Refused("{} is a link or not a file; it cannot be the log", path);
   throwErrnoUnless(fchmod(file.number(), S_IRUSR | S_IWUSR) == 0, path);
   throwErrnoUnless(ftruncate(file.number(), 0) == 0, path);
   LogFile log(fdopen(file.release(), "a"), std::fclose);
@@ -182,8 +178,7 @@ class Build {
   void requireUnchangedInputs() const {
     const FileStates states = statesOf(_inputs);
     for (size_t i = 0; i < states.size(); ++i)
-      if (states[i] != _inputStates[i])
-        throw Failure(ExitStatus::kRefused, "{} changed during the build", _inputs[i]);
+      if (states[i] != _inputStates[i]) throw Refused("{} changed during the build", _inputs[i]);
     throwIfInterrupted();
   }
 
@@ -206,8 +201,7 @@ class Build {
     const bool isSilent = _options.quiet && findings.errors() + findings.warnings() == 0;
     const ExitStatus status =
         isSilent ? ExitStatus::kAllWell : report(findings, summary, _options.strict, _console);
-    if (status == ExitStatus::kRefused)
-      throw Failure(ExitStatus::kRefused, "refused because of these findings");
+    if (status == ExitStatus::kRefused) throw Refused("refused because of these findings");
     _hasWarnings = status == ExitStatus::kFound;
     throwIfInterrupted();
   }
@@ -218,14 +212,12 @@ class Build {
                _replacement->stagedPath(kAccessPart), _replacement->stagedPath(kCardSetsPart)};
     const int32_t result = runLibrary();
     requireUnchangedInputs();
-    if (result < 0)
-      throw Failure(ExitStatus::kNotDone, "the build ended with the result {}", result);
+    if (result < 0) throw NotDone("the build ended with the result {}", result);
     _fresh = prove(_staged);
     _fresh.sort();
     requireUnchangedInputs();
     if (_fresh.idents.empty() && !_options.allowEmpty)
-      throw Failure(ExitStatus::kRefused,
-                    "the cards file has no credential (--allow-empty builds all the same)");
+      throw Refused("the cards file has no credential (--allow-empty builds all the same)");
   }
 
   int32_t runLibrary() {
@@ -234,7 +226,7 @@ class Build {
     for (const std::string& path : {_staged.cards, _staged.formats, _staged.access, _staged.ident,
                                     _staged.cardSets, _options.log})
       if (path.size() > kMaxJoinedPath)  // The library cuts longer ones.
-        throw Failure(ExitStatus::kNotDone, "{}: the path is too long", path);
+        throw NotDone("{}: the path is too long", path);
     EntryRun run("BadgeMint", "", 0);
     if (_options.log.empty()) return buildSite(run, files);
     LogFile log = openLog(_options.log, _replacement->privateFolder());
@@ -254,8 +246,7 @@ class Build {
     if (_replacement->hasTarget(kAccessPart)) _old.readAccesses(_site.access);
     const std::string problem = whyImpossible(_old, _site);
     if (!problem.empty() && !limit.allowsAll())
-      throw Failure(ExitStatus::kRefused, "{} (--max-removed 100% replaces it all the same)",
-                    problem);
+      throw Refused("{} (--max-removed 100% replaces it all the same)", problem);
     if (!problem.empty()) _old = {};
     _old.sort();
   }
@@ -282,8 +273,7 @@ class Build {
     if (limit.allows(losers, holders)) return;
     std::string texts;
     for (const auto& [loss, count] : counts) texts += fmt::format(", {} {}", count, loss);
-    throw Failure(ExitStatus::kRefused,
-                  "{} of {} holders would lose something ({}), and --max-removed is {}", losers,
+    throw Refused("{} of {} holders would lose something ({}), and --max-removed is {}", losers,
                   holders, texts.erase(0, 2), _options.maxRemoved);
   }
 

@@ -1,6 +1,4 @@
 // The verb `check`: names everything that is wrong or dangerous in a site's input files.
-#include <memory>
-#include <string>
 
 #include "admin/check/sitecheck.h"
 #include "admin/verbs/verb.h"

@@ -1,22 +1,15 @@
 // The verb `decode`: which cards the bits that a reader sent can be, in the formats of a site.
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <functional>
-#include <memory>
-#include <optional>
 #include <set>
 #include <stdexcept>
-#include <vector>
 
 #include "admin/bits/cards.h"
 #include "admin/check/sitecheck.h"
-#include "admin/files/folder.h"
 #include "admin/records/site.h"
 #include "admin/records/wording.h"
 #include "admin/verbs/verb.h"
-#include "cardsets/card_functions.h"
 #include "support/textutil.h"
 
 namespace badgemint::admin {
@@ -56,7 +49,7 @@ CardInput parseInput(const DecodeOptions& options) {
   if (!options.decimal.empty()) {
     const auto value = bitsOfNumber(options.decimal, 10);
     if (value) return {.bits = *value};
-    throw Failure(ExitStatus::kRefused, "--decimal {} is not a decimal number of up to 128 bits",
+    throw Refused("--decimal {} is not a decimal number of up to 128 bits",
                   inQuotes(options.decimal));
   }
   std::string digits = options.words.front();
@@ -68,8 +61,7 @@ CardInput parseInput(const DecodeOptions& options) {
     return {.bits = bits, .isNumber = false};
   const auto key = keyOfHex(digits);
   if (!key)
-    throw Failure(ExitStatus::kRefused,
-                  "{} is neither bits (0 and 1) nor a key (1 to 32 hexadecimal digits)",
+    throw Refused("{} is neither bits (0 and 1) nor a key (1 to 32 hexadecimal digits)",
                   inQuotes(options.words.front()));
   digits.erase(0, digits.find_first_of("xX") + 1);
   CardInput input{.bits = *bitsOfNumber(digits, 16), .keys = {*key}};
@@ -127,8 +119,7 @@ class Decode {
       if (listed.format != nullptr && listed.format == _site.formatSet().findFormat(listed.id))
         addMatches(listed);
     if (_matches.empty() && !_input.isNumber)
-      throw Failure(ExitStatus::kRefused,
-                    "no format has cards of {} bits (write 0x before a key of 0 and 1 alone)",
+      throw Refused("no format has cards of {} bits (write 0x before a key of 0 and 1 alone)",
                     _input.bits.size());
     std::ranges::stable_sort(_matches, {}, &Match::rank);
     if (hasFit() && !_matches.front().isChanged())
@@ -272,9 +263,9 @@ class Decode {
 
 ExitStatus decode(const DecodeOptions& options, Console& console) {
   if (options.words.size() > 1)
-    throw Failure(ExitStatus::kNotDone, "only one card at a time; put groups of digits in quotes");
+    throw NotDone("only one card at a time; put groups of digits in quotes");
   if (options.words.empty() == options.decimal.empty())
-    throw Failure(ExitStatus::kNotDone, "give one of bits, a key and --decimal");
+    throw NotDone("give one of bits, a key and --decimal");
   const CardInput input = parseInput(options);
   SitePaths paths = options.site;
   paths.access = "";

@@ -1,11 +1,7 @@
 // The verb `diff`: what differs between two pairs of databases, holder by holder.
-#include <algorithm>
 #include <filesystem>
-#include <memory>
-#include <optional>
 #include <set>
 
-#include "admin/files/folder.h"
 #include "admin/files/replacement.h"
 #include "admin/records/changes.h"
 #include "admin/verbs/verb.h"
@@ -55,14 +51,13 @@ std::pair<SitePaths, SitePaths> sidesOf(const DiffOptions& options) {
   const auto& folders = options.folders;
   if (options.oldFiles.empty() != options.newFiles.empty() ||
       !folders.empty() + !options.oldFiles.empty() + options.kept != 1)
-    throw Failure(ExitStatus::kNotDone,
-                  "give two folders to compare, or --old IDENT ACCESS and --new IDENT ACCESS, "
-                  "or --kept");
+    throw NotDone(
+        "give two folders to compare, or --old IDENT ACCESS and --new IDENT ACCESS, "
+        "or --kept");
   if (options.kept) return {keptSide(site), site};
   for (const std::string& folder : folders)
     if (std::filesystem::is_regular_file(folder))
-      throw Failure(ExitStatus::kNotDone,
-                    "{} is not a folder; for files write --old IDENT ACCESS --new IDENT ACCESS",
+      throw NotDone("{} is not a folder; for files write --old IDENT ACCESS --new IDENT ACCESS",
                     folder);
   const auto sideOfFiles = [&](size_t side, const std::vector<std::string>& files) {
     if (folders.empty()) return sideOf(files[0], files[1], site);

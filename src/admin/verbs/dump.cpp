@@ -4,13 +4,9 @@
 #include <concepts>
 #include <cstring>
 #include <filesystem>
-#include <functional>
 #include <iostream>
-#include <memory>
-#include <optional>
 
 #include "admin/check/sitecheck.h"
-#include "admin/files/folder.h"
 #include "admin/records/expected.h"
 #include "admin/records/wording.h"
 #include "admin/verbs/verb.h"

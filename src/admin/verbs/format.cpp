@@ -2,19 +2,15 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
-#include <memory>
 
 #include "admin/bits/cards.h"
 #include "admin/check/sitecheck.h"
-#include "admin/files/folder.h"
 #include "admin/records/wording.h"
 #include "admin/verbs/verb.h"
-#include "cardsets/card_functions.h"
 
 namespace badgemint::admin {
 
@@ -151,8 +147,7 @@ void writeSvg(const std::string& path, const std::string& source, const Drawing&
   requireDistinctFiles({source}, {path});
   std::string start(4, ' ');
   const bool isOther = std::ifstream(path).read(start.data(), 4) && start != "<svg";
-  if (isOther)
-    throw Failure(ExitStatus::kRefused, "{} is there already, and is not an SVG picture", path);
+  if (isOther) throw Refused("{} is there already, and is not an SVG picture", path);
   NewFile file(path, true);
   file.write(svgOf(drawing));
   static_cast<void>(file.finish());
@@ -181,8 +176,7 @@ ExitStatus show(const std::string& path, const FormatOptions& options, Console& 
 
 ExitStatus format(const FormatOptions& options, Console& console) {
   if (!options.svg.empty() && options.files.size() > 1)
-    throw Failure(ExitStatus::kNotDone, "--svg draws one format file; {} are given",
-                  options.files.size());
+    throw NotDone("--svg draws one format file; {} are given", options.files.size());
   ExitStatus worst = ExitStatus::kAllWell;
   for (const std::string& file : options.files) {
     if (&file != &options.files.front()) console.print("\n");

@@ -1,10 +1,7 @@
 // The verb `list`: holders, one a line, as far as filters choose them.
 #include <unistd.h>
 
-#include <algorithm>
-#include <functional>
 #include <iostream>
-#include <memory>
 #include <unordered_set>
 
 #include "admin/records/changes.h"
@@ -49,8 +46,7 @@ bool ownsPin(const Holder& holder) {
 uint32_t parseNumber(const char* option, const std::string& word, uint32_t most) {
   const auto number = word.empty() ? 0 : numberOf(word);
   if (!number || *number > most)
-    throw Failure(ExitStatus::kNotDone, "{} {} is not a number from 0 to {}", option,
-                  inQuotes(word), most);
+    throw NotDone("{} {} is not a number from 0 to {}", option, inQuotes(word), most);
   return *number;
 }
 
@@ -203,9 +199,9 @@ class ListPrinter {
 
 ExitStatus list(const ListOptions& options, Console& console) {
   if (options.count + options.csv + options.json > 1)
-    throw Failure(ExitStatus::kNotDone, "write only one of --count, --csv and --json");
+    throw NotDone("write only one of --count, --csv and --json");
   if ((options.pin || options.noPin) && !options.withPins)
-    throw Failure(ExitStatus::kNotDone, "--pin and --no-pin need --with-pins");
+    throw NotDone("--pin and --no-pin need --with-pins");
   Site site(options.site, {.wholeRecords = ExitStatus::kRefused}, &console);
   Databases& databases = site.databases();
   databases.sort();

@@ -1,16 +1,13 @@
 // The verb `pattern`: what a reader sends for cards of these numbers, bit by bit.
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <memory>
 #include <new>
 #include <span>
 #include <utility>
 
 #include "admin/bits/cards.h"
 #include "admin/check/sitecheck.h"
-#include "admin/files/folder.h"
 #include "admin/records/site.h"
 #include "admin/records/wording.h"
 #include "admin/verbs/verb.h"
@@ -71,8 +68,7 @@ ExitStatus printCardsOfSet(const PatternOptions& options, Console& console) {
     readCardSets(options.cards, fromCards, console);
     paths.cardSets = "";
   } else if (access(paths.cardSets.c_str(), F_OK) != 0 && errno == ENOENT) {
-    throw Failure(ExitStatus::kNotDone,
-                  "{} does not exist: a build writes it; until then give --cards and a cards file",
+    throw NotDone("{} does not exist: a build writes it; until then give --cards and a cards file",
                   paths.cardSets);
   }
   const Site site(paths, {.formats = true}, &console);
@@ -93,11 +89,10 @@ ExitStatus printCardsOfFormat(const PatternOptions& options, Console& console) {
   checkFormatFile(options.format, checked, formats, findings);
   if (checked.format == nullptr) {
     const Finding error = findings.sorted().front();
-    throw Failure(ExitStatus::kNotDone, "{}: {}", findings.placeText(error.place), error.text);
+    throw NotDone("{}: {}", findings.placeText(error.place), error.text);
   }
   const auto values = readSiteValues(options.values, *checked.format, ofValues);
-  if (!values)
-    throw Failure(ExitStatus::kRefused, "--set is refused: {}", ofValues.sorted().front().text);
+  if (!values) throw Refused("--set is refused: {}", ofValues.sorted().front().text);
   for (const Finding& finding : ofValues.sorted()) console.report("{}", finding.text);
   return printCards(options.words, {checked.format, checked.format->encodeSite(*values)},
                     printable(options.format), console);
@@ -106,9 +101,8 @@ ExitStatus printCardsOfFormat(const PatternOptions& options, Console& console) {
 ExitStatus pattern(const PatternOptions& options, Console& console) {
   const bool hasSite = options.format.empty();
   if (options.words.size() < (hasSite ? 2 : 1))
-    throw Failure(ExitStatus::kNotDone, "{}",
-                  hasSite ? "give a card set, then one or more card numbers"
-                          : "give one or more card numbers");
+    throw NotDone("{}", hasSite ? "give a card set, then one or more card numbers"
+                                : "give one or more card numbers");
   return hasSite ? printCardsOfSet(options, console) : printCardsOfFormat(options, console);
 }
 

@@ -1,7 +1,4 @@
 // The verb `show`: all that the databases say about a holder, in words.
-#include <algorithm>
-#include <functional>
-#include <memory>
 #include <set>
 
 #include "admin/records/site.h"
@@ -124,9 +121,7 @@ Query parseHolders(const std::string& word) {
   const size_t dash = word.find('-', 1);
   const uint32_t first = parseHolder(word.substr(0, dash));
   const uint32_t last = dash == std::string::npos ? first : parseHolder(word.substr(dash + 1));
-  if (first > last)
-    throw Failure(ExitStatus::kNotDone, "{} is not a range: its end is before its start",
-                  inQuotes(word));
+  if (first > last) throw NotDone("{} is not a range: its end is before its start", inQuotes(word));
   return {"holder " + word, [first, last](const Holder& holder) {
             return first <= holder.uniqid && holder.uniqid <= last;
           }};
@@ -158,7 +153,7 @@ Query parseCards(const std::string& word, const Site& site) {
 
 ExitStatus show(const ShowOptions& options, Console& console) {
   if (options.holders.empty() && options.cards.empty() && options.keys.empty())
-    throw Failure(ExitStatus::kNotDone, "no holder given; write a unique ID, a --card or a --key");
+    throw NotDone("no holder given; write a unique ID, a --card or a --key");
   Site site(options.site, {}, &console);
   HolderPrinter printer(options, site, console);
   std::vector<Query> queries;

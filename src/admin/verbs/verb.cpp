@@ -1,7 +1,6 @@
 // Reads words that several verbs take: keys, numbers, times, card sets and cards.
 #include "admin/verbs/verb.h"
 
-#include <algorithm>
 #include <ctime>
 
 #include "admin/bits/cards.h"
@@ -16,7 +15,7 @@ namespace {
 template <typename Value>
 Value require(std::optional<Value> value, const std::string& word, const char* what) {
   if (value) return *value;
-  throw Failure(ExitStatus::kNotDone, "{} is not {}", inQuotes(word), what);
+  throw NotDone("{} is not {}", inQuotes(word), what);
 }
 
 }  // namespace
@@ -41,12 +40,10 @@ CardEncoder encoderOfSet(std::string_view set, const cardsets& sets,
   const auto csid = numberOf(set);
   const bool isSet = csid && *csid <= kLastCardSetId;
   const cardset* const record = isSet ? sets.getCardSet(*csid) : nullptr;
-  if (record == nullptr)
-    throw Failure(ExitStatus::kRefused, "there is no card set {}", inQuotes(set));
+  if (record == nullptr) throw Refused("there is no card set {}", inQuotes(set));
   const auto listed = std::ranges::find(formats, record->fmtid, &CheckedFormat::id);
   if (listed == formats.end() || listed->format == nullptr)
-    throw Failure(ExitStatus::kRefused, "format {} of card set {} is not there", record->fmtid,
-                  record->csid);
+    throw Refused("format {} of card set {} is not there", record->fmtid, record->csid);
   return {listed->format, listed->format->encodeSite(record->fldvalues)};
 }
 
@@ -61,8 +58,7 @@ CardPattern parseKey(const std::string& word) {
 CardPattern parseCard(const std::string& word, const Site& site) {
   const size_t colon = word.find(':');
   if (colon == std::string::npos)
-    throw Failure(ExitStatus::kNotDone, "{} is not a card; write card set and number as in 1:15890",
-                  inQuotes(word));
+    throw NotDone("{} is not a card; write card set and number as in 1:15890", inQuotes(word));
   const CardEncoder encoder = encoderOfSet(word.substr(0, colon), site.sets(), site.formats());
   return encodeWord(encoder, word.substr(colon + 1));
 }
@@ -77,8 +73,8 @@ uint32_t parseTimeOrNow(const char* option, const std::string& word) {
   if (end == nullptr || *end != '\0' || valid.tm_mday != given.tm_mday ||
       valid.tm_sec != given.tm_sec || given.tm_year < kFirstYear || given.tm_year > kLastYear ||
       seconds == 0)
-    throw Failure(ExitStatus::kNotDone, "{} {} is not a time; write it as \"2026/01/31 18:00:00\"",
-                  option, inQuotes(word));
+    throw NotDone("{} {} is not a time; write it as \"2026/01/31 18:00:00\"", option,
+                  inQuotes(word));
   return static_cast<uint32_t>(seconds);
 }
 

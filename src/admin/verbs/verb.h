@@ -5,8 +5,10 @@
 #ifndef BADGEMINT_ADMIN_VERBS_VERB_H
 #define BADGEMINT_ADMIN_VERBS_VERB_H
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>

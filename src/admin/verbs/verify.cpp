@@ -1,14 +1,11 @@
 // The verb `verify`: what is wrong with existing databases, and where they differ from what a build
 // of a cards file makes.
-#include <algorithm>
 #include <map>
-#include <memory>
 
 #include "admin/check/sitecheck.h"
 #include "admin/records/expected.h"
 #include "admin/records/wording.h"
 #include "admin/verbs/verb.h"
-#include "cardsets/card_functions.h"
 #include "support/packeddecimal.h"
 #include "support/textutil.h"
 

@@ -1,6 +1,4 @@
 // The verb `why`: whether a holder may pass a door, and for which reasons.
-#include <algorithm>
-#include <memory>
 #include <set>
 
 #include "admin/records/site.h"
@@ -94,8 +92,7 @@ Verdict decide(const Subject& subject, const Question& question) {
   Verdict verdict = decide(accesses.front(), question, refusals);
   for (const AccessRecord& other : accesses)
     if (decide(other, question, refusals) != verdict)
-      throw Failure(ExitStatus::kNotDone, "holder {} has several access records, and they disagree",
-                    uniqid);
+      throw NotDone("holder {} has several access records, and they disagree", uniqid);
   return verdict;
 }
 
@@ -105,7 +102,7 @@ Subject findSubject(const WhyOptions& options, const Site& site) {
   if (!options.holder.empty()) {
     const Holder holder = databases.holder(parseHolder(options.holder));
     if (holder.exists()) return {fmt::format("holder {}", holder.uniqid), holder};
-    throw Failure(ExitStatus::kRefused, "holder {} is not in the databases", holder.uniqid);
+    throw Refused("holder {} is not in the databases", holder.uniqid);
   }
   const bool isCard = !options.card.empty();
   const CardPattern key = isCard ? parseCard(options.card, site) : parseKey(options.key);
@@ -115,12 +112,11 @@ Subject findSubject(const WhyOptions& options, const Site& site) {
   const auto& idents = databases.idents;  // In the order of unique IDs, then of keys.
   const auto first = std::ranges::find_if(idents, isWanted);
   if (first == idents.end())
-    throw Failure(ExitStatus::kRefused, "{} is not in the databases",
+    throw Refused("{} is not in the databases",
                   isCard ? "card " + options.card : "the credential with key " + keyText(key));
   const auto last = std::find_if(idents.rbegin(), idents.rend(), isWanted);
   const std::string name = credentialText(*first, site, options.withPins);
-  if (last->uniqid != first->uniqid)
-    throw Failure(ExitStatus::kNotDone, name + " belongs to several holders");
+  if (last->uniqid != first->uniqid) throw NotDone(name + " belongs to several holders");
   return {name, {first->uniqid, databases.holder(first->uniqid).accesses, {first, last.base()}}};
 }
 
@@ -154,11 +150,10 @@ void printVerdict(const Verdict& verdict, const WhyOptions& options, const Holde
 
 ExitStatus why(const WhyOptions& options, Console& console) {
   if (!options.holder.empty() + !options.card.empty() + !options.key.empty() != 1)
-    throw Failure(ExitStatus::kNotDone, "write one unique ID, one --card or one --key");
+    throw NotDone("write one unique ID, one --card or one --key");
   const auto door = numberOf(options.door);
   if (!door || options.levels.empty())
-    throw Failure(
-        ExitStatus::kNotDone,
+    throw NotDone(
         "write the door group with --door, a number from 0 to 4294967295, and the access levels "
         "file with --levels");
   AccessLevelSet levels;
