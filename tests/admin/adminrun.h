@@ -77,26 +77,22 @@ inline AdminRun runAdminProcess(const std::string& line, const Fault& fault) {
   return result;
 }
 
-// The line ends with this status; its output and its messages contain these texts, or are empty.
-inline void expectRun(const std::string& line, int status, const std::string& output,
-                      const std::string& errors) {
-  SCOPED_TRACE(line);
-  const AdminRun run = runAdmin(line);
-  EXPECT_EQ(run.status, status);
-  EXPECT_NE(run.output.find(output), std::string::npos) << run.output;
-  EXPECT_NE(run.errors.find(errors), std::string::npos) << run.errors;
-  EXPECT_EQ(run.output.empty(), output.empty()) << run.output;
-  EXPECT_EQ(run.errors.empty(), errors.empty()) << run.errors;
-}
-
-// A command line that gives no output but this status and message.
-struct Failing {
-  const char* line;
+// A command line, its exit status, and parts of its output and of its messages; none where "" is.
+struct Expected {
+  std::string line;
   int status;
-  const char* message;
+  std::string output, errors = "";
 };
-inline void expectFailures(const std::vector<Failing>& lines) {
-  for (const auto& [line, status, message] : lines) expectRun(line, status, "", message);
+inline void expectRuns(const std::vector<Expected>& runs) {
+  for (const auto& [line, status, output, errors] : runs) {
+    SCOPED_TRACE(line);
+    const AdminRun run = runAdmin(line);
+    EXPECT_EQ(run.status, status);
+    EXPECT_TRUE(contains(run.output, output));
+    EXPECT_TRUE(contains(run.errors, errors));
+    EXPECT_EQ(run.output.empty(), output.empty()) << run.output;
+    EXPECT_EQ(run.errors.empty(), errors.empty()) << run.errors;
+  }
 }
 
 }  // namespace badgemint::admin

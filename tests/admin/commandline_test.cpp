@@ -4,31 +4,30 @@
 #include "admin/adminrun.h"
 #include "support/testsite.h"
 
-namespace badgemint::admin {
-namespace {
+namespace badgemint::admin::commandline_test {
 
 TEST(CommandLine, DoesWhatItIsAskedOrSaysWhyNot) {
   const TestSite site;
-  expectRun("--version", 0, "badgemint-admin " BADGEMINT_VERSION "\n", "");
-  expectRun("-C . help", 0, "Usage: badgemint-admin [OPTIONS]", "");
-  expectRun("help build", 0, "Usage: badgemint-admin build [OPTIONS]", "");
-  expectRun("build --help", 0, "--max-removed N or N%", "");
-  expectFailures({
-      {"", 3, "no verb given (badgemint-admin help lists them)"},
-      {"biuld --keep", 3, "there is no verb biuld; did you mean build? (see"},
-      {"check --form x", 3, "check has no option --form; did you mean --formats? (see"},
-      {"check --colour\x07", 3, "check has no option --colour\\x07 (see"},
-      {"check one two", 3, "check: unexpected word one (see"},
-      {"--max-removed=0 build", 3, "after the verb: badgemint-admin build --max-removed"},
-      {"-V", 3, "badgemint-admin has no option -V (see"},
-      {"check -C .", 3, "before the verb: badgemint-admin -C DIR check"},
-      {"build --level many", 3, "--level: \"many\" is not a number"},
-      {"check --cards a --cards b", 3, "--cards: too few or too many values"},
-      {"-C \"\" check", 3, "the value is empty"},  // As an unset variable gives it.
-      {"check --cards \"\"", 3, "--cards: the value is empty"},
-      {"build --max-removed \"\"", 3, "the value is empty"},
-      {"format \"\"", 3, "the value is empty"},
-      {"-C none check", 3, "none: No such file or directory"},
+  expectRuns({
+      {"--version", 0, "badgemint-admin " BADGEMINT_VERSION "\n"},
+      {"-C . help", 0, "Usage: badgemint-admin [OPTIONS]"},
+      {"help build", 0, "Usage: badgemint-admin build [OPTIONS]"},
+      {"build --help", 0, "--max-removed N or N%"},
+      {"", 3, "", "no verb given (badgemint-admin help lists them)"},
+      {"biuld --keep", 3, "", "there is no verb biuld; did you mean build? (see"},
+      {"check --form x", 3, "", "check has no option --form; did you mean --formats? (see"},
+      {"check --colour\x07", 3, "", "check has no option --colour\\x07 (see"},
+      {"check one two", 3, "", "check: unexpected word one (see"},
+      {"--max-removed=0 build", 3, "", "after the verb: badgemint-admin build --max-removed"},
+      {"-V", 3, "", "badgemint-admin has no option -V (see"},
+      {"check -C .", 3, "", "before the verb: badgemint-admin -C DIR check"},
+      {"build --level many", 3, "", "--level: \"many\" is not a number"},
+      {"check --cards a --cards b", 3, "", "--cards: too few or too many values"},
+      {"-C \"\" check", 3, "", "the value is empty"},  // As an unset variable gives it.
+      {"check --cards \"\"", 3, "", "--cards: the value is empty"},
+      {"build --max-removed \"\"", 3, "", "the value is empty"},
+      {"format \"\"", 3, "", "the value is empty"},
+      {"-C none check", 3, "", "none: No such file or directory"},
   });
 }
 
@@ -65,5 +64,4 @@ TEST(CommandLine, ShowsOnATerminalThatWorkGoesOn) {
   EXPECT_EQ(errors.str(), "\rcheck: 1 s\r\033[K\033[1;31mbadgemint-admin:\033[0m wrong\n");
 }
 
-}  // namespace
-}  // namespace badgemint::admin
+}  // namespace badgemint::admin::commandline_test

@@ -2,8 +2,7 @@
 #include "admin/adminrun.h"
 #include "support/testsite.h"
 
-namespace badgemint::admin {
-namespace {
+namespace badgemint::admin::diff_test {
 
 using Idents = std::vector<IdentRecord>;
 using Accesses = std::vector<AccessRecord>;
@@ -35,10 +34,7 @@ TEST(Diff, PrintsWhatBecameOfACredential) {
   const IdentRecord pin = credential(5, 1, kPinIdentCode), pin6 = credential(6, 1, kPinIdentCode);
   const IdentRecord pinAlone = credential(5, 1, kPinOnlyCode);
   const IdentRecord raw7 = credential(7, 5, kFormatlessCode);
-  const struct {
-    Idents before, now;
-    const char* printed;
-  } kCases[] = {
+  const std::tuple<Idents, Idents, std::string> kCases[] = {
       {{}, {deleted7}, "card 7 of card set 2 added, deleted\n"},
       {{card7}, {card(7, 0)}, "card 7 of card set 2 moved to holder 0\n"},
       {{card7},
@@ -59,7 +55,7 @@ TEST(Diff, PrintsWhatBecameOfACredential) {
   };
   for (const auto& [before, now, printed] : kCases) {
     const AdminRun run = diffOf(before, {}, now, {});
-    EXPECT_EQ(run.output, std::string("holder 1: ") + printed);
+    EXPECT_EQ(run.output, "holder 1: " + printed);
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.errors, "");
   }
@@ -83,8 +79,8 @@ TEST(Diff, PrintsHoldersInOrderWithTheirCredentials) {
             "holder 6: card 6 of card set 2 added\n"
             "holder 9: removed\n"
             "holder 9: card 9 of card set 2 removed\n");
-  EXPECT_NE(run.errors.find(": sets:2: this line is not a card set"), std::string::npos);
-  EXPECT_NE(run.errors.find(" (2 such lines)\n"), std::string::npos) << run.errors;
+  EXPECT_TRUE(contains(run.errors, ": sets:2: this line is not a card set"));
+  EXPECT_TRUE(contains(run.errors, " (2 such lines)\n"));
 }
 
 constexpr char kOtherKey[] =
@@ -103,5 +99,4 @@ TEST(Diff, PrintsACardWhoseKeyAloneHasChanged) {
   EXPECT_EQ(runAdmin("diff old .").output, kOtherKey);
 }
 
-}  // namespace
-}  // namespace badgemint::admin
+}  // namespace badgemint::admin::diff_test

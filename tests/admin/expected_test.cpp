@@ -5,8 +5,7 @@
 #include "admin/buildsite.h"
 #include "admin/records/expected.h"
 
-namespace badgemint::admin {
-namespace {
+namespace badgemint::admin::expected_test {
 
 // Why the databases are not proved; empty when they are.
 std::string objection() {
@@ -124,5 +123,4 @@ TEST(ExpectedRecords, ProveEveryByte) {
   }
 }
 
-}  // namespace
-}  // namespace badgemint::admin
+}  // namespace badgemint::admin::expected_test

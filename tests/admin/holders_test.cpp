@@ -6,8 +6,7 @@
 #include "admin/json.h"
 #include "support/testsite.h"
 
-namespace badgemint::admin {
-namespace {
+namespace badgemint::admin::holders_test {
 
 class Holders : public testing::Test {
  protected:
@@ -37,11 +36,7 @@ class Holders : public testing::Test {
 };
 
 TEST_F(Holders, AreFoundByFiltersIdsAndCards) {
-  const struct {
-    const char* line;
-    int status;
-    const char* holders;
-  } kCases[] = {
+  const std::tuple<std::string, int, std::string> kCases[] = {
       {"list", 0, "2 3 4 5 "},
       {"list --level 3", 0, "2 "},
       {"list --level 0", 1, ""},
@@ -66,7 +61,7 @@ TEST_F(Holders, AreFoundByFiltersIdsAndCards) {
       {"show --card 70000", 1, ""},
   };
   for (const auto& [line, status, holders] : kCases) {
-    const AdminRun run = runAdmin(line + std::string(" --json"));
+    const AdminRun run = runAdmin(line + " --json");
     const std::regex json("\\{\"holder\":(\\d+),.*\n");
     EXPECT_EQ(std::regex_replace(run.output, json, "$1 "), holders) << line << run.errors;
     EXPECT_EQ(run.status, status) << line;
@@ -78,30 +73,30 @@ TEST_F(Holders, AreListedWhateverTheyHave) {
   EXPECT_TRUE(listed.starts_with("2          2:7,1A(deleted),PIN  3,1 ")) << listed;
   EXPECT_TRUE(listed.ends_with(" - (0 access records)\n")) << listed;
   const std::string json = runAdmin("list --set 254 --json").output;
-  EXPECT_NE(json.find(R"({"kind":"card without format","card":"1A",)"), json.npos) << json;
+  EXPECT_TRUE(contains(json, R"({"kind":"card without format","card":"1A",)"));
 }
 
 TEST_F(Holders, AreNotFoundByWordsThatMeanNothing) {
-  expectFailures({
-      {"show", 3, "no holder given; write a unique ID, a --card or a --key\n"},
-      {"show 4294967296", 3, "is not a unique ID, a number from 0 to 4294967295\n"},
-      {"show 4294967295 --card 1:65535 --ident none", 3, "none: No such file"},
-      {"show 7-5", 3, "\"7-5\" is not a range: its end is before its start\n"},
-      {"show --card 7:7", 2, "format 9 of card set 7 is not there"},
-      {"show --card 1:65536", 2, "card number 65536 does not fit field B of 16 bits"},
-      {"show --key 0X0g", 3, "\"0X0g\" is not a key of 1 to 32 hexadecimal digits\n"},
-      {"show 1 --at \"2026/02/30 10:00:00\"", 3, "is not a time; write it as \"2026/01/31"},
-      {"diff --old ident.db access.db --new access.db ident.db", 2, "ends within a record"},
-      {"diff --old ident.db access.db", 3, "give two folders to compare, or --old IDENT"},
-      {"diff . . --new ident.db access.db", 3, "give two folders to compare"},
-      {"diff ident.db ident.db", 3, "is not a folder; for files write --old IDENT ACCESS"},
-      {"diff --kept", 3, "ident.db.old: No such file or directory"},
-      {"list --no-pin", 3, "--pin and --no-pin need --with-pins"},
-      {"list --csv --count", 3, "only one of --count, --csv and --json"},
-      {"list --level 65536", 3, "--level \"65536\" is not a number from 0 to 65535"},
-      {"list --expired --expired", 3, "--expired"},
-      {"list --expires-before 0", 3, "--expires-before \"0\" is not a time"},
-      {"list --changed-since none", 3, "none/ident.db: No such file"},
+  expectRuns({
+      {"show", 3, "", "no holder given; write a unique ID, a --card or a --key\n"},
+      {"show 4294967296", 3, "", "is not a unique ID, a number from 0 to 4294967295\n"},
+      {"show 4294967295 --card 1:65535 --ident none", 3, "", "none: No such file"},
+      {"show 7-5", 3, "", "\"7-5\" is not a range: its end is before its start\n"},
+      {"show --card 7:7", 2, "", "format 9 of card set 7 is not there"},
+      {"show --card 1:65536", 2, "", "card number 65536 does not fit field B of 16 bits"},
+      {"show --key 0X0g", 3, "", "\"0X0g\" is not a key of 1 to 32 hexadecimal digits\n"},
+      {"show 1 --at \"2026/02/30 10:00:00\"", 3, "", "is not a time; write it as \"2026/01/31"},
+      {"diff --old ident.db access.db --new access.db ident.db", 2, "", "ends within a record"},
+      {"diff --old ident.db access.db", 3, "", "give two folders to compare, or --old IDENT"},
+      {"diff . . --new ident.db access.db", 3, "", "give two folders to compare"},
+      {"diff ident.db ident.db", 3, "", "is not a folder; for files write --old IDENT ACCESS"},
+      {"diff --kept", 3, "", "ident.db.old: No such file or directory"},
+      {"list --no-pin", 3, "", "--pin and --no-pin need --with-pins"},
+      {"list --csv --count", 3, "", "only one of --count, --csv and --json"},
+      {"list --level 65536", 3, "", "--level \"65536\" is not a number from 0 to 65535"},
+      {"list --expired --expired", 3, "", "--expired"},
+      {"list --expires-before 0", 3, "", "--expires-before \"0\" is not a time"},
+      {"list --changed-since none", 3, "", "none/ident.db: No such file"},
   });
 }
 
@@ -130,12 +125,12 @@ TEST(Show, SaysWhatNoBuildWrites) {
         "holder 5\n  no access record: no door opens\n",
         " of card set 1, deleted\n  PIN **** beside a card\n",
         "\nthere is no credential with key 4711f\n\n"})
-    EXPECT_NE(run.output.find(says), std::string::npos) << says << run.output;
+    EXPECT_TRUE(contains(run.output, says)) << says;
   const std::string pins =
       runAdmin("show 6 --key 4711F --with-pins --at \"1970/1/1 0:1:39\"").output;
   for (const char* const says :
        {"4711 without a card, key 4711F", "20 UTC, never valid", "19 UTC, valid"})
-    EXPECT_NE(pins.find(says), std::string::npos) << says;
+    EXPECT_TRUE(contains(pins, says)) << says;
 }
 
 // Holders have cards of card set 2 with their numbers; levels 1 and 2 open door group 4.
@@ -166,11 +161,7 @@ class Why : public testing::Test {
 };
 
 TEST_F(Why, GivesTheVerdictWithItsReasons) {
-  const struct {
-    const char* subject;
-    int status;
-    const char* output;
-  } kCases[] = {
+  const std::tuple<std::string, int, std::string> kCases[] = {
       {"1 --door 4", 0,
        "granted by access level 1 while schedule 3 is active\n"
        "  by access level 2 while schedule 7 is active\n"
@@ -190,20 +181,20 @@ TEST_F(Why, GivesTheVerdictWithItsReasons) {
        "  by access level 1 while schedule 8 is active\n"},
   };
   for (const auto& [subject, status, output] : kCases) {
-    const std::string asked = std::string("why --levels levels ") + subject;
-    const AdminRun run = runAdmin(asked + " --at \"1970/01/01 00:03:20\"");
+    const std::string when = " --levels levels --at \"1970/01/01 00:03:20\"";
+    const AdminRun run = runAdmin("why " + subject + when);
     EXPECT_EQ(run.output, output) << subject;
     EXPECT_EQ(run.status, status) << subject << run.errors;
   }
 }
 
 TEST_F(Why, RefusesWhatItCannotDecide) {
-  expectFailures({
-      {"why 1 --door 4 --levels cardsets.txt", 3, "no line defines an access level"},
-      {"why 8 --door 4 --levels levels", 3, "several access records, and they disagree"},
-      {"why 1 --levels levels", 3, "write the door group with --door"},
-      {"why --door 4 --levels levels", 3, "write one unique ID, one --card or one --key"},
-      {"why 1 --door x --levels levels", 3, "write the door group with --door, a number"},
+  expectRuns({
+      {"why 1 --door 4 --levels cardsets.txt", 3, "", "no line defines an access level"},
+      {"why 8 --door 4 --levels levels", 3, "", "several access records, and they disagree"},
+      {"why 1 --levels levels", 3, "", "write the door group with --door"},
+      {"why --door 4 --levels levels", 3, "", "write one unique ID, one --card or one --key"},
+      {"why 1 --door x --levels levels", 3, "", "write the door group with --door, a number"},
   });
 }
 
@@ -215,5 +206,4 @@ TEST(Json, EscapesWhatTextCannotHold) {
       R"(\\x80\\xED\\xA0\\x80\\xF5","flag":false})");
 }
 
-}  // namespace
-}  // namespace badgemint::admin
+}  // namespace badgemint::admin::holders_test

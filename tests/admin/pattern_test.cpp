@@ -3,8 +3,7 @@
 #include "carddb/identrecord.h"
 #include "support/testsite.h"
 
-namespace badgemint::admin {
-namespace {
+namespace badgemint::admin::pattern_test {
 
 // Also in layouts with gaps, in which the format counts fewer bits than it sets.
 TEST(Pattern, PrintsBitsAndKeysThatDecodeFinds) {
@@ -27,12 +26,12 @@ TEST(Pattern, PrintsBitsAndKeysThatDecodeFinds) {
       const AdminRun decode = runAdmin("decode " + word);
       EXPECT_EQ(decode.status, 0) << masks[0] << decode.errors;
       EXPECT_TRUE(decode.output.starts_with("format 1 f.cdf: card " + number)) << decode.output;
-      EXPECT_NE(decode.output.find("\n  card set 5\n"), std::string::npos) << decode.output;
+      EXPECT_TRUE(contains(decode.output, "\n  card set 5\n"));
     }
     bits.back() ^= 1;
     const std::string fault =
         fmt::format("\n  parity mask 2 wrong at position {}\n", bits.size() - 1);
-    EXPECT_NE(runAdmin("decode " + bits).output.find(fault), std::string::npos) << masks[0];
+    EXPECT_TRUE(contains(runAdmin("decode " + bits).output, fault)) << masks[0];
   }
   EXPECT_GT(printed, 30);
 }
@@ -56,11 +55,7 @@ TEST(Pattern, ReportsWhatBitsCanBeAndWhichNumbersCannot) {
   writeRecords<IdentRecord>("ident.db",
                             {{key, 4, 255}, {key, 5, 1, 1}, {key, 6, 254}, {{2}, 7, 254}});
   const std::string card = "format 1 26.cdf: card 15890, A=21; parity and fixed bits right";
-  const struct {
-    std::string words;
-    int status;
-    std::string output, errors = "";  // What is in them.
-  } cases[] = {
+  expectRuns({
       {"decode \"02 2a:7C-2_4\"", 0, card + '\n'},
       {"decode 0b10001010_100111110000100100", 0, card + '\n'},
       {"decode --formats 26.txt 00022A7C24", 1, card + "; right-aligned\n"},
@@ -94,10 +89,7 @@ TEST(Pattern, ReportsWhatBitsCanBeAndWhichNumbersCannot) {
       {"pattern --format 136.vff 512", 0, "0010--------\nkey   00000000000000000000000000000002\n"},
       {"pattern --format 26.cdf --set A=256 1", 2, "", "--set is refused: "},
       {"pattern --format 26.cdf 1", 0, "key   000000020000", "field A"},
-  };
-  for (const auto& [words, status, output, errors] : cases)
-    expectRun(words, status, output, errors);
+  });
 }
 
-}  // namespace
-}  // namespace badgemint::admin
+}  // namespace badgemint::admin::pattern_test

@@ -2,8 +2,6 @@
 #ifndef BADGEMINT_TESTS_FORMATS_FORMATFILE_H
 #define BADGEMINT_TESTS_FORMATS_FORMATFILE_H
 
-#include <random>
-
 #include "formats/CardFormatSet.h"
 #include "support/testfiles.h"
 

@@ -20,6 +20,11 @@
 
 namespace badgemint {
 
+// Whether a text contains this part; the text is shown when that is not as expected.
+inline testing::AssertionResult contains(const std::string& text, const std::string& part) {
+  return testing::AssertionResult(text.find(part) != std::string::npos) << text;
+}
+
 // The bytes of a file; none when there is no such file.
 inline std::string contentOf(const std::string& path) {
   std::ifstream file(path, std::ios::binary);

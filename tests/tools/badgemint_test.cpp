@@ -49,7 +49,7 @@ TEST(Build, WritesAndLogsEverythingOfASite) {
   const std::string log = logOf("DumpCardFile", 5, 0);
   EXPECT_TRUE(log.starts_with("[75 badgemintdump] Files:\n[75 badgemintdump] Cards file=dump\n"));
   EXPECT_TRUE(log.ends_with("[75 badgemintdump] Dump card#=6\n"));
-  EXPECT_NE(log.find("Dump card#=2\n[75 badgemintdump] nofmt cardno=1A2B30\n"), log.npos);
+  EXPECT_TRUE(contains(log, "Dump card#=2\n[75 badgemintdump] nofmt cardno=1A2B30\n"));
   EXPECT_EQ(contentOf("dump"),
             "f 12 2 A 21 \n"
             "c 12 15890 4711 5001 1 2 3 4 5 6 7 8 1 0 1 9 "
@@ -72,7 +72,7 @@ TEST(Build, WritesAndLogsEverythingOfASite) {
   blank[4] = '\xF0';  // A PIN without a digit comes out as 0: the fields keep their columns.
   site.folder.write("access", blank);
   EXPECT_EQ(dump({.cards = "dump"}), 0);
-  EXPECT_NE(contentOf("dump").find("\nc 12 15890 0 5001 "), std::string::npos);
+  EXPECT_TRUE(contains(contentOf("dump"), "\nc 12 15890 0 5001 "));
 }
 
 // The old databases are gone as soon as there is a log.

@@ -1,13 +1,10 @@
 // The rules of the formats file and of format files. A case changes lines of a valid file; what it
 // has to find is "line:column" of each finding, all of the rule that the test is named after.
-#include <map>
-
 #include "admin/check/sitecheck.h"
 #include "admin/console.h"
 #include "formats/formatfile.h"
 
-namespace badgemint::admin {
-namespace {
+namespace badgemint::admin::check_formats_test {
 
 using namespace std::string_literals;
 
@@ -175,9 +172,7 @@ TEST_F(FormatsCheck, ErrorsOfFormatFiles) {
 TEST_F(FormatsCheck, RulesOfTheFormatsFile) {
   std::filesystem::create_directory("d");
   folder.write("d/f.VFF", "");
-  const struct {
-    std::string lines, rule, places;
-  } rows[] = {
+  const std::array<std::string, 3> rows[] = {
       {"6", "format-id", "1:1"},
       {"-1 f.CDF\n4294967296 f.CDF\n4294967295 f.CDF", "format-id", "1:1 2:1"},
       {"7 d/f.VFF", "format-id", "1:3"},
@@ -208,9 +203,8 @@ TEST_F(FormatsCheck, ShowsNoDigitsOfPins) {
     std::string texts = textsOf(checkLines(line));
     for (size_t changed = 1; changed <= 24; ++changed)
       texts += textsOf(checkChanged({"CDF", {{changed, line}}, ""}));
-    EXPECT_EQ(texts.find("4711"), std::string::npos) << line << texts;
+    EXPECT_FALSE(contains(texts, "4711")) << line;
   }
 }
 
-}  // namespace
-}  // namespace badgemint::admin
+}  // namespace badgemint::admin::check_formats_test
