@@ -4,31 +4,27 @@
 
 #include <climits>
 #include <csignal>
+#include <optional>
 
 #include "admin/buildsite.h"
 
 namespace badgemint::admin::sweeps_test {
 
-// On to the next call. Reading the command line takes most of the memory, in many alike pieces.
-void advance(Fault& fault) {
+// Runs a command with the fault at its next call; nothing when there is no such call. Reading the
+// command line takes most of the memory, in many alike pieces.
+std::optional<AdminRun> failNext(const std::string& command, Fault& fault) {
   static const int kOfCommandLine = runAdmin("--version", {.call = "new", .nth = INT_MAX}).calls;
-  fault.nth += fault.call == "new" && fault.nth < kOfCommandLine ? 20 : 1;
-}
-
-// Runs a command, with the fault at each call of its kind in turn, until there is no such call.
-template <typename Prepare, typename Expect>
-void forEachCall(const std::string& command, Fault fault, Prepare prepare, Expect expect) {
-  for (; !testing::Test::HasFailure(); advance(fault)) {
-    SCOPED_TRACE(testing::Message()
-                 << command << ": " << fault.call << ' ' << fault.nth
-                 << (fault.forEver ? " and all later ones" : "") << ", signal " << fault.signal);
-    prepare();
-    const AdminRun run =
-        fault.signal != 0 ? runAdminProcess(command, fault) : runAdmin(command, fault);
-    if (!run.struck) break;
-    EXPECT_EQ(run.signal, fault.signal);
-    expect(run, fault);
+  if (testing::Test::HasFailure()) {
+    ADD_FAILURE() << command << ": " << fault.call << " before " << fault.nth << ' '
+                  << fault.forEver << fault.signal;
+    return {};
   }
+  const AdminRun run =
+      fault.signal != 0 ? runAdminProcess(command, fault) : runAdmin(command, fault);
+  if (!run.struck) return {};
+  EXPECT_EQ(run.signal, fault.signal);
+  fault.nth += fault.call == "new" && fault.nth < kOfCommandLine ? 20 : 1;
+  return run;
 }
 
 class BuildSweep : public testing::Test, public BuildSite {
@@ -84,39 +80,33 @@ TEST_F(BuildSweep, EachCallFailsOrIsInterrupted) {
                            {.call = "allocate"},
                            {.call = "new"},
                            {.call = "new", .forEver = true}};
-  for (const std::string command : kBuilds) {
-    for (const Fault& fault : kFaults) {
+  for (const std::string command : kBuilds)
+    for (Fault fault : kFaults) {
       // What a build does without --keep it does with it, too.
       if (command == "build" && (fault.forEver || fault.call != "any")) continue;
       if (command == "build --dry-run" && fault.call == "new") continue;
-      forEachCall(
-          command, fault, [&] { makeOld(); },
-          [&](const AdminRun& run, const Fault&) {
-            expectTrueReport(run, command);
-            EXPECT_EQ(contains(run.errors, "interrupted: "), fault.signal != 0) << run.errors;
-            EXPECT_TRUE(fault.signal == 0 || hasNoOtherFiles());
-            expectRecovery();
-          });
+      for (makeOld(); const auto run = failNext(command, fault); makeOld()) {
+        expectTrueReport(*run, command);
+        EXPECT_EQ(contains(run->errors, "interrupted: "), fault.signal != 0) << run->errors;
+        EXPECT_TRUE(fault.signal == 0 || hasNoOtherFiles());
+        expectRecovery();
+      }
     }
-  }
 }
 
 TEST_F(BuildSweep, ItIsKilledBeforeEachCall) {
   for (const std::string command : kBuilds) {
-    const Fault killed = {.call = "any", .signal = SIGKILL};
-    forEachCall(
-        command, killed, [&] { makeOld(); },
-        [&](const AdminRun&, const Fault& fault) {
-          const bool isSeenByAll = fs::status(kPrivateFolder).permissions() == fs::perms(0711);
-          EXPECT_TRUE(!fs::exists(".badgemint-admin/journal") || isSeenByAll);
-          const bool isMixture = !isOld() && !isNew();
-          if (isMixture && fault.nth % 2 == 0) {  // The build that finishes it is killed, too.
-            cards(kWrongCards);
-            runAdminProcess("build", {.call = "any", .nth = fault.nth / 4, .signal = SIGKILL});
-            cards(kNewCards);
-          }
-          expectRecovery();
-        });
+    Fault killed = {.call = "any", .signal = SIGKILL};
+    for (makeOld(); failNext(command, killed); makeOld()) {
+      const bool isSeenByAll = fs::status(kPrivateFolder).permissions() == fs::perms(0711);
+      EXPECT_TRUE(!fs::exists(".badgemint-admin/journal") || isSeenByAll);
+      if (!isOld() && !isNew() && killed.nth % 2 == 0) {  // What finishes it is killed, too.
+        cards(kWrongCards);
+        runAdminProcess("build", {.call = "any", .nth = killed.nth / 4, .signal = SIGKILL});
+        cards(kNewCards);
+      }
+      expectRecovery();
+    }
   }
 }
 
@@ -296,34 +286,29 @@ TEST_F(ReaderSweep, EachCallFails) {
   for (const std::string& reader : kReaders) {
     const AdminRun whole = runAdmin(reader);
     EXPECT_EQ(whole.errors, "");
-    for (const Fault& fault : kFaults)
-      forEachCall(
-          reader, fault, [] {},
-          [&](const AdminRun& run, const Fault&) {
-            const bool isSame = run.status == whole.status && run.output == whole.output;
-            EXPECT_TRUE(isSame || !run.errors.empty() || run.status == 2 || run.signal != 0);
-            EXPECT_EQ(allFiles(), before);
-          });
+    for (Fault fault : kFaults)
+      while (const auto run = failNext(reader, fault)) {
+        const bool isSame = run->status == whole.status && run->output == whole.output;
+        EXPECT_TRUE(isSame || !run->errors.empty() || run->status == 2 || run->signal != 0);
+        EXPECT_EQ(allFiles(), before);
+      }
   }
 }
 
 // A file that a dump writes is complete or not there.
 TEST_F(ReaderSweep, EachCallOfADumpFailsOrIsInterrupted) {
   const std::string dumped = runAdmin("dump" + kSite).output;
-  const auto removeOutput = [] {
-    fs::remove("out");
-    fs::remove("out.new");
-  };
+  const auto removeOutput = [] { fs::remove("out"), fs::remove("out.new"); };
   for (const int signal : {0, SIGINT, SIGKILL})
-    for (const bool forEver : {false, true})
-      forEachCall("dump --output out" + kSite,
-                  {.call = "any", .forEver = forEver, .signal = signal}, removeOutput,
-                  [&](const AdminRun& run, const Fault&) {
-                    EXPECT_TRUE(!fs::exists("out") || contentOf("out") == dumped);
-                    if (signal == SIGKILL) return;
-                    EXPECT_TRUE(!run.errors.empty() || fs::exists("out"));
-                    EXPECT_TRUE(!fs::exists("out.new") || forEver);
-                  });
+    for (const bool forEver : {false, true}) {
+      Fault fault = {.call = "any", .forEver = forEver, .signal = signal};
+      const std::string command = "dump --output out" + kSite;
+      for (removeOutput(); const auto run = failNext(command, fault); removeOutput()) {
+        EXPECT_TRUE(!fs::exists("out") || contentOf("out") == dumped);
+        EXPECT_TRUE(signal == SIGKILL || !run->errors.empty() || fs::exists("out"));
+        EXPECT_TRUE(signal == SIGKILL || forEver || !fs::exists("out.new"));
+      }
+    }
 }
 
 TEST_F(ReaderSweep, PowerIsLostAfterEachCallOfADump) {
