@@ -8,19 +8,13 @@
 #include <sstream>
 
 #include "admin/verbs/verb.h"
-#include "support/testfiles.h"
+#include "support/testsite.h"
 
 namespace badgemint::admin {
 
 // What buildCards writes.
 inline const std::string kSite =
     " --formats formats --ident ident --access access --cardsets cardsets";
-
-// In the current folder. Files cut to nothing are slow: they are written through.
-inline void replaceFile(const std::string& name, const std::string& content) {
-  std::filesystem::remove_all(name);
-  std::ofstream(name, std::ios::binary) << content;
-}
 
 struct AdminRun {
   int status = 0;
@@ -69,8 +63,8 @@ inline AdminRun runAdminProcess(const std::string& line, const Fault& fault) {
   int status = 0;
   EXPECT_EQ(waitpid(child, &status, 0), child);
   AdminRun result;
-  result.output = streams.read("output");
-  result.errors = streams.read("errors");
+  result.output = contentOf(streams.path("output"));
+  result.errors = contentOf(streams.path("errors"));
   if (WIFSIGNALED(status)) result.signal = WTERMSIG(status);
   result.struck = WIFSIGNALED(status);
   if (WIFEXITED(status)) result.status = WEXITSTATUS(status);

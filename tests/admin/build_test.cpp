@@ -34,8 +34,7 @@ TEST_F(BuildTest, ReplacesAllThreeAndPrintsWhatChanged) {
   const AdminRun run = runAdmin("build --keep --log build.log --level 0");
   EXPECT_EQ(run.status, 0) << run.errors;
   const std::string changes =
-      "replaced\n"
-      "credentials: 9 added, 1 removed, 0 changed\n"
+      "replaced\ncredentials: 9 added, 1 removed, 0 changed\n"
       "holders: 7 added, 0 removed, 1 changed\n";
   const std::string found = "no errors, 0 warnings; 11 credentials of 10 holders\n";
   EXPECT_EQ(run.output, found + "access.db, ident.db and cardsets.txt are " + changes);
@@ -119,7 +118,7 @@ TEST_F(BuildTest, StopsWhenAnotherProgramReplacesAFile) {
     makeOld();
     const std::string access = contentOf("access.db");
     if (!isThere) fs::remove("ident.db");
-    if (isOther) _site.folder.write("other", "other");
+    if (isOther) writeFile("other", "other");
     const AdminRun run = runAdmin("build", {.call = call, .nth = nth, .signal = SIGUSR1});
     EXPECT_EQ(run.status, 2);
     EXPECT_TRUE(contains(
@@ -238,7 +237,7 @@ TEST_F(BuildTest, PassesWhatItsOptionsAllow) {
     cards("p 1234 3" + kHolder + "\n");
     EXPECT_EQ(runAdmin(std::string("build ") + options).status, 0) << options;
   }
-  _site.folder.write("access.db", "no database");
+  writeFile("access.db", "no database");
   EXPECT_EQ(runAdmin("build --max-removed 100%").status, 0);
   cards("");
   const mode_t mask = umask(027);

@@ -4,12 +4,9 @@
 
 #include "admin/adminrun.h"
 #include "admin/files/replacement.h"
-#include "support/testsite.h"
 #include "tools/badgemint.h"
 
 namespace badgemint::admin {
-
-namespace fs = std::filesystem;
 
 // Levels, flags, escort, validity, elevator and relay group; cards have one flag more.
 inline const std::string kHolder = " 1 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0";
@@ -58,11 +55,11 @@ class BuildSite {
     fs::remove_all(kPrivateFolder);
     cards(kNewCards);
     for (size_t i = 0; i < 3; ++i) {
-      replaceFile(kTargets[i], _old[i]);
-      replaceFile(kTargets[i] + std::string(kKeptSuffix), kFormer[i]);
+      writeFile(kTargets[i], _old[i]);
+      writeFile(kTargets[i] + std::string(kKeptSuffix), kFormer[i]);
     }
   }
-  static void cards(const std::string& text) { replaceFile("cards.txt", text); }
+  static void cards(const std::string& text) { writeFile("cards.txt", text); }
 
   static Contents databases(const std::string& front = "", const std::string& back = "") {
     Contents all;

@@ -2,7 +2,6 @@
 #include <poll.h>
 
 #include "admin/adminrun.h"
-#include "support/testsite.h"
 
 namespace badgemint::admin::commandline_test {
 
@@ -33,7 +32,7 @@ TEST(CommandLine, DoesWhatItIsAskedOrSaysWhyNot) {
 
 TEST(CommandLine, CompletesVerbsOptionsAndFiles) {
   const TestSite site;
-  site.folder.write("completion", runAdmin("completion").output);
+  writeFile("completion", runAdmin("completion").output);
   const std::pair<std::string, std::string> kCases[] = {{"''", "help"},
                                                         {"ver", "verify"},
                                                         {"-C . dec", "decode"},
@@ -46,7 +45,7 @@ TEST(CommandLine, CompletesVerbsOptionsAndFiles) {
     const std::string script = "source ./completion; compopt() { :; }; COMP_WORDS=(admin " + line +
                                "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _badgemint_admin; "
                                "echo -n \"$COMPREPLY\" >first";
-    site.folder.write("script", script);
+    writeFile("script", script);
     ASSERT_EQ(std::system("bash script"), 0);
     EXPECT_EQ(contentOf("first"), first) << line;
   }

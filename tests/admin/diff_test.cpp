@@ -1,6 +1,5 @@
 // The verb `diff`.
 #include "admin/adminrun.h"
-#include "support/testsite.h"
 
 namespace badgemint::admin::diff_test {
 
@@ -29,7 +28,7 @@ AdminRun diffOf(const Idents& oldIdents, const Accesses& oldAccesses, const Iden
 // Each case begins with "holder 1: " as it is printed.
 TEST(Diff, PrintsWhatBecameOfACredential) {
   const TestSite site;
-  site.folder.write("sets", "f 2 2\n");
+  writeFile("sets", "f 2 2\n");
   const IdentRecord card7 = card(7, 1), deleted7 = credential(7, 1, 2, 1);
   const IdentRecord pin = credential(5, 1, kPinIdentCode), pin6 = credential(6, 1, kPinIdentCode);
   const IdentRecord pinAlone = credential(5, 1, kPinOnlyCode);
@@ -66,7 +65,7 @@ TEST(Diff, PrintsWhatBecameOfACredential) {
 
 TEST(Diff, PrintsHoldersInOrderWithTheirCredentials) {
   const TestSite site;
-  site.folder.write("sets", "\nx\nf 2 2\nf 3\n");
+  writeFile("sets", "\nx\nf 2 2\nf 3\n");
   const Idents before = {card(9, 9), card(1, 1)}, now = {card(6, 6)};
   const Accesses old = {holder(9), holder(2), holder(3), holder(2)};
   const Accesses fresh = {holder(6), holder(3, 65535), holder(2, 7)};
@@ -90,9 +89,9 @@ constexpr char kOtherKey[] =
 // Each side with the card sets and formats beside its databases.
 TEST(Diff, PrintsACardWhoseKeyAloneHasChanged) {
   const TestSite site("formats.txt");
-  site.folder.write("cards.txt", "f 1 1 A=21\nc 1 15890 0 1001\n");
+  writeFile("cards.txt", "f 1 1 A=21\nc 1 15890 0 1001\n");
   runAdmin("build");
-  site.folder.write("cards.txt", "f 1 1 A=22\nc 1 15890 0 1001\n");
+  writeFile("cards.txt", "f 1 1 A=22\nc 1 15890 0 1001\n");
   runAdmin("build --keep --max-removed 100%");
   EXPECT_EQ(runAdmin("diff --kept").output, kOtherKey);
   ASSERT_EQ(std::system("mkdir old; for f in *.old; do cp $f old/${f%.old}; done"), 0);

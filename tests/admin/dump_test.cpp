@@ -1,11 +1,8 @@
 // The verb `dump`: what it writes builds the same databases again, or it says that it does not.
 #include "admin/adminrun.h"
 #include "admin/records/databases.h"
-#include "support/testsite.h"
 
 namespace badgemint::admin::dump_test {
-
-namespace fs = std::filesystem;
 
 // Levels, flags, escort, validity, elevator and relay group; cards have one flag more.
 const std::string kHolder = " 1 2 3 4 5 6 7 65535 1 0 1 9 2010/2/3 1:2:3 2037/12/31 0 255 1";

@@ -1,17 +1,15 @@
 // The verb `format`: format files drawn so that two can be compared.
 #include "admin/adminrun.h"
-#include "formats/formatfile.h"
 
 namespace badgemint::admin::format_test {
 
 TEST(AdminFormat, DrawsAPictureThatOthersMayRead) {
-  const WorkFolder folder;
   FormatLines lines = linesOf("CDF", {"PABBBBBBBP.", "..........1", "X", "EX", "........XO"});
   lines[12] = "<Si\x01te> & more,0,1,LSB,BCD";
-  folder.write("a.cdf", fileOf("CDF", lines));
+  writeFile("a.cdf", fileOf("CDF", lines));
   umask(022);
   const std::string shown = runAdmin("format --svg a.svg a.cdf").output, svg = contentOf("a.svg");
-  EXPECT_EQ(std::filesystem::status("a.svg").permissions(), std::filesystem::perms(0644));
+  EXPECT_EQ(fs::status("a.svg").permissions(), fs::perms(0644));
   EXPECT_TRUE(contains(svg, "0 to 1                    &lt;Si\\x01te&gt; &amp; more<"));
   EXPECT_TRUE(contains(shown, "0 to 1                    <Si\\x01te> & more\n"));
   EXPECT_TRUE(contains(shown, "\nfixed     ..........1\n"));
@@ -19,12 +17,11 @@ TEST(AdminFormat, DrawsAPictureThatOthersMayRead) {
 }
 
 TEST(AdminFormat, EndsWithTheWorstOfItsFiles) {
-  const WorkFolder folder;
-  folder.write("good.cdf", fileOf("CDF", linesOf("CDF", {"AABBBB"})));
-  folder.write("hole.EFF", fileOf("EFF", linesOf("EFF", {"BBBB.BBBBBBBBBB"})));
-  folder.write("text.txt", "");
-  folder.write("long.vff", fileOf("VFF", linesOf("VFF", {std::string(100, '*') + 'P', "", "X"})));
-  folder.write("cut.eff", fileOf("EFF", {"1"}));
+  writeFile("good.cdf", fileOf("CDF", linesOf("CDF", {"AABBBB"})));
+  writeFile("hole.EFF", fileOf("EFF", linesOf("EFF", {"BBBB.BBBBBBBBBB"})));
+  writeFile("text.txt", "");
+  writeFile("long.vff", fileOf("VFF", linesOf("VFF", {std::string(100, '*') + 'P', "", "X"})));
+  writeFile("cut.eff", fileOf("EFF", {"1"}));
   expectRuns({
       {"format hole.EFF good.cdf", 1, "not counted as a bit [mask]\n\ngood"},
       {"format long.vff", 1,

@@ -2,7 +2,6 @@
 // would make differently.
 #include "admin/adminrun.h"
 #include "admin/records/databases.h"
-#include "support/testsite.h"
 
 namespace badgemint::admin::verify_test {
 
@@ -39,8 +38,7 @@ class VerifyTest : public testing::Test {
     void (*change)(std::vector<IdentRecord>& idents, std::vector<AccessRecord>& accesses);
     const char* text;
   };
-  template <size_t Count>
-  void expect(const Case (&cases)[Count], const std::string& options = "") {
+  void expect(const std::vector<Case>& cases, const std::string& options = "") {
     for (const auto& [rule, change, text] : cases) {
       SCOPED_TRACE(testing::Message() << rule << ": " << text);
       Databases databases = _built;
@@ -58,7 +56,7 @@ class VerifyTest : public testing::Test {
 
 // clang-format off
 TEST_F(VerifyTest, NamesTheRuleOfEachFault) {
-  _site.folder.write("cardsets", contentOf("cardsets") + "f 8 9\n");
+  writeFile("cardsets", contentOf("cardsets") + "f 8 9\n");
   expect({
       {"mark", [](auto& i, auto&) { i[4].deleted = 1; }, ""},
       {"mark", [](auto& i, auto&) { i[4].deleted = 2; }, "of card set 2 has mark of deletion 2"},
@@ -104,14 +102,14 @@ TEST_F(VerifyTest, NamesTheFieldThatDiffers) {
 TEST_F(VerifyTest, ChecksFilesAsAWhole) {
   for (const char* const line :
        {"f 3\n", "f 3 1 A\n", "f 3 1 A 2", "f 3 1 A 2x\n", "f 0 1\n", "f 254 1\n"}) {
-    _site.folder.write("cardsets", "f 1 1 A 21\nf 2 2\n" + std::string(line));
+    writeFile("cardsets", "f 1 1 A 21\nf 2 2\n" + std::string(line));
     EXPECT_TRUE(faults().starts_with("cardsets:3: this line is not a card set")) << line;
   }
-  _site.folder.write("cardsets", "f 1 1 A 21\nf 2 2\nf 1 1 A 22\n");
+  writeFile("cardsets", "f 1 1 A 21\nf 2 2\nf 1 1 A 22\n");
   EXPECT_EQ(faults(), "cardsets:3: card set 1 is defined twice [card-sets]\n");
   const std::string ident = contentOf("ident"), access = contentOf("access");
-  _site.folder.write("ident", access);
-  _site.folder.write("access", ident);
+  writeFile("ident", access);
+  writeFile("access", ident);
   EXPECT_TRUE(faults().ends_with("--ident and --access are swapped [swapped]\n"));
 }
 
@@ -125,13 +123,13 @@ TEST_F(VerifyTest, DiffersMissingAndOther) {
        "cardsets: a build would not write it: card set 1 differs [differs]\n"},
   };
   for (const auto& [cards, says] : kCases) {
-    _site.folder.write("cards", cards);
+    writeFile("cards", cards);
     const std::string found = faults("--cards cards");
     EXPECT_TRUE(found.find(says) != found.npos && found.empty() == says.empty()) << found;
   }
-  _site.folder.write("cards", "x\n");
+  writeFile("cards", "x\n");
   EXPECT_TRUE(faults("--cards cards").starts_with("cards:1:1: error: "));
-  _site.folder.write("cards", kCards + "d 2 1000 75 1000\n");
+  writeFile("cards", kCards + "d 2 1000 75 1000\n");
   const std::string counted = faults("--cards cards");
   EXPECT_TRUE(counted.starts_with("150 faults [missing]\ncards:8: holder 1000: card 1000 of "));
   EXPECT_TRUE(counted.ends_with("[missing]\n50 more faults [missing] (--all prints them)\n"));

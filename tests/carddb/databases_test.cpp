@@ -1,5 +1,4 @@
-// The card databases: what their two kinds of files share, the files one by one, their indexes and
-// their records.
+// The files of the card databases: what both kinds share, then one by one.
 #include <fcntl.h>
 
 #include <functional>
@@ -35,9 +34,8 @@ void prepare(File& file, State state = kClosed) {
   if (state == kReadingAhead) file.startReadingAhead();
 }
 
-// Such a file in a folder of its own, which is the current one.
 template <typename File>
-struct Prepared : WorkFolder, File {
+struct Prepared : File {
   explicit Prepared(State state = kClosed) { prepare<File>(*this, state); }
 };
 
@@ -66,18 +64,17 @@ std::set<std::string> failures(State state, int32_t (*run)(File&)) {
       for (const char* const failed : {"opening", "reading", "writing to"})
         if (text == "[25 " + kind + "file] Error " + failed + " " + kind + " file " + kind + "\n")
           text = failed;
-      if (std::filesystem::file_size(kind) > 3 * size) text += "appended";
+      if (fs::file_size(kind) > 3 * size) text += "appended";
       outcomes.insert(std::to_string(result) + (text.empty() ? "" : " ") + text);
       EXPECT_EQ(file.closeFile(), 0) << fault.call;
       EXPECT_EQ(log.take(), "") << fault.call;
-      EXPECT_EQ(std::filesystem::file_size(kind) % size, 0) << fault.call;
+      EXPECT_EQ(fs::file_size(kind) % size, 0) << fault.call;
     }
   }
   return outcomes;
 }
 
 TEST(Databases, ReportWhichCallFailed) {
-  const WorkFolder here;
   static uint32_t uniqid;
   static AccessRecord holder;
   const auto append = [](auto& f) { return f.appendRecord({}); };
@@ -132,7 +129,7 @@ TEST(Databases, ReadsAheadWhatIsThere) {
   std::vector<AccessRecord> list(400);
   for (uint32_t i = 0; i < 400; ++i) list[i].uniqid = i;
   Prepared<AccessFile> file(kReadingAhead);
-  file.write("access", bytesOf(list) + "tail");
+  std::ofstream("access") << bytesOf(list) << "tail";
   AccessRecord found;
   for (uint32_t step = 0; step < 1000; ++step) {
     const ArmedFault fault({"read", static_cast<int>(random() % 3), false, EIO, true});
@@ -145,10 +142,9 @@ TEST(Databases, ReadsAheadWhatIsThere) {
 }
 
 TEST(Databases, AreNamedByTheConfigurationAsTheOtherFiles) {
-  const WorkFolder here;
-  here.write("f", "f 1 1");
-  here.write("empty", "");
-  here.write("named", "ident ident -1\naccess access -1\nfmts f\ncardsets f\naccesslvls f\n");
+  writeFile("f", "f 1 1");
+  writeFile("empty", "");
+  writeFile("named", "ident ident -1\naccess access -1\nfmts f\ncardsets f\naccesslvls f\n");
   MasterConfiguration named(1, "named"), empty(1, "empty");
   IdentFile idents;
   AccessFile accesses;
@@ -158,11 +154,11 @@ TEST(Databases, AreNamedByTheConfigurationAsTheOtherFiles) {
   prepare(idents, kOpen);
   prepare(accesses, kOpen);
   const std::function<bool(MasterConfiguration&)> loads[] = {
-      [&](MasterConfiguration& table) { return idents.loadIndexFromConfig(table); },
-      [&](MasterConfiguration& table) { return accesses.loadIndexFromConfig(table); },
-      [&](MasterConfiguration& table) { return formats.openFromConfiguration(table) == 0; },
-      [&](MasterConfiguration& table) { return sets.loadFromConfiguration(table); },
-      [&](MasterConfiguration& table) { return levels.loadAccessLevels(table); }};
+      [&](auto& table) { return idents.loadIndexFromConfig(table); },
+      [&](auto& table) { return accesses.loadIndexFromConfig(table); },
+      [&](auto& table) { return formats.openFromConfiguration(table) == 0; },
+      [&](auto& table) { return sets.loadFromConfiguration(table); },
+      [&](auto& table) { return levels.loadAccessLevels(table); }};
   for (const auto& load : loads) EXPECT_TRUE(load(named));
   EXPECT_EQ(idents.index()->count(), 3);
   EXPECT_EQ(idents.index()->capacity() + accesses.index()->capacity(), 206);
@@ -181,7 +177,6 @@ TEST(Databases, AreNamedByTheConfigurationAsTheOtherFiles) {
 
 // Random files against plain lists. Of several records of a card the first counts.
 TEST(IdentFile, DoesWhatPlainListsDo) {
-  const WorkFolder here;
   std::mt19937 random(1);
   for (int round = 0; round < 300 && !HasFailure(); ++round) {
     SCOPED_TRACE(round);
@@ -239,7 +234,6 @@ TEST(IdentFile, DoesWhatPlainListsDo) {
 
 // Without an index; beside it, in a file that was changed meanwhile.
 TEST(IdentFile, LeavesRecordsOfOthersAlone) {
-  const WorkFolder here;
   IdentFile file;
   IdentRecord found;
   CardPattern paired;
@@ -364,15 +358,14 @@ TEST(AccessFile, AppendsNewHolders) {
   EXPECT_EQ(log.take(), "[25 accessfile] Access record not found for unique id=50\n");
   EXPECT_EQ(file.mergeAccess(stored[5], true), -1);
   EXPECT_EQ(contentOf("access"), bytesOf(stored));
-  std::filesystem::resize_file("access", 45);
+  fs::resize_file("access", 45);
   EXPECT_EQ(file.appendRecord({}), -341) << "no place for a record";
   EXPECT_TRUE(log.take().ends_with("[25 accessfile] Error reading access file access\n"));
-  EXPECT_EQ(std::filesystem::file_size("access"), 45);
+  EXPECT_EQ(fs::file_size("access"), 45);
 }
 
 // The file is changed without the index; or there is no index.
 TEST(AccessFile, LeavesRecordsOfOthersAlone) {
-  const WorkFolder here;
   AccessFile file;
   AccessRecord record = {.uniqid = 20};
   EXPECT_EQ(file.updateAccessTimes(record), -1105);
@@ -392,7 +385,7 @@ TEST(AccessFile, LeavesRecordsOfOthersAlone) {
 // Slots with 0 are not looked up; the end of the access file comes as a failed read.
 TEST(Databases, ReportTheCardSetsAndAccessLevelsThatAreMissing) {
   Prepared<IdentFile> idents;
-  idents.write("sets", "f 7 1\n");
+  writeFile("sets", "f 7 1\n");
   cardsets sets;
   EXPECT_EQ(sets.load("sets"), 0);
   writeRecords<IdentRecord>(
@@ -411,112 +404,6 @@ TEST(Databases, ReportTheCardSetsAndAccessLevelsThatAreMissing) {
             "[3 accessfile] access level 1 not found for usr 7\n"
             "[3 accessfile] access level 9 not found for usr 7\n"
             "[25 accessfile] Error reading access file access\n");
-}
-
-// What no file of the databases shows of its index: with room for three holders, one more is
-// inserted after those of a file of any length.
-TEST(AccessIndex, TakesWholeRecordsUpToItsRoom) {
-  const WorkFolder here;
-  for (size_t size = 0; size <= 4 * AccessRecord::kSize; ++size) {
-    SCOPED_TRACE(size);
-    here.write("access", bytesOf<AccessRecord>({{2}, {1}, {3}, {4}}).substr(0, size));
-    AccessIndex index;
-    EXPECT_TRUE(index.create(3));
-    EXPECT_EQ(index.loadFromFile("access"), 0);
-    const auto count = static_cast<int32_t>(std::min<size_t>(3, size / AccessRecord::kSize));
-    EXPECT_EQ(index.count(), count);
-    EXPECT_EQ(index.findRecno(2), count > 0 ? 0 : -1);
-    EXPECT_EQ(index.findRecno(4), -1);
-    EXPECT_EQ(index.countDuplicates(), 0);  // Not sorted.
-    EXPECT_EQ(index.insert(1), count < 3 ? 0 : -1);
-    EXPECT_EQ(index.findRecno(1), std::min(count, 1));
-    EXPECT_EQ(index.countDuplicates(), count == 2 ? 1 : 0);
-  }
-}
-
-TEST(Indexes, CountDuplicatesAndSizes) {
-  IdentIndex idents;
-  AccessIndex accesses;
-  EXPECT_TRUE(idents.create(2) && accesses.create(2));
-  for (int i = 0; i < 2; ++i) EXPECT_EQ(idents.insert({5}) + accesses.insert(5), 0);
-  EXPECT_EQ(idents.insert({6}), -1);
-  EXPECT_EQ(idents.findRecno({5}), 0);
-  EXPECT_EQ(idents.findRecno({6}), -1);
-  TestLog log;
-  EXPECT_EQ(idents.countDuplicates() + accesses.countDuplicates(), 2);
-  AccessIndex::printEntrySize();
-  EXPECT_EQ(log.take(),
-            "[3 identindx] duplicate records for :05 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 "
-            "\n[3 accessindx] duplicate records for 5 \n"
-            "[10 accessindx] size of access index rec is 40\n");
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(idents.buildFromFile("none"), 0);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "error loading none\n");
-}
-
-// The walk goes in the order of the keys. An entry whose unique ID is not positive as a signed
-// number counts as empty when its record number is 0, and so does what is after the entries.
-TEST(AccessIndex, WalksToAnEmptyEntry) {
-  const std::vector<std::pair<std::vector<uint32_t>, std::vector<uint32_t>>> rows = {
-      {{8, 7}, {7, 8}}, {{8, 0}, {0, 8}}, {{0, 8}, {}}, {{1u << 31, 8}, {8}}, {{}, {}}};
-  for (const auto& [uniqids, expected] : rows) {
-    AccessIndex index;
-    EXPECT_EQ(index.first(), nullptr);
-    EXPECT_TRUE(index.create(2));
-    for (const uint32_t uniqid : uniqids) EXPECT_EQ(index.insert(uniqid), 0);
-    std::vector<uint32_t> walk;
-    for (AccessIndexEntry* at = index.first(); at != nullptr; at = index.next())
-      walk.push_back(at->uniqid);
-    EXPECT_EQ(walk, expected);
-    for (int i = 0; i < 3; ++i) index.next();
-    EXPECT_EQ(index.next(), nullptr);
-  }
-}
-
-// That the fields follow each other without a gap is checked where they are listed; ident records
-// are in badgemint-db(5) and badgemint-maintain(3).
-TEST(AccessRecord, HasItsFieldsInTheirPlaces) {
-  TestLog log;
-  AccessRecord record{0x01020304, {0x12, 0x34}, {},   0x61626364, 0x71727374, 0x81828384,
-                      0x91929394, 0x2A,         0xB1, 0xC1,       0xD1};
-  // Slots that there are not read as 0 and take nothing.
-  for (int32_t slot = -1; slot <= 8; ++slot) {
-    record.setAccessLevel(slot, static_cast<uint16_t>(0x8001 + slot));
-    EXPECT_EQ(record.accessLevel(slot), slot < 0 || slot > 7 ? 0 : 0x8001 + slot);
-  }
-  log.logger().dumpHex(25, encodeRecord(record));
-  EXPECT_EQ(log.take(),
-            "04 03 02 01 12 34 00 00 01 80 02 80 03 80 04 80 05 80 06 80 07 80 08 80 "
-            "64 63 62 61 74 73 72 71 84 83 82 81 94 93 92 91 2A B1 C1 D1 ");
-}
-
-// A blank PIN becomes 0 and is reported once.
-TEST(Records, HaveTexts) {
-  char text[AccessRecord::kTextSize];
-  const IdentRecord ident{{}, UINT32_MAX, 254, 1};
-  ident.toIdentifierText("0042", true, text);
-  EXPECT_STREQ(text, "0042 0 1 4294967295 1");
-  ident.toIdentifierText("0042", false, text);
-  EXPECT_STREQ(text, "0042 254 0 4294967295 1");
-  ident.toNumericText(5, 1, text);
-  EXPECT_STREQ(text, "4294967301 254 4294967295");
-  TestLog log;
-  AccessRecord record{
-      7, {0x31, 0x32, 0x33, 0x34}, {11, 12, 13, 14, 15, 16, 17, 18}, 0, 86400, 21, 22, 0x0D, 31, 32,
-      33};
-  record.toText(text);
-  EXPECT_STREQ(text,
-               "31323334 0000000007 11 12 13 14 15 16 17 18 1 1 0 1 0 22 0 "
-               "1970/01/02-00:00:00 21 31 32 33 0");
-  record.toShortText(text);
-  EXPECT_STREQ(text, "0000000007 1234 11 12 13 14 15 16 17 18 1 1 0 22 31 32 33 0");
-  EXPECT_EQ(log.take(), "");
-  record.pincode = {0xF1, 0x23, 0, 0x67};
-  for (int i = 0; i < 2; ++i) record.toText(text);
-  EXPECT_TRUE(std::string(text).starts_with("0 0000000007 11 "));
-  record.toShortText(text);
-  EXPECT_TRUE(std::string(text).starts_with("0000000007    \x0F 11 "));
-  EXPECT_EQ(log.take(), "[25 accessrecord] pincode for uniqid=7 was blank and is now 0\n");
 }
 
 }  // namespace badgemint::databases_test

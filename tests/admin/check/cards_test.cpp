@@ -3,10 +3,10 @@
 // place; what is here goes beyond it.
 #include "admin/adminrun.h"
 #include "admin/check/sitecheck.h"
-#include "formats/formatfile.h"
-#include "inputcards/inputcards.h"
 
 namespace badgemint::admin::check_cards_test {
+
+using namespace std::string_literals;
 
 // Before the lines of a case, which begin with line 3.
 const std::string kBefore =
@@ -24,42 +24,40 @@ std::string card(const std::string& word, const std::string& wrong) {
 // The example site with a cards file of our own.
 class CardsCheck : public testing::Test {
  protected:
-  CardsCheck() { std::filesystem::current_path(BADGEMINT_EXAMPLE_SITE); }
-  ~CardsCheck() override { std::filesystem::current_path("/"); }
+  CardsCheck() { fs::copy(BADGEMINT_EXAMPLE_SITE, "."); }
 
-  Findings check(const std::string& cards, const std::string& levels = "") const {
+  static Findings check(const std::string& cards, const std::string& levels = "") {
     Findings findings;
-    checkSite({folder.write("c", cards), "formats.txt", levels, false}, findings);
+    writeFile("c", cards);
+    checkSite({"c", "formats.txt", levels, false}, findings);
     return findings;
   }
 
-  // The findings in a file of the folder, "LINE:COLUMN RULE" each.
-  std::string placesIn(const std::string& name, const Findings& findings) const {
+  // The findings in a file, "LINE:COLUMN RULE" each.
+  static std::string placesIn(const std::string& name, const Findings& findings) {
     std::string all;
     for (const Finding& finding : findings.sorted()) {
-      const std::string place = findings.placeText(finding.place), path = folder.path(name + ':');
-      if (!place.starts_with(path)) continue;
-      all += (all.empty() ? "" : ", ") + place.substr(path.size()) + ' ' + finding.kind();
+      const std::string place = findings.placeText(finding.place);
+      if (!place.starts_with(name + ':')) continue;
+      all += (all.empty() ? "" : ", ") + place.substr(name.size() + 1) + ' ' + finding.kind();
     }
     return all;
   }
   // Those of these lines after kBefore.
-  std::string found(const std::string& lines) const {
+  static std::string found(const std::string& lines) {
     return placesIn("c", check(kBefore + lines + "\n"));
   }
-  void expectFound(const std::vector<std::pair<std::string, std::string>>& cases) const {
+  static void expectFound(const std::vector<std::pair<std::string, std::string>>& cases) {
     for (const auto& [lines, places] : cases) EXPECT_EQ(found(lines), places) << lines;
   }
-
-  TestFolder folder;
 };
 
 // The result of a build's first pass, and the line that its log names last, if it names one.
-std::pair<int32_t, std::string> build(const std::string& cards, TestLog& log) {
+std::pair<int32_t, std::string> build(TestLog& log) {
   log.publish();
-  InputCards loader(cards.c_str(), "i", "a", "s");
-  const int32_t loaded = loader.loadFormats("", "formats.txt");
-  const int32_t result = loaded < 0 ? loaded : loader.pass1();
+  InputCards loader("c", "i", "a", "s");
+  int32_t result = loader.loadFormats("", "formats.txt");
+  if (result == 0) result = loader.pass1();
   theLogger = nullptr;
   const std::string text = log.take();
   const size_t line = text.rfind("line#=");
@@ -85,7 +83,7 @@ TEST_F(CardsCheck, EndsAsABuild) {
       cards += "\n";
     }
     const Findings findings = check(cards);
-    const auto [result, line] = build(folder.path("c"), log);
+    const auto [result, line] = build(log);
     ++results[result];
     const Place place = findings.verdict().place;
     ASSERT_EQ(findings.verdict().result, result) << cards;
@@ -97,46 +95,22 @@ TEST_F(CardsCheck, EndsAsABuild) {
   EXPECT_GE(results.size(), 10U);
 }
 
-// Sites that are right in every line, in all notations that a build reads right.
-std::string rightLine(std::mt19937& random, int number) {
-  const auto oneOf = [&random](std::initializer_list<const char*> texts) {
-    return std::string(texts.begin()[random() % texts.size()]);
-  };
-  const std::string id = std::to_string(1000 + number), uniqid = oneOf({"", "0", "00", "+"}) + id;
-  std::string holder = std::string(" ").append(uniqid);
-  for (int i = 0; i < 8; ++i) holder += oneOf({" ", "  ", "\t"}) + oneOf({"0", "1", "065535"});
-  for (int i = 0; i < 3; ++i) holder += oneOf({" 0", " 1", " 01"});
-  holder += oneOf({" 0 ", " 9 "}) +
-            oneOf({"0 0", "2024/01/02 0", "2024/1/2 7:3:0", "02024/01/31 0"}) +
-            oneOf({" 0 0", " 2030/12/31 0", " 2037/2/28 23:59:59"}) + oneOf({" 0 255", " 7 0"});
-  const std::string end = oneOf({"", " ", " # 2024", "\t#", "\r"});
-  switch (random() % 5) {
-    case 0:
-      return oneOf({"c1 ", "c 01 "}) + id + oneOf({" 0", " 4711", " 12345678"}) + holder + " 1" +
-             end;
-    case 1:
-      return "n 0 ABcd" + id + oneOf({" 0", " 4711"}) + holder + " 0" + end;
-    case 2:
-      return "p 77" + id + holder + end;
-    case 3:
-      return "d 1 " + std::to_string(30000 + number) + " 1 " + id + oneOf({" 0", " 7", " +7#"}) +
-             oneOf({"", " ", " # x"});
-    default:
-      return "n 0 1A" + id + " 0" + holder + " 0\no 88" + id + " " + uniqid + end;
-  }
-}
-
-TEST_F(CardsCheck, FindsNothingInRightSites) {
-  std::mt19937 random(3);
-  std::string lines = "f 2\t2 A 4711 # stripe\n\n  \n#\n";
-  for (int i = 0; i < 3000; ++i) lines += rightLine(random, i) + '\n';
-  EXPECT_EQ(found(lines), "");
+// All notations that a build reads right.
+TEST_F(CardsCheck, FindsNothingInRightLines) {
+  for (const char* const line :
+       {"c1 5 0 008 0 1 065535 0 0 0 0 0 0 01 1 9 2024/1/2 7:3:0 2037/2/28 23:59:59 255 0 1 # 2024",
+        "c 01  005\t12345678 +8 1 1\t0 0 0 0 0 0 1 0 00 0 02024/01/31 0 0 0 7 0 0\t#",
+        "n 0 ABcd 4711 8 1 0 0 0 0 0 0 0 0 0 0 0 0 0 2030/12/31 0 0 0 0\r",
+        "n 0 1A 0 8 1 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0\no 88 +8",
+        "p 77 10 1 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0", "d 1 700 1 20 0 ", "d 1 700 1 20 +7#",
+        "d 1 700 1 20 7 # x", "f 2\t2 A 4711 # stripe", "\n  \n#"})
+    EXPECT_EQ(found(line), "") << line;
 }
 
 TEST_F(CardsCheck, FindsEveryBrokenWordOnItsLine) {
   const std::string pin = "p 4712 10 1 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0";
-  for (const std::string& right : {kCard, "n 0 AB 0" + kCard.substr(10), pin,
-                                   std::string("d 1 700 3 700 1"), std::string("o 4713 9")}) {
+  for (const std::string& right :
+       {kCard, "n 0 AB 0" + kCard.substr(10), pin, "d 1 700 3 700 1"s, "o 4713 9"s}) {
     for (size_t at = 2; at < right.size(); at = right.find(' ', at) + 1) {
       const size_t end = std::min(right.find(' ', at), right.size());
       const std::string broken = right.substr(0, at) + "x" + right.substr(end);
@@ -193,7 +167,7 @@ TEST_F(CardsCheck, FindsFieldsAndBytesThatAreOutOfPlace) {
                {"d 1 8 1 # 20", "3:9 text"},
                {"#\r" + kCard, "3:2 text"},
                {"o 2468 9\xA0", "3:9 text"},
-               {std::string("# x\0y", 6), "3:4 text"},
+               {"# x\0y"s, "3:4 text"},
                {"#" + std::string(299, '-') + "o 3 9", "3:301 text"}});
 }
 
@@ -225,10 +199,8 @@ TEST_F(CardsCheck, FindsLinesThatDisagree) {
 
 // The PIN is 9364..., in mistakes that put it where another word or another file is expected.
 TEST_F(CardsCheck, NoVerbShowsAPin) {
-  std::filesystem::copy(".", folder.path("site"));
-  std::filesystem::current_path(folder.path("site"));
   EXPECT_EQ(runAdmin("build").status, 0);
-  folder.write("site/listed", "1 wrong.cdf\n");
+  writeFile("listed", "1 wrong.cdf\n");
   for (const std::string line :
        {"c,1,15890,9364,1001", "c 1 15890a9364 1001", "c 1\24015890\2409364\2401001",
         "c 1 15890 9364x 1001", "c 1 15890 936493649 1001", "c 9364 1001 1", "f 1 15890 9364 1001",
@@ -236,7 +208,7 @@ TEST_F(CardsCheck, NoVerbShowsAPin) {
         "n 0 1A;9364 1001", "p 9364;1001 1", "p93649364936493649 1001", "o 9364:1001",
         "o 9364 1001 9364", "9364 1001", "p 1 10 1 93649364 0 0",
         "c 1 5 1 1001 0 0 0 0 0 0 0 0 9364 0 0 0 0 0 0 0 0 0 0"}) {
-    folder.write("site/wrong.cdf", kBefore + line + "\n");
+    writeFile("wrong.cdf", kBefore + line + "\n");
     for (const char* const verb :
          {"check --all --json", "build --dry-run --changes", "verify --all --json", "dump",
           "diff . . --json", "list --json", "show 1001", "why 1001 --door 1", "decode 022A7C24",
@@ -252,10 +224,10 @@ TEST_F(CardsCheck, NoVerbShowsAPin) {
 
 // One finding for a file that is no cards file at all.
 TEST_F(CardsCheck, OtherFiles) {
-  const auto only = [this](const std::string& cards) { return placesIn("c", check(cards)); };
+  const auto only = [](const std::string& cards) { return placesIn("c", check(cards)); };
   EXPECT_EQ(only("# holders\nc,1,15890,4711,1001\nc,1,15891,4712,1002\n"), "2 -1006");
-  EXPECT_EQ(only(std::string("\377\376f\0 \0\n", 7)), "1 -503");
-  EXPECT_EQ(only(std::string("\0c\0 \0\n", 6)), "1 text");
+  EXPECT_EQ(only("\377\376f\0 \0\n"s), "1 -503");
+  EXPECT_EQ(only("\0c\0 \0\n"s), "1 text");
   EXPECT_EQ(check("# nobody\nf 1 1 A=21\n").sorted().at(0).rule, "empty");
 }
 
@@ -269,8 +241,8 @@ TEST_F(CardsCheck, JsonSaysWhatAFindingIsAbout) {
       {"o 5 9\no 5 9", " --with-pins", R"(9,"key":"5F000000000000000000000000000000"})"},
   };
   for (const auto& [lines, options, json] : cases) {
-    const std::string cards = folder.write("c", kBefore + lines + "\n");
-    EXPECT_TRUE(contains(runAdmin("check --json --cards " + cards + options).output, json));
+    writeFile("c", kBefore + lines + "\n");
+    EXPECT_TRUE(contains(runAdmin("check --json --cards c" + options).output, json));
   }
 }
 
@@ -278,9 +250,8 @@ TEST_F(CardsCheck, BoundsOfAFormat) {
   FormatLines format = linesOf("CDF", {"AAAAAAAABBBBBBBBBBBBBBBB", "", "", ""});
   format[12] = "Facility code,20,255,MSB,BIN";
   format[13] = "Card number,10,500,MSB,BIN";
-  folder.write("a.cdf", fileOf("CDF", format));
-  folder.write("formats.txt", "1 = a.cdf\n");
-  std::filesystem::current_path(folder.path(""));
+  writeFile("a.cdf", fileOf("CDF", format));
+  writeFile("formats.txt", "1 = a.cdf\n");
   expectFound({{"f 4 1 A=19\nf 5 1 A=20\nf 6 1 A=256", "3:9 site-value, 5:9 site-value"},
                {card(" 5 ", " 9 "), "3:5 range"},
                {card(" 5 ", " 500 "), ""},
@@ -288,24 +259,24 @@ TEST_F(CardsCheck, BoundsOfAFormat) {
 }
 
 TEST_F(CardsCheck, EndsWithAStatus) {
-  folder.write("levels", "1 1 1\n");
-  const auto check = [this](const std::string& cards, const std::string& options = "") {
-    return runAdmin("check --cards " + folder.write("c", cards) + options);
-  };
-  const std::string levels = " --levels " + folder.path("levels");
   const std::string rest = " 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0\n";
-  EXPECT_EQ(check("p 1 5 00" + rest, levels + " --strict").status, 0);
-  EXPECT_EQ(check("p 1 5 2" + rest).status, 0);
-  EXPECT_EQ(check("p 1 5 2" + rest, levels).status, 1);
-  EXPECT_EQ(check("p 1 5 2" + rest, levels + " --strict").status, 2);
-  EXPECT_TRUE(contains(check("o 1x 5\n", " --with-pins").output, ": \"1x\""));
-  for (const char* const levelsFile : {"/none", "/"})
-    EXPECT_EQ(check("", " --levels " + folder.path(levelsFile)).status, 3);
+  writeFile("levels", "1 1 1\n");
+  writeFile("good", "p 1 5 00" + rest);
+  writeFile("warned", "p 1 5 2" + rest);
+  writeFile("wrong", "o 1x 5\n");
+  expectRuns({{"check --cards good --levels levels --strict", 0, "no errors"},
+              {"check --cards warned", 0, "no errors"},
+              {"check --cards warned --levels levels", 1, "[level]"},
+              {"check --cards warned --levels levels --strict", 2, "[level]"},
+              {"check --cards wrong --with-pins", 2, ": \"1x\""},
+              {"check --levels none", 3, "", "none"},
+              {"check --levels .", 3, "", "."}});
 }
 
 TEST_F(CardsCheck, ChecksTheLevelsFile) {
-  const auto foundIn = [this](const std::string& levels) {
-    return placesIn("levels", check("o 1 5\n", folder.write("levels", levels)));
+  const auto foundIn = [](const std::string& levels) {
+    writeFile("levels", levels);
+    return placesIn("levels", check("o 1 5\n", "levels"));
   };
   EXPECT_EQ(foundIn("1 2 3 4 5\r\n\n# no\xC2\xA0level\n65535 = 1 1 # all\n"), "");
   EXPECT_EQ(foundIn("1 1 1\n2\n"), "2:1 level");
@@ -325,8 +296,10 @@ TEST_F(CardsCheck, ChecksTheLevelsFile) {
 
 TEST_F(CardsCheck, FailsWithoutMemory) {
   machinePages = 1;  // Memory for 80 cards.
-  for (const std::string cards : {"f 1 1 A=21\nd 1 1 81 1\n", "f 1 1 A=21\nd 1 1 80 1\no 7 1\n"})
-    EXPECT_EQ(runAdmin("check --cards " + folder.write("c", cards)).status, 3) << cards;
+  for (const std::string cards : {"f 1 1 A=21\nd 1 1 81 1\n", "f 1 1 A=21\nd 1 1 80 1\no 7 1\n"}) {
+    writeFile("c", cards);
+    EXPECT_EQ(runAdmin("check --cards c").status, 3) << cards;
+  }
   machinePages = 0;
 }
 
@@ -334,11 +307,11 @@ TEST_F(CardsCheck, PrintsAHundredOfAKind) {
   std::string cards;
   while (cards.size() < 300) cards += "x\n";
   cards += "x\ry\n";  // What is added to an error that is not kept.
-  const std::string command = "check --cards " + folder.write("c", cards);
-  const AdminRun run = runAdmin(command);
+  writeFile("c", cards);
+  const AdminRun run = runAdmin("check --cards c");
   EXPECT_EQ(std::ranges::count(run.output, '\n'), 103);
   EXPECT_TRUE(contains(run.output, "51 more findings [-503] (--all prints them)\n151 errors"));
-  EXPECT_EQ(std::ranges::count(runAdmin(command + " --all").output, '\n'), 153);
+  EXPECT_EQ(std::ranges::count(runAdmin("check --cards c --all").output, '\n'), 153);
 }
 
 }  // namespace badgemint::admin::check_cards_test
