@@ -8,19 +8,13 @@
 #include <sstream>
 
 #include "admin/verbs/verb.h"
-#include "support/testfiles.h"
+#include "support/testsite.h"
 
 namespace badgemint::admin {
 
 // What buildCards writes.
 inline const std::string kSite =
     " --formats formats --ident ident --access access --cardsets cardsets";
-
-// In the current folder. Files cut to nothing are slow: they are written through.
-inline void replaceFile(const std::string& name, const std::string& content) {
-  std::filesystem::remove_all(name);
-  std::ofstream(name, std::ios::binary) << content;
-}
 
 struct AdminRun {
   int status = 0;
@@ -69,34 +63,30 @@ inline AdminRun runAdminProcess(const std::string& line, const Fault& fault) {
   int status = 0;
   EXPECT_EQ(waitpid(child, &status, 0), child);
   AdminRun result;
-  result.output = streams.read("output");
-  result.errors = streams.read("errors");
+  result.output = contentOf(streams.path("output"));
+  result.errors = contentOf(streams.path("errors"));
   if (WIFSIGNALED(status)) result.signal = WTERMSIG(status);
   result.struck = WIFSIGNALED(status);
   if (WIFEXITED(status)) result.status = WEXITSTATUS(status);
   return result;
 }
 
-// The line ends with this status; its output and its messages contain these texts, or are empty.
-inline void expectRun(const std::string& line, int status, const std::string& output,
-                      const std::string& errors) {
-  SCOPED_TRACE(line);
-  const AdminRun run = runAdmin(line);
-  EXPECT_EQ(run.status, status);
-  EXPECT_NE(run.output.find(output), std::string::npos) << run.output;
-  EXPECT_NE(run.errors.find(errors), std::string::npos) << run.errors;
-  EXPECT_EQ(run.output.empty(), output.empty()) << run.output;
-  EXPECT_EQ(run.errors.empty(), errors.empty()) << run.errors;
-}
-
-// A command line that gives no output but this status and message.
-struct Failing {
-  const char* line;
+// A command line, its exit status, and parts of its output and of its messages; none where "" is.
+struct Expected {
+  std::string line;
   int status;
-  const char* message;
+  std::string output, errors = "";
 };
-inline void expectFailures(const std::vector<Failing>& lines) {
-  for (const auto& [line, status, message] : lines) expectRun(line, status, "", message);
+inline void expectRuns(const std::vector<Expected>& runs) {
+  for (const auto& [line, status, output, errors] : runs) {
+    SCOPED_TRACE(line);
+    const AdminRun run = runAdmin(line);
+    EXPECT_EQ(run.status, status);
+    EXPECT_TRUE(contains(run.output, output));
+    EXPECT_TRUE(contains(run.errors, errors));
+    EXPECT_EQ(run.output.empty(), output.empty()) << run.output;
+    EXPECT_EQ(run.errors.empty(), errors.empty()) << run.errors;
+  }
 }
 
 }  // namespace badgemint::admin

@@ -10,21 +10,17 @@
 #include "admin/buildsite.h"
 #include "support/textutil.h"
 
-namespace badgemint::admin {
-namespace {
+namespace badgemint::admin::build_test {
 
 class BuildTest : public testing::Test, public BuildSite {
  protected:
-  void expectError(const AdminRun& run, const std::string& text) {
-    EXPECT_NE(run.errors.find(text), std::string::npos) << run.errors;
-  }
   // The build ends with this status and message, and all files are as they were.
   void expectNothingChanged(const std::string& options, int status, const std::string& error,
                             const Fault& fault = {}) {
     const auto before = allFiles();
     const AdminRun run = runAdmin("build " + options, fault);
     EXPECT_EQ(run.status, status);
-    expectError(run, error);
+    EXPECT_TRUE(contains(run.errors, error));
     EXPECT_EQ(allFiles(), before);
   }
 };
@@ -38,22 +34,21 @@ TEST_F(BuildTest, ReplacesAllThreeAndPrintsWhatChanged) {
   const AdminRun run = runAdmin("build --keep --log build.log --level 0");
   EXPECT_EQ(run.status, 0) << run.errors;
   const std::string changes =
-      "replaced\n"
-      "credentials: 9 added, 1 removed, 0 changed\n"
+      "replaced\ncredentials: 9 added, 1 removed, 0 changed\n"
       "holders: 7 added, 0 removed, 1 changed\n";
   const std::string found = "no errors, 0 warnings; 11 credentials of 10 holders\n";
   EXPECT_EQ(run.output, found + "access.db, ident.db and cardsets.txt are " + changes);
   EXPECT_EQ(tried.output, found + "access.db, ident.db and cardsets.txt would be " + changes);
-  EXPECT_TRUE(isNew() && hasKept(kOldFiles));
+  EXPECT_TRUE(isNew() && hasKept(_old));
   EXPECT_EQ(fs::status("access.db").permissions(), fs::perms(0640));
   EXPECT_EQ(fs::status("ident.db").permissions(), fs::perms(0600));
   EXPECT_EQ(fs::status("build.log").permissions(), fs::perms(0600));
-  EXPECT_NE(contentOf("build.log").find("BadgeMint Complete, result=0"), std::string::npos);
+  EXPECT_TRUE(contains(contentOf("build.log"), "BadgeMint Complete, result=0"));
   EXPECT_TRUE(takeSleeps() == std::vector<unsigned>{0}) << "no pause";
 
   const AdminRun again = runAdmin("build --keep");
   EXPECT_NE(again.output.find("are up to date; nothing was replaced\n"), std::string::npos);
-  EXPECT_TRUE(again.status == 0 && hasKept(kOldFiles));
+  EXPECT_TRUE(again.status == 0 && hasKept(_old));
 }
 
 TEST_F(BuildTest, RefusesWhenTooManyHoldersLoseSomething) {
@@ -113,24 +108,21 @@ TEST_F(BuildTest, StopsWhenAnotherProgramReplacesAFile) {
   std::signal(SIGUSR1, [](int) {
     if (rename("other", "ident.db") != 0) unlink("ident.db");
   });
-  const struct {
-    const char* call;
-    int nth;
-    bool isThere, isOther;
-  } kCases[] = {{"linkat", 2, true, true},
-                {"renameat", 1, true, true},
-                {"renameat", 1, true, false},
-                {"renameat", 1, false, true},
-                {"fchmod", 2, false, true}};
+  const std::tuple<std::string, int, bool, bool> kCases[] = {{"linkat", 2, true, true},
+                                                             {"renameat", 1, true, true},
+                                                             {"renameat", 1, true, false},
+                                                             {"renameat", 1, false, true},
+                                                             {"fchmod", 2, false, true}};
   for (const auto& [call, nth, isThere, isOther] : kCases) {
     SCOPED_TRACE(testing::Message() << call << isThere << isOther);
     makeOld();
     const std::string access = contentOf("access.db");
     if (!isThere) fs::remove("ident.db");
-    if (isOther) _site.folder.write("other", "other");
+    if (isOther) writeFile("other", "other");
     const AdminRun run = runAdmin("build", {.call = call, .nth = nth, .signal = SIGUSR1});
     EXPECT_EQ(run.status, 2);
-    expectError(run, "ident.db was replaced by another program meanwhile: nothing was changed");
+    EXPECT_TRUE(contains(
+        run.errors, "ident.db was replaced by another program meanwhile: nothing was changed"));
     EXPECT_EQ(fs::exists("ident.db") ? contentOf("ident.db") : "", isOther ? "other" : "");
     EXPECT_EQ(contentOf("access.db"), access);
   }
@@ -150,7 +142,7 @@ TEST_F(BuildTest, ReportsFilesThatAreNotItsOwnAndGoesOn) {
   const AdminRun tried = runAdmin("build --dry-run --max-removed 100%",
                                   {.call = "unlinkat", .nth = 1, .forEver = true});
   EXPECT_EQ(tried.status, 1);
-  expectError(tried, ".badgemint-admin/new.access cannot be removed");
+  EXPECT_TRUE(contains(tried.errors, ".badgemint-admin/new.access cannot be removed"));
 }
 
 TEST_F(BuildTest, ReportsFilesThatOtherUsersCanRead) {
@@ -164,7 +156,8 @@ TEST_F(BuildTest, ReportsFilesThatOtherUsersCanRead) {
             "cards.txt)\n");
   fs::permissions("access.db", fs::perms(0604));
   EXPECT_EQ(runAdmin("dump").errors, "");
-  expectRun("dump --with-pins", 0, "\np 1234 3 1 ", "access.db contains PINs and can be read by");
+  expectRuns(
+      {{"dump --with-pins", 0, "\np 1234 3 1 ", "access.db contains PINs and can be read by"}});
   fs::permissions(".", fs::perms(0700));
   EXPECT_EQ(runAdmin("build").errors, "");
 }
@@ -174,7 +167,7 @@ TEST_F(BuildTest, WritesItsLogToTheFileItHasChecked) {
   for (const std::string name : {"stdout", "stderr", "stdout", "foo.badgemint-admin/x"}) {
     const AdminRun run = runAdmin("build --level 0 --log " + name);
     EXPECT_EQ(run.status, 0) << run.errors;
-    EXPECT_NE(contentOf(name).find("BadgeMint Complete, result=0"), std::string::npos);
+    EXPECT_TRUE(contains(contentOf(name), "BadgeMint Complete, result=0"));
   }
   expectNothingChanged("--log " + std::string(kMaxJoinedPath + 1, 'x'), 3, "the path is too long");
   makeOld();
@@ -186,19 +179,14 @@ TEST_F(BuildTest, WritesItsLogToTheFileItHasChecked) {
   const AdminRun cut = runAdmin("build --level 125 --log log");
   setrlimit(RLIMIT_FSIZE, &before);
   EXPECT_EQ(cut.status, 1);
-  expectError(cut, "the log log is incomplete: it could not be written");
+  EXPECT_TRUE(contains(cut.errors, "the log log is incomplete: it could not be written"));
   EXPECT_TRUE(isNew());
 }
 
 TEST_F(BuildTest, RefusesAndChangesNothing) {
   const std::string kFolder = "mkdir -m 700 .badgemint-admin; cd .badgemint-admin; ";
   const std::string kJournal = kFolder + "printf >journal 'badgemint-admin replaces:";
-  const struct {
-    std::string prepare;
-    const char* options;
-    int status;
-    const char* error;
-  } kCases[] = {
+  const std::tuple<std::string, std::string, int, std::string> kCases[] = {
       {"echo 'p 1234 9' >>cards.txt", "", 2, "refused because of these findings: nothing was"},
       {"", "--ident ./cards.txt", 2, "cards.txt and ./cards.txt are one file"},
       {"", "--log 26.cdf", 2, "one file"},
@@ -249,7 +237,7 @@ TEST_F(BuildTest, PassesWhatItsOptionsAllow) {
     cards("p 1234 3" + kHolder + "\n");
     EXPECT_EQ(runAdmin(std::string("build ") + options).status, 0) << options;
   }
-  _site.folder.write("access.db", "no database");
+  writeFile("access.db", "no database");
   EXPECT_EQ(runAdmin("build --max-removed 100%").status, 0);
   cards("");
   const mode_t mask = umask(027);
@@ -282,13 +270,12 @@ TEST_F(BuildTest, PrintsNothingMoreThanTheChangesWhenQuiet) {
   fs::create_directory("before");
   for (const char* const name : kTargets) fs::copy(name, std::string("before/") + name);
   const AdminRun run = runAdmin("build --changes --quiet");
-  EXPECT_NE(run.output.find("card 15890 of card set 1 added"), std::string::npos) << run.output;
+  EXPECT_TRUE(contains(run.output, "card 15890 of card set 1 added"));
   EXPECT_EQ(run.output + run.errors, runAdmin("diff before .").output);
   cards(kOldCards + "p 99 7");
   const AdminRun refused = runAdmin("build --changes --quiet --max-removed 0");
   for (const char* const text : {" removed\n", " warnings; "})
-    EXPECT_NE(refused.output.find(text), std::string::npos) << refused.output;
+    EXPECT_TRUE(contains(refused.output, text));
 }
 
-}  // namespace
-}  // namespace badgemint::admin
+}  // namespace badgemint::admin::build_test

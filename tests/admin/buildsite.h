@@ -2,15 +2,11 @@
 #ifndef BADGEMINT_TESTS_ADMIN_BUILDSITE_H
 #define BADGEMINT_TESTS_ADMIN_BUILDSITE_H
 
-#include <map>
-
 #include "admin/adminrun.h"
 #include "admin/files/replacement.h"
-#include "support/testsite.h"
+#include "tools/badgemint.h"
 
 namespace badgemint::admin {
-
-namespace fs = std::filesystem;
 
 // Levels, flags, escort, validity, elevator and relay group; cards have one flag more.
 inline const std::string kHolder = " 1 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0";
@@ -36,16 +32,16 @@ inline std::map<std::string, std::string> allFiles() {
 class BuildSite {
  public:
   static constexpr const char* kTargets[] = {"access.db", "ident.db", "cardsets.txt"};
-  enum Files { kOldFiles, kFormerFiles };
+  using Contents = std::array<std::string, 3>;  // Of these files.
 
  protected:
   BuildSite() {
     fs::create_directory("new");
     cards(kNewCards);
-    InputCards loader("cards.txt", "new/ident.db", "new/access.db", "new/cardsets.txt");
-    EXPECT_EQ(loader.loadFormats("", "formats.txt"), 0);
-    EXPECT_EQ(loader.pass1(), 0);
-    EXPECT_EQ(loader.pass2(), 0);
+    EXPECT_EQ(BadgeMint("", "cards.txt", "new/ident.db", "new/access.db", "formats.txt",
+                        "new/cardsets.txt", "new/log", 0),
+              0);
+    takeSleeps();
     _new = databases("new/");
     fs::remove_all("new");
     cards(kOldCards);
@@ -58,34 +54,29 @@ class BuildSite {
   void makeOld() {
     fs::remove_all(kPrivateFolder);
     cards(kNewCards);
-    for (size_t start = 0; const char* const name : kTargets) {
-      const size_t end = _old.find('|', start);
-      replaceFile(name, _old.substr(start, end - start));
-      replaceFile(name + std::string(kKeptSuffix), kFormer);
-      start = end + 1;
+    for (size_t i = 0; i < 3; ++i) {
+      writeFile(kTargets[i], _old[i]);
+      writeFile(kTargets[i] + std::string(kKeptSuffix), kFormer[i]);
     }
   }
-  static void cards(const std::string& text) { replaceFile("cards.txt", text); }
+  static void cards(const std::string& text) { writeFile("cards.txt", text); }
 
-  static std::string databases(const std::string& front = "", const std::string& back = "") {
-    std::string all;
-    for (const char* const name : kTargets) all += contentOf(front + name + back) + '|';
+  static Contents databases(const std::string& front = "", const std::string& back = "") {
+    Contents all;
+    for (size_t i = 0; i < 3; ++i) all[i] = contentOf(front + kTargets[i] + back);
     return all;
   }
   bool isOld() const { return databases() == _old; }
   bool isNew() const { return databases() == _new; }  // As the library alone builds.
-  bool hasKept(Files files) const {
-    const std::string former = std::string(kFormer) + '|';
-    return databases("", kKeptSuffix) == (files == kOldFiles ? _old : former + former + former);
-  }
+  static bool hasKept(const Contents& files) { return databases("", kKeptSuffix) == files; }
   // Formats, cards, databases, kept files.
   static bool hasNoOtherFiles() {
     return std::distance(fs::directory_iterator("."), fs::directory_iterator()) == 10;
   }
 
-  static constexpr char kFormer[] = "former";
+  const Contents kFormer = {"former", "former", "former"};
   TestSite _site{"formats.txt"};
-  std::string _old, _new;
+  Contents _old, _new;
 };
 
 }  // namespace badgemint::admin

@@ -2,39 +2,37 @@
 #include <poll.h>
 
 #include "admin/adminrun.h"
-#include "support/testsite.h"
 
-namespace badgemint::admin {
-namespace {
+namespace badgemint::admin::commandline_test {
 
 TEST(CommandLine, DoesWhatItIsAskedOrSaysWhyNot) {
   const TestSite site;
-  expectRun("--version", 0, "badgemint-admin " BADGEMINT_VERSION "\n", "");
-  expectRun("-C . help", 0, "Usage: badgemint-admin [OPTIONS]", "");
-  expectRun("help build", 0, "Usage: badgemint-admin build [OPTIONS]", "");
-  expectRun("build --help", 0, "--max-removed N or N%", "");
-  expectFailures({
-      {"", 3, "no verb given (badgemint-admin help lists them)"},
-      {"biuld --keep", 3, "there is no verb biuld; did you mean build? (see"},
-      {"check --form x", 3, "check has no option --form; did you mean --formats? (see"},
-      {"check --colour\x07", 3, "check has no option --colour\\x07 (see"},
-      {"check one two", 3, "check: unexpected word one (see"},
-      {"--max-removed=0 build", 3, "after the verb: badgemint-admin build --max-removed"},
-      {"-V", 3, "badgemint-admin has no option -V (see"},
-      {"check -C .", 3, "before the verb: badgemint-admin -C DIR check"},
-      {"build --level many", 3, "--level: \"many\" is not a number"},
-      {"check --cards a --cards b", 3, "--cards: too few or too many values"},
-      {"-C \"\" check", 3, "the value is empty"},  // As an unset variable gives it.
-      {"check --cards \"\"", 3, "--cards: the value is empty"},
-      {"build --max-removed \"\"", 3, "the value is empty"},
-      {"format \"\"", 3, "the value is empty"},
-      {"-C none check", 3, "none: No such file or directory"},
+  expectRuns({
+      {"--version", 0, "badgemint-admin " BADGEMINT_VERSION "\n"},
+      {"-C . help", 0, "Usage: badgemint-admin [OPTIONS]"},
+      {"help build", 0, "Usage: badgemint-admin build [OPTIONS]"},
+      {"build --help", 0, "--max-removed N or N%"},
+      {"", 3, "", "no verb given (badgemint-admin help lists them)"},
+      {"biuld --keep", 3, "", "there is no verb biuld; did you mean build? (see"},
+      {"check --form x", 3, "", "check has no option --form; did you mean --formats? (see"},
+      {"check --colour\x07", 3, "", "check has no option --colour\\x07 (see"},
+      {"check one two", 3, "", "check: unexpected word one (see"},
+      {"--max-removed=0 build", 3, "", "after the verb: badgemint-admin build --max-removed"},
+      {"-V", 3, "", "badgemint-admin has no option -V (see"},
+      {"check -C .", 3, "", "before the verb: badgemint-admin -C DIR check"},
+      {"build --level many", 3, "", "--level: \"many\" is not a number"},
+      {"check --cards a --cards b", 3, "", "--cards: too few or too many values"},
+      {"-C \"\" check", 3, "", "the value is empty"},  // As an unset variable gives it.
+      {"check --cards \"\"", 3, "", "--cards: the value is empty"},
+      {"build --max-removed \"\"", 3, "", "the value is empty"},
+      {"format \"\"", 3, "", "the value is empty"},
+      {"-C none check", 3, "", "none: No such file or directory"},
   });
 }
 
 TEST(CommandLine, CompletesVerbsOptionsAndFiles) {
   const TestSite site;
-  site.folder.write("completion", runAdmin("completion").output);
+  writeFile("completion", runAdmin("completion").output);
   const std::pair<std::string, std::string> kCases[] = {{"''", "help"},
                                                         {"ver", "verify"},
                                                         {"-C . dec", "decode"},
@@ -47,7 +45,7 @@ TEST(CommandLine, CompletesVerbsOptionsAndFiles) {
     const std::string script = "source ./completion; compopt() { :; }; COMP_WORDS=(admin " + line +
                                "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _badgemint_admin; "
                                "echo -n \"$COMPREPLY\" >first";
-    site.folder.write("script", script);
+    writeFile("script", script);
     ASSERT_EQ(std::system("bash script"), 0);
     EXPECT_EQ(contentOf("first"), first) << line;
   }
@@ -65,5 +63,4 @@ TEST(CommandLine, ShowsOnATerminalThatWorkGoesOn) {
   EXPECT_EQ(errors.str(), "\rcheck: 1 s\r\033[K\033[1;31mbadgemint-admin:\033[0m wrong\n");
 }
 
-}  // namespace
-}  // namespace badgemint::admin
+}  // namespace badgemint::admin::commandline_test

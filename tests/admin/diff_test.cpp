@@ -1,9 +1,7 @@
 // The verb `diff`.
 #include "admin/adminrun.h"
-#include "support/testsite.h"
 
-namespace badgemint::admin {
-namespace {
+namespace badgemint::admin::diff_test {
 
 using Idents = std::vector<IdentRecord>;
 using Accesses = std::vector<AccessRecord>;
@@ -30,15 +28,12 @@ AdminRun diffOf(const Idents& oldIdents, const Accesses& oldAccesses, const Iden
 // Each case begins with "holder 1: " as it is printed.
 TEST(Diff, PrintsWhatBecameOfACredential) {
   const TestSite site;
-  site.folder.write("sets", "f 2 2\n");
+  writeFile("sets", "f 2 2\n");
   const IdentRecord card7 = card(7, 1), deleted7 = credential(7, 1, 2, 1);
   const IdentRecord pin = credential(5, 1, kPinIdentCode), pin6 = credential(6, 1, kPinIdentCode);
   const IdentRecord pinAlone = credential(5, 1, kPinOnlyCode);
   const IdentRecord raw7 = credential(7, 5, kFormatlessCode);
-  const struct {
-    Idents before, now;
-    const char* printed;
-  } kCases[] = {
+  const std::tuple<Idents, Idents, std::string> kCases[] = {
       {{}, {deleted7}, "card 7 of card set 2 added, deleted\n"},
       {{card7}, {card(7, 0)}, "card 7 of card set 2 moved to holder 0\n"},
       {{card7},
@@ -59,7 +54,7 @@ TEST(Diff, PrintsWhatBecameOfACredential) {
   };
   for (const auto& [before, now, printed] : kCases) {
     const AdminRun run = diffOf(before, {}, now, {});
-    EXPECT_EQ(run.output, std::string("holder 1: ") + printed);
+    EXPECT_EQ(run.output, "holder 1: " + printed);
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.errors, "");
   }
@@ -70,7 +65,7 @@ TEST(Diff, PrintsWhatBecameOfACredential) {
 
 TEST(Diff, PrintsHoldersInOrderWithTheirCredentials) {
   const TestSite site;
-  site.folder.write("sets", "\nx\nf 2 2\nf 3\n");
+  writeFile("sets", "\nx\nf 2 2\nf 3\n");
   const Idents before = {card(9, 9), card(1, 1)}, now = {card(6, 6)};
   const Accesses old = {holder(9), holder(2), holder(3), holder(2)};
   const Accesses fresh = {holder(6), holder(3, 65535), holder(2, 7)};
@@ -83,8 +78,8 @@ TEST(Diff, PrintsHoldersInOrderWithTheirCredentials) {
             "holder 6: card 6 of card set 2 added\n"
             "holder 9: removed\n"
             "holder 9: card 9 of card set 2 removed\n");
-  EXPECT_NE(run.errors.find(": sets:2: this line is not a card set"), std::string::npos);
-  EXPECT_NE(run.errors.find(" (2 such lines)\n"), std::string::npos) << run.errors;
+  EXPECT_TRUE(contains(run.errors, ": sets:2: this line is not a card set"));
+  EXPECT_TRUE(contains(run.errors, " (2 such lines)\n"));
 }
 
 constexpr char kOtherKey[] =
@@ -94,14 +89,13 @@ constexpr char kOtherKey[] =
 // Each side with the card sets and formats beside its databases.
 TEST(Diff, PrintsACardWhoseKeyAloneHasChanged) {
   const TestSite site("formats.txt");
-  site.folder.write("cards.txt", "f 1 1 A=21\nc 1 15890 0 1001\n");
+  writeFile("cards.txt", "f 1 1 A=21\nc 1 15890 0 1001\n");
   runAdmin("build");
-  site.folder.write("cards.txt", "f 1 1 A=22\nc 1 15890 0 1001\n");
+  writeFile("cards.txt", "f 1 1 A=22\nc 1 15890 0 1001\n");
   runAdmin("build --keep --max-removed 100%");
   EXPECT_EQ(runAdmin("diff --kept").output, kOtherKey);
   ASSERT_EQ(std::system("mkdir old; for f in *.old; do cp $f old/${f%.old}; done"), 0);
   EXPECT_EQ(runAdmin("diff old .").output, kOtherKey);
 }
 
-}  // namespace
-}  // namespace badgemint::admin
+}  // namespace badgemint::admin::diff_test

@@ -1,12 +1,8 @@
 // The verb `dump`: what it writes builds the same databases again, or it says that it does not.
 #include "admin/adminrun.h"
 #include "admin/records/databases.h"
-#include "support/testsite.h"
 
-namespace badgemint::admin {
-namespace {
-
-namespace fs = std::filesystem;
+namespace badgemint::admin::dump_test {
 
 // Levels, flags, escort, validity, elevator and relay group; cards have one flag more.
 const std::string kHolder = " 1 2 3 4 5 6 7 65535 1 0 1 9 2010/2/3 1:2:3 2037/12/31 0 255 1";
@@ -20,10 +16,7 @@ TEST(AdminDump, ReportsWhatACardsFileCannotSay) {
   built.readIdents("ident");
   built.readAccesses("access");
   // clang-format off
-  const struct {
-    void (*change)(Databases&);
-    const char *errors, *output;
-  } kCases[] = {
+  const std::tuple<void (*)(Databases&), std::string, std::string> kCases[] = {
       {[](auto& d) { d.idents[0].deleted = 2; }, "is marked as deleted", "\n# deleted: c 1"},
       {[](auto& d) { d.idents[1].cardsetcode = 9; }, "card set 9 or its", "\n# left out: "},
       {[](auto& d) { d.idents[0].uniqid = 8; }, "there is no access record\n", "\n# left out: c"},
@@ -45,8 +38,8 @@ TEST(AdminDump, ReportsWhatACardsFileCannotSay) {
     writeRecords("access", databases.accesses);
     const AdminRun run = runAdmin("dump" + kSite);
     EXPECT_EQ(run.status, 1);
-    EXPECT_NE(run.errors.find(errors), std::string::npos) << run.errors;
-    EXPECT_NE(run.output.find(output), std::string::npos) << run.output;
+    EXPECT_TRUE(contains(run.errors, errors));
+    EXPECT_TRUE(contains(run.output, output));
     EXPECT_TRUE(run.output.ends_with("f 3 1 A=0\nf 253 9 H=5\n"));
   }
 }
@@ -55,11 +48,7 @@ TEST(AdminDump, ReplacesNoFileThatItShouldNot) {
   const TestSite site;
   ASSERT_EQ(buildCards("f 1 2\np 1234 3" + kHolder), 0);
   const std::string dumped = runAdmin("dump" + kSite).output;
-  const struct {
-    const char *prepare, *options;
-    int status;
-    const char *errors, *left;
-  } kCases[] = {
+  const std::tuple<std::string, std::string, int, std::string, std::string> kCases[] = {
       {"", "", 0, "", ""},
       {"echo old >out", "", 2, "out is there already (--force replaces it)", "old\n"},
       {"echo old >out", "--force", 0, "", ""},
@@ -74,16 +63,15 @@ TEST(AdminDump, ReplacesNoFileThatItShouldNot) {
       {"rm 26.cdf", "", 3, "26.cdf: cannot be read", ""},
   };
   for (const auto& [prepare, options, status, errors, left] : kCases) {
-    SCOPED_TRACE(std::string(prepare) + options);
-    ASSERT_EQ(std::system(("rm -rf out out.new;" + std::string(prepare)).c_str()), 0);
+    SCOPED_TRACE(prepare + options);
+    ASSERT_EQ(std::system(("rm -rf out out.new;" + prepare).c_str()), 0);
     const AdminRun run = runAdmin("dump" + kSite + " --output out " + options);
     EXPECT_EQ(run.status, status);
-    EXPECT_NE(run.errors.find(errors), std::string::npos) << run.errors;
+    EXPECT_TRUE(contains(run.errors, errors));
     EXPECT_EQ(run.output, "");
     EXPECT_EQ(fs::is_regular_file("out") ? contentOf("out") : "", status <= 1 ? dumped : left);
     EXPECT_EQ(fs::status("out").permissions() == fs::perms(0600), status <= 1);
   }
 }
 
-}  // namespace
-}  // namespace badgemint::admin
+}  // namespace badgemint::admin::dump_test

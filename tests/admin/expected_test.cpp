@@ -5,8 +5,7 @@
 #include "admin/buildsite.h"
 #include "admin/records/expected.h"
 
-namespace badgemint::admin {
-namespace {
+namespace badgemint::admin::expected_test {
 
 // Why the databases are not proved; empty when they are.
 std::string objection() {
@@ -20,7 +19,7 @@ std::string objection() {
 
 class RandomSite : public TestSite {
  public:
-  explicit RandomSite(unsigned seed) : _random(seed) { write("26.cdf", layout()); }
+  explicit RandomSite(unsigned seed) : _random(seed) { writeFormat("26.cdf", layout()); }
 
   // A cards file that builds; a holder's PIN is 5 and the unique ID, and 6 and the unique ID.
   std::string cards() {
@@ -44,8 +43,8 @@ class RandomSite : public TestSite {
     if (way == 1) any.append(any, 28 * pick(5), 28);
     if (way == 2) any.resize(any.size() - 1 - pick(50));
     if (way > 2) any[pick(any.size())] ^= static_cast<char>(1 << pick(8));
-    replaceFile("ident", ident);
-    replaceFile("access", access);
+    writeFile("ident", ident);
+    writeFile("access", access);
     return way == 0;
   }
 
@@ -78,7 +77,7 @@ class RandomSite : public TestSite {
 
 TEST(ExpectedRecords, AreThoseOfEverySiteThatBuilds) {
   int built = 0;
-  for (unsigned seed = 0; seed < 250 && !testing::Test::HasFailure(); ++seed) {
+  for (unsigned seed = 0; seed < 250 && !HasFailure(); ++seed) {
     RandomSite random(seed);
     SCOPED_TRACE(seed);
     if (buildCards(random.cards()) < 0) continue;  // Some layouts lose a bit of the number.
@@ -108,21 +107,16 @@ TEST(ExpectedRecords, ProveEveryByte) {
   ASSERT_EQ(buildCards(kNewCards), 0);
   for (const char* const name : {"ident", "access", "cardsets"}) {
     const std::string good = contentOf(name);
-    for (size_t i = 0; i < good.size(); ++i) {
-      if (good[i] == ' ' || good[i] == '\n') continue;  // Blanks of the card sets file.
-      std::string bad = good;
-      bad[i] = static_cast<char>(bad[i] ^ 1);
-      replaceFile(name, bad);
-      EXPECT_NE(objection(), "") << name << ' ' << i;
+    std::vector<std::string> wrong = {good + good, good.substr(0, good.size() / 2)};
+    for (size_t i = 0; i < good.size(); ++i)  // Blanks of the card sets file may differ.
+      if (good[i] != ' ' && good[i] != '\n') wrong.emplace_back(good)[i] ^= 1;
+    for (const std::string& bad : wrong) {
+      writeFile(name, bad);
+      EXPECT_NE(objection(), "") << name << ": " << bad;
     }
-    for (const std::string& bad : {good + good, good.substr(0, good.size() / 2)}) {
-      replaceFile(name, bad);
-      EXPECT_NE(objection(), "") << name << ' ' << bad.size();
-    }
-    replaceFile(name, good);
+    writeFile(name, good);
     EXPECT_EQ(objection(), "");
   }
 }
 
-}  // namespace
-}  // namespace badgemint::admin
+}  // namespace badgemint::admin::expected_test

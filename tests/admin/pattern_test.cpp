@@ -1,22 +1,18 @@
 // The verbs `pattern` and `decode`: cards by their numbers, and by their bits.
 #include "admin/adminrun.h"
-#include "carddb/identrecord.h"
-#include "support/testsite.h"
 
-namespace badgemint::admin {
-namespace {
+namespace badgemint::admin::pattern_test {
 
 // Also in layouts with gaps, in which the format counts fewer bits than it sets.
 TEST(Pattern, PrintsBitsAndKeysThatDecodeFinds) {
   std::mt19937_64 random{20261122};
-  const WorkFolder folder;
-  folder.write("formats.txt", "1 f.cdf");
+  writeFile("formats.txt", "1 f.cdf");
   int printed = 0;
   for (int round = 0; round < 100; ++round) {
     const FormatLines masks = randomMasks("AABBB.-", random);
     const std::string number = std::to_string(random() % 8), site = std::to_string(random() % 4);
-    folder.write("f.cdf", fileOf("CDF", linesOf("CDF", masks)));
-    folder.write("cardsets.txt", "f 5 1 A " + site);
+    writeFile("f.cdf", fileOf("CDF", linesOf("CDF", masks)));
+    writeFile("cardsets.txt", "f 5 1 A " + site);
     const AdminRun pattern = runAdmin("pattern 5 " + number);
     if (pattern.status != 0) continue;
     ++printed;
@@ -27,12 +23,12 @@ TEST(Pattern, PrintsBitsAndKeysThatDecodeFinds) {
       const AdminRun decode = runAdmin("decode " + word);
       EXPECT_EQ(decode.status, 0) << masks[0] << decode.errors;
       EXPECT_TRUE(decode.output.starts_with("format 1 f.cdf: card " + number)) << decode.output;
-      EXPECT_NE(decode.output.find("\n  card set 5\n"), std::string::npos) << decode.output;
+      EXPECT_TRUE(contains(decode.output, "\n  card set 5\n"));
     }
     bits.back() ^= 1;
     const std::string fault =
         fmt::format("\n  parity mask 2 wrong at position {}\n", bits.size() - 1);
-    EXPECT_NE(runAdmin("decode " + bits).output.find(fault), std::string::npos) << masks[0];
+    EXPECT_TRUE(contains(runAdmin("decode " + bits).output, fault)) << masks[0];
   }
   EXPECT_GT(printed, 30);
 }
@@ -42,25 +38,21 @@ TEST(Pattern, ReportsWhatBitsCanBeAndWhichNumbersCannot) {
   FormatLines odd = linesOf("CDF", {"PA..AAAPBB.", "..01......1", "EXXXXXX"});
   odd[12] = "A,0,0,MSB,BCD";
   odd[13] = "";
-  site.folder.write("odd.cdf", fileOf("CDF", odd));
-  site.write("hole.cdf", {".-B", "1"});
-  site.folder.write("64.vff", fileOf("VFF", linesOf("VFF", {std::string(64, '*')})));
-  site.folder.write("136.vff", fileOf("VFF", linesOf("VFF", {std::string(136, '*')})));
-  site.folder.write("4.vff", fileOf("VFF", linesOf("VFF", {"P*  ", "", "EX"})));
-  site.folder.write("formats.txt", "1 26.cdf\n2 32.cdf\n1 32.cdf\n3 odd.cdf\n4 64.vff\n5 hole.cdf");
-  site.folder.write("26.txt", "1 26.cdf");
-  site.folder.write("cardsets.txt", "f 1 1 A=277\nf 2 2\nf 7 2\nf 8 9\n");
-  site.folder.write("cards.txt", "c 1 1 1 1\nf 4 1 A=23\nf 999 1\n");
-  std::filesystem::create_directory("folder");
+  writeFile("odd.cdf", fileOf("CDF", odd));
+  site.writeFormat("hole.cdf", {".-B", "1"});
+  writeFile("64.vff", fileOf("VFF", linesOf("VFF", {std::string(64, '*')})));
+  writeFile("136.vff", fileOf("VFF", linesOf("VFF", {std::string(136, '*')})));
+  writeFile("4.vff", fileOf("VFF", linesOf("VFF", {"P*  ", "", "EX"})));
+  writeFile("formats.txt", "1 26.cdf\n2 32.cdf\n1 32.cdf\n3 odd.cdf\n4 64.vff\n5 hole.cdf");
+  writeFile("26.txt", "1 26.cdf");
+  writeFile("cardsets.txt", "f 1 1 A=277\nf 2 2\nf 7 2\nf 8 9\n");
+  writeFile("cards.txt", "c 1 1 1 1\nf 4 1 A=23\nf 999 1\n");
+  fs::create_directory("folder");
   const CardPattern key = {0x50};
   writeRecords<IdentRecord>("ident.db",
                             {{key, 4, 255}, {key, 5, 1, 1}, {key, 6, 254}, {{2}, 7, 254}});
   const std::string card = "format 1 26.cdf: card 15890, A=21; parity and fixed bits right";
-  const struct {
-    std::string words;
-    int status;
-    std::string output, errors = "";  // What is in them.
-  } cases[] = {
+  expectRuns({
       {"decode \"02 2a:7C-2_4\"", 0, card + '\n'},
       {"decode 0b10001010_100111110000100100", 0, card + '\n'},
       {"decode --formats 26.txt 00022A7C24", 1, card + "; right-aligned\n"},
@@ -94,10 +86,7 @@ TEST(Pattern, ReportsWhatBitsCanBeAndWhichNumbersCannot) {
       {"pattern --format 136.vff 512", 0, "0010--------\nkey   00000000000000000000000000000002\n"},
       {"pattern --format 26.cdf --set A=256 1", 2, "", "--set is refused: "},
       {"pattern --format 26.cdf 1", 0, "key   000000020000", "field A"},
-  };
-  for (const auto& [words, status, output, errors] : cases)
-    expectRun(words, status, output, errors);
+  });
 }
 
-}  // namespace
-}  // namespace badgemint::admin
+}  // namespace badgemint::admin::pattern_test

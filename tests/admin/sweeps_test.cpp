@@ -4,53 +4,39 @@
 
 #include <climits>
 #include <csignal>
-#include <random>
-#include <set>
+#include <optional>
 
 #include "admin/buildsite.h"
 
-namespace badgemint::admin {
-namespace {
+namespace badgemint::admin::sweeps_test {
 
-bool contains(const std::string& text, const std::string& part) {
-  return text.find(part) != std::string::npos;
-}
-
-// On to the next call. Reading the command line takes most of the memory, in many alike pieces.
-void advance(Fault& fault) {
+// Runs a command with the fault at its next call; nothing when there is no such call. Reading the
+// command line takes most of the memory, in many alike pieces.
+std::optional<AdminRun> failNext(const std::string& command, Fault& fault) {
   static const int kOfCommandLine = runAdmin("--version", {.call = "new", .nth = INT_MAX}).calls;
-  fault.nth += fault.call == "new" && fault.nth < kOfCommandLine ? 20 : 1;
-}
-
-// Runs a command, with the fault at each call of its kind in turn, until there is no such call.
-template <typename Prepare, typename Expect>
-void forEachCall(const std::string& command, Fault fault, Prepare prepare, Expect expect) {
-  for (; !testing::Test::HasFailure(); advance(fault)) {
-    SCOPED_TRACE(testing::Message()
-                 << command << ": " << fault.call << ' ' << fault.nth
-                 << (fault.forEver ? " and all later ones" : "") << ", signal " << fault.signal);
-    prepare();
-    const AdminRun run =
-        fault.signal != 0 ? runAdminProcess(command, fault) : runAdmin(command, fault);
-    if (!run.struck) break;
-    EXPECT_EQ(run.signal, fault.signal);
-    expect(run, fault);
+  if (testing::Test::HasFailure()) {
+    ADD_FAILURE() << command << ": " << fault.call << " before " << fault.nth << ' '
+                  << fault.forEver << fault.signal;
+    return {};
   }
+  const AdminRun run =
+      fault.signal != 0 ? runAdminProcess(command, fault) : runAdmin(command, fault);
+  if (!run.struck) return {};
+  EXPECT_EQ(run.signal, fault.signal);
+  fault.nth += fault.call == "new" && fault.nth < kOfCommandLine ? 20 : 1;
+  return run;
 }
 
 class BuildSweep : public testing::Test, public BuildSite {
  protected:
   // What a build reports about the files is so.
   void expectTrueReport(const AdminRun& run, const std::string& command) {
-    const bool isCutShort = contains(run.errors, "cut short");
+    if (contains(run.errors, "cut short")) return;
     const bool isChanged =
         (run.signal == 0 && run.status <= 1) || contains(run.errors, "all files are replaced");
-    if (isCutShort) return;
-    if (isChanged && !contains(command, "--dry-run")) {
-      EXPECT_TRUE(isNew() && hasKept(contains(command, "--keep") ? kOldFiles : kFormerFiles));
-    } else {
-      EXPECT_TRUE(isOld() && hasKept(kFormerFiles));
-    }
+    const bool isReplaced = isChanged && !contains(command, "--dry-run");
+    EXPECT_TRUE(isReplaced ? isNew() : isOld());
+    EXPECT_TRUE(hasKept(isReplaced && contains(command, "--keep") ? _old : kFormer));
     EXPECT_TRUE(isChanged || contains(run.errors, ": nothing was changed\n") ||
                 run.errors == "badgemint-admin: not enough memory\n")
         << run.errors;
@@ -71,7 +57,7 @@ class BuildSweep : public testing::Test, public BuildSite {
     EXPECT_TRUE(wasOld || !contains(run.errors, "changed nothing"));
     EXPECT_TRUE(wasNew || !contains(run.errors, "after it had replaced all files"));
     EXPECT_EQ(contains(run.errors, "it is finished now"), hadJournal);
-    EXPECT_TRUE(isOld() || hasKept(kOldFiles) || hasKept(kFormerFiles));
+    EXPECT_TRUE(isOld() || hasKept(_old) || hasKept(kFormer));
   }
   void build(const std::string& text) {
     cards(text);
@@ -91,39 +77,33 @@ TEST_F(BuildSweep, EachCallFailsOrIsInterrupted) {
                            {.call = "allocate"},
                            {.call = "new"},
                            {.call = "new", .forEver = true}};
-  for (const std::string command : kBuilds) {
-    for (const Fault& fault : kFaults) {
+  for (const std::string command : kBuilds)
+    for (Fault fault : kFaults) {
       // What a build does without --keep it does with it, too.
       if (command == "build" && (fault.forEver || fault.call != "any")) continue;
       if (command == "build --dry-run" && fault.call == "new") continue;
-      forEachCall(
-          command, fault, [&] { makeOld(); },
-          [&](const AdminRun& run, const Fault&) {
-            expectTrueReport(run, command);
-            EXPECT_EQ(contains(run.errors, "interrupted: "), fault.signal != 0) << run.errors;
-            EXPECT_TRUE(fault.signal == 0 || hasNoOtherFiles());
-            expectRecovery();
-          });
+      for (makeOld(); const auto run = failNext(command, fault); makeOld()) {
+        expectTrueReport(*run, command);
+        EXPECT_EQ(contains(run->errors, "interrupted: "), fault.signal != 0) << run->errors;
+        EXPECT_TRUE(fault.signal == 0 || hasNoOtherFiles());
+        expectRecovery();
+      }
     }
-  }
 }
 
 TEST_F(BuildSweep, ItIsKilledBeforeEachCall) {
   for (const std::string command : kBuilds) {
-    const Fault killed = {.call = "any", .signal = SIGKILL};
-    forEachCall(
-        command, killed, [&] { makeOld(); },
-        [&](const AdminRun&, const Fault& fault) {
-          const bool isSeenByAll = fs::status(kPrivateFolder).permissions() == fs::perms(0711);
-          EXPECT_TRUE(!fs::exists(".badgemint-admin/journal") || isSeenByAll);
-          const bool isMixture = !isOld() && !isNew();
-          if (isMixture && fault.nth % 2 == 0) {  // The build that finishes it is killed, too.
-            cards(kWrongCards);
-            runAdminProcess("build", {.call = "any", .nth = fault.nth / 4, .signal = SIGKILL});
-            cards(kNewCards);
-          }
-          expectRecovery();
-        });
+    Fault killed = {.call = "any", .signal = SIGKILL};
+    for (makeOld(); failNext(command, killed); makeOld()) {
+      const bool isSeenByAll = fs::status(kPrivateFolder).permissions() == fs::perms(0711);
+      EXPECT_TRUE(!fs::exists(".badgemint-admin/journal") || isSeenByAll);
+      if (!isOld() && !isNew() && killed.nth % 2 == 0) {  // What finishes it is killed, too.
+        cards(kWrongCards);
+        runAdminProcess("build", {.call = "any", .nth = killed.nth / 4, .signal = SIGKILL});
+        cards(kNewCards);
+      }
+      expectRecovery();
+    }
   }
 }
 
@@ -142,10 +122,7 @@ class DiskModel {
   }
 
   void apply(const DiskChange& change) {
-    if (change.synced == 0) {
-      _pending.push_back(change);
-      return;
-    }
+    if (change.synced == 0) return _pending.push_back(change);
     _contents[change.synced] = change.content;
     std::erase_if(_pending, [&](const DiskChange& pending) {
       const bool isSynced =
@@ -155,13 +132,15 @@ class DiskModel {
     });
   }
 
-  size_t pending() const { return _pending.size(); }
+  // Some more for each pending change.
+  size_t rounds() const { return 1 + 4 * _pending.size(); }
 
-  // Makes the current folder what is left when of the pending changes only these have come to pass.
-  void restore(const std::vector<bool>& chosen) const {
+  // Makes the current folder what is left when only some of the pending changes have come to pass:
+  // in the first rounds none, then more and more, then all.
+  void restore(size_t round) {
     Entries entries = _synced;
-    for (size_t i = 0; i < _pending.size(); ++i)
-      if (chosen[i]) enter(_pending[i], entries);
+    for (const DiskChange& change : _pending)
+      if (_random() % 4 < round % 5) enter(change, entries);
     for (const auto& entry : fs::directory_iterator(".")) fs::remove_all(entry.path());
     if (entries.contains({_root, kPrivateFolder})) {
       fs::create_directory(kPrivateFolder);
@@ -194,21 +173,8 @@ class DiskModel {
   Entries _synced;
   std::map<uint64_t, std::string> _contents;
   std::vector<DiskChange> _pending;
+  std::mt19937 _random{19};
 };
-
-// All subsets of a few changes; of many none, all, the first ones, all but one, and random ones.
-std::set<std::vector<bool>> subsetsOf(size_t count) {
-  std::set<std::vector<bool>> subsets;
-  static std::mt19937 random(19);
-  for (size_t i = 0; i <= count; ++i) {
-    std::vector<bool> first(count, false), allButOne(count, true), any(count);
-    std::fill_n(first.begin(), i, true);
-    if (i < count) allButOne[i] = false;
-    for (size_t j = 0; j < count; ++j) any[j] = random() % 2 == 0;
-    subsets.insert({first, allButOne, any});
-  }
-  return subsets;
-}
 
 // Runs a command and goes through the states in which a power cut at any of its changes may leave
 // the disk: `expect` is called in each, with whether the command has ended.
@@ -222,9 +188,9 @@ void forEachPowerCut(const std::string& command, const Fault& fault, Expect expe
     changes = recorder.changes;
   }
   for (size_t made = 0; made <= changes.size(); ++made) {
-    for (const std::vector<bool>& chosen : subsetsOf(disk.pending())) {
+    for (size_t round = 0; round < disk.rounds(); ++round) {
       SCOPED_TRACE(command + " after change " + std::to_string(made));
-      disk.restore(chosen);
+      disk.restore(round);
       expect(made == changes.size());
       if (testing::Test::HasFailure()) return;
     }
@@ -248,10 +214,10 @@ TEST_F(BuildSweep, PowerIsLostAfterEachCall) {
       EXPECT_TRUE(!hasEnded || (run.isUndone ? isOld() : isNew()));
       EXPECT_TRUE(!hasEnded || !fs::exists(kPrivateFolder));
       const bool keepsFirst = contains(run.command, "--keep") && !run.isUndone;
-      EXPECT_TRUE(!keepsFirst || isOld() || hasKept(kOldFiles));
+      EXPECT_TRUE(!keepsFirst || isOld() || hasKept(_old));
       expectRecovery();
       const bool isKept = isNew() && contains(run.command, "--keep");
-      EXPECT_TRUE(hasKept(isKept ? kOldFiles : kFormerFiles));
+      EXPECT_TRUE(hasKept(isKept ? _old : kFormer));
     });
     EXPECT_GT(states, 100u);
   }
@@ -285,7 +251,7 @@ TEST_F(BuildSweep, ReadersSeeOneState) {
 class ReaderSweep : public testing::Test {
  protected:
   ReaderSweep() {
-    _site.folder.write("levels", "1 1 1\n");
+    writeFile("levels", "1 1 1\n");
     EXPECT_EQ(buildCards(kNewCards), 0);
   }
 
@@ -314,40 +280,35 @@ TEST_F(ReaderSweep, EachCallFails) {
   for (const std::string& reader : kReaders) {
     const AdminRun whole = runAdmin(reader);
     EXPECT_EQ(whole.errors, "");
-    for (const Fault& fault : kFaults)
-      forEachCall(
-          reader, fault, [] {},
-          [&](const AdminRun& run, const Fault&) {
-            const bool isSame = run.status == whole.status && run.output == whole.output;
-            EXPECT_TRUE(isSame || !run.errors.empty() || run.status == 2 || run.signal != 0);
-            EXPECT_EQ(allFiles(), before);
-          });
+    for (Fault fault : kFaults)
+      while (const auto run = failNext(reader, fault)) {
+        const bool isSame = run->status == whole.status && run->output == whole.output;
+        EXPECT_TRUE(isSame || !run->errors.empty() || run->status == 2 || run->signal != 0);
+        EXPECT_EQ(allFiles(), before);
+      }
   }
 }
 
 // A file that a dump writes is complete or not there.
 TEST_F(ReaderSweep, EachCallOfADumpFailsOrIsInterrupted) {
   const std::string dumped = runAdmin("dump" + kSite).output;
-  const auto removeOutput = [] {
-    fs::remove("out");
-    fs::remove("out.new");
-  };
+  const auto removeOutput = [] { fs::remove("out"), fs::remove("out.new"); };
   for (const int signal : {0, SIGINT, SIGKILL})
-    for (const bool forEver : {false, true})
-      forEachCall("dump --output out" + kSite,
-                  {.call = "any", .forEver = forEver, .signal = signal}, removeOutput,
-                  [&](const AdminRun& run, const Fault&) {
-                    EXPECT_TRUE(!fs::exists("out") || contentOf("out") == dumped);
-                    if (signal == SIGKILL) return;
-                    EXPECT_TRUE(!run.errors.empty() || fs::exists("out"));
-                    EXPECT_TRUE(!fs::exists("out.new") || forEver);
-                  });
+    for (const bool forEver : {false, true}) {
+      Fault fault = {.call = "any", .forEver = forEver, .signal = signal};
+      const std::string command = "dump --output out" + kSite;
+      for (removeOutput(); const auto run = failNext(command, fault); removeOutput()) {
+        EXPECT_TRUE(!fs::exists("out") || contentOf("out") == dumped);
+        EXPECT_TRUE(signal == SIGKILL || !run->errors.empty() || fs::exists("out"));
+        EXPECT_TRUE(signal == SIGKILL || forEver || !fs::exists("out.new"));
+      }
+    }
 }
 
 TEST_F(ReaderSweep, PowerIsLostAfterEachCallOfADump) {
   const std::string dumped = runAdmin("dump" + kSite).output;
   for (const std::string before : {"", "old"}) {
-    _site.folder.write("out", before);
+    writeFile("out", before);
     if (before.empty()) fs::remove("out");
     const std::string command = before.empty() ? "dump --output out" : "dump --force --output out";
     forEachPowerCut(command + kSite, {}, [&](bool hasEnded) {
@@ -360,16 +321,13 @@ TEST_F(ReaderSweep, PowerIsLostAfterEachCallOfADump) {
 TEST_F(ReaderSweep, AReplacementThatWasCutShortIsReported) {
   fs::create_directory(kPrivateFolder);
   EXPECT_FALSE(contains(runAdmin("dump" + kSite).errors, "was cut short"));
-  _site.folder.write(kPrivateFolder + std::string("/journal"), "");
+  writeFile(kPrivateFolder + std::string("/journal"), "");
   for (const std::string& reader : kReaders) {
     const bool readsDatabases = contains(reader, "--cardsets");
     const AdminRun run = runAdmin(reader);
     EXPECT_EQ(contains(run.errors, "was cut short"), readsDatabases) << reader;
-    if (contains(reader, "--access")) {
-      EXPECT_TRUE(run.status == 3 && run.output.empty()) << reader;
-    }
+    EXPECT_TRUE(!contains(reader, "--access") || (run.status == 3 && run.output.empty())) << reader;
   }
 }
 
-}  // namespace
-}  // namespace badgemint::admin
+}  // namespace badgemint::admin::sweeps_test

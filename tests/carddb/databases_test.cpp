@@ -1,5 +1,4 @@
-// The card databases: what their two kinds of files share, the files one by one, their indexes and
-// their records.
+// The files of the card databases: what both kinds share, then one by one.
 #include <fcntl.h>
 
 #include <functional>
@@ -35,55 +34,47 @@ void prepare(File& file, State state = kClosed) {
   if (state == kReadingAhead) file.startReadingAhead();
 }
 
-// Such a file in a folder of its own, which is the current one.
 template <typename File>
-struct Prepared : WorkFolder, File {
+struct Prepared : File {
   explicit Prepared(State state = kClosed) { prepare<File>(*this, state); }
 };
 
-// What comes of an operation when its first call of a kind fails, then its second, and so on until
-// there are no more: "read -383 reported, 0" is a failed first read, which is reported, and a
-// second one that does not matter. A short transfer is listed when it is not like a failed one.
-// Whatever failed, the file stays whole records, and nothing is left to write or to report
-// afterwards.
+// What comes of an operation when each of its calls fails in turn: "-382 opening" is a result with
+// the message about what failed. Whatever it was, the file stays whole records, and nothing is left
+// to write or to report afterwards.
 template <typename File>
-std::string failures(State state, int32_t (*run)(File&)) {
+std::set<std::string> failures(State state, int32_t (*run)(File&)) {
   const std::string kind = kName<File>;
   const size_t size = kThree<File>[0].kSize;
-  const std::pair<std::string, std::string> calls[] = {
-      {"allocate", ""},        {"stat", "opening"},           {"open", "opening"},
-      {"lseek", "reading"},    {"read", "reading"},           {"short read", "reading"},
-      {"write", "writing to"}, {"short write", "writing to"}, {"close", "writing to"}};
+  std::vector<Fault> faults = {{.call = "read", .isShort = true},
+                               {.call = "write", .isShort = true}};
+  for (const char* const call : {"allocate", "stat", "open", "lseek", "read", "write", "close"})
+    faults.push_back({.call = call});
   TestLog log(25);
-  std::string all, failed;
-  for (const auto& [call, message] : calls) {
-    const bool isShort = call.starts_with("short ");
-    std::string outcomes;
-    for (int nth = 1;; ++nth) {
+  std::set<std::string> outcomes;
+  for (Fault& fault : faults) {
+    for (;; ++fault.nth) {
       File file;
       prepare(file, state);
       log.take();
-      const ArmedFault fault({call.substr(isShort ? 6 : 0), nth, false, EIO, isShort});
+      const ArmedFault armed(fault);
       const int32_t result = run(file);
-      if (!fault.struck()) break;
+      if (!armed.struck()) break;
       std::string text = log.take();
-      if (text == "[25 " + kind + "file] Error " + message + " " + kind + " file " + kind + "\n")
-        text = " reported";
-      outcomes += (nth == 1 ? " " : ", ") + std::to_string(result) + text;
-      EXPECT_EQ(file.closeFile(), 0) << call;
-      EXPECT_EQ(log.take(), "") << call;
-      EXPECT_EQ(std::filesystem::file_size(kind) % size, 0) << call;
-      if (std::filesystem::file_size(kind) > 3 * size) outcomes += " and a new record";
+      for (const char* const failed : {"opening", "reading", "writing to"})
+        if (text == "[25 " + kind + "file] Error " + failed + " " + kind + " file " + kind + "\n")
+          text = failed;
+      if (fs::file_size(kind) > 3 * size) text += "appended";
+      outcomes.insert(std::to_string(result) + (text.empty() ? "" : " ") + text);
+      EXPECT_EQ(file.closeFile(), 0) << fault.call;
+      EXPECT_EQ(log.take(), "") << fault.call;
+      EXPECT_EQ(fs::file_size(kind) % size, 0) << fault.call;
     }
-    if (!outcomes.empty() && !(isShort && outcomes == failed))
-      all += (all.empty() ? "" : "; ") + call + outcomes;
-    failed = outcomes;
   }
-  return all;
+  return outcomes;
 }
 
 TEST(Databases, ReportWhichCallFailed) {
-  const WorkFolder here;
   static uint32_t uniqid;
   static AccessRecord holder;
   const auto append = [](auto& f) { return f.appendRecord({}); };
@@ -96,46 +87,38 @@ TEST(Databases, ReportWhichCallFailed) {
     return f.readRecordAt(found, 2);
   };
   const auto write = [](auto& f) { return f.writeRecordAt({}, 2); };
-  const std::tuple<State, int32_t (*)(IdentFile&), std::string> idents[] = {
-      {kClosed, append,
-       "open -382 reported; lseek -383 reported; write -385 reported; close -385 reported"},
-      {kReadingAhead, next, "read -383 reported; short read 0"},
-      {kOpen, read, "open -1; lseek -2; read -2; close -385 reported, 0"},
-      {kOpen, write, "open -1; lseek -2; write -2; close -385 reported, -2"},
+  const std::tuple<State, int32_t (*)(IdentFile&), std::set<std::string>> idents[] = {
+      {kClosed, append, {"-382 opening", "-383 reading", "-385 writing to"}},
+      {kReadingAhead, next, {"-383 reading", "0"}},
+      {kOpen, read, {"-1", "-2", "-385 writing to", "0"}},
+      {kOpen, write, {"-1", "-2", "-385 writing to"}},
       // What cannot be read counts as not found: it is appended.
-      {kClosed, [](IdentFile& f) { return f.addOrReplace({{3}}); },
-       "open 0 and a new record, -1; lseek 0 and a new record, -2; read 0 and a new record; "
-       "write -2; close 0, -2"},
-      {kClosed, [](IdentFile& f) { return f.setCardDeleted({3}, uniqid); },
-       "open -383, -385, -383, -385; lseek -383, -385, -383, -385; read -383, -383; "
-       "write -385, -385; close 0, -385, 0, -385"},
-      {kClosed, [](IdentFile& f) { return f.countUnloadedCardSets({}); },
-       "open -382 reported; read 0 reported, 1 reported, 2 reported, 3 reported; "
-       "short read 0, 1, 2, 3; close 3"},
+      {kClosed,
+       [](IdentFile& f) { return f.addOrReplace({{3}}); },
+       {"0 appended", "-1", "-2", "0"}},
+      {kClosed, [](IdentFile& f) { return f.setCardDeleted({3}, uniqid); }, {"-383", "-385", "0"}},
+      {kClosed,
+       [](IdentFile& f) { return f.countUnloadedCardSets({}); },
+       {"-382 opening", "0 reading", "1 reading", "2 reading", "3 reading", "0", "1", "2", "3"}},
   };
   for (const auto& [state, run, expected] : idents) EXPECT_EQ(failures(state, run), expected);
-  const std::string changed =
-      "open -340 reported, -340; lseek -341 reported, -342; read -341 reported; write -342; "
-      "close 0, -342";
-  const std::tuple<State, int32_t (*)(AccessFile&), std::string> accesses[] = {
-      {kClosed, append,
-       "open -340 reported; lseek -341 reported; write -342 reported; close -342 reported"},
-      {kReadingAhead, next, "read -2; short read 0"},
-      {kOpen, read,
-       "open -340 reported; lseek -341 reported; read -341 reported; close -342 reported, 0"},
-      {kOpen, write, "open -340; lseek -342; write -342; close -342 reported, -342"},
+  const std::set<std::string> changed = {"-340 opening", "-340", "-341 reading", "-342", "0"};
+  const std::tuple<State, int32_t (*)(AccessFile&), std::set<std::string>> accesses[] = {
+      {kClosed, append, {"-340 opening", "-341 reading", "-342 writing to"}},
+      {kReadingAhead, next, {"-2", "0"}},
+      {kOpen, read, {"-340 opening", "-341 reading", "-342 writing to", "0"}},
+      {kOpen, write, {"-340", "-342", "-342 writing to"}},
       {kClosed, [](AccessFile& f) { return f.setFlag3(30); }, changed},
       {kClosed, [](AccessFile& f) { return f.mergeAccess(holder = {30}, true); }, changed},
-      {kClosed, [](AccessFile& f) { return f.updateAccessTimes({30}); },
-       "open -1105 reported, -340; lseek -1105 reported, -342; read -1105 reported; write -342; "
-       "close 0, -342"},
-      {kClosed, [](AccessFile& f) { return f.loadIndex("access", 0); },
-       "allocate -100[25 accessfile] Not enough memory to create access filename\n"
-       ", -100[25 accessfile] Not enough memory to create access index\n"
-       "; stat -340 reported; open -340[25 accessindx] Error opening access file access\n"
-       "; read -341[25 accessindx] Error reading access file access\n"
-       ", -341[25 accessindx] Error reading access file access\n"
-       "; short read 0, 0; close 0"},
+      {kClosed,
+       [](AccessFile& f) { return f.updateAccessTimes({30}); },
+       {"-1105 opening", "-1105 reading", "-340", "-342", "0"}},
+      {kClosed,
+       [](AccessFile& f) { return f.loadIndex("access", 0); },
+       {"-100 [25 accessfile] Not enough memory to create access filename\n",
+        "-100 [25 accessfile] Not enough memory to create access index\n", "-340 opening",
+        "-340 [25 accessindx] Error opening access file access\n",
+        "-341 [25 accessindx] Error reading access file access\n", "0"}},
   };
   for (const auto& [state, run, expected] : accesses) EXPECT_EQ(failures(state, run), expected);
 }
@@ -146,7 +129,7 @@ TEST(Databases, ReadsAheadWhatIsThere) {
   std::vector<AccessRecord> list(400);
   for (uint32_t i = 0; i < 400; ++i) list[i].uniqid = i;
   Prepared<AccessFile> file(kReadingAhead);
-  file.write("access", bytesOf(list) + "tail");
+  std::ofstream("access") << bytesOf(list) << "tail";
   AccessRecord found;
   for (uint32_t step = 0; step < 1000; ++step) {
     const ArmedFault fault({"read", static_cast<int>(random() % 3), false, EIO, true});
@@ -159,10 +142,9 @@ TEST(Databases, ReadsAheadWhatIsThere) {
 }
 
 TEST(Databases, AreNamedByTheConfigurationAsTheOtherFiles) {
-  const WorkFolder here;
-  here.write("f", "f 1 1");
-  here.write("empty", "");
-  here.write("named", "ident ident -1\naccess access -1\nfmts f\ncardsets f\naccesslvls f\n");
+  writeFile("f", "f 1 1");
+  writeFile("empty", "");
+  writeFile("named", "ident ident -1\naccess access -1\nfmts f\ncardsets f\naccesslvls f\n");
   MasterConfiguration named(1, "named"), empty(1, "empty");
   IdentFile idents;
   AccessFile accesses;
@@ -172,11 +154,11 @@ TEST(Databases, AreNamedByTheConfigurationAsTheOtherFiles) {
   prepare(idents, kOpen);
   prepare(accesses, kOpen);
   const std::function<bool(MasterConfiguration&)> loads[] = {
-      [&](MasterConfiguration& table) { return idents.loadIndexFromConfig(table); },
-      [&](MasterConfiguration& table) { return accesses.loadIndexFromConfig(table); },
-      [&](MasterConfiguration& table) { return formats.openFromConfiguration(table) == 0; },
-      [&](MasterConfiguration& table) { return sets.loadFromConfiguration(table); },
-      [&](MasterConfiguration& table) { return levels.loadAccessLevels(table); }};
+      [&](auto& table) { return idents.loadIndexFromConfig(table); },
+      [&](auto& table) { return accesses.loadIndexFromConfig(table); },
+      [&](auto& table) { return formats.openFromConfiguration(table) == 0; },
+      [&](auto& table) { return sets.loadFromConfiguration(table); },
+      [&](auto& table) { return levels.loadAccessLevels(table); }};
   for (const auto& load : loads) EXPECT_TRUE(load(named));
   EXPECT_EQ(idents.index()->count(), 3);
   EXPECT_EQ(idents.index()->capacity() + accesses.index()->capacity(), 206);
@@ -195,7 +177,6 @@ TEST(Databases, AreNamedByTheConfigurationAsTheOtherFiles) {
 
 // Random files against plain lists. Of several records of a card the first counts.
 TEST(IdentFile, DoesWhatPlainListsDo) {
-  const WorkFolder here;
   std::mt19937 random(1);
   for (int round = 0; round < 300 && !HasFailure(); ++round) {
     SCOPED_TRACE(round);
@@ -253,7 +234,6 @@ TEST(IdentFile, DoesWhatPlainListsDo) {
 
 // Without an index; beside it, in a file that was changed meanwhile.
 TEST(IdentFile, LeavesRecordsOfOthersAlone) {
-  const WorkFolder here;
   IdentFile file;
   IdentRecord found;
   CardPattern paired;
@@ -263,7 +243,7 @@ TEST(IdentFile, LeavesRecordsOfOthersAlone) {
   TestLog log;
   prepare(file);
   const std::string pair = "[20 identindx] uniqid=10 has both card and pin ident records\n";
-  EXPECT_NE(log.take().find(pair), std::string::npos);
+  EXPECT_TRUE(contains(log.take(), pair));
   EXPECT_EQ(file.setCardDeleted({3}, number), 0);
   EXPECT_EQ(file.setCardUndeleted({1}, number), 0);
   EXPECT_EQ(contentOf("ident"), bytesOf(kIdents));
@@ -378,15 +358,14 @@ TEST(AccessFile, AppendsNewHolders) {
   EXPECT_EQ(log.take(), "[25 accessfile] Access record not found for unique id=50\n");
   EXPECT_EQ(file.mergeAccess(stored[5], true), -1);
   EXPECT_EQ(contentOf("access"), bytesOf(stored));
-  std::filesystem::resize_file("access", 45);
+  fs::resize_file("access", 45);
   EXPECT_EQ(file.appendRecord({}), -341) << "no place for a record";
   EXPECT_TRUE(log.take().ends_with("[25 accessfile] Error reading access file access\n"));
-  EXPECT_EQ(std::filesystem::file_size("access"), 45);
+  EXPECT_EQ(fs::file_size("access"), 45);
 }
 
 // The file is changed without the index; or there is no index.
 TEST(AccessFile, LeavesRecordsOfOthersAlone) {
-  const WorkFolder here;
   AccessFile file;
   AccessRecord record = {.uniqid = 20};
   EXPECT_EQ(file.updateAccessTimes(record), -1105);
@@ -406,7 +385,7 @@ TEST(AccessFile, LeavesRecordsOfOthersAlone) {
 // Slots with 0 are not looked up; the end of the access file comes as a failed read.
 TEST(Databases, ReportTheCardSetsAndAccessLevelsThatAreMissing) {
   Prepared<IdentFile> idents;
-  idents.write("sets", "f 7 1\n");
+  writeFile("sets", "f 7 1\n");
   cardsets sets;
   EXPECT_EQ(sets.load("sets"), 0);
   writeRecords<IdentRecord>(
@@ -425,112 +404,6 @@ TEST(Databases, ReportTheCardSetsAndAccessLevelsThatAreMissing) {
             "[3 accessfile] access level 1 not found for usr 7\n"
             "[3 accessfile] access level 9 not found for usr 7\n"
             "[25 accessfile] Error reading access file access\n");
-}
-
-// What no file of the databases shows of its index: with room for three holders, one more is
-// inserted after those of a file of any length.
-TEST(AccessIndex, TakesWholeRecordsUpToItsRoom) {
-  const WorkFolder here;
-  for (size_t size = 0; size <= 4 * AccessRecord::kSize; ++size) {
-    SCOPED_TRACE(size);
-    here.write("access", bytesOf<AccessRecord>({{2}, {1}, {3}, {4}}).substr(0, size));
-    AccessIndex index;
-    EXPECT_TRUE(index.create(3));
-    EXPECT_EQ(index.loadFromFile("access"), 0);
-    const auto count = static_cast<int32_t>(std::min<size_t>(3, size / AccessRecord::kSize));
-    EXPECT_EQ(index.count(), count);
-    EXPECT_EQ(index.findRecno(2), count > 0 ? 0 : -1);
-    EXPECT_EQ(index.findRecno(4), -1);
-    EXPECT_EQ(index.countDuplicates(), 0);  // Not sorted.
-    EXPECT_EQ(index.insert(1), count < 3 ? 0 : -1);
-    EXPECT_EQ(index.findRecno(1), std::min(count, 1));
-    EXPECT_EQ(index.countDuplicates(), count == 2 ? 1 : 0);
-  }
-}
-
-TEST(Indexes, CountDuplicatesAndSizes) {
-  IdentIndex idents;
-  AccessIndex accesses;
-  EXPECT_TRUE(idents.create(2) && accesses.create(2));
-  for (int i = 0; i < 2; ++i) EXPECT_EQ(idents.insert({5}) + accesses.insert(5), 0);
-  EXPECT_EQ(idents.insert({6}), -1);
-  EXPECT_EQ(idents.findRecno({5}), 0);
-  EXPECT_EQ(idents.findRecno({6}), -1);
-  TestLog log;
-  EXPECT_EQ(idents.countDuplicates() + accesses.countDuplicates(), 2);
-  AccessIndex::printEntrySize();
-  EXPECT_EQ(log.take(),
-            "[3 identindx] duplicate records for :05 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 "
-            "\n[3 accessindx] duplicate records for 5 \n"
-            "[10 accessindx] size of access index rec is 40\n");
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(idents.buildFromFile("none"), 0);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "error loading none\n");
-}
-
-// The walk goes in the order of the keys. An entry whose unique ID is not positive as a signed
-// number counts as empty when its record number is 0, and so does what is after the entries.
-TEST(AccessIndex, WalksToAnEmptyEntry) {
-  const std::vector<std::pair<std::vector<uint32_t>, std::vector<uint32_t>>> rows = {
-      {{8, 7}, {7, 8}}, {{8, 0}, {0, 8}}, {{0, 8}, {}}, {{1u << 31, 8}, {8}}, {{}, {}}};
-  for (const auto& [uniqids, expected] : rows) {
-    AccessIndex index;
-    EXPECT_EQ(index.first(), nullptr);
-    EXPECT_TRUE(index.create(2));
-    for (const uint32_t uniqid : uniqids) EXPECT_EQ(index.insert(uniqid), 0);
-    std::vector<uint32_t> walk;
-    for (AccessIndexEntry* at = index.first(); at != nullptr; at = index.next())
-      walk.push_back(at->uniqid);
-    EXPECT_EQ(walk, expected);
-    for (int i = 0; i < 3; ++i) index.next();
-    EXPECT_EQ(index.next(), nullptr);
-  }
-}
-
-// That the fields follow each other without a gap is checked where they are listed; ident records
-// are in badgemint-db(5) and badgemint-maintain(3).
-TEST(AccessRecord, HasItsFieldsInTheirPlaces) {
-  TestLog log;
-  AccessRecord record{0x01020304, {0x12, 0x34}, {},   0x61626364, 0x71727374, 0x81828384,
-                      0x91929394, 0x2A,         0xB1, 0xC1,       0xD1};
-  // Slots that there are not read as 0 and take nothing.
-  for (int32_t slot = -1; slot <= 8; ++slot) {
-    record.setAccessLevel(slot, static_cast<uint16_t>(0x8001 + slot));
-    EXPECT_EQ(record.accessLevel(slot), slot < 0 || slot > 7 ? 0 : 0x8001 + slot);
-  }
-  log.logger().dumpHex(25, encodeRecord(record));
-  EXPECT_EQ(log.take(),
-            "04 03 02 01 12 34 00 00 01 80 02 80 03 80 04 80 05 80 06 80 07 80 08 80 "
-            "64 63 62 61 74 73 72 71 84 83 82 81 94 93 92 91 2A B1 C1 D1 ");
-}
-
-// A blank PIN becomes 0 and is reported once.
-TEST(Records, HaveTexts) {
-  char text[AccessRecord::kTextSize];
-  const IdentRecord ident{{}, UINT32_MAX, 254, 1};
-  ident.toIdentifierText("0042", true, text);
-  EXPECT_STREQ(text, "0042 0 1 4294967295 1");
-  ident.toIdentifierText("0042", false, text);
-  EXPECT_STREQ(text, "0042 254 0 4294967295 1");
-  ident.toNumericText(5, 1, text);
-  EXPECT_STREQ(text, "4294967301 254 4294967295");
-  TestLog log;
-  AccessRecord record{
-      7, {0x31, 0x32, 0x33, 0x34}, {11, 12, 13, 14, 15, 16, 17, 18}, 0, 86400, 21, 22, 0x0D, 31, 32,
-      33};
-  record.toText(text);
-  EXPECT_STREQ(text,
-               "31323334 0000000007 11 12 13 14 15 16 17 18 1 1 0 1 0 22 0 "
-               "1970/01/02-00:00:00 21 31 32 33 0");
-  record.toShortText(text);
-  EXPECT_STREQ(text, "0000000007 1234 11 12 13 14 15 16 17 18 1 1 0 22 31 32 33 0");
-  EXPECT_EQ(log.take(), "");
-  record.pincode = {0xF1, 0x23, 0, 0x67};
-  for (int i = 0; i < 2; ++i) record.toText(text);
-  EXPECT_TRUE(std::string(text).starts_with("0 0000000007 11 "));
-  record.toShortText(text);
-  EXPECT_TRUE(std::string(text).starts_with("0000000007    \x0F 11 "));
-  EXPECT_EQ(log.take(), "[25 accessrecord] pincode for uniqid=7 was blank and is now 0\n");
 }
 
 }  // namespace badgemint::databases_test

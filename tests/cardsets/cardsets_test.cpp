@@ -55,11 +55,10 @@ TEST(CardSets, ReadAndWriteTheirFile) {
       {"f 5 0", "f 5 0 \n", range},
       {"f 5 2 A 1 B 2 I 3\nf 6 3 A 7", "f 6 3 A 7 B 2 \n", letter},
   };
-  const WorkFolder here;
   TestLog log(25);
   for (const auto& [text, written, reported] : rows) {
     cardsets sets;
-    here.write("f", text);
+    writeFile("f", text);
     EXPECT_EQ(sets.load("f"), 0);
     EXPECT_EQ(log.take(), reported) << text;
     EXPECT_EQ(sets.writeCardSetsFile("sets"), 0);
@@ -68,8 +67,7 @@ TEST(CardSets, ReadAndWriteTheirFile) {
 }
 
 TEST(CardSets, FindTheFirstOfAnIdAndItsFormat) {
-  const WorkFolder here;
-  here.write("f", "f 1 3\nf 1 4\nf 255 3\nf 256 3\nf 256 4\nf 2 0");
+  writeFile("f", "f 1 3\nf 1 4\nf 255 3\nf 256 3\nf 256 4\nf 2 0");
   TestLog log;
   cardsets sets;
   EXPECT_EQ(sets.load("f"), 0);

@@ -1,7 +1,6 @@
 // Encoding and decoding with whole format files: a judge that goes position by position through the
 // characters of their masks. The manuals show the cards of real formats.
 
-#include <algorithm>
 #include <bitset>
 
 #include "formats/formatfile.h"

@@ -2,8 +2,6 @@
 #ifndef BADGEMINT_TESTS_FORMATS_FORMATFILE_H
 #define BADGEMINT_TESTS_FORMATS_FORMATFILE_H
 
-#include <random>
-
 #include "formats/CardFormatSet.h"
 #include "support/testfiles.h"
 
@@ -63,17 +61,16 @@ inline std::string fileOf(const std::string& kind, const FormatLines& lines) {
   return kind == "CDF" ? text : twoBytes(text);
 }
 
-// A format of ID 7 and its log. It loads its files as "f" from a folder of its own.
+// A format of ID 7 and its log. It loads its files as "f" from the current folder.
 struct TestFormat {
   explicit TestFormat(const std::string& kind, uint32_t level = 100)
       : log(level), format(set.addFormat(7, ("." + kind).c_str())) {}
 
   int32_t load(const std::string& bytes) const {
-    folder.write("f", bytes);
+    writeFile("f", bytes);
     return format->loadFormatFile("f");
   }
 
-  WorkFolder folder;
   TestLog log;
   CardFormatSet set;
   CardFormat* format;

@@ -130,13 +130,12 @@ TEST(Fmtfile, ReadsEntries) {
       {"1 A\n2 B\n\n7\n3 C\n", "1:A 2:B 3:C [25 fmtfile] line 2: too few args\n"},
       {"1 " + n98 + "2 B\n", "1:" + n98 + " 2:B "},
   };
-  const WorkFolder here;
   TestLog log(25);
   fmtfile file;
   uint32_t id = 0;
   FormatFileName name;
   for (const auto& [text, expected] : rows) {
-    here.write("f", text);
+    writeFile("f", text);
     EXPECT_EQ(file.open("f"), 0);
     std::string entries;
     while (file.readEntryBaseName(id, name) == 0)

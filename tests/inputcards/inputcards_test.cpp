@@ -1,11 +1,8 @@
 // The lines that the loader refuses, and what it says of them; and that its input is one file that
 // stays: what the second pass writes is what the first has checked.
-#include "inputcards/inputcards.h"
-
 #include <sys/stat.h>
 
 #include "inputcards/inputfile.h"
-#include "support/result.h"
 #include "support/testsite.h"
 
 namespace badgemint::inputcards_test {
@@ -15,7 +12,7 @@ using Case = std::tuple<std::string, int32_t, std::string>;
 
 // The second pass alone.
 int32_t write(const std::string& cards) {
-  std::ofstream("cards") << cards;
+  writeFile("cards", cards);
   InputCards loader("cards", "ident", "access", "sets");
   EXPECT_EQ(loader.loadFormats("", "formats"), 0);
   return loader.pass2();
@@ -29,7 +26,7 @@ void expectBuilds(const std::vector<Case>& cases) {
     SCOPED_TRACE(cards.substr(0, 100));
     TestLog log(25);
     EXPECT_EQ(buildCards(cards), result);
-    EXPECT_EQ(std::filesystem::exists("ident"), result == 0) << "pass 1 writes nothing";
+    EXPECT_EQ(fs::exists("ident"), result == 0) << "pass 1 writes nothing";
     const std::string reported = log.take();
     EXPECT_EQ(reported.substr(0, reported.find("[0 inputcards] Number")), text);
     log.logger().setThreshold(UINT32_MAX);
@@ -121,7 +118,6 @@ TEST(InputCards, FindRoomInThreeQuartersOfTheMachinesMemory) {
 }
 
 TEST(InputFile, CanBeReadTwice) {
-  const WorkFolder here;
   TestLog log(25);
   mkfifo("pipe", 0600);
   mknod("socket", S_IFSOCK | 0600, 0);
@@ -140,18 +136,18 @@ TEST(InputFile, ChangesDuringTheBuild) {
   const TestSite site;
   TestLog log(25);
   EXPECT_EQ(buildCards("p 1 1\n", "ident", "p 2 2\n"), -502) << "between the passes";
-  EXPECT_FALSE(std::filesystem::exists("ident"));
+  EXPECT_FALSE(fs::exists("ident"));
   EXPECT_EQ(buildCards("p 1 1\n", "cards"), -502) << "is the ident database as well";
   EXPECT_TRUE(log.take().ends_with(changed));
-  EXPECT_FALSE(std::filesystem::exists("cardsets"));
-  site.folder.write("cards", "c 1 7 0 1\n");
-  const auto time = std::filesystem::last_write_time("cards");
+  EXPECT_FALSE(fs::exists("cardsets"));
+  writeFile("cards", "c 1 7 0 1\n");
+  const auto time = fs::last_write_time("cards");
   InputFile input;
   EXPECT_TRUE(input.setName("cards"));
   EXPECT_EQ(input.open(), kSuccess);
   usleep(20000);  // Times of files move on in steps of some milliseconds.
-  site.folder.write("cards", "c 1 8 0 1\n");
-  std::filesystem::last_write_time("cards", time);
+  std::ofstream("cards") << "c 1 8 0 1\n";
+  fs::last_write_time("cards", time);
   EXPECT_EQ(input.open(), kInputReadFailed);
   EXPECT_EQ(log.take(), changed);
 }

@@ -16,9 +16,9 @@ struct Site final : Readers, DoorGroups, Schedules {
 };
 
 bool load(AccessLevelSet& levels, const std::string& lines) {
-  const TestFolder folder;
-  const std::string path = folder.write("levels", lines);
-  MasterConfiguration table(1, folder.write("conf", "AccessLvls=" + path).c_str());
+  writeFile("levels", lines);
+  writeFile("conf", "AccessLvls=levels");
+  MasterConfiguration table(1, "conf");
   return levels.loadAccessLevels(table);
 }
 

@@ -7,6 +7,7 @@
 #include <csignal>
 #include <cstdarg>
 #include <new>
+#include <optional>
 
 #include "support/testfiles.h"
 
@@ -42,7 +43,7 @@ Result recorded(Result result, std::initializer_list<Place> places) {
   if (result < 0 || DiskRecorder::now == nullptr) return result;
   DiskChange change;
   for (const auto& [folder, name, isChanged] : places) {
-    const std::filesystem::path path = name;
+    const fs::path path = name;
     if (isChanged)
       change.entries.push_back(
           {inodeOf(folder, path.parent_path()), path.filename(), inodeOf(folder, path)});
@@ -50,6 +51,23 @@ Result recorded(Result result, std::initializer_list<Place> places) {
   if (!change.entries.empty()) DiskRecorder::now->changes.push_back(change);
   return result;
 }
+
+// Makes a folder of its own the current one of each test.
+struct TestFolders : testing::EmptyTestEventListener {
+  void OnTestStart(const testing::TestInfo&) override {
+    fs::current_path(_folder.emplace().path(""));
+  }
+  void OnTestEnd(const testing::TestInfo&) override {
+    fs::current_path("/");
+    _folder.reset();
+  }
+
+ private:
+  std::optional<TestFolder> _folder;
+};
+
+[[maybe_unused]] const bool hasTestFolders =
+    (testing::UnitTest::GetInstance()->listeners().Append(new TestFolders), true);
 
 }  // namespace
 
@@ -157,7 +175,7 @@ int __wrap_close(int file) {
 int __wrap_fsync(int file) {
   if (strikes("fsync")) return -1;
   const std::string path = "/proc/self/fd/" + std::to_string(file);
-  const std::string content = std::filesystem::is_regular_file(path) ? contentOf(path) : "";
+  const std::string content = fs::is_regular_file(path) ? contentOf(path) : "";
   if (DiskRecorder::now != nullptr)
     DiskRecorder::now->changes.push_back({{}, inodeOf(file, ""), content});
   return 0;

@@ -32,9 +32,8 @@ TEST(Logger, WritesPrefixAndTextAndEvaluatesNothingElse) {
 }
 
 TEST(Logger, OpensFilesAndStreams) {
-  const WorkFolder here;
-  here.write("list", "3");
-  here.write("log", "old text");
+  writeFile("list", "3");
+  writeFile("log", "old text");
   EXPECT_TRUE(Logger("./log", 0).isOpen());
   EXPECT_EQ(contentOf("log"), "");
   EXPECT_FALSE(Logger("none/log", 0).isOpen());
@@ -66,9 +65,8 @@ TEST(Logger, PassesAtMostAHundredListedLevels) {
       {"10" + std::string(77, ' ') + "12 4", "2 3 4 10 "},
       {"-98 90", "0 1 "},
   };
-  const WorkFolder here;
   for (const auto& [list, levels] : cases) {
-    here.write("list", list);
+    writeFile("list", list);
     Logger logger("log", LevelList{"list"});
     for (int level = 0; level <= 60; ++level) logger.write(level, "%d ", level);
     EXPECT_EQ(contentOf("log"), levels);

@@ -26,7 +26,7 @@ int main() {
       }
     });
   for (std::thread& thread : threads) thread.join();
-  const std::string log = folder.read("log");
+  const std::string log = contentOf(folder.path("log"));
   bool whole = log.size() >= kSize * 4 * 200 * 2;
   for (size_t at = 0; at < log.size(); at += kSize)
     whole = whole && texts.contains(log.substr(at, kSize));

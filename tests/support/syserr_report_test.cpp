@@ -25,7 +25,6 @@ bool report(uint8_t bytes) {
 }
 
 TEST(SyserrReport, KeepsTheLast250RecordsAfterAnyHeader) {
-  const WorkFolder here;
   const ArmedFault halfAHeader({.call = "write", .nth = 701, .isShort = true});
   std::string records;
   for (uint32_t i = 0; i < 600; ++i) {
@@ -40,7 +39,7 @@ TEST(SyserrReport, KeepsTheLast250RecordsAfterAnyHeader) {
       {bytesOf({4242, 64, 5, 6, 250}), {4243, 64, 0, 1, 250}},
   };
   for (const auto& [before, after] : cases) {
-    here.write("errors", before);
+    writeFile("errors", before);
     EXPECT_TRUE(report('a'));
     EXPECT_EQ(contentOf("errors").substr(0, 20), bytesOf(after));
     EXPECT_EQ(contentOf("errors").substr(20 + 64 * after.lastslot), std::string(64, 'a'));
@@ -56,7 +55,7 @@ TEST(SyserrReport, ReportsEachFailure) {
       {"write", 3, "writing header", fresh},      {"fcntl", 2, "freeing lock", one},
   };
   for (const auto& [call, nth, what, header] : cases) {
-    const WorkFolder here;
+    fs::remove("errors");
     testing::internal::CaptureStdout();
     const ArmedFault armed({.call = call, .nth = nth});
     EXPECT_EQ(report('a'), header == one);
@@ -67,7 +66,6 @@ TEST(SyserrReport, ReportsEachFailure) {
 }
 
 TEST(SyserrReport, LosesNoRecordOfSeveralWriters) {
-  const WorkFolder here;
   for (int writer = 0; writer < 5; ++writer) {
     if (fork() != 0) continue;
     for (int i = 0; i < 50; ++i) report(static_cast<uint8_t>(50 * writer + i));

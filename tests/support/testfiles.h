@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -20,41 +21,42 @@
 
 namespace badgemint {
 
+namespace fs = std::filesystem;
+
+// Whether a text contains this part; the text is shown when that is not as expected.
+inline testing::AssertionResult contains(const std::string& text, const std::string& part) {
+  return testing::AssertionResult(text.find(part) != std::string::npos) << text;
+}
+
 // The bytes of a file; none when there is no such file.
 inline std::string contentOf(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
-// A temporary folder that goes away with all that is in it.
+// Writes a file anew: one that is cut to nothing first would be slow.
+inline void writeFile(const std::string& path, const std::string& content) {
+  fs::remove_all(path);
+  std::ofstream(path, std::ios::binary) << content;
+}
+
+// A temporary folder that goes away with all that is in it. Each test begins in an empty one as its
+// current folder.
 class TestFolder {
  public:
   TestFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "badgemint-XXXXXX").string();
+    std::string name = (fs::temp_directory_path() / "badgemint-XXXXXX").string();
     _path = mkdtemp(name.data());
   }
   ~TestFolder() {
     std::error_code ignored;
-    std::filesystem::remove_all(_path, ignored);
+    fs::remove_all(_path, ignored);
   }
 
   std::string path(const std::string& name) const { return _path + "/" + name; }
 
-  // Writes a file and returns its path.
-  std::string write(const std::string& name, const std::string& content) const {
-    std::ofstream(path(name), std::ios::binary) << content;
-    return path(name);
-  }
-  std::string read(const std::string& name) const { return contentOf(path(name)); }
-
  private:
   std::string _path;
-};
-
-// One that is the current folder while it lives.
-struct WorkFolder : TestFolder {
-  WorkFolder() { std::filesystem::current_path(path("")); }
-  ~WorkFolder() { std::filesystem::current_path("/"); }
 };
 
 // Records as they stand in a database file.
@@ -69,7 +71,7 @@ std::string bytesOf(const std::vector<Record>& records) {
 }
 template <typename Record>
 void writeRecords(const std::string& path, const std::vector<Record>& records) {
-  std::ofstream(path, std::ios::binary) << bytesOf(records);
+  writeFile(path, bytesOf(records));
 }
 
 // A logger of its own for one test: published while it lives, its text to be taken at the end.
@@ -87,8 +89,8 @@ class TestLog {
 
   // What was logged since the last call, with "[level module] " for each prefix.
   std::string take() {
-    const std::string text = _folder.read("log");
-    std::filesystem::resize_file(_folder.path("log"), 0);
+    const std::string text = contentOf(_folder.path("log"));
+    fs::resize_file(_folder.path("log"), 0);
     return text;
   }
 

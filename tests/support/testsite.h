@@ -1,9 +1,10 @@
-// A small site in a folder of its own: two formats, and whatever cards a test gives it.
+// A small site in the current folder: two formats, and whatever cards a test gives it.
 #ifndef BADGEMINT_TESTS_SUPPORT_TESTSITE_H
 #define BADGEMINT_TESTS_SUPPORT_TESTSITE_H
 
 #include "formats/formatfile.h"
 #include "inputcards/inputcards.h"
+#include "support/result.h"
 
 namespace badgemint {
 
@@ -11,9 +12,8 @@ namespace badgemint {
 // its passes, text can be appended to the lines.
 inline int32_t buildCards(const std::string& cards, const std::string& ident = "ident",
                           const std::string& appended = "") {
-  for (const char* const name : {"cards", "ident", "access", "cardsets"})
-    std::filesystem::remove(name);  // Files cut to nothing are slow: they are written through.
-  std::ofstream("cards") << cards;
+  for (const char* const name : {"ident", "access", "cardsets"}) fs::remove(name);
+  writeFile("cards", cards);
   InputCards loader("cards", ident.c_str(), "access", "cardsets");
   int32_t result = loader.isInitialised() ? loader.loadFormats("", "formats") : -1;
   if (result == 0) result = loader.pass1();
@@ -36,17 +36,15 @@ inline std::string logOf(const std::string& name, unsigned pause, int32_t result
 // is a 32-bit number alone.
 struct TestSite {
   explicit TestSite(const char* formats = "formats") {
-    write("26.cdf",
-          {"PAAAAAAAABBBBBBBBBBBBBBBBP", "", "EXXXXXXXXXXXX", ".............XXXXXXXXXXXXO"});
-    write("32.cdf", {std::string(32, 'B')});
+    writeFormat("26.cdf",
+                {"PAAAAAAAABBBBBBBBBBBBBBBBP", "", "EXXXXXXXXXXXX", ".............XXXXXXXXXXXXO"});
+    writeFormat("32.cdf", {std::string(32, 'B')});
     takeSleeps();  // Of tests before.
-    folder.write(formats, "1 26.cdf\n2 = dir/32.cdf # wide\n");
+    writeFile(formats, "1 26.cdf\n2 = dir/32.cdf # wide\n");
   }
-  void write(const char* name, const FormatLines& masks) const {
-    folder.write(name, fileOf("CDF", linesOf("CDF", masks)));
+  static void writeFormat(const char* name, const FormatLines& masks) {
+    writeFile(name, fileOf("CDF", linesOf("CDF", masks)));
   }
-
-  WorkFolder folder;
 };
 
 }  // namespace badgemint

@@ -98,8 +98,7 @@ TEST(LineReader, ReadsAsTheCLibrary) {
   std::string text;
   for (int i = 0; i < 400; ++i)
     text += std::string(random() % 1500, 'a') + '\0' + std::string(random() % 9, 'b') + "\r\n\n";
-  const WorkFolder here;
-  here.write("lines", text + "last");
+  writeFile("lines", text + "last");
   const ArmedFault shortReads({.call = "read", .nth = 5, .forEver = true, .isShort = true});
   LineReader reader;
   ASSERT_TRUE(reader.open("lines"));
@@ -119,7 +118,6 @@ TEST(LineReader, ReadsAsTheCLibrary) {
 
 // The text goes on when the buffer is full to the byte.
 TEST(TextWriter, WritesWhateverTheSizes) {
-  const WorkFolder here;
   const std::string full(16384, 'f');
   TextWriter writer;
   EXPECT_FALSE(writer.good());
@@ -152,10 +150,9 @@ TEST(MasterConfiguration, WritesBackWhatItReads) {
       {std::string("n v").append(251, ' ') + "12 13", "", "n v 1\n2 13 0\n"},
       {forty + "z z", "[report 1/14 \"line 41: exceeds param limit\"]\n", forty},
   };
-  const WorkFolder here;
   for (const auto& [text, reports, saved] : cases) {
     TestLog log;
-    here.write("conf", text);
+    writeFile("conf", text);
     EXPECT_TRUE(MasterConfiguration(0x10001, "conf").save("saved"));
     EXPECT_EQ(log.take(), reports);
     EXPECT_EQ(contentOf("saved"), saved);
@@ -164,8 +161,7 @@ TEST(MasterConfiguration, WritesBackWhatItReads) {
 
 // Names in any case; what does not open is reported once.
 TEST(MasterConfiguration, FindsAndChangesTheFirstEntry) {
-  const WorkFolder here;
-  here.write("conf", "ReadersFile none/file 1\nreadersFILE two 2\n");
+  writeFile("conf", "ReadersFile none/file 1\nreadersFILE two 2\n");
   MasterConfiguration table(1, "conf");
   TestLog log;
   LineReader reader;
@@ -179,7 +175,7 @@ TEST(MasterConfiguration, FindsAndChangesTheFirstEntry) {
   EXPECT_TRUE(table.entryFileExists("readersfile") && table.openEntryFile("readersfile", reader));
   table.load();
   EXPECT_STREQ(table.find("readersfile")->value.data(), "none/file");
-  std::filesystem::remove("conf");
+  fs::remove("conf");
   table.load();
   EXPECT_EQ(table.number("readersfile"), 1) << "what a failed load leaves";
   log.take();

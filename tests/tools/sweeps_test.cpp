@@ -28,14 +28,14 @@ constexpr int32_t (*kRuns[])() = {
 // A site of all line types with `more` formats and card sets beside the two, and a block of
 // `cards`; built once for the runs that read databases.
 void makeSite(int more, int cards) {
-  std::filesystem::copy(BADGEMINT_EXAMPLE_SITE, ".");
+  fs::copy(BADGEMINT_EXAMPLE_SITE, ".");
   std::string formats = contentOf("formats") + "3 long37.eff\n4 pad.vff\n";
   std::string lines = "f 1 1 A 21\nf 2 2\nc 1 7 4711 1 1 2 3\nn 0 1A2B 0 2 1\np 1234 3 1\no 99 1\n";
   for (int i = 0; i < more; ++i) {
     formats += std::to_string(i + 5) + " 26.cdf\n";
     lines += "f " + std::to_string(i + 3) + " 1 A 7\n";
   }
-  std::ofstream("formats") << formats;
+  writeFile("formats", formats);
   std::ofstream("cards") << lines << "d 2 1 " << cards << " 100\n# end\n";
   ASSERT_EQ(BadgeMint("", "cards", "id", "acc", "formats", "sets.in", "log", 25), 0);
   takeSleeps();
@@ -60,7 +60,7 @@ Outcome outcomeOf(int32_t (*run)(), const Fault& fault) {
   outcome.output = pattern;
   for (const char* const name : {"ident", "access", "sets", "dumped"}) {
     outcome.output += contentOf(name) + "|";
-    std::filesystem::remove(name);
+    fs::remove(name);
   }
   EXPECT_EQ(takeSleeps().size(), 1);
   return outcome;

@@ -1,13 +1,9 @@
 // The rules of the formats file and of format files. A case changes lines of a valid file; what it
 // has to find is "line:column" of each finding, all of the rule that the test is named after.
-#include <map>
-
+#include "admin/adminrun.h"
 #include "admin/check/sitecheck.h"
-#include "admin/console.h"
-#include "formats/formatfile.h"
 
-namespace badgemint::admin {
-namespace {
+namespace badgemint::admin::check_formats_test {
 
 using namespace std::string_literals;
 
@@ -30,7 +26,7 @@ class FormatsCheck : public testing::Test {
   FormatsCheck() {
     for (size_t record = 8; record < 16; ++record) vff[record].resize(144, '.');
     for (const std::string kind : {"CDF", "EFF", "VFF"})
-      folder.write("f." + kind, fileOf(kind, kind == "VFF" ? vff : cdf));
+      writeFile("f." + kind, fileOf(kind, kind == "VFF" ? vff : cdf));
   }
 
   static Findings check(const std::string& formatsFile) {
@@ -39,16 +35,12 @@ class FormatsCheck : public testing::Test {
     checkFormats(formatsFile, formats, findings);
     return findings;
   }
-  void write(const std::string& name, const std::string& bytes) const {
-    std::filesystem::remove(name);  // Files that are cut to nothing are slow.
-    folder.write(name, bytes);
-  }
-  Findings checkLines(const std::string& lines) const {
-    write("list", lines + '\n');
+  static Findings checkLines(const std::string& lines) {
+    writeFile("list", lines + '\n');
     return check("list");
   }
-  Findings checkFile(const std::string& kind, const std::string& bytes) const {
-    write("f." + kind, bytes);
+  static Findings checkFile(const std::string& kind, const std::string& bytes) {
+    writeFile("f." + kind, bytes);
     return checkLines("1 f." + kind);
   }
   Findings checkChanged(const Case& row) const {
@@ -59,8 +51,9 @@ class FormatsCheck : public testing::Test {
     }
     return checkFile(row.kind, fileOf(row.kind, lines));
   }
-  // All findings of the rule or code; the name of the file is left out.
-  static std::string placesOf(const Findings& findings, const std::string& rule) {
+  // The places of all findings of the rule or code, without the name of the file, and all that is
+  // known of other findings.
+  static std::string placesOf(const Findings& findings, const std::string& rule = "") {
     std::string places;
     for (const Finding& finding : findings.sorted()) {
       const std::string place = findings.placeText(finding.place);
@@ -70,25 +63,19 @@ class FormatsCheck : public testing::Test {
     }
     return places;
   }
-  static std::string textsOf(const Findings& findings) {
-    std::string texts;
-    for (const Finding& finding : findings.sorted()) texts += finding.text + '\n';
-    return texts;
-  }
   void expectRule(const std::string& rule, const std::vector<Case>& rows) const {
     for (const Case& row : rows)
       EXPECT_EQ(placesOf(checkChanged(row), rule), row.places)
           << row.kind << ' ' << row.changes.begin()->second;
   }
 
-  WorkFolder folder;
   const FormatLines cdf = linesOf("CDF", {"PAAAAAAAABBBBBBBBBBBBBBBBP", "", kEven, kOdd});
   FormatLines vff = linesOf("VFF", {"P........****************P", ".00010101", kEven, kOdd});
 };
 
 TEST_F(FormatsCheck, FindsNothingInValidFiles) {
-  EXPECT_EQ(textsOf(checkLines("# f\n1=f.CDF # 1\r\n02 f.EFF # \xC2\xA0x\n+3\tf.VFF x\n")), "");
-  EXPECT_EQ(textsOf(checkLines("4 ./f.CDF" + std::string(93, ' ') + " # f\n")), "");
+  EXPECT_EQ(placesOf(checkLines("# f\n1=f.CDF # 1\r\n02 f.EFF # \xC2\xA0x\n+3\tf.VFF x\n")), "");
+  EXPECT_EQ(placesOf(checkLines("4 ./f.CDF" + std::string(93, ' ') + " # f\n")), "");
   const std::string b47(47, 'B');
   expectRule("",
              {{"CDF", {{9, " 2 masks"}}, ""},
@@ -104,7 +91,7 @@ TEST_F(FormatsCheck, FindsTheOneWrongCharacterOfARandomLayout) {
     FormatLines masks = randomMasks("ABC.", random);
     masks[0][1] = 'B';
     masks[1][1] = '.';
-    EXPECT_EQ(textsOf(checkFile("CDF", fileOf("CDF", linesOf("CDF", masks)))), "");
+    EXPECT_EQ(placesOf(checkFile("CDF", fileOf("CDF", linesOf("CDF", masks)))), "");
     const size_t wrong = 2 + random() % (masks[0].size() - 2);
     masks[1][wrong] = '.';
     masks[0][wrong] = 'q';
@@ -133,7 +120,7 @@ TEST_F(FormatsCheck, RuleMask) {
        {"VFF", {{16, "E"}}, "16:1"}});
 }
 
-TEST_F(FormatsCheck, RuleField) {
+TEST_F(FormatsCheck, RulesFieldAndNumber) {
   expectRule("field", {{"CDF", {{8, "C"}}, "8:1"},
                        {"CDF", {{13, " F,0,255,MSB,BIN"}}, "13"},
                        {"CDF", {{13, "F,0,255,msb,BIN"}}, "13:9"},
@@ -142,9 +129,6 @@ TEST_F(FormatsCheck, RuleField) {
                        {"CDF", {{14, "F,0,0,MSB,MSD"}}, "14:11"},
                        {"CDF", {{21, "."}, {23, ""}, {24, ""}}, "8:1"},
                        {"VFF", {{6, "26 2"}}, "6"}});
-}
-
-TEST_F(FormatsCheck, RuleNumber) {
   expectRule("number", {{"CDF", {{13, "F,O,9,MSB,BIN"}, {14, "F, ,x,MSB,BIN"}}, "13:3 14:3 14:5"}});
 }
 
@@ -173,11 +157,9 @@ TEST_F(FormatsCheck, ErrorsOfFormatFiles) {
 }
 
 TEST_F(FormatsCheck, RulesOfTheFormatsFile) {
-  std::filesystem::create_directory("d");
-  folder.write("d/f.VFF", "");
-  const struct {
-    std::string lines, rule, places;
-  } rows[] = {
+  fs::create_directory("d");
+  writeFile("d/f.VFF", "");
+  const std::array<std::string, 3> rows[] = {
       {"6", "format-id", "1:1"},
       {"-1 f.CDF\n4294967296 f.CDF\n4294967295 f.CDF", "format-id", "1:1 2:1"},
       {"7 d/f.VFF", "format-id", "1:3"},
@@ -193,7 +175,7 @@ TEST_F(FormatsCheck, RulesOfTheFormatsFile) {
   for (const auto& [lines, rule, places] : rows)
     EXPECT_EQ(placesOf(checkLines(lines), rule), places) << lines;
   EXPECT_EQ(placesOf(check("no"), "-370"), "no");
-  write("list", "1 f.CDF\n# end");
+  writeFile("list", "1 f.CDF\n# end");
   EXPECT_EQ(placesOf(check("list"), "text"), "2");
   // A build loads no format after the first that it cannot load.
   const Findings two = checkLines("1 f.CDF\n2 x\n3 none.cdf\n");
@@ -205,12 +187,11 @@ TEST_F(FormatsCheck, RulesOfTheFormatsFile) {
 TEST_F(FormatsCheck, ShowsNoDigitsOfPins) {
   for (const std::string line : {"c 1 15890 4711 1001", "4711x 4711", "47110815123 f.CDF",
                                  "1 15890;4711", "c,1,4711,4711,4711"}) {
-    std::string texts = textsOf(checkLines(line));
+    std::string texts = placesOf(checkLines(line));
     for (size_t changed = 1; changed <= 24; ++changed)
-      texts += textsOf(checkChanged({"CDF", {{changed, line}}, ""}));
-    EXPECT_EQ(texts.find("4711"), std::string::npos) << line << texts;
+      texts += placesOf(checkChanged({"CDF", {{changed, line}}, ""}));
+    EXPECT_FALSE(contains(texts, "4711")) << line;
   }
 }
 
-}  // namespace
-}  // namespace badgemint::admin
+}  // namespace badgemint::admin::check_formats_test
