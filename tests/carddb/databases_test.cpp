@@ -39,39 +39,45 @@ struct Prepared : File {
   explicit Prepared(State state = kClosed) { prepare<File>(*this, state); }
 };
 
-// What comes of an operation when each of its calls fails in turn: "-382 opening" is a result with
-// the message about what failed. Whatever it was, the file stays whole records, and nothing is left
-// to write or to report afterwards.
+// What comes of an operation when its first call of a kind fails, then its second, and so on until
+// there are no more: "read -383 reported, 0" is a failed first read, which is reported, and a
+// second one that does not matter. A short transfer is listed when it is not like a failed one.
+// Whatever failed, the file stays whole records, and nothing is left to write or to report
+// afterwards.
 template <typename File>
-std::set<std::string> failures(State state, int32_t (*run)(File&)) {
+std::string failures(State state, int32_t (*run)(File&)) {
   const std::string kind = kName<File>;
   const size_t size = kThree<File>[0].kSize;
-  std::vector<Fault> faults = {{.call = "read", .isShort = true},
-                               {.call = "write", .isShort = true}};
-  for (const char* const call : {"allocate", "stat", "open", "lseek", "read", "write", "close"})
-    faults.push_back({.call = call});
+  const std::pair<std::string, std::string> calls[] = {
+      {"allocate", ""},        {"stat", "opening"},           {"open", "opening"},
+      {"lseek", "reading"},    {"read", "reading"},           {"short read", "reading"},
+      {"write", "writing to"}, {"short write", "writing to"}, {"close", "writing to"}};
   TestLog log(25);
-  std::set<std::string> outcomes;
-  for (Fault& fault : faults) {
-    for (;; ++fault.nth) {
+  std::string all, failed;
+  for (const auto& [call, message] : calls) {
+    const bool isShort = call.starts_with("short ");
+    std::string outcomes;
+    for (int nth = 1;; ++nth) {
       File file;
       prepare(file, state);
       log.take();
-      const ArmedFault armed(fault);
+      const ArmedFault fault({call.substr(isShort ? 6 : 0), nth, false, EIO, isShort});
       const int32_t result = run(file);
-      if (!armed.struck()) break;
+      if (!fault.struck()) break;
       std::string text = log.take();
-      for (const char* const failed : {"opening", "reading", "writing to"})
-        if (text == "[25 " + kind + "file] Error " + failed + " " + kind + " file " + kind + "\n")
-          text = failed;
-      if (fs::file_size(kind) > 3 * size) text += "appended";
-      outcomes.insert(std::to_string(result) + (text.empty() ? "" : " ") + text);
-      EXPECT_EQ(file.closeFile(), 0) << fault.call;
-      EXPECT_EQ(log.take(), "") << fault.call;
-      EXPECT_EQ(fs::file_size(kind) % size, 0) << fault.call;
+      if (text == "[25 " + kind + "file] Error " + message + " " + kind + " file " + kind + "\n")
+        text = " reported";
+      outcomes += (nth == 1 ? " " : ", ") + std::to_string(result) + text;
+      EXPECT_EQ(file.closeFile(), 0) << call;
+      EXPECT_EQ(log.take(), "") << call;
+      EXPECT_EQ(fs::file_size(kind) % size, 0) << call;
+      if (fs::file_size(kind) > 3 * size) outcomes += " and a new record";
     }
+    if (!outcomes.empty() && !(isShort && outcomes == failed))
+      all += (all.empty() ? "" : "; ") + call + outcomes;
+    failed = outcomes;
   }
-  return outcomes;
+  return all;
 }
 
 TEST(Databases, ReportWhichCallFailed) {
@@ -87,38 +93,46 @@ TEST(Databases, ReportWhichCallFailed) {
     return f.readRecordAt(found, 2);
   };
   const auto write = [](auto& f) { return f.writeRecordAt({}, 2); };
-  const std::tuple<State, int32_t (*)(IdentFile&), std::set<std::string>> idents[] = {
-      {kClosed, append, {"-382 opening", "-383 reading", "-385 writing to"}},
-      {kReadingAhead, next, {"-383 reading", "0"}},
-      {kOpen, read, {"-1", "-2", "-385 writing to", "0"}},
-      {kOpen, write, {"-1", "-2", "-385 writing to"}},
+  const std::tuple<State, int32_t (*)(IdentFile&), std::string> idents[] = {
+      {kClosed, append,
+       "open -382 reported; lseek -383 reported; write -385 reported; close -385 reported"},
+      {kReadingAhead, next, "read -383 reported; short read 0"},
+      {kOpen, read, "open -1; lseek -2; read -2; close -385 reported, 0"},
+      {kOpen, write, "open -1; lseek -2; write -2; close -385 reported, -2"},
       // What cannot be read counts as not found: it is appended.
-      {kClosed,
-       [](IdentFile& f) { return f.addOrReplace({{3}}); },
-       {"0 appended", "-1", "-2", "0"}},
-      {kClosed, [](IdentFile& f) { return f.setCardDeleted({3}, uniqid); }, {"-383", "-385", "0"}},
-      {kClosed,
-       [](IdentFile& f) { return f.countUnloadedCardSets({}); },
-       {"-382 opening", "0 reading", "1 reading", "2 reading", "3 reading", "0", "1", "2", "3"}},
+      {kClosed, [](IdentFile& f) { return f.addOrReplace({{3}}); },
+       "open 0 and a new record, -1; lseek 0 and a new record, -2; read 0 and a new record; "
+       "write -2; close 0, -2"},
+      {kClosed, [](IdentFile& f) { return f.setCardDeleted({3}, uniqid); },
+       "open -383, -385, -383, -385; lseek -383, -385, -383, -385; read -383, -383; "
+       "write -385, -385; close 0, -385, 0, -385"},
+      {kClosed, [](IdentFile& f) { return f.countUnloadedCardSets({}); },
+       "open -382 reported; read 0 reported, 1 reported, 2 reported, 3 reported; "
+       "short read 0, 1, 2, 3; close 3"},
   };
   for (const auto& [state, run, expected] : idents) EXPECT_EQ(failures(state, run), expected);
-  const std::set<std::string> changed = {"-340 opening", "-340", "-341 reading", "-342", "0"};
-  const std::tuple<State, int32_t (*)(AccessFile&), std::set<std::string>> accesses[] = {
-      {kClosed, append, {"-340 opening", "-341 reading", "-342 writing to"}},
-      {kReadingAhead, next, {"-2", "0"}},
-      {kOpen, read, {"-340 opening", "-341 reading", "-342 writing to", "0"}},
-      {kOpen, write, {"-340", "-342", "-342 writing to"}},
+  const std::string changed =
+      "open -340 reported, -340; lseek -341 reported, -342; read -341 reported; write -342; "
+      "close 0, -342";
+  const std::tuple<State, int32_t (*)(AccessFile&), std::string> accesses[] = {
+      {kClosed, append,
+       "open -340 reported; lseek -341 reported; write -342 reported; close -342 reported"},
+      {kReadingAhead, next, "read -2; short read 0"},
+      {kOpen, read,
+       "open -340 reported; lseek -341 reported; read -341 reported; close -342 reported, 0"},
+      {kOpen, write, "open -340; lseek -342; write -342; close -342 reported, -342"},
       {kClosed, [](AccessFile& f) { return f.setFlag3(30); }, changed},
       {kClosed, [](AccessFile& f) { return f.mergeAccess(holder = {30}, true); }, changed},
-      {kClosed,
-       [](AccessFile& f) { return f.updateAccessTimes({30}); },
-       {"-1105 opening", "-1105 reading", "-340", "-342", "0"}},
-      {kClosed,
-       [](AccessFile& f) { return f.loadIndex("access", 0); },
-       {"-100 [25 accessfile] Not enough memory to create access filename\n",
-        "-100 [25 accessfile] Not enough memory to create access index\n", "-340 opening",
-        "-340 [25 accessindx] Error opening access file access\n",
-        "-341 [25 accessindx] Error reading access file access\n", "0"}},
+      {kClosed, [](AccessFile& f) { return f.updateAccessTimes({30}); },
+       "open -1105 reported, -340; lseek -1105 reported, -342; read -1105 reported; write -342; "
+       "close 0, -342"},
+      {kClosed, [](AccessFile& f) { return f.loadIndex("access", 0); },
+       "allocate -100[25 accessfile] Not enough memory to create access filename\n"
+       ", -100[25 accessfile] Not enough memory to create access index\n"
+       "; stat -340 reported; open -340[25 accessindx] Error opening access file access\n"
+       "; read -341[25 accessindx] Error reading access file access\n"
+       ", -341[25 accessindx] Error reading access file access\n"
+       "; short read 0, 0; close 0"},
   };
   for (const auto& [state, run, expected] : accesses) EXPECT_EQ(failures(state, run), expected);
 }

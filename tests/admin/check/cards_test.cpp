@@ -95,16 +95,40 @@ TEST_F(CardsCheck, EndsAsABuild) {
   EXPECT_GE(results.size(), 10U);
 }
 
-// All notations that a build reads right.
-TEST_F(CardsCheck, FindsNothingInRightLines) {
-  for (const char* const line :
-       {"c1 5 0 008 0 1 065535 0 0 0 0 0 0 01 1 9 2024/1/2 7:3:0 2037/2/28 23:59:59 255 0 1 # 2024",
-        "c 01  005\t12345678 +8 1 1\t0 0 0 0 0 0 1 0 00 0 02024/01/31 0 0 0 7 0 0\t#",
-        "n 0 ABcd 4711 8 1 0 0 0 0 0 0 0 0 0 0 0 0 0 2030/12/31 0 0 0 0\r",
-        "n 0 1A 0 8 1 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0\no 88 +8",
-        "p 77 10 1 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0", "d 1 700 1 20 0 ", "d 1 700 1 20 +7#",
-        "d 1 700 1 20 7 # x", "f 2\t2 A 4711 # stripe", "\n  \n#"})
-    EXPECT_EQ(found(line), "") << line;
+// Sites that are right in every line, in all notations that a build reads right.
+std::string rightLine(std::mt19937& random, int number) {
+  const auto oneOf = [&random](std::initializer_list<const char*> texts) {
+    return std::string(texts.begin()[random() % texts.size()]);
+  };
+  const std::string id = std::to_string(1000 + number), uniqid = oneOf({"", "0", "00", "+"}) + id;
+  std::string holder = std::string(" ").append(uniqid);
+  for (int i = 0; i < 8; ++i) holder += oneOf({" ", "  ", "\t"}) + oneOf({"0", "1", "065535"});
+  for (int i = 0; i < 3; ++i) holder += oneOf({" 0", " 1", " 01"});
+  holder += oneOf({" 0 ", " 9 "}) +
+            oneOf({"0 0", "2024/01/02 0", "2024/1/2 7:3:0", "02024/01/31 0"}) +
+            oneOf({" 0 0", " 2030/12/31 0", " 2037/2/28 23:59:59"}) + oneOf({" 0 255", " 7 0"});
+  const std::string end = oneOf({"", " ", " # 2024", "\t#", "\r"});
+  switch (random() % 5) {
+    case 0:
+      return oneOf({"c1 ", "c 01 "}) + id + oneOf({" 0", " 4711", " 12345678"}) + holder + " 1" +
+             end;
+    case 1:
+      return "n 0 ABcd" + id + oneOf({" 0", " 4711"}) + holder + " 0" + end;
+    case 2:
+      return "p 77" + id + holder + end;
+    case 3:
+      return "d 1 " + std::to_string(30000 + number) + " 1 " + id + oneOf({" 0", " 7", " +7#"}) +
+             oneOf({"", " ", " # x"});
+    default:
+      return "n 0 1A" + id + " 0" + holder + " 0\no 88" + id + " " + uniqid + end;
+  }
+}
+
+TEST_F(CardsCheck, FindsNothingInRightSites) {
+  std::mt19937 random(3);
+  std::string lines = "f 2\t2 A 4711 # stripe\n\n  \n#\n";
+  for (int i = 0; i < 3000; ++i) lines += rightLine(random, i) + '\n';
+  EXPECT_EQ(found(lines), "");
 }
 
 TEST_F(CardsCheck, FindsEveryBrokenWordOnItsLine) {
