@@ -120,7 +120,7 @@ TEST_F(FormatsCheck, RuleMask) {
        {"VFF", {{16, "E"}}, "16:1"}});
 }
 
-TEST_F(FormatsCheck, RulesFieldAndNumber) {
+TEST_F(FormatsCheck, RuleField) {
   expectRule("field", {{"CDF", {{8, "C"}}, "8:1"},
                        {"CDF", {{13, " F,0,255,MSB,BIN"}}, "13"},
                        {"CDF", {{13, "F,0,255,msb,BIN"}}, "13:9"},
@@ -129,6 +129,9 @@ TEST_F(FormatsCheck, RulesFieldAndNumber) {
                        {"CDF", {{14, "F,0,0,MSB,MSD"}}, "14:11"},
                        {"CDF", {{21, "."}, {23, ""}, {24, ""}}, "8:1"},
                        {"VFF", {{6, "26 2"}}, "6"}});
+}
+
+TEST_F(FormatsCheck, RuleNumber) {
   expectRule("number", {{"CDF", {{13, "F,O,9,MSB,BIN"}, {14, "F, ,x,MSB,BIN"}}, "13:3 14:3 14:5"}});
 }
 
