@@ -233,9 +233,9 @@ class HolderLine : FieldsCheck {
   void checkEscort(size_t field) const {
     const int64_t escort = checkRange(field);
     const auto column = static_cast<int32_t>(_line.at(_words[field]).column);
+    const auto holder = static_cast<uint32_t>(wordValue(_words[firstHolderField() - 1]));
     if (escort > 0 && escort <= UINT32_MAX)
-      _check.escorts.push_back({static_cast<uint32_t>(escort), _line.about().holder.value_or(0),
-                                _line.number(), column});
+      _check.escorts.push_back({static_cast<uint32_t>(escort), holder, _line.number(), column});
   }
 
   void checkPeriod() const {
