@@ -17,21 +17,13 @@ int64_t storedValue(int64_t value, int64_t most) {
   return static_cast<int32_t>(low);
 }
 
-// Its first card.
-About aboutBlock(std::string line) {
-  const MultiCardsLine words = splitMultiCardsLine(line.data());
-  About about;
-  if (words.csid != nullptr) about.set = textToInt32(words.csid);
-  if (words.firstCard != nullptr) about.card = words.firstCard;
-  if (words.firstUniqid != nullptr)
-    about.holder = static_cast<uint32_t>(textToInt32(words.firstUniqid));
-  return about;
-}
-
 class BlockLine : FieldsCheck {
  public:
   BlockLine(CardsCheck& check, CheckedLine& line)
-      : FieldsCheck(check, line, line.text + std::strcspn(line.text, kBlockDelimiters)) {}
+      : FieldsCheck(check, line, line.text + std::strcspn(line.text, kBlockDelimiters)) {
+    line.card = About{.set = _csid, .card = std::string(_words[kFirstCard])};
+    if (!_words[kUniqid].empty()) line.card->holder = firstUniqid();
+  }
 
   int32_t run() {
     const int32_t before = _check.index.count();
@@ -39,7 +31,9 @@ class BlockLine : FieldsCheck {
     const int32_t result = _check.checkAsBuild(_line, copy.data(), _listed);
     if (result < 0) {
       reportErrors(result, _check.index.count() - before);
-      if (!_words[kUniqid].empty()) addUnindexed();
+      if (!_words[kUniqid].empty())
+        _check.addUnindexed(firstUniqid(),
+                            int64_t{firstUniqid()} + std::max(numberIn(kCount), 1) - 1);
     } else if (!_line.isHidden) {
       checkWords();
     }
@@ -50,12 +44,6 @@ class BlockLine : FieldsCheck {
   enum Field : size_t { kSet, kFirstCard, kCount, kUniqid, kLevel, kAfterLast };
 
   uint32_t firstUniqid() const { return static_cast<uint32_t>(numberIn(kUniqid)); }
-
-  void addUnindexed() const {
-    const int64_t last = int64_t{firstUniqid()} + std::max(numberIn(kCount), 1) - 1;
-    _check.unindexed.push_back(
-        {firstUniqid(), static_cast<uint32_t>(std::min<int64_t>(last, UINT32_MAX))});
-  }
 
   // `good` cards of the block fit their format.
   void reportErrors(int32_t result, int32_t good) {
@@ -114,7 +102,6 @@ class BlockLine : FieldsCheck {
 
 About CheckedLine::about() const {
   if (card) return *card;
-  if (*text == kMultiCardsLine) return aboutBlock(text);
   if (lineFields(*text).empty()) return {};
   const bool isHex = *text == kNoFormatCardLine;
   FieldScanner scanner(text + 1);
