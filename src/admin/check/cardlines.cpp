@@ -17,13 +17,21 @@ int64_t storedValue(int64_t value, int64_t most) {
   return static_cast<int32_t>(low);
 }
 
+// Its first card.
+About aboutBlock(std::string line) {
+  const MultiCardsLine words = splitMultiCardsLine(line.data());
+  About about;
+  if (words.csid != nullptr) about.set = textToInt32(words.csid);
+  if (words.firstCard != nullptr) about.card = words.firstCard;
+  if (words.firstUniqid != nullptr)
+    about.holder = static_cast<uint32_t>(textToInt32(words.firstUniqid));
+  return about;
+}
+
 class BlockLine : FieldsCheck {
  public:
   BlockLine(CardsCheck& check, CheckedLine& line)
-      : FieldsCheck(check, line, line.text + std::strcspn(line.text, kBlockDelimiters)) {
-    line.card = About{.set = _csid, .card = std::string(_words[kFirstCard])};
-    if (!_words[kUniqid].empty()) line.card->holder = firstUniqid();
-  }
+      : FieldsCheck(check, line, line.text + std::strcspn(line.text, kBlockDelimiters)) {}
 
   int32_t run() {
     const int32_t before = _check.index.count();
@@ -102,6 +110,7 @@ class BlockLine : FieldsCheck {
 
 About CheckedLine::about() const {
   if (card) return *card;
+  if (*text == kMultiCardsLine) return aboutBlock(text);
   if (lineFields(*text).empty()) return {};
   const bool isHex = *text == kNoFormatCardLine;
   FieldScanner scanner(text + 1);

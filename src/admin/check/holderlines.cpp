@@ -234,7 +234,8 @@ class HolderLine : FieldsCheck {
     const int64_t escort = checkRange(field);
     const auto column = static_cast<int32_t>(_line.at(_words[field]).column);
     if (escort > 0 && escort <= UINT32_MAX)
-      _check.escorts.push_back({static_cast<uint32_t>(escort), _line.about().holder.value_or(0),
+      _check.escorts.push_back({static_cast<uint32_t>(escort),
+                                static_cast<uint32_t>(wordValue(_words[firstHolderField() - 1])),
                                 _line.number(), column});
   }
 

@@ -216,6 +216,7 @@ class WholeFileCheck {
   // Whether holders escort each other in a ring, of one or more, and this is the last line of it.
   // Only the first line of a holder counts.
   bool closesRing(const EscortUse& use) {
+    if (!_escorts.contains(use.uniqid)) return false;  // As most: they escort nobody.
     const auto [own, isFirst] = _lastEscorts.try_emplace(use.uniqid, use.uniqid);
     if (isFirst) own->second = lastEscort(use.escort);
     return isFirst && own->second == use.uniqid;
@@ -237,7 +238,7 @@ class WholeFileCheck {
   std::map<uint32_t, uint32_t> _unindexed;
   uint32_t _lowest = UINT32_MAX;                // Of all unique IDs.
   std::unordered_map<uint32_t, bool> _escorts;  // That lines name, and whether the index has them.
-  // Of holders with an escort the last one known, or one on the way to him.
+  // Of escorts with an escort the last one known, or one on the way to him.
   std::unordered_map<uint32_t, uint32_t> _lastEscorts;
   std::vector<Clash> _clashes;
   std::unordered_set<int32_t> _repeated;  // Entries that repeat a key and its unique ID.
