@@ -48,12 +48,12 @@ bool contains(std::string_view characters, char c) {
   return characters.find(c) != kNone;
 }
 
-class FormatFileCheck {
+class FormatFileCheck : TextFileCheck {
  public:
   // `result` is that of loading the file.
   FormatFileCheck(CardFormat& format, int32_t result, int file, CheckedFormat& entry,
                   Findings& findings)
-      : _format(format), _result(result), _file(file), _entry(entry), _findings(findings) {
+      : TextFileCheck(findings, file), _format(format), _result(result), _entry(entry) {
     for (const BitMask& mask : _masks.parity) _rows.emplace_back(mask.data(), kPositions);
     std::erase(_letters, '\0');
   }
@@ -259,14 +259,14 @@ class FormatFileCheck {
   // counts only if `isParityCountValid`.
   bool checkMasks(bool isParityCountValid) {
     const size_t before = _findings.warnings();
-    _isOutputValid =
+    const bool isOutputValid =
         checkCharacters(kOutput, _letters + 'P', "is not a field: the card has no bit here");
     checkCharacters(kFixed, "01", "is neither 0 nor 1 and fixes no bit");
     checkFixed();
     const bool areWidthsMeant = _findings.warnings() == before;
-    if (_isOutputValid) checkUsedPositions();
+    if (isOutputValid) checkUsedPositions();
     const size_t beforeParity = _findings.warnings();
-    for (size_t mask = kParity; mask < _appliedEnd; ++mask) checkParity(mask);
+    for (size_t mask = kParity; mask < _appliedEnd; ++mask) checkParity(mask, isOutputValid);
     if (isParityCountValid) checkNotApplied();
     if (_findings.warnings() == beforeParity) checkUnsetParity();
     return areWidthsMeant;
@@ -315,7 +315,7 @@ class FormatFileCheck {
                "the layout has {} bits, but a card has room for 128: the last are lost", count);
   }
 
-  void checkParity(size_t mask) {
+  void checkParity(size_t mask, bool isOutputValid) {
     if (!checkCharacters(mask, "XEO", "has no meaning in a parity mask")) return;
     const size_t target = targetOf(mask);
     if (target == kNone) {
@@ -323,7 +323,7 @@ class FormatFileCheck {
         warnMask(mask, covered, "a mask without E or O sets no parity bit");
       return;
     }
-    if (_isOutputValid && _rows[kOutput][target] != 'P')
+    if (isOutputValid && _rows[kOutput][target] != 'P')
       warnMask(mask, target, "the output mask has no P here: the parity bit replaces another bit");
     if (const size_t second = _rows[mask].find_first_of("EO", target + 1); second != kNone)
       warnMask(mask, second, "a second parity bit in one mask: only the first is set");
@@ -368,10 +368,7 @@ class FormatFileCheck {
   CardFormat& _format;
   const int32_t _result;
   const bool _isVff = kindName(_format) == kVff, _isText = kindName(_format) == kCdf;
-  const int _file;
   CheckedFormat& _entry;
-  Findings& _findings;
-  LineReader _reader;
   std::vector<std::string> _lines{""};  // From 1 on, as the format reads them.
   int32_t _end = kSuccess;              // The result of reading after the last of the lines.
 
@@ -383,7 +380,6 @@ class FormatFileCheck {
   // Of the parity masks that the format uses.
   const size_t _appliedEnd =
       kParity + static_cast<size_t>(std::clamp(_format.numberOfParityBits(), 0, 8));
-  bool _isOutputValid = true;
 };
 
 }  // namespace

@@ -20,10 +20,10 @@ namespace {
 constexpr LineField kFormatId = {"format ID", FieldKind::kNumber, UINT32_MAX};
 
 // Loads each format where its entry is read, as a build does.
-class FormatsCheck {
+class FormatsCheck : TextFileCheck {
  public:
   FormatsCheck(Findings& findings, int file, CardFormatSet& formats, CheckedFormats& checked)
-      : _findings(findings), _file(file), _formats(formats), _checked(checked) {}
+      : TextFileCheck(findings, file), _formats(formats), _checked(checked) {}
 
   void run(const std::string& path) {
     requireRegularFile(path);
@@ -55,11 +55,11 @@ class FormatsCheck {
     const FormatsLineKind kind = readFormatsLine(words, read);
     const bool isFormat = kind == FormatsLineKind::kEntry && addEntry(words, read, isMark);
     if (isMark) return;
-    if (odd) return _findings.warn(at(_reader.line() + odd->offset), "text", "{}", odd->effect);
+    if (odd) return warn(_reader.line() + odd->offset, "text", "{}", odd->effect);
     const bool isTooShort = kind == FormatsLineKind::kTooFewWords;
     if (isTooShort || kind == FormatsLineKind::kIdOutOfRange)
-      _findings.warn(at(words.word(0)), "format-id", "{}: the line is skipped",
-                     isTooShort ? "no file name" : "the format ID is not 1 to 4294967295");
+      warn(words.word(0), "format-id", "{}: the line is skipped",
+           isTooShort ? "no file name" : "the format ID is not 1 to 4294967295");
     if (isFormat) checkEntry(words.word(0), words.word(1), _checked.formats.back());
   }
 
@@ -85,26 +85,23 @@ class FormatsCheck {
   void checkEntry(const char* id, const char* path, const CheckedFormat& entry) {
     const CheckedFormat &sameId = *_checked.find(entry.id), &sameFile = firstOf(entry.fileName);
     if (!isNumber(id))
-      _findings.warn(at(id), "format-id", "format ID {} is not a number and is read as {}",
-                     shown(id, kFormatId), entry.id);
+      warn(id, "format-id", "format ID {} is not a number and is read as {}", shown(id, kFormatId),
+           entry.id);
     else if (entry.id == 0)
-      _findings.warn(at(id), "format-id",
-                     "format ID 0 cannot be used by a card set: IDs start at 1");
+      warn(id, "format-id", "format ID 0 cannot be used by a card set: IDs start at 1");
     else if (&sameId != &entry)
-      _findings.warn(at(id), "format-id",
-                     "format ID {} is already used in line {}: this format is never used", entry.id,
-                     sameId.line);
+      warn(id, "format-id", "format ID {} is already used in line {}: this format is never used",
+           entry.id, sameId.line);
     const std::string name = inQuotes(entry.fileName);
     struct stat meant, read;
     if (stat(path, &meant) == 0 && stat(entry.fileName.c_str(), &read) == 0 &&
         !isSameFile(meant, read))
-      _findings.warn(
-          at(path), "format-id",
-          "the folder is ignored: {} in the current folder is read, which is another file", name);
+      warn(path, "format-id",
+           "the folder is ignored: {} in the current folder is read, which is another file", name);
     if (sameFile.id != entry.id)
-      _findings.warn(at(path), "format-id",
-                     "{} is already format {} in line {}: cards of both formats have the same keys",
-                     name, sameFile.id, sameFile.line);
+      warn(path, "format-id",
+           "{} is already format {} in line {}: cards of both formats have the same keys", name,
+           sameFile.id, sameFile.line);
   }
 
   // The findings of a file that occurs twice are those of its first entry.
@@ -115,20 +112,12 @@ class FormatsCheck {
     entry.error = first.error;
   }
 
-  // `word` points into the line read last.
-  Place at(const char* word) {
-    return {_file, _reader.lineNumber(), _reader.bytesBefore() + 1 + (word - _reader.line())};
-  }
   const CheckedFormat& firstOf(const std::string& fileName) const {
     return *std::ranges::find(_checked.formats, fileName, &CheckedFormat::fileName);
   }
 
-  Findings& _findings;
-  const int _file;
   CardFormatSet& _formats;
   CheckedFormats& _checked;
-  LineReader _reader;
-  size_t _mergeMark = Findings::kNotKept;
 };
 
 }  // namespace
