@@ -189,14 +189,14 @@ class WholeFileCheck {
     for (const EscortUse& use : _check.escorts)
       if (use.column == 0)
         addToMisread(use);
-      else if (!isHolder(use.escort))
-        warn(use, "escort {} does not exist: doors that need an escort never open for holder {}",
-             use.escort, use.uniqid);
       else if (closesRing(use))
         warn(use,
              "holder {} is his own escort, directly or through others: doors that need an escort "
              "never open for him",
              use.uniqid);
+      else if (!isHolder(use.escort))
+        warn(use, "escort {} does not exist: doors that need an escort never open for holder {}",
+             use.escort, use.uniqid);
   }
 
   template <typename... Args>
