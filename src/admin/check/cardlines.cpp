@@ -39,7 +39,9 @@ class BlockLine : FieldsCheck {
     const int32_t result = _check.checkAsBuild(_line, copy.data(), _listed);
     if (result < 0) {
       reportErrors(result, _check.index.count() - before);
-      if (!_words[kUniqid].empty()) addUnindexed();
+      if (!_words[kUniqid].empty())
+        _check.addUnindexed(firstUniqid(),
+                            int64_t{firstUniqid()} + std::max(numberIn(kCount), 1) - 1);
     } else if (!_line.isHidden) {
       checkWords();
     }
@@ -50,12 +52,6 @@ class BlockLine : FieldsCheck {
   enum Field : size_t { kSet, kFirstCard, kCount, kUniqid, kLevel, kAfterLast };
 
   uint32_t firstUniqid() const { return static_cast<uint32_t>(numberIn(kUniqid)); }
-
-  void addUnindexed() const {
-    const int64_t last = int64_t{firstUniqid()} + std::max(numberIn(kCount), 1) - 1;
-    _check.unindexed.push_back(
-        {firstUniqid(), static_cast<uint32_t>(std::min<int64_t>(last, UINT32_MAX))});
-  }
 
   // `good` cards of the block fit their format.
   void reportErrors(int32_t result, int32_t good) {

@@ -71,12 +71,6 @@ struct EscortUse {
   size_t finding = Findings::kNotKept;
 };
 
-// Unique IDs in a row that lines with an error name: they count as partners and as escorts.
-struct UniqidRange {
-  uint32_t first;
-  uint32_t last;
-};
-
 // Dates that are not year/month/day: when all dates are in one other notation they become one
 // finding.
 struct OtherDates {
@@ -98,7 +92,9 @@ struct CardsCheck {
   LineChecker checker{site, index};
 
   // For the checks of the whole file.
-  std::vector<UniqidRange> unindexed{};
+  // The first and last of unique IDs in a row that lines with an error name: they count as partners
+  // and as escorts.
+  std::map<uint32_t, uint32_t> unindexed{};
   std::vector<EscortUse> escorts{};
   std::vector<int32_t> misread{};  // Lines, in order, that are not what they look like.
 
@@ -115,6 +111,11 @@ struct CardsCheck {
   // The result of a build for the line; cards of a format that is known not to load are not
   // encoded. The words of an 'f' or 'd' line are split in place. Throws std::bad_alloc.
   int32_t checkAsBuild(const CheckedLine& line, char* text, const CheckedFormat* format);
+
+  void addUnindexed(uint32_t first, int64_t last) {
+    uint32_t& known = unindexed[first];
+    known = std::max(known, static_cast<uint32_t>(std::min<int64_t>(last, UINT32_MAX)));
+  }
 
   // Null for an ID that no card set may have, and for a card set that is not defined.
   const cardset* findSet(int32_t csid) const;

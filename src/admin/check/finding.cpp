@@ -76,14 +76,11 @@ void Findings::countFurther(size_t error) {
   if (Finding* const finding = find(error)) ++finding->further;
 }
 
-void Findings::combine(std::string_view rule, std::string text) {
-  const auto first = std::ranges::find(_kept, rule, &Finding::rule);
-  if (first == _kept.end()) return;
-  Finding whole{.place = first->place, .text = std::move(text), .rule = rule};
+void Findings::combine(std::string_view rule, const std::string& text) {
+  const Place first = std::ranges::find(_kept, rule, &Finding::rule)->place;
   std::erase_if(_kept, [rule](const Finding& finding) { return finding.rule == rule; });
-  _kept.push_back(std::move(whole));
-  size_t& count = _counts[std::string(rule)];
-  _warnings -= std::exchange(count, 1) - 1;
+  _warnings -= std::exchange(_counts[std::string(rule)], 0);
+  warn(first, rule, "{}", text);
 }
 
 void Findings::setVerdict(int32_t result, Place place) {

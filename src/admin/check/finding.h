@@ -107,8 +107,9 @@ class Findings {
   // A finding by its number; null when it was not kept.
   Finding* find(size_t number) { return number < _kept.size() ? &_kept[number] : nullptr; }
 
-  // Makes one finding, at the place of the first, of all of a rule. Ends the numbers of findings.
-  void combine(std::string_view rule, std::string text);
+  // Makes one finding, at the place of the first, of all warnings of a rule, of which there must be
+  // one. Ends the numbers of findings.
+  void combine(std::string_view rule, const std::string& text);
 
   // Counts one more line or card that fails for the same reason as this error.
   void countFurther(size_t error);

@@ -1,5 +1,6 @@
 // One format file: loaded as a build loads it and then read once more, line by line, because a
 // loaded format does not know what its file contained, and one that did not load cannot report why.
+// And its masks against each other, position by position: the rule `mask`.
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -24,10 +25,15 @@ constexpr size_t kCardNumberFieldLine = 8;
 constexpr size_t kParityCountLine = 9;
 constexpr size_t kFirstFieldLine = 13;
 constexpr size_t kFirstMaskLine = 21;
-constexpr size_t kMasks = 2 + kParityMaskCount;
 constexpr size_t kPositionsPerLine = 48;
 constexpr size_t kDefinitionRecord = 6;
 constexpr size_t kFirstMaskRecord = 7;
+
+constexpr size_t kOutput = 0, kFixed = 1, kParity = 2, kMasks = kParity + kParityMaskCount;
+constexpr size_t kPositions = BitPattern::kPositions;
+constexpr size_t kCardBits = 8 * sizeof(CardPattern);
+constexpr size_t kNone = std::string_view::npos;
+constexpr std::string_view kFillers(". -_\0", 5);  // Where a mask has nothing.
 constexpr std::string_view kCdf = "CDF", kEff = "EFF", kVff = "VFF";
 
 // What a file of the kind consists of.
@@ -38,21 +44,21 @@ std::string_view sizeText(std::string_view kind) {
          "each, and no \"^\"";
 }
 
-// Where a number is expected. What follows it is ignored.
-std::string_view firstWord(std::string_view text) {
-  const auto start = std::ranges::find_if_not(text, isSpace);
-  return {start, std::find_if(start, text.end(), isSpace)};
+bool contains(std::string_view characters, char c) {
+  return characters.find(c) != kNone;
 }
 
-class FormatFileCheck {
+class FormatFileCheck : TextFileCheck {
  public:
-  FormatFileCheck(CardFormat& format, int file, CheckedFormat& entry, Findings& findings)
-      : _format(format), _file(file), _entry(entry), _findings(findings) {}
+  // `result` is that of loading the file.
+  FormatFileCheck(CardFormat& format, int32_t result, int file, CheckedFormat& entry,
+                  Findings& findings)
+      : TextFileCheck(findings, file), _format(format), _result(result), _entry(entry) {
+    for (const BitMask& mask : _masks.parity) _rows.emplace_back(mask.data(), kPositions);
+    std::erase(_letters, '\0');
+  }
 
   void run(const std::string& path) {
-    requireRegularFile(path);
-    _result = _format.loadFormatFile(path.c_str());
-    if (_result >= 0) _entry.format = &_format;
     if (readLines(path)) _result < 0 ? reportErrors() : checkContents();
   }
 
@@ -137,13 +143,12 @@ class FormatFileCheck {
     if (last < (_isVff ? 17 : 30)) return;  // Somebody has changed it meanwhile.
     if (_isText && !_reader.endedLine()) _findings.warn(placeOf(last), "text", kNoNewlineText);
     const bool isCountValid = _isVff || checkParityCount();
-    const bool areWidthsMeant =
-        (_isVff || checkMaskLines()) && checkMasks(_format, _file, isCountValid, _findings);
+    const bool areWidthsMeant = (_isVff || checkMaskLines()) && checkMasks(isCountValid);
     const int32_t number = _format.cardNumberField();
     if (areWidthsMeant && _format.fieldBitCount(number) == 0)
       _findings.warn(_isVff ? placeOf(kFirstMaskRecord) : placeOf(kCardNumberFieldLine, 1), "field",
                      "no \"{}\" in the output mask: the card number has no bits",
-                     _format.masks().letters[static_cast<size_t>(number)]);
+                     _masks.letters[static_cast<size_t>(number)]);
     for (size_t field = 0; field < kFieldCount; ++field) checkField(field, areWidthsMeant);
   }
 
@@ -197,7 +202,7 @@ class FormatFileCheck {
   }
 
   void checkField(size_t field, bool areWidthsMeant) {
-    const char letter = _format.masks().letters[field];
+    const char letter = _masks.letters[field];
     const int32_t width = _format.fieldBitCount(static_cast<int32_t>(field));
     if (letter == '\0' || width == 0) return;
     const size_t line = _isVff ? kDefinitionRecord : kFirstFieldLine + field;
@@ -224,9 +229,10 @@ class FormatFileCheck {
     if (areWidthsMeant) checkWidth(line, letter, words, {defined.ftyp, defined.dir, width});
   }
 
-  // False when the text does not begin with a number. A NUL follows it.
+  // False when the text does not begin with a number; what follows its first word is ignored. A NUL
+  // follows the text.
   bool checkNumber(size_t line, std::string_view text, const char* name, int32_t most) {
-    const std::string_view word = firstWord(text);
+    const std::string_view word = FieldScanner(text.data()).nextWord(text.size());
     if (isNumber(word)) return true;
     const LineField field = {name, FieldKind::kNumber, static_cast<uint32_t>(most)};
     _findings.warn(placeOf(line, text), "number", "{} {} is not a number and is read as {}", name,
@@ -249,15 +255,131 @@ class FormatFileCheck {
                      maximum, state.nbits, letter);
   }
 
+  // False when a field does not get the positions that it seems to have. The number of parity masks
+  // counts only if `isParityCountValid`.
+  bool checkMasks(bool isParityCountValid) {
+    const size_t before = _findings.warnings();
+    const bool isOutputValid =
+        checkCharacters(kOutput, _letters + 'P', "is not a field: the card has no bit here");
+    checkCharacters(kFixed, "01", "is neither 0 nor 1 and fixes no bit");
+    checkFixed();
+    const bool areWidthsMeant = _findings.warnings() == before;
+    if (isOutputValid) checkUsedPositions();
+    const size_t beforeParity = _findings.warnings();
+    for (size_t mask = kParity; mask < _appliedEnd; ++mask) checkParity(mask, isOutputValid);
+    if (isParityCountValid) checkNotApplied();
+    if (_findings.warnings() == beforeParity) checkUnsetParity();
+    return areWidthsMeant;
+  }
+
+  // Reports each unknown character once. False when there is one.
+  bool checkCharacters(size_t mask, std::string known, const char* effect) {
+    const size_t before = _findings.warnings();
+    const std::string_view row = _rows[mask];
+    known += kFillers;
+    for (size_t p = 0; (p = row.find_first_not_of(known, p)) != kNone; known += row[p])
+      warnMask(mask, p, "{} {}", isDigit(row[p]) ? "a digit" : inQuotes(row.substr(p, 1)), effect);
+    return _findings.warnings() == before;
+  }
+
+  // Reports once what a fixed bit replaces. What the output mask cannot have is reported there.
+  void checkFixed() {
+    std::string known = ".P";
+    for (size_t p = 0; p < kPositions; ++p) {
+      const char replaced = _rows[kOutput][p];
+      if (!contains("01", _rows[kFixed][p]) || contains(known, replaced)) continue;
+      known += replaced;
+      if (contains(_letters, replaced))
+        warnMask(kFixed, p, "this bit of field {} is fixed: part of its value is lost", replaced);
+      else if (contains(kFillers, replaced))
+        warnMask(
+            kFixed, p,
+            "the output mask has no \".\" here: this fixed bit is not counted as one of the card");
+    }
+  }
+
+  void checkUsedPositions() {
+    std::string used;
+    for (int32_t p = 0; p < BitPattern::kPositions; ++p)
+      used += isUsedPosition(_masks, p) ? 'u' : '.';
+    const auto count = static_cast<int32_t>(std::ranges::count(used, 'u'));
+    const size_t end = used.find("u.");
+    if (end != kNone && used.find('u', end + 1) != kNone)
+      warnMask(kOutput, end + 1,
+               "an unused position between used ones is always 0, and not counted as a bit");
+    else if (count != _format.bitCount())
+      warnMask(kOutput, 0, "the file gives the card {} bits, but its output mask uses {}",
+               _format.bitCount(), count);
+    if (count > static_cast<int32_t>(kCardBits))
+      warnMask(kOutput, kCardBits,
+               "the layout has {} bits, but a card has room for 128: the last are lost", count);
+  }
+
+  void checkParity(size_t mask, bool isOutputValid) {
+    if (!checkCharacters(mask, "XEO", "has no meaning in a parity mask")) return;
+    const size_t target = targetOf(mask);
+    if (target == kNone) {
+      if (const size_t covered = _rows[mask].find('X'); covered != kNone)
+        warnMask(mask, covered, "a mask without E or O sets no parity bit");
+      return;
+    }
+    if (isOutputValid && _rows[kOutput][target] != 'P')
+      warnMask(mask, target, "the output mask has no P here: the parity bit replaces another bit");
+    if (const size_t second = _rows[mask].find_first_of("EO", target + 1); second != kNone)
+      warnMask(mask, second, "a second parity bit in one mask: only the first is set");
+    for (size_t later = mask + 1; later < _appliedEnd; ++later)
+      if (const size_t p = targetOf(later);
+          p != kNone && _rows[kOutput][p] == 'P' && _rows[mask][p] == 'X')
+        return warnMask(mask, p,
+                        "X covers the bit of parity mask {}, which is set later and counts as 0",
+                        later - kParity + 1);
+  }
+
+  // One finding for all: what is wrong is their number.
+  void checkNotApplied() {
+    for (size_t mask = _appliedEnd; mask < kMasks; ++mask)
+      if (targetOf(mask) != kNone)
+        return warnMask(mask, targetOf(mask),
+                        "parity mask {} is not applied: the format uses only the first {}",
+                        mask - kParity + 1, _appliedEnd - kParity);
+  }
+
+  void checkUnsetParity() {
+    for (size_t p = 0; p < kPositions; ++p) {
+      const auto sets = [p](const BitMask& mask) { return contains("EO", mask[p]); };
+      if (_rows[kOutput][p] == 'P' && !contains("01", _rows[kFixed][p]) &&
+          std::ranges::none_of(_masks.parity, sets))
+        warnMask(kOutput, p, "no parity mask sets this P: it is 0 on every card");
+    }
+  }
+
+  // A VFF file has a record for each mask; the others have a line for 48 positions of each.
+  template <typename... Args>
+  void warnMask(size_t mask, size_t position, fmt::format_string<Args...> format, Args&&... args) {
+    const size_t perLine = _isVff ? kPositions : kPositionsPerLine;
+    const size_t line = _firstMask + position / perLine * kMasks + mask;
+    _findings.warn(placeOf(line, position % perLine + 1), "mask", format,
+                   std::forward<Args>(args)...);
+  }
+
+  // The position that a parity mask sets.
+  size_t targetOf(size_t mask) const { return _rows[mask].find_first_of("EO"); }
+
   CardFormat& _format;
+  const int32_t _result;
   const bool _isVff = kindName(_format) == kVff, _isText = kindName(_format) == kCdf;
-  const int _file;
   CheckedFormat& _entry;
-  Findings& _findings;
-  int32_t _result = kSuccess;  // Of loading the file.
-  LineReader _reader;
   std::vector<std::string> _lines{""};  // From 1 on, as the format reads them.
   int32_t _end = kSuccess;              // The result of reading after the last of the lines.
+
+  const LayoutMasks _masks = _format.masks();
+  const size_t _firstMask = _isVff ? kFirstMaskRecord : kFirstMaskLine;  // Its line or record.
+  std::vector<std::string_view> _rows{{_masks.output.data(), kPositions},
+                                      {_masks.fixed.data(), kPositions}};
+  std::string _letters{_masks.letters.begin(), _masks.letters.end()};  // Of fields.
+  // Of the parity masks that the format uses.
+  const size_t _appliedEnd =
+      kParity + static_cast<size_t>(std::clamp(_format.numberOfParityBits(), 0, 8));
 };
 
 }  // namespace
@@ -278,7 +400,10 @@ void checkFormatFile(const std::string& path, CheckedFormat& entry, CardFormatSe
   }
   CardFormat* const format = formats.addFormat(entry.id, name.c_str());
   if (format == nullptr) throw std::bad_alloc();
-  FormatFileCheck(*format, file, entry, findings).run(path);
+  requireRegularFile(path);
+  const int32_t result = format->loadFormatFile(path.c_str());
+  if (result >= 0) entry.format = format;
+  FormatFileCheck(*format, result, file, entry, findings).run(path);
 }
 
 }  // namespace badgemint::admin

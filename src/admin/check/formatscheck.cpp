@@ -19,43 +19,33 @@ namespace {
 
 constexpr LineField kFormatId = {"format ID", FieldKind::kNumber, UINT32_MAX};
 
-// Reads the formats file and then loads what it lists: so the findings come in the order of the
-// files, and the verdict is still that of the first thing that a build meets.
-class FormatsCheck {
+// Loads each format where its entry is read, as a build does.
+class FormatsCheck : TextFileCheck {
  public:
-  FormatsCheck(Findings& findings, int file) : _findings(findings), _file(file) {}
+  FormatsCheck(Findings& findings, int file, CardFormatSet& formats, CheckedFormats& checked)
+      : TextFileCheck(findings, file), _formats(formats), _checked(checked) {}
 
-  CheckedFormats run(const std::string& formatsFile, CardFormatSet& formats) {
-    const auto [result, place] = readFile(formatsFile);
-    for (CheckedFormat& entry : _checked.formats) load(entry, formats);
-    _findings.setVerdict(result, place);
-    return std::move(_checked);
-  }
-
- private:
-  // Returns how a build would end after the last entry.
-  Verdict readFile(const std::string& path) {
+  void run(const std::string& path) {
     requireRegularFile(path);
     const bool isOpen = _reader.open(path.c_str());
     while (isOpen && _reader.readLine(kMaxFormatsLine) == LineReader::Status::kLine) {
       if (isUtf16(_reader)) {
-        _findings.warn({_file, 1, 0}, "text", kUtf16Text);
-        return {};  // A build finds no format in it.
+        // A build finds no format in it.
+        return _findings.warn({_file, 1, 0}, "text", kUtf16Text);
       }
       checkLine();
     }
     Place place = {_file, _reader.lineNumber()};
     _checked.complete = isOpen && !_reader.failed();
-    if (_checked.complete) {
-      if (!_reader.endedLine()) _findings.warn(place, "text", kNoNewlineText);
-      return {};
-    }
+    if (_checked.complete && !_reader.endedLine()) _findings.warn(place, "text", kNoNewlineText);
+    if (_checked.complete) return;
     if (isOpen) ++place.line;
     const int32_t result = isOpen ? kFormatsReadFailed : kFormatsOpenFailed;
     _findings.error(place, result, "cannot be read: {}", std::strerror(errno));
-    return {result, place};
+    _findings.setVerdict(result, place);
   }
 
+ private:
   void checkLine() {
     const bool isMark = isMergeMark({_reader.line(), _reader.length()});
     const std::optional<OddText> odd = findOddText(_reader, true);
@@ -65,11 +55,11 @@ class FormatsCheck {
     const FormatsLineKind kind = readFormatsLine(words, read);
     const bool isFormat = kind == FormatsLineKind::kEntry && addEntry(words, read, isMark);
     if (isMark) return;
-    if (odd) return _findings.warn(at(_reader.line() + odd->offset), "text", "{}", odd->effect);
+    if (odd) return warn(_reader.line() + odd->offset, "text", "{}", odd->effect);
     const bool isTooShort = kind == FormatsLineKind::kTooFewWords;
     if (isTooShort || kind == FormatsLineKind::kIdOutOfRange)
-      _findings.warn(at(words.word(0)), "format-id", "{}: the line is skipped",
-                     isTooShort ? "no file name" : "the format ID is not 1 to 4294967295");
+      warn(words.word(0), "format-id", "{}: the line is skipped",
+           isTooShort ? "no file name" : "the format ID is not 1 to 4294967295");
     if (isFormat) checkEntry(words.word(0), words.word(1), _checked.formats.back());
   }
 
@@ -80,7 +70,11 @@ class FormatsCheck {
     const Place line = {_file, _reader.lineNumber()};
     CheckedFormat& entry = _checked.formats.emplace_back();
     entry = {read.formatID, read.fileName.data(), nullptr, line.line};
-    if (CardFormatSet::isFormatFile(read.fileName.data())) return true;
+    if (CardFormatSet::isFormatFile(read.fileName.data())) {
+      load(entry);
+      return true;
+    }
+    _findings.setVerdict(kFormatNotAdded, line);
     entry.error = isMark ? reportMergeMark(_findings, _mergeMark, line, kFormatNotAdded)
                          : _findings.error(at(words.word(1)), kFormatNotAdded,
                                            "the second word is not the name of a format file: it "
@@ -91,52 +85,39 @@ class FormatsCheck {
   void checkEntry(const char* id, const char* path, const CheckedFormat& entry) {
     const CheckedFormat &sameId = *_checked.find(entry.id), &sameFile = firstOf(entry.fileName);
     if (!isNumber(id))
-      _findings.warn(at(id), "format-id", "format ID {} is not a number and is read as {}",
-                     shown(id, kFormatId), entry.id);
+      warn(id, "format-id", "format ID {} is not a number and is read as {}", shown(id, kFormatId),
+           entry.id);
     else if (entry.id == 0)
-      _findings.warn(at(id), "format-id",
-                     "format ID 0 cannot be used by a card set: IDs start at 1");
+      warn(id, "format-id", "format ID 0 cannot be used by a card set: IDs start at 1");
     else if (&sameId != &entry)
-      _findings.warn(at(id), "format-id",
-                     "format ID {} is already used in line {}: this format is never used", entry.id,
-                     sameId.line);
+      warn(id, "format-id", "format ID {} is already used in line {}: this format is never used",
+           entry.id, sameId.line);
     const std::string name = inQuotes(entry.fileName);
     struct stat meant, read;
     if (stat(path, &meant) == 0 && stat(entry.fileName.c_str(), &read) == 0 &&
         !isSameFile(meant, read))
-      _findings.warn(
-          at(path), "format-id",
-          "the folder is ignored: {} in the current folder is read, which is another file", name);
+      warn(path, "format-id",
+           "the folder is ignored: {} in the current folder is read, which is another file", name);
     if (sameFile.id != entry.id)
-      _findings.warn(at(path), "format-id",
-                     "{} is already format {} in line {}: cards of both formats have the same keys",
-                     name, sameFile.id, sameFile.line);
+      warn(path, "format-id",
+           "{} is already format {} in line {}: cards of both formats have the same keys", name,
+           sameFile.id, sameFile.line);
   }
 
   // The findings of a file that occurs twice are those of its first entry.
-  void load(CheckedFormat& entry, CardFormatSet& formats) {
-    const std::string& name = entry.fileName;
-    if (!CardFormatSet::isFormatFile(name.c_str()))
-      return _findings.setVerdict(kFormatNotAdded, {_file, entry.line, 0});
-    const CheckedFormat& first = firstOf(name);
+  void load(CheckedFormat& entry) {
+    const CheckedFormat& first = firstOf(entry.fileName);
     Findings repeated;
-    checkFormatFile(name, entry, formats, &first == &entry ? _findings : repeated);
+    checkFormatFile(entry.fileName, entry, _formats, &first == &entry ? _findings : repeated);
     entry.error = first.error;
   }
 
-  // `word` points into the line read last.
-  Place at(const char* word) {
-    return {_file, _reader.lineNumber(), _reader.bytesBefore() + 1 + (word - _reader.line())};
-  }
   const CheckedFormat& firstOf(const std::string& fileName) const {
     return *std::ranges::find(_checked.formats, fileName, &CheckedFormat::fileName);
   }
 
-  Findings& _findings;
-  const int _file;
-  LineReader _reader;
-  CheckedFormats _checked;
-  size_t _mergeMark = Findings::kNotKept;
+  CardFormatSet& _formats;
+  CheckedFormats& _checked;
 };
 
 }  // namespace
@@ -148,7 +129,9 @@ const CheckedFormat* CheckedFormats::find(uint32_t id) const {
 
 CheckedFormats checkFormats(const std::string& formatsFile, CardFormatSet& formats,
                             Findings& findings) {
-  return FormatsCheck(findings, findings.addFile(formatsFile)).run(formatsFile, formats);
+  CheckedFormats checked;
+  FormatsCheck(findings, findings.addFile(formatsFile), formats, checked).run(formatsFile);
+  return checked;
 }
 
 }  // namespace badgemint::admin

@@ -61,7 +61,7 @@ class HolderLine : FieldsCheck {
     if (result < 0) {
       reportErrors(result);
       const uint32_t uniqid = _line.about().holder.value_or(0);
-      _check.unindexed.push_back({uniqid, uniqid});
+      _check.addUnindexed(uniqid, uniqid);
     }
     const bool isReported = result < 0 && _good < firstHolderField();
     if (_line.isHidden || isReported || !checkWords()) return result;

@@ -15,9 +15,9 @@ namespace {
 
 constexpr int kLineLimit = 600;
 
-class LevelsCheck {
+class LevelsCheck : TextFileCheck {
  public:
-  LevelsCheck(Findings& findings, int file) : _findings(findings), _file(file) {}
+  LevelsCheck(Findings& findings, int file) : TextFileCheck(findings, file) {}
 
   void run(const std::string& path, AccessLevelSet& levels, ExitStatus ifOtherFile) {
     requireRegularFile(path);
@@ -38,15 +38,6 @@ class LevelsCheck {
   }
 
  private:
-  // `word` points into the line.
-  template <typename... Args>
-  void warn(const char* word, const char* rule, fmt::format_string<Args...> format,
-            Args&&... args) {
-    const int64_t column = _reader.bytesBefore() + 1 + (word - _reader.line());
-    _findings.warn({_file, _reader.lineNumber(), column}, rule, format,
-                   std::forward<Args>(args)...);
-  }
-
   void checkLine() {
     char* text = _reader.line();
     const std::string_view line(text, _reader.length());
@@ -110,11 +101,7 @@ class LevelsCheck {
     return isId;
   }
 
-  Findings& _findings;
-  const int _file;
-  LineReader _reader;
   std::map<int64_t, int64_t> _lineOfLevel;
-  size_t _mergeMark = Findings::kNotKept;
   bool _hasLevel = false;  // Whether a line looks like one of an access levels file.
 };
 

@@ -43,6 +43,27 @@ std::optional<OddText> findHiddenByte(std::string_view line, size_t from = 0,
 // reads on after a '#' that ends a word.
 std::optional<OddText> findOddText(LineReader& line, bool isForTokenizer);
 
+// The check of a text file that is read line by line.
+class TextFileCheck {
+ protected:
+  TextFileCheck(Findings& findings, int file) : _findings(findings), _file(file) {}
+
+  // About a word of the line read last, into which it points.
+  template <typename... Args>
+  void warn(const char* word, std::string_view rule, fmt::format_string<Args...> format,
+            Args&&... args) {
+    _findings.warn(at(word), rule, format, std::forward<Args>(args)...);
+  }
+  Place at(const char* word) {
+    return {_file, _reader.lineNumber(), _reader.bytesBefore() + 1 + (word - _reader.line())};
+  }
+
+  Findings& _findings;
+  const int _file;
+  LineReader _reader;
+  size_t _mergeMark = Findings::kNotKept;
+};
+
 // Whether a line is one of those that a version control system leaves where versions conflict.
 bool isMergeMark(std::string_view line);
 

@@ -74,11 +74,6 @@ CheckedFormats checkFormats(const std::string& formatsFile, CardFormatSet& forma
 void checkFormatFile(const std::string& path, CheckedFormat& entry, CardFormatSet& formats,
                      Findings& findings);
 
-// The rule `mask`: the masks of a format file against each other. The number of parity masks counts
-// only if `isParityCountValid`. False when a field does not get the positions that it seems to
-// have.
-bool checkMasks(const CardFormat& format, int file, bool isParityCountValid, Findings& findings);
-
 // "CDF", "EFF" or "VFF".
 std::string_view kindName(const CardFormat& format);
 

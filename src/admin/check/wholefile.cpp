@@ -31,26 +31,15 @@ About aboutOf(const CardIndexEntry& entry) {
   return about;
 }
 
-// Cuts the first suspects that have one value off the front.
-template <typename ValueOf>
-Group takeGroup(Group& rest, ValueOf valueOf) {
-  size_t count = 1;
-  while (count < rest.size() && valueOf(rest[count]) == valueOf(rest[0])) ++count;
-  const Group group = rest.first(count);
-  rest = rest.subspan(count);
-  return group;
-}
-
 // Entries are known by their positions in the index, which are in the order of the file.
 class WholeFileCheck {
  public:
   explicit WholeFileCheck(CardsCheck& check)
       : _check(check), _index(check.index), _unindexed(std::move(check.unindexed)) {
-    std::ranges::sort(_unindexed, {}, &UniqidRange::first);
-    // So that a search for the last range before an ID finds all that is before.
-    uint32_t last = 0;
-    for (UniqidRange& range : _unindexed) last = range.last = std::max(last, range.last);
-    if (!_unindexed.empty()) _lowest = _unindexed[0].first;
+    if (!_unindexed.empty()) _lowest = _unindexed.begin()->first;
+    // So that the last range that begins before an ID ends after all ranges before it.
+    for (uint32_t highest = 0; auto& [first, last] : _unindexed)
+      highest = last = std::max(highest, last);
     for (const EscortUse& use : check.escorts) _escorts[use.escort];
     // Sites have few escorts: to look for them among the holders needs no sorted holders.
     for (int32_t i = 0; i < _index.count(); ++i) {
@@ -87,28 +76,26 @@ class WholeFileCheck {
   Place placeOf(const CardIndexEntry& entry) const { return {_check.file, entry.line, 0}; }
 
   bool isUnindexed(uint32_t uniqid) const {
-    const auto after = std::ranges::upper_bound(_unindexed, uniqid, {}, &UniqidRange::first);
-    return after != _unindexed.begin() && std::prev(after)->last >= uniqid;
+    const auto after = _unindexed.upper_bound(uniqid);
+    return after != _unindexed.begin() && std::prev(after)->second >= uniqid;
   }
   bool isHolder(uint32_t escort) const { return _escorts.at(escort) || isUnindexed(escort); }
 
   void checkKeys() {
     CardIndexSuspects suspects;
     if (!_index.collectByKey(suspects)) throw std::bad_alloc();
-    const auto keyOf = [this](const CardIndexSuspect& suspect) -> const CardPattern& {
-      return entry(suspect.position).key;
-    };
+    int32_t first = -1;                        // Of the entries of one key.
     const CardIndexEntry* smallest = nullptr;  // The second entry of the smallest key.
-    for (Group rest = suspects.elements(); !rest.empty();) {
-      const Group group = takeGroup(rest, keyOf);
-      const CardIndexEntry& first = entry(group[0].position);
-      for (const CardIndexSuspect& suspect : group.subspan(1)) {
-        _clashes.push_back({kDuplicateCardKey, suspect.position, group[0].position,
-                            "{0} has the key of {1} in line {2}"});
-        if (entry(suspect.position).uniqid == first.uniqid) _repeated.insert(suspect.position);
+    for (const CardIndexSuspect& suspect : suspects.elements()) {
+      const CardIndexEntry& next = entry(suspect.position);
+      if (first < 0 || entry(first).key != next.key) {
+        first = suspect.position;
+        continue;
       }
-      if (group.size() > 1 && (smallest == nullptr || first.key < smallest->key))
-        smallest = &entry(group[1].position);
+      _clashes.push_back(
+          {kDuplicateCardKey, suspect.position, first, "{0} has the key of {1} in line {2}"});
+      if (next.uniqid == entry(first).uniqid) _repeated.insert(suspect.position);
+      if (smallest == nullptr || next.key < smallest->key) smallest = &next;
     }
     if (smallest != nullptr) _check.findings.setVerdict(kDuplicateCardKey, placeOf(*smallest));
   }
@@ -118,8 +105,10 @@ class WholeFileCheck {
     int64_t count = _index.count();
     CardIndexSuspects suspects;
     if (!_index.collectByUniqid(suspects)) throw std::bad_alloc();
-    for (Group rest = suspects.elements(); !rest.empty();) {
-      const Group group = takeGroup(rest, [](const CardIndexSuspect& one) { return one.order; });
+    for (Group rest = suspects.elements(), group; !rest.empty();
+         rest = rest.subspan(group.size())) {
+      const auto isOther = [order = rest[0].order](const auto& one) { return one.order != order; };
+      group = {rest.begin(), std::ranges::find_if(rest, isOther)};
       count -= static_cast<int64_t>(group.size()) - 1;
       group.size() == 1 ? checkLoneUniqid(group[0].position) : checkSharedUniqid(group);
     }
@@ -196,21 +185,18 @@ class WholeFileCheck {
                                fmt::make_format_args(name, otherName, other.line, first.uniqid));
   }
 
-  void checkEscorts() const {
-    const std::vector<bool> isLastOfRing = findRings();
-    for (size_t i = 0; i < _check.escorts.size(); ++i) {
-      const EscortUse& use = _check.escorts[i];
+  void checkEscorts() {
+    for (const EscortUse& use : _check.escorts)
       if (use.column == 0)
         addToMisread(use);
-      else if (!isHolder(use.escort))
-        warn(use, "escort {} does not exist: doors that need an escort never open for holder {}",
-             use.escort, use.uniqid);
-      else if (isLastOfRing[i])
+      else if (closesRing(use))
         warn(use,
              "holder {} is his own escort, directly or through others: doors that need an escort "
              "never open for him",
              use.uniqid);
-    }
+      else if (!isHolder(use.escort))
+        warn(use, "escort {} does not exist: doors that need an escort never open for holder {}",
+             use.escort, use.uniqid);
   }
 
   template <typename... Args>
@@ -227,39 +213,33 @@ class WholeFileCheck {
     finding->text.insert(finding->text.find(name) + name.size(), " (no such holder)");
   }
 
-  // Holders who escort each other in a ring, of one or more: whether an escort is named in the last
-  // line of one. Only the first line of a holder counts.
-  std::vector<bool> findRings() const {
-    struct Link {
-      const EscortUse* use;
-      const EscortUse* walk = nullptr;  // From whose holder a walk came by first.
-    };
-    std::unordered_map<uint32_t, Link> links;  // By holders; whoever escorts nobody is in no ring.
-    for (const EscortUse& use : _check.escorts)
-      if (use.column > 0 && _escorts.contains(use.uniqid))
-        links.try_emplace(use.uniqid, Link{&use});
-    const auto next = [&links](const Link* link) {
-      const auto found = links.find(link->use->escort);
-      return found == links.end() ? nullptr : &found->second;
-    };
-    std::vector<bool> isLastOfRing(_check.escorts.size());
-    for (auto& [holder, start] : links) {
-      Link* at = &start;
-      for (; at != nullptr && at->walk == nullptr; at = next(at)) at->walk = start.use;
-      if (at == nullptr || at->walk != start.use) continue;
-      const EscortUse* last = at->use;
-      for (const Link* i = next(at); i != at; i = next(i))
-        if (i->use->line > last->line) last = i->use;
-      isLastOfRing[static_cast<size_t>(last - _check.escorts.data())] = true;
+  // Whether holders escort each other in a ring, of one or more, and this is the last line of it.
+  // Only the first line of a holder counts.
+  bool closesRing(const EscortUse& use) {
+    if (!_escorts.contains(use.uniqid)) return false;  // As most: they escort nobody.
+    const auto [own, isFirst] = _lastEscorts.try_emplace(use.uniqid, use.uniqid);
+    if (isFirst) own->second = lastEscort(use.escort);
+    return isFirst && own->second == use.uniqid;
+  }
+  // Whom a holder, his escort, his escort's escort and so on end with, as far as lines are known.
+  uint32_t lastEscort(uint32_t holder) {
+    auto at = _lastEscorts.find(holder);
+    while (at != _lastEscorts.end() && at->first != at->second) {
+      holder = at->second;
+      const auto next = _lastEscorts.find(holder);
+      if (next != _lastEscorts.end()) at->second = next->second;  // Shortens the next way.
+      at = next;
     }
-    return isLastOfRing;
+    return holder;
   }
 
   CardsCheck& _check;
   const CardIndex& _index;
-  std::vector<UniqidRange> _unindexed;
+  std::map<uint32_t, uint32_t> _unindexed;
   uint32_t _lowest = UINT32_MAX;                // Of all unique IDs.
   std::unordered_map<uint32_t, bool> _escorts;  // That lines name, and whether the index has them.
+  // Of escorts with an escort the last one known, or one on the way to him.
+  std::unordered_map<uint32_t, uint32_t> _lastEscorts;
   std::vector<Clash> _clashes;
   std::unordered_set<int32_t> _repeated;  // Entries that repeat a key and its unique ID.
 };

@@ -61,11 +61,10 @@ void requireRegularFile(const std::string& path) {
 
 FileStates statesOf(std::span<const std::string> paths) {
   FileStates states;
-  for (const std::string& path : paths) {
-    struct stat status;
-    const bool isThere = stat(path.c_str(), &status) == 0;
-    states.push_back(isThere ? std::optional(stateOf(status)) : std::nullopt);
-  }
+  struct stat status;
+  for (const std::string& path : paths)
+    states.push_back(stat(path.c_str(), &status) == 0 ? std::optional(stateOf(status))
+                                                      : std::nullopt);
   return states;
 }
 

@@ -6,7 +6,9 @@
 #include "admin/records/expected.h"
 #include "admin/records/wording.h"
 #include "admin/verbs/verb.h"
+#include "cardsets/card_functions.h"
 #include "support/packeddecimal.h"
+#include "support/result.h"
 #include "support/textutil.h"
 
 namespace badgemint::admin {
@@ -141,20 +143,13 @@ class DatabasesCheck {
       if (isEmpty || !isPackedPin<kMaxPinIdentDigits>(record.cardnumber))
         addFault(record, "pin", "is not stored as packed digits: no keypad entry matches it");
     } else if (code != kFormatlessCode) {
-      const CardEncoder& encoder = encoderOf(code);
-      if (encoder.format == nullptr)
+      CardEncoder& encoder = _encoders[code];
+      if (findCardEncoder(code, 0, &_site.sets(), &_site.formatSet(), encoder) != kSuccess)
         addFault(record, "card-set",
                  fmt::format("has no format: card set {} or its format is missing", code));
       else if (encoder.encode(encoder.decode(record.cardnumber)) != record.cardnumber)
         addFault(record, "key", "has a key that its card set gives to no number");
     }
-  }
-
-  const CardEncoder& encoderOf(uint32_t csid) {
-    const auto [found, isNew] = _encoders.try_emplace(csid);
-    if (const CardFormat* const format = isNew ? _site.formatOfSet(csid) : nullptr)
-      found->second = {format, format->encodeSite(_site.sets().getCardSet(csid)->fldvalues)};
-    return found->second;
   }
 
   void checkAccess(const AccessRecord& record, Accesses byUniqid) {
@@ -246,7 +241,7 @@ class DatabasesCheck {
   const std::vector<AccessRecord>& _accesses;
   Findings& _faults;
   std::vector<bool> _isExpected;              // By ident record; none without a cards file.
-  std::map<uint32_t, CardEncoder> _encoders;  // By card set, when first used.
+  std::map<uint32_t, CardEncoder> _encoders;  // By card set; without format until first used.
 };
 
 // Reads the databases anew if it is with swapped names that they are possible.
