@@ -35,13 +35,10 @@ class JsonObject {
   template <typename Elements, typename Fill>
   JsonObject& addEach(std::string_view key, const Elements& elements, Fill fill) {
     begin(key);
-    _text += '[';
-    for (const auto& element : elements) {
-      if (_text.back() != '[') _text += ',';
+    appendEach(elements, [&](const auto& element) {
       _text += "{}";
       fill(*this, element);
-    }
-    _text += ']';
+    });
     return end();
   }
 
@@ -101,10 +98,14 @@ class JsonObject {
   template <std::ranges::range Values>
   requires(!std::convertible_to<const Values&, std::string_view>) void append(
       const Values& values) {
+    appendEach(values, [this](const auto& value) { append(value); });
+  }
+  template <typename Values, typename Append>
+  void appendEach(const Values& values, Append appendOne) {
     _text += '[';
     for (const auto& value : values) {
       if (_text.back() != '[') _text += ',';
-      append(value);
+      appendOne(value);
     }
     _text += ']';
   }

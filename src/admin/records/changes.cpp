@@ -239,14 +239,6 @@ ChangeKind CredentialChange::kind() const {
   return now->deleted != 0 ? kDeleted : kRestored;
 }
 
-size_t Changes::countHolders(ChangeKind kind) const {
-  return static_cast<size_t>(std::ranges::count(holders, kind, &HolderChange::kind));
-}
-
-size_t Changes::countCredentials(ChangeKind kind) const {
-  return static_cast<size_t>(std::ranges::count(credentials, kind, &CredentialChange::kind));
-}
-
 Changes compare(const Databases& before, const Databases& now) {
   return compare(before, now, [](const CredentialChange&) { return std::optional<int64_t>(); });
 }

@@ -69,20 +69,23 @@ std::pair<SitePaths, SitePaths> sidesOf(const DiffOptions& options) {
 void printCounts(const Changes& changes, bool asJson, Console& console) {
   using enum ChangeKind;
   std::string text;
-  JsonObject holders, credentials;
-  for (const auto kind : {kAdded, kRemoved, kChanged}) {
-    holders.add(nameOf(kind), changes.countHolders(kind));
-    text += fmt::format(", {} {}", changes.countHolders(kind), nameOf(kind));
-  }
-  text.replace(0, 2, "holders: ").append("\ncredentials: ");
-  for (const auto kind : {kAdded, kRemoved, kMoved, kDeleted, kRestored, kChanged}) {
-    credentials.add(nameOf(kind), changes.countCredentials(kind));
-    text += fmt::format("{} {}{}", changes.countCredentials(kind), nameOf(kind),
-                        kind == kChanged ? "\n" : ", ");
-  }
-  if (!asJson) return console.print("{}", text);
-  const auto summary = JsonObject().add("holders", holders).add("credentials", credentials);
-  console.printJson(JsonObject().add("summary", summary));
+  JsonObject summary;
+  const auto add = [&](const char* name, const auto& list,
+                       std::initializer_list<ChangeKind> kinds) {
+    JsonObject counts;
+    text += name;
+    for (const ChangeKind kind : kinds) {
+      const size_t count = countOf(kind, list);
+      counts.add(nameOf(kind), count);
+      text += fmt::format("{} {} {}", kind == kAdded ? ":" : ",", count, nameOf(kind));
+    }
+    text += '\n';
+    summary.add(name, counts);
+  };
+  add("holders", changes.holders, {kAdded, kRemoved, kChanged});
+  add("credentials", changes.credentials,
+      {kAdded, kRemoved, kMoved, kDeleted, kRestored, kChanged});
+  asJson ? console.printJson(JsonObject().add("summary", summary)) : console.print("{}", text);
 }
 
 ExitStatus diff(const DiffOptions& options, Console& console) {

@@ -118,12 +118,7 @@ class Dump {
  public:
   // All outlive it.
   Dump(const DumpOptions& options, const Site& site, Console& console)
-      : _options(options),
-        _site(site),
-        _databases(site.databases()),
-        _console(console),
-        _accessWalk(_databases.accesses),
-        _expected(site, [this](const ExpectedRecord& made) { compare(made); }) {
+      : _options(options), _site(site), _console(console) {
     if (!_index.isInitialised()) throw std::bad_alloc();
   }
 
@@ -246,11 +241,11 @@ class Dump {
 
   const DumpOptions& _options;
   const Site& _site;
-  const Databases& _databases;
+  const Databases& _databases = _site.databases();
   Console& _console;
   size_t _warnings = 0;
-  AccessWalk _accessWalk;
-  ExpectedRecords _expected;
+  AccessWalk _accessWalk{_databases.accesses};
+  ExpectedRecords _expected{_site, [this](const ExpectedRecord& made) { compare(made); }};
   const Credential* _credential = nullptr;  // Of the line that is compared.
   CardIndex _index;
   std::string _text;

@@ -42,14 +42,6 @@ bool ownsPin(const Holder& holder) {
          std::ranges::any_of(holder.accesses, isSet);
 }
 
-// 0 when the option was not given.
-uint32_t parseNumber(const char* option, const std::string& word, uint32_t most) {
-  const auto number = word.empty() ? 0 : numberOf(word);
-  if (!number || *number > most)
-    throw NotDone("{} {} is not a number from 0 to {}", option, inQuotes(word), most);
-  return *number;
-}
-
 // Those with a line in a diff of the databases in a folder and these.
 Filter changedSince(const SitePaths& site, const std::string& folder, const Databases& now) {
   SitePaths paths = site;
@@ -128,29 +120,30 @@ class ListPrinter {
     addNumber(holder.uniqid);
     endColumn(10);
     for (const IdentRecord& record : holder.credentials) addCredential(record);
-    endList(20);
+    endColumn(20, kList);
     for (const uint16_t level : access.acclevel)
-      if (level != 0) addNumber(level, ",");
-    endList(15);
+      if (level != 0) addNumber(level);
+    endColumn(15, kList);
     for (const uint32_t time : {access.starttime, access.endtime}) {
-      time == 0 ? _line.append("-") : _line.append(timeText(time).data(), kTimeWidth);
+      if (time != 0) _line.append(timeText(time).data(), kTimeWidth).append(",");
       endColumn(kTimeWidth);
     }
     for (uint32_t bit = 0; bit < 8; ++bit)
-      if ((access.bitflds >> bit & 1) != 0) addNumber(bit, ",");
-    endList(0);
+      if ((access.bitflds >> bit & 1) != 0) addNumber(bit);
+    endColumn(0, kList);
     endLine(holder.accesses.size());
     _console.output() << _line;
   }
 
  private:
   static constexpr size_t kTimeWidth = 19;  // "2026/01/31 18:00:00".
+  static constexpr bool kList = true;       // Whether a column may have several elements.
 
   // An element of a list: "1:15890" for a card of a card set, "1A2B3C4D" for a card without format,
   // "PIN".
   void addCredential(const IdentRecord& record) {
     if (!isPinEntry(record) && record.cardsetcode != kFormatlessCode)
-      addNumber(record.cardsetcode, ":");
+      addNumber(record.cardsetcode, ':');
     if (isPinEntry(record))
       _line.append("PIN");
     else if (const auto number = cardNumberText(record, _site))
@@ -160,21 +153,16 @@ class ListPrinter {
     _line.append(record.deleted != 0 ? "(deleted)," : ",");
   }
 
-  void addNumber(uint32_t number, std::string_view after = "") {
+  void addNumber(uint32_t number, char after = ',') {
     const fmt::format_int digits(number);
-    _line.append(digits.data(), digits.size()).append(after);
+    _line.append(digits.data(), digits.size()).push_back(after);
   }
 
-  void endList(size_t width) {
-    if (_line.size() > _start)
-      _line.pop_back();
-    else
-      _line += '-';
-    if (_options.csv) _line.insert(_start, 1, '"').append("\"");
-    endColumn(width);
-  }
-
-  void endColumn(size_t width) {
+  // Each element so far ends with a comma.
+  void endColumn(size_t width, bool isList = false) {
+    if (_line.size() > _start) _line.pop_back();
+    if (_line.size() == _start) _line += '-';
+    if (_options.csv && isList) _line.insert(_start, 1, '"').append("\"");
     if (!_options.csv) _line.resize(std::max(_line.size(), _start + width), ' ');
     _line += _options.csv ? ',' : ' ';
     _start = _line.size();

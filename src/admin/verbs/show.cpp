@@ -25,10 +25,7 @@ struct ShowOptions {
 class HolderPrinter {
  public:
   HolderPrinter(const ShowOptions& options, const Site& site, Console& console)
-      : _options(options),
-        _site(site),
-        _console(console),
-        _now(parseTimeOrNow("--at", options.at)) {
+      : _options(options), _site(site), _console(console) {
     if (!options.levels.empty()) openLevels(options.levels, _levels);
   }
 
@@ -107,7 +104,7 @@ class HolderPrinter {
   const Site& _site;
   Console& _console;
   AccessLevelSet _levels;
-  const uint32_t _now;
+  const uint32_t _now = parseTimeOrNow("--at", _options.at);
   std::set<uint32_t> _printed;
 };
 

@@ -10,16 +10,6 @@
 
 namespace badgemint::admin {
 
-namespace {
-
-template <typename Value>
-Value require(std::optional<Value> value, const std::string& word, const char* what) {
-  if (value) return *value;
-  throw NotDone("{} is not {}", inQuotes(word), what);
-}
-
-}  // namespace
-
 std::optional<CardPattern> keyOfHex(std::string_view word) {
   if (word.starts_with("0x") || word.starts_with("0X")) word.remove_prefix(2);
   if (checkCardNumber(word, 0, 1) != kSuccess) return std::nullopt;
@@ -48,11 +38,13 @@ CardEncoder encoderOfSet(std::string_view set, const cardsets& sets,
 }
 
 uint32_t parseHolder(const std::string& word) {
-  return require(numberOf(word), word, "a unique ID, a number from 0 to 4294967295");
+  if (const auto number = numberOf(word)) return *number;
+  throw NotDone("{} is not a unique ID, a number from 0 to 4294967295", inQuotes(word));
 }
 
 CardPattern parseKey(const std::string& word) {
-  return require(keyOfHex(word), word, "a key of 1 to 32 hexadecimal digits");
+  if (const auto key = keyOfHex(word)) return *key;
+  throw NotDone("{} is not a key of 1 to 32 hexadecimal digits", inQuotes(word));
 }
 
 CardPattern parseCard(const std::string& word, const Site& site) {
@@ -61,6 +53,12 @@ CardPattern parseCard(const std::string& word, const Site& site) {
     throw NotDone("{} is not a card; write card set and number as in 1:15890", inQuotes(word));
   const CardEncoder encoder = encoderOfSet(word.substr(0, colon), site.sets(), site.formats());
   return encodeWord(encoder, word.substr(colon + 1));
+}
+
+uint32_t parseNumber(const char* option, const std::string& word, uint32_t most) {
+  const auto number = word.empty() ? 0 : numberOf(word);
+  if (number && *number <= most) return *number;
+  throw NotDone("{} {} is not a number from 0 to {}", option, inQuotes(word), most);
 }
 
 uint32_t parseTimeOrNow(const char* option, const std::string& word) {
