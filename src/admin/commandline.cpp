@@ -218,20 +218,6 @@ class CommandLine {
   Run _run;
 };
 
-ExitStatus runGuarded(int argc, const char* const* argv, Console& console) noexcept {
-  try {
-    return CommandLine().run(argc, argv, console);
-  } catch (const Failure& failure) {
-    console.reportText(failure.what());
-    return failure.status();
-  } catch (const std::bad_alloc&) {
-    console.reportText("not enough memory");
-  } catch (const std::exception& error) {
-    console.reportText(error.what());
-  }
-  return ExitStatus::kNotDone;
-}
-
 // Whether standard output is a pipe that nobody reads any more, as with `head`.
 bool isReaderGone() {
   struct pollfd output = {STDOUT_FILENO, POLLOUT, 0};
@@ -264,13 +250,9 @@ void Options::file(const char* option, std::string& path, const char* help) {
 }
 
 void Options::texts(const char* option, const char* type, std::vector<std::string>& values,
-                    const char* help) {
-  valued(_verb.add_option(option, values, help), type)->allow_extra_args(*option != '-');
-}
-
-void Options::filePair(const char* option, const char* type, std::vector<std::string>& paths,
-                       const char* help) {
-  valued(_verb.add_option(option, paths, help), type)->expected(2);
+                    const char* help, int count) {
+  CLI::Option* const declared = valued(_verb.add_option(option, values, help), type);
+  count > 0 ? declared->expected(count) : declared->allow_extra_args(*option != '-');
 }
 
 void Options::databases(SitePaths& paths) {
@@ -285,7 +267,17 @@ void Options::formatsAndCardSets(SitePaths& paths) {
 }
 
 int run(int argc, const char* const* argv, Console& console) noexcept {
-  ExitStatus status = runGuarded(argc, argv, console);
+  ExitStatus status = ExitStatus::kNotDone;
+  try {
+    status = CommandLine().run(argc, argv, console);
+  } catch (const Failure& failure) {
+    console.reportText(failure.what());
+    status = failure.status();
+  } catch (const std::bad_alloc&) {
+    console.reportText("not enough memory");
+  } catch (const std::exception& error) {
+    console.reportText(error.what());
+  }
   if (!console.finish() && !isReaderGone()) {
     console.reportText("standard output cannot be written");
     if (!console.keepsStatus()) status = ExitStatus::kNotDone;

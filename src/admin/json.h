@@ -51,10 +51,7 @@ class JsonObject {
       _text.pop_back();
     else
       _text.back() = ',';
-    _text += '"';
-    _text += key;
-    _text += '"';
-    _text += ':';
+    _text.append("\"").append(key).append("\":");
   }
   void append(std::string_view value) {
     const auto isPlain = [](char c) { return c >= ' ' && c <= '~' && c != '"' && c != '\\'; };

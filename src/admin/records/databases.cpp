@@ -9,6 +9,28 @@
 
 namespace badgemint::admin {
 
+// Sorts numbers that have the unique ID in their upper half. Distributes by 11 of its bits at a
+// time, the lowest first: for a million records several times faster than comparing.
+template <typename Record>
+std::vector<const Record*> orderByUniqid(const std::vector<Record>& records) {
+  constexpr uint32_t kBits = 11, kBuckets = 1U << kBits;
+  std::vector<uint64_t> keys, sorted(records.size());
+  keys.reserve(records.size());
+  for (const Record& record : records) keys.push_back(uint64_t{record.uniqid} << 32 | keys.size());
+  for (uint32_t shift = 32; shift < 64 && !std::ranges::is_sorted(keys); shift += kBits) {
+    const auto bucketOf = [shift](uint64_t key) { return key >> shift & (kBuckets - 1); };
+    std::array<size_t, kBuckets + 1> starts{};
+    for (const uint64_t key : keys) ++starts[bucketOf(key) + 1];
+    std::partial_sum(starts.begin(), starts.end(), starts.begin());
+    for (const uint64_t key : keys) sorted[starts[bucketOf(key)]++] = key;
+    keys.swap(sorted);
+  }
+  std::vector<const Record*> order;
+  order.reserve(records.size());
+  for (const uint64_t key : keys) order.push_back(&records[static_cast<uint32_t>(key)]);
+  return order;
+}
+
 namespace {
 
 // Returns the number of bytes after the last whole record.
@@ -26,24 +48,6 @@ size_t readRecords(const std::string& name, std::vector<Record>& records) {
   throwErrnoUnless(!reader.failed(), name);
   return reader.rest();
 }
-
-}  // namespace
-
-// Sorts numbers that have the unique ID in their upper half: they are compared several times faster
-// than records that are pointed at.
-template <typename Record>
-std::vector<const Record*> orderByUniqid(const std::vector<Record>& records) {
-  std::vector<uint64_t> keys;
-  keys.reserve(records.size());
-  for (const Record& record : records) keys.push_back(uint64_t{record.uniqid} << 32 | keys.size());
-  if (!std::ranges::is_sorted(keys)) std::ranges::sort(keys);
-  std::vector<const Record*> order;
-  order.reserve(records.size());
-  for (const uint64_t key : keys) order.push_back(&records[static_cast<uint32_t>(key)]);
-  return order;
-}
-
-namespace {
 
 template <typename Record>
 void sortByUniqid(std::vector<Record>& records) {

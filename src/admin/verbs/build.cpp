@@ -113,13 +113,12 @@ class Build {
     } catch (const std::bad_alloc&) {
       _console.reportText(_isReplaced ? "not enough memory: all files are replaced"
                                       : "not enough memory: nothing was changed");
-      return _isReplaced ? ExitStatus::kFound : ExitStatus::kNotDone;
     } catch (const std::exception& error) {
       _console.report("{}: {}", isInterrupted() ? "interrupted" : error.what(), outcome());
-      if (_isReplaced) return ExitStatus::kFound;
       const auto* const failure = dynamic_cast<const Failure*>(&error);
-      return failure != nullptr ? failure->status() : ExitStatus::kNotDone;
+      if (!_isReplaced && failure != nullptr) return failure->status();
     }
+    return _isReplaced ? ExitStatus::kFound : ExitStatus::kNotDone;
   }
 
  private:

@@ -133,7 +133,9 @@ class Dump {
     if (!_options.withPins) addLine(kNoPins);
     for (const IdentRecord& ident : _databases.idents) addCredential(ident);
     for (uint32_t csid = kFirstCardSetId; csid <= kLastCardSetId; ++csid) define(csid);
-    warnOfUnusedAccesses();
+    for (size_t i = 0; i < _databases.accesses.size(); ++i)
+      if (!_accessWalk.isUsed(i))
+        warn("{} has no credential: it is left out", textOf(_databases.accesses[i]));
     warnOfDuplicates();
     if (_warnings > kMostWarnings)
       _console.report("and {} more differences", _warnings - kMostWarnings);
@@ -212,12 +214,6 @@ class Dump {
     if (access == nullptr) return;
     if (const char* const field = differingField(*made.access, *access))
       warn("{}: a build makes another {}", textOf(*access), field);
-  }
-
-  void warnOfUnusedAccesses() {
-    for (size_t i = 0; i < _databases.accesses.size(); ++i)
-      if (!_accessWalk.isUsed(i))
-        warn("{} has no credential: it is left out", textOf(_databases.accesses[i]));
   }
 
   // What only the whole file can tell.

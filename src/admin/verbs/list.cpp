@@ -20,19 +20,13 @@ struct ListOptions {
   bool count = false, csv = false, json = false, withPins = false;
 };
 
-using Filter = std::function<bool(const Holder&)>;
-
-// Holders with an access record, or a credential, for which `test` is true.
+// Holders with an access record for which `test` is true.
 template <typename Test>
-Filter anyAccess(Test test) {
+HolderTest anyAccess(Test test) {
   return [test](const Holder& holder) { return std::ranges::any_of(holder.accesses, test); };
 }
-template <typename Test>
-Filter anyCredential(Test test) {
-  return [test](const Holder& holder) { return std::ranges::any_of(holder.credentials, test); };
-}
 
-Filter expiresBefore(uint32_t time) {
+HolderTest expiresBefore(uint32_t time) {
   return anyAccess([time](const auto& r) { return r.endtime != 0 && r.endtime < time; });
 }
 
@@ -43,7 +37,7 @@ bool ownsPin(const Holder& holder) {
 }
 
 // Those with a line in a diff of the databases in a folder and these.
-Filter changedSince(const SitePaths& site, const std::string& folder, const Databases& now) {
+HolderTest changedSince(const SitePaths& site, const std::string& folder, const Databases& now) {
   SitePaths paths = site;
   paths.formats = paths.cardSets = "";
   paths.ident = folder + '/' + site.ident;
@@ -59,8 +53,8 @@ Filter changedSince(const SitePaths& site, const std::string& folder, const Data
   };
 }
 
-std::vector<Filter> filtersOf(const ListOptions& options, uint32_t now,
-                              const Databases& databases) {
+std::vector<HolderTest> filtersOf(const ListOptions& options, uint32_t now,
+                                  const Databases& databases) {
   const uint32_t level = parseNumber("--level", options.level, UINT16_MAX);
   const uint32_t set = parseNumber("--set", options.set, kPinIdentCode);
   const uint32_t escort = parseNumber("--escort", options.escort, UINT32_MAX);
@@ -71,7 +65,7 @@ std::vector<Filter> filtersOf(const ListOptions& options, uint32_t now,
   const auto hasThisLevel = [level](const AccessRecord& record) {
     return level != 0 && std::ranges::count(record.acclevel, level) > 0;
   };
-  const std::pair<bool, Filter> all[] = {
+  const std::pair<bool, HolderTest> all[] = {
       {options.expired, expiresBefore(now)},
       {!options.expiresBefore.empty(), expiresBefore(end)},
       {options.notYetValid, anyAccess([now](const auto& r) { return now < r.starttime; })},
@@ -85,7 +79,7 @@ std::vector<Filter> filtersOf(const ListOptions& options, uint32_t now,
       {options.pin, ownsPin},
       {options.noPin, std::not_fn(ownsPin)},
   };
-  std::vector<Filter> filters;
+  std::vector<HolderTest> filters;
   for (const auto& [isGiven, filter] : all)
     if (isGiven) filters.push_back(filter);
   if (!options.changedSince.empty())
@@ -194,12 +188,12 @@ ExitStatus list(const ListOptions& options, Console& console) {
   Databases& databases = site.databases();
   databases.sort();
   const uint32_t now = parseTimeOrNow("", "");
-  const std::vector<Filter> filters = filtersOf(options, now, databases);
+  const std::vector<HolderTest> filters = filtersOf(options, now, databases);
   ListPrinter printer(options, site, now, console);
   if (!options.count) printer.printHead();
   size_t count = 0;
   databases.forEachHolder([&](const Holder& holder) {
-    for (const Filter& filter : filters)
+    for (const HolderTest& filter : filters)
       if (!filter(holder)) return;
     ++count;
     if (!options.count) printer.print(holder);

@@ -111,7 +111,7 @@ class HolderPrinter {
 // What a word of the command line asks for.
 struct Query {
   std::string subject;  // "holder 77".
-  std::function<bool(const Holder&)> isAbout;
+  HolderTest isAbout;
 };
 
 Query parseHolders(const std::string& word) {
@@ -124,28 +124,15 @@ Query parseHolders(const std::string& word) {
           }};
 }
 
-template <typename Test>
-Query queryOfCredential(const std::string& subject, Test isWanted) {
-  return {subject, [isWanted](const Holder& holder) {
-            return std::ranges::any_of(holder.credentials, isWanted);
-          }};
-}
-
-// PINs are found by their keys only with --with-pins: nobody can try them out otherwise.
-Query queryOfKey(const std::string& subject, const CardPattern& key, bool withPins) {
-  return queryOfCredential(subject, [key, withPins](const IdentRecord& record) {
-    return record.cardnumber == key && (withPins || !isPinEntry(record));
-  });
-}
-
 // In the given card set, or in any.
 Query parseCards(const std::string& word, const Site& site) {
   const std::string subject = "card " + word;
-  if (word.find(':') != std::string::npos) return queryOfKey(subject, parseCard(word, site), false);
+  if (word.find(':') != std::string::npos)
+    return {subject, anyCredential(hasKey(parseCard(word, site), false))};
   const std::string number = word.substr(std::min(word.find_first_not_of('0'), word.size() - 1));
-  return queryOfCredential(subject, [number, &site](const IdentRecord& record) {
-    return cardNumberText(record, site) == number;
-  });
+  return {subject, anyCredential([number, &site](const IdentRecord& record) {
+            return cardNumberText(record, site) == number;
+          })};
 }
 
 ExitStatus show(const ShowOptions& options, Console& console) {
@@ -157,7 +144,8 @@ ExitStatus show(const ShowOptions& options, Console& console) {
   for (const std::string& word : options.holders) queries.push_back(parseHolders(word));
   for (const std::string& word : options.cards) queries.push_back(parseCards(word, site));
   for (const std::string& word : options.keys)
-    queries.push_back(queryOfKey("credential with key " + word, parseKey(word), options.withPins));
+    queries.push_back(
+        {"credential with key " + word, anyCredential(hasKey(parseKey(word), options.withPins))});
   site.databases().sort();
   ExitStatus status = ExitStatus::kAllWell;
   for (const auto& [subject, isAbout] : queries) {

@@ -27,9 +27,8 @@ std::optional<uint32_t> numberOf(std::string_view word) {
 
 CardEncoder encoderOfSet(std::string_view set, const cardsets& sets,
                          const std::vector<CheckedFormat>& formats) {
-  const auto csid = numberOf(set);
-  const bool isSet = csid && *csid <= kLastCardSetId;
-  const cardset* const record = isSet ? sets.getCardSet(*csid) : nullptr;
+  const uint32_t csid = numberOf(set).value_or(UINT32_MAX);
+  const cardset* const record = csid <= kLastCardSetId ? sets.getCardSet(csid) : nullptr;
   if (record == nullptr) throw Refused("there is no card set {}", inQuotes(set));
   const auto listed = std::ranges::find(formats, record->fmtid, &CheckedFormat::id);
   if (listed == formats.end() || listed->format == nullptr)

@@ -16,6 +16,7 @@
 
 #include "admin/console.h"
 #include "admin/files/folder.h"
+#include "admin/records/wording.h"
 #include "cardsets/card_functions.h"
 
 namespace CLI {
@@ -23,9 +24,6 @@ class App;
 }  // namespace CLI
 
 namespace badgemint::admin {
-
-class Site;
-struct CheckedFormat;
 
 // The variables handed in receive the values and must outlive the parsing of the arguments; those
 // that hold something beforehand show it in help as the default. `type` is how help names a value.
@@ -43,12 +41,9 @@ class Options {
   void text(const char* option, const char* type, std::string& value, const char* help);
   void file(const char* option, std::string& path, const char* help);
 
-  // An option that may be given several times, or any number of words.
+  // An option that may be given several times, or any number of words; or this number of values.
   void texts(const char* option, const char* type, std::vector<std::string>& values,
-             const char* help);
-  // An option with two values, which are files.
-  void filePair(const char* option, const char* type, std::vector<std::string>& paths,
-                const char* help);
+             const char* help, int count = 0);
 
   // The files of a site that several verbs share.
   void databases(SitePaths& paths);
@@ -83,6 +78,21 @@ uint32_t parseNumber(const char* option, const std::string& word, uint32_t most)
 // The value of `option`, such as "2026/01/31 18:00:00", which is UTC, as seconds since 1970; the
 // clock when it was not given.
 uint32_t parseTimeOrNow(const char* option, const std::string& word);
+
+// Chooses holders.
+using HolderTest = std::function<bool(const Holder&)>;
+// Those with a credential for which `test` is true.
+template <typename Test>
+HolderTest anyCredential(Test test) {
+  return [test](const Holder& holder) { return std::ranges::any_of(holder.credentials, test); };
+}
+// Chooses credentials. PINs are found by their keys only with --with-pins: nobody can try them out
+// otherwise.
+inline auto hasKey(const CardPattern& key, bool withPins) {
+  return [key, withPins](const IdentRecord& record) {
+    return record.cardnumber == key && (withPins || !isPinEntry(record));
+  };
+}
 
 // Runs a verb after its options have been parsed. It returns the exit status, and may throw Failure
 // and what the standard library throws.
