@@ -237,8 +237,9 @@ void Options::flag(const char* option, bool& isSet, const char* help) {
 }
 
 void Options::filter(const char* option, bool& isSet, const char* help) {
-  flag(option, isSet, help);
-  _verb.get_option(option)->multi_option_policy(CLI::MultiOptionPolicy::Throw);
+  _verb.add_flag(option, isSet, help)
+      ->disable_flag_override()
+      ->multi_option_policy(CLI::MultiOptionPolicy::Throw);
 }
 
 void Options::text(const char* option, const char* type, std::string& value, const char* help) {

@@ -95,7 +95,7 @@ class JsonObject {
   template <std::ranges::range Values>
   requires(!std::convertible_to<const Values&, std::string_view>) void append(
       const Values& values) {
-    appendEach(values, [this](const auto& value) { append(value); });
+    appendEach(values, [this](const auto& value) { this->append(value); });
   }
   template <typename Values, typename Append>
   void appendEach(const Values& values, Append appendOne) {

@@ -47,8 +47,7 @@ std::optional<std::string> bitsOfNumber(std::string_view digits, unsigned base) 
 
 CardInput parseInput(const DecodeOptions& options) {
   if (!options.decimal.empty()) {
-    const auto value = bitsOfNumber(options.decimal, 10);
-    if (value) return {.bits = *value};
+    if (const auto value = bitsOfNumber(options.decimal, 10)) return {.bits = *value};
     throw Refused("--decimal {} is not a decimal number of up to 128 bits",
                   inQuotes(options.decimal));
   }

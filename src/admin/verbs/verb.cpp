@@ -66,10 +66,9 @@ uint32_t parseTimeOrNow(const char* option, const std::string& word) {
   const char* const end = strptime(word.c_str(), "%Y/%m/%d %H:%M:%S", &given);
   tm valid = given;  // With February 30 turned into March 2, and second 60 into the next minute.
   const time_t seconds = timegm(&valid);
-  constexpr int kFirstYear = 1970 - 1900, kLastYear = 2037 - 1900;
+  constexpr int kLastYear = 2037 - 1900;
   if (end == nullptr || *end != '\0' || valid.tm_mday != given.tm_mday ||
-      valid.tm_sec != given.tm_sec || given.tm_year < kFirstYear || given.tm_year > kLastYear ||
-      seconds == 0)
+      valid.tm_sec != given.tm_sec || given.tm_year > kLastYear || seconds <= 0)
     throw NotDone("{} {} is not a time; write it as \"2026/01/31 18:00:00\"", option,
                   inQuotes(word));
   return static_cast<uint32_t>(seconds);
