@@ -25,15 +25,9 @@ constexpr std::pair<const char*, Run (*)(Options)> kVerbs[] = {
     {"pattern", addPattern}, {"decode", addDecode}, {"format", addFormat},
 };
 
-constexpr char kFile[] = "FILE";  // How help names a value that is a file.
-
 // An unset variable of a script must not be taken for an option that was not given.
 std::string refuseEmpty(const std::string& value) {
   return value.empty() ? "the value is empty" : "";
-}
-
-std::string refuseOtherThanNumber(const std::string& value) {
-  return numberOf(value) ? "" : '"' + value + "\" is not a number";
 }
 
 CLI::Option* valued(CLI::Option* option, const char* type) {
@@ -224,20 +218,6 @@ class CommandLine {
   Run _run;
 };
 
-ExitStatus runGuarded(int argc, const char* const* argv, Console& console) noexcept {
-  try {
-    return CommandLine().run(argc, argv, console);
-  } catch (const Failure& failure) {
-    console.reportText(failure.what());
-    return failure.status();
-  } catch (const std::bad_alloc&) {
-    console.reportText("not enough memory");
-  } catch (const std::exception& error) {
-    console.reportText(error.what());
-  }
-  return ExitStatus::kNotDone;
-}
-
 // Whether standard output is a pipe that nobody reads any more, as with `head`.
 bool isReaderGone() {
   struct pollfd output = {STDOUT_FILENO, POLLOUT, 0};
@@ -252,50 +232,28 @@ void Options::describe(const char* summary, const char* example) {
                _verb.get_name() + "(1)");
 }
 
-CLI::Option* Options::flag(const char* option, bool& isSet, const char* help) {
-  return _verb.add_flag(option, isSet, help)->disable_flag_override();
+void Options::flag(const char* option, bool& isSet, const char* help) {
+  _verb.add_flag(option, isSet, help)->disable_flag_override();
 }
 
-CLI::Option* Options::filter(const char* option, bool& isSet, const char* help) {
-  return flag(option, isSet, help)->multi_option_policy(CLI::MultiOptionPolicy::Throw);
+void Options::filter(const char* option, bool& isSet, const char* help) {
+  _verb.add_flag(option, isSet, help)
+      ->disable_flag_override()
+      ->multi_option_policy(CLI::MultiOptionPolicy::Throw);
 }
 
-CLI::Option* Options::number(const char* option, const char* type, uint32_t& value,
-                             const char* help) {
-  return valued(_verb.add_option(option, value, help), type)
-      ->check(CLI::Validator(refuseOtherThanNumber, ""))
-      ->capture_default_str();
+void Options::text(const char* option, const char* type, std::string& value, const char* help) {
+  valued(_verb.add_option(option, value, help), type)->capture_default_str();
 }
 
-CLI::Option* Options::text(const char* option, const char* type, std::string& value,
-                           const char* help) {
-  return valued(_verb.add_option(option, value, help), type)->capture_default_str();
+void Options::file(const char* option, std::string& path, const char* help) {
+  text(option, "FILE", path, help);
 }
 
-CLI::Option* Options::file(const char* option, std::string& path, const char* help) {
-  return text(option, kFile, path, help);
-}
-
-CLI::Option* Options::texts(const char* option, const char* type, std::vector<std::string>& values,
-                            const char* help) {
-  return valued(_verb.add_option(option, values, help), type)->allow_extra_args(*option != '-');
-}
-
-void Options::filePair(const char* option, const char* type, std::vector<std::string>& paths,
-                       const char* help) {
-  valued(_verb.add_option(option, paths, help), type)->expected(2);
-}
-
-void Options::files(const char* name, std::vector<std::string>& paths, const char* help) {
-  texts(name, kFile, paths, help)->required();
-}
-
-void Options::needs(CLI::Option* option, CLI::Option* other) {
-  option->needs(other);
-}
-
-bool Options::isGiven(const CLI::Option* option) {
-  return option->count() > 0;
+void Options::texts(const char* option, const char* type, std::vector<std::string>& values,
+                    const char* help, int count) {
+  CLI::Option* const declared = valued(_verb.add_option(option, values, help), type);
+  count > 0 ? declared->expected(count) : declared->allow_extra_args(*option != '-');
 }
 
 void Options::databases(SitePaths& paths) {
@@ -310,7 +268,17 @@ void Options::formatsAndCardSets(SitePaths& paths) {
 }
 
 int run(int argc, const char* const* argv, Console& console) noexcept {
-  ExitStatus status = runGuarded(argc, argv, console);
+  ExitStatus status = ExitStatus::kNotDone;
+  try {
+    status = CommandLine().run(argc, argv, console);
+  } catch (const Failure& failure) {
+    console.reportText(failure.what());
+    status = failure.status();
+  } catch (const std::bad_alloc&) {
+    console.reportText("not enough memory");
+  } catch (const std::exception& error) {
+    console.reportText(error.what());
+  }
   if (!console.finish() && !isReaderGone()) {
     console.reportText("standard output cannot be written");
     if (!console.keepsStatus()) status = ExitStatus::kNotDone;

@@ -35,13 +35,10 @@ class JsonObject {
   template <typename Elements, typename Fill>
   JsonObject& addEach(std::string_view key, const Elements& elements, Fill fill) {
     begin(key);
-    _text += '[';
-    for (const auto& element : elements) {
-      if (_text.back() != '[') _text += ',';
+    appendEach(elements, [&](const auto& element) {
       _text += "{}";
       fill(*this, element);
-    }
-    _text += ']';
+    });
     return end();
   }
 
@@ -54,10 +51,7 @@ class JsonObject {
       _text.pop_back();
     else
       _text.back() = ',';
-    _text += '"';
-    _text += key;
-    _text += '"';
-    _text += ':';
+    _text.append("\"").append(key).append("\":");
   }
   void append(std::string_view value) {
     const auto isPlain = [](char c) { return c >= ' ' && c <= '~' && c != '"' && c != '\\'; };
@@ -101,10 +95,14 @@ class JsonObject {
   template <std::ranges::range Values>
   requires(!std::convertible_to<const Values&, std::string_view>) void append(
       const Values& values) {
+    appendEach(values, [this](const auto& value) { this->append(value); });
+  }
+  template <typename Values, typename Append>
+  void appendEach(const Values& values, Append appendOne) {
     _text += '[';
     for (const auto& value : values) {
       if (_text.back() != '[') _text += ',';
-      append(value);
+      appendOne(value);
     }
     _text += ']';
   }

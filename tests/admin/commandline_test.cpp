@@ -20,7 +20,7 @@ TEST(CommandLine, DoesWhatItIsAskedOrSaysWhyNot) {
       {"--max-removed=0 build", 3, "", "after the verb: badgemint-admin build --max-removed"},
       {"-V", 3, "", "badgemint-admin has no option -V (see"},
       {"check -C .", 3, "", "before the verb: badgemint-admin -C DIR check"},
-      {"build --level many", 3, "", "--level: \"many\" is not a number"},
+      {"build --level many", 3, "", "--level \"many\" is not a number from 0"},
       {"check --cards a --cards b", 3, "", "--cards: too few or too many values"},
       {"-C \"\" check", 3, "", "the value is empty"},  // As an unset variable gives it.
       {"check --cards \"\"", 3, "", "--cards: the value is empty"},

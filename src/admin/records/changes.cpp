@@ -57,31 +57,6 @@ void joinPairs(std::vector<CredentialChange>& changes, IdentityOf identityOf) {
   });
 }
 
-// `numberOf` is the number of a card as far as it is known.
-template <typename NumberOf>
-Changes compare(const Databases& before, const Databases& now, NumberOf numberOf) {
-  Changes changes;
-  forEachUniqid(before.accesses, now.accesses, [&](uint32_t, auto old, auto fresh) {
-    if (!std::ranges::equal(old, fresh)) changes.holders.push_back({old, fresh});
-  });
-  changes.credentials = differences(before.idents, now.idents);
-  const auto keyOf = [](const CredentialChange& change) {  // Two words are compared sooner.
-    return std::optional(std::bit_cast<PatternWords>(change.record().cardnumber));
-  };
-  joinPairs(changes.credentials, [keyOf](const CredentialChange& change) {
-    return std::optional(std::pair(uniqidOf(change), keyOf(change)));
-  });
-  joinPairs(changes.credentials, keyOf);
-  // A holder's PIN, whatever its digits; a holder's card of this number, whatever its key.
-  using Card = std::tuple<uint32_t, uint32_t, int64_t>;
-  joinPairs(changes.credentials, [&](const CredentialChange& change) -> std::optional<Card> {
-    const auto& [key, uniqid, code, deleted] = change.record();
-    const auto number = isPinEntry(change.record()) ? std::optional<int64_t>(0) : numberOf(change);
-    return number ? std::optional(Card{uniqid, code, *number}) : std::nullopt;
-  });
-  return changes;
-}
-
 // Calls `visit` with the name and both values, as numbers or as texts, of each field that differs
 // in the access records of a holder.
 template <typename Visit>
@@ -131,15 +106,6 @@ class ChangePrinter {
   ChangePrinter(const Site& before, const Site& now, ChangeForm form, Console& console)
       : _before(before), _now(now), _form(form), _console(console) {}
 
-  void print(const Changes& changes) {
-    forEachUniqid(changes.holders, changes.credentials,
-                  [this](uint32_t, auto holders, auto credentials) {
-                    for (const HolderChange& change : holders) print(change);
-                    for (const CredentialChange& change : credentials) print(change);
-                  });
-  }
-
- private:
   template <typename Change>
   void print(const Change& change) {
     if (_form.json) return _console.printJson(json(change));
@@ -148,6 +114,7 @@ class ChangePrinter {
     _console.output() << _text << '\n';
   }
 
+ private:
   void addText(const HolderChange& change) {
     add("holder {}: {}", uniqidOf(change), nameOf(change.kind()));
     if (change.kind() != kChanged) return;
@@ -239,27 +206,45 @@ ChangeKind CredentialChange::kind() const {
   return now->deleted != 0 ? kDeleted : kRestored;
 }
 
-size_t Changes::countHolders(ChangeKind kind) const {
-  return static_cast<size_t>(std::ranges::count(holders, kind, &HolderChange::kind));
-}
-
-size_t Changes::countCredentials(ChangeKind kind) const {
-  return static_cast<size_t>(std::ranges::count(credentials, kind, &CredentialChange::kind));
-}
-
 Changes compare(const Databases& before, const Databases& now) {
-  return compare(before, now, [](const CredentialChange&) { return std::optional<int64_t>(); });
+  Changes changes;
+  forEachUniqid(before.accesses, now.accesses, [&](uint32_t, auto old, auto fresh) {
+    if (!std::ranges::equal(old, fresh)) changes.holders.push_back({old, fresh});
+  });
+  changes.credentials = differences(before.idents, now.idents);
+  const auto keyOf = [](const CredentialChange& change) {  // Two words are compared sooner.
+    return std::optional(std::bit_cast<PatternWords>(change.record().cardnumber));
+  };
+  joinPairs(changes.credentials, [keyOf](const CredentialChange& change) {
+    return std::optional(std::pair(uniqidOf(change), keyOf(change)));
+  });
+  joinPairs(changes.credentials, keyOf);
+  joinPairs(changes.credentials, [](const CredentialChange& change) {  // PINs of any digits.
+    const std::pair owner(uniqidOf(change), change.record().cardsetcode);
+    return isPinEntry(change.record()) ? std::optional(owner) : std::nullopt;
+  });
+  return changes;
 }
 
 Changes compare(const Site& before, const Site& now) {
-  return compare(before.databases(), now.databases(), [&](const CredentialChange& change) {
-    return (change.before != nullptr ? before : now).cardNumberOf(change.record());
+  Changes changes = compare(before.databases(), now.databases());
+  using Card = std::tuple<uint32_t, uint32_t, int64_t>;
+  joinPairs(changes.credentials, [&](const CredentialChange& change) -> std::optional<Card> {
+    const auto& [key, uniqid, code, deleted] = change.record();
+    const auto number = (change.before != nullptr ? before : now).cardNumberOf(change.record());
+    return number ? std::optional(Card{uniqid, code, *number}) : std::nullopt;
   });
+  return changes;
 }
 
 void printChanges(const Changes& changes, const Site& before, const Site& now, ChangeForm form,
                   Console& console) {
-  ChangePrinter(before, now, form, console).print(changes);
+  ChangePrinter printer(before, now, form, console);
+  forEachUniqid(changes.holders, changes.credentials,
+                [&printer](uint32_t, auto holders, auto credentials) {
+                  for (const HolderChange& change : holders) printer.print(change);
+                  for (const CredentialChange& change : credentials) printer.print(change);
+                });
 }
 
 }  // namespace badgemint::admin

@@ -2,6 +2,7 @@
 #ifndef BADGEMINT_ADMIN_RECORDS_CHANGES_H
 #define BADGEMINT_ADMIN_RECORDS_CHANGES_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -52,9 +53,13 @@ struct Changes {
   std::vector<CredentialChange> credentials;
 
   bool empty() const { return holders.empty() && credentials.empty(); }
-  size_t countHolders(ChangeKind kind) const;
-  size_t countCredentials(ChangeKind kind) const;
 };
+
+// How many of the changes, of holders or of credentials, are of a kind.
+size_t countOf(ChangeKind kind, const auto& changes) {
+  const auto isOfKind = [kind](const auto& change) { return change.kind() == kind; };
+  return static_cast<size_t>(std::ranges::count_if(changes, isOfKind));
+}
 
 // Both must be sorted. With sites, a card that is removed and one that is added are one change when
 // the same holder has both and they have the same number: only the key has changed. Each key is

@@ -9,26 +9,6 @@
 
 namespace badgemint::admin {
 
-namespace {
-
-// Returns the number of bytes after the last whole record.
-template <typename Record>
-size_t readRecords(const std::string& name, std::vector<Record>& records) {
-  requireRegularFile(name);
-  RecordReader reader;
-  throwErrnoUnless(reader.open(name.c_str()), name);
-  records.clear();
-  std::error_code unknownSize;
-  if (const auto size = std::filesystem::file_size(name, unknownSize); !unknownSize)
-    records.reserve(size / Record::kSize);
-  Record record;
-  while (reader.next(record)) records.push_back(record);
-  throwErrnoUnless(!reader.failed(), name);
-  return reader.rest();
-}
-
-}  // namespace
-
 // Sorts numbers that have the unique ID in their upper half. Distributes by 11 of its bits at a
 // time, the lowest first: for a million records several times faster than comparing.
 template <typename Record>
@@ -52,6 +32,22 @@ std::vector<const Record*> orderByUniqid(const std::vector<Record>& records) {
 }
 
 namespace {
+
+// Returns the number of bytes after the last whole record.
+template <typename Record>
+size_t readRecords(const std::string& name, std::vector<Record>& records) {
+  requireRegularFile(name);
+  RecordReader reader;
+  throwErrnoUnless(reader.open(name.c_str()), name);
+  records.clear();
+  std::error_code unknownSize;
+  if (const auto size = std::filesystem::file_size(name, unknownSize); !unknownSize)
+    records.reserve(size / Record::kSize);
+  Record record;
+  while (reader.next(record)) records.push_back(record);
+  throwErrnoUnless(!reader.failed(), name);
+  return reader.rest();
+}
 
 template <typename Record>
 void sortByUniqid(std::vector<Record>& records) {

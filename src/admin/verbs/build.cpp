@@ -23,7 +23,7 @@ namespace {
 struct BuildOptions {
   SitePaths site;
   std::string log;  // Empty for none.
-  uint32_t logLevel = 25;
+  std::string logLevel = "25";
   std::string maxRemoved = "50%";  // Of the old holders: a number, or a percentage with its sign.
   bool strict = false;
   bool allowEmpty = false;
@@ -34,22 +34,14 @@ struct BuildOptions {
 };
 
 // How many of the old holders may lose something.
-struct RemovalLimit {
-  uint64_t number = 0;
-  bool isPercentage = false;
-
-  static RemovalLimit parse(const std::string& text) {
-    const bool isPercentage = text.ends_with('%');
-    const auto number = numberOf(std::string_view(text).substr(0, text.size() - isPercentage));
-    if (!number || (isPercentage && *number > 100))
-      throw NotDone("--max-removed {}: neither a number nor a percentage", text);
-    return {*number, isPercentage};
-  }
-  bool allowsAll() const { return isPercentage && number == 100; }
-  bool allows(uint64_t losers, uint64_t holders) const {
-    return isPercentage ? losers * 100 <= number * holders : losers <= number;
-  }
-};
+uint64_t mostLosers(const std::string& maxRemoved, uint64_t holders) {
+  const bool isPercentage = maxRemoved.ends_with('%');
+  const auto number =
+      numberOf(std::string_view(maxRemoved).substr(0, maxRemoved.size() - isPercentage));
+  if (!number || (isPercentage && *number > 100))
+    throw NotDone("--max-removed {}: neither a number nor a percentage", maxRemoved);
+  return isPercentage ? *number * holders / 100 : *number;
+}
 
 // What a holder of the old databases loses, in words; empty for nothing.
 std::set<std::string_view> lossesOf(const Holder& old, const Holder& fresh, uint32_t now) {
@@ -121,13 +113,12 @@ class Build {
     } catch (const std::bad_alloc&) {
       _console.reportText(_isReplaced ? "not enough memory: all files are replaced"
                                       : "not enough memory: nothing was changed");
-      return _isReplaced ? ExitStatus::kFound : ExitStatus::kNotDone;
     } catch (const std::exception& error) {
       _console.report("{}: {}", isInterrupted() ? "interrupted" : error.what(), outcome());
-      if (_isReplaced) return ExitStatus::kFound;
       const auto* const failure = dynamic_cast<const Failure*>(&error);
-      return failure != nullptr ? failure->status() : ExitStatus::kNotDone;
+      if (!_isReplaced && failure != nullptr) return failure->status();
     }
+    return _isReplaced ? ExitStatus::kFound : ExitStatus::kNotDone;
   }
 
  private:
@@ -136,7 +127,8 @@ class Build {
   }
 
   ExitStatus build() {
-    const RemovalLimit limit = RemovalLimit::parse(_options.maxRemoved);
+    static_cast<void>(mostLosers(_options.maxRemoved, 0));  // What is not a limit is refused first.
+    _logLevel = parseNumber("--level", _options.logLevel, UINT32_MAX);
     rememberInputs();
     _replacement.emplace(PartPaths{_site.access, _site.ident, _site.cardSets}, _options.keep,
                          !_options.dryRun);
@@ -144,10 +136,10 @@ class Build {
     checkOutputs();  // A replacement that was cut short had given files two names.
     checkFiles();
     buildFiles();
-    readOld(limit);
+    readOld();
     const Changes changes = compare(_old, _fresh);
     if (_options.changes) printDifferences(changes);
-    requireFewLosses(limit);
+    requireFewLosses();
     const bool isUnchanged = _replacement->isUnchanged();
     const std::string summary = _options.quiet ? "" : summaryOf(changes, isUnchanged);
     throwIfInterrupted();
@@ -231,7 +223,7 @@ class Build {
     if (_options.log.empty()) return buildSite(run, files);
     LogFile log = openLog(_options.log, _replacement->privateFolder());
     run.logTo(log.get());
-    const int32_t result = run.run(_options.log.c_str(), _options.logLevel,
+    const int32_t result = run.run(_options.log.c_str(), _logLevel,
                                    [&files](EntryRun& frame) { return buildSite(frame, files); });
     const bool isWritten = std::ferror(log.get()) == 0;
     if (std::fclose(log.release()) != 0 || !isWritten)
@@ -241,11 +233,11 @@ class Build {
   }
 
   // With a limit of all holders it does not matter what the old databases are.
-  void readOld(const RemovalLimit& limit) {
+  void readOld() {
     if (_replacement->hasTarget(kIdentPart)) _old.readIdents(_site.ident);
     if (_replacement->hasTarget(kAccessPart)) _old.readAccesses(_site.access);
     const std::string problem = whyImpossible(_old, _site);
-    if (!problem.empty() && !limit.allowsAll())
+    if (!problem.empty() && _options.maxRemoved != "100%")
       throw Refused("{} (--max-removed 100% replaces it all the same)", problem);
     if (!problem.empty()) _old = {};
     _old.sort();
@@ -260,7 +252,7 @@ class Build {
     printChanges(changes, Site(before, {}, &_console), Site(now, {}, &_console), {}, _console);
   }
 
-  void requireFewLosses(const RemovalLimit& limit) const {
+  void requireFewLosses() const {
     const auto now = static_cast<uint32_t>(std::time(nullptr));
     size_t holders = 0, losers = 0;
     std::map<std::string_view, size_t> counts;
@@ -270,7 +262,7 @@ class Build {
       losers += losses.empty() ? 0 : 1;
       for (const std::string_view loss : losses) ++counts[loss];
     });
-    if (limit.allows(losers, holders)) return;
+    if (losers <= mostLosers(_options.maxRemoved, holders)) return;
     std::string texts;
     for (const auto& [loss, count] : counts) texts += fmt::format(", {} {}", count, loss);
     throw Refused("{} of {} holders would lose something ({}), and --max-removed is {}", losers,
@@ -278,10 +270,9 @@ class Build {
   }
 
   std::string summaryOf(const Changes& changes, bool isUnchanged) const {
-    const auto count = [&changes](auto... kinds) {
-      return (changes.countCredentials(kinds) + ...);
-    };
     using enum ChangeKind;
+    const auto& [holders, credentials] = changes;
+    const size_t added = countOf(kAdded, credentials), removed = countOf(kRemoved, credentials);
     const char* const result = isUnchanged       ? "are up to date; nothing was replaced"
                                : _options.dryRun ? "would be replaced"
                                                  : "are replaced";
@@ -289,14 +280,15 @@ class Build {
         "{}, {} and {} {}\n"
         "credentials: {} added, {} removed, {} changed\n"
         "holders: {} added, {} removed, {} changed\n",
-        _site.access, _site.ident, _site.cardSets, result, count(kAdded), count(kRemoved),
-        count(kMoved, kDeleted, kRestored, kChanged), changes.countHolders(kAdded),
-        changes.countHolders(kRemoved), changes.countHolders(kChanged));
+        _site.access, _site.ident, _site.cardSets, result, added, removed,
+        credentials.size() - added - removed, countOf(kAdded, holders), countOf(kRemoved, holders),
+        countOf(kChanged, holders));
   }
 
   const BuildOptions& _options;
   const SitePaths& _site = _options.site;
   Console& _console;
+  uint32_t _logLevel = 0;
   std::vector<std::string> _inputs;
   FileStates _inputStates;  // Before the build.
   std::optional<Replacement> _replacement;
@@ -316,7 +308,7 @@ Run addBuild(Options options) {
   options.file("--cards", given->site.cards, "The cards file");
   options.databases(given->site);
   options.file("--log", given->log, "Write the log of the build here; it contains PINs");
-  options.number("--level", "N", given->logLevel, "The highest level that is logged");
+  options.text("--level", "N", given->logLevel, "The highest level that is logged");
   options.text("--max-removed", "N or N%", given->maxRemoved,
                "How many holders may be gone or lose something at most");
   options.flag("--strict", given->strict, "Warnings refuse, too");

@@ -20,7 +20,7 @@ constexpr size_t kMostNamesakes = 10;
 
 struct DecodeOptions {
   SitePaths site;
-  bool needsIdent = false;         // The ident database may be missing unless it was asked for.
+  std::string ident;               // Empty: that of the site, which may be missing.
   std::vector<std::string> words;  // Bits, or a key: one.
   std::string decimal;             // The value of the bits, in place of a word; empty for none.
   bool json = false;
@@ -47,8 +47,7 @@ std::optional<std::string> bitsOfNumber(std::string_view digits, unsigned base) 
 
 CardInput parseInput(const DecodeOptions& options) {
   if (!options.decimal.empty()) {
-    const auto value = bitsOfNumber(options.decimal, 10);
-    if (value) return {.bits = *value};
+    if (const auto value = bitsOfNumber(options.decimal, 10)) return {.bits = *value};
     throw Refused("--decimal {} is not a decimal number of up to 128 bits",
                   inQuotes(options.decimal));
   }
@@ -269,12 +268,13 @@ ExitStatus decode(const DecodeOptions& options, Console& console) {
   const CardInput input = parseInput(options);
   SitePaths paths = options.site;
   paths.access = "";
+  if (!options.ident.empty()) paths.ident = options.ident;
   const bool isMissing = access(paths.ident.c_str(), F_OK) != 0 && errno == ENOENT;
   try {
     requireRegularFile(paths.ident);
     throwErrnoUnless(access(paths.ident.c_str(), R_OK) == 0, paths.ident);
   } catch (const std::runtime_error& problem) {
-    if (!isMissing || options.needsIdent) console.report("{}", problem.what());
+    if (!isMissing || !options.ident.empty()) console.report("{}", problem.what());
     paths.ident = "";
   }
   const Site site(paths, {}, &console);
@@ -294,12 +294,8 @@ Run addDecode(Options options) {
   options.text("--decimal", "NUMBER", given->decimal, "The bits as a decimal number");
   options.flag("--json", given->json, "Print an object a line, as JSON");
   options.formatsAndCardSets(given->site);
-  const CLI::Option* const ident =
-      options.file("--ident", given->site.ident, "The ident database, for the holder");
-  return [given, ident](Console& console) {
-    given->needsIdent = Options::isGiven(ident);
-    return decode(*given, console);
-  };
+  options.file("--ident", given->ident, "The ident database for the holder, if not ident.db");
+  return [given](Console& console) { return decode(*given, console); };
 }
 
 }  // namespace badgemint::admin

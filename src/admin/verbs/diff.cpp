@@ -22,11 +22,11 @@ struct DiffOptions {
 
 // Formats and card sets are beside the databases, in a folder of their own; those that are not are
 // as given.
-SitePaths sideOf(const std::string& ident, const std::string& access, const SitePaths& given) {
+SitePaths sideOf(const std::vector<std::string>& databases, const SitePaths& given) {
   SitePaths side = given;
-  side.ident = ident;
-  side.access = access;
-  const std::string folder = splitPath(ident).folder;
+  side.ident = databases[0];
+  side.access = databases[1];
+  const std::string folder = splitPath(side.ident).folder;
   if (folder == ".") return side;
   const auto inFolder = [&](const std::string& name) { return folder + '/' + name; };
   const auto exists = [&](const auto& name) { return std::filesystem::exists(inFolder(name)); };
@@ -55,34 +55,36 @@ std::pair<SitePaths, SitePaths> sidesOf(const DiffOptions& options) {
         "give two folders to compare, or --old IDENT ACCESS and --new IDENT ACCESS, "
         "or --kept");
   if (options.kept) return {keptSide(site), site};
-  for (const std::string& folder : folders)
+  if (folders.empty()) return {sideOf(options.oldFiles, site), sideOf(options.newFiles, site)};
+  const auto sideOfFolder = [&site](const std::string& folder) {
     if (std::filesystem::is_regular_file(folder))
       throw NotDone("{} is not a folder; for files write --old IDENT ACCESS --new IDENT ACCESS",
                     folder);
-  const auto sideOfFiles = [&](size_t side, const std::vector<std::string>& files) {
-    if (folders.empty()) return sideOf(files[0], files[1], site);
-    return sideOf(folders[side] + '/' + site.ident, folders[side] + '/' + site.access, site);
+    return sideOf({folder + '/' + site.ident, folder + '/' + site.access}, site);
   };
-  return {sideOfFiles(0, options.oldFiles), sideOfFiles(1, options.newFiles)};
+  return {sideOfFolder(folders[0]), sideOfFolder(folders[1])};
 }
 
 void printCounts(const Changes& changes, bool asJson, Console& console) {
   using enum ChangeKind;
   std::string text;
-  JsonObject holders, credentials;
-  for (const auto kind : {kAdded, kRemoved, kChanged}) {
-    holders.add(nameOf(kind), changes.countHolders(kind));
-    text += fmt::format(", {} {}", changes.countHolders(kind), nameOf(kind));
-  }
-  text.replace(0, 2, "holders: ").append("\ncredentials: ");
-  for (const auto kind : {kAdded, kRemoved, kMoved, kDeleted, kRestored, kChanged}) {
-    credentials.add(nameOf(kind), changes.countCredentials(kind));
-    text += fmt::format("{} {}{}", changes.countCredentials(kind), nameOf(kind),
-                        kind == kChanged ? "\n" : ", ");
-  }
-  if (!asJson) return console.print("{}", text);
-  const auto summary = JsonObject().add("holders", holders).add("credentials", credentials);
-  console.printJson(JsonObject().add("summary", summary));
+  JsonObject summary;
+  const auto add = [&](const char* name, const auto& list,
+                       std::initializer_list<ChangeKind> kinds) {
+    JsonObject counts;
+    text += name;
+    for (const ChangeKind kind : kinds) {
+      const size_t count = countOf(kind, list);
+      counts.add(nameOf(kind), count);
+      text += fmt::format("{} {} {}", kind == kAdded ? ":" : ",", count, nameOf(kind));
+    }
+    text += '\n';
+    summary.add(name, counts);
+  };
+  add("holders", changes.holders, {kAdded, kRemoved, kChanged});
+  add("credentials", changes.credentials,
+      {kAdded, kRemoved, kMoved, kDeleted, kRestored, kChanged});
+  asJson ? console.printJson(JsonObject().add("summary", summary)) : console.print("{}", text);
 }
 
 ExitStatus diff(const DiffOptions& options, Console& console) {
@@ -114,18 +116,13 @@ Run addDiff(Options options) {
   const auto given = std::make_shared<DiffOptions>();
   options.describe("Print what differs between old and new databases",
                    "badgemint-admin diff /backup/monday .");
-  options.filePair("FOLDERS", "OLD NEW", given->folders,
-                   "The folder of the old databases and that of the new ones");
-  options.filePair("--old", "IDENT ACCESS", given->oldFiles,
-                   "The old databases, instead of a folder");
-  options.filePair("--new", "IDENT ACCESS", given->newFiles, "The new databases");
+  options.texts("FOLDERS", "OLD NEW", given->folders,
+                "The folder of the old databases and that of the new ones, with the same names", 2);
+  options.texts("--old", "IDENT ACCESS", given->oldFiles, "The old databases, instead of a folder",
+                2);
+  options.texts("--new", "IDENT ACCESS", given->newFiles, "The new databases", 2);
   options.flag("--kept", given->kept, "The files that build --keep has kept are the old ones");
-  options.file("--ident", given->site.ident, "The ident database in both folders");
-  options.file("--access", given->site.access, "The access database in both folders");
-  options.file("--formats", given->site.formats,
-               "The formats file in both folders, or where a folder has none");
-  options.file("--cardsets", given->site.cardSets,
-               "The card sets file in both folders, or where a folder has none");
+  options.databases(given->site);
   options.flag("--stat", given->counts, "Print counts instead of a line for each change");
   options.flag("--json", given->json, "Print JSON objects, one a line");
   options.flag("--with-pins", given->withPins, "Show PINs");

@@ -118,12 +118,7 @@ class Dump {
  public:
   // All outlive it.
   Dump(const DumpOptions& options, const Site& site, Console& console)
-      : _options(options),
-        _site(site),
-        _databases(site.databases()),
-        _console(console),
-        _accessWalk(_databases.accesses),
-        _expected(site, [this](const ExpectedRecord& made) { compare(made); }) {
+      : _options(options), _site(site), _console(console) {
     if (!_index.isInitialised()) throw std::bad_alloc();
   }
 
@@ -138,7 +133,9 @@ class Dump {
     if (!_options.withPins) addLine(kNoPins);
     for (const IdentRecord& ident : _databases.idents) addCredential(ident);
     for (uint32_t csid = kFirstCardSetId; csid <= kLastCardSetId; ++csid) define(csid);
-    warnOfUnusedAccesses();
+    for (size_t i = 0; i < _databases.accesses.size(); ++i)
+      if (!_accessWalk.isUsed(i))
+        warn("{} has no credential: it is left out", textOf(_databases.accesses[i]));
     warnOfDuplicates();
     if (_warnings > kMostWarnings)
       _console.report("and {} more differences", _warnings - kMostWarnings);
@@ -219,12 +216,6 @@ class Dump {
       warn("{}: a build makes another {}", textOf(*access), field);
   }
 
-  void warnOfUnusedAccesses() {
-    for (size_t i = 0; i < _databases.accesses.size(); ++i)
-      if (!_accessWalk.isUsed(i))
-        warn("{} has no credential: it is left out", textOf(_databases.accesses[i]));
-  }
-
   // What only the whole file can tell.
   void warnOfDuplicates() {
     int32_t result = _index.checkDuplicateKeys();
@@ -246,11 +237,11 @@ class Dump {
 
   const DumpOptions& _options;
   const Site& _site;
-  const Databases& _databases;
+  const Databases& _databases = _site.databases();
   Console& _console;
   size_t _warnings = 0;
-  AccessWalk _accessWalk;
-  ExpectedRecords _expected;
+  AccessWalk _accessWalk{_databases.accesses};
+  ExpectedRecords _expected{_site, [this](const ExpectedRecord& made) { compare(made); }};
   const Credential* _credential = nullptr;  // Of the line that is compared.
   CardIndex _index;
   std::string _text;

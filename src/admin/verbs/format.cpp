@@ -175,6 +175,7 @@ ExitStatus show(const std::string& path, const FormatOptions& options, Console& 
 }
 
 ExitStatus format(const FormatOptions& options, Console& console) {
+  if (options.files.empty()) throw NotDone("give one or more format files");
   if (!options.svg.empty() && options.files.size() > 1)
     throw NotDone("--svg draws one format file; {} are given", options.files.size());
   ExitStatus worst = ExitStatus::kAllWell;
@@ -191,7 +192,7 @@ Run addFormat(Options options) {
   const auto given = std::make_shared<FormatOptions>();
   options.describe("Show format files so that two can be compared",
                    "badgemint-admin format site26.cdf");
-  options.files("FILE", given->files, "CDF, EFF and VFF files");
+  options.texts("FILE", "FILE", given->files, "CDF, EFF and VFF files");
   options.file("--svg", given->svg, "Also draw the layout as a picture, in this file");
   return [given](Console& console) { return format(*given, console); };
 }

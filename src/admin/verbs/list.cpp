@@ -20,19 +20,13 @@ struct ListOptions {
   bool count = false, csv = false, json = false, withPins = false;
 };
 
-using Filter = std::function<bool(const Holder&)>;
-
-// Holders with an access record, or a credential, for which `test` is true.
+// Holders with an access record for which `test` is true.
 template <typename Test>
-Filter anyAccess(Test test) {
+HolderTest anyAccess(Test test) {
   return [test](const Holder& holder) { return std::ranges::any_of(holder.accesses, test); };
 }
-template <typename Test>
-Filter anyCredential(Test test) {
-  return [test](const Holder& holder) { return std::ranges::any_of(holder.credentials, test); };
-}
 
-Filter expiresBefore(uint32_t time) {
+HolderTest expiresBefore(uint32_t time) {
   return anyAccess([time](const auto& r) { return r.endtime != 0 && r.endtime < time; });
 }
 
@@ -42,16 +36,8 @@ bool ownsPin(const Holder& holder) {
          std::ranges::any_of(holder.accesses, isSet);
 }
 
-// 0 when the option was not given.
-uint32_t parseNumber(const char* option, const std::string& word, uint32_t most) {
-  const auto number = word.empty() ? 0 : numberOf(word);
-  if (!number || *number > most)
-    throw NotDone("{} {} is not a number from 0 to {}", option, inQuotes(word), most);
-  return *number;
-}
-
 // Those with a line in a diff of the databases in a folder and these.
-Filter changedSince(const SitePaths& site, const std::string& folder, const Databases& now) {
+HolderTest changedSince(const SitePaths& site, const std::string& folder, const Databases& now) {
   SitePaths paths = site;
   paths.formats = paths.cardSets = "";
   paths.ident = folder + '/' + site.ident;
@@ -67,8 +53,8 @@ Filter changedSince(const SitePaths& site, const std::string& folder, const Data
   };
 }
 
-std::vector<Filter> filtersOf(const ListOptions& options, uint32_t now,
-                              const Databases& databases) {
+std::vector<HolderTest> filtersOf(const ListOptions& options, uint32_t now,
+                                  const Databases& databases) {
   const uint32_t level = parseNumber("--level", options.level, UINT16_MAX);
   const uint32_t set = parseNumber("--set", options.set, kPinIdentCode);
   const uint32_t escort = parseNumber("--escort", options.escort, UINT32_MAX);
@@ -79,7 +65,7 @@ std::vector<Filter> filtersOf(const ListOptions& options, uint32_t now,
   const auto hasThisLevel = [level](const AccessRecord& record) {
     return level != 0 && std::ranges::count(record.acclevel, level) > 0;
   };
-  const std::pair<bool, Filter> all[] = {
+  const std::pair<bool, HolderTest> all[] = {
       {options.expired, expiresBefore(now)},
       {!options.expiresBefore.empty(), expiresBefore(end)},
       {options.notYetValid, anyAccess([now](const auto& r) { return now < r.starttime; })},
@@ -93,7 +79,7 @@ std::vector<Filter> filtersOf(const ListOptions& options, uint32_t now,
       {options.pin, ownsPin},
       {options.noPin, std::not_fn(ownsPin)},
   };
-  std::vector<Filter> filters;
+  std::vector<HolderTest> filters;
   for (const auto& [isGiven, filter] : all)
     if (isGiven) filters.push_back(filter);
   if (!options.changedSince.empty())
@@ -128,29 +114,30 @@ class ListPrinter {
     addNumber(holder.uniqid);
     endColumn(10);
     for (const IdentRecord& record : holder.credentials) addCredential(record);
-    endList(20);
+    endColumn(20, kList);
     for (const uint16_t level : access.acclevel)
-      if (level != 0) addNumber(level, ",");
-    endList(15);
+      if (level != 0) addNumber(level);
+    endColumn(15, kList);
     for (const uint32_t time : {access.starttime, access.endtime}) {
-      time == 0 ? _line.append("-") : _line.append(timeText(time).data(), kTimeWidth);
+      if (time != 0) _line.append(timeText(time).data(), kTimeWidth).append(",");
       endColumn(kTimeWidth);
     }
     for (uint32_t bit = 0; bit < 8; ++bit)
-      if ((access.bitflds >> bit & 1) != 0) addNumber(bit, ",");
-    endList(0);
+      if ((access.bitflds >> bit & 1) != 0) addNumber(bit);
+    endColumn(0, kList);
     endLine(holder.accesses.size());
     _console.output() << _line;
   }
 
  private:
   static constexpr size_t kTimeWidth = 19;  // "2026/01/31 18:00:00".
+  static constexpr bool kList = true;       // Whether a column may have several elements.
 
   // An element of a list: "1:15890" for a card of a card set, "1A2B3C4D" for a card without format,
   // "PIN".
   void addCredential(const IdentRecord& record) {
     if (!isPinEntry(record) && record.cardsetcode != kFormatlessCode)
-      addNumber(record.cardsetcode, ":");
+      addNumber(record.cardsetcode, ':');
     if (isPinEntry(record))
       _line.append("PIN");
     else if (const auto number = cardNumberText(record, _site))
@@ -160,21 +147,16 @@ class ListPrinter {
     _line.append(record.deleted != 0 ? "(deleted)," : ",");
   }
 
-  void addNumber(uint32_t number, std::string_view after = "") {
+  void addNumber(uint32_t number, char after = ',') {
     const fmt::format_int digits(number);
-    _line.append(digits.data(), digits.size()).append(after);
+    _line.append(digits.data(), digits.size()).push_back(after);
   }
 
-  void endList(size_t width) {
-    if (_line.size() > _start)
-      _line.pop_back();
-    else
-      _line += '-';
-    if (_options.csv) _line.insert(_start, 1, '"').append("\"");
-    endColumn(width);
-  }
-
-  void endColumn(size_t width) {
+  // Each element so far ends with a comma.
+  void endColumn(size_t width, bool isList = false) {
+    if (_line.size() > _start) _line.pop_back();
+    if (_line.size() == _start) _line += '-';
+    if (_options.csv && isList) _line.insert(_start, 1, '"').append("\"");
     if (!_options.csv) _line.resize(std::max(_line.size(), _start + width), ' ');
     _line += _options.csv ? ',' : ' ';
     _start = _line.size();
@@ -206,12 +188,12 @@ ExitStatus list(const ListOptions& options, Console& console) {
   Databases& databases = site.databases();
   databases.sort();
   const uint32_t now = parseTimeOrNow("", "");
-  const std::vector<Filter> filters = filtersOf(options, now, databases);
+  const std::vector<HolderTest> filters = filtersOf(options, now, databases);
   ListPrinter printer(options, site, now, console);
   if (!options.count) printer.printHead();
   size_t count = 0;
   databases.forEachHolder([&](const Holder& holder) {
-    for (const Filter& filter : filters)
+    for (const HolderTest& filter : filters)
       if (!filter(holder)) return;
     ++count;
     if (!options.count) printer.print(holder);

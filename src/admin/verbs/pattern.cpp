@@ -2,7 +2,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <new>
 #include <span>
 #include <utility>
 
@@ -32,7 +31,6 @@ void readCardSets(const std::string& path, SiteCards& site, Console& console) {
   requireRegularFile(path);
   LineReader reader;
   throwErrnoUnless(reader.open(path.c_str()), path);
-  if (site.create() != kSuccess) throw std::bad_alloc();
   while (reader.readLine(kMaxInputLine) == LineReader::Status::kLine) {
     const int64_t number = reader.lineNumber();
     if (*reader.line() == kFieldsLine && reader.bytesBefore() == 0 &&
@@ -63,16 +61,15 @@ ExitStatus printCards(std::span<const std::string> numbers, const CardEncoder& e
 ExitStatus printCardsOfSet(const PatternOptions& options, Console& console) {
   SitePaths paths = options.site;
   paths.ident = paths.access = "";
-  SiteCards fromCards;
-  if (!options.cards.empty()) {
-    readCardSets(options.cards, fromCards, console);
+  const bool hasSets = options.cards.empty();
+  if (!hasSets)
     paths.cardSets = "";
-  } else if (access(paths.cardSets.c_str(), F_OK) != 0 && errno == ENOENT) {
+  else if (access(paths.cardSets.c_str(), F_OK) != 0 && errno == ENOENT)
     throw NotDone("{} does not exist: a build writes it; until then give --cards and a cards file",
                   paths.cardSets);
-  }
   const Site site(paths, {.formats = true}, &console);
-  const cardsets& sets = options.cards.empty() ? site.sets() : fromCards.cardSets();
+  if (!hasSets) readCardSets(options.cards, site.siteCards(), console);
+  const cardsets& sets = hasSets ? site.sets() : site.siteCards().cardSets();
   const std::string& set = options.words.front();
   const CardEncoder encoder = encoderOfSet(set, sets, site.formats());
   const auto listed = std::ranges::find(site.formats(), encoder.format, &CheckedFormat::format);
@@ -100,6 +97,7 @@ ExitStatus printCardsOfFormat(const PatternOptions& options, Console& console) {
 
 ExitStatus pattern(const PatternOptions& options, Console& console) {
   const bool hasSite = options.format.empty();
+  if (hasSite && !options.values.empty()) throw NotDone("--set needs --format");
   if (options.words.size() < (hasSite ? 2 : 1))
     throw NotDone("{}", hasSite ? "give a card set, then one or more card numbers"
                                 : "give one or more card numbers");
@@ -113,11 +111,8 @@ Run addPattern(Options options) {
   options.describe("Show what readers send for cards, bit by bit",
                    "badgemint-admin pattern 1 15890");
   options.texts("WORDS", "SET NUMBER ...", given->words, "A card set, and card numbers of it");
-  CLI::Option* const format =
-      options.file("--format", given->format, "Without a card set: the format of the cards");
-  CLI::Option* const values =
-      options.text("--set", "\"A=101 B=7\"", given->values, "The values of its fields");
-  Options::needs(values, format);
+  options.file("--format", given->format, "Without a card set: the format of the cards");
+  options.text("--set", "\"A=101 B=7\"", given->values, "The values of its fields");
   options.file("--cards", given->cards, "Before the first build: a cards file with the card sets");
   options.formatsAndCardSets(given->site);
   return [given](Console& console) { return pattern(*given, console); };

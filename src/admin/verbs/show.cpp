@@ -25,10 +25,7 @@ struct ShowOptions {
 class HolderPrinter {
  public:
   HolderPrinter(const ShowOptions& options, const Site& site, Console& console)
-      : _options(options),
-        _site(site),
-        _console(console),
-        _now(parseTimeOrNow("--at", options.at)) {
+      : _options(options), _site(site), _console(console) {
     if (!options.levels.empty()) openLevels(options.levels, _levels);
   }
 
@@ -107,14 +104,14 @@ class HolderPrinter {
   const Site& _site;
   Console& _console;
   AccessLevelSet _levels;
-  const uint32_t _now;
+  const uint32_t _now = parseTimeOrNow("--at", _options.at);
   std::set<uint32_t> _printed;
 };
 
 // What a word of the command line asks for.
 struct Query {
   std::string subject;  // "holder 77".
-  std::function<bool(const Holder&)> isAbout;
+  HolderTest isAbout;
 };
 
 Query parseHolders(const std::string& word) {
@@ -127,28 +124,15 @@ Query parseHolders(const std::string& word) {
           }};
 }
 
-template <typename Test>
-Query queryOfCredential(const std::string& subject, Test isWanted) {
-  return {subject, [isWanted](const Holder& holder) {
-            return std::ranges::any_of(holder.credentials, isWanted);
-          }};
-}
-
-// PINs are found by their keys only with --with-pins: nobody can try them out otherwise.
-Query queryOfKey(const std::string& subject, const CardPattern& key, bool withPins) {
-  return queryOfCredential(subject, [key, withPins](const IdentRecord& record) {
-    return record.cardnumber == key && (withPins || !isPinEntry(record));
-  });
-}
-
 // In the given card set, or in any.
 Query parseCards(const std::string& word, const Site& site) {
   const std::string subject = "card " + word;
-  if (word.find(':') != std::string::npos) return queryOfKey(subject, parseCard(word, site), false);
+  if (word.find(':') != std::string::npos)
+    return {subject, anyCredential(hasKey(parseCard(word, site), false))};
   const std::string number = word.substr(std::min(word.find_first_not_of('0'), word.size() - 1));
-  return queryOfCredential(subject, [number, &site](const IdentRecord& record) {
-    return cardNumberText(record, site) == number;
-  });
+  return {subject, anyCredential([number, &site](const IdentRecord& record) {
+            return cardNumberText(record, site) == number;
+          })};
 }
 
 ExitStatus show(const ShowOptions& options, Console& console) {
@@ -160,7 +144,8 @@ ExitStatus show(const ShowOptions& options, Console& console) {
   for (const std::string& word : options.holders) queries.push_back(parseHolders(word));
   for (const std::string& word : options.cards) queries.push_back(parseCards(word, site));
   for (const std::string& word : options.keys)
-    queries.push_back(queryOfKey("credential with key " + word, parseKey(word), options.withPins));
+    queries.push_back(
+        {"credential with key " + word, anyCredential(hasKey(parseKey(word), options.withPins))});
   site.databases().sort();
   ExitStatus status = ExitStatus::kAllWell;
   for (const auto& [subject, isAbout] : queries) {

@@ -10,16 +10,6 @@
 
 namespace badgemint::admin {
 
-namespace {
-
-template <typename Value>
-Value require(std::optional<Value> value, const std::string& word, const char* what) {
-  if (value) return *value;
-  throw NotDone("{} is not {}", inQuotes(word), what);
-}
-
-}  // namespace
-
 std::optional<CardPattern> keyOfHex(std::string_view word) {
   if (word.starts_with("0x") || word.starts_with("0X")) word.remove_prefix(2);
   if (checkCardNumber(word, 0, 1) != kSuccess) return std::nullopt;
@@ -37,9 +27,8 @@ std::optional<uint32_t> numberOf(std::string_view word) {
 
 CardEncoder encoderOfSet(std::string_view set, const cardsets& sets,
                          const std::vector<CheckedFormat>& formats) {
-  const auto csid = numberOf(set);
-  const bool isSet = csid && *csid <= kLastCardSetId;
-  const cardset* const record = isSet ? sets.getCardSet(*csid) : nullptr;
+  const uint32_t csid = numberOf(set).value_or(UINT32_MAX);
+  const cardset* const record = csid <= kLastCardSetId ? sets.getCardSet(csid) : nullptr;
   if (record == nullptr) throw Refused("there is no card set {}", inQuotes(set));
   const auto listed = std::ranges::find(formats, record->fmtid, &CheckedFormat::id);
   if (listed == formats.end() || listed->format == nullptr)
@@ -48,11 +37,13 @@ CardEncoder encoderOfSet(std::string_view set, const cardsets& sets,
 }
 
 uint32_t parseHolder(const std::string& word) {
-  return require(numberOf(word), word, "a unique ID, a number from 0 to 4294967295");
+  if (const auto number = numberOf(word)) return *number;
+  throw NotDone("{} is not a unique ID, a number from 0 to 4294967295", inQuotes(word));
 }
 
 CardPattern parseKey(const std::string& word) {
-  return require(keyOfHex(word), word, "a key of 1 to 32 hexadecimal digits");
+  if (const auto key = keyOfHex(word)) return *key;
+  throw NotDone("{} is not a key of 1 to 32 hexadecimal digits", inQuotes(word));
 }
 
 CardPattern parseCard(const std::string& word, const Site& site) {
@@ -63,16 +54,21 @@ CardPattern parseCard(const std::string& word, const Site& site) {
   return encodeWord(encoder, word.substr(colon + 1));
 }
 
+uint32_t parseNumber(const char* option, const std::string& word, uint32_t most) {
+  const auto number = word.empty() ? 0 : numberOf(word);
+  if (number && *number <= most) return *number;
+  throw NotDone("{} {} is not a number from 0 to {}", option, inQuotes(word), most);
+}
+
 uint32_t parseTimeOrNow(const char* option, const std::string& word) {
   if (word.empty()) return static_cast<uint32_t>(std::time(nullptr));
   tm given{};
   const char* const end = strptime(word.c_str(), "%Y/%m/%d %H:%M:%S", &given);
   tm valid = given;  // With February 30 turned into March 2, and second 60 into the next minute.
   const time_t seconds = timegm(&valid);
-  constexpr int kFirstYear = 1970 - 1900, kLastYear = 2037 - 1900;
+  constexpr int kLastYear = 2037 - 1900;
   if (end == nullptr || *end != '\0' || valid.tm_mday != given.tm_mday ||
-      valid.tm_sec != given.tm_sec || given.tm_year < kFirstYear || given.tm_year > kLastYear ||
-      seconds == 0)
+      valid.tm_sec != given.tm_sec || given.tm_year > kLastYear || seconds <= 0)
     throw NotDone("{} {} is not a time; write it as \"2026/01/31 18:00:00\"", option,
                   inQuotes(word));
   return static_cast<uint32_t>(seconds);

@@ -16,17 +16,14 @@
 
 #include "admin/console.h"
 #include "admin/files/folder.h"
+#include "admin/records/wording.h"
 #include "cardsets/card_functions.h"
 
 namespace CLI {
 class App;
-class Option;
 }  // namespace CLI
 
 namespace badgemint::admin {
-
-class Site;
-struct CheckedFormat;
 
 // The variables handed in receive the values and must outlive the parsing of the arguments; those
 // that hold something beforehand show it in help as the default. `type` is how help names a value.
@@ -37,27 +34,16 @@ class Options {
   // One line for the list of verbs, and a command as an example for the verb's own help.
   void describe(const char* summary, const char* example);
 
-  CLI::Option* flag(const char* option, bool& isSet, const char* help);
+  void flag(const char* option, bool& isSet, const char* help);
   // A flag that may be given only once.
-  CLI::Option* filter(const char* option, bool& isSet, const char* help);
-  CLI::Option* number(const char* option, const char* type, uint32_t& value, const char* help);
+  void filter(const char* option, bool& isSet, const char* help);
   // A text, or a word without an option; `option` then is how help calls it.
-  CLI::Option* text(const char* option, const char* type, std::string& value, const char* help);
-  CLI::Option* file(const char* option, std::string& path, const char* help);
+  void text(const char* option, const char* type, std::string& value, const char* help);
+  void file(const char* option, std::string& path, const char* help);
 
-  // An option that may be given several times, or any number of words.
-  CLI::Option* texts(const char* option, const char* type, std::vector<std::string>& values,
-                     const char* help);
-  // An option with two values, which are files.
-  void filePair(const char* option, const char* type, std::vector<std::string>& paths,
-                const char* help);
-  // Words that are files; at least one of them is required.
-  void files(const char* name, std::vector<std::string>& paths, const char* help);
-
-  // `option` makes sense only beside `other`.
-  static void needs(CLI::Option* option, CLI::Option* other);
-  // Whether the user has given it, once the arguments are parsed.
-  static bool isGiven(const CLI::Option* option);
+  // An option that may be given several times, or any number of words; or this number of values.
+  void texts(const char* option, const char* type, std::vector<std::string>& values,
+             const char* help, int count = 0);
 
   // The files of a site that several verbs share.
   void databases(SitePaths& paths);
@@ -87,9 +73,26 @@ uint32_t parseHolder(const std::string& word);
 CardPattern parseKey(const std::string& word);
 // "1:15890".
 CardPattern parseCard(const std::string& word, const Site& site);
+// The value of `option`, digits alone; 0 when it was not given.
+uint32_t parseNumber(const char* option, const std::string& word, uint32_t most);
 // The value of `option`, such as "2026/01/31 18:00:00", which is UTC, as seconds since 1970; the
 // clock when it was not given.
 uint32_t parseTimeOrNow(const char* option, const std::string& word);
+
+// Chooses holders.
+using HolderTest = std::function<bool(const Holder&)>;
+// Those with a credential for which `test` is true.
+template <typename Test>
+HolderTest anyCredential(Test test) {
+  return [test](const Holder& holder) { return std::ranges::any_of(holder.credentials, test); };
+}
+// Chooses credentials. PINs are found by their keys only with --with-pins: nobody can try them out
+// otherwise.
+inline auto hasKey(const CardPattern& key, bool withPins) {
+  return [key, withPins](const IdentRecord& record) {
+    return record.cardnumber == key && (withPins || !isPinEntry(record));
+  };
+}
 
 // Runs a verb after its options have been parsed. It returns the exit status, and may throw Failure
 // and what the standard library throws.

@@ -106,9 +106,7 @@ Subject findSubject(const WhyOptions& options, const Site& site) {
   }
   const bool isCard = !options.card.empty();
   const CardPattern key = isCard ? parseCard(options.card, site) : parseKey(options.key);
-  const auto isWanted = [&](const IdentRecord& record) {
-    return record.cardnumber == key && (options.withPins || !isPinEntry(record));
-  };
+  const auto isWanted = hasKey(key, options.withPins);
   const auto& idents = databases.idents;  // In the order of unique IDs, then of keys.
   const auto first = std::ranges::find_if(idents, isWanted);
   if (first == idents.end())
