@@ -2,9 +2,7 @@
 
 #include <algorithm>
 
-#include "admin/check/finding.h"
 #include "admin/check/sitecheck.h"
-#include "admin/console.h"
 #include "support/result.h"
 
 namespace badgemint::admin {

@@ -8,7 +8,6 @@
 #include "admin/files/folder.h"
 #include "admin/json.h"
 #include "cardsets/card_functions.h"
-#include "inputcards/inputfile.h"
 #include "support/linereader.h"
 #include "support/result.h"
 

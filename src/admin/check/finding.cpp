@@ -1,6 +1,5 @@
 #include "admin/check/finding.h"
 
-#include <algorithm>
 #include <tuple>
 
 #include "admin/json.h"

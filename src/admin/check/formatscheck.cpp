@@ -1,16 +1,12 @@
 #include "admin/check/sitecheck.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <utility>
 
 #include "admin/check/oddtext.h"
 #include "admin/files/folder.h"
 #include "formats/fmtfile.h"
-#include "support/linereader.h"
 #include "support/result.h"
 #include "support/tokenizer.h"
 

@@ -6,7 +6,6 @@
 #include "admin/check/oddtext.h"
 #include "admin/check/sitecheck.h"
 #include "admin/files/folder.h"
-#include "support/linereader.h"
 #include "support/tokenizer.h"
 
 namespace badgemint::admin {

@@ -1,10 +1,8 @@
 #include "admin/records/changes.h"
 
-#include <algorithm>
 #include <array>
 #include <bit>
 #include <iterator>
-#include <optional>
 #include <tuple>
 #include <type_traits>
 #include <utility>

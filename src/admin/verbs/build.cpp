@@ -11,7 +11,6 @@
 #include "admin/files/replacement.h"
 #include "admin/records/changes.h"
 #include "admin/records/expected.h"
-#include "admin/records/wording.h"
 #include "admin/verbs/verb.h"
 #include "support/textutil.h"
 #include "tools/build.h"

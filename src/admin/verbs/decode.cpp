@@ -6,9 +6,6 @@
 #include <stdexcept>
 
 #include "admin/bits/cards.h"
-#include "admin/check/sitecheck.h"
-#include "admin/records/site.h"
-#include "admin/records/wording.h"
 #include "admin/verbs/verb.h"
 #include "support/textutil.h"
 

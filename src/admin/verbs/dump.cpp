@@ -8,10 +8,8 @@
 
 #include "admin/check/sitecheck.h"
 #include "admin/records/expected.h"
-#include "admin/records/wording.h"
 #include "admin/verbs/verb.h"
 #include "inputcards/cardindex.h"
-#include "support/datetime.h"
 
 namespace badgemint::admin {
 

@@ -9,7 +9,6 @@
 
 #include "admin/bits/cards.h"
 #include "admin/check/sitecheck.h"
-#include "admin/records/wording.h"
 #include "admin/verbs/verb.h"
 
 namespace badgemint::admin {

@@ -5,7 +5,6 @@
 #include <unordered_set>
 
 #include "admin/records/changes.h"
-#include "admin/records/wording.h"
 #include "admin/verbs/verb.h"
 
 namespace badgemint::admin {

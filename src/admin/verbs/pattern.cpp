@@ -2,16 +2,11 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <span>
 #include <utility>
 
 #include "admin/bits/cards.h"
-#include "admin/check/sitecheck.h"
-#include "admin/records/site.h"
-#include "admin/records/wording.h"
 #include "admin/verbs/verb.h"
 #include "inputcards/cardline.h"
-#include "inputcards/sitecards.h"
 #include "support/result.h"
 
 namespace badgemint::admin {

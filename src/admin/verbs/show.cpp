@@ -1,10 +1,7 @@
 // The verb `show`: all that the databases say about a holder, in words.
 #include <set>
 
-#include "admin/records/site.h"
-#include "admin/records/wording.h"
 #include "admin/verbs/verb.h"
-#include "site/accesslevel.h"
 
 namespace badgemint::admin {
 

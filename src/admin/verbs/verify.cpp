@@ -4,10 +4,7 @@
 
 #include "admin/check/sitecheck.h"
 #include "admin/records/expected.h"
-#include "admin/records/wording.h"
 #include "admin/verbs/verb.h"
-#include "cardsets/card_functions.h"
-#include "support/packeddecimal.h"
 #include "support/result.h"
 #include "support/textutil.h"
 

@@ -1,10 +1,7 @@
 // The verb `why`: whether a holder may pass a door, and for which reasons.
 #include <set>
 
-#include "admin/records/site.h"
-#include "admin/records/wording.h"
 #include "admin/verbs/verb.h"
-#include "site/accesslevel.h"
 
 namespace badgemint::admin {
 
