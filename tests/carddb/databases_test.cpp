@@ -27,16 +27,13 @@ enum State { kClosed, kOpen, kReadingAhead };
 
 // A file of three records, its index loaded, brought into this state.
 template <typename File>
-void prepare(File& file, State state = kClosed) {
-  writeRecords(kName<File>, kThree<File>);
-  static_cast<void>(file.loadIndex(kName<File>, 0));
-  EXPECT_EQ(state == kClosed ? 0 : file.openFile(O_RDWR), 0);
-  if (state == kReadingAhead) file.startReadingAhead();
-}
-
-template <typename File>
 struct Prepared : File {
-  explicit Prepared(State state = kClosed) { prepare<File>(*this, state); }
+  explicit Prepared(State state = kClosed) {
+    writeRecords(kName<File>, kThree<File>);
+    static_cast<void>(this->loadIndex(kName<File>, 0));
+    EXPECT_EQ(state == kClosed ? 0 : this->openFile(O_RDWR), 0);
+    if (state == kReadingAhead) this->startReadingAhead();
+  }
 };
 
 // What comes of an operation when its first call of a kind fails, then its second, and so on until
@@ -58,8 +55,7 @@ std::string failures(State state, int32_t (*run)(File&)) {
     const bool isShort = call.starts_with("short ");
     std::string outcomes;
     for (int nth = 1;; ++nth) {
-      File file;
-      prepare(file, state);
+      Prepared<File> file(state);
       log.take();
       const ArmedFault fault({call.substr(isShort ? 6 : 0), nth, false, EIO, isShort});
       const int32_t result = run(file);
@@ -81,8 +77,6 @@ std::string failures(State state, int32_t (*run)(File&)) {
 }
 
 TEST(Databases, ReportWhichCallFailed) {
-  static uint32_t uniqid;
-  static AccessRecord holder;
   const auto append = [](auto& f) { return f.appendRecord({}); };
   const auto next = []<typename F>(F& f) {
     auto found = kThree<F>[0];
@@ -93,6 +87,8 @@ TEST(Databases, ReportWhichCallFailed) {
     return f.readRecordAt(found, 2);
   };
   const auto write = [](auto& f) { return f.writeRecordAt({}, 2); };
+  static uint32_t uniqid;
+  static AccessRecord holder;
   const std::tuple<State, int32_t (*)(IdentFile&), std::string> idents[] = {
       {kClosed, append,
        "open -382 reported; lseek -383 reported; write -385 reported; close -385 reported"},
@@ -160,25 +156,21 @@ TEST(Databases, AreNamedByTheConfigurationAsTheOtherFiles) {
   writeFile("empty", "");
   writeFile("named", "ident ident -1\naccess access -1\nfmts f\ncardsets f\naccesslvls f\n");
   MasterConfiguration named(1, "named"), empty(1, "empty");
-  IdentFile idents;
-  AccessFile accesses;
+  Prepared<IdentFile> idents(kOpen);
+  Prepared<AccessFile> accesses(kOpen);
   fmtfile formats;
   cardsets sets;
   AccessLevelSet levels;
-  prepare(idents, kOpen);
-  prepare(accesses, kOpen);
   const std::function<bool(MasterConfiguration&)> loads[] = {
       [&](auto& table) { return idents.loadIndexFromConfig(table); },
       [&](auto& table) { return accesses.loadIndexFromConfig(table); },
       [&](auto& table) { return formats.openFromConfiguration(table) == 0; },
       [&](auto& table) { return sets.loadFromConfiguration(table); },
       [&](auto& table) { return levels.loadAccessLevels(table); }};
-  for (const auto& load : loads) EXPECT_TRUE(load(named));
-  EXPECT_EQ(idents.index()->count(), 3);
-  EXPECT_EQ(idents.index()->capacity() + accesses.index()->capacity(), 206);
-  TestLog log(5);
   std::string reported;
   for (const auto& load : loads) {
+    EXPECT_TRUE(load(named));
+    TestLog log(5);
     errno = EINVAL;
     EXPECT_FALSE(load(empty));
     reported += std::to_string(errno) + ' ' + log.take();
@@ -187,6 +179,8 @@ TEST(Databases, AreNamedByTheConfigurationAsTheOtherFiles) {
             "0 [report 1/15 \"\"]\n0 [report 2/15 \"\"]\n"
             "0 [report 1/15 \"fmts\"]\n[report 1/21 \"\"]\n"
             "0 [5 cardsets] cardsets.load cardsets\n[report 1/15 \"\"]\n22 [report 2/15 \"\"]\n");
+  EXPECT_EQ(idents.index()->count(), 3);
+  EXPECT_EQ(idents.index()->capacity() + accesses.index()->capacity(), 206);
 }
 
 // Random files against plain lists. Of several records of a card the first counts.
@@ -248,14 +242,13 @@ TEST(IdentFile, DoesWhatPlainListsDo) {
 
 // Without an index; beside it, in a file that was changed meanwhile.
 TEST(IdentFile, LeavesRecordsOfOthersAlone) {
-  IdentFile file;
   IdentRecord found;
   CardPattern paired;
   uint32_t number = 7, deleted = 7;
-  EXPECT_EQ(file.findCard({1}, found), -1016);
-  EXPECT_EQ(file.addIndexKey({1}), -1);
+  EXPECT_EQ(IdentFile().findCard({1}, found), -1016);
+  EXPECT_EQ(IdentFile().addIndexKey({1}), -1);
   TestLog log;
-  prepare(file);
+  Prepared<IdentFile> file;
   const std::string pair = "[20 identindx] uniqid=10 has both card and pin ident records\n";
   EXPECT_TRUE(contains(log.take(), pair));
   EXPECT_EQ(file.setCardDeleted({3}, number), 0);
@@ -380,12 +373,11 @@ TEST(AccessFile, AppendsNewHolders) {
 
 // The file is changed without the index; or there is no index.
 TEST(AccessFile, LeavesRecordsOfOthersAlone) {
-  AccessFile file;
   AccessRecord record = {.uniqid = 20};
-  EXPECT_EQ(file.updateAccessTimes(record), -1105);
-  EXPECT_EQ(file.mergeAccess(record, true), -1105);
-  EXPECT_EQ(file.putAccess(record), -1105);
-  prepare(file);
+  EXPECT_EQ(AccessFile().updateAccessTimes(record), -1105);
+  EXPECT_EQ(AccessFile().mergeAccess(record, true), -1105);
+  EXPECT_EQ(AccessFile().putAccess(record), -1105);
+  Prepared<AccessFile> file;
   writeRecords<AccessRecord>("access", {{.uniqid = 20}, {.uniqid = 10}});
   EXPECT_EQ(file.updateAccessTimes(record), -1109);
   EXPECT_EQ(file.mergeAccess(record, true), -1109);
@@ -409,8 +401,7 @@ TEST(Databases, ReportTheCardSetsAndAccessLevelsThatAreMissing) {
   EXPECT_TRUE(log.take().ends_with("[100 identfile] cardset 1 not loaded \n"));
   AccessLevelSet levels;
   EXPECT_TRUE(levels.add(std::make_unique<AccessLevel>(2)));
-  AccessFile accesses;
-  prepare(accesses);
+  Prepared<AccessFile> accesses;
   log.take();
   writeRecords<AccessRecord>("access", {{.uniqid = 7, .acclevel = {1, 2, 0, 0, 0, 0, 0, 9}}, {}});
   EXPECT_EQ(accesses.checkAccessLevels(levels), 2);

@@ -124,7 +124,7 @@ class RandomCards {
       case 3:
         return addBlock(csid, pick(60000), pick(6) - 1, _uniqid);
       case 4:
-        text += std::array{"# c 12 1 0 1\n", "f 12 2 B 3\n", " \t\n"}[static_cast<size_t>(pick(3))];
+        text += std::array{"# c 12 1 0 1\n", "f 12 1 A 3\n", " \t\n"}[static_cast<size_t>(pick(3))];
         return;
       default:
         text += print("c%*d%s0%d ", pick(4), csid, space.c_str(), number) + shortPin + id + holder;
@@ -153,14 +153,15 @@ void expectDatabases(const std::vector<Entry>& entries) {
 }
 
 // The result and the log of a build on a disk with so much room.
-std::pair<int32_t, std::string> buildOnDisk(const std::string& cards, uint32_t level,
-                                            DiskRoom room) {
+std::pair<int32_t, std::string> build(const std::string& cards, uint32_t level,
+                                      DiskRoom room = {}) {
   testing::internal::CaptureStdout();
   Logger logger("stdout", level);
   theLogger = &logger;
   diskRoom = room;
   const int32_t result = buildCards(cards);
   diskRoom = {};
+  theLogger = nullptr;
   return {result, testing::internal::GetCapturedStdout()};
 }
 
@@ -174,10 +175,10 @@ void expectEndOnFullDisk(const std::string& cards) {
   const DiskRoom room = random() % 2 == 0 ? DiskRoom{.all = part(idents.size() + accesses.size())}
                                           : DiskRoom{.each = part(idents.size())};
   SCOPED_TRACE(print("room %ld %ld", room.all, room.each));
-  const std::string good = buildOnDisk(cards, 75, {}).second;
+  const std::string good = build(cards, 75).second;
   std::set<std::string> ends;
   for (const uint32_t level : {75U, 25U}) {
-    const auto [result, log] = buildOnDisk(cards, level, room);
+    const auto [result, log] = build(cards, level, room);
     const std::string ident = contentOf("ident"), access = contentOf("access");
     const std::string kind = result == kIdentWriteFailed ? "ident" : "access";
     const std::string error = "[25 " + kind + "file] Error writing to " + kind + " file " + kind;
@@ -193,7 +194,7 @@ void expectEndOnFullDisk(const std::string& cards) {
 
 TEST(RandomCards, AreBuiltAsTheirLinesSay) {
   const TestSite site;
-  TestLog log(25);
+  std::ofstream("formats", std::ios::app) << "2 26.cdf\n";  // The first format of an ID counts.
   std::map<int, int> results;
   for (unsigned seed = 0; seed < 400 && !HasFailure(); ++seed) {
     const RandomCards random(seed);
@@ -201,16 +202,12 @@ TEST(RandomCards, AreBuiltAsTheirLinesSay) {
     SCOPED_TRACE(cards);
     const auto [result, said] = check(entries);
     ++results[result];
-    log.logger().setThreshold(UINT32_MAX);
-    EXPECT_EQ(buildCards(cards), result);
-    log.logger().setThreshold(25);
-    EXPECT_EQ(buildCards(cards), result);
-    EXPECT_EQ(log.take(), said + print("[0 inputcards] Number of cards=%zu\n", entries.size()));
+    EXPECT_EQ(build(cards, UINT32_MAX), std::pair(result, std::string()));
+    const std::string number = print("[0 inputcards] Number of cards=%zu\n", entries.size());
+    EXPECT_EQ(build(cards, 25), std::pair(result, said + number));
     if (result != 0) continue;
     expectDatabases(entries);
     if (!entries.empty()) expectEndOnFullDisk(cards);
-    log.publish();
-    log.take();
   }
   for (const auto& [result, times] : results) EXPECT_GT(times, 30) << result;
 }

@@ -52,14 +52,10 @@ Result recorded(Result result, std::initializer_list<Place> places) {
   return result;
 }
 
-// Makes a folder of its own the current one of each test.
+// Makes a folder of its own the current one of each test; that of the test before goes away.
 struct TestFolders : testing::EmptyTestEventListener {
   void OnTestStart(const testing::TestInfo&) override {
     fs::current_path(_folder.emplace().path(""));
-  }
-  void OnTestEnd(const testing::TestInfo&) override {
-    fs::current_path("/");
-    _folder.reset();
   }
 
  private:
@@ -205,12 +201,10 @@ __attribute__((format(printf, 3, 4))) void __wrap__ZN9badgemint6Logger5writeEiPK
     Logger& logger, int32_t level, const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
+  const std::string prefix = "[" + std::to_string(level) + " %s] ";
+  if (format == std::string_view("%s %d ")) format = prefix.c_str();
   char text[1000];
-  if (format == std::string_view("%s %d ")) {
-    std::snprintf(text, sizeof text, "[%d %s] ", level, va_arg(arguments, const char*));
-  } else {
-    std::vsnprintf(text, sizeof text, format, arguments);
-  }
+  std::vsnprintf(text, sizeof text, format, arguments);
   va_end(arguments);
   __real__ZN9badgemint6Logger5writeEiPKcz(logger, level, "%s", text);
 }

@@ -12,8 +12,6 @@
 #include <map>
 #include <random>
 #include <set>
-#include <string>
-#include <vector>
 
 #include "carddb/recordlayout.h"
 #include "support/faults.h"

@@ -4,7 +4,6 @@
 
 #include "formats/formatfile.h"
 #include "inputcards/inputcards.h"
-#include "support/result.h"
 
 namespace badgemint {
 

@@ -43,21 +43,17 @@ void makeSite(int more, int cards) {
 
 // How a run went, as its caller and its operator see it.
 struct Outcome {
-  int32_t result = 0;
-  bool struck = false;
+  int32_t result;
+  bool struck;
   std::string log;     // Standard output: no fault in a call can suppress it.
   std::string output;  // What it returns and all files that it writes.
 };
 
 Outcome outcomeOf(int32_t (*run)(), const Fault& fault) {
-  Outcome outcome;
   std::fill(std::begin(pattern), std::end(pattern), '\0');
   testing::internal::CaptureStdout();
   const ArmedFault armed(fault);
-  outcome.result = run();
-  outcome.struck = armed.struck();
-  outcome.log = testing::internal::GetCapturedStdout();
-  outcome.output = pattern;
+  Outcome outcome = {run(), armed.struck(), testing::internal::GetCapturedStdout(), pattern};
   for (const char* const name : {"ident", "access", "sets", "dumped"}) {
     outcome.output += contentOf(name) + "|";
     fs::remove(name);
