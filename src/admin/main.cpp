@@ -9,12 +9,6 @@
 #include "admin/verbs/verb.h"
 #include "support/standardfiles.h"
 
-// https://no-color.org: any value but the empty one.
-static bool wantsColours() {
-  const char* const refused = std::getenv("NO_COLOR");
-  return refused == nullptr || *refused == '\0';
-}
-
 // A core dump would hold PINs, in the folder of the site.
 static void preventCoreDumps() {
   const struct rlimit none = {0, 0};
@@ -28,9 +22,11 @@ int main(int argc, char* argv[]) {
   std::signal(SIGPIPE, SIG_IGN);  // A reader that has gone must not end a run halfway.
   std::signal(SIGXFSZ, SIG_IGN);  // A limit of file sizes is a write that fails.
   std::ios::sync_with_stdio(false);
+  // https://no-color.org: any value but the empty one.
+  const char* const noColor = std::getenv("NO_COLOR");
   badgemint::admin::Console console(std::cout, std::cerr,
                                     {.output = isatty(STDOUT_FILENO) == 1,
                                      .errors = isatty(STDERR_FILENO) == 1,
-                                     .colours = wantsColours()});
+                                     .colours = noColor == nullptr || *noColor == '\0'});
   return badgemint::admin::run(argc, argv, console);
 }

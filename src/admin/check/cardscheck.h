@@ -17,7 +17,6 @@
 #include <utility>
 #include <vector>
 
-#include "admin/check/finding.h"
 #include "admin/check/oddtext.h"
 #include "admin/check/sitecheck.h"
 #include "inputcards/cardindex.h"

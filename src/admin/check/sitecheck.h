@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "admin/check/finding.h"
-#include "admin/console.h"
 #include "formats/CardFormatSet.h"
 #include "site/accesslevel.h"
 

@@ -15,7 +15,6 @@
 #include <string>
 #include <vector>
 
-#include "admin/console.h"
 #include "admin/files/folder.h"
 
 namespace badgemint::admin {

@@ -15,7 +15,6 @@
 #include <utility>
 #include <vector>
 
-#include "admin/console.h"
 #include "admin/files/folder.h"
 #include "carddb/accessrecord.h"
 #include "carddb/identrecord.h"

@@ -8,9 +8,7 @@
 #include <functional>
 #include <string>
 
-#include "admin/files/folder.h"
 #include "admin/records/site.h"
-#include "cardsets/cardsets.h"
 #include "inputcards/linewriter.h"
 
 namespace badgemint::admin {

@@ -12,13 +12,9 @@
 #include <vector>
 
 #include "admin/check/sitecheck.h"
-#include "admin/console.h"
-#include "admin/files/folder.h"
 #include "admin/records/databases.h"
-#include "carddb/identrecord.h"
 #include "cardsets/cardsets.h"
 #include "inputcards/sitecards.h"
-#include "site/accesslevel.h"
 
 namespace badgemint::admin {
 

@@ -16,9 +16,6 @@ template <auto Member, int32_t... Index>
 uint32_t read(const AccessRecord& record) {
   return static_cast<uint32_t>(std::invoke(Member, record, Index...));
 }
-uint32_t packedPinOf(const AccessRecord& record) {
-  return std::bit_cast<uint32_t>(record.pincode);
-}
 
 using enum AccessField::Kind;
 constexpr AccessField kAccessFields[] = {
@@ -45,7 +42,8 @@ constexpr AccessField kAccessFields[] = {
     {"output relay group", "output_relay_group", kNumber, read<&AccessRecord::outrelaygrpid>},
     {"issue level", "issue_level", kNumber, read<&AccessRecord::cardissuelevel>},
     {"output mode", "output_mode", kNumber, read<&AccessRecord::outgrpmode>},
-    {"PIN", "pin", kPin, packedPinOf},
+    {"PIN", "pin", kPin,
+     [](const auto& record) { return std::bit_cast<uint32_t>(record.pincode); }},
 };
 
 std::string pinOf(const IdentRecord& record, bool withPins) {

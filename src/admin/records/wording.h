@@ -12,7 +12,6 @@
 #include "admin/json.h"
 #include "admin/records/site.h"
 #include "carddb/accessrecord.h"
-#include "carddb/identrecord.h"
 #include "support/datetime.h"
 #include "support/packeddecimal.h"
 

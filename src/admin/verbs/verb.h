@@ -14,7 +14,6 @@
 #include <string_view>
 #include <vector>
 
-#include "admin/console.h"
 #include "admin/files/folder.h"
 #include "admin/records/wording.h"
 #include "cardsets/card_functions.h"
