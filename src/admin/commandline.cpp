@@ -232,14 +232,12 @@ void Options::describe(const char* summary, const char* example) {
                _verb.get_name() + "(1)");
 }
 
-void Options::flag(const char* option, bool& isSet, const char* help) {
-  _verb.add_flag(option, isSet, help)->disable_flag_override();
+CLI::Option* Options::flag(const char* option, bool& isSet, const char* help) {
+  return _verb.add_flag(option, isSet, help)->disable_flag_override();
 }
 
 void Options::filter(const char* option, bool& isSet, const char* help) {
-  _verb.add_flag(option, isSet, help)
-      ->disable_flag_override()
-      ->multi_option_policy(CLI::MultiOptionPolicy::Throw);
+  flag(option, isSet, help)->multi_option_policy(CLI::MultiOptionPolicy::Throw);
 }
 
 void Options::text(const char* option, const char* type, std::string& value, const char* help) {

@@ -201,8 +201,9 @@ __attribute__((format(printf, 3, 4))) void __wrap__ZN9badgemint6Logger5writeEiPK
     Logger& logger, int32_t level, const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
-  const std::string prefix = "[" + std::to_string(level) + " %s] ";
-  if (format == std::string_view("%s %d ")) format = prefix.c_str();
+  char prefix[40];
+  std::snprintf(prefix, sizeof prefix, "[%d %%s] ", level);
+  if (format == std::string_view("%s %d ")) format = prefix;
   char text[1000];
   std::vsnprintf(text, sizeof text, format, arguments);
   va_end(arguments);

@@ -66,7 +66,7 @@ TEST(Build, WritesAndLogsEverythingOfASite) {
   for (const auto& [name, mode] :
        {std::pair("ident", 0600), {"access", 0600}, {"sets", 0666}, {"dump", 0666}})
     EXPECT_EQ(fs::status(name).permissions(), fs::perms(mode)) << name;
-  writeFile("access", contentOf("access").replace(4, 1, "\xF0"));  // A PIN without a digit.
+  writeFile("access", contentOf("access").replace(4, 1, 1, '\xF0'));  // A PIN without a digit.
   EXPECT_EQ(dump({.cards = "dump"}), 0);
   EXPECT_TRUE(contains(contentOf("dump"), "\nc 12 15890 0 5001 "));
 }

@@ -30,6 +30,8 @@ std::vector<const Record*> orderByUniqid(const std::vector<Record>& records) {
   for (const uint64_t key : keys) order.push_back(&records[static_cast<uint32_t>(key)]);
   return order;
 }
+template std::vector<const IdentRecord*> orderByUniqid(const std::vector<IdentRecord>& records);
+template std::vector<const AccessRecord*> orderByUniqid(const std::vector<AccessRecord>& records);
 
 namespace {
 

@@ -20,6 +20,7 @@
 
 namespace CLI {
 class App;
+class Option;
 }  // namespace CLI
 
 namespace badgemint::admin {
@@ -33,7 +34,7 @@ class Options {
   // One line for the list of verbs, and a command as an example for the verb's own help.
   void describe(const char* summary, const char* example);
 
-  void flag(const char* option, bool& isSet, const char* help);
+  CLI::Option* flag(const char* option, bool& isSet, const char* help);
   // A flag that may be given only once.
   void filter(const char* option, bool& isSet, const char* help);
   // A text, or a word without an option; `option` then is how help calls it.

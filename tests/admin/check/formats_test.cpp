@@ -59,7 +59,7 @@ class FormatsCheck : public testing::Test {
       const std::string place = findings.placeText(finding.place);
       if (!places.empty()) places += ' ';
       places += place.substr(std::min(place.size(), place.find(':') + 1));
-      if (finding.kind() != rule) places += "[" + finding.kind() + "]: " + finding.text;
+      if (finding.kind() != rule) places += fmt::format("[{}]: {}", finding.kind(), finding.text);
     }
     return places;
   }
