@@ -20,10 +20,9 @@ TEST(Pattern, PrintsBitsAndKeysThatDecodeFinds) {
     std::string name, bits, key;
     words >> name >> bits >> name >> key;
     for (const std::string& word : {bits, "0x" + key}) {
-      const AdminRun decode = runAdmin("decode " + word);
-      EXPECT_EQ(decode.status, 0) << masks[0] << decode.errors;
-      EXPECT_TRUE(decode.output.starts_with("format 1 f.cdf: card " + number)) << decode.output;
-      EXPECT_TRUE(contains(decode.output, "\n  card set 5\n"));
+      const std::string decoded = runAdmin("decode " + word).output;
+      EXPECT_TRUE(decoded.starts_with("format 1 f.cdf: card " + number)) << masks[0] << decoded;
+      EXPECT_TRUE(contains(decoded, " right\n") && contains(decoded, "\n  card set 5\n"));
     }
     bits.back() ^= 1;
     const std::string fault =
