@@ -3,35 +3,6 @@
 
 namespace badgemint::admin::pattern_test {
 
-// Also in layouts with gaps, in which the format counts fewer bits than it sets.
-TEST(Pattern, PrintsBitsAndKeysThatDecodeFinds) {
-  std::mt19937_64 random{20261122};
-  writeFile("formats.txt", "1 f.cdf");
-  int printed = 0;
-  for (int round = 0; round < 100; ++round) {
-    const FormatLines masks = randomMasks("AABBB.-", random);
-    const std::string number = std::to_string(random() % 8), site = std::to_string(random() % 4);
-    writeFile("f.cdf", fileOf("CDF", linesOf("CDF", masks)));
-    writeFile("cardsets.txt", "f 5 1 A " + site);
-    const AdminRun pattern = runAdmin("pattern 5 " + number);
-    if (pattern.status != 0) continue;
-    ++printed;
-    std::istringstream words(pattern.output.substr(pattern.output.find("\nbits  ")));
-    std::string name, bits, key;
-    words >> name >> bits >> name >> key;
-    for (const std::string& word : {bits, "0x" + key}) {
-      const std::string decoded = runAdmin("decode " + word).output;
-      EXPECT_TRUE(decoded.starts_with("format 1 f.cdf: card " + number)) << masks[0] << decoded;
-      EXPECT_TRUE(contains(decoded, " right\n") && contains(decoded, "\n  card set 5\n"));
-    }
-    bits.back() ^= 1;
-    const std::string fault =
-        fmt::format("\n  parity mask 2 wrong at position {}\n", bits.size() - 1);
-    EXPECT_TRUE(contains(runAdmin("decode " + bits).output, fault)) << masks[0];
-  }
-  EXPECT_GT(printed, 30);
-}
-
 TEST(Pattern, ReportsWhatBitsCanBeAndWhichNumbersCannot) {
   const TestSite site;
   FormatLines odd = linesOf("CDF", {"PA..AAAPBB.", "..01......1", "EXXXXXX"});
