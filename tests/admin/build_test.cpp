@@ -76,14 +76,12 @@ TEST_F(BuildTest, RefusesWhenTooManyHoldersLoseSomething) {
 TEST_F(BuildTest, GivesAGroupNothingThatTheOldFileDidNot) {
   const Fault kNone = {.call = "fchown", .nth = 99}, kFirst = {.call = "fchown"};
   const Fault kAll = {.call = "fchown", .forEver = true};
-  const struct {
-    unsigned owner, group;
-    Fault fault;
-    unsigned newOwner, newGroup, mode;
-  } kCases[] = {{1, 2, kNone, 1, 2, 0660},
-                {1, 2, kFirst, 0, 2, 0660},
-                {0, 2, kAll, 0, 0, 0600},
-                {1, 0, kAll, 0, 0, 0660}};
+  // Owner, group; then owner, group and mode of the new file.
+  const std::tuple<unsigned, unsigned, Fault, unsigned, unsigned, unsigned> kCases[] = {
+      {1, 2, kNone, 1, 2, 0660},
+      {1, 2, kFirst, 0, 2, 0660},
+      {0, 2, kAll, 0, 0, 0600},
+      {1, 0, kAll, 0, 0, 0660}};
   for (const auto& [owner, group, fault, newOwner, newGroup, mode] : kCases) {
     makeOld();
     fs::permissions("access.db", fs::perms(0660));
