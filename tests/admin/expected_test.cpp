@@ -95,7 +95,7 @@ TEST(ExpectedRecords, AreThoseOfEverySiteThatBuilds) {
     for (const std::string& word : {bits, "0x" + key})
       EXPECT_TRUE(contains(runAdmin("decode " + word + files).output, "26.cdf: card 2000")) << word;
 
-    // A dump builds the same databases, or says that it does not.
+    // A dump builds the same databases, or reports that it does not.
     const bool isReordered = seed % 4 != 0 && random.change(), isProved = objection().empty();
     const std::string ident = contentOf("ident"), access = contentOf("access");
     EXPECT_EQ(runAdmin("verify --cards cards" + kSite).status, isProved || isReordered ? 0 : 2);

@@ -21,7 +21,7 @@ std::optional<AdminRun> failNext(const std::string& command, Fault& fault) {
   }
   const AdminRun run =
       fault.signal != 0 ? runAdminProcess(command, fault) : runAdmin(command, fault);
-  if (!run.struck) return {};
+  if (!run.faultOccurred) return {};
   EXPECT_EQ(run.signal, fault.signal);
   fault.nth += fault.call == "new" && fault.nth < kOfCommandLine ? 20 : 1;
   return run;

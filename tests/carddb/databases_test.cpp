@@ -56,7 +56,7 @@ std::string failures(State state, int32_t (*run)(File&)) {
       log.take();
       const ArmedFault fault({call, nth});
       const int32_t result = run(file);
-      if (!fault.struck()) break;
+      if (!fault.hasOccurred()) break;
       std::string text = log.take();
       if (text == "[25 " + kind + "file] Error " + message + " " + kind + " file " + kind + "\n")
         text = " reported";
