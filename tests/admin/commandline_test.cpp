@@ -23,8 +23,6 @@ TEST(CommandLine, DoesWhatItIsAskedOrReportsWhyNot) {
       {"build --level many", 3, "", "--level \"many\" is not a number from 0"},
       {"check --cards a --cards b", 3, "", "--cards: too few or too many values"},
       {"-C \"\" check", 3, "", "the value is empty"},  // As an unset variable gives it.
-      {"check --cards \"\"", 3, "", "--cards: the value is empty"},
-      {"build --max-removed \"\"", 3, "", "the value is empty"},
       {"format \"\"", 3, "", "the value is empty"},
       {"-C none check", 3, "", "none: No such file or directory"},
   });

@@ -117,11 +117,9 @@ TEST(Show, PrintsWhatNoBuildWrites) {
         " of card set 1, deleted\n  PIN **** beside a card\n",
         "\nthere is no credential with key 4711f\n\n"})
     EXPECT_TRUE(contains(run.output, text)) << text;
-  const std::string pins =
-      runAdmin("show 6 --key 4711F --with-pins --at \"1970/1/1 0:1:39\"").output;
-  for (const char* const text :
-       {"4711 without a card, key 4711F", "20 UTC, never valid", "19 UTC, valid"})
-    EXPECT_TRUE(contains(pins, text)) << text;
+  const AdminRun pins = runAdmin("show 6 --key 4711F --with-pins --at \"1970/1/1 0:1:39\"");
+  EXPECT_TRUE(contains(pins.output, "19 UTC, valid\n"));
+  EXPECT_TRUE(contains(pins.output, "4711 without a card, key 4711F"));
 }
 
 // Holders have cards of card set 2 with their numbers; levels 1 and 2 open door group 4.
