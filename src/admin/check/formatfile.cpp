@@ -152,7 +152,7 @@ class FormatFileCheck : TextFileCheck {
     for (size_t field = 0; field < kFieldCount; ++field) checkField(field, areWidthsMeant);
   }
 
-  // False when the number is not what it seems to be.
+  // Returns false when the number cannot be relied on.
   bool checkParityCount() {
     const char* const text = _lines[kParityCountLine].c_str();
     if (hasHiddenByte(kParityCountLine)) return false;
@@ -240,7 +240,7 @@ class FormatFileCheck : TextFileCheck {
     return false;
   }
 
-  // Whether what the file promises has room in the positions of the field.
+  // Warns when the type or the maximum of a field does not fit its positions.
   void checkWidth(size_t line, char letter, const FieldWords& words, fieldstate state) {
     if (state.ftyp == kTypeMsd && state.nbits % 5 != 0)
       return _findings.warn(placeOf(line, words[4]), "field",

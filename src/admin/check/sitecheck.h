@@ -1,6 +1,6 @@
 // Everything that is wrong or dangerous in the files that a build of a site reads, found in one
-// run: the formats file, the format files that it lists, the cards file, the levels file. A check
-// goes on after an error, and warns of what a build accepts without a message.
+// run: the access levels file, the formats file, the format files that it lists, the cards file. A
+// check goes on after an error, and warns of what a build accepts without a message.
 #ifndef BADGEMINT_ADMIN_CHECK_SITECHECK_H
 #define BADGEMINT_ADMIN_CHECK_SITECHECK_H
 

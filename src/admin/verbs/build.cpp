@@ -1,4 +1,4 @@
-// The verb `build`: replaces a site's databases by proved ones, or leaves them as they are.
+// The verb `build`: replaces a site's databases with checked ones, or leaves them as they are.
 #include <fcntl.h>
 
 #include <cstdio>

@@ -102,8 +102,8 @@ class ListPrinter {
                      "FROM", "UNTIL", "FLAGS");
   }
 
-  // Levels, validity and flags are those of the first access record; a build makes one for each
-  // credential, all alike.
+  // Levels, validity and flags are those of the first access record: a build writes one for each
+  // holder, with rare exceptions.
   void print(const Holder& holder) {
     if (_options.json)
       return _console.printJson(holderJson(holder, _site, _now, _options.withPins));
@@ -222,7 +222,7 @@ Run addList(Options options) {
   options.text("--changed-since", "FOLDER", given->changedSince,
                "With a change since the databases in this folder");
   options.flag("--count", given->count, "Print only how many there are");
-  options.flag("--csv", given->csv, "Print CSV with a head row");
+  options.flag("--csv", given->csv, "Print CSV with a header row");
   options.flag("--json", given->json, "Print JSON objects, one a holder");
   options.databases(given->site);
   options.flag("--with-pins", given->withPins, "Allow filters for PINs; show PINs in JSON");

@@ -21,7 +21,7 @@ struct PatternOptions {
   std::vector<std::string> words;  // A card set, unless there is a format file; card numbers.
 };
 
-// Takes the card sets from the 'f' lines of a cards file.
+// Reads the card sets from the 'f' lines of a cards file.
 void readCardSets(const std::string& path, SiteCards& site, Console& console) {
   requireRegularFile(path);
   LineReader reader;

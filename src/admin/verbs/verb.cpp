@@ -1,4 +1,4 @@
-// Reads words that several verbs take: keys, numbers, times, card sets and cards.
+// Reads words that several verbs accept: keys, numbers, times, card sets and cards.
 #include "admin/verbs/verb.h"
 
 #include <ctime>

@@ -53,7 +53,7 @@ class Options {
   CLI::App& _verb;
 };
 
-// Words that several verbs take: keys, numbers, times, card sets and cards.
+// Words that several verbs accept: keys, numbers, times, card sets and cards.
 
 // A key of 1 to 32 hexadecimal digits, with or without "0x"; zeros at its end may be missing. None
 // for any other word.
