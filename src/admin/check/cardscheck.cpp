@@ -29,12 +29,12 @@ std::optional<OddText> findOdd(LineReader& input) {
   if (auto odd = findOddText(input, raw[0] == kFieldsLine); odd || raw[0] != kMultiCardsLine)
     return odd;
   if (std::strcspn(input.line(), kBlockDelimiters) > 1)
-    return OddText{1, "what follows 'd' up to the next blank is ignored"};
+    return OddText{1, "what follows 'd' without a space is ignored"};
   const std::string_view words = raw.substr(0, commentStart(raw));
   const size_t tab = words.substr(0, words.find_last_not_of(" \t\r\n") + 1).find('\t');
   if (tab != std::string_view::npos)
     return OddText{
-        tab, "a tab in a 'd' line is part of a word, so other cards get other holders or levels"};
+        tab, "tabs in a 'd' line separate nothing: cards get wrong holders or levels; use spaces"};
   return {};
 }
 
@@ -62,7 +62,9 @@ int32_t reportLineType(CardsCheck& check, const CheckedLine& line) {
   }
   line.error(line.at(text), kInvalidLine,
              "{} is not a line type: a line begins with f, c, n, p, o, d or #",
-             text.starts_with(kByteOrderMark) ? "a byte order mark" : shownName(text.substr(0, 1)));
+             text.starts_with(kByteOrderMark) ? "a byte order mark"
+             : isDigit(text[0])               ? "a digit"
+                                              : shownName(text.substr(0, 1)));
   readDespiteType(check, line);
   return kInvalidLine;
 }

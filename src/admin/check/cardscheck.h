@@ -174,7 +174,7 @@ class FieldsCheck {
   bool checkNumberRange(int64_t number) const;
   void checkLevel(size_t field) const;
   void warnIfZero(size_t field) const {
-    if (isZero(_words[field])) warn(field, "zero", "counts like any other: is it an empty cell?");
+    if (isZero(_words[field])) warn(field, "zero", "is used as it is: was it an empty cell?");
   }
 
   CardsCheck& _check;

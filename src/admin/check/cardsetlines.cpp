@@ -34,7 +34,7 @@ class FieldsLine {
       const char* const word = _words.word(i);
       if (word == nullptr) return _line.error(_line.whole(), result, "the {} is missing", name);
       if (const int64_t id = textToInt64(word); id < 1 || id > most)
-        return _line.error(_line.at(word), result, "{} {} is not 1 to {}", name,
+        return _line.error(_line.at(word), result, "{} {} is not a number from 1 to {}", name,
                            shown(word, kFields[i]), most);
     }
     if (std::strcmp(_words.word(0), "f") != 0)
@@ -130,7 +130,7 @@ class FieldsLine {
     const bool isOutside = most > 0 && (number < least || number > most);
     if (!isOutside && carried == number) return;
     warn(value, "value {} of field {:c} {}{}", word, 'A' + field,
-         isOutside ? fmt::format("is not {} to {}, as its format requires", least, most)
+         isOutside ? fmt::format("is outside the range {} to {} of its format", least, most)
                    : fmt::format("does not fit its {} bits", format.fieldBitCount(field)),
          effectOf(word, "the cards carry", carried));
   }

@@ -119,12 +119,12 @@ class FormatFileCheck : TextFileCheck {
     const size_t next = _lines.size();
     const bool isFieldWrong = _result == kBadCardNumberField && next > kCardNumberFieldLine;
     if (isFieldWrong)
-      fail(placeOf(kCardNumberFieldLine, 1), _result, "card number field {} is not A to H",
+      fail(placeOf(kCardNumberFieldLine, 1), _result, "card number field {} is not one of A to H",
            shownName(std::string_view(_lines[kCardNumberFieldLine].c_str()).substr(0, 1)));
     const bool isHeadWrong = _isVff && next > kDefinitionRecord && !hasValidHead();
     if (isHeadWrong)
       fail(placeOf(kDefinitionRecord, 1), _result,
-           "the number of bits is not 0 to 144, or the card number field not 1 to 8");
+           "the number of bits is outside 0 to 144, or the card number field is outside 1 to 8");
     const bool isComplete = _end >= 0 || next == 31 || next == 41;
     if (!isComplete || !(isFieldWrong || isHeadWrong))
       fail(placeOf(next), _end < 0 ? _end : _result, "the format ends here; {}",
@@ -157,7 +157,7 @@ class FormatFileCheck : TextFileCheck {
     const char* const text = _lines[kParityCountLine].c_str();
     if (hasHiddenByte(kParityCountLine)) return false;
     if (!isBlank(text) &&
-        !checkNumber(kParityCountLine, text, "the number of parity masks", kParityMaskCount))
+        !checkNumber(kParityCountLine, text, "parity mask count", kParityMaskCount))
       return false;
     if (textToInt32(text) > kParityMaskCount)
       _findings.warn(placeOf(kParityCountLine, 1), "mask",
@@ -292,9 +292,9 @@ class FormatFileCheck : TextFileCheck {
       if (contains(_letters, replaced))
         warnMask(kFixed, p, "this bit of field {} is fixed: part of its value is lost", replaced);
       else if (contains(kFillers, replaced))
-        warnMask(
-            kFixed, p,
-            "the output mask has no \".\" here: this fixed bit is not counted as one of the card");
+        warnMask(kFixed, p,
+                 "the output mask has no \".\" here: this fixed bit is not counted as a bit of the "
+                 "card");
     }
   }
 

@@ -135,7 +135,7 @@ class HolderLine : FieldsCheck {
     else if (isDateOrTime(field))
       effect = "has more than 14 characters: the rest is read as the next field";
     else if (!isLast)
-      effect = "is not a number: only its first digits are read, and the rest as the next field";
+      effect = "is not a number: its first digits are read, and the rest is read as the next field";
     reportMisread(_line.at(word), isDateOrTime(field) ? "date" : "number", _good,
                   fmt::format("{} {} {}", field.name, shownWord(_good), effect));
     if (field.kind == FieldKind::kDate) _check.otherDates.add(word);
@@ -245,12 +245,12 @@ class HolderLine : FieldsCheck {
     if (!to) return;
     constexpr uint32_t kSecondsPerDay = 86400;
     if (*to == 0)
-      warn(end, "date", "is stored as 0, which means no limit: it never expires");
+      warn(end, "date", "is stored as 0, which means no limit: access never expires");
     else if (*to % kSecondsPerDay == 0)
       warn(end + 1, "day",
-           "is the beginning of the day: it expires when that day begins; write 0 for its end");
+           "is the start of the day: access expires when that day starts; write 0 for its end");
     if (from != 0 && *to != 0 && *to < from)
-      warn(end, "period", "is before the start: it is never valid");
+      warn(end, "period", "is before the start: access is never valid");
   }
 
   // The seconds of the record; none for 0 and for what is wrong, which is reported once.
@@ -275,7 +275,7 @@ class HolderLine : FieldsCheck {
 
   void reportUnreadable(PeriodEnd end, size_t field) const {
     const bool isStart = end == PeriodEnd::kStart;
-    const char* const effect = isStart ? "it is valid from the beginning" : "it never expires";
+    const char* const effect = isStart ? "access has no start limit" : "access never expires";
     uint32_t midnight = 0;
     if (parsePeriodEnd(end, _words[field], "0", midnight) == kSuccess)
       return warn(field + 1, "date", fmt::format("is not hours:minutes:seconds: {}", effect));

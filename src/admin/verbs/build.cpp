@@ -203,7 +203,7 @@ class Build {
                _replacement->stagedPath(kAccessPart), _replacement->stagedPath(kCardSetsPart)};
     const int32_t result = runLibrary();
     requireUnchangedInputs();
-    if (result < 0) throw NotDone("the build ended with the result {}", result);
+    if (result < 0) throw NotDone("the build ended with result {} (see badgemint(1))", result);
     _fresh = prove(_staged);
     _fresh.sort();
     requireUnchangedInputs();

@@ -145,7 +145,7 @@ class Decode {
     Match match{&listed, key, change, format.decodeCardNumber(key), valuesOf(format, key), {}, {}};
     const CardPattern encoded = format.encodeNumber(format.encodeSite(match.values), match.number);
     match.faults = layout.faultsOf(key, encoded);
-    if (match.number < 0) match.faults.push_back(fmt::format("the number is beyond {}", INT64_MAX));
+    if (match.number < 0) match.faults.push_back(fmt::format("the number is above {}", INT64_MAX));
     match.sets = cardSetsOf(format, match.number, key);
     if (match.sets.empty()) {
       match.sets = cardSetsOf(format, match.number, encoded);
@@ -178,7 +178,7 @@ class Decode {
     std::string text =
         fmt::format("format {} {}: card {}{}; {}{}{}\n", listed->id, printable(listed->fileName),
                     static_cast<uint64_t>(number), siteValuesText(*listed->format, values),
-                    match.fits() ? "parity and fixed bits right" : "wrong",
+                    match.fits() ? "parity and fixed bits are right" : "does not fit",
                     match.isChanged() ? "; " : "", change);
     if (_wanted.size() > 1) text += fmt::format("  key {}\n", keyText(key));
     for (const std::string& fault : faults) text += fmt::format("  {}\n", fault);
@@ -261,7 +261,7 @@ ExitStatus decode(const DecodeOptions& options, Console& console) {
   if (options.words.size() > 1)
     throw NotDone("only one card at a time; put groups of digits in quotes");
   if (options.words.empty() == options.decimal.empty())
-    throw NotDone("give one of bits, a key and --decimal");
+    throw NotDone("give bits, a key or --decimal, only one of them");
   const CardInput input = parseInput(options);
   SitePaths paths = options.site;
   paths.access = "";

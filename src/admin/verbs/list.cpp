@@ -180,7 +180,7 @@ class ListPrinter {
 
 ExitStatus list(const ListOptions& options, Console& console) {
   if (options.count + options.csv + options.json > 1)
-    throw NotDone("write only one of --count, --csv and --json");
+    throw NotDone("give only one of --count, --csv and --json");
   if ((options.pin || options.noPin) && !options.withPins)
     throw NotDone("--pin and --no-pin need --with-pins");
   Site site(options.site, {.wholeRecords = ExitStatus::kRefused}, &console);

@@ -65,7 +65,7 @@ class HolderPrinter {
   std::string remark(const AccessField& field, uint32_t value) const {
     using enum AccessField::Kind;
     if (field.kind == kEscort && _site.databases().holder(value).accesses.empty())
-      return ", who is not a holder";
+      return ", who does not exist";
     if (field.kind != kAccessLevel || _options.levels.empty()) return "";
     const int32_t position = _levels.findLevel(value);
     std::string pairs;

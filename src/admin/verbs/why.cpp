@@ -145,7 +145,7 @@ void printVerdict(const Verdict& verdict, const WhyOptions& options, const Holde
 
 ExitStatus why(const WhyOptions& options, Console& console) {
   if (!options.holder.empty() + !options.card.empty() + !options.key.empty() != 1)
-    throw NotDone("write one unique ID, one --card or one --key");
+    throw NotDone("give a unique ID, --card or --key, only one of them");
   const auto door = numberOf(options.door);
   if (!door || options.levels.empty())
     throw NotDone(
