@@ -85,8 +85,7 @@ std::vector<std::string> CardLayout::faultsOf(const CardPattern& card,
                       right = expected.substr(bit, end - bit);
     if (const int32_t mask = parityMaskAt(positionOf(bit)); mask >= 0) {
       if (!hasRightParity(bit, actual, expected))
-        faults.push_back(
-            fmt::format("the parity bit of mask {} at position {} is wrong", mask + 1, bit));
+        faults.push_back(fmt::format("the parity bit of mask {} (bit {}) is wrong", mask + 1, bit));
     } else if (found == right || fields.find(source) != std::string::npos) {
       continue;
     } else if (isFixed) {

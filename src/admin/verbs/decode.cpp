@@ -286,10 +286,10 @@ Run addDecode(Options options) {
   const auto given = std::make_shared<DecodeOptions>();
   options.describe("Show which cards have these bits",
                    "badgemint-admin decode 10001010100111110000100100");
-  options.texts("BITS", "BITS|KEY", given->words,
+  options.texts("BITS", "", given->words,
                 "The bits of a card, or its key in hexadecimal, also as 02:2A:7C:24");
   options.text("--decimal", "NUMBER", given->decimal, "The bits as a decimal number");
-  options.flag("--json", given->json, "Print an object a line, as JSON");
+  options.flag("--json", given->json, "Print JSON, one object a line");
   options.formatsAndCardSets(given->site);
   options.file("--ident", given->ident, "The ident database for the holder, if not ident.db");
   return [given](Console& console) { return decode(*given, console); };

@@ -191,7 +191,7 @@ Run addFormat(Options options) {
   const auto given = std::make_shared<FormatOptions>();
   options.describe("Show format files so that two can be compared",
                    "badgemint-admin format site26.cdf");
-  options.texts("FILE", "FILE", given->files, "CDF, EFF and VFF files");
+  options.texts("FILE", "", given->files, "CDF, EFF and VFF files");
   options.file("--svg", given->svg, "Also draw the layout as a picture, in this file");
   return [given](Console& console) { return format(*given, console); };
 }

@@ -223,7 +223,7 @@ Run addList(Options options) {
                "With a change since the databases in this folder");
   options.flag("--count", given->count, "Print only how many there are");
   options.flag("--csv", given->csv, "Print CSV with a header row");
-  options.flag("--json", given->json, "Print JSON objects, one a holder");
+  options.flag("--json", given->json, "Print JSON, one object a line");
   options.databases(given->site);
   options.flag("--with-pins", given->withPins, "Allow filters for PINs; show PINs in JSON");
   return [given](Console& console) { return list(*given, console); };

@@ -105,7 +105,7 @@ Run addPattern(Options options) {
   const auto given = std::make_shared<PatternOptions>();
   options.describe("Show what readers send for cards, bit by bit",
                    "badgemint-admin pattern 1 15890");
-  options.texts("WORDS", "SET NUMBER ...", given->words, "A card set, and card numbers of it");
+  options.texts("WORDS", "", given->words, "A card set, and card numbers of it");
   options.file("--format", given->format, "Without a card set: the format of the cards");
   options.text("--set", "\"A=101 B=7\"", given->values, "The values of its fields");
   options.file("--cards", given->cards, "Before the first build: a cards file with the card sets");

@@ -318,9 +318,9 @@ Run addVerify(Options options) {
                    "badgemint-admin verify --cards cards.txt");
   options.file("--cards", given->site.cards, "Compare with what a build of this file would make");
   options.databases(given->site);
-  options.flag("--all", given->all, "Print more than 100 faults of one kind");
+  options.flag("--all", given->all, "Print all faults, not only 100 of each kind");
   options.flag("--with-pins", given->withPins, "Show PINs");
-  options.flag("--json", given->json, "Print JSON Lines: an object for each fault");
+  options.flag("--json", given->json, "Print JSON, one object a line");
   return [given](Console& console) { return verify(*given, console); };
 }
 
