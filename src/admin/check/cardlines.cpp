@@ -17,7 +17,7 @@ int64_t storedValue(int64_t value, int64_t most) {
   return static_cast<int32_t>(low);
 }
 
-// Its first card.
+// What a block is about: its first card.
 About aboutBlock(std::string line) {
   const MultiCardsLine words = splitMultiCardsLine(line.data());
   About about;
@@ -28,6 +28,7 @@ About aboutBlock(std::string line) {
   return about;
 }
 
+// The check of one 'd' line; does not outlive it.
 class BlockLine : FieldsCheck {
  public:
   BlockLine(CardsCheck& check, CheckedLine& line)
@@ -85,7 +86,7 @@ class BlockLine : FieldsCheck {
     _line.warn(_line.at(_words[kAfterLast]), "fields", "what follows the access level is ignored");
   }
 
-  // Numbers that go beyond a range only together, and what is right, and mostly not meant.
+  // Numbers that leave a range only together, and blocks that are valid but probably a mistake.
   void checkBlock() const {
     for (const Field field : {kSet, kFirstCard, kCount, kUniqid}) checkRange(field);
     const bool hasLevel = !_words[kLevel].empty() && _words[kLevel][0] != '#';

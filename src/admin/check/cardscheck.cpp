@@ -40,7 +40,7 @@ std::optional<OddText> findOdd(LineReader& input) {
 
 int32_t checkByType(CardsCheck& check, CheckedLine& line);
 
-// Enters what other lines need of a line whose first character is wrong.
+// Checks a line of a wrong type without reporting, so that later lines find its card set or holder.
 void readDespiteType(CardsCheck& check, const CheckedLine& line) {
   std::string copy = line.text;
   char* start = copy.data();
@@ -89,11 +89,11 @@ void checkLine(CardsCheck& check, LineReader& input) {
   }
   if (!odd || std::string_view(line.text).starts_with(kByteOrderMark)) return;
   line.warn(line.at(line.text + odd->offset), "text", "{}", odd->effect);
-  if (hasWords) check.misread.push_back(line.number());
+  if (hasWords) check.unreliableLines.push_back(line.number());
 }
 
 // What the file is as a whole when it is not a cards file, else null.
-const char* findForm(const std::string& path) {
+const char* otherFileText(const std::string& path) {
   LineReader lines;
   if (!lines.open(path.c_str())) return nullptr;
   bool hasWords = false;
@@ -212,19 +212,19 @@ SiteSummary checkSite(const SiteCheckOptions& options, Findings& findings) {
 
   const CheckedFormats formats = checkFormats(options.formats, site->formats(), findings);
   const int file = findings.addFile(options.cards);
-  const char* const form = findForm(options.cards);
-  Findings ofLines;  // One finding takes their place in a file of another form.
-  Findings& wanted = form == nullptr ? findings : ofLines;
-  CardsCheck check{options, *site, formats, levels, wanted, file};
+  const char* const otherFile = otherFileText(options.cards);
+  Findings lineFindings;  // One finding takes their place in a file of another kind.
+  Findings& used = otherFile == nullptr ? findings : lineFindings;
+  CardsCheck check{options, *site, formats, levels, used, file};
   if (!check.index.isInitialised()) throw std::bad_alloc();
   const SiteSummary summary = checkCards(check);
-  if (form == nullptr) return summary;
-  const auto [result, place] = ofLines.verdict();
+  if (otherFile == nullptr) return summary;
+  const auto [result, place] = lineFindings.verdict();
   findings.setVerdict(result, place);
   findings.add({.place = {file, result < 0 ? place.line : 1},
                 .code = result,
                 .rule = result < 0 ? "" : "text"},
-               form, {});
+               otherFile, {});
   return summary;
 }
 

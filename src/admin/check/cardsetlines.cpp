@@ -17,6 +17,7 @@ constexpr LineField kFields[] = {{"line type"},
                                  {"card set", FieldKind::kCardSet, kLastCardSetId},
                                  {"format", FieldKind::kNumber, UINT32_MAX}};
 
+// The check of one 'f' line; does not outlive it.
 class FieldsLine {
  public:
   // Splits the text of the line.
@@ -159,7 +160,7 @@ void checkSameCards(CardsCheck& check, const CheckedLine& line, const cardset& s
 
 }  // namespace
 
-// The width alone does not say: that of every field of a VFF file is the card number's.
+// A width is not enough: in a VFF file every field has that of the card number.
 bool hasSiteValue(const CardFormat& format, int32_t field) {
   const bool isOwn = format.masks().letters[static_cast<size_t>(field)] == 'A' + field;
   return isOwn && field != format.cardNumberField() && format.fieldBitCount(field) > 0;

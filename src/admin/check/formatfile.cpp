@@ -48,6 +48,7 @@ bool contains(std::string_view characters, char c) {
   return characters.find(c) != kNone;
 }
 
+// The check of one format file.
 class FormatFileCheck : TextFileCheck {
  public:
   // `result` is that of loading the file.
@@ -88,7 +89,7 @@ class FormatFileCheck : TextFileCheck {
     FormatLine line{};
     while (isOpen && _lines.size() <= (_isVff ? 17 : 50) &&
            (_end = _format.readFormatLine(_reader, line, false)) == kSuccess) {
-      if (_isText && isMisread()) return false;
+      if (_isText && reportWrongKindOfFile()) return false;
       // For the format a NUL ends the line.
       const std::string_view raw(_reader.line(), _reader.length());
       const bool hasNul = _isText && raw.find('\0') != std::string_view::npos;
@@ -102,7 +103,7 @@ class FormatFileCheck : TextFileCheck {
 
   // Whether the line read last makes a CDF file something else as a whole, which is one finding in
   // place of all others.
-  bool isMisread() {
+  bool reportWrongKindOfFile() {
     const int64_t before = _reader.bytesBefore();
     const char* text = nullptr;
     if (isMergeMark({_reader.line(), _reader.length()})) text = kMergeMarkText;

@@ -14,6 +14,7 @@ namespace {
 
 constexpr int kLineLimit = 600;
 
+// The check of an access levels file.
 class LevelsCheck : TextFileCheck {
  public:
   LevelsCheck(Findings& findings, int file) : TextFileCheck(findings, file) {}

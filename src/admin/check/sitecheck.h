@@ -53,6 +53,7 @@ struct CheckedFormat {
   size_t error = Findings::kNotKept;   // The finding that reports why it did not load.
 };
 
+// The entries of a formats file; CardFormatSet owns the formats.
 struct CheckedFormats {
   bool complete = true;                // False when the formats file could not be read to its end.
   std::vector<CheckedFormat> formats;  // In the order of the file.

@@ -197,7 +197,7 @@ class Build {
     throwIfInterrupted();
   }
 
-  // Builds the new files and proves that they are what the cards file says.
+  // Builds the new files and compares them with the cards file.
   void buildFiles() {
     _staged = {_site.cards, _site.formats, _replacement->stagedPath(kIdentPart),
                _replacement->stagedPath(kAccessPart), _replacement->stagedPath(kCardSetsPart)};

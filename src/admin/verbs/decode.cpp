@@ -13,7 +13,7 @@ namespace badgemint::admin {
 
 namespace {
 
-constexpr size_t kMostNamesakes = 10;
+constexpr size_t kMostOfSameNumber = 10;
 
 struct DecodeOptions {
   SitePaths site;
@@ -90,6 +90,7 @@ CardFormat::FieldValues valuesOf(const CardFormat& format, const CardPattern& ca
   return values;
 }
 
+// One run of the verb; refers to its arguments.
 class Decode {
  public:
   Decode(const CardInput& input, const Site& site, bool hasIdent, bool isJson, Console& console)
@@ -226,12 +227,12 @@ class Decode {
     }
     if (!_hasIdent || isHeld || !hasFit()) return isFormatless;
     if (!_isJson) _console.print("no holder has this card\n");
-    printNamesakes();
+    printHoldersOfSameNumber();
     return false;
   }
 
   // Holders who have the same number with other site values.
-  void printNamesakes() {
+  void printHoldersOfSameNumber() {
     size_t printed = 0;
     for (const IdentRecord& record : _site.databases().idents) {
       const auto number = _site.cardNumberOf(record);
@@ -242,7 +243,7 @@ class Decode {
       });
       if (match == _matches.end()) continue;
       const CardFormat::FieldValues values = valuesOf(*format, record.cardnumber);
-      if (values == match->values || ++printed > kMostNamesakes) continue;
+      if (values == match->values || ++printed > kMostOfSameNumber) continue;
       print(fmt::format("holder {} has this number with {}\n", record.uniqid,
                         siteValuesText(*format, values).erase(0, 2)),
             jsonOf(record).add("values", jsonOf(*format, values)));

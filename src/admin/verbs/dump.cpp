@@ -1,5 +1,5 @@
 // The verb `dump`: writes the cards file of existing databases, and reports what such a file cannot
-// say. Each line is given to a build's own code, which must make the records that it came from.
+// express. Each line is given to a build's own code, which must make the records that it came from.
 #include <cerrno>
 #include <concepts>
 #include <cstring>
@@ -214,7 +214,7 @@ class Dump {
       warn("{}: a build would write a different {}", textOf(*access), field);
   }
 
-  // What only the whole file can tell.
+  // What only the whole file can show.
   void warnOfDuplicates() {
     int32_t result = _index.checkDuplicateKeys();
     if (result == kSuccess) result = _index.checkDuplicateUniqueIds();

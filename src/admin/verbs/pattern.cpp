@@ -35,7 +35,8 @@ void readCardSets(const std::string& path, SiteCards& site, Console& console) {
   throwErrnoUnless(!reader.failed(), path);
 }
 
-// Prints the cards of these numbers, and reports words that are none. `name` says whose they are.
+// Prints the cards of these numbers and reports words that are not card numbers. `name` is the card
+// set and format, or the format file.
 ExitStatus printCards(std::span<const std::string> numbers, const CardEncoder& encoder,
                       const std::string& name, Console& console) {
   const CardLayout layout(*encoder.format);

@@ -45,8 +45,8 @@ bool arePartners(const IdentRecord& a, const IdentRecord& b) {
   return !isPinAlone && (a.cardsetcode == kPinIdentCode) != (b.cardsetcode == kPinIdentCode);
 }
 
-// All that is checked of the databases. A record that is exactly as a build makes it is stored as
-// it should be: what a build accepts is no fault when the cards file is given.
+// All checks of the databases. A record that equals what a build of the given cards file makes has
+// no fault.
 class DatabasesCheck {
  public:
   // All outlive it.
@@ -242,7 +242,7 @@ class DatabasesCheck {
   std::map<uint32_t, CardEncoder> _encoders;  // By card set; without format until first used.
 };
 
-// Reads the databases anew if it is with swapped names that they are possible.
+// Reads the databases with their names swapped, if they are valid only that way.
 bool readSwapped(const SitePaths& names, Databases& databases) {
   if (whyImpossible(databases, names).empty()) return false;
   Databases swapped;
