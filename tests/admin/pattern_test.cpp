@@ -58,10 +58,10 @@ TEST(Pattern, ReportsWhatBitsCanBeAndWhichNumbersCannot) {
       {"decode --formats 26.txt 00022A7C24", 1, card + "; right-aligned\n"},
       {"decode --decimal 340282366920938463463374607431768211456", 2, "", "of up to 128 bits"},
       {"decode 01101111110 --ident none", 1,
-       "format 3 odd.cdf: card 0, A=15; does not fit\n  the parity bit of mask 1 (bit 0) is wrong"
-       "\n  the bits of field A are not a valid value\n  fixed bits from 2 are 10, not 01\n  "
-       "bit 7 is 1, but it is 0 on every card of the format\n  the bits of field B are not a valid "
-       "value\n  fixed bits from 10 are 0, not 1\n",
+       "format 3 odd.cdf: card 0, A=15; does not fit\n  the parity bit of mask 1 (bit 0) is wrong\n"
+       "  the bits of field A are not a valid value\n  fixed bits from 2 are 10, not 01\n"
+       "  bit 7 is 1, but it is 0 on every card of the format\n  the bits of field B are not a "
+       "valid value\n  fixed bits from 10 are 0, not 1\n",
        "none: No such file"},
       {"decode 01101111110 --ident folder", 3, "wrong\n", "folder is not a regular"},
       {"decode 022C7C24 --ident 26.txt", 0, "no holder has", "26.txt ends within a record"},

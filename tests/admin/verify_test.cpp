@@ -93,8 +93,8 @@ TEST_F(VerifyTest, NamesTheFieldThatDiffers) {
   expect({
       {"differs", [](auto& i, auto&) { i[0].cardsetcode = 2; }, "of the cards file: card set"},
       {"differs", [](auto& i, auto&) { i[0].deleted = 1; }, "the cards file: mark of deletion"},
-      {"differs", [](auto&, auto& a) { a[0].pincode[3] = 0x79; }, "cards file: PIN"},
-      {"differs", [](auto&, auto& a) { a[0].acclevel[7] = 1; }, "file: access level 8"},
+      {"differs", [](auto&, auto& a) { a[0].pincode[3] = 0x79; }, "line 3 of the cards file: PIN"},
+      {"differs", [](auto&, auto& a) { a[0].acclevel[7] = 1; }, "the cards file: access level 8"},
   }, "--cards cards");
 }
 // clang-format on
