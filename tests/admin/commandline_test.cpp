@@ -1,11 +1,11 @@
-// What the command line asks for, and what is said of one that asks for nothing.
+// What the command line does, and how it reports what it cannot do.
 #include <poll.h>
 
 #include "admin/adminrun.h"
 
 namespace badgemint::admin::commandline_test {
 
-TEST(CommandLine, DoesWhatItIsAskedOrSaysWhyNot) {
+TEST(CommandLine, DoesWhatItIsAskedOrReportsWhyNot) {
   const TestSite site;
   expectRuns({
       {"--version", 0, "badgemint-admin " BADGEMINT_VERSION "\n"},

@@ -30,33 +30,27 @@ TEST(Diff, PrintsWhatBecameOfACredential) {
   const TestSite site;
   writeFile("sets", "f 2 2\n");
   const IdentRecord card7 = card(7, 1), deleted7 = credential(7, 1, 2, 1);
-  const IdentRecord pin = credential(5, 1, kPinIdentCode), pin6 = credential(6, 1, kPinIdentCode);
-  const IdentRecord pinAlone = credential(5, 1, kPinOnlyCode);
-  const IdentRecord raw7 = credential(7, 5, kFormatlessCode);
+  const IdentRecord pin = credential(5, 1, kPinIdentCode), pin6 = credential(6, 1, kPinIdentCode),
+                    pin9 = credential(9, 1, kPinIdentCode),
+                    raw7 = credential(7, 5, kFormatlessCode),
+                    pinAlone = credential(5, 1, kPinOnlyCode);
+  const std::string kSeven = "card 7 of card set 2 ", kAlone = "PIN **** without a card ",
+                    kBeside = "PIN **** beside a card ", kTwo = "\nholder 2: " + kSeven;
   const std::tuple<Idents, Idents, std::string> kCases[] = {
-      {{}, {deleted7}, "card 7 of card set 2 added, deleted\n"},
-      {{card7}, {card(7, 0)}, "card 7 of card set 2 moved to holder 0\n"},
-      {{card7},
-       {raw7},
-       "card 7 of card set 2 moved to holder 5, now card 00000007 without format\n"},
-      {{card7}, {deleted7}, "card 7 of card set 2 deleted\n"},
-      {{deleted7}, {card7}, "card 7 of card set 2 restored\n"},
-      {{pinAlone}, {pin}, "PIN **** without a card changed, now PIN **** beside a card\n"},
-      {{pin, pin6},
-       {credential(9, 1, kPinIdentCode)},
-       "PIN **** beside a card changed\nholder 1: PIN **** beside a card removed\n"},
-      {{pinAlone},
-       {pin6},
-       "PIN **** without a card removed\nholder 1: PIN **** beside a card added\n"},
-      {{card7, card(7, 2)},
-       {card(7, 3)},
-       "card 7 of card set 2 moved to holder 3\nholder 2: card 7 of card set 2 removed\n"},
+      {{}, {deleted7}, kSeven + "added, deleted"},
+      {{card7}, {card(7, 0)}, kSeven + "moved to holder 0"},
+      {{card7}, {raw7}, kSeven + "moved to holder 5, now card 00000007 without format"},
+      {{card7}, {deleted7}, kSeven + "deleted"},
+      {{deleted7}, {card7}, kSeven + "restored"},
+      {{pinAlone}, {pin}, kAlone + "changed, now PIN **** beside a card"},
+      {{pin, pin6}, {pin9}, kBeside + "changed\nholder 1: " + kBeside + "removed"},
+      {{pinAlone}, {pin6}, kAlone + "removed\nholder 1: " + kBeside + "added"},
+      {{card7, card(7, 2)}, {card(7, 3)}, kSeven + "moved to holder 3" + kTwo + "removed"},
   };
   for (const auto& [before, now, printed] : kCases) {
     const AdminRun run = diffOf(before, {}, now, {});
-    EXPECT_EQ(run.output, "holder 1: " + printed);
-    EXPECT_EQ(run.status, 1);
-    EXPECT_EQ(run.errors, "");
+    EXPECT_EQ(run.output, std::string("holder 1: ").append(printed) + '\n');
+    EXPECT_EQ(run.status, 1) << run.errors;
   }
   EXPECT_EQ(diffOf({card7}, {}, {card7}, {}).status, 0);
   EXPECT_TRUE(diffOf({card7}, {}, {card(7, 5)}, {}, "--json")

@@ -1,4 +1,4 @@
-// The verb `dump`: what it writes builds the same databases again, or it says that it does not.
+// The verb `dump`: what it writes builds the same databases again, or it reports that it does not.
 #include "admin/adminrun.h"
 #include "admin/records/databases.h"
 
@@ -7,7 +7,7 @@ namespace badgemint::admin::dump_test {
 // Levels, flags, escort, validity, elevator and relay group; cards have one flag more.
 const std::string kHolder = " 1 2 3 4 5 6 7 65535 1 0 1 9 2010/2/3 1:2:3 2037/12/31 0 255 1";
 
-TEST(AdminDump, ReportsWhatACardsFileCannotSay) {
+TEST(AdminDump, ReportsWhatACardsFileCannotExpress) {
   const TestSite site;
   const std::string cards = "f 1 1 A=21\nf 2 2 A=-1\nc 1 15890 4711 1" + kHolder +
                             " 0\nd 2 5 11 100 7\no 99 1\nf 3 1\nf 253 9 H=5\n";

@@ -91,7 +91,7 @@ TEST_F(Holders, AreNotFoundByWordsThatMeanNothing) {
   });
 }
 
-TEST(Show, SaysWhatNoBuildWrites) {
+TEST(Show, PrintsWhatNoBuildWrites) {
   const TestSite site;
   writeFile("levels", "3 1 2\n4\n");
   writeRecords<IdentRecord>("ident.db", {{{0x02, 0x2A, 0x7C, 0x24}, 5, 1, 1},
@@ -104,7 +104,7 @@ TEST(Show, SaysWhatNoBuildWrites) {
   const AdminRun run = runAdmin(
       "show 8 6 --key 0x022A7C24 --key 4711f --levels levels --at \"1970/01/01 00:03:20\"");
   EXPECT_EQ(run.status, 1);
-  for (const char* const says :
+  for (const char* const text :
        {"holder 8\n  one of 2 access records\n",
         "  access level 2: 3, opens door group/schedule 1/2\n  access level 3: 4, opens no door\n",
         "  validity: until 1970/01/01 00:03:20 UTC, valid\n  flag 0 (not in the line)\n",
@@ -116,12 +116,12 @@ TEST(Show, SaysWhatNoBuildWrites) {
         "holder 5\n  no access record: no door opens\n",
         " of card set 1, deleted\n  PIN **** beside a card\n",
         "\nthere is no credential with key 4711f\n\n"})
-    EXPECT_TRUE(contains(run.output, says)) << says;
+    EXPECT_TRUE(contains(run.output, text)) << text;
   const std::string pins =
       runAdmin("show 6 --key 4711F --with-pins --at \"1970/1/1 0:1:39\"").output;
-  for (const char* const says :
+  for (const char* const text :
        {"4711 without a card, key 4711F", "20 UTC, never valid", "19 UTC, valid"})
-    EXPECT_TRUE(contains(pins, says)) << says;
+    EXPECT_TRUE(contains(pins, text)) << text;
 }
 
 // Holders have cards of card set 2 with their numbers; levels 1 and 2 open door group 4.

@@ -3,36 +3,6 @@
 
 namespace badgemint::admin::pattern_test {
 
-// Also in layouts with gaps, in which the format counts fewer bits than it sets.
-TEST(Pattern, PrintsBitsAndKeysThatDecodeFinds) {
-  std::mt19937_64 random{20261122};
-  writeFile("formats.txt", "1 f.cdf");
-  int printed = 0;
-  for (int round = 0; round < 100; ++round) {
-    const FormatLines masks = randomMasks("AABBB.-", random);
-    const std::string number = std::to_string(random() % 8), site = std::to_string(random() % 4);
-    writeFile("f.cdf", fileOf("CDF", linesOf("CDF", masks)));
-    writeFile("cardsets.txt", "f 5 1 A " + site);
-    const AdminRun pattern = runAdmin("pattern 5 " + number);
-    if (pattern.status != 0) continue;
-    ++printed;
-    std::istringstream words(pattern.output.substr(pattern.output.find("\nbits  ")));
-    std::string name, bits, key;
-    words >> name >> bits >> name >> key;
-    for (const std::string& word : {bits, "0x" + key}) {
-      const AdminRun decode = runAdmin("decode " + word);
-      EXPECT_EQ(decode.status, 0) << masks[0] << decode.errors;
-      EXPECT_TRUE(decode.output.starts_with("format 1 f.cdf: card " + number)) << decode.output;
-      EXPECT_TRUE(contains(decode.output, "\n  card set 5\n"));
-    }
-    bits.back() ^= 1;
-    const std::string fault =
-        fmt::format("\n  the parity bit of mask 2 (bit {}) is wrong\n", bits.size() - 1);
-    EXPECT_TRUE(contains(runAdmin("decode " + bits).output, fault)) << masks[0];
-  }
-  EXPECT_GT(printed, 30);
-}
-
 TEST(Pattern, ReportsWhatBitsCanBeAndWhichNumbersCannot) {
   const TestSite site;
   FormatLines odd = linesOf("CDF", {"PA..AAAPBB.", "..01......1", "EXXXXXX"});

@@ -122,10 +122,10 @@ TEST_F(VerifyTest, DiffersMissingAndOther) {
       {"f 1 1 A=22\nf 2 2\n" + kC + kO + kN + kP + kD,
        "cardsets: a build would not write it: card set 1 differs from the cards file [differs]\n"},
   };
-  for (const auto& [cards, says] : kCases) {
+  for (const auto& [cards, text] : kCases) {
     writeFile("cards", cards);
     const std::string found = faults("--cards cards");
-    EXPECT_TRUE(found.find(says) != found.npos && found.empty() == says.empty()) << found;
+    EXPECT_TRUE(found.find(text) != found.npos && found.empty() == text.empty()) << found;
   }
   writeFile("cards", "x\n");
   EXPECT_TRUE(faults("--cards cards").starts_with("cards:1:1: error: "));

@@ -1,5 +1,5 @@
-// Encoding and decoding with whole format files: a judge that goes position by position through the
-// characters of their masks. The manuals show the cards of real formats.
+// Encoding and decoding with whole format files, compared with a reference that goes position by
+// position through the characters of their masks. The manuals show the cards of real formats.
 
 #include <bitset>
 
@@ -14,7 +14,7 @@ std::string bitText(const auto& units) {
 }
 
 // How a value becomes the bits of a field, and back: bits as text, the first position at the front.
-struct FieldJudge {
+struct ReferenceField {
   fieldstate state;
 
   // Four data bits, the lowest first, and one that makes the number of ones odd.
@@ -57,15 +57,16 @@ struct FieldJudge {
   }
 };
 
-// What a format file says, and what its cards then are. Bits are text, the first at the front.
-struct Judge {
+// What a format file defines, and what its cards then are. Bits are text, the first at the front.
+struct ReferenceFormat {
   bool isVff;
   size_t numberField, end = 0;  // After the last position in use.
   int bits = 0, parityMasks = 0;
   std::array<std::string, 8> directions, types;  // Of each field.
   std::array<std::string, 10> masks;             // Output, fixed and parity; blank at some ends.
 
-  explicit Judge(std::mt19937_64& random) : isVff(random() % 4 == 0), numberField(random() % 8) {
+  explicit ReferenceFormat(std::mt19937_64& random)
+      : isVff(random() % 4 == 0), numberField(random() % 8) {
     for (std::string& direction : directions)
       direction = std::array{"MSB", "LSB", "?"}[random() % 3];
     for (std::string& type : types) type = std::array{"BIN", "BCD", "MSD", ""}[random() % 4];
@@ -138,7 +139,8 @@ struct Judge {
     std::string work(144, '0');
     for (size_t field = 0; field < 8; ++field) {
       if (isVff && field != numberField) continue;
-      std::string digits = std::string(80, '0') + FieldJudge{state(field)}.toBits(values[field]);
+      std::string digits =
+          std::string(80, '0') + ReferenceField{state(field)}.toBits(values[field]);
       for (size_t p = 144; p-- > 0;) {
         if (masks[0][p] != letter(field)) continue;
         work[p] = digits.back();
@@ -161,11 +163,11 @@ struct Judge {
     std::string digits(64, '0');
     for (size_t p = 0; p < 144; ++p)
       if (masks[0][p] == letter(field)) digits += work[p];
-    return FieldJudge{state(field)}.toValue(digits);
+    return ReferenceField{state(field)}.toValue(digits);
   }
 };
 
-TEST(CardFormat, AgreesWithTheJudge) {
+TEST(CardFormat, AgreesWithTheReference) {
   std::mt19937_64 random{20261121};
   const auto number = [&random] {
     return static_cast<int64_t>((random() >> random() % 64) * (random() % 4 ? 1 : ~uint64_t{0}));
@@ -173,31 +175,31 @@ TEST(CardFormat, AgreesWithTheJudge) {
   TestFormat test("CDF");
   CardFormat* const cdf = test.format;  // Nothing of the file before may stay.
   for (int round = 0; round < 500; ++round) {
-    const Judge judge(random);
-    test.format = judge.isVff ? test.set.addFormat(7, ".vff") : cdf;
+    const ReferenceFormat reference(random);
+    test.format = reference.isVff ? test.set.addFormat(7, ".vff") : cdf;
     CardFormat& format = *test.format;
-    ASSERT_EQ(test.load(judge.file()), 0);
-    ASSERT_EQ(format.lastUsedBit(), static_cast<int32_t>(judge.end) - 1);
+    ASSERT_EQ(test.load(reference.file()), 0);
+    ASSERT_EQ(format.lastUsedBit(), static_cast<int32_t>(reference.end) - 1);
     std::array<int64_t, 8> values{};
     for (int32_t f = 0; int64_t & value : values) format.setFieldValue(f++, value = number());
-    const int64_t cardNumber = values[judge.numberField] = number();
+    const int64_t cardNumber = values[reference.numberField] = number();
     CardPattern pattern;
     int32_t bits = -1;
     int64_t value = -1;
     ASSERT_EQ(format.encodeCard(cardNumber, pattern, bits), 0);
-    ASSERT_EQ(bitText(pattern), judge.encode(values)) << round << '\n' << judge.file();
-    ASSERT_EQ(bits, judge.bits);
+    ASSERT_EQ(bitText(pattern), reference.encode(values)) << round << '\n' << reference.file();
+    ASSERT_EQ(bits, reference.bits);
     for (uint8_t& byte : pattern) byte ^= static_cast<uint8_t>(round % 3 == 0 ? random() : 0);
     const std::string text = bitText(pattern);
-    ASSERT_EQ(format.decodeCardNumber(pattern), judge.decode(text, judge.numberField));
+    ASSERT_EQ(format.decodeCardNumber(pattern), reference.decode(text, reference.numberField));
     for (int32_t f = 0; f < 8; ++f) {
       const auto field = static_cast<size_t>(f);
       ASSERT_EQ(format.decodeField(pattern, f, value), 0);
-      ASSERT_EQ(value, judge.decode(text, field)) << round << f;
-      ASSERT_EQ(format.fieldBitCount(f), judge.state(field).nbits);
+      ASSERT_EQ(value, reference.decode(text, field)) << round << f;
+      ASSERT_EQ(format.fieldBitCount(f), reference.state(field).nbits);
       BitPattern work{{random(), random(), random()}};
       std::string expected = bitText(work.words);
-      judge.placeParity(field, expected);
+      reference.placeParity(field, expected);
       format.computeParityBit(work, f);
       ASSERT_EQ(bitText(work.words), expected) << round << f;
     }

@@ -147,7 +147,7 @@ TEST(Fmtfile, ReadsEntries) {
   EXPECT_EQ(file.readEntry(id, name), -371);
 }
 
-TEST(CardFormatSet, TakesTheKindFromTheName) {
+TEST(CardFormatSet, ReadsTheKindFromTheName) {
   CardFormatSet set;
   EXPECT_NE(dynamic_cast<EffCardFormat*>(set.addFormat(0, "a.vff.EFFECT")), nullptr);
   EXPECT_NE(dynamic_cast<CdfCardFormat*>(set.addFormat(1, "A.VFF.eff.cDf")), nullptr);

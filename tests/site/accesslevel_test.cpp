@@ -71,22 +71,7 @@ TEST(AccessChecker, GrantsByOnePairAndRefusesByAllOfThem) {
         if (byA == reason || byB == reason) expected = reason;
       EXPECT_EQ(checker.checkAccess(number++, 30), expected) << a << b;
     }
-  TestLog log;
-  EXPECT_TRUE(load(levels, "777 1 9 1 6 2 2\n777"));
-  EXPECT_EQ(checker.checkAccess(777, 30), 0);
-  EXPECT_EQ(log.take(),
-            "[100 accesslevel] accesslevel: Reading accesslvls ...\n"
-            "[100 accesslevel] accesslevel:load - level 777\n"
-            "[100 accesslevel] accesslevel:load - level 777\n"
-            "[5 accesslevel] access level 777, found\n"
-            "[20 accesslevel] dgid = 1, schid= 9\n"
-            "[20 accesslevel] reader is in doorgroup \n"
-            "[10 accesslevel] schedule 9 not found\n"
-            "[20 accesslevel] dgid = 1, schid= 6\n"
-            "[20 accesslevel] reader is in doorgroup \n"
-            "[20 accesslevel] reason denied = 0\n");
-  EXPECT_EQ(checker.checkAccess(777, 31), -2);
-  log.take();
+  TestLog log(5);  // badgemint-maintain(3) shows what is logged of a level that is there.
   EXPECT_EQ(checker.checkAccess(778, 30), -16);
   EXPECT_EQ(log.take(), "[5 accesslevel] access level 778, not configured\n");
 }

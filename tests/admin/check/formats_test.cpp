@@ -84,22 +84,6 @@ TEST_F(FormatsCheck, FindsNothingInValidFiles) {
               {"VFF", {{18, "anything"}}, ""}});
 }
 
-// Fields, parity and fixed bits wherever they like; a character that is none of these is found.
-TEST_F(FormatsCheck, FindsTheOneWrongCharacterOfARandomLayout) {
-  std::mt19937_64 random{20261121};
-  for (int round = 0; round < 300; ++round) {
-    FormatLines masks = randomMasks("ABC.", random);
-    masks[0][1] = 'B';
-    masks[1][1] = '.';
-    EXPECT_EQ(placesOf(checkFile("CDF", fileOf("CDF", linesOf("CDF", masks)))), "");
-    const size_t wrong = 2 + random() % (masks[0].size() - 2);
-    masks[1][wrong] = '.';
-    masks[0][wrong] = 'q';
-    EXPECT_EQ(placesOf(checkFile("EFF", fileOf("EFF", linesOf("EFF", masks))), "mask"),
-              "21:" + std::to_string(wrong + 1));
-  }
-}
-
 TEST_F(FormatsCheck, RuleMask) {
   const std::string wide = "P........" + std::string(127, '*');
   expectRule(
@@ -184,17 +168,6 @@ TEST_F(FormatsCheck, RulesOfTheFormatsFile) {
   const Findings two = checkLines("1 f.CDF\n2 x\n3 none.cdf\n");
   EXPECT_EQ(two.errors(), 2U);
   EXPECT_EQ(two.placeText(two.verdict().place), "list:2");
-}
-
-// A line of a cards file in a formats file, or in a format file.
-TEST_F(FormatsCheck, ShowsNoDigitsOfPins) {
-  for (const std::string line : {"c 1 15890 4711 1001", "4711x 4711", "47110815123 f.CDF",
-                                 "1 15890;4711", "c,1,4711,4711,4711"}) {
-    std::string texts = placesOf(checkLines(line));
-    for (size_t changed = 1; changed <= 24; ++changed)
-      texts += placesOf(checkChanged({"CDF", {{changed, line}}, ""}));
-    EXPECT_FALSE(contains(texts, "4711")) << line;
-  }
 }
 
 }  // namespace badgemint::admin::check_formats_test
