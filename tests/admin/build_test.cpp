@@ -178,9 +178,9 @@ TEST_F(BuildTest, RefusesAndChangesNothing) {
   const std::string kJournal = kFolder + "printf >journal 'badgemint-admin replaces:";
   const std::tuple<std::string, std::string, int, std::string> kCases[] = {
       {"echo 'p 1234 9' >>cards.txt", "", 2, "refused because of these findings: nothing was"},
-      {"", "--ident ./cards.txt", 2, "cards.txt and ./cards.txt are one file"},
-      {"", "--log 26.cdf", 2, "one file"},
-      {"", "--keep --log ident.db.old", 2, "one file"},
+      {"", "--ident ./cards.txt", 2, "cards.txt and ./cards.txt are the same file"},
+      {"", "--log 26.cdf", 2, "are the same file"},
+      {"", "--keep --log ident.db.old", 2, "are the same file"},
       {"", "--log ./.badgemint-admin/./log", 2, "is in the folder that builds clean up"},
       {"ln -s none link", "--access link", 2, "link is a link or not a file"},
       {"mkdir sub", "--access sub/access.db", 2, "are not in one folder"},
@@ -206,8 +206,8 @@ TEST_F(BuildTest, RefusesAndChangesNothing) {
       {"sed -i '/^p/!d' cards.txt", "--max-removed 66%", 2, "2 of 3"},
       {"echo >>ident.db", "", 2, "ident.db ends within a record"},
       {"echo >>ident.db", "--max-removed 100", 2, "(--max-removed 100% replaces it all the same)"},
-      {"(head -c 24 /dev/zero; echo 222) >ident.db", "", 2, "ident.db is not such a database"},
-      {"yes | head -c 44 >access.db", "", 2, "access.db is not such a database"},
+      {"(head -c 24 /dev/zero; echo 222) >ident.db", "", 2, "ident.db is not an ident database"},
+      {"yes | head -c 44 >access.db", "", 2, "access.db is not an access database"},
       {"", "--max-removed 1x", 3, "neither a number nor a percentage"},
       {"", "--max-removed 101%", 3, "neither a number nor a percentage"},
   };

@@ -32,8 +32,8 @@ TEST(AdminFormat, EndsWithTheWorstOfItsFiles) {
       {"format none.cdf gone.vff cut.eff", 3, "cut.eff: does",
        "gone.vff: cannot be opened: No such"},
       {"format --svg good.cdf good.cdf", 2, "good.cdf: CDF\n", "good.cdf"},
-      {"format --svg hole.EFF good.cdf", 2, "good.cdf: CDF\n", "hole.EFF is there already"},
-      {"format --svg a.svg good.cdf good.cdf", 3, "", "--svg draws one format file; 2 are given"},
+      {"format --svg hole.EFF good.cdf", 2, "good.cdf: CDF\n", "hole.EFF already exists and"},
+      {"format --svg a.svg good.cdf good.cdf", 3, "", "--svg draws one format file, but 2 were"},
   });
 }
 

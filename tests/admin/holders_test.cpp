@@ -73,7 +73,7 @@ TEST_F(Holders, AreNotFoundByWordsThatMeanNothing) {
       {"show 4294967296", 3, "", "is not a unique ID, a number from 0 to 4294967295\n"},
       {"show 4294967295 --card 1:65535 --ident none", 3, "", "none: No such file"},
       {"show 7-5", 3, "", "\"7-5\" is not a range: its end is before its start\n"},
-      {"show --card 7:7", 2, "", "format 9 of card set 7 is not there"},
+      {"show --card 7:7", 2, "", "format 9 of card set 7 is not available"},
       {"show --card 1:65536", 2, "", "card number 65536 does not fit field B of 16 bits"},
       {"show --key 0X0g", 3, "", "\"0X0g\" is not a key of 1 to 32 hexadecimal digits\n"},
       {"show 1 --at \"2026/02/30 10:00:00\"", 3, "", "is not a time; write it as \"2026/01/31"},
@@ -108,7 +108,7 @@ TEST(Show, PrintsWhatNoBuildWrites) {
        {"holder 8\n  one of 2 access records\n",
         "  access level 2: 3, opens door group/schedule 1/2\n  access level 3: 4, opens no door\n",
         "  validity: until 1970/01/01 00:03:20 UTC, valid\n  flag 0 (not in the line)\n",
-        "1970/01/01 00:03:20 UTC, never valid\n  escort: 77, who is not a holder\n",
+        "1970/01/01 00:03:20 UTC, never valid\n  escort: 77, who does not exist\n",
         "  elevator access: 1\n  output relay group: 2\n  issue level: 7\n  output mode: 8\n",
         "  card with key 02000000000000000000000000000000 of card set 7\n  PIN **** without a "
         "card\n",
@@ -182,7 +182,7 @@ TEST_F(Why, RefusesWhatItCannotDecide) {
       {"why 1 --door 4 --levels cardsets.txt", 3, "", "no line defines an access level"},
       {"why 8 --door 4 --levels levels", 3, "", "several access records, and they disagree"},
       {"why 1 --levels levels", 3, "", "write the door group with --door"},
-      {"why --door 4 --levels levels", 3, "", "write one unique ID, one --card or one --key"},
+      {"why --door 4 --levels levels", 3, "", "give a unique ID, --card or --key, only one"},
       {"why 1 --door x --levels levels", 3, "", "write the door group with --door, a number"},
   });
 }

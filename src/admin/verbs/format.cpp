@@ -146,7 +146,7 @@ void writeSvg(const std::string& path, const std::string& source, const Drawing&
   requireDistinctFiles({source}, {path});
   std::string start(4, ' ');
   const bool isOther = std::ifstream(path).read(start.data(), 4) && start != "<svg";
-  if (isOther) throw Refused("{} is there already, and is not an SVG picture", path);
+  if (isOther) throw Refused("{} already exists and is not an SVG picture", path);
   NewFile file(path, true);
   file.write(svgOf(drawing));
   static_cast<void>(file.finish());
@@ -176,7 +176,7 @@ ExitStatus show(const std::string& path, const FormatOptions& options, Console& 
 ExitStatus format(const FormatOptions& options, Console& console) {
   if (options.files.empty()) throw NotDone("give one or more format files");
   if (!options.svg.empty() && options.files.size() > 1)
-    throw NotDone("--svg draws one format file; {} are given", options.files.size());
+    throw NotDone("--svg draws one format file, but {} were given", options.files.size());
   ExitStatus worst = ExitStatus::kAllWell;
   for (const std::string& file : options.files) {
     if (&file != &options.files.front()) console.print("\n");
@@ -191,7 +191,7 @@ Run addFormat(Options options) {
   const auto given = std::make_shared<FormatOptions>();
   options.describe("Show format files so that two can be compared",
                    "badgemint-admin format site26.cdf");
-  options.texts("FILE", "FILE", given->files, "CDF, EFF and VFF files");
+  options.texts("FILE", "", given->files, "CDF, EFF and VFF files");
   options.file("--svg", given->svg, "Also draw the layout as a picture, in this file");
   return [given](Console& console) { return format(*given, console); };
 }
