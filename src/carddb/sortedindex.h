@@ -126,7 +126,7 @@ class SortedIndex {
   }
 
  private:
-  // Behind all sorted entries of its key: its recno is the highest.
+  // After all sorted entries of its key: its recno is the highest.
   void moveLastToItsPlace() {
     const Entry last = *sortedEnd();
     const auto rank = last.rank();

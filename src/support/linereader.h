@@ -70,7 +70,7 @@ class LineReader {
   bool _endedLine = true;  // Whether the line read last had its newline.
   char* _line;
   char* _next;  // The first character not yet handed out.
-  char* _end;   // Behind the last character read.
+  char* _end;   // After the last character read.
 };
 
 }  // namespace badgemint
