@@ -146,8 +146,6 @@ class Findings {
   Verdict _verdict;
 };
 
-// A text whose bytes may be any: what does not print is shown as "\xNN".
-std::string printable(std::string_view text);
 // The 32 hexadecimal digits of a key.
 std::string keyText(const CardPattern& key);
 // printable() in double quotes, as messages show a word of a file; cut where it is long.

@@ -24,7 +24,7 @@ namespace {
 constexpr size_t kCardNumberFieldLine = 8;
 constexpr size_t kParityCountLine = 9;
 constexpr size_t kFirstFieldLine = 13;
-constexpr size_t kFirstMaskLine = 21;
+constexpr size_t kFirstMaskLine = 21, kLastMaskLine = 50;
 constexpr size_t kPositionsPerLine = 48;
 constexpr size_t kDefinitionRecord = 6;
 constexpr size_t kFirstMaskRecord = 7;
@@ -171,8 +171,12 @@ class FormatFileCheck : TextFileCheck {
       if (hasHiddenByte(line)) return false;
       const std::string_view text = _lines[line].c_str();
       if (text.find_first_not_of(". ", kPositionsPerLine) == std::string_view::npos) continue;
-      _findings.warn(placeOf(line, kPositionsPerLine + 1), "mask",
-                     "a mask line has 48 positions: the rest belongs in line {}", line + kMasks);
+      const std::string effect =
+          line + kMasks > kLastMaskLine
+              ? "a layout has 144 positions: the rest is ignored"
+              : fmt::format("a mask line has 48 positions: the rest belongs in line {}",
+                            line + kMasks);
+      _findings.warn(placeOf(line, kPositionsPerLine + 1), "mask", "{}", effect);
       return false;
     }
     return true;

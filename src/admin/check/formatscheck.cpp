@@ -18,8 +18,9 @@ constexpr LineField kFormatId = {"format ID", FieldKind::kNumber, UINT32_MAX};
 // Loads each format where its entry is read, as a build does.
 class FormatsCheck : TextFileCheck {
  public:
-  FormatsCheck(Findings& findings, int file, CardFormatSet& formats, CheckedFormats& checked)
-      : TextFileCheck(findings, file), _formats(formats), _checked(checked) {}
+  FormatsCheck(Findings& findings, int file, CardFormatSet& formats, const std::string& folder,
+               CheckedFormats& checked)
+      : TextFileCheck(findings, file), _formats(formats), _folder(folder), _checked(checked) {}
 
   void run(const std::string& path) {
     requireRegularFile(path);
@@ -90,7 +91,7 @@ class FormatsCheck : TextFileCheck {
            entry.id, sameId.line);
     const std::string name = inQuotes(entry.fileName);
     struct stat meant, read;
-    if (stat(path, &meant) == 0 && stat(entry.fileName.c_str(), &read) == 0 &&
+    if (stat(path, &meant) == 0 && stat(pathIn(_folder, entry.fileName).c_str(), &read) == 0 &&
         !isSameFile(meant, read))
       warn(path, "format-id",
            "the folder is ignored: {} in the current folder is read, which is another file", name);
@@ -104,7 +105,8 @@ class FormatsCheck : TextFileCheck {
   void load(CheckedFormat& entry) {
     const CheckedFormat& first = firstOf(entry.fileName);
     Findings repeated;
-    checkFormatFile(entry.fileName, entry, _formats, &first == &entry ? _findings : repeated);
+    checkFormatFile(pathIn(_folder, entry.fileName), entry, _formats,
+                    &first == &entry ? _findings : repeated);
     entry.error = first.error;
   }
 
@@ -113,6 +115,7 @@ class FormatsCheck : TextFileCheck {
   }
 
   CardFormatSet& _formats;
+  const std::string& _folder;
   CheckedFormats& _checked;
 };
 
@@ -124,9 +127,9 @@ const CheckedFormat* CheckedFormats::find(uint32_t id) const {
 }
 
 CheckedFormats checkFormats(const std::string& formatsFile, CardFormatSet& formats,
-                            Findings& findings) {
+                            Findings& findings, const std::string& folder) {
   CheckedFormats checked;
-  FormatsCheck(findings, findings.addFile(formatsFile), formats, checked).run(formatsFile);
+  FormatsCheck(findings, findings.addFile(formatsFile), formats, folder, checked).run(formatsFile);
   return checked;
 }
 

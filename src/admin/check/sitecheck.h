@@ -64,9 +64,9 @@ struct CheckedFormats {
 // Loads every format that can be loaded into `formats`, which owns them. Adds the formats file and
 // then the format files, as listed and each once, to the findings, and sets their verdict at the
 // first thing for which a build would fail. Throws std::bad_alloc, and std::system_error when a
-// file that loaded cannot be read again.
+// file that loaded cannot be read again. Format files are looked up in `folder`.
 CheckedFormats checkFormats(const std::string& formatsFile, CardFormatSet& formats,
-                            Findings& findings);
+                            Findings& findings, const std::string& folder = ".");
 
 // Loads the format of an entry into `formats`, and checks its file, which `path` leads to, line by
 // line. Adds the file to the findings, sets `format` or `error` of the entry, and throws, as above.

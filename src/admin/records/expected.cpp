@@ -65,7 +65,7 @@ std::string differenceOfCardSets(const cardsets& expected, const cardsets& store
   return stored.count() == expected.count() ? "" : "there are more card sets";
 }
 
-Databases prove(const SitePaths& files) {
+Site prove(const SitePaths& files) {
   Site site(files, {.formats = true, .wholeRecords = ExitStatus::kRefused});
   Databases &databases = site.databases(), expected;
   ExpectedRecords records(site, [&expected](const ExpectedRecord& made) {
@@ -77,7 +77,8 @@ Databases prove(const SitePaths& files) {
   requireEqual(databases.accesses, expected.accesses, files.access);
   const std::string difference = differenceOfCardSets(records.cardSets(), site.sets());
   if (!difference.empty()) throw Refused("not proved: {}: {}", files.cardSets, difference);
-  return std::move(databases);
+  databases.sort();
+  return site;
 }
 
 }  // namespace badgemint::admin

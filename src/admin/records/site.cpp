@@ -37,15 +37,6 @@ std::string noteOfReplacement(std::span<const std::string> paths) {
   return "";
 }
 
-// Restores the current folder.
-struct CurrentFolder {
-  const std::filesystem::path path = std::filesystem::current_path();
-  ~CurrentFolder() {
-    std::error_code ignored;
-    std::filesystem::current_path(path, ignored);
-  }
-};
-
 }  // namespace
 
 void readOneState(std::span<const std::string> paths, const std::function<void()>& read) {
@@ -77,7 +68,7 @@ void openLevels(const std::string& path, AccessLevelSet& levels) {
 }
 
 Site::Site(const SitePaths& paths, const Needs& needs, Console* console) {
-  if (!paths.formats.empty()) loadFormats(paths.formats, paths.formatFolder);
+  if (!paths.formats.empty()) loadFormats(paths);
   const std::vector<std::string> formatsProblems = _problems;
   std::vector<std::string> replaced = {paths.access, paths.ident, paths.cardSets};
   std::erase(replaced, "");
@@ -95,19 +86,14 @@ Site::Site(const SitePaths& paths, const Needs& needs, Console* console) {
     if (needs.wholeRecords) throw Failure(*needs.wholeRecords, rest);
     _problems.push_back(rest);
   }
+  if (needs.sorted) _databases.sort();
   if (console != nullptr)
     for (const std::string& problem : _problems) console->report("{}", problem);
 }
 
-void Site::loadFormats(std::string path, const std::string& formatFolder) {
-  std::optional<CurrentFolder> before;  // The library looks for format files in the current one.
-  if (formatFolder != ".") {
-    path = std::filesystem::absolute(path).string();
-    before.emplace();
-    std::filesystem::current_path(formatFolder);
-  }
+void Site::loadFormats(const SitePaths& paths) {
   Findings findings;
-  _checked = checkFormats(path, _siteCards->formats(), findings);
+  _checked = checkFormats(paths.formats, _siteCards->formats(), findings, paths.formatFolder);
   for (const Finding& finding : findings.sorted())
     if (finding.isError() && _problems.empty())
       _problems.push_back(findings.placeText(finding.place) + ": " + finding.text);

@@ -19,13 +19,14 @@
 namespace badgemint::admin {
 
 // Formats, card sets and databases of one site. Owns all of them; the records are in the order of
-// their files until somebody sorts them.
+// their files unless they are to be sorted.
 class Site {
  public:
   // What a verb cannot do without.
   struct Needs {
     bool formats = false;  // And card sets; else cards may be known by their keys only.
     std::optional<ExitStatus> wholeRecords{};  // Thrown when a database ends within a record.
+    bool sorted = false;                       // The records, by unique IDs.
   };
 
   // Reads what the paths name, card sets and databases as one state, and leaves out what has an
@@ -56,10 +57,10 @@ class Site {
 
  private:
   // Loads every format that loads. The first error is a problem.
-  void loadFormats(std::string path, const std::string& formatFolder);
+  void loadFormats(const SitePaths& paths);
   void readCardSets(const std::string& path);
 
-  const std::unique_ptr<SiteCards> _siteCards = std::make_unique<SiteCards>();
+  std::unique_ptr<SiteCards> _siteCards = std::make_unique<SiteCards>();
   CheckedFormats _checked;
   std::unique_ptr<cardsets> _sets = std::make_unique<cardsets>();
   Databases _databases;

@@ -136,8 +136,8 @@ class Build {
     checkFiles();
     buildFiles();
     readOld();
-    const Changes changes = compare(_old, _fresh);
-    if (_options.changes) printDifferences(changes);
+    const Changes changes = compare(*_old, *_fresh);
+    if (_options.changes) printChanges(changes, *_old, *_fresh, {}, _console);
     requireFewLosses();
     const bool isUnchanged = _replacement->isUnchanged();
     const std::string summary = _options.quiet ? "" : summaryOf(changes, isUnchanged);
@@ -151,15 +151,15 @@ class Build {
     _console.output() << summary;
     for (std::string& problem : _replacement->cleanUp()) _problems.push_back(std::move(problem));
     for (const std::string& problem : _problems) _console.reportText(problem);
-    if (!_options.quiet)
+    const bool isWell = !_hasWarnings && _problems.empty();
+    if (!_options.quiet || !isWell)
       reportReadableByOthers({_site.cards, _site.access, _site.ident, _site.access + kKeptSuffix,
                               _site.ident + kKeptSuffix},
                              _console);
-    return _hasWarnings || !_problems.empty() ? ExitStatus::kFound : ExitStatus::kAllWell;
+    return isWell ? ExitStatus::kAllWell : ExitStatus::kFound;
   }
 
   void rememberInputs() {
-    requireRegularFile(_site.formats);
     _inputs = formatFiles(_site.formats);
     _inputs.insert(_inputs.end(), {_site.formats, _site.cards});
     for (const std::string& name : _inputs) requireRegularFile(name);
@@ -204,10 +204,9 @@ class Build {
     const int32_t result = runLibrary();
     requireUnchangedInputs();
     if (result < 0) throw NotDone("the build ended with the result {}", result);
-    _fresh = prove(_staged);
-    _fresh.sort();
+    _fresh.emplace(prove(_staged));
     requireUnchangedInputs();
-    if (_fresh.idents.empty() && !_options.allowEmpty)
+    if (_fresh->databases().idents.empty() && !_options.allowEmpty)
       throw Refused("the cards file has no credential (--allow-empty builds all the same)");
   }
 
@@ -233,30 +232,23 @@ class Build {
 
   // With a limit of all holders it does not matter what the old databases are.
   void readOld() {
-    if (_replacement->hasTarget(kIdentPart)) _old.readIdents(_site.ident);
-    if (_replacement->hasTarget(kAccessPart)) _old.readAccesses(_site.access);
-    const std::string problem = whyImpossible(_old, _site);
+    SitePaths paths = _site;
+    if (!_replacement->hasTarget(kIdentPart)) paths.ident = "";
+    if (!_replacement->hasTarget(kAccessPart)) paths.access = "";
+    if (!_replacement->hasTarget(kCardSetsPart)) paths.cardSets = "";
+    _old.emplace(paths, Site::Needs{.sorted = true}, _options.changes ? &_console : nullptr);
+    const std::string problem = whyImpossible(_old->databases(), _site);
     if (!problem.empty() && _options.maxRemoved != "100%")
       throw Refused("{} (--max-removed 100% replaces it all the same)", problem);
-    if (!problem.empty()) _old = {};
-    _old.sort();
-  }
-
-  // What `diff` prints of the old and the new databases.
-  void printDifferences(const Changes& changes) {
-    SitePaths before = _site, now = _site;
-    before.ident = before.access = now.ident = now.access = "";
-    if (!_replacement->hasTarget(kCardSetsPart)) before.cardSets = "";
-    now.cardSets = _staged.cardSets;
-    printChanges(changes, Site(before, {}, &_console), Site(now, {}, &_console), {}, _console);
+    if (!problem.empty()) _old->databases() = {};
   }
 
   void requireFewLosses() const {
     const auto now = static_cast<uint32_t>(std::time(nullptr));
     size_t holders = 0, losers = 0;
     std::map<std::string_view, size_t> counts;
-    _old.forEachHolder([&](const Holder& holder) {
-      const auto losses = lossesOf(holder, _fresh.holder(holder.uniqid), now);
+    _old->databases().forEachHolder([&](const Holder& holder) {
+      const auto losses = lossesOf(holder, _fresh->databases().holder(holder.uniqid), now);
       ++holders;
       losers += losses.empty() ? 0 : 1;
       for (const std::string_view loss : losses) ++counts[loss];
@@ -279,9 +271,9 @@ class Build {
         "{}, {} and {} {}\n"
         "credentials: {} added, {} removed, {} changed\n"
         "holders: {} added, {} removed, {} changed\n",
-        _site.access, _site.ident, _site.cardSets, result, added, removed,
-        credentials.size() - added - removed, countOf(kAdded, holders), countOf(kRemoved, holders),
-        countOf(kChanged, holders));
+        printable(_site.access), printable(_site.ident), printable(_site.cardSets), result, added,
+        removed, credentials.size() - added - removed, countOf(kAdded, holders),
+        countOf(kRemoved, holders), countOf(kChanged, holders));
   }
 
   const BuildOptions& _options;
@@ -293,7 +285,7 @@ class Build {
   std::optional<Replacement> _replacement;
   bool _isReplaced = false;  // Whatever fails after that.
   SitePaths _staged;
-  Databases _old, _fresh;
+  std::optional<Site> _old, _fresh;
   std::vector<std::string> _problems;  // Reported at the end, with status kFound.
   bool _hasWarnings = false;
 };

@@ -1,8 +1,6 @@
 // The verb `dump`: writes the cards file of existing databases, and reports what such a file cannot
 // say. Each line is given to a build's own code, which must make the records that it came from.
-#include <cerrno>
 #include <concepts>
-#include <cstring>
 #include <filesystem>
 #include <iostream>
 
@@ -264,11 +262,7 @@ ExitStatus dump(const DumpOptions& options, Console& console) {
   if (!file) console.output() << text;
   if (file) file->write(text);
   throwIfInterrupted();
-  if (file && !file->finish()) {  // It is complete nevertheless.
-    console.report("{} is written, but a power cut may undo that: {}", options.output,
-                   std::strerror(errno));
-    status = ExitStatus::kFound;
-  }
+  if (file && !file->finish(console)) status = ExitStatus::kFound;
   if (options.withPins) {
     std::vector<std::string> withPins = {paths.ident, paths.access};
     std::error_code isPipe;

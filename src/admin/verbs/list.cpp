@@ -39,10 +39,9 @@ bool ownsPin(const Holder& holder) {
 HolderTest changedSince(const SitePaths& site, const std::string& folder, const Databases& now) {
   SitePaths paths = site;
   paths.formats = paths.cardSets = "";
-  paths.ident = folder + '/' + site.ident;
-  paths.access = folder + '/' + site.access;
-  Site before(paths, {.wholeRecords = ExitStatus::kRefused});
-  before.databases().sort();
+  paths.ident = pathIn(folder, site.ident);
+  paths.access = pathIn(folder, site.access);
+  const Site before(paths, {.wholeRecords = ExitStatus::kRefused, .sorted = true});
   const Changes changes = compare(before.databases(), now);
   std::unordered_set<uint32_t> changed;
   for (const HolderChange& change : changes.holders) changed.insert(uniqidOf(change));
@@ -183,9 +182,8 @@ ExitStatus list(const ListOptions& options, Console& console) {
     throw NotDone("write only one of --count, --csv and --json");
   if ((options.pin || options.noPin) && !options.withPins)
     throw NotDone("--pin and --no-pin need --with-pins");
-  Site site(options.site, {.wholeRecords = ExitStatus::kRefused}, &console);
-  Databases& databases = site.databases();
-  databases.sort();
+  const Site site(options.site, {.wholeRecords = ExitStatus::kRefused, .sorted = true}, &console);
+  const Databases& databases = site.databases();
   const uint32_t now = parseTimeOrNow("", "");
   const std::vector<HolderTest> filters = filtersOf(options, now, databases);
   ListPrinter printer(options, site, now, console);

@@ -1,4 +1,6 @@
 // The verb `show`: all that the databases say about a holder, in words.
+#include <strings.h>
+
 #include <set>
 
 #include "admin/verbs/verb.h"
@@ -121,21 +123,24 @@ Query parseHolders(const std::string& word) {
           }};
 }
 
-// In the given card set, or in any.
+// In the given card set, or in any; that of a card without format is hexadecimal as `list` shows
+// it.
 Query parseCards(const std::string& word, const Site& site) {
   const std::string subject = "card " + word;
   if (word.find(':') != std::string::npos)
     return {subject, anyCredential(hasKey(parseCard(word, site), false))};
   const std::string number = word.substr(std::min(word.find_first_not_of('0'), word.size() - 1));
-  return {subject, anyCredential([number, &site](const IdentRecord& record) {
-            return cardNumberText(record, site) == number;
+  return {subject, anyCredential([word, number, &site](const IdentRecord& record) {
+            const auto text = cardNumberText(record, site);
+            const bool isHex = record.cardsetcode == kFormatlessCode;
+            return text && (isHex ? strcasecmp(text->c_str(), word.c_str()) == 0 : *text == number);
           })};
 }
 
 ExitStatus show(const ShowOptions& options, Console& console) {
   if (options.holders.empty() && options.cards.empty() && options.keys.empty())
     throw NotDone("no holder given; write a unique ID, a --card or a --key");
-  Site site(options.site, {}, &console);
+  const Site site(options.site, {.sorted = true}, &console);
   HolderPrinter printer(options, site, console);
   std::vector<Query> queries;
   for (const std::string& word : options.holders) queries.push_back(parseHolders(word));
@@ -143,7 +148,6 @@ ExitStatus show(const ShowOptions& options, Console& console) {
   for (const std::string& word : options.keys)
     queries.push_back(
         {"credential with key " + word, anyCredential(hasKey(parseKey(word), options.withPins))});
-  site.databases().sort();
   ExitStatus status = ExitStatus::kAllWell;
   for (const auto& [subject, isAbout] : queries) {
     bool isFound = false;

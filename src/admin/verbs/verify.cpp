@@ -56,7 +56,8 @@ class DatabasesCheck {
         _idents(site.databases().idents),
         _accesses(site.databases().accesses),
         _faults(faults),
-        _isExpected(_idents.size()) {}
+        _expectedIdents(_idents.size()),
+        _expectedAccesses(_accesses.size()) {}
 
   void run() {
     checkFiles();
@@ -64,7 +65,8 @@ class DatabasesCheck {
     for (const IdentRecord& record : _idents)
       if (!isExpected(record)) checkIdent(record);
     const auto accesses = orderByUniqid(_accesses);
-    for (const AccessRecord& record : _accesses) checkAccess(record, accesses);
+    for (const AccessRecord& record : _accesses)
+      if (!isExpected(record)) checkAccess(record, accesses);
     checkSharedKeys();
     forEachUniqid(orderByUniqid(_idents), accesses, [&](uint32_t, auto own, auto rights) {
       checkAccessesOfHolder(own, rights);
@@ -83,7 +85,7 @@ class DatabasesCheck {
          {std::pair(kIdentFile, databases.identRest), std::pair(kAccessFile, databases.accessRest)})
       if (rest != 0)
         _faults.fault({file}, "size", fmt::format("{} bytes after the last whole record", rest));
-    if (_idents.empty() && _accesses.empty())
+    if (_idents.empty() && _accesses.empty() && _options.site.cards.empty())
       _faults.fault({kIdentFile}, "empty",
                     fmt::format("neither it nor {} has a record: nobody has access",
                                 printable(_options.site.access)));
@@ -96,9 +98,7 @@ class DatabasesCheck {
     IdentWalk idents(_idents);
     AccessWalk accesses(_accesses);
     ExpectedRecords records(_site, [&](const ExpectedRecord& made) {
-      const auto found = idents.next(made.ident.cardnumber);
-      if (compare(made, made.ident, found, "is not in the ident database"))
-        isExpected(*found.record) = true;
+      compare(made, made.ident, idents.next(made.ident.cardnumber), "is not in the ident database");
       if (made.access != nullptr)
         compare(made, *made.access, accesses.next(made.access->uniqid), "has no access record");
     });
@@ -110,19 +110,17 @@ class DatabasesCheck {
       _faults.fault({kCardSetsFile}, "differs", "a build would not write it: " + difference);
   }
 
-  // Returns whether the record is there as a build makes it.
+  // Notes whether the record is as a build makes it.
   template <typename Record, typename Step>
-  bool compare(const ExpectedRecord& expected, const Record& made, const Step& found,
+  void compare(const ExpectedRecord& expected, const Record& made, const Step& found,
                const char* missing) {
-    if (found.record == nullptr || found.isShared) {
-      addFault({kCardsFile, expected.line}, expected.ident, "missing", missing);
-      return false;
-    }
+    if (found.record == nullptr || found.isShared)
+      return addFault({kCardsFile, expected.line}, expected.ident, "missing", missing);
     const char* const field = differingField(*found.record, made);
     if (field != nullptr)
       addFault(*found.record, "differs",
                fmt::format("is not as in the cards file, line {}: {}", expected.line, field));
-    return field == nullptr;
+    isExpected(*found.record) = field == nullptr;
   }
 
   template <typename Record, typename Walk>
@@ -229,7 +227,10 @@ class DatabasesCheck {
   }
 
   std::vector<bool>::reference isExpected(const IdentRecord& record) {
-    return _isExpected[static_cast<size_t>(&record - _idents.data())];
+    return _expectedIdents[static_cast<size_t>(&record - _idents.data())];
+  }
+  std::vector<bool>::reference isExpected(const AccessRecord& record) {
+    return _expectedAccesses[static_cast<size_t>(&record - _accesses.data())];
   }
 
   const VerifyOptions& _options;
@@ -237,7 +238,7 @@ class DatabasesCheck {
   const std::vector<IdentRecord>& _idents;
   const std::vector<AccessRecord>& _accesses;
   Findings& _faults;
-  std::vector<bool> _isExpected;              // By ident record; none without a cards file.
+  std::vector<bool> _expectedIdents, _expectedAccesses;  // By record; none without a cards file.
   std::map<uint32_t, CardEncoder> _encoders;  // By card set; without format until first used.
 };
 

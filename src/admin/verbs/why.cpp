@@ -18,11 +18,11 @@ struct WhyOptions {
 };
 
 // The answer: the first reason decides, and all others apply as well.
-struct Verdict {
+struct Decision {
   ExitStatus status;
   std::vector<std::string> reasons;
 
-  bool operator==(const Verdict&) const = default;
+  bool operator==(const Decision&) const = default;
 };
 
 // The door group stands for its readers, and every schedule counts as active.
@@ -61,8 +61,8 @@ std::vector<std::string> grantsOf(const AccessRecord& record, const Question& qu
   return grants;
 }
 
-Verdict decide(const AccessRecord& record, const Question& question,
-               std::vector<std::string> refusals) {
+Decision decide(const AccessRecord& record, const Question& question,
+                std::vector<std::string> refusals) {
   if (question.now < record.starttime)
     refusals.push_back(fmt::format("not valid before {} UTC", timeText(record.starttime).data()));
   if (record.endtime != 0 && question.now > record.endtime)
@@ -74,7 +74,7 @@ Verdict decide(const AccessRecord& record, const Question& question,
   return {ExitStatus::kFound, refusals};
 }
 
-Verdict decide(const Subject& subject, const Question& question) {
+Decision decide(const Subject& subject, const Question& question) {
   const auto& [uniqid, accesses, credentials] = subject.holder;
   std::vector<std::string> refusals;
   if (credentials.empty())
@@ -86,11 +86,11 @@ Verdict decide(const Subject& subject, const Question& question) {
     refusals.push_back(fmt::format("holder {} has no access record", uniqid));
     return {ExitStatus::kFound, refusals};
   }
-  Verdict verdict = decide(accesses.front(), question, refusals);
+  Decision decision = decide(accesses.front(), question, refusals);
   for (const AccessRecord& other : accesses)
-    if (decide(other, question, refusals) != verdict)
+    if (decide(other, question, refusals) != decision)
       throw NotDone("holder {} has several access records, and they disagree", uniqid);
-  return verdict;
+  return decision;
 }
 
 // Throws Failure (refused) when it is in neither database.
@@ -125,9 +125,9 @@ void addMissing(JsonObject& object, const WhyOptions& options) {
   object.add("card", options.card.substr(colon + 1));
 }
 
-void printVerdict(const Verdict& verdict, const WhyOptions& options, const Holder& holder,
-                  const Site& site, Console& console) {
-  const auto& [status, reasons] = verdict;
+void printDecision(const Decision& decision, const WhyOptions& options, const Holder& holder,
+                   const Site& site, Console& console) {
+  const auto& [status, reasons] = decision;
   const bool isGranted = status == ExitStatus::kAllWell;
   if (options.json) {
     JsonObject object;
@@ -155,19 +155,20 @@ ExitStatus why(const WhyOptions& options, Console& console) {
   openLevels(options.levels, levels);
   const Question question{levels, *door, parseTimeOrNow("--at", options.at)};
   // Only a card number needs formats.
-  Site site(options.site, {.formats = !options.card.empty(), .wholeRecords = ExitStatus::kNotDone});
-  site.databases().sort();
+  const Site site(
+      options.site,
+      {.formats = !options.card.empty(), .wholeRecords = ExitStatus::kNotDone, .sorted = true});
   Subject subject;
-  Verdict verdict;
+  Decision decision;
   try {
     subject = findSubject(options, site);
-    verdict = decide(subject, question);
+    decision = decide(subject, question);
   } catch (const Failure& failure) {
     if (failure.status() != ExitStatus::kRefused) throw;
-    verdict = {ExitStatus::kRefused, {failure.what()}};
+    decision = {ExitStatus::kRefused, {failure.what()}};
   }
-  printVerdict(verdict, options, subject.holder, site, console);
-  return verdict.status;
+  printDecision(decision, options, subject.holder, site, console);
+  return decision.status;
 }
 
 }  // namespace
