@@ -71,6 +71,8 @@ class Console {
   // up to finish() or the first text that is printed on a terminal.
   void showProgress(const std::string& verb);
 
+  bool isTerminal() const { return _terminals.output; }
+
   // For results. A failed write is remembered until finish().
   std::ostream& output() {
     if (_terminals.output) _progress.reset();

@@ -2,7 +2,6 @@
 
 #include <tuple>
 
-#include "admin/json.h"
 #include "cardsets/card_functions.h"
 #include "support/fieldscanner.h"
 

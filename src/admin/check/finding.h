@@ -95,6 +95,12 @@ class Findings {
             Args&&... args) {
     add({place, {}, 0, rule}, format, fmt::make_format_args(args...));
   }
+  // The same for an error at which a build ends if it gets there.
+  template <typename... Args>
+  size_t fail(Place place, int32_t code, fmt::format_string<Args...> format, Args&&... args) {
+    setVerdict(code, {place.file, place.line});
+    return error(place, code, format, std::forward<Args>(args)...);
+  }
   // The same for a fault.
   void fault(Place place, std::string_view rule, const std::string& text, const About& about = {}) {
     add({.place = place, .rule = rule, .isFault = true, .about = about}, "{}",

@@ -1,7 +1,6 @@
 // One format file: loaded as a build loads it and then read once more, line by line, because a
 // loaded format does not know what its file contained, and one that did not load cannot report why.
 // And its masks against each other, position by position: the rule `mask`.
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -15,7 +14,6 @@
 #include "formats/VffCardFormat.h"
 #include "support/fieldscanner.h"
 #include "support/result.h"
-#include "support/textutil.h"
 
 namespace badgemint::admin {
 namespace {
@@ -76,9 +74,7 @@ class FormatFileCheck : TextFileCheck {
 
   template <typename... Args>
   void fail(Place place, int32_t code, fmt::format_string<Args...> format, Args&&... args) {
-    _entry.error = _findings.error(place, code, format, std::forward<Args>(args)...);
-    place.column = 0;
-    _findings.setVerdict(code, place);
+    _entry.error = _findings.fail(place, code, format, std::forward<Args>(args)...);
   }
 
   // Reads as far as the format goes. False, with a finding, when the lines are not those of a

@@ -1,6 +1,5 @@
 #include "admin/check/sitecheck.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -38,8 +37,7 @@ class FormatsCheck : TextFileCheck {
     if (_checked.complete) return;
     if (isOpen) ++place.line;
     const int32_t result = isOpen ? kFormatsReadFailed : kFormatsOpenFailed;
-    _findings.error(place, result, "cannot be read: {}", std::strerror(errno));
-    _findings.setVerdict(result, place);
+    _findings.fail(place, result, "cannot be read: {}", std::strerror(errno));
   }
 
  private:
@@ -71,11 +69,10 @@ class FormatsCheck : TextFileCheck {
       load(entry);
       return true;
     }
-    _findings.setVerdict(kFormatNotAdded, line);
     entry.error = isMark ? reportMergeMark(_findings, _mergeMark, line, kFormatNotAdded)
-                         : _findings.error(at(words.word(1)), kFormatNotAdded,
-                                           "the second word is not the name of a format file: it "
-                                           "does not contain .cdf, .eff or .vff");
+                         : _findings.fail(at(words.word(1)), kFormatNotAdded,
+                                          "the second word is not the name of a format file: it "
+                                          "does not contain .cdf, .eff or .vff");
     return false;
   }
 

@@ -16,10 +16,11 @@
 
 namespace badgemint::admin {
 
+// Format files are looked up by their base names in the current folder.
 struct SiteCheckOptions {
-  std::string cards;
-  std::string formats;      // Format files are looked up by their base names in the current folder.
-  std::string levels;       // The access levels file; empty for none.
+  std::string cards = "cards.txt";
+  std::string formats = "formats.txt";
+  std::string levels{};     // The access levels file; empty for none.
   bool withPins = false;    // Whether texts may show PINs.
   bool allowEmpty = false;  // Without the rule `empty`.
 };

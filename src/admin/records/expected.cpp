@@ -1,6 +1,5 @@
 #include "admin/records/expected.h"
 
-#include <algorithm>
 #include <new>
 
 #include "admin/records/wording.h"
@@ -75,7 +74,7 @@ Site prove(const SitePaths& files) {
   records.readFile(files.cards);
   requireEqual(databases.idents, expected.idents, files.ident);
   requireEqual(databases.accesses, expected.accesses, files.access);
-  const std::string difference = differenceOfCardSets(records.cardSets(), site.sets());
+  const std::string difference = differenceOfCardSets(site.siteCards().cardSets(), site.sets());
   if (!difference.empty()) throw Refused("not proved: {}: {}", files.cardSets, difference);
   databases.sort();
   return site;

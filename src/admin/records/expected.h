@@ -36,8 +36,6 @@ class ExpectedRecords final : private RecordSink {
   // accept, and std::system_error.
   void readFile(const std::string& cardsName);
 
-  const cardsets& cardSets() const { return _site.cardSets(); }
-
  private:
   [[nodiscard]] int32_t put(const IdentRecord& ident, const AccessRecord* access) override;
 

@@ -6,12 +6,10 @@
 #include <exception>
 #include <filesystem>
 #include <new>
-#include <thread>
 
 #include "admin/files/replacement.h"
 #include "cardsets/card_functions.h"
 #include "cardsets/cardset.h"
-#include "inputcards/inputfile.h"
 #include "support/linereader.h"
 #include "support/result.h"
 #include "support/tokenizer.h"
@@ -35,6 +33,19 @@ std::string noteOfReplacement(std::span<const std::string> paths) {
     if (!note.empty()) return note;
   }
   return "";
+}
+
+// What is wrong with a line of a card sets file, whose words these are; empty for nothing.
+std::string problemOf(bool isWhole, const Tokenizer& words, const cardsets& before) {
+  std::string text;
+  for (uint32_t i = 0; i < words.count(); ++i) text.append(words.word(i)).append(" ");
+  cardset set;
+  const bool isSet = isWhole && parseCardSetText(set, text.c_str()) == kSuccess &&
+                     badgemint::CardSetLine(set).text() == text + '\n' &&
+                     set.csid >= kFirstCardSetId && set.csid <= kLastCardSetId;
+  if (!isSet) return "this line is not a card set as a build writes it";
+  if (before.getCardSet(set.csid) == nullptr) return "";
+  return fmt::format("card set {} is defined twice", set.csid);
 }
 
 }  // namespace
@@ -110,17 +121,9 @@ void Site::readCardSets(const std::string& path) {
     const std::string_view line(reader.line(), reader.length());
     const bool isWhole = line.ends_with('\n') && line.find('\0') == std::string_view::npos;
     words.split(reader.line(), kWordDelimiters);
-    std::string text;
-    for (uint32_t i = 0; i < words.count(); ++i) text.append(words.word(i)).append(" ");
-    if (text.empty()) continue;
-    cardset set;
-    const bool isSet = isWhole && parseCardSetText(set, text.c_str()) == kSuccess &&
-                       badgemint::CardSetLine(set).text() == text + '\n' &&
-                       set.csid >= kFirstCardSetId && set.csid <= kLastCardSetId;
-    if (!isSet)
-      _cardSetProblems[reader.lineNumber()] = "this line is not a card set as a build writes it";
-    else if (_sets->getCardSet(set.csid) != nullptr)
-      _cardSetProblems[reader.lineNumber()] = fmt::format("card set {} is defined twice", set.csid);
+    if (words.count() == 0) continue;
+    if (std::string problem = problemOf(isWhole, words, *_sets); !problem.empty())
+      _cardSetProblems[reader.lineNumber()] = std::move(problem);
     if (_sets->addCardSetLine(words, 0) == 0 && _sets->count() == _sets->capacity())
       throw std::bad_alloc();
   }

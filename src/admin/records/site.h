@@ -43,8 +43,8 @@ class Site {
   const Databases& databases() const { return _databases; }
   Databases& databases() { return _databases; }
 
-  // In the order of the formats file; those that did not load have no `format`.
-  const std::vector<CheckedFormat>& formats() const { return _checked.formats; }
+  // Those that did not load have no `format`.
+  const CheckedFormats& formats() const { return _checked; }
   const CardFormatSet& formatSet() const { return _siteCards->formats(); }
   const cardsets& sets() const { return *_sets; }
   // What a build knows of the site: the formats, and the card sets of the lines that it has read.

@@ -3,16 +3,13 @@
 
 #include <cstdio>
 #include <ctime>
-#include <map>
 #include <new>
 #include <set>
 
-#include "admin/check/sitecheck.h"
 #include "admin/files/replacement.h"
 #include "admin/records/changes.h"
 #include "admin/records/expected.h"
 #include "admin/verbs/verb.h"
-#include "support/textutil.h"
 #include "tools/build.h"
 
 namespace badgemint::admin {
@@ -24,12 +21,8 @@ struct BuildOptions {
   std::string log;  // Empty for none.
   std::string logLevel = "25";
   std::string maxRemoved = "50%";  // Of the old holders: a number, or a percentage with its sign.
-  bool strict = false;
-  bool allowEmpty = false;
-  bool dryRun = false;
-  bool keep = false;
-  bool changes = false;
-  bool quiet = false;
+  bool strict = false, allowEmpty = false, dryRun = false, keep = false;
+  bool changes = false, quiet = false;
 };
 
 // How many of the old holders may lose something.
@@ -129,9 +122,7 @@ class Build {
     static_cast<void>(mostLosers(_options.maxRemoved, 0));  // What is not a limit is refused first.
     _logLevel = parseNumber("--level", _options.logLevel, UINT32_MAX);
     rememberInputs();
-    _replacement.emplace(PartPaths{_site.access, _site.ident, _site.cardSets}, _options.keep,
-                         !_options.dryRun);
-    if (!_replacement->note().empty()) _console.reportText(_replacement->note());
+    lock();
     checkOutputs();  // A replacement that was cut short had given files two names.
     checkFiles();
     buildFiles();
@@ -139,6 +130,17 @@ class Build {
     const Changes changes = compare(*_old, *_fresh);
     if (_options.changes) printChanges(changes, *_old, *_fresh, {}, _console);
     requireFewLosses();
+    replace(changes);
+    return finish();
+  }
+
+  void lock() {
+    _replacement.emplace(PartPaths{_site.access, _site.ident, _site.cardSets}, _options.keep,
+                         !_options.dryRun);
+    if (!_replacement->note().empty()) _console.reportText(_replacement->note());
+  }
+
+  void replace(const Changes& changes) {
     const bool isUnchanged = _replacement->isUnchanged();
     const std::string summary = _options.quiet ? "" : summaryOf(changes, isUnchanged);
     throwIfInterrupted();
@@ -149,6 +151,9 @@ class Build {
       _console.keepStatus();
     }
     _console.output() << summary;
+  }
+
+  ExitStatus finish() {
     for (std::string& problem : _replacement->cleanUp()) _problems.push_back(std::move(problem));
     for (const std::string& problem : _problems) _console.reportText(problem);
     const bool isWell = !_hasWarnings && _problems.empty();
@@ -184,11 +189,8 @@ class Build {
 
   void checkFiles() {
     Findings findings;
-    const SiteSummary summary = checkSite({.cards = _site.cards,
-                                           .formats = _site.formats,
-                                           .levels = {},
-                                           .allowEmpty = _options.allowEmpty},
-                                          findings);
+    const SiteSummary summary =
+        checkSite({_site.cards, _site.formats, "", false, _options.allowEmpty}, findings);
     const bool isSilent = _options.quiet && findings.errors() + findings.warnings() == 0;
     const ExitStatus status =
         isSilent ? ExitStatus::kAllWell : report(findings, summary, _options.strict, _console);

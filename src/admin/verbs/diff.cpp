@@ -16,8 +16,7 @@ struct DiffOptions {
   std::vector<std::string> oldFiles, newFiles;  // Ident and access database, instead of folders.
   bool kept = false;                            // The kept files with those that replaced them.
   bool counts = false;                          // Instead of a line for each change.
-  bool json = false;
-  bool withPins = false;
+  bool json = false, withPins = false;
 };
 
 // Formats and card sets are beside the databases, in a folder of their own; those that are not are

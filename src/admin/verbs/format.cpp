@@ -6,7 +6,6 @@
 #include <fstream>
 
 #include "admin/bits/cards.h"
-#include "admin/check/sitecheck.h"
 #include "admin/verbs/verb.h"
 
 namespace badgemint::admin {
@@ -156,10 +155,8 @@ bool writeSvg(const std::string& path, const std::string& source, const Drawing&
 }
 
 ExitStatus show(const std::string& path, const FormatOptions& options, Console& console) {
-  if (access(path.c_str(), R_OK) != 0) {
-    console.report("{}: cannot be opened: {}", path, std::strerror(errno));
-    return ExitStatus::kNotDone;
-  }
+  if (access(path.c_str(), R_OK) != 0)
+    throw NotDone("{}: cannot be opened: {}", path, std::strerror(errno));
   CardFormatSet formats;
   Findings findings(true);
   CheckedFormat checked;

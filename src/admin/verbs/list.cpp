@@ -1,7 +1,4 @@
 // The verb `list`: holders, one a line, as far as filters choose them.
-#include <unistd.h>
-
-#include <iostream>
 #include <unordered_set>
 
 #include "admin/records/changes.h"
@@ -93,10 +90,9 @@ class ListPrinter {
       : _options(options), _site(site), _now(now), _console(console) {}
 
   void printHead() {
-    const bool isTerminal = &_console.output() == &std::cout && isatty(STDOUT_FILENO) == 1;
     if (_options.csv)
       _console.print("holder,credentials,levels,from,until,flags,access records\r\n");
-    else if (isTerminal && !_options.json)
+    else if (_console.isTerminal() && !_options.json)
       _console.print("{:10} {:20} {:15} {:19} {:19} {}\n", "HOLDER", "CREDENTIALS", "LEVELS",
                      "FROM", "UNTIL", "FLAGS");
   }

@@ -16,8 +16,7 @@ struct ShowOptions {
   std::vector<std::string> keys;     // Hexadecimal.
   std::string levels;                // The access levels file; empty for none.
   std::string at;                    // The time that counts as now; empty for the clock.
-  bool json = false;
-  bool withPins = false;
+  bool json = false, withPins = false;
 };
 
 // Prints holders of an open site, each once.
@@ -137,19 +136,23 @@ Query parseCards(const std::string& word, const Site& site) {
           })};
 }
 
-ExitStatus show(const ShowOptions& options, Console& console) {
-  if (options.holders.empty() && options.cards.empty() && options.keys.empty())
-    throw NotDone("no holder given; write a unique ID, a --card or a --key");
-  const Site site(options.site, {.sorted = true}, &console);
-  HolderPrinter printer(options, site, console);
+std::vector<Query> queriesOf(const ShowOptions& options, const Site& site) {
   std::vector<Query> queries;
   for (const std::string& word : options.holders) queries.push_back(parseHolders(word));
   for (const std::string& word : options.cards) queries.push_back(parseCards(word, site));
   for (const std::string& word : options.keys)
     queries.push_back(
         {"credential with key " + word, anyCredential(hasKey(parseKey(word), options.withPins))});
+  return queries;
+}
+
+ExitStatus show(const ShowOptions& options, Console& console) {
+  if (options.holders.empty() && options.cards.empty() && options.keys.empty())
+    throw NotDone("no holder given; write a unique ID, a --card or a --key");
+  const Site site(options.site, {.sorted = true}, &console);
+  HolderPrinter printer(options, site, console);
   ExitStatus status = ExitStatus::kAllWell;
-  for (const auto& [subject, isAbout] : queries) {
+  for (const auto& [subject, isAbout] : queriesOf(options, site)) {
     bool isFound = false;
     site.databases().forEachHolder([&, &isWanted = isAbout](const Holder& holder) {
       if (!isWanted(holder)) return;

@@ -1,12 +1,10 @@
 // The verb `verify`: what is wrong with existing databases, and where they differ from what a build
 // of a cards file makes.
-#include <map>
+#include <unordered_set>
 
-#include "admin/check/sitecheck.h"
 #include "admin/records/expected.h"
 #include "admin/verbs/verb.h"
 #include "support/result.h"
-#include "support/textutil.h"
 
 namespace badgemint::admin {
 
@@ -14,9 +12,7 @@ namespace {
 
 struct VerifyOptions {
   SitePaths site{.cards = ""};  // Without a cards file the databases are compared with none.
-  bool all = false;
-  bool withPins = false;
-  bool json = false;
+  bool all = false, withPins = false, json = false;
 };
 
 // The files that can have faults, in the order in which these are printed.
@@ -51,13 +47,7 @@ class DatabasesCheck {
  public:
   // All outlive it.
   DatabasesCheck(const VerifyOptions& options, const Site& site, Findings& faults)
-      : _options(options),
-        _site(site),
-        _idents(site.databases().idents),
-        _accesses(site.databases().accesses),
-        _faults(faults),
-        _expectedIdents(_idents.size()),
-        _expectedAccesses(_accesses.size()) {}
+      : _options(options), _site(site), _faults(faults) {}
 
   void run() {
     checkFiles();
@@ -105,28 +95,34 @@ class DatabasesCheck {
     records.readFile(_options.site.cards);
     reportOthers(_idents, idents);
     reportOthers(_accesses, accesses);
-    const std::string difference = differenceOfCardSets(records.cardSets(), _site.sets());
+    const std::string difference = differenceOfCardSets(_site.siteCards().cardSets(), _site.sets());
     if (!difference.empty())
       _faults.fault({kCardSetsFile}, "differs", "a build would not write it: " + difference);
   }
 
-  // Notes whether the record is as a build makes it.
   template <typename Record, typename Step>
   void compare(const ExpectedRecord& expected, const Record& made, const Step& found,
                const char* missing) {
     if (found.record == nullptr || found.isShared)
       return addFault({kCardsFile, expected.line}, expected.ident, "missing", missing);
-    const char* const field = differingField(*found.record, made);
-    if (field != nullptr)
-      addFault(*found.record, "differs",
-               fmt::format("is not as in the cards file, line {}: {}", expected.line, field));
-    isExpected(*found.record) = field == nullptr;
+    if (const char* const field = differingField(*found.record, made))
+      addUnexpected(*found.record, "differs",
+                    fmt::format("is not as in the cards file, line {}: {}", expected.line, field));
   }
 
   template <typename Record, typename Walk>
   void reportOthers(const std::vector<Record>& records, const Walk& walk) {
     for (size_t i = 0; i < records.size(); ++i)
-      if (!walk.isUsed(i)) addFault(records[i], "other", "is in no line of the cards file");
+      if (!walk.isUsed(i)) addUnexpected(records[i], "other", "is in no line of the cards file");
+  }
+
+  void addUnexpected(const auto& record, std::string_view rule, std::string_view text) {
+    _unexpected.insert(&record);
+    addFault(record, rule, text);
+  }
+  // Whether a build of the cards file makes this record.
+  bool isExpected(const auto& record) const {
+    return !_options.site.cards.empty() && !_unexpected.contains(&record);
   }
 
   void checkIdent(const IdentRecord& record) {
@@ -226,20 +222,13 @@ class DatabasesCheck {
                   fmt::format("holder {} {}", record.uniqid, text), {.holder = record.uniqid});
   }
 
-  std::vector<bool>::reference isExpected(const IdentRecord& record) {
-    return _expectedIdents[static_cast<size_t>(&record - _idents.data())];
-  }
-  std::vector<bool>::reference isExpected(const AccessRecord& record) {
-    return _expectedAccesses[static_cast<size_t>(&record - _accesses.data())];
-  }
-
   const VerifyOptions& _options;
   const Site& _site;
-  const std::vector<IdentRecord>& _idents;
-  const std::vector<AccessRecord>& _accesses;
   Findings& _faults;
-  std::vector<bool> _expectedIdents, _expectedAccesses;  // By record; none without a cards file.
-  std::map<uint32_t, CardEncoder> _encoders;  // By card set; without format until first used.
+  const std::vector<IdentRecord>& _idents = _site.databases().idents;
+  const std::vector<AccessRecord>& _accesses = _site.databases().accesses;
+  std::unordered_set<const void*> _unexpected;  // Records that no build of the cards file makes.
+  std::map<uint32_t, CardEncoder> _encoders;    // By card set; without format until first used.
 };
 
 // Reads the databases anew if it is with swapped names that they are possible.

@@ -13,8 +13,7 @@ struct WhyOptions {
   std::string door;               // The door group.
   std::string levels;             // The access levels file.
   std::string at;                 // The time that counts as now; empty for the clock.
-  bool json = false;
-  bool withPins = false;
+  bool json = false, withPins = false;
 };
 
 // The answer: the first reason decides, and all others apply as well.
