@@ -57,7 +57,8 @@ void ExpectedRecords::readFile(const std::string& cardsName) {
   throwErrnoUnless(!lines.failed(), cardsName);
 }
 
-std::string differenceOfCardSets(const cardsets& expected, const cardsets& stored) {
+std::string differenceOfCardSets(const Site& site) {
+  const cardsets &expected = site.siteCards().cardSets(), &stored = site.sets();
   for (uint32_t id = 0; id <= UINT8_MAX; ++id)
     if (lineOf(expected.getCardSet(id)) != lineOf(stored.getCardSet(id)))
       return fmt::format("card set {} differs", id);
@@ -74,7 +75,7 @@ Site prove(const SitePaths& files) {
   records.readFile(files.cards);
   requireEqual(databases.idents, expected.idents, files.ident);
   requireEqual(databases.accesses, expected.accesses, files.access);
-  const std::string difference = differenceOfCardSets(site.siteCards().cardSets(), site.sets());
+  const std::string difference = differenceOfCardSets(site);
   if (!difference.empty()) throw Refused("not proved: {}: {}", files.cardSets, difference);
   databases.sort();
   return site;

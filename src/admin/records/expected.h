@@ -46,9 +46,9 @@ class ExpectedRecords final : private RecordSink {
   std::exception_ptr _thrown;  // By `visit`.
 };
 
-// What a card sets file, once it is read, has other than a build would write: "card set 3 differs";
-// empty for nothing.
-std::string differenceOfCardSets(const cardsets& expected, const cardsets& stored);
+// What the card sets file of a site has other than a build would write, once all lines of the cards
+// file are read: "card set 3 differs"; empty for nothing.
+std::string differenceOfCardSets(const Site& site);
 
 // Proves that the databases hold the records that a build makes of the cards file, in its order,
 // and no others, and that the card sets file has its card sets. Returns the site,

@@ -189,8 +189,9 @@ class Build {
 
   void checkFiles() {
     Findings findings;
-    const SiteSummary summary =
-        checkSite({_site.cards, _site.formats, "", false, _options.allowEmpty}, findings);
+    const SiteCheckOptions files = {
+        .cards = _site.cards, .formats = _site.formats, .allowEmpty = _options.allowEmpty};
+    const SiteSummary summary = checkSite(files, findings);
     const bool isSilent = _options.quiet && findings.errors() + findings.warnings() == 0;
     const ExitStatus status =
         isSilent ? ExitStatus::kAllWell : report(findings, summary, _options.strict, _console);

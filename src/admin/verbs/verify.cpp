@@ -95,7 +95,7 @@ class DatabasesCheck {
     records.readFile(_options.site.cards);
     reportOthers(_idents, idents);
     reportOthers(_accesses, accesses);
-    const std::string difference = differenceOfCardSets(_site.siteCards().cardSets(), _site.sets());
+    const std::string difference = differenceOfCardSets(_site);
     if (!difference.empty())
       _faults.fault({kCardSetsFile}, "differs", "a build would not write it: " + difference);
   }
@@ -279,7 +279,7 @@ ExitStatus verify(const VerifyOptions& options, Console& console) {
   if (!names.cards.empty()) {
     Findings findings(options.all);
     const SiteSummary summary =
-        checkSite({names.cards, names.formats, "", options.withPins}, findings);
+        checkSite({names.cards, names.formats, {}, options.withPins}, findings);
     if (findings.errors() > 0) return report(findings, summary, false, console, options.json);
   }
   Findings faults(options.all);
