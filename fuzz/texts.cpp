@@ -109,6 +109,18 @@ void readDate(const std::string& word) {
   }
 }
 
+// Each four bytes are a time, which is written as the C library does.
+void writeDates(const std::string& line) {
+  uint32_t seconds = 0;
+  for (size_t at = 0; at + sizeof seconds <= line.size(); ++at) {
+    std::memcpy(&seconds, &line[at], sizeof seconds);
+    const std::time_t time = seconds;
+    DateTimeText plain{};
+    std::strftime(plain.data(), plain.size(), "%Y/%m/%d-%H:%M:%S", std::gmtime(&time));
+    require(seconds == 0 || formatDateTime(seconds) == plain, "a time is written");
+  }
+}
+
 void readDates(const std::string& line) {
   readDate(line);
   std::istringstream words(line);
@@ -186,6 +198,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   scanFields(line.c_str());
   splitWords(line);
   readDates(line);
+  writeDates(line);
   useDigits(line);
   keepTexts(line);
   return 0;

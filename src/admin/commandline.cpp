@@ -86,10 +86,12 @@ class CommandLine {
  public:
   CommandLine() {
     _app.name("badgemint-admin");
-    _app.set_version_flag("--version", "badgemint-admin " BADGEMINT_VERSION);
+    _app.set_version_flag("--version", "badgemint-admin " BADGEMINT_VERSION, "Show the version");
     _app.set_help_flag("--help", "Show this help");
     Options(_app).text("-C", "DIR", _folder, "Work as if started in this folder");
-    _app.require_subcommand(0, 1);
+    _app.require_subcommand(0, 1)->group("Verbs");  // Which the verbs inherit.
+    _app.get_formatter()->label("SUBCOMMAND", "VERB");
+    _app.get_formatter()->label("Positionals", "Arguments");
     _app.allow_extras();
     CLI::App* const help = addVerb("help", [this](Console& console) { return printHelp(console); });
     help->description("Show the options of a verb");

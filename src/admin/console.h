@@ -1,7 +1,6 @@
 // How badgemint-admin talks to its user: results go to standard output, problems to standard error,
-// and the exit status sums up the run. And how a verb that must not end halfway waits for the end
-// that a signal asks for: it cleans up and reports what happened before the process ends by the
-// signal.
+// and the exit status sums up the run. A verb that must not stop halfway defers termination
+// signals: it cleans up, reports what happened, and then the process ends with the signal.
 #ifndef BADGEMINT_ADMIN_CONSOLE_H
 #define BADGEMINT_ADMIN_CONSOLE_H
 
@@ -23,7 +22,7 @@ namespace badgemint::admin {
 enum class ExitStatus {
   kAllWell = 0,
   kFound = 1,    // Warnings, differences, no match: nothing that stops a build.
-  kRefused = 2,  // Errors in the input files, a failed proof, a guard: nothing changed.
+  kRefused = 2,  // Errors in the input files, a failed comparison, a limit: nothing changed.
   kNotDone = 3,  // The work could not be done: arguments, memory, a file, the output.
 };
 

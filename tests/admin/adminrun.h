@@ -19,9 +19,9 @@ inline const std::string kSite =
 struct AdminRun {
   int status = 0;
   std::string output, errors;
-  bool struck = false;  // Whether the fault has come to pass.
-  int calls = 0;        // Of the kind of the fault.
-  int signal = 0;       // That has ended the process.
+  bool faultOccurred = false;  // Whether the fault occurred.
+  int calls = 0;               // Of the kind of the fault.
+  int signal = 0;              // That has ended the process.
 };
 
 // The arguments follow the name of the program, separated by blanks or in double quotes.
@@ -36,7 +36,7 @@ inline AdminRun runAdmin(const std::string& line, const Fault& fault, std::ostre
   AdminRun result;
   const ArmedFault armed(fault);
   result.status = run(static_cast<int>(argv.size()), argv.data(), console);
-  result.struck = armed.struck();
+  result.faultOccurred = armed.hasOccurred();
   result.calls = armed.calls();
   return result;
 }
@@ -66,7 +66,7 @@ inline AdminRun runAdminProcess(const std::string& line, const Fault& fault) {
   result.output = contentOf(streams.path("output"));
   result.errors = contentOf(streams.path("errors"));
   if (WIFSIGNALED(status)) result.signal = WTERMSIG(status);
-  result.struck = WIFSIGNALED(status);
+  result.faultOccurred = WIFSIGNALED(status);
   if (WIFEXITED(status)) result.status = WEXITSTATUS(status);
   return result;
 }

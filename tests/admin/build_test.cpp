@@ -25,20 +25,13 @@ class BuildTest : public testing::Test, public BuildSite {
   }
 };
 
-TEST_F(BuildTest, ReplacesAllThreeAndPrintsWhatChanged) {
-  const auto before = allFiles();
-  for (const char* const name : {"access.db", "cardsets.txt"})
-    fs::permissions(name, fs::perms(0640));
-  const AdminRun tried = runAdmin("build --dry-run");
-  EXPECT_EQ(allFiles(), before);
+TEST_F(BuildTest, ReplacesAllThreeWithTheirModes) {
+  fs::permissions("access.db", fs::perms(0640));
+  fs::permissions("cardsets.txt", fs::perms(0640));
   const AdminRun run = runAdmin("build --keep --log build.log --level 0");
   EXPECT_EQ(run.status, 0) << run.errors;
-  const std::string changes =
-      "replaced\ncredentials: 9 added, 1 removed, 0 changed\n"
-      "holders: 7 added, 0 removed, 1 changed\n";
-  const std::string found = "no errors, 0 warnings; 11 credentials of 10 holders\n";
-  EXPECT_EQ(run.output, found + "access.db, ident.db and cardsets.txt are " + changes);
-  EXPECT_EQ(tried.output, found + "access.db, ident.db and cardsets.txt would be " + changes);
+  EXPECT_TRUE(contains(run.output, "\ncredentials: 9 added, 1 removed, 0 changed\n"));
+  EXPECT_TRUE(contains(run.output, "\nholders: 7 added, 0 removed, 1 changed\n"));
   EXPECT_TRUE(isNew() && hasKept(_old));
   EXPECT_EQ(fs::status("access.db").permissions(), fs::perms(0640));
   EXPECT_EQ(fs::status("ident.db").permissions(), fs::perms(0600));
@@ -47,7 +40,7 @@ TEST_F(BuildTest, ReplacesAllThreeAndPrintsWhatChanged) {
   EXPECT_TRUE(takeSleeps() == std::vector<unsigned>{0}) << "no pause";
 
   const AdminRun again = runAdmin("build --keep");
-  EXPECT_NE(again.output.find("are up to date; nothing was replaced\n"), std::string::npos);
+  EXPECT_TRUE(contains(again.output, "are up to date; nothing was replaced\n"));
   EXPECT_TRUE(again.status == 0 && hasKept(_old));
 }
 
@@ -55,15 +48,14 @@ TEST_F(BuildTest, RefusesWhenTooManyHoldersLoseSomething) {
   // A sed script, and what is lost; empty for nothing.
   const std::pair<std::string, std::string> kCases[] = {
       {"s/^c 2 8/c 2 9/", "1 of 3 holders would lose something (1 without a key they had)"},
+      {"/^c 2 7/d", "(1 gone)"},
       {"s/^c 2 7/c 2 0/; s/^c 2 8/c 2 7/", "(2 without a key they had)"},
       {"s/^c 2 7 4711/c 2 7 0/", "(1 without a PIN they had)"},
       {"s/^p 1234/p 4321/", "(1 without a PIN they had)"},
       {"s/ 0 2 1/ 0 2 0/", "(1 without an access level they had)"},
       {"/^p/s/0 0 0 0 0 0$/0 0 2001\\/1\\/1 0 0 0/", "(1 no longer valid)"},
       {"/^p/s/0 0 0 0 0 0$/2037\\/1\\/1 0 0 0 0 0/", "(1 no longer valid)"},
-      {"s/ 0 2 1/ 0 2 0/; s/^p 1234/p 4321/; /^c 2 7/d",
-       "3 of 3 holders would lose something (1 gone, 1 without a PIN they had, 1 without an access "
-       "level they had)"},
+      {"s/ 0 2 1/ 0 2 0/; s/^p 1234/p 4321/; /^c 2 7/d", "3 of 3 holders would lose something (1 "},
       {"/^f/a p 99 9 1", ""},
       {"/^f/a o 0099 1", ""},
       {"s/ 0 2 1 0/ 0 2 7 1/", ""},
@@ -84,14 +76,12 @@ TEST_F(BuildTest, RefusesWhenTooManyHoldersLoseSomething) {
 TEST_F(BuildTest, GivesAGroupNothingThatTheOldFileDidNot) {
   const Fault kNone = {.call = "fchown", .nth = 99}, kFirst = {.call = "fchown"};
   const Fault kAll = {.call = "fchown", .forEver = true};
-  const struct {
-    unsigned owner, group;
-    Fault fault;
-    unsigned newOwner, newGroup, mode;
-  } kCases[] = {{1, 2, kNone, 1, 2, 0660},
-                {1, 2, kFirst, 0, 2, 0660},
-                {0, 2, kAll, 0, 0, 0600},
-                {1, 0, kAll, 0, 0, 0660}};
+  // Owner, group; then owner, group and mode of the new file.
+  const std::tuple<unsigned, unsigned, Fault, unsigned, unsigned, unsigned> kCases[] = {
+      {1, 2, kNone, 1, 2, 0660},
+      {1, 2, kFirst, 0, 2, 0660},
+      {0, 2, kAll, 0, 0, 0600},
+      {1, 0, kAll, 0, 0, 0660}};
   for (const auto& [owner, group, fault, newOwner, newGroup, mode] : kCases) {
     makeOld();
     fs::permissions("access.db", fs::perms(0660));
@@ -190,9 +180,9 @@ TEST_F(BuildTest, RefusesAndChangesNothing) {
   const std::string kJournal = kFolder + "printf >journal 'badgemint-admin replaces:";
   const std::tuple<std::string, std::string, int, std::string> kCases[] = {
       {"echo 'p 1234 9' >>cards.txt", "", 2, "refused because of these findings: nothing was"},
-      {"", "--ident ./cards.txt", 2, "cards.txt and ./cards.txt are one file"},
-      {"", "--log 26.cdf", 2, "one file"},
-      {"", "--keep --log ident.db.old", 2, "one file"},
+      {"", "--ident ./cards.txt", 2, "cards.txt and ./cards.txt are the same file"},
+      {"", "--log 26.cdf", 2, "are the same file"},
+      {"", "--keep --log ident.db.old", 2, "are the same file"},
       {"", "--log ./.badgemint-admin/./log", 2, "is in the folder that builds clean up"},
       {"ln -s none link", "--access link", 2, "link is a link or not a file"},
       {"mkdir sub", "--access sub/access.db", 2, "are not in one folder"},
@@ -218,8 +208,8 @@ TEST_F(BuildTest, RefusesAndChangesNothing) {
       {"sed -i '/^p/!d' cards.txt", "--max-removed 66%", 2, "2 of 3"},
       {"echo >>ident.db", "", 2, "ident.db ends within a record"},
       {"echo >>ident.db", "--max-removed 100", 2, "(--max-removed 100% replaces it all the same)"},
-      {"(head -c 24 /dev/zero; echo 222) >ident.db", "", 2, "ident.db is not such a database"},
-      {"yes | head -c 44 >access.db", "", 2, "access.db is not such a database"},
+      {"(head -c 24 /dev/zero; echo 222) >ident.db", "", 2, "ident.db is not an ident database"},
+      {"yes | head -c 44 >access.db", "", 2, "access.db is not an access database"},
       {"", "--max-removed 1x", 3, "neither a number nor a percentage"},
       {"", "--max-removed 101%", 3, "neither a number nor a percentage"},
   };

@@ -1,4 +1,4 @@
-// The verb `dump`: what it writes builds the same databases again, or it says that it does not.
+// The verb `dump`: what it writes builds the same databases again, or it reports that it does not.
 #include "admin/adminrun.h"
 #include "admin/records/databases.h"
 
@@ -7,7 +7,7 @@ namespace badgemint::admin::dump_test {
 // Levels, flags, escort, validity, elevator and relay group; cards have one flag more.
 const std::string kHolder = " 1 2 3 4 5 6 7 65535 1 0 1 9 2010/2/3 1:2:3 2037/12/31 0 255 1";
 
-TEST(AdminDump, ReportsWhatACardsFileCannotSay) {
+TEST(AdminDump, ReportsWhatACardsFileCannotExpress) {
   const TestSite site;
   const std::string cards = "f 1 1 A=21\nf 2 2 A=-1\nc 1 15890 4711 1" + kHolder +
                             " 0\nd 2 5 11 100 7\no 99 1\nf 3 1\nf 253 9 H=5\n";
@@ -20,14 +20,14 @@ TEST(AdminDump, ReportsWhatACardsFileCannotSay) {
       {[](auto& d) { d.idents[0].deleted = 2; }, "is marked as deleted", "\n# deleted: c 1"},
       {[](auto& d) { d.idents[1].cardsetcode = 9; }, "card set 9 or its", "\n# left out: "},
       {[](auto& d) { d.idents[0].uniqid = 8; }, "there is no access record\n", "\n# left out: c"},
-      {[](auto& d) { d.idents[0].cardnumber[2] = 0; }, "a build makes another key\n", "c 1 18 *"},
+      {[](auto& d) { d.idents[0].cardnumber[2] = 0; }, "would write a different key\n", "c 1 18 *"},
       {[](auto& d) { d.idents[1].uniqid = 1; }, "its access record is shared", ""},
       {[](auto& d) { d.idents[2].cardnumber = d.idents[1].cardnumber; }, "result -1011 (", ""},
-      {[](auto& d) { std::swap(d.accesses[0], d.accesses[1]); }, "stands before others", ""},
+      {[](auto& d) { std::swap(d.accesses[0], d.accesses[1]); }, "or in another order", ""},
       {[](auto& d) { d.accesses.push_back({}); }, "record 12 (holder 0) has no credential", ""},
       {[](auto& d) { d.accesses[0].pincode[0] = 0x4A; }, "a build ends at its line with", "c 1 "},
-      {[](auto& d) { for (auto& access : d.accesses) access.bitflds = 1; }, "another flag 0 (", ""},
-      {[](auto& d) { d.accesses[0].starttime = ~0U; }, "another start\n", ""},
+      {[](auto& d) { for (auto& access : d.accesses) access.bitflds = 1; }, "flag 0 (", ""},
+      {[](auto& d) { d.accesses[0].starttime = ~0U; }, "different start\n", ""},
   };
   // clang-format on
   for (const auto& [change, errors, output] : kCases) {
@@ -50,16 +50,16 @@ TEST(AdminDump, ReplacesNoFileThatItShouldNot) {
   const std::string dumped = runAdmin("dump" + kSite).output;
   const std::tuple<std::string, std::string, int, std::string, std::string> kCases[] = {
       {"", "", 0, "", ""},
-      {"echo old >out", "", 2, "out is there already (--force replaces it)", "old\n"},
+      {"echo old >out", "", 2, "out already exists (--force replaces it)", "old\n"},
       {"echo old >out", "--force", 0, "", ""},
       {"mkdir out", "--force", 2, "out is not a regular file", ""},
       {"ln -s none out", "--force", 2, "out is not a regular file", ""},
-      {"ln -s cardsets out", "--force", 2, "cardsets and out are one file", "f 1 2 \n"},
-      {"touch out.new", "", 2, "out.new is there: another run writes it", ""},
+      {"ln -s cardsets out", "--force", 2, "cardsets and out are the same file", "f 1 2 \n"},
+      {"touch out.new", "", 2, "out.new exists: another run writes it", ""},
       {"mv ident away", "", 3, "ident: No such file", ""},
       {"mv away ident; mv cardsets away", "", 3, "cardsets: No such file", ""},
       {"cp away cardsets; echo wrong >>cardsets", "", 1, "cardsets:2: this line", ""},
-      {"echo old >26.cdf; ln 26.cdf out", "--force", 2, "26.cdf and out are one file", "old\n"},
+      {"echo old >26.cdf; ln 26.cdf out", "--force", 2, "26.cdf and out are the same", "old\n"},
       {"rm 26.cdf", "", 3, "26.cdf: cannot be read", ""},
   };
   for (const auto& [prepare, options, status, errors, left] : kCases) {

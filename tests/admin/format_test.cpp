@@ -33,10 +33,10 @@ TEST(AdminFormat, EndsWithTheWorstOfItsFiles) {
       {"format none.cdf gone.vff cut.eff", 3, "cut.eff: does",
        "gone.vff: cannot be opened: No such"},
       {"format --svg good.cdf good.cdf", 2, "good.cdf: CDF\n", "good.cdf"},
-      {"format --svg hole.EFF good.cdf", 2, "good.cdf: CDF\n", "hole.EFF is there already"},
-      {"format --svg text.txt good.cdf", 2, "good.cdf: CDF\n", "text.txt is there already"},
-      {"format . hole.EFF d.cdf good.cdf", 3, "\ngood.cdf: CDF", "d.cdf is not a regular file"},
-      {"format --svg a.svg good.cdf good.cdf", 3, "", "--svg draws one format file; 2 are given"},
+      {"format --svg hole.EFF good.cdf", 2, "good.cdf: CDF\n", "hole.EFF already exists and"},
+      {"format --svg text.txt good.cdf", 2, "good.cdf: CDF\n", "text.txt already exists and"},
+      {"format d.cdf good.cdf", 3, "\ngood.cdf: CDF", "d.cdf is not a regular file"},
+      {"format --svg a.svg good.cdf good.cdf", 3, "", "--svg draws one format file, but 2 were"},
   });
 }
 

@@ -21,7 +21,7 @@ std::optional<AdminRun> failNext(const std::string& command, Fault& fault) {
   }
   const AdminRun run =
       fault.signal != 0 ? runAdminProcess(command, fault) : runAdmin(command, fault);
-  if (!run.struck) return {};
+  if (!run.faultOccurred) return {};
   EXPECT_EQ(run.signal, fault.signal);
   fault.nth += fault.call == "new" && fault.nth < kOfCommandLine ? 20 : 1;
   return run;
@@ -199,25 +199,21 @@ void forEachPowerCut(const std::string& command, const Fault& fault, Expect expe
 }
 
 TEST_F(BuildSweep, PowerIsLostAfterEachCall) {
-  const struct {
-    std::string command;
-    Fault fault;
-    bool isUndone;
-  } kRuns[] = {{"build", {}, false},
-               {"build --keep", {}, false},
-               {"build --keep", {.call = "renameat", .nth = 7}, true}};  // The card sets file.
-  for (const auto& run : kRuns) {
-    makeOld();
+  const std::tuple<std::string, Fault, bool> kRuns[] = {
+      {"build", {}, false},
+      {"build --keep", {}, false},
+      {"build --keep", {.call = "renameat", .nth = 7}, true}};  // The card sets file; is undone.
+  for (const auto& [command, fault, isUndone] : kRuns) {
+    const bool keeps = contains(command, "--keep");
     size_t states = 0;
-    forEachPowerCut(run.command, run.fault, [&](bool hasEnded) {
+    makeOld();
+    forEachPowerCut(command, fault, [&, isUndone = isUndone](bool hasEnded) {
       ++states;
-      EXPECT_TRUE(!hasEnded || (run.isUndone ? isOld() : isNew()));
+      EXPECT_TRUE(!hasEnded || (isUndone ? isOld() : isNew()));
       EXPECT_TRUE(!hasEnded || !fs::exists(kPrivateFolder));
-      const bool keepsFirst = contains(run.command, "--keep") && !run.isUndone;
-      EXPECT_TRUE(!keepsFirst || isOld() || hasKept(_old));
+      EXPECT_TRUE(!keeps || isUndone || isOld() || hasKept(_old));
       expectRecovery();
-      const bool isKept = isNew() && contains(run.command, "--keep");
-      EXPECT_TRUE(hasKept(isKept ? _old : kFormer));
+      EXPECT_TRUE(hasKept(keeps && isNew() ? _old : kFormer));
     });
     EXPECT_GT(states, 100u);
   }

@@ -59,7 +59,7 @@ TEST_F(VerifyTest, NamesTheRuleOfEachFault) {
   writeFile("cardsets", contentOf("cardsets") + "f 8 9\n");
   expect({
       {"mark", [](auto& i, auto&) { i[4].deleted = 1; }, ""},
-      {"mark", [](auto& i, auto&) { i[4].deleted = 2; }, "of card set 2 has mark of deletion 2"},
+      {"mark", [](auto& i, auto&) { i[4].deleted = 2; }, "has mark of deletion 2, not 0 or 1"},
       {"card-set", [](auto& i, auto&) { i[4].cardsetcode = 254; }, ""},
       {"card-set", [](auto& i, auto&) { i[4].cardsetcode = 7; }, "set 7 or its format is missing"},
       {"card-set", [](auto& i, auto&) { i[4].cardsetcode = 8; }, "set 8 or its format is missing"},
@@ -69,32 +69,32 @@ TEST_F(VerifyTest, NamesTheRuleOfEachFault) {
       {"pin", [](auto& i, auto&) { i[3].cardnumber[0] = 0xA2; }, "no keypad entry matches it"},
       {"pin", [](auto&, auto& a) { a[1].pincode = {0xF0}; }, ""},
       {"pin", [](auto&, auto& a) { a[1].pincode[0] = 0x1A; }, "is not stored as packed digits"},
-      {"key", [](auto& i, auto&) { i[0].cardnumber[3] ^= 1; }, "its card set gives to no number"},
-      {"key", [](auto& i, auto&) { i[0].cardnumber[1] ^= 6; }, "its card set gives to no number"},
+      {"key", [](auto& i, auto&) { i[0].cardnumber[3] ^= 1; }, "card set: readers deliver another"},
+      {"key", [](auto& i, auto&) { i[0].cardnumber[1] ^= 6; }, "card set: readers deliver another"},
       {"unique", [](auto& i, auto&) { i[5].cardnumber = i[4].cardnumber; }, "the key of record 4"},
       {"unique", [](auto& i, auto&) { i[5].cardnumber = i[4].cardnumber, i[4].deleted = 1; }, ""},
       {"unique", [](auto& i, auto&) { i[1].uniqid = 3; }, "card has the unique ID of record 1"},
       {"unique", [](auto& i, auto&) { i[1].uniqid = 2; }, ""},
       {"holder", [](auto&, auto& a) { a[4].uniqid = 7; }, "176): holder 7 has no credential"},
       {"holder", [](auto&, auto& a) { a.pop_back(); }, "12 of card set 2 has no access record"},
-      {"holder", [](auto&, auto& a) { a[5].uniqid = 4; }, "holder 4 already has record 3"},
-      {"pair", [](auto& i, auto&) { i[0].deleted = 1; }, "beside a card has no card beside it"},
+      {"holder", [](auto&, auto& a) { a[5].uniqid = 4; }, "4 already has access record 3"},
+      {"pair", [](auto& i, auto&) { i[0].deleted = 1; }, "beside a card has no card"},
       {"flag", [](auto&, auto& a) { a[0].bitflds = 0x3F; }, ""},
       {"flag", [](auto&, auto& a) { a[0].bitflds = 0x40; }, "holder 1 has flags beyond flag 5"},
       {"period", [](auto&, auto& a) { a[0].starttime = a[0].endtime = 5; }, ""},
       {"period", [](auto&, auto& a) { a[0].starttime = 6, a[0].endtime = 5; }, "00:00:06"},
       {"escort", [](auto&, auto& a) { a[0].escortid = 2; }, ""},
-      {"escort", [](auto&, auto& a) { a[0].escortid = 7; }, "is not a holder: no door ever opens"},
+      {"escort", [](auto&, auto& a) { a[0].escortid = 7; }, "that need an escort never open"},
       {"empty", [](auto& i, auto& a) { i = {}, a = {}; }, "has a record: nobody has access"},
   });
 }
 
 TEST_F(VerifyTest, NamesTheFieldThatDiffers) {
   expect({
-      {"differs", [](auto& i, auto&) { i[0].cardsetcode = 2; }, "cards file, line 3: card set"},
-      {"differs", [](auto& i, auto&) { i[0].deleted = 1; }, "line 3: mark of deletion"},
-      {"differs", [](auto&, auto& a) { a[0].pincode[3] = 0x79; }, "line 3: PIN"},
-      {"differs", [](auto&, auto& a) { a[0].acclevel[7] = 1; }, "line 3: access level 8"},
+      {"differs", [](auto& i, auto&) { i[0].cardsetcode = 2; }, "of the cards file: card set"},
+      {"differs", [](auto& i, auto&) { i[0].deleted = 1; }, "the cards file: mark of deletion"},
+      {"differs", [](auto&, auto& a) { a[0].pincode[3] = 0x79; }, "line 3 of the cards file: PIN"},
+      {"differs", [](auto&, auto& a) { a[0].acclevel[7] = 1; }, "the cards file: access level 8"},
   }, "--cards cards");
 }
 // clang-format on
@@ -117,15 +117,15 @@ TEST_F(VerifyTest, DiffersMissingAndOther) {
   const std::string moved = kF + kC + kO + kN + kP + "d 2 11 2 5\nd 2 10 1 7\n";
   const std::pair<std::string, std::string> kCases[] = {
       {kF + kD + kP + kN + kO + kC, ""},
-      {moved, "card 10 of card set 2 is not as in the cards file, line 8: unique ID [differs]\n"},
+      {moved, "card 10 of card set 2 differs from line 8 of the cards file: unique ID [differs]\n"},
       {moved, "cards:8: holder 7: card 10 of card set 2 has no access record [missing]\n"},
       {"f 1 1 A=22\nf 2 2\n" + kC + kO + kN + kP + kD,
-       "cardsets: a build would not write it: card set 1 differs [differs]\n"},
+       "cardsets: a build would not write it: card set 1 differs from the cards file [differs]\n"},
   };
-  for (const auto& [cards, says] : kCases) {
+  for (const auto& [cards, text] : kCases) {
     writeFile("cards", cards);
     const std::string found = faults("--cards cards");
-    EXPECT_TRUE(found.find(says) != found.npos && found.empty() == says.empty()) << found;
+    EXPECT_TRUE(found.find(text) != found.npos && found.empty() == text.empty()) << found;
   }
   writeFile("cards", "x\n");
   EXPECT_TRUE(faults("--cards cards").starts_with("cards:1:1: error: "));
@@ -142,7 +142,7 @@ TEST_F(VerifyTest, AcceptsWhatABuildMakes) {
   EXPECT_EQ(faults("--cards cards"), "");
   build(kF + "o 4711 1\n" + kN);  // A PIN without a card, of the lowest unique ID.
   EXPECT_EQ(faults("--cards cards"), "");
-  EXPECT_TRUE(faults().ends_with("PIN **** beside a card has no card beside it [pair]\n"));
+  EXPECT_TRUE(faults().ends_with("PIN **** beside a card has no card [pair]\n"));
   build(kF + "p 99 9 1 0 0 0 0 0 0 0 0 0 0 8 2025/1/1 0 2024/1/1 0\n");  // An escort, a period.
   EXPECT_EQ(faults("--cards cards"), "");
   build(kF);

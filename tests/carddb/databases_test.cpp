@@ -56,7 +56,7 @@ std::string failures(State state, int32_t (*run)(File&)) {
       log.take();
       const ArmedFault fault({call, nth});
       const int32_t result = run(file);
-      if (!fault.struck()) break;
+      if (!fault.hasOccurred()) break;
       std::string text = log.take();
       if (text == "[25 " + kind + "file] Error " + message + " " + kind + " file " + kind + "\n")
         text = " reported";
@@ -124,24 +124,6 @@ TEST(Databases, ReportWhichCallFailed) {
        ", -341[25 accessindx] Error reading access file access\n; close 0"},
   };
   for (const auto& [state, run, expected] : accesses) EXPECT_EQ(failures(state, run), expected);
-}
-
-// Two blocks and a part of a record; a read that is cut short is read on.
-TEST(Databases, ReadsAheadWhatIsThere) {
-  std::mt19937 random(1);
-  std::vector<AccessRecord> list(400);
-  for (uint32_t i = 0; i < 400; ++i) list[i].uniqid = i;
-  Prepared<AccessFile> file(kReadingAhead);
-  std::ofstream("access") << bytesOf(list) << "tail";
-  AccessRecord found;
-  for (uint32_t step = 0; step < 1000; ++step) {
-    const ArmedFault fault({"read", static_cast<int>(random() % 3), false, EIO, true});
-    const auto recno = static_cast<uint32_t>(random() % 402);
-    EXPECT_EQ(file.readRecordAt(found, recno), recno < 400 ? 0 : -341);
-    EXPECT_EQ(found.uniqid, recno < 400 ? recno : 0);
-    EXPECT_EQ(file.readNext(found), recno < 399 ? 0 : -2);
-    EXPECT_EQ(found.uniqid, recno < 399 ? recno + 1 : recno < 400 ? recno : 0);
-  }
 }
 
 TEST(Databases, AreNamedByTheConfigurationAsTheOtherFiles) {

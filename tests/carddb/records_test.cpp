@@ -9,7 +9,7 @@ namespace badgemint::records_test {
 
 // What no file of the databases shows of its index: with room for three holders, one more is
 // inserted after those of a file of any length.
-TEST(AccessIndex, TakesWholeRecordsUpToItsRoom) {
+TEST(AccessIndex, AcceptsWholeRecordsUpToItsRoom) {
   for (size_t size = 0; size <= 4 * AccessRecord::kSize; ++size) {
     SCOPED_TRACE(size);
     writeFile("access", bytesOf<AccessRecord>({{2}, {1}, {3}, {4}}).substr(0, size));
@@ -72,7 +72,7 @@ TEST(AccessRecord, HasItsFieldsInTheirPlaces) {
   TestLog log;
   AccessRecord record{0x01020304, {0x12, 0x34}, {},   0x61626364, 0x71727374, 0x81828384,
                       0x91929394, 0x2A,         0xB1, 0xC1,       0xD1};
-  // Slots that there are not read as 0 and take nothing.
+  // Slots that do not exist read as 0 and ignore what is set.
   for (int32_t slot = -1; slot <= 8; ++slot) {
     record.setAccessLevel(slot, static_cast<uint16_t>(0x8001 + slot));
     EXPECT_EQ(record.accessLevel(slot), slot < 0 || slot > 7 ? 0 : 0x8001 + slot);

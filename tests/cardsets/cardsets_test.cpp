@@ -1,8 +1,6 @@
-// Card sets: one as a text, and the collection with its file; and the digits of cards without a
-// set.
+// Card sets: one as a text, and the collection with its file.
 #include "cardsets/cardsets.h"
 
-#include "cardsets/card_functions.h"
 #include "formats/CardFormatSet.h"
 #include "support/testfiles.h"
 
@@ -83,23 +81,6 @@ TEST(CardSets, FindTheFirstOfAnIdAndItsFormat) {
   EXPECT_EQ(log.take(), "[3 cardsets] format 0 not found\n");
   formats.addFormat(0, ".cdf");
   EXPECT_EQ(sets.verifyFormats(formats), 0);
-}
-
-TEST(CardFunctions, ConvertHexadecimalDigits) {
-  const std::tuple<const char*, std::string, size_t, const char*> rows[] = {
-      {"0aFf00112", "0A FF 00 11 ", 9, "0AFF0011"},  // The size is of the text they come back into.
-      {"", "00 00 00 00 ", 9, "00000000"},          {"ABC", "AB C0 00 00 ", 9, "ABC0"},
-      {"1g@9G9-2", "01 00 00 00 ", 9, "01"},        {"123456", "12 34 56 00 ", 4, "12"},
-  };
-  TestLog log;
-  for (const auto& [digits, hex, size, back] : rows) {
-    std::array<uint8_t, 4> bytes{};
-    hexToBits(digits, bytes);
-    EXPECT_EQ(log.take(), "[75 card_functions] no format card bits\n" + hex + "\n");
-    std::string text(size, '!');
-    bitsToHex(bytes, text);
-    EXPECT_STREQ(text.c_str(), back);
-  }
 }
 
 }  // namespace badgemint

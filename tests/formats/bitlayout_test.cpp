@@ -57,7 +57,7 @@ struct ReferenceField {
   }
 };
 
-// What a format file says, and what its cards then are. Bits are text, the first at the front.
+// What a format file defines, and what its cards then are. Bits are text, the first at the front.
 struct ReferenceFormat {
   bool isVff;
   size_t numberField, end = 0;  // After the last position in use.

@@ -22,22 +22,6 @@ inline FormatLines linesOf(const std::string& kind, const FormatLines& masks) {
   return lines;
 }
 
-// Masks of 3 to 48 positions of these characters, of which '.' is fixed, between two parity bits
-// that cover what they like.
-inline FormatLines randomMasks(std::string_view characters, std::mt19937_64& random) {
-  FormatLines masks(4);
-  for (size_t size = 3 + random() % 46; masks[0].size() < size;) {
-    masks[0] += characters[random() % characters.size()];
-    masks[1] += masks[0].back() == '.' ? "01"[random() % 2] : '.';
-    for (const size_t parity : {2U, 3U}) masks[parity] += "X."[random() % 2];
-  }
-  masks[0].front() = masks[0].back() = 'P';
-  masks[1].front() = masks[1].back() = masks[2].back() = '.';
-  masks[2].front() = "EO"[random() % 2];
-  masks[3].back() = "EO"[random() % 2];
-  return masks;
-}
-
 // Two bytes a character; the bits that carry nothing differ from character to character.
 inline std::string twoBytes(const std::string& text) {
   std::string bytes;

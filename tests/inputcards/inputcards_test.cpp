@@ -1,4 +1,4 @@
-// The lines that the loader refuses, and what it says of them; and that its input is one file that
+// The lines that the loader refuses, and what it reports; and that its input is one file that
 // stays: what the second pass writes is what the first has checked.
 #include <sys/stat.h>
 

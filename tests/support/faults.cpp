@@ -18,13 +18,13 @@ extern "C" decltype(fstatat) __real_fstatat;
 namespace {
 
 // Whether this call is to fail; sets errno then.
-bool strikes(std::string_view call) {
+bool mustFail(std::string_view call) {
   return ArmedFault::now != nullptr && ArmedFault::now->countCall(call);
 }
 
 // The same for a transfer. A short one goes on: half is written, some bytes are read.
-bool strikesTransfer(std::string_view call, size_t& size) {
-  if (!strikes(call)) return false;
+bool mustFailTransfer(std::string_view call, size_t& size) {
+  if (!mustFail(call)) return false;
   const bool isShort = ArmedFault::now->isShort();
   if (isShort) size = call == "write" ? size / 2 : std::min(size, size_t{7});
   return !isShort;
@@ -89,7 +89,7 @@ extern "C" {
 #define REPLACE(call, parameters, arguments, ...)                    \
   decltype(call) __real_##call;                                      \
   auto __wrap_##call parameters->decltype(__real_##call arguments) { \
-    if (strikes(#call)) return -1;                                   \
+    if (mustFail(#call)) return -1;                                  \
     return recorded(__real_##call arguments, {__VA_ARGS__});         \
   }
 
@@ -118,10 +118,10 @@ REPLACE(unlinkat, (int folder, const char* name, int flags), (folder, name, flag
 
 // The same for memory, with a null pointer: malloc is what the compiler makes of a realloc of
 // nothing, the others are new (std::nothrow), of one object and of an array.
-#define REPLACE_MEMORY(call, parameters, arguments)                 \
-  void* __real_##call parameters;                                   \
-  void* __wrap_##call parameters {                                  \
-    return strikes("allocate") ? nullptr : __real_##call arguments; \
+#define REPLACE_MEMORY(call, parameters, arguments)                  \
+  void* __real_##call parameters;                                    \
+  void* __wrap_##call parameters {                                   \
+    return mustFail("allocate") ? nullptr : __real_##call arguments; \
   }
 
 REPLACE_MEMORY(malloc, (size_t size), (size))
@@ -139,37 +139,36 @@ decltype(sysconf) __real_sysconf;
 // The memory of containers.
 void* __real__Znwm(size_t size);
 void* __wrap__Znwm(size_t size) {
-  if (strikes("new")) throw std::bad_alloc();
+  if (mustFail("new")) throw std::bad_alloc();
   return __real__Znwm(size);
 }
 
 ssize_t __wrap_read(int file, void* buffer, size_t size) {
-  return strikesTransfer("read", size) ? -1 : __real_read(file, buffer, size);
+  return mustFailTransfer("read", size) ? -1 : __real_read(file, buffer, size);
 }
 ssize_t __wrap_pread(int file, void* buffer, size_t size, off_t offset) {
-  return strikesTransfer("read", size) ? -1 : __real_pread(file, buffer, size, offset);
+  return mustFailTransfer("read", size) ? -1 : __real_pread(file, buffer, size, offset);
 }
 ssize_t __wrap_write(int file, const void* buffer, size_t size) {
-  if (strikesTransfer("write", size)) return -1;
-  const long room = std::min(diskRoom.all, diskRoom.each - __real_lseek(file, 0, SEEK_CUR));
-  if (room <= 0 && size > 0) return errno = ENOSPC, -1;
-  size = std::min(size, static_cast<size_t>(room));
-  diskRoom.all -= static_cast<long>(size);
+  if (mustFailTransfer("write", size)) return -1;
+  if (diskRoom == 0 && size > 0) return errno = ENOSPC, -1;
+  size = std::min(size, static_cast<size_t>(diskRoom));
+  diskRoom -= static_cast<long>(size);
   return __real_write(file, buffer, size);
 }
 int __wrap_ftruncate(int file, off_t size) {
-  diskRoom.all += __real_lseek(file, 0, SEEK_END) - size;
+  diskRoom += __real_lseek(file, 0, SEEK_END) - size;
   return __real_ftruncate(file, size);
 }
 
 // A failing close has closed the descriptor all the same.
 int __wrap_close(int file) {
   const int result = __real_close(file);
-  return strikes("close") ? -1 : result;
+  return mustFail("close") ? -1 : result;
 }
 // Nothing is written through to the disk: tests only model that power is lost.
 int __wrap_fsync(int file) {
-  if (strikes("fsync")) return -1;
+  if (mustFail("fsync")) return -1;
   const std::string path = "/proc/self/fd/" + std::to_string(file);
   const std::string content = fs::is_regular_file(path) ? contentOf(path) : "";
   if (DiskRecorder::now != nullptr)

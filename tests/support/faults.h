@@ -1,7 +1,7 @@
-// Faults on demand: lets the n-th allocation or system call of the code under test fail, and tells
-// what it asked of the system. Works by link-time replacement (--wrap): the product knows nothing
-// of it. The log of a test also shows the level of each message, in place of its source line, and
-// what went to the system log and to the error report hook.
+// Faults on demand: lets the n-th allocation or system call of the code under test fail, and
+// reports what it asked of the system. Works by link-time replacement (--wrap): the product knows
+// nothing of it. The log of a test also shows the level of each message, in place of its source
+// line, and what went to the system log and to the error report hook.
 #ifndef BADGEMINT_TESTS_SUPPORT_FAULTS_H
 #define BADGEMINT_TESTS_SUPPORT_FAULTS_H
 
@@ -32,7 +32,7 @@ class ArmedFault {
 
   // Counts a call, and returns whether it goes wrong.
   bool countCall(std::string_view call);
-  bool struck() const { return _calls >= _fault.nth; }
+  bool hasOccurred() const { return _calls >= _fault.nth; }
   int calls() const { return _calls; }
   bool isShort() const { return _fault.isShort; }
 
@@ -68,12 +68,9 @@ struct DiskRecorder {
   static inline DiskRecorder* now = nullptr;
 };
 
-// How many bytes may still be written to files: to all of them together, and to each from its
-// start.
-struct DiskRoom {
-  long all = 1L << 40, each = 1L << 40;
-};
-inline DiskRoom diskRoom;
+// How many bytes may still be written to files.
+inline constexpr long kAllRoom = 1L << 40;
+inline long diskRoom = kAllRoom;
 
 // How many pages of memory the machine has for the code under test: -1 unknown, 0 what it has.
 inline long machinePages = 0;

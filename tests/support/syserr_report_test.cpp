@@ -1,7 +1,5 @@
 #include "support/syserr_report.h"
 
-#include <sys/wait.h>
-
 #include "support/testfiles.h"
 
 namespace badgemint::syserr_report_test {
@@ -63,19 +61,6 @@ TEST(SyserrReport, ReportsEachFailure) {
     EXPECT_EQ(testing::internal::GetCapturedStdout(), text + (what == "setting lock" ? "\n" : ""));
     EXPECT_EQ(contentOf("errors").substr(0, 20), header);
   }
-}
-
-TEST(SyserrReport, LosesNoRecordOfSeveralWriters) {
-  for (int writer = 0; writer < 5; ++writer) {
-    if (fork() != 0) continue;
-    for (int i = 0; i < 50; ++i) report(static_cast<uint8_t>(50 * writer + i));
-    _exit(0);
-  }
-  while (wait(nullptr) > 0) continue;
-  std::set<std::string> records;
-  for (size_t slot = 0; slot < 250; ++slot)
-    records.insert(contentOf("errors").substr(20 + 64 * slot, 64));
-  EXPECT_EQ(records.size(), 250U);
 }
 
 }  // namespace badgemint::syserr_report_test

@@ -1,6 +1,6 @@
 // Everything fails once, and for ever after: each allocation and each system call, in each entry
-// function. A run then ends in a failure that its log tells, or in 0 with complete output; it logs
-// its end line and pauses, whatever failed.
+// function. A run then ends in a failure that its log reports, or in 0 with complete output; it
+// logs its end line and pauses, whatever failed.
 
 #include <regex>
 #include <sstream>
@@ -44,7 +44,7 @@ void makeSite(int more, int cards) {
 // How a run went, as its caller and its operator see it.
 struct Outcome {
   int32_t result;
-  bool struck;
+  bool faultOccurred;
   std::string log;     // Standard output: no fault in a call can suppress it.
   std::string output;  // What it returns and all files that it writes.
 };
@@ -53,7 +53,7 @@ Outcome outcomeOf(int32_t (*run)(), const Fault& fault) {
   std::fill(std::begin(pattern), std::end(pattern), '\0');
   testing::internal::CaptureStdout();
   const ArmedFault armed(fault);
-  Outcome outcome = {run(), armed.struck(), testing::internal::GetCapturedStdout(), pattern};
+  Outcome outcome = {run(), armed.hasOccurred(), testing::internal::GetCapturedStdout(), pattern};
   for (const char* const name : {"ident", "access", "sets", "dumped"}) {
     outcome.output += contentOf(name) + "|";
     fs::remove(name);
@@ -62,7 +62,7 @@ Outcome outcomeOf(int32_t (*run)(), const Fault& fault) {
   return outcome;
 }
 
-// Strikes call after call of a run until it has no such call left. Collects what was reported: the
+// Fails call after call of a run until there is none left. Collects what was reported: the
 // lines that no good run has, its end line aside, each after the result.
 void sweep(int32_t (*run)(), Fault fault, Lines& reported) {
   const Outcome good = outcomeOf(run, {});
@@ -70,7 +70,7 @@ void sweep(int32_t (*run)(), Fault fault, Lines& reported) {
   for (fault.nth = 1;; ++fault.nth) {
     SCOPED_TRACE(testing::Message() << good.log << fault.call << ' ' << fault.nth);
     const Outcome outcome = outcomeOf(run, fault);
-    if (!outcome.struck) return;
+    if (!outcome.faultOccurred) return;
     const std::string result = std::to_string(outcome.result);
     bool isReported = outcome.result == 0 || outcome.log.empty();
     std::istringstream lines(outcome.log);

@@ -83,16 +83,16 @@ std::vector<std::string> CardLayout::faultsOf(const CardPattern& card,
                       right = expected.substr(bit, end - bit);
     if (const int32_t mask = parityMaskAt(positionOf(bit)); mask >= 0) {
       if (!hasRightParity(bit, actual, expected))
-        faults.push_back(fmt::format("parity mask {} wrong at position {}", mask + 1, bit));
+        faults.push_back(fmt::format("the parity bit of mask {} (bit {}) is wrong", mask + 1, bit));
     } else if (found == right || fields.find(source) != std::string::npos) {
       continue;
     } else if (isFixed) {
       faults.push_back(fmt::format("fixed bits from {} are {}, not {}", bit, found, right));
     } else if (source == 'P' || source == kNoPosition) {
-      faults.push_back(fmt::format("bit {} is 1, but 0 on every card", bit));
+      faults.push_back(fmt::format("bit {} is 1, but it is 0 on every card of the format", bit));
     } else {
       fields += source;
-      faults.push_back(fmt::format("field {} has bits that no value has", source));
+      faults.push_back(fmt::format("the bits of field {} are not a valid value", source));
     }
   }
   return faults;
@@ -110,7 +110,7 @@ std::string siteValuesText(const CardFormat& format, const CardFormat::FieldValu
 CardPattern encodeWord(const CardEncoder& encoder, std::string_view word) {
   SaturatedInt64 number{};
   if (readCardNumber(word, number) != kSuccess)
-    throw Refused("card number {} is not up to 32 decimal digits", inQuotes(word));
+    throw Refused("card number {} must be 1 to 32 decimal digits", inQuotes(word));
   CardPattern card{};
   if (encodeCardNumber(encoder, number, 0, card) == kSuccess) return card;
   const int32_t field = encoder.format->cardNumberField();

@@ -23,8 +23,8 @@ class CardLayout {
 
   explicit CardLayout(const CardFormat& format);
 
-  // Those of the format, and in a layout with gaps, which it does not count, also what it sets in
-  // front of them.
+  // The number of bits. In a layout with gaps this includes bits that the format sets in front of
+  // those it counts.
   size_t count() const { return _sources.size(); }
 
   // The bits of a pattern as '0' and '1', and the pattern of `count()` such bits. What has no place
@@ -39,12 +39,12 @@ class CardLayout {
   // for parity, '0' or '1' where it is fixed.
   const std::string& mergedRow() const { return _sources; }
 
-  // What is wrong in a card beside what the format makes of the same values, from the first bit to
-  // the last, in plain words.
+  // What differs between a card and what the format encodes for the same values, from the first bit
+  // to the last, in plain words.
   std::vector<std::string> faultsOf(const CardPattern& card, const CardPattern& encoded) const;
 
  private:
-  // In the masks; negative before their begin.
+  // The position in the masks; negative before their start.
   int32_t positionOf(size_t bit) const {
     return _format.lastUsedBit() + 1 - static_cast<int32_t>(count() - bit);
   }

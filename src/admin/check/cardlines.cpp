@@ -17,7 +17,7 @@ int64_t storedValue(int64_t value, int64_t most) {
   return static_cast<int32_t>(low);
 }
 
-// Its first card.
+// What a block is about: its first card.
 About aboutBlock(std::string line) {
   const MultiCardsLine words = splitMultiCardsLine(line.data());
   About about;
@@ -28,6 +28,7 @@ About aboutBlock(std::string line) {
   return about;
 }
 
+// The check of one 'd' line; does not outlive it.
 class BlockLine : FieldsCheck {
  public:
   BlockLine(CardsCheck& check, CheckedLine& line)
@@ -85,21 +86,22 @@ class BlockLine : FieldsCheck {
     _line.warn(_line.at(_words[kAfterLast]), "fields", "what follows the access level is ignored");
   }
 
-  // Numbers that go beyond a range only together, and what is right, and mostly not meant.
+  // Numbers that leave a range only together, and blocks that are valid but probably a mistake.
   void checkBlock() const {
     for (const Field field : {kSet, kFirstCard, kCount, kUniqid}) checkRange(field);
     const bool hasLevel = !_words[kLevel].empty() && _words[kLevel][0] != '#';
     if (hasLevel) checkLevel(kLevel);
     warnIfZero(kUniqid);
     const int64_t first = numberIn(kFirstCard), count = numberIn(kCount);
-    if (count < 1) return warn(kCount, "range", "makes no card");
+    if (count < 1) return warn(kCount, "range", "is less than 1: the block has no cards");
     warnIfZero(kFirstCard);
     if (!checkNumberRange(first)) checkNumberRange(first + count - 1);
     if (firstUniqid() + count - 1 > UINT32_MAX)
       warn(kUniqid, "range",
            "is too large for the block: its IDs continue with 0 after 4294967295");
     if (first >= 1000 && count >= 1000 && count >= first)
-      warn(kCount, "block", "is not below the first card: is it the last card?");
+      warn(kCount, "block",
+           "is not less than the first card number: is it the last one? write how many there are");
     if (!hasLevel)
       _line.warn(_line.whole(), "block",
                  "no access level: the cards of the block open no door; write 0 if that is meant");
@@ -158,12 +160,12 @@ bool FieldsCheck::reportWrong(size_t field) const {
   std::string_view text = word;
   if (_fields[field].kind == FieldKind::kCardSet) {
     if (isHex() || hasCardSet()) return false;
-    error(field, kInvalidCardSet, "is not 1 to 253");
+    error(field, kInvalidCardSet, "is not a number from 1 to 253");
   } else if (_fields[field].kind == FieldKind::kCardNumber) {
     const int32_t result = checkCardNumber(text, isHex() ? 0 : 1, isHex() ? 1 : 0);
     if (result == kSuccess) return false;
     error(field, result,
-          fmt::format("is not up to 32 {} digits", isHex() ? "hexadecimal" : "decimal"));
+          fmt::format("must be 1 to 32 {} digits", isHex() ? "hexadecimal" : "decimal"));
   } else {
     const size_t most = field > 0 ? kMaxPinDigits : kMaxPinIdentDigits;  // Of a card, or alone.
     if (checkPinCode(text, most) == kSuccess) return false;
@@ -184,7 +186,7 @@ bool FieldsCheck::reportEncoding(const CheckedLine& line, std::optional<int64_t>
     const int64_t decoded = encoder.decode(encoder.encode(*number));
     if (decoded == *number) return false;
     line.error(line.at(_words[1]), kCardMismatch,
-               "the card number does not fit format {}: it would come back as card {}", set->fmtid,
+               "the card number does not fit format {}: it would be read as card {}", set->fmtid,
                decoded);
   } else if (line.findings != nullptr && _listed != nullptr) {
     _check.findings.countFurther(_listed->error);
@@ -223,7 +225,7 @@ int64_t FieldsCheck::checkRange(size_t field) const {
   const int64_t least = most == INT32_MAX ? INT32_MIN : 0;  // A block has numbers with a sign.
   if (value < least || value > most)
     warn(field, "range",
-         fmt::format("is not {} to {}{}", kind == FieldKind::kCardSet ? 1 : 0, most,
+         fmt::format("is outside the range {} to {}{}", kind == FieldKind::kCardSet ? 1 : 0, most,
                      effectOf(shownWord(field), "it is read as", storedValue(value, most))));
   return value;
 }
@@ -235,7 +237,7 @@ bool FieldsCheck::checkNumberRange(int64_t number) const {
       format.fieldDefinitions()[static_cast<size_t>(format.cardNumberField())];
   if (high == 0 || high == INT32_MAX || (number >= low && number <= high)) return false;
   _line.warn(_line.at(_words[1]), "range",
-             "card number {} is not {} to {}, as its format requires: no such card should exist",
+             "card {} is outside the range {} to {} of its format: no such card should exist",
              number, low, high);
   return true;
 }

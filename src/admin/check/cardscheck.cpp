@@ -27,18 +27,18 @@ std::optional<OddText> findOdd(LineReader& input) {
   if (auto odd = findOddText(input, raw[0] == kFieldsLine); odd || raw[0] != kMultiCardsLine)
     return odd;
   if (std::strcspn(input.line(), kBlockDelimiters) > 1)
-    return OddText{1, "what follows 'd' up to the next blank is ignored"};
+    return OddText{1, "what follows 'd' without a space is ignored"};
   const std::string_view words = raw.substr(0, commentStart(raw));
   const size_t tab = words.substr(0, words.find_last_not_of(" \t\r\n") + 1).find('\t');
   if (tab != std::string_view::npos)
     return OddText{
-        tab, "a tab in a 'd' line is part of a word, so other cards get other holders or levels"};
+        tab, "tabs in a 'd' line separate nothing: cards get wrong holders or levels; use spaces"};
   return {};
 }
 
 int32_t checkByType(CardsCheck& check, CheckedLine& line);
 
-// Enters what other lines need of a line whose first character is wrong.
+// Checks a line of a wrong type without reporting, so that later lines find its card set or holder.
 void readDespiteType(CardsCheck& check, const CheckedLine& line) {
   std::string copy = line.text;
   char* start = copy.data();
@@ -57,10 +57,11 @@ int32_t reportLineType(CardsCheck& check, const CheckedLine& line) {
   if (isMergeMark(text)) {
     reportMergeMark(check.findings, check.mergeMark, line.whole(), kInvalidLine);
   } else {
-    line.error(
-        line.at(text), kInvalidLine,
-        "{} is not a line type: a line begins with f, c, n, p, o, d or #",
-        text.starts_with(kByteOrderMark) ? "a byte order mark" : shownName(text.substr(0, 1)));
+    line.error(line.at(text), kInvalidLine,
+               "{} is not a line type: a line begins with f, c, n, p, o, d or #",
+               text.starts_with(kByteOrderMark) ? "a byte order mark"
+               : isDigit(text[0])               ? "a digit"
+                                                : shownName(text.substr(0, 1)));
     readDespiteType(check, line);
   }
   return kInvalidLine;
@@ -86,11 +87,11 @@ void checkLine(CardsCheck& check, LineReader& input) {
   }
   if (!odd || std::string_view(line.text).starts_with(kByteOrderMark)) return;
   line.warn(line.at(line.text + odd->offset), "text", "{}", odd->effect);
-  if (hasWords) check.misread.push_back(line.number());
+  if (hasWords) check.unreliableLines.push_back(line.number());
 }
 
 // What the file is as a whole when it is not a cards file, else null.
-const char* findForm(const std::string& path) {
+const char* otherFileText(const std::string& path) {
   LineReader lines;
   if (!lines.open(path.c_str())) return nullptr;
   bool hasWords = false;
@@ -203,19 +204,19 @@ SiteSummary checkSite(const SiteCheckOptions& options, Findings& findings) {
 
   const CheckedFormats formats = checkFormats(options.formats, site->formats(), findings);
   const int file = findings.addFile(options.cards);
-  const char* const form = findForm(options.cards);
-  Findings ofLines;  // One finding takes their place in a file of another form.
-  Findings& wanted = form == nullptr ? findings : ofLines;
-  CardsCheck check{options, *site, formats, levels, wanted, file};
+  const char* const otherFile = otherFileText(options.cards);
+  Findings lineFindings;  // One finding takes their place in a file of another kind.
+  Findings& used = otherFile == nullptr ? findings : lineFindings;
+  CardsCheck check{options, *site, formats, levels, used, file};
   if (!check.index.isInitialised()) throw std::bad_alloc();
   const SiteSummary summary = checkCards(check);
-  if (form == nullptr) return summary;
-  const auto [result, place] = ofLines.verdict();
+  if (otherFile == nullptr) return summary;
+  const auto [result, place] = lineFindings.verdict();
   findings.setVerdict(result, place);
   findings.add({.place = {file, result < 0 ? place.line : 1},
                 .code = result,
                 .rule = result < 0 ? "" : "text"},
-               form, {});
+               otherFile, {});
   return summary;
 }
 

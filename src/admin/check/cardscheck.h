@@ -32,7 +32,7 @@ struct CheckedLine {
   Place start;         // Of the text.
   char* text;
   bool isHidden = false;        // It has bytes that an editor does not show: only errors count.
-  std::optional<About> card{};  // Whom it is about, where that is not what its text begins with.
+  std::optional<About> card{};  // What it is about, if its text does not begin with that.
 
   int32_t number() const { return static_cast<int32_t>(start.line); }
   Place whole() const { return {start.file, start.line, 0}; }
@@ -44,7 +44,7 @@ struct CheckedLine {
   // As a build reads it, whatever the words are.
   About about() const;
 
-  // As those of Findings, with the name of whom the line is about after the text.
+  // As Findings::error and warn, with the holder or card of the line appended to the text.
   template <typename... Args>
   size_t error(Place place, int32_t code, fmt::format_string<Args...> format,
                Args&&... args) const {
@@ -65,7 +65,7 @@ struct EscortUse {
   uint32_t escort;
   uint32_t uniqid;
   int32_t line;
-  int32_t column;  // 0 in a line that is misread: its finding names the escort.
+  int32_t column;  // 0 in an unreliable line: its finding names the escort.
   size_t finding = Findings::kNotKept;
 };
 
@@ -79,6 +79,8 @@ struct OtherDates {
   void add(std::string_view date);
 };
 
+// One check of a cards file: what its lines share. Owned by checkSite(); the references must
+// outlive it.
 struct CardsCheck {
   const SiteCheckOptions& options;
   SiteCards& site;  // With the formats of `formats`.
@@ -90,15 +92,16 @@ struct CardsCheck {
   LineChecker checker{site, index};
 
   // For the checks of the whole file.
-  // The first and last of unique IDs in a row that lines with an error name: they count as partners
-  // and as escorts.
+  //
+  // Ranges of unique IDs in lines with an error. They count as holders: as partners of PINs and as
+  // escorts.
   std::map<uint32_t, uint32_t> unindexed{};
   std::vector<EscortUse> escorts{};
-  std::vector<int32_t> misread{};  // Lines, in order, that are not what they look like.
+  std::vector<int32_t> unreliableLines{};  // In order; their fields are not what they look like.
 
   std::unordered_map<uint32_t, int64_t> lineOfSet{};  // The 'f' line of each card set ID.
-  // The numbers of errors that others follow from, by result and ID: of card sets without an 'f'
-  // line, or whose 'f' line fails, and of formats that are not listed.
+  // Errors that explain others, by result and ID: a card set whose 'f' line is missing or wrong, a
+  // format that is not listed.
   std::map<std::pair<int32_t, uint32_t>, size_t> causes{};
   OtherDates otherDates{};
   size_t mergeMark = Findings::kNotKept;
@@ -160,10 +163,10 @@ class FieldsCheck {
   }
   // Reports a field that is missing, a comment or not a number.
   void reportUnread(size_t field, int32_t result) const;
-  // Reports what is wrong with a card set, a card number or a PIN that a build read. Returns
-  // whether anything is.
+  // Reports an invalid card set, card number or PIN. Returns whether it did.
   bool reportWrong(size_t field) const;
-  // The same for a card of a possible card set that is not encoded; none for a wrong number.
+  // Reports a card that cannot be encoded; its card set ID must be valid. `number` is empty when
+  // the card number itself is invalid. Returns whether it did.
   bool reportEncoding(const CheckedLine& line, std::optional<int64_t> number) const;
 
   // The same where the card set has no 'f' line (null), or its format is not listed.
@@ -172,11 +175,11 @@ class FieldsCheck {
   // What a build accepts silently in fields of several lines, and a site would not want. A build
   // keeps the low bits of a number that is too large; checkRange() returns it as it is written.
   int64_t checkRange(size_t field) const;
-  // Returns whether the format does not define the card number.
+  // Reports a card number outside the range of its format. Returns whether it is outside.
   bool checkNumberRange(int64_t number) const;
   void checkLevel(size_t field) const;
   void warnIfZero(size_t field) const {
-    if (isZero(_words[field])) warn(field, "zero", "counts like any other: is it an empty cell?");
+    if (isZero(_words[field])) warn(field, "zero", "is used as it is: was it an empty cell?");
   }
 
   CardsCheck& _check;
@@ -193,8 +196,8 @@ int32_t checkBlockLine(CardsCheck& check, CheckedLine& line);
 int32_t checkCardSetLine(CardsCheck& check, CheckedLine& line);
 
 // Reports keys and unique IDs that occur twice, PIN idents without a card, and escorts that are not
-// holders. Sets the verdict as a build would that gets to these checks at all. Returns the number
-// of distinct unique IDs in the index. Throws std::bad_alloc.
+// holders. Sets the verdict as a build that reaches these checks would. Returns the number of
+// distinct unique IDs in the index. Throws std::bad_alloc.
 int64_t checkWholeFile(CardsCheck& check);
 
 }  // namespace badgemint::admin

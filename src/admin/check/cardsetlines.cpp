@@ -17,6 +17,7 @@ constexpr LineField kFields[] = {{"line type"},
                                  {"card set", FieldKind::kCardSet, kLastCardSetId},
                                  {"format", FieldKind::kNumber, UINT32_MAX}};
 
+// The check of one 'f' line; does not outlive it.
 class FieldsLine {
  public:
   // Splits the text of the line.
@@ -34,7 +35,7 @@ class FieldsLine {
       const char* const word = _words.word(i);
       if (word == nullptr) return _line.error(_line.whole(), result, "the {} is missing", name);
       if (const int64_t id = textToInt64(word); id < 1 || id > most)
-        return _line.error(_line.at(word), result, "{} {} is not 1 to {}", name,
+        return _line.error(_line.at(word), result, "{} {} is not a number from 1 to {}", name,
                            shown(word, kFields[i]), most);
     }
     if (std::strcmp(_words.word(0), "f") != 0)
@@ -130,7 +131,7 @@ class FieldsLine {
     const bool isOutside = most > 0 && (number < least || number > most);
     if (!isOutside && carried == number) return;
     warn(value, "value {} of field {:c} {}{}", word, 'A' + field,
-         isOutside ? fmt::format("is not {} to {}, as its format requires", least, most)
+         isOutside ? fmt::format("is outside the range {} to {} of its format", least, most)
                    : fmt::format("does not fit its {} bits", format.fieldBitCount(field)),
          effectOf(word, "the cards carry", carried));
   }
@@ -159,7 +160,7 @@ void checkSameCards(CardsCheck& check, const CheckedLine& line, const cardset& s
 
 }  // namespace
 
-// The width alone does not say: that of every field of a VFF file is the card number's.
+// A width is not enough: in a VFF file every field has that of the card number.
 bool hasSiteValue(const CardFormat& format, int32_t field) {
   const bool isOwn = format.masks().letters[static_cast<size_t>(field)] == 'A' + field;
   return isOwn && field != format.cardNumberField() && format.fieldBitCount(field) > 0;

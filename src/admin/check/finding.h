@@ -41,13 +41,14 @@ struct About {
   std::string card{};  // As written; shown when it is a card number. Empty for a PIN.
   bool isHex = false;  // Whether the card number is hexadecimal.
   std::string key{};   // Hexadecimal digits; empty for none.
-  std::optional<IdentRecord> credential{};  // Says more than the four above.
+  std::optional<IdentRecord> credential{};  // If set, it replaces the four above.
 
   bool hasNumber() const;
   // "card 5 of holder 7"; empty when there is nothing to name.
   std::string name() const;
 };
 
+// One error, warning or fault, with its place and text.
 struct Finding {
   Place place{};
   std::string text{};
@@ -106,21 +107,21 @@ class Findings {
     add({.place = place, .rule = rule, .isFault = true, .about = about}, "{}",
         fmt::make_format_args(text));
   }
-  // Both, for those who have their own way to check the arguments. Returns the number of the
+  // The common part, for callers that check the arguments themselves. Returns the number of the
   // finding, kNotKept when it was not kept.
   size_t add(Finding finding, fmt::string_view format, fmt::format_args args);
 
   // A finding by its number; null when it was not kept.
   Finding* find(size_t number) { return number < _kept.size() ? &_kept[number] : nullptr; }
 
-  // Makes one finding, at the place of the first, of all warnings of a rule, of which there must be
-  // one. Ends the numbers of findings.
+  // Replaces all warnings of a rule, of which there must be at least one, with one warning at the
+  // place of the first. Invalidates the numbers of findings.
   void combine(std::string_view rule, const std::string& text);
 
   // Counts one more line or card that fails for the same reason as this error.
   void countFurther(size_t error);
 
-  // The first call counts: a build meets one error.
+  // Only the first call has an effect: a build ends at its first error.
   void setVerdict(int32_t result, Place place);
   const Verdict& verdict() const { return _verdict; }
 
@@ -168,13 +169,13 @@ inline bool isZero(std::string_view word) {
 }
 
 // The number that a word begins with, and 0 where there is none; it saturates at 64 bits. A NUL or
-// another character that is no digit has to follow the word.
+// another character that is not a digit must follow the word.
 int64_t wordValue(std::string_view word);
 
-// How a message shows a word of a wrong line, in which any word may be a PIN: never that of a PIN;
-// any other in double quotes up to the first character that its field cannot have, and as "of N
-// digits" when that part has more digits than the largest value of the field. Only card numbers
-// without format have hexadecimal digits.
+// How a message shows a word of a wrong line, which may be a PIN. The word of a PIN field is not
+// shown. Any other is quoted up to the first character that its field cannot have, or shown as "of
+// N digits" if it has more digits than the largest value. Only card numbers without format have
+// hexadecimal digits.
 std::string shown(std::string_view word, const LineField& field, bool isHex = false);
 // What becomes of a word, for a message in which shown() shows it: ": it is read as 5". Empty when
 // it is not shown, since its digits could be worked out from the number.

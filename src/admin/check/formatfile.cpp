@@ -46,6 +46,7 @@ bool contains(std::string_view characters, char c) {
   return characters.find(c) != kNone;
 }
 
+// The check of one format file.
 class FormatFileCheck : TextFileCheck {
  public:
   // `result` is that of loading the file.
@@ -84,7 +85,7 @@ class FormatFileCheck : TextFileCheck {
     FormatLine line{};
     while (isOpen && _lines.size() <= (_isVff ? 17 : 50) &&
            (_end = _format.readFormatLine(_reader, line, false)) == kSuccess) {
-      if (_isText && isMisread()) return false;
+      if (_isText && reportWrongKindOfFile()) return false;
       // For the format a NUL ends the line.
       const std::string_view raw(_reader.line(), _reader.length());
       const bool hasNul = _isText && raw.find('\0') != std::string_view::npos;
@@ -98,7 +99,7 @@ class FormatFileCheck : TextFileCheck {
 
   // Whether the line read last makes a CDF file something else as a whole, which is one finding in
   // place of all others.
-  bool isMisread() {
+  bool reportWrongKindOfFile() {
     const int64_t before = _reader.bytesBefore();
     const char* text = nullptr;
     if (isMergeMark({_reader.line(), _reader.length()})) text = kMergeMarkText;
@@ -115,12 +116,12 @@ class FormatFileCheck : TextFileCheck {
     const size_t next = _lines.size();
     const bool isFieldWrong = _result == kBadCardNumberField && next > kCardNumberFieldLine;
     if (isFieldWrong)
-      fail(placeOf(kCardNumberFieldLine, 1), _result, "card number field {} is not A to H",
+      fail(placeOf(kCardNumberFieldLine, 1), _result, "card number field {} is not one of A to H",
            shownName(std::string_view(_lines[kCardNumberFieldLine].c_str()).substr(0, 1)));
     const bool isHeadWrong = _isVff && next > kDefinitionRecord && !hasValidHead();
     if (isHeadWrong)
       fail(placeOf(kDefinitionRecord, 1), _result,
-           "the number of bits is not 0 to 144, or the card number field not 1 to 8");
+           "the number of bits is outside 0 to 144, or the card number field is outside 1 to 8");
     const bool isComplete = _end >= 0 || next == 31 || next == 41;
     if (!isComplete || !(isFieldWrong || isHeadWrong))
       fail(placeOf(next), _end < 0 ? _end : _result, "the format ends here; {}",
@@ -148,12 +149,12 @@ class FormatFileCheck : TextFileCheck {
     for (size_t field = 0; field < kFieldCount; ++field) checkField(field, areWidthsMeant);
   }
 
-  // False when the number is not what it seems to be.
+  // Returns false when the number cannot be relied on.
   bool checkParityCount() {
     const char* const text = _lines[kParityCountLine].c_str();
     if (hasHiddenByte(kParityCountLine)) return false;
     if (!isBlank(text) &&
-        !checkNumber(kParityCountLine, text, "the number of parity masks", kParityMaskCount))
+        !checkNumber(kParityCountLine, text, "parity mask count", kParityMaskCount))
       return false;
     if (textToInt32(text) > kParityMaskCount)
       _findings.warn(placeOf(kParityCountLine, 1), "mask",
@@ -240,7 +241,7 @@ class FormatFileCheck : TextFileCheck {
     return false;
   }
 
-  // Whether what the file promises has room in the positions of the field.
+  // Warns when the type or the maximum of a field does not fit its positions.
   void checkWidth(size_t line, char letter, const FieldWords& words, fieldstate state) {
     if (state.ftyp == kTypeMsd && state.nbits % 5 != 0)
       return _findings.warn(placeOf(line, words[4]), "field",
@@ -292,9 +293,9 @@ class FormatFileCheck : TextFileCheck {
       if (contains(_letters, replaced))
         warnMask(kFixed, p, "this bit of field {} is fixed: part of its value is lost", replaced);
       else if (contains(kFillers, replaced))
-        warnMask(
-            kFixed, p,
-            "the output mask has no \".\" here: this fixed bit is not counted as one of the card");
+        warnMask(kFixed, p,
+                 "the output mask has no \".\" here: this fixed bit is not counted as a bit of the "
+                 "card");
     }
   }
 

@@ -54,7 +54,7 @@ class FormatsCheck : TextFileCheck {
     const bool isTooShort = kind == FormatsLineKind::kTooFewWords;
     if (isTooShort || kind == FormatsLineKind::kIdOutOfRange)
       warn(words.word(0), "format-id", "{}: the line is skipped",
-           isTooShort ? "no file name" : "the format ID is not 1 to 4294967295");
+           isTooShort ? "no file name" : "the format ID is outside the range 1 to 4294967295");
     if (isFormat) checkEntry(words.word(0), words.word(1), _checked.formats.back());
   }
 

@@ -22,13 +22,13 @@ size_t readLength(std::string_view word, const LineField& field) {
   return numberLength(word);
 }
 
-// Whether a line has the field that it seems to have.
+// Whether a build reads the whole word as this field.
 bool isWhole(std::string_view word, const LineField& field) {
   if (word.size() == 1 && isDigit(word[0])) return true;  // As most are.
   return !word.empty() && readLength(word, field) == word.size();
 }
 
-// As most fields are; quicker than a comparison of texts.
+// Whether a word is 0, as most are; faster than comparing texts.
 bool isNone(std::string_view word) {
   return word.size() == 1 && word[0] == '0';
 }
@@ -50,10 +50,11 @@ bool isUnlimited(PeriodEnd end, std::string_view date, std::string_view time) {
   return parsePeriodEnd(end, date, time, seconds) != kSuccess || seconds == 0;
 }
 
+// The check of one 'c', 'n', 'p' or 'o' line; does not outlive it.
 class HolderLine : FieldsCheck {
  public:
   HolderLine(CardsCheck& check, CheckedLine& line) : FieldsCheck(check, line, line.text + 1) {
-    while (_good < _fields.size() && isWhole(_words[_good], _fields[_good])) ++_good;
+    while (_whole < _fields.size() && isWhole(_words[_whole], _fields[_whole])) ++_whole;
   }
 
   int32_t run() {
@@ -63,11 +64,11 @@ class HolderLine : FieldsCheck {
       const uint32_t uniqid = _line.about().holder.value_or(0);
       _check.addUnindexed(uniqid, uniqid);
     }
-    const bool isReported = result < 0 && _good < firstHolderField();
+    const bool isReported = result < 0 && _whole < firstHolderField();
     if (_line.isHidden || isReported || !checkWords()) return result;
-    for (size_t i = result < 0 ? firstHolderField() : 0; i < _good; ++i)
+    for (size_t i = result < 0 ? firstHolderField() : 0; i < _whole; ++i)
       if (i < firstHolderField() || !isNone(_words[i])) checkField(i);
-    if (_good >= firstDateField() + 4) checkPeriod();
+    if (_whole >= firstDateField() + 4) checkPeriod();
     return result;
   }
 
@@ -78,13 +79,13 @@ class HolderLine : FieldsCheck {
   size_t escortField() const { return firstHolderField() + 11; }
   size_t firstDateField() const { return firstHolderField() + 12; }
 
-  // What fails the build: an error each. The first field that the line lacks explains what the
-  // fields before it do not.
+  // Reports each error of the line. If none of the fields read so far explains it, the first
+  // unreadable field does.
   void reportErrors(int32_t result) {
-    const bool isComplete = _good == _fields.size();
+    const bool isComplete = _whole == _fields.size();
     // A number or a PIN that is too long to be read at once is explained as a whole.
-    const bool isCut = !isComplete && readLength(_words[_good], _fields[_good]) > 0;
-    const size_t known = _good + (isCut && _good > 0 ? 1 : 0);
+    const bool isCut = !isComplete && readLength(_words[_whole], _fields[_whole]) > 0;
+    const size_t known = _whole + (isCut && _whole > 0 ? 1 : 0);
     std::array<bool, 3> isWrong{};
     for (size_t i = 0; i < std::min(known, firstHolderField() - 1); ++i)
       isWrong[i] = reportWrong(i);
@@ -93,40 +94,40 @@ class HolderLine : FieldsCheck {
       if (reportEncoding(_line, number)) return;
     }
     if (!isComplete && std::ranges::find(isWrong, true) == isWrong.end())
-      reportUnread(_good, result);
+      reportUnread(_whole, result);
   }
 
   // What fails no build: one finding for the line. Returns whether the fields before it can be
   // checked.
   bool checkWords() {
     const size_t expected = _fields.size(), count = countWords();
-    const std::string_view wrong = _words[_good];
-    if (_good == expected && count == expected) return true;
-    if (hasSlipped(count))
-      reportMisread(
+    const std::string_view wrong = _words[_whole];
+    if (_whole == expected && count == expected) return true;
+    if (hasShiftedDates(count))
+      reportUnreliable(
           _line.whole(), "fields", 0,
           fmt::format("{} words instead of {}, {} {}", count, expected,
                       count + 1 == expected || count == expected + 1 ? "one before the dates is"
                                                                      : "some before the dates are",
                       count < expected ? "missing" : "too many"));
-    else if (_good == expected)
-      reportMisread(_line.at(wrong), "fields", expected,
-                    fmt::format("what follows {} is ignored", named(_fields.back())));
+    else if (_whole == expected)
+      reportUnreliable(_line.at(wrong), "fields", expected,
+                       fmt::format("what follows {} is ignored", named(_fields.back())));
     else if (wrong.empty())
-      reportMisread(
+      reportUnreliable(
           _line.whole(), "fields", firstHolderField(),
           fmt::format("{} word{} instead of {}: {} is missing, and it and all later fields are 0",
-                      count, count == 1 ? "" : "s", expected, named(_fields[_good])));
+                      count, count == 1 ? "" : "s", expected, named(_fields[_whole])));
     else if (wrong[0] == '#')
-      reportMisread(_line.at(wrong), "text", _good, earlyComment(_good));
+      reportUnreliable(_line.at(wrong), "text", _whole, earlyComment(_whole));
     else
-      return reportWrongWord(_fields[_good]);
+      return reportWrongWord(_fields[_whole]);
     return false;
   }
 
   bool reportWrongWord(const LineField& field) {
-    const std::string_view word = _words[_good];
-    const bool isLast = _good + 1 == _fields.size();
+    const std::string_view word = _words[_whole];
+    const bool isLast = _whole + 1 == _fields.size();
     const size_t length = readLength(word, field);
     if (isLast && word[length] == '#') return true;
     const char* effect = "is not a number: only its first digits are read";
@@ -135,9 +136,9 @@ class HolderLine : FieldsCheck {
     else if (isDateOrTime(field))
       effect = "has more than 14 characters: the rest is read as the next field";
     else if (!isLast)
-      effect = "is not a number: only its first digits are read, and the rest as the next field";
-    reportMisread(_line.at(word), isDateOrTime(field) ? "date" : "number", _good,
-                  fmt::format("{} {} {}", field.name, shownWord(_good), effect));
+      effect = "is not a number: its first digits are read, and the rest is read as the next field";
+    reportUnreliable(_line.at(word), isDateOrTime(field) ? "date" : "number", _whole,
+                     fmt::format("{} {} {}", field.name, shownWord(_whole), effect));
     if (field.kind == FieldKind::kDate) _check.otherDates.add(word);
     return true;
   }
@@ -153,7 +154,7 @@ class HolderLine : FieldsCheck {
   }
 
   // Whether words are missing, or too many, before the dates, which shows in the place of a date.
-  bool hasSlipped(size_t count) const {
+  bool hasShiftedDates(size_t count) const {
     count = std::min(count, _words.size());
     const auto isDateAt = [this, count](size_t field) {
       const size_t at = field + count - _fields.size();
@@ -165,8 +166,8 @@ class HolderLine : FieldsCheck {
 
   // Reports a line in which the fields from `firstWrong` on are read from wrong words, or from
   // none.
-  void reportMisread(Place place, std::string_view rule, size_t firstWrong,
-                     const std::string& text) {
+  void reportUnreliable(Place place, std::string_view rule, size_t firstWrong,
+                        const std::string& text) {
     // As a build reads the fields, whatever the words are.
     FieldScanner scanner(_line.text + 1);
     isCard() ? static_cast<void>(scanCardLine(scanner)) : static_cast<void>(scanPinLine(scanner));
@@ -175,7 +176,7 @@ class HolderLine : FieldsCheck {
     const size_t finding = _line.warn(place, rule, "{}{}", text, effects(holder, firstWrong));
     if (holder.escortId != 0)
       _check.escorts.push_back({holder.escortId, 0, _line.number(), 0, finding});
-    _check.misread.push_back(_line.number());
+    _check.unreliableLines.push_back(_line.number());
   }
 
   // What a build makes of the fields from `firstWrong` on: ": escort 2024, no start date".
@@ -250,12 +251,12 @@ class HolderLine : FieldsCheck {
     if (!to) return;
     constexpr uint32_t kSecondsPerDay = 86400;
     if (*to == 0)
-      warn(end, "date", "is stored as 0, which means no limit: it never expires");
+      warn(end, "date", "is stored as 0, which means no limit: access never expires");
     else if (*to % kSecondsPerDay == 0)
       warn(end + 1, "day",
-           "is the beginning of the day: it expires when that day begins; write 0 for its end");
+           "is the start of the day: access expires when that day starts; write 0 for its end");
     if (from != 0 && *to != 0 && *to < from)
-      warn(end, "period", "is before the start: it is never valid");
+      warn(end, "period", "is before the start: access is never valid");
   }
 
   // The seconds of the record; none for 0 and for what is wrong, which is reported once.
@@ -280,7 +281,7 @@ class HolderLine : FieldsCheck {
 
   void reportUnreadable(PeriodEnd end, size_t field) const {
     const bool isStart = end == PeriodEnd::kStart;
-    const char* const effect = isStart ? "it is valid from the beginning" : "it never expires";
+    const char* const effect = isStart ? "access has no start limit" : "access never expires";
     uint32_t midnight = 0;
     if (parsePeriodEnd(end, _words[field], "0", midnight) == kSuccess)
       return warn(field + 1, "date", fmt::format("is not hours:minutes:seconds: {}", effect));
@@ -288,7 +289,7 @@ class HolderLine : FieldsCheck {
     _check.otherDates.add(_words[field]);
   }
 
-  size_t _good = 0;  // Fields before the first that the line lacks or that is not a whole word.
+  size_t _whole = 0;  // Fields before the first that the line lacks or that is not a whole word.
 };
 
 }  // namespace

@@ -13,6 +13,7 @@ namespace {
 
 constexpr int kLineLimit = 600;
 
+// The check of an access levels file.
 class LevelsCheck : TextFileCheck {
  public:
   LevelsCheck(Findings& findings, int file) : TextFileCheck(findings, file) {}
@@ -64,7 +65,7 @@ class LevelsCheck : TextFileCheck {
            "doors of this line; write all pairs in one line",
            first->second);
     else if (number == 0 || number > UINT16_MAX)
-      warn(level, "level", "the level is not 1 to {}: no holder can have it", UINT16_MAX);
+      warn(level, "level", "the level is outside the range 1 to {}: nobody has it", UINT16_MAX);
     checkPairs(words);
   }
 
@@ -88,8 +89,8 @@ class LevelsCheck : TextFileCheck {
     const bool isId = value >= 0 && value <= UINT32_MAX;
     if (!isId)
       warn(word, "level",
-           "the {} is not 0 to {}: the line is ignored, so holders of this level can pass none of "
-           "its doors",
+           "the {} is outside the range 0 to {}: the line is ignored, so holders of this level can "
+           "pass none of its doors",
            what, UINT32_MAX);
     else if (!isNumber(word))
       warn(word, "number",

@@ -28,6 +28,7 @@ bool isUtf16(LineReader& line);
 // Where the comment of a line of words begins: at a '#' with nothing or a blank before it.
 size_t commentStart(std::string_view line);
 
+// A byte or mark that a build reads differently than an editor shows it.
 struct OddText {
   size_t offset;       // In the line.
   const char* effect;  // What it is, and what that does.
@@ -39,8 +40,8 @@ struct OddText {
 std::optional<OddText> findHiddenByte(std::string_view line, size_t from = 0,
                                       size_t comment = std::string_view::npos);
 
-// The first thing that makes the line read last something else than it seems to be. A Tokenizer
-// reads on after a '#' that ends a word.
+// The first thing in the current line that a build reads differently than an editor shows it. A
+// Tokenizer reads on after a '#' that ends a word.
 std::optional<OddText> findOddText(LineReader& line, bool isForTokenizer);
 
 // The check of a text file that is read line by line.

@@ -1,6 +1,6 @@
 // Everything that is wrong or dangerous in the files that a build of a site reads, found in one
-// run: the formats file, the format files that it lists, the cards file, the levels file. A check
-// goes on after an error, and warns of what a build accepts without a message.
+// run: the access levels file, the formats file, the format files that it lists, the cards file. A
+// check goes on after an error, and warns of what a build accepts without a message.
 #ifndef BADGEMINT_ADMIN_CHECK_SITECHECK_H
 #define BADGEMINT_ADMIN_CHECK_SITECHECK_H
 
@@ -54,6 +54,7 @@ struct CheckedFormat {
   size_t error = Findings::kNotKept;   // The finding that reports why it did not load.
 };
 
+// The entries of a formats file; CardFormatSet owns the formats.
 struct CheckedFormats {
   bool complete = true;                // False when the formats file could not be read to its end.
   std::vector<CheckedFormat> formats;  // In the order of the file.

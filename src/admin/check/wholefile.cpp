@@ -36,7 +36,8 @@ class WholeFileCheck {
   explicit WholeFileCheck(CardsCheck& check)
       : _check(check), _index(check.index), _unindexed(std::move(check.unindexed)) {
     if (!_unindexed.empty()) _lowest = _unindexed.begin()->first;
-    // So that the last range that begins before an ID ends after all ranges before it.
+    // Extends each range to the highest end so far: then only the last range that begins at or
+    // before an ID matters.
     for (uint32_t highest = 0; auto& [first, last] : _unindexed)
       highest = last = std::max(highest, last);
     for (const EscortUse& use : check.escorts) _escorts[use.escort];
@@ -52,19 +53,19 @@ class WholeFileCheck {
   int64_t run() {
     checkKeys();
     const int64_t holders = checkUniqids();
-    reportClashes();
+    reportConflicts();
     checkEscorts();
     return holders;
   }
 
  private:
   static constexpr int32_t kPair = 0;
-  // Of the names of both entries, the line of the other one, and the unique ID.
+  // Arguments: both names, the line of the other entry, the unique ID.
   using Text =
       fmt::format_string<const std::string&, const std::string&, const int32_t&, const uint32_t&>;
 
-  // What is wrong with an entry because of another one, or of none: then `other` is itself.
-  struct Clash {
+  // A duplicate or a missing partner; without another entry `other` is the entry itself.
+  struct Conflict {
     int32_t code;  // The result of a build; kPair for what it accepts by chance.
     int32_t position;
     int32_t other;
@@ -91,7 +92,7 @@ class WholeFileCheck {
         first = suspect.position;
         continue;
       }
-      _clashes.push_back(
+      _conflicts.push_back(
           {kDuplicateCardKey, suspect.position, first, "{0} has the key of {1} in line {2}"});
       if (next.uniqid == entry(first).uniqid) _repeated.insert(suspect.position);
       if (smallest == nullptr || next.key < smallest->key) smallest = &next;
@@ -118,12 +119,12 @@ class WholeFileCheck {
     const CardIndexEntry& pin = entry(position);
     if (pin.type != kPinIdentLine || isUnindexed(pin.uniqid)) return;
     if (pin.uniqid == _lowest) {
-      _clashes.push_back(
+      _conflicts.push_back(
           {kPair, position, position,
            "{0} has no card: a build accepts it only because no unique ID is smaller"});
     } else {
-      _clashes.push_back({kUnpairedPinIdent, position, position,
-                          "{0} has no card: no 'c', 'd' or 'n' line is of holder {3}"});
+      _conflicts.push_back({kUnpairedPinIdent, position, position,
+                            "{0} has no card: no 'c', 'd' or 'n' line is of holder {3}"});
       _check.findings.setVerdict(kUnpairedPinIdent, placeOf(pin));
     }
   }
@@ -138,8 +139,8 @@ class WholeFileCheck {
       if (i > 0 && !CardIndex::mayShareUniqid(entry(group[i - 1].position), entry(position))) {
         _check.findings.setVerdict(kDuplicateUniqueId, placeOf(entry(position)));
         if (!isRepeated)
-          _clashes.push_back({kDuplicateUniqueId, position, group[0].position,
-                              "{0} has the unique ID of {1} in line {2}"});
+          _conflicts.push_back({kDuplicateUniqueId, position, group[0].position,
+                                "{0} has the unique ID of {1} in line {2}"});
       } else if (alike && !isRepeated) {
         constexpr Text kPin =
             "{0} is the second PIN of its holder: a build accepts it only because a card stands "
@@ -147,47 +148,47 @@ class WholeFileCheck {
         constexpr Text kCard =
             "{0} is the second card of its holder: a build accepts it only because a PIN stands "
             "between it and line {2}";
-        _clashes.push_back({kPair, position, *alike, isPin ? kPin : kCard});
+        _conflicts.push_back({kPair, position, *alike, isPin ? kPin : kCard});
       }
       alike = position;
     }
   }
 
   // In the order of the lines; of a block there may be many, which are one finding.
-  void reportClashes() {
-    std::ranges::sort(_clashes, {},
-                      [](const Clash& clash) { return std::tuple(clash.code, clash.position); });
+  void reportConflicts() {
+    std::ranges::sort(_conflicts, {},
+                      [](const Conflict& one) { return std::tuple(one.code, one.position); });
     std::pair<int32_t, int32_t> last;  // Code and line.
     size_t finding = Findings::kNotKept;
-    for (const Clash& clash : _clashes) {
-      const int32_t line = entry(clash.position).line;
-      if (std::exchange(last, {clash.code, line}) == std::pair(clash.code, line))
+    for (const Conflict& conflict : _conflicts) {
+      const int32_t line = entry(conflict.position).line;
+      if (std::exchange(last, {conflict.code, line}) == std::pair(conflict.code, line))
         _check.findings.countFurther(finding);
-      else if (clash.code != kPair || !std::ranges::binary_search(_check.misread, line))
-        finding = report(clash);
+      else if (conflict.code != kPair || !std::ranges::binary_search(_check.unreliableLines, line))
+        finding = report(conflict);
       else
         finding = Findings::kNotKept;
     }
   }
 
-  size_t report(const Clash& clash) const {
-    const CardIndexEntry& first = entry(clash.position);
+  size_t report(const Conflict& conflict) const {
+    const CardIndexEntry& first = entry(conflict.position);
     Finding finding{.place = placeOf(first),
-                    .code = clash.code,
-                    .rule = clash.code == kPair ? "pair" : "",
+                    .code = conflict.code,
+                    .rule = conflict.code == kPair ? "pair" : "",
                     .about = aboutOf(first)};
-    if (clash.code == kDuplicateCardKey && (_check.options.withPins || !isPinOnly(first)))
+    if (conflict.code == kDuplicateCardKey && (_check.options.withPins || !isPinOnly(first)))
       finding.about.key = keyText(first.key);
-    const CardIndexEntry& other = entry(clash.other);
+    const CardIndexEntry& other = entry(conflict.other);
     const std::string name = finding.about.name(), otherName = aboutOf(other).name();
-    return _check.findings.add(finding, clash.text,
+    return _check.findings.add(finding, conflict.text,
                                fmt::make_format_args(name, otherName, other.line, first.uniqid));
   }
 
   void checkEscorts() {
     for (const EscortUse& use : _check.escorts)
       if (use.column == 0)
-        addToMisread(use);
+        reportMissingEscort(use);
       else if (closesRing(use))
         warn(use,
              "holder {} is his own escort, directly or through others: doors that need an escort "
@@ -205,7 +206,7 @@ class WholeFileCheck {
                         fmt::make_format_args(args...));
   }
 
-  void addToMisread(const EscortUse& use) const {
+  void reportMissingEscort(const EscortUse& use) const {
     Finding* const finding = _check.findings.find(use.finding);
     if (finding == nullptr || isHolder(use.escort)) return;
     const std::string name = fmt::format("escort {}", use.escort);
@@ -220,7 +221,7 @@ class WholeFileCheck {
     if (isFirst) own->second = lastEscort(use.escort);
     return isFirst && own->second == use.uniqid;
   }
-  // Whom a holder, his escort, his escort's escort and so on end with, as far as lines are known.
+  // The end of the chain of escorts that begins with this holder.
   uint32_t lastEscort(uint32_t holder) {
     auto at = _lastEscorts.find(holder);
     while (at != _lastEscorts.end() && at->first != at->second) {
@@ -239,7 +240,7 @@ class WholeFileCheck {
   std::unordered_map<uint32_t, bool> _escorts;  // That lines name, and whether the index has them.
   // Of escorts with an escort the last one known, or one on the way to him.
   std::unordered_map<uint32_t, uint32_t> _lastEscorts;
-  std::vector<Clash> _clashes;
+  std::vector<Conflict> _conflicts;
   std::unordered_set<int32_t> _repeated;  // Entries that repeat a key and its unique ID.
 };
 

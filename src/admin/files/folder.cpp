@@ -93,7 +93,8 @@ void requireDistinctFiles(const std::vector<std::string>& inputs,
   for (const std::string& output : outputs) {
     const auto twin = std::ranges::find_if(
         names, [&output](const auto& name) { return isOneFile(name, output); });
-    if (twin != names.end()) throw Refused("{} and {} are one file", *twin, output);
+    if (twin != names.end())
+      throw Refused("{} and {} are the same file; each output needs its own", *twin, output);
     names.push_back(output);
   }
 }
@@ -183,7 +184,7 @@ NewFile::NewFile(const std::string& path, bool mayReplace)
       _mayReplace(mayReplace) {
   checkTarget();
   if (_folder.look(_unfinishedName))
-    throw Refused("{} is there: another run writes it, or was killed and left it; remove it then",
+    throw Refused("{} exists: another run writes it or was killed; if none is running, remove it",
                   _folder.pathOf(_unfinishedName));
   _file.emplace(_folder.openFile(_unfinishedName, O_WRONLY | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR));
 }
@@ -197,7 +198,7 @@ void NewFile::checkTarget() const {
   if (found && !S_ISREG(found->st_mode))
     throw Refused("{} is not a regular file", _folder.pathOf(_name));
   if (found && !_mayReplace)
-    throw Refused("{} is there already (--force replaces it)", _folder.pathOf(_name));
+    throw Refused("{} already exists (--force replaces it)", _folder.pathOf(_name));
 }
 
 bool NewFile::finish(Console& console) {

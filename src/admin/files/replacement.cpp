@@ -173,7 +173,8 @@ void Replacement::replace() {
   }
 }
 
-// The file that has the name gets a second one. A new file gets its rights and is on disk.
+// Links the old file into the private folder. Gives a new file its owner and mode and writes it to
+// disk.
 void Replacement::prepare(const File& file) const {
   if (file.found) _folder.linkTo(file.name, *_private, file.before);
   const auto before = _private->look(file.before);
@@ -257,8 +258,8 @@ bool Replacement::isSame(const std::string& name, const std::string& version) co
   return found && file ? isSameFile(*found, *file) : !found && !file;
 }
 
-// Gives the version that name, or removes the name when there is none. A second name of the file is
-// moved, so that it keeps its name in the private folder.
+// Puts this version in place under the name, or removes the name when there is no such version.
+// Moves a second link, so that the version keeps its name in the private folder.
 void Replacement::put(const std::string& version, const std::string& name) const {
   if (!_private->look(version)) return _folder.remove(name);
   _private->remove(kLink);

@@ -63,19 +63,19 @@ class Replacement {
   // Whether each new file has the same bytes as the file that it is to replace.
   bool isUnchanged() const;
 
-  // Replaces the targets by the new files, which get owner, group and mode of those they replace as
-  // far as this user may set them. If they are to be kept, the old files get names with kKeptSuffix
-  // before that. On failure the old files are back in place, and Failure or std::system_error is
-  // thrown; CutShortFailure when they could not be put back.
+  // Replaces the targets with the new files, which get owner, group and mode of those they replace
+  // as far as this user may set them. If they are to be kept, the old files get names with
+  // kKeptSuffix before that. On failure the old files are back in place, and Failure or
+  // std::system_error is thrown; CutShortFailure when they could not be put back.
   void replace();
 
   // Removes the private folder, and returns what could not be removed, in words.
   std::vector<std::string> cleanUp();
 
  private:
-  // A name in the folder: that of a target, or under which an old file is kept. And the names in
-  // the private folder of the file that had it before and of the one that gets it. All are made
-  // beforehand: undoing a replacement needs no memory.
+  // A name in the site's folder: a target, or the name under which an old file is kept. `before`
+  // and `after` are the names, in the private folder, of the file that had it and of the one that
+  // gets it. All are made beforehand: undoing a replacement needs no memory.
   struct File {
     std::string name, before, after;
     std::optional<mode_t> mode = {};        // Of a new file that replaces none; not of a kept one.

@@ -27,8 +27,8 @@ std::vector<CredentialChange> differences(const std::vector<IdentRecord>& before
   return changes;
 }
 
-// Makes one change of a removed credential and an added one that have the same identity, which the
-// function gives; what has none is left alone.
+// Joins a removed and an added credential of the same identity into one change. Credentials without
+// an identity are left alone.
 template <typename IdentityOf>
 void joinPairs(std::vector<CredentialChange>& changes, IdentityOf identityOf) {
   using Identity = typename std::invoke_result_t<IdentityOf, CredentialChange&>::value_type;
@@ -88,7 +88,7 @@ auto appendTo(std::vector<JsonObject>& objects) {
   };
 }
 
-// Whether it is a card whose key alone is another.
+// Whether only the key of a card has changed.
 bool isKeyOfCard(const CredentialChange& change) {
   return change.kind() == kChanged && change.before->cardsetcode == change.now->cardsetcode &&
          !isPinEntry(*change.before);

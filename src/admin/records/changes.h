@@ -32,6 +32,7 @@ struct HolderChange {
   }
 };
 
+// A credential that differs between two databases, which must outlive it.
 struct CredentialChange {
   const IdentRecord *before, *now;  // Null when the credential is not in that database.
   const IdentRecord& record() const { return before != nullptr ? *before : *now; }

@@ -117,9 +117,9 @@ std::string whyImpossible(const Databases& databases, const SitePaths& paths) {
     return record.bitflds <= AccessRecord::kAllFlags;
   };
   if (!std::ranges::all_of(databases.idents, isIdent))
-    return paths.ident + " is not such a database";
+    return paths.ident + " is not an ident database";
   if (!std::ranges::all_of(databases.accesses, isAccess))
-    return paths.access + " is not such a database";
+    return paths.access + " is not an access database";
   return whyNotWhole(databases, paths);
 }
 

@@ -16,8 +16,8 @@ void requireEqual(const std::vector<Record>& records, const std::vector<Record>&
   const auto [stored, made] = std::ranges::mismatch(records, expected);
   if (stored == records.end() && made == expected.end()) return;
   const bool isEnd = stored == records.end() || made == expected.end();
-  throw Refused("not proved: record {} of {} is not as a build makes it from the cards file: {}",
-                stored - records.begin(), name, isEnd ? "end" : differingField(*stored, *made));
+  throw Refused("{}: record {} differs from the cards file ({}); build again", name,
+                stored - records.begin(), isEnd ? "record count" : differingField(*stored, *made));
 }
 
 std::string lineOf(const cardset* set) {
@@ -61,8 +61,8 @@ std::string differenceOfCardSets(const Site& site) {
   const cardsets &expected = site.siteCards().cardSets(), &stored = site.sets();
   for (uint32_t id = 0; id <= UINT8_MAX; ++id)
     if (lineOf(expected.getCardSet(id)) != lineOf(stored.getCardSet(id)))
-      return fmt::format("card set {} differs", id);
-  return stored.count() == expected.count() ? "" : "there are more card sets";
+      return fmt::format("card set {} differs from the cards file", id);
+  return stored.count() == expected.count() ? "" : "some card sets are not in the cards file";
 }
 
 Site prove(const SitePaths& files) {
@@ -76,7 +76,7 @@ Site prove(const SitePaths& files) {
   requireEqual(databases.idents, expected.idents, files.ident);
   requireEqual(databases.accesses, expected.accesses, files.access);
   const std::string difference = differenceOfCardSets(site);
-  if (!difference.empty()) throw Refused("not proved: {}: {}", files.cardSets, difference);
+  if (!difference.empty()) throw Refused("{}: {}; build again", files.cardSets, difference);
   databases.sort();
   return site;
 }

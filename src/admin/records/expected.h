@@ -30,7 +30,8 @@ class ExpectedRecords final : private RecordSink {
   ExpectedRecords(const Site& site, Visit visit)
       : _site(site.siteCards()), _writer(_site, *this), _visit(std::move(visit)) {}
 
-  // One line. kSuccess, or the code with which a build ends at it. What `visit` throws comes out.
+  // One line. kSuccess, or the code with which a build ends at it. Exceptions of `visit` are passed
+  // on.
   int32_t readLine(InputLine line);
   // All lines of a file that a build accepts. Throws Failure (refused) at a line that it does not
   // accept, and std::system_error.
@@ -46,8 +47,8 @@ class ExpectedRecords final : private RecordSink {
   std::exception_ptr _thrown;  // By `visit`.
 };
 
-// What the card sets file of a site has other than a build would write, once all lines of the cards
-// file are read: "card set 3 differs"; empty for nothing.
+// How the card sets file of a site differs from the one that a build would write, once all lines of
+// the cards file are read; empty if it does not.
 std::string differenceOfCardSets(const Site& site);
 
 // Proves that the databases hold the records that a build makes of the cards file, in its order,

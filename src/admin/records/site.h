@@ -72,9 +72,8 @@ class Site {
 // when it cannot be read.
 void openLevels(const std::string& path, AccessLevelSet& levels);
 
-// Calls `read`, which reads these files of a site, and calls it again when they were replaced
-// meanwhile: what it read at last is of one state. Throws Failure (not done) when that takes more
-// than five seconds, as after a replacement that was cut short.
+// Calls `read`, which reads these files, until they are not replaced while it reads. Throws Failure
+// (not done) when that takes more than five seconds, as after a replacement that was cut short.
 void readOneState(std::span<const std::string> paths, const std::function<void()>& read);
 
 }  // namespace badgemint::admin

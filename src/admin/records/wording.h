@@ -42,7 +42,7 @@ DateTimeText timeText(uint32_t seconds);
 // "valid", "not yet valid", "expired" or "never valid". Both ends belong to the validity.
 const char* validityText(const AccessRecord& record, uint32_t time);
 
-// The key of an ident record, unless they are a PIN that must not be shown.
+// The key of an ident record, masked when it is a PIN that must not be shown.
 std::string keyText(const IdentRecord& record, bool withPins);
 
 // Also for a code that no build writes: it may have been that of a PIN.

@@ -1,4 +1,4 @@
-// The verb `build`: replaces a site's databases by proved ones, or leaves them as they are.
+// The verb `build`: replaces a site's databases with checked ones, or leaves them as they are.
 #include <fcntl.h>
 
 #include <cstdio>
@@ -200,13 +200,13 @@ class Build {
     throwIfInterrupted();
   }
 
-  // Builds the new files and proves that they are what the cards file says.
+  // Builds the new files and compares them with the cards file.
   void buildFiles() {
     _staged = {_site.cards, _site.formats, _replacement->stagedPath(kIdentPart),
                _replacement->stagedPath(kAccessPart), _replacement->stagedPath(kCardSetsPart)};
     const int32_t result = runLibrary();
     requireUnchangedInputs();
-    if (result < 0) throw NotDone("the build ended with the result {}", result);
+    if (result < 0) throw NotDone("the build ended with result {} (see badgemint(1))", result);
     _fresh.emplace(prove(_staged));
     requireUnchangedInputs();
     if (_fresh->databases().idents.empty() && !_options.allowEmpty)
@@ -297,18 +297,18 @@ class Build {
 
 Run addBuild(Options options) {
   const auto given = std::make_shared<BuildOptions>();
-  options.describe("Replace a site's databases by proved ones, or leave them",
+  options.describe("Replace the databases of a site with new, checked ones",
                    "badgemint-admin build --keep --log build.log");
   options.file("--cards", given->site.cards, "The cards file");
   options.databases(given->site);
   options.file("--log", given->log, "Write the log of the build here; it contains PINs");
   options.text("--level", "N", given->logLevel, "The highest level that is logged");
   options.text("--max-removed", "N or N%", given->maxRemoved,
-               "How many holders may be gone or lose something at most");
-  options.flag("--strict", given->strict, "Warnings refuse, too");
-  options.flag("--allow-empty", given->allowEmpty, "Also without a single credential");
-  options.flag("--dry-run", given->dryRun, "Do all but replace, and print what would change");
-  options.flag("--keep", given->keep, "Keep the replaced files under .old");
+               "How many of the old holders may lose something");
+  options.flag("--strict", given->strict, "Warnings end the build, too");
+  options.flag("--allow-empty", given->allowEmpty, "Accept a cards file without a credential");
+  options.flag("--dry-run", given->dryRun, "Check, build and compare, but replace nothing");
+  options.flag("--keep", given->keep, "Keep the replaced files, with .old added to their names");
   options.flag("--changes", given->changes, "Print each change, as diff does");
   options.flag("--quiet", given->quiet, "Print nothing when there is nothing to report");
   return [given](Console& console) { return Build(*given, console).run(); };

@@ -9,7 +9,7 @@ namespace badgemint::admin {
 
 namespace {
 
-constexpr size_t kMostNamesakes = 10;
+constexpr size_t kMostOfSameNumber = 10;
 
 struct DecodeOptions {
   SitePaths site;
@@ -86,6 +86,7 @@ CardFormat::FieldValues valuesOf(const CardFormat& format, const CardPattern& ca
   return values;
 }
 
+// One run of the verb; refers to its arguments.
 class Decode {
  public:
   Decode(const CardInput& input, const Site& site, bool hasIdent, bool isJson, Console& console)
@@ -141,7 +142,7 @@ class Decode {
     Match match{&listed, key, change, format.decodeCardNumber(key), valuesOf(format, key), {}, {}};
     const CardPattern encoded = format.encodeNumber(format.encodeSite(match.values), match.number);
     match.faults = layout.faultsOf(key, encoded);
-    if (match.number < 0) match.faults.push_back(fmt::format("the number is beyond {}", INT64_MAX));
+    if (match.number < 0) match.faults.push_back(fmt::format("the number is above {}", INT64_MAX));
     match.sets = cardSetsOf(format, match.number, key);
     if (match.sets.empty()) {
       match.sets = cardSetsOf(format, match.number, encoded);
@@ -174,7 +175,7 @@ class Decode {
     std::string text =
         fmt::format("format {} {}: card {}{}; {}{}{}\n", listed->id, printable(listed->fileName),
                     static_cast<uint64_t>(number), siteValuesText(*listed->format, values),
-                    match.fits() ? "parity and fixed bits right" : "wrong",
+                    match.fits() ? "parity and fixed bits are right" : "does not fit",
                     match.isChanged() ? "; " : "", change);
     if (_wanted.size() > 1) text += fmt::format("  key {}\n", keyText(key));
     for (const std::string& fault : faults) text += fmt::format("  {}\n", fault);
@@ -222,12 +223,12 @@ class Decode {
     }
     if (!_hasIdent || isHeld || !hasFit()) return isFormatless;
     if (!_isJson) _console.print("no holder has this card\n");
-    printNamesakes();
+    printHoldersOfSameNumber();
     return false;
   }
 
   // Holders who have the same number with other site values.
-  void printNamesakes() {
+  void printHoldersOfSameNumber() {
     size_t printed = 0;
     for (const IdentRecord& record : _site.databases().idents) {
       const auto number = _site.cardNumberOf(record);
@@ -238,7 +239,7 @@ class Decode {
       });
       if (match == _matches.end()) continue;
       const CardFormat::FieldValues values = valuesOf(*format, record.cardnumber);
-      if (values == match->values || ++printed > kMostNamesakes) continue;
+      if (values == match->values || ++printed > kMostOfSameNumber) continue;
       print(fmt::format("holder {} has this number with {}\n", record.uniqid,
                         siteValuesText(*format, values).erase(0, 2)),
             jsonOf(record).add("values", jsonOf(*format, values)));
@@ -257,7 +258,7 @@ ExitStatus decode(const DecodeOptions& options, Console& console) {
   if (options.words.size() > 1)
     throw NotDone("only one card at a time; put groups of digits in quotes");
   if (options.words.empty() == options.decimal.empty())
-    throw NotDone("give one of bits, a key and --decimal");
+    throw NotDone("give bits, a key or --decimal, only one of them");
   const CardInput input = parseInput(options);
   SitePaths paths = options.site;
   paths.access = "";
@@ -282,10 +283,10 @@ Run addDecode(Options options) {
   const auto given = std::make_shared<DecodeOptions>();
   options.describe("Show which cards have these bits",
                    "badgemint-admin decode 10001010100111110000100100");
-  options.texts("BITS", "BITS|KEY", given->words,
+  options.texts("BITS", "", given->words,
                 "The bits of a card, or its key in hexadecimal, also as 02:2A:7C:24");
   options.text("--decimal", "NUMBER", given->decimal, "The bits as a decimal number");
-  options.flag("--json", given->json, "Print an object a line, as JSON");
+  options.flag("--json", given->json, "Print JSON, one object a line");
   options.formatsAndCardSets(given->site);
   options.file("--ident", given->ident, "The ident database for the holder, if not ident.db");
   return [given](Console& console) { return decode(*given, console); };

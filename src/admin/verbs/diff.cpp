@@ -113,7 +113,7 @@ Run addDiff(Options options) {
   const auto given = std::make_shared<DiffOptions>();
   options.describe("Print what differs between old and new databases",
                    "badgemint-admin diff /backup/monday .");
-  options.texts("FOLDERS", "OLD NEW", given->folders,
+  options.texts("FOLDERS", "", given->folders,
                 "The folder of the old databases and that of the new ones, with the same names", 2);
   options.texts("--old", "IDENT ACCESS", given->oldFiles, "The old databases, instead of a folder",
                 2);
@@ -121,7 +121,7 @@ Run addDiff(Options options) {
   options.flag("--kept", given->kept, "The files that build --keep has kept are the old ones");
   options.databases(given->site);
   options.flag("--stat", given->counts, "Print counts instead of a line for each change");
-  options.flag("--json", given->json, "Print JSON objects, one a line");
+  options.flag("--json", given->json, "Print JSON, one object a line");
   options.flag("--with-pins", given->withPins, "Show PINs");
   return [given](Console& console) { return diff(*given, console); };
 }

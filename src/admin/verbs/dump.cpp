@@ -1,5 +1,5 @@
 // The verb `dump`: writes the cards file of existing databases, and reports what such a file cannot
-// say. Each line is given to a build's own code, which must make the records that it came from.
+// express. Each line is given to a build's own code, which must make the records that it came from.
 #include <filesystem>
 #include <iostream>
 
@@ -181,7 +181,7 @@ class Dump {
       warn("{} is marked as deleted: its line is a comment", textOf(ident));
     else if (isShared || isEarlier)
       warn(
-          "{}: its access record is shared or stands before others: a build writes one for each "
+          "{}: its access record is shared or in another order: a build writes one for each "
           "credential, in the order of the ident database",
           textOf(ident));
   }
@@ -196,27 +196,27 @@ class Dump {
   void compareWithBuild(const Credential& credential) {
     _credential = &credential;
     if (const int32_t result = _expected.readLine({_line.text().data(), _lines + 1}); result < 0)
-      warn("{}: a build ends at its line with the result {}", textOf(credential.ident), result);
+      warn("{}: a build ends at its line with result {}", textOf(credential.ident), result);
   }
 
   void compare(const ExpectedRecord& made) {
     const auto& [ident, access, cardNumber] = *_credential;
     if (const char* const field = differingField(made.ident, ident))
-      warn("{}: a build makes another {}", textOf(ident), field);
+      warn("{}: a build would write a different {}", textOf(ident), field);
     if (_index.add(made.ident.cardnumber, ident.uniqid, _line.text()[0], made.line, 0, 0) < 0)
       throw std::bad_alloc();
     if (access == nullptr) return;
     if (const char* const field = differingField(*made.access, *access))
-      warn("{}: a build makes another {}", textOf(*access), field);
+      warn("{}: a build would write a different {}", textOf(*access), field);
   }
 
-  // What only the whole file can tell.
+  // What only the whole file can show.
   void warnOfDuplicates() {
     int32_t result = _index.checkDuplicateKeys();
     if (result == kSuccess) result = _index.checkDuplicateUniqueIds();
     if (result == kOutOfMemory) throw std::bad_alloc();
     if (result < 0)
-      warn("a build of the dump ends with the result {} (verify names the records)", result);
+      warn("a build of the dump ends with result {} (verify names the records)", result);
   }
 
   std::string textOf(const IdentRecord& ident) const {

@@ -147,7 +147,7 @@ bool writeSvg(const std::string& path, const std::string& source, const Drawing&
   std::string start(4, ' ');
   const bool isPicture = std::ifstream(path).read(start.data(), 4) && start == "<svg";
   if (!isPicture && std::filesystem::exists(path))
-    throw Refused("{} is there already, and is not an SVG picture", path);
+    throw Refused("{} already exists and is not an SVG picture", path);
   NewFile file(path, true);
   file.write(svgOf(drawing));
   file.letOthersRead();
@@ -176,7 +176,7 @@ ExitStatus show(const std::string& path, const FormatOptions& options, Console& 
 ExitStatus format(const FormatOptions& options, Console& console) {
   if (options.files.empty()) throw NotDone("give one or more format files");
   if (!options.svg.empty() && options.files.size() > 1)
-    throw NotDone("--svg draws one format file; {} are given", options.files.size());
+    throw NotDone("--svg draws one format file, but {} were given", options.files.size());
   ExitStatus worst = ExitStatus::kAllWell;
   for (const std::string& file : options.files) {
     if (&file != &options.files.front()) console.print("\n");
@@ -196,7 +196,7 @@ Run addFormat(Options options) {
   const auto given = std::make_shared<FormatOptions>();
   options.describe("Show format files so that two can be compared",
                    "badgemint-admin format site26.cdf");
-  options.texts("FILE", "FILE", given->files, "CDF, EFF and VFF files");
+  options.texts("FILE", "", given->files, "CDF, EFF and VFF files");
   options.file("--svg", given->svg, "Also draw the layout as a picture, in this file");
   return [given](Console& console) { return format(*given, console); };
 }

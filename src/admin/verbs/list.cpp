@@ -97,8 +97,8 @@ class ListPrinter {
                      "FROM", "UNTIL", "FLAGS");
   }
 
-  // Levels, validity and flags are those of the first access record; a build makes one for each
-  // credential, all alike.
+  // Levels, validity and flags are those of the first access record: a build writes one for each
+  // holder, with rare exceptions.
   void print(const Holder& holder) {
     if (_options.json)
       return _console.printJson(holderJson(holder, _site, _now, _options.withPins));
@@ -175,7 +175,7 @@ class ListPrinter {
 
 ExitStatus list(const ListOptions& options, Console& console) {
   if (options.count + options.csv + options.json > 1)
-    throw NotDone("write only one of --count, --csv and --json");
+    throw NotDone("give only one of --count, --csv and --json");
   if ((options.pin || options.noPin) && !options.withPins)
     throw NotDone("--pin and --no-pin need --with-pins");
   const Site site(options.site, {.wholeRecords = ExitStatus::kRefused, .sorted = true}, &console);
@@ -216,8 +216,8 @@ Run addList(Options options) {
   options.text("--changed-since", "FOLDER", given->changedSince,
                "With a change since the databases in this folder");
   options.flag("--count", given->count, "Print only how many there are");
-  options.flag("--csv", given->csv, "Print CSV with a head row");
-  options.flag("--json", given->json, "Print JSON objects, one a holder");
+  options.flag("--csv", given->csv, "Print CSV with a header row");
+  options.flag("--json", given->json, "Print JSON, one object a line");
   options.databases(given->site);
   options.flag("--with-pins", given->withPins, "Allow filters for PINs; show PINs in JSON");
   return [given](Console& console) { return list(*given, console); };

@@ -17,7 +17,7 @@ struct PatternOptions {
   std::vector<std::string> words;  // A card set, unless there is a format file; card numbers.
 };
 
-// Takes the card sets from the 'f' lines of a cards file.
+// Reads the card sets from the 'f' lines of a cards file.
 void readCardSets(const std::string& path, SiteCards& site, Console& console) {
   requireRegularFile(path);
   LineReader reader;
@@ -31,7 +31,8 @@ void readCardSets(const std::string& path, SiteCards& site, Console& console) {
   throwErrnoUnless(!reader.failed(), path);
 }
 
-// Prints the cards of these numbers, and reports words that are none. `name` says whose they are.
+// Prints the cards of these numbers and reports words that are not card numbers. `name` is the card
+// set and format, or the format file.
 ExitStatus printCards(std::span<const std::string> numbers, const CardEncoder& encoder,
                       const std::string& name, Console& console) {
   const CardLayout layout(*encoder.format);
@@ -102,7 +103,7 @@ Run addPattern(Options options) {
   const auto given = std::make_shared<PatternOptions>();
   options.describe("Show what readers send for cards, bit by bit",
                    "badgemint-admin pattern 1 15890");
-  options.texts("WORDS", "SET NUMBER ...", given->words, "A card set, and card numbers of it");
+  options.texts("WORDS", "", given->words, "A card set, and card numbers of it");
   options.file("--format", given->format, "Without a card set: the format of the cards");
   options.text("--set", "\"A=101 B=7\"", given->values, "The values of its fields");
   options.file("--cards", given->cards, "Before the first build: a cards file with the card sets");

@@ -1,4 +1,4 @@
-// The verb `show`: all that the databases say about a holder, in words.
+// The verb `show`: what the databases contain about a holder, in words.
 #include <strings.h>
 
 #include <set>
@@ -66,7 +66,7 @@ class HolderPrinter {
   std::string remark(const AccessField& field, uint32_t value) const {
     using enum AccessField::Kind;
     if (field.kind == kEscort && _site.databases().holder(value).accesses.empty())
-      return ", who is not a holder";
+      return ", who does not exist";
     if (field.kind != kAccessLevel || _options.levels.empty()) return "";
     const int32_t position = _levels.findLevel(value);
     std::string pairs;
@@ -173,7 +173,7 @@ ExitStatus show(const ShowOptions& options, Console& console) {
 
 Run addShow(Options options) {
   const auto given = std::make_shared<ShowOptions>();
-  options.describe("Show holders with all that they have", "badgemint-admin show 1001");
+  options.describe("Show what the databases contain about a holder", "badgemint-admin show 1001");
   options.texts("HOLDER", "", given->holders, "Unique IDs of holders, or ranges: 1001-1020");
   options.texts("--card", "[SET:]NUMBER", given->cards,
                 "The holder of a card of this card set, or of any");
@@ -181,7 +181,7 @@ Run addShow(Options options) {
   options.file("--levels", given->levels, "Show what access levels open, from this file");
   options.text("--at", "\"YYYY/MM/DD HH:MM:SS\"", given->at, "The time that counts as now, in UTC");
   options.databases(given->site);
-  options.flag("--json", given->json, "Print JSON objects, one a holder");
+  options.flag("--json", given->json, "Print JSON, one object a line");
   options.flag("--with-pins", given->withPins, "Show PINs, and find them by their keys");
   return [given](Console& console) { return show(*given, console); };
 }

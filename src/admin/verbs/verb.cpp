@@ -1,4 +1,4 @@
-// Reads words that several verbs take: keys, numbers, times, card sets and cards.
+// Reads words that several verbs accept: keys, numbers, times, card sets and cards.
 #include "admin/verbs/verb.h"
 
 #include <ctime>
@@ -31,7 +31,7 @@ CardEncoder encoderOfSet(std::string_view set, const cardsets& sets,
   if (record == nullptr) throw Refused("there is no card set {}", inQuotes(set));
   const CheckedFormat* const listed = formats.find(record->fmtid);
   if (listed == nullptr || listed->format == nullptr)
-    throw Refused("format {} of card set {} is not there", record->fmtid, record->csid);
+    throw Refused("format {} of card set {} is not available", record->fmtid, record->csid);
   return {listed->format, listed->format->encodeSite(record->fldvalues)};
 }
 

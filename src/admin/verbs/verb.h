@@ -1,7 +1,6 @@
-// The verbs of badgemint-admin, and how a verb declares what stands after its name on the command
-// line. Each verb has a file of its own here, with its options, its help and its work. The command
-// line itself is in commandline.cpp, with all that uses the library that reads arguments: so every
-// verb has its options in the same form, and none accepts an empty value.
+// The verbs of badgemint-admin, and how a verb declares its options. Each verb has a file here.
+// Only commandline.cpp uses the argument parser, so all options have one form and none accepts an
+// empty value.
 #ifndef BADGEMINT_ADMIN_VERBS_VERB_H
 #define BADGEMINT_ADMIN_VERBS_VERB_H
 
@@ -53,7 +52,7 @@ class Options {
   CLI::App& _verb;
 };
 
-// Words that several verbs take: keys, numbers, times, card sets and cards.
+// Words that several verbs accept: keys, numbers, times, card sets and cards.
 
 // A key of 1 to 32 hexadecimal digits, with or without "0x"; zeros at its end may be missing. None
 // for any other word.

@@ -41,8 +41,8 @@ bool arePartners(const IdentRecord& a, const IdentRecord& b) {
   return !isPinAlone && (a.cardsetcode == kPinIdentCode) != (b.cardsetcode == kPinIdentCode);
 }
 
-// All that is checked of the databases. A record that is exactly as a build makes it is stored as
-// it should be: what a build accepts is no fault when the cards file is given.
+// All checks of the databases. A record that equals what a build of the given cards file makes has
+// no fault.
 class DatabasesCheck {
  public:
   // All outlive it.
@@ -77,7 +77,7 @@ class DatabasesCheck {
         _faults.fault({file}, "size", fmt::format("{} bytes after the last whole record", rest));
     if (_idents.empty() && _accesses.empty() && _options.site.cards.empty())
       _faults.fault({kIdentFile}, "empty",
-                    fmt::format("neither it nor {} has a record: nobody has access",
+                    fmt::format("neither this database nor {} has a record: nobody has access",
                                 printable(_options.site.access)));
     for (const auto& [line, text] : _site.cardSetProblems())
       _faults.fault({kCardSetsFile, line}, "card-sets", text);
@@ -106,8 +106,9 @@ class DatabasesCheck {
     if (found.record == nullptr || found.isShared)
       return addFault({kCardsFile, expected.line}, expected.ident, "missing", missing);
     if (const char* const field = differingField(*found.record, made))
-      addUnexpected(*found.record, "differs",
-                    fmt::format("is not as in the cards file, line {}: {}", expected.line, field));
+      addUnexpected(
+          *found.record, "differs",
+          fmt::format("differs from line {} of the cards file: {}", expected.line, field));
   }
 
   template <typename Record, typename Walk>
@@ -128,7 +129,7 @@ class DatabasesCheck {
   void checkIdent(const IdentRecord& record) {
     const uint32_t code = record.cardsetcode;
     if (record.deleted > 1)
-      addFault(record, "mark", fmt::format("has mark of deletion {}", record.deleted));
+      addFault(record, "mark", fmt::format("has mark of deletion {}, not 0 or 1", record.deleted));
     if (code == kPinOnlyCode || code == kPinIdentCode) {
       const bool isEmpty = record.cardnumber[0] >> 4 == 0xF;
       if (isEmpty || !isPackedPin<kMaxPinIdentDigits>(record.cardnumber))
@@ -139,7 +140,7 @@ class DatabasesCheck {
         addFault(record, "card-set",
                  fmt::format("has no format: card set {} or its format is missing", code));
       else if (encoder.encode(encoder.decode(record.cardnumber)) != record.cardnumber)
-        addFault(record, "key", "has a key that its card set gives to no number");
+        addFault(record, "key", "has the key of no card of its card set: readers deliver another");
     }
   }
 
@@ -156,7 +157,8 @@ class DatabasesCheck {
         !std::ranges::binary_search(byUniqid, record.escortid, {}, &AccessRecord::uniqid))
       addFault(
           record, "escort",
-          fmt::format("has escort {}, who is not a holder: no door ever opens", record.escortid));
+          fmt::format("has escort {}, who does not exist: doors that need an escort never open",
+                      record.escortid));
   }
 
   void checkSharedKeys() {
@@ -184,7 +186,7 @@ class DatabasesCheck {
         addFault(*accesses[n], "holder", "has no credential");
       else if (n > 0 && n >= owners)
         addFault(*accesses[n], "holder",
-                 fmt::format("already has record {}", accesses[0] - _accesses.data()));
+                 fmt::format("already has access record {}", accesses[0] - _accesses.data()));
   }
 
   // A PIN beside a card that lacks its card passes a build when no unique ID is lower.
@@ -201,7 +203,7 @@ class DatabasesCheck {
       last = ident;
     }
     if (valid == 1 && last->cardsetcode == kPinIdentCode && !isExpected(*last))
-      addFault(*last, "pair", "has no card beside it");
+      addFault(*last, "pair", "has no card");
   }
 
   // About a credential: the text goes on after its name. It is a record of the ident database, or
@@ -231,7 +233,7 @@ class DatabasesCheck {
   std::map<uint32_t, CardEncoder> _encoders;    // By card set; without format until first used.
 };
 
-// Reads the databases anew if it is with swapped names that they are possible.
+// Reads the databases with their names swapped, if they are valid only that way.
 bool readSwapped(const SitePaths& names, Databases& databases) {
   if (whyImpossible(databases, names).empty()) return false;
   Databases swapped;
@@ -307,9 +309,9 @@ Run addVerify(Options options) {
                    "badgemint-admin verify --cards cards.txt");
   options.file("--cards", given->site.cards, "Compare with what a build of this file would make");
   options.databases(given->site);
-  options.flag("--all", given->all, "Print more than 100 faults of one kind");
+  options.flag("--all", given->all, "Print all faults, not only 100 of each kind");
   options.flag("--with-pins", given->withPins, "Show PINs");
-  options.flag("--json", given->json, "Print JSON Lines: an object for each fault");
+  options.flag("--json", given->json, "Print JSON, one object a line");
   return [given](Console& console) { return verify(*given, console); };
 }
 

@@ -144,7 +144,7 @@ void printDecision(const Decision& decision, const WhyOptions& options, const Ho
 
 ExitStatus why(const WhyOptions& options, Console& console) {
   if (!options.holder.empty() + !options.card.empty() + !options.key.empty() != 1)
-    throw NotDone("write one unique ID, one --card or one --key");
+    throw NotDone("give a unique ID, --card or --key, only one of them");
   const auto door = numberOf(options.door);
   if (!door || options.levels.empty())
     throw NotDone(
@@ -174,7 +174,7 @@ ExitStatus why(const WhyOptions& options, Console& console) {
 
 Run addWhy(Options options) {
   const auto given = std::make_shared<WhyOptions>();
-  options.describe("Say whether a holder may pass a door, and why",
+  options.describe("Show whether a holder may pass a door, and why",
                    "badgemint-admin why 1001 --door 4 --levels levels.txt");
   options.text("HOLDER", "", given->holder, "The unique ID of the holder");
   options.text("--card", "SET:NUMBER", given->card, "The card that is shown to the reader");

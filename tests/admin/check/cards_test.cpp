@@ -1,4 +1,4 @@
-// What is found in a cards file: how a build of it ends, judged by the build, and what a build
+// What is found in a cards file: how a build of it ends, compared with a build, and what a build
 // accepts silently. The manual's example, which is run too, shows each rule once with its text and
 // place; what is here goes beyond it.
 #include "admin/adminrun.h"
@@ -290,7 +290,7 @@ TEST_F(CardsCheck, Empty) {
   EXPECT_EQ(check("# nobody\nf 1 1 A=21\n").sorted().at(0).rule, "empty");
 }
 
-TEST_F(CardsCheck, JsonSaysWhatAFindingIsAbout) {
+TEST_F(CardsCheck, JsonNamesWhatAFindingIsAbout) {
   const std::array<std::string, 3> cases[] = {
       {"f 1 2", "", R"("severity":"warning","rule":"card-set","text":)"},
       {"f 1 2", "", R"(ignored","set":1})"},
@@ -351,15 +351,6 @@ TEST_F(CardsCheck, ChecksTheLevelsFile) {
   EXPECT_EQ(foundIn(pairs), "1:299 level");
   for (const char* const other : {"p 4711 5 1\n", "1 f.CDF\n", "# none\n", "\xFF\xFE\n"})
     EXPECT_THROW(foundIn(other), Failure) << other;
-}
-
-TEST_F(CardsCheck, FailsWithoutMemory) {
-  machinePages = 1;  // Memory for 80 cards.
-  for (const std::string cards : {"f 1 1 A=21\nd 1 1 81 1\n", "f 1 1 A=21\nd 1 1 80 1\no 7 1\n"}) {
-    writeFile("c", cards);
-    EXPECT_EQ(runAdmin("check --cards c").status, 3) << cards;
-  }
-  machinePages = 0;
 }
 
 TEST_F(CardsCheck, PrintsAHundredOfAKind) {
