@@ -25,10 +25,8 @@ class FormatsCheck : TextFileCheck {
     requireRegularFile(path);
     const bool isOpen = _reader.open(path.c_str());
     while (isOpen && _reader.readLine(kMaxFormatsLine) == LineReader::Status::kLine) {
-      if (isUtf16(_reader)) {
-        // A build finds no format in it.
+      if (isUtf16(_reader))  // A build finds no format in it.
         return _findings.warn({_file, 1, 0}, "text", kUtf16Text);
-      }
       checkLine();
     }
     Place place = {_file, _reader.lineNumber()};

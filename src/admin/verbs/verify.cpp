@@ -244,8 +244,17 @@ bool readSwapped(const SitePaths& names, Databases& databases) {
   return true;
 }
 
-// Of a rule with more than twenty faults, their number comes first. The last line always has the
-// same words, for programs that read it.
+// Always of the same words, for programs that read it.
+void printTotals(size_t faults, const Databases& databases, const auto& print) {
+  const size_t credentials = databases.idents.size(), holders = databases.countHolders();
+  JsonObject numbers;
+  numbers.add("faults", faults).add("credentials", credentials).add("holders", holders);
+  print(fmt::format("{} faults; {} credentials of {} holders",
+                    faults == 0 ? "no" : fmt::to_string(faults), credentials, holders),
+        JsonObject().add("summary", numbers));
+}
+
+// Of a rule with more than twenty faults, their number comes first.
 void printFaults(const Findings& faults, const Site& site, const VerifyOptions& options,
                  Console& console) {
   constexpr size_t kMostUncounted = 20;
@@ -266,13 +275,7 @@ void printFaults(const Findings& faults, const Site& site, const VerifyOptions& 
   for (const auto& [rule, rest] : faults.notKept())
     print(fmt::format("{} more faults [{}] (--all prints them)", rest, rule),
           JsonObject().add("rule", rule).add("not_printed", rest));
-  const size_t count = faults.errors(), credentials = site.databases().idents.size();
-  const size_t holders = site.databases().countHolders();
-  JsonObject numbers;
-  numbers.add("faults", count).add("credentials", credentials).add("holders", holders);
-  print(fmt::format("{} faults; {} credentials of {} holders",
-                    count == 0 ? "no" : fmt::to_string(count), credentials, holders),
-        JsonObject().add("summary", numbers));
+  printTotals(faults.errors(), site.databases(), print);
 }
 
 ExitStatus verify(const VerifyOptions& options, Console& console) {
