@@ -1,7 +1,6 @@
 // The command line of badgemint-admin: the options of verbs, suggestions for what is misspelt,
 // help, completion.
 #include <poll.h>
-#include <unistd.h>
 
 #include <fmt/ranges.h>
 

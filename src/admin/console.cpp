@@ -4,8 +4,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
-
-#include "admin/check/finding.h"
+#include <system_error>
 
 namespace badgemint::admin {
 
@@ -21,6 +20,16 @@ void rememberSignal(int signal) {
 
 }  // namespace
 
+std::string printable(std::string_view text) {
+  std::string shown;
+  for (const char c : text)
+    if (c >= ' ' && c <= '~')
+      shown += c;
+    else
+      shown += fmt::format("\\x{:02X}", static_cast<uint8_t>(c));
+  return shown;
+}
+
 void Console::reportText(std::string_view text) {
   _progress.reset();
   _output.flush();
@@ -34,7 +43,7 @@ void Console::reportText(std::string_view text) {
 void Console::showProgress(const std::string& verb) {
   if (!_terminals.errors) return;
   const BlockedSignals blocked;  // They are for the thread that works.
-  _progress.emplace([&errors = _errors, verb](const std::stop_token& stop) {
+  const auto work = [&errors = _errors, verb](const std::stop_token& stop) {
     std::mutex mutex;
     std::condition_variable_any wake;
     std::unique_lock lock(mutex);
@@ -45,7 +54,11 @@ void Console::showProgress(const std::string& verb) {
     int seconds = 0;
     while (waitASecond()) errors << '\r' << verb << ": " << ++seconds << " s" << std::flush;
     if (seconds > 0) errors << "\r\033[K" << std::flush;  // Erases the line.
-  });
+  };
+  try {
+    _progress.emplace(work);
+  } catch (const std::system_error&) {  // No more threads: the verb works without the line.
+  }
 }
 
 bool Console::finish() {
@@ -53,9 +66,10 @@ bool Console::finish() {
   return _output.flush().good();
 }
 
-std::string Console::coloured(std::string_view word, std::string_view colour) const {
-  if (!_terminals.output || !_terminals.colours) return std::string(word);
-  return std::string("\033[1;").append(colour).append("m").append(word).append("\033[0m");
+std::string Console::severityText(bool isError) const {
+  const char* const word = isError ? "error" : "warning";
+  if (!_terminals.output || !_terminals.colours) return word;
+  return fmt::format("\033[1;{}m{}\033[0m", isError ? 31 : 35, word);
 }
 
 void deferTerminationSignals() {
@@ -86,11 +100,11 @@ BlockedSignals::BlockedSignals() {
   sigset_t blocked;
   sigemptyset(&blocked);
   for (const int signal : kSignals) sigaddset(&blocked, signal);
-  sigprocmask(SIG_BLOCK, &blocked, &_before);
+  pthread_sigmask(SIG_BLOCK, &blocked, &_before);
 }
 
 BlockedSignals::~BlockedSignals() {
-  sigprocmask(SIG_SETMASK, &_before, nullptr);
+  pthread_sigmask(SIG_SETMASK, &_before, nullptr);
 }
 
 }  // namespace badgemint::admin

@@ -52,6 +52,9 @@ class FailureOf : public Failure {
 using Refused = FailureOf<ExitStatus::kRefused>;
 using NotDone = FailureOf<ExitStatus::kNotDone>;
 
+// A text whose bytes may be any: what does not print is shown as "\xNN".
+std::string printable(std::string_view text);
+
 // The two streams of a run. They stay the caller's and outlive the console.
 class Console {
  public:
@@ -66,6 +69,8 @@ class Console {
   // Shows a line on the terminal of standard error while the verb works for longer than a second,
   // up to finish() or the first text that is printed on a terminal.
   void showProgress(const std::string& verb);
+
+  bool isTerminal() const { return _terminals.output; }
 
   // For results. A failed write is remembered until finish().
   std::ostream& output() {
@@ -88,9 +93,8 @@ class Console {
     reportText(fmt::format(format, std::forward<Args>(args)...));
   }
 
-  // A word in the colour of errors or of warnings, where colours are wanted.
-  std::string inErrorColour(std::string_view word) const { return coloured(word, "31"); }
-  std::string inWarningColour(std::string_view word) const { return coloured(word, "35"); }
+  // "error" or "warning", in its colour where colours are wanted.
+  std::string severityText(bool isError) const;
 
   // From now on output that cannot be written is reported without changing the exit status: what a
   // verb has done stays done.
@@ -101,8 +105,6 @@ class Console {
   [[nodiscard]] bool finish();
 
  private:
-  std::string coloured(std::string_view word, std::string_view colour) const;
-
   std::ostream& _output;
   std::ostream& _errors;
   const Terminals _terminals;

@@ -1,8 +1,6 @@
 #include <sys/prctl.h>
 #include <sys/resource.h>
-#include <unistd.h>
 
-#include <csignal>
 #include <cstdlib>
 #include <iostream>
 

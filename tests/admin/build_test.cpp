@@ -148,6 +148,8 @@ TEST_F(BuildTest, ReportsFilesThatOtherUsersCanRead) {
   EXPECT_EQ(runAdmin("dump").errors, "");
   expectRuns(
       {{"dump --with-pins", 0, "\np 1234 3 1 ", "access.db contains PINs and can be read by"}});
+  cards(kNewCards + "p 99 7");  // A warning.
+  EXPECT_TRUE(contains(runAdmin("build --quiet").errors, "(chmod o-r cards.txt)"));
   fs::permissions(".", fs::perms(0700));
   EXPECT_EQ(runAdmin("build").errors, "");
 }
@@ -186,7 +188,7 @@ TEST_F(BuildTest, RefusesAndChangesNothing) {
       {"mkdir sub", "--access sub/access.db", 2, "are not in one folder"},
       {"rm access.db.old; mkdir access.db.old", "--keep --dry-run", 2, "access.db.old is a link"},
       {"", "--cards /dev/null", 3, "/dev/null is not a regular file"},
-      {"mkfifo link; echo 3 link >sub", "--formats sub", 3, "link is not a regular file"},
+      {"mkfifo sub.cdf; echo 3 sub.cdf >sub", "--formats sub", 3, "sub.cdf is not a regular file"},
       {"mkdir sub; grep ^p cards.txt >sub/ident.db", "--cards sub/ident.db", 2, "2 of 3 holders"},
       {"touch sub; ln sub link", "--log link", 2, "link is a link or not a file"},
       {"", "--access none/access.db", 3, "none: No such file"},
@@ -216,7 +218,7 @@ TEST_F(BuildTest, RefusesAndChangesNothing) {
     makeOld();
     ASSERT_EQ(std::system(prepare.c_str()), 0);
     expectNothingChanged(options, status, error);
-    ASSERT_EQ(std::system("rm -rf link sub .badgemint-admin access.db.old"), 0);
+    ASSERT_EQ(std::system("rm -rf link sub* .badgemint-admin access.db.old"), 0);
   }
 }
 

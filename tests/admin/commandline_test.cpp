@@ -53,7 +53,7 @@ TEST(CommandLine, ShowsOnATerminalThatWorkGoesOn) {
   Console console(output, errors, {.errors = true});
   console.showProgress("check");
   console.print("a holder\n");
-  EXPECT_EQ(Console(output, errors, {.output = true}).inErrorColour("x"), "\033[1;31mx\033[0m");
+  EXPECT_EQ(Console(output, errors, {.output = true}).severityText(true), "\033[1;31merror\033[0m");
   poll(nullptr, 0, 1500);
   console.report("wrong");
   EXPECT_EQ(errors.str(), "\rcheck: 1 s\r\033[K\033[1;31mbadgemint-admin:\033[0m wrong\n");

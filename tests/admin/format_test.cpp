@@ -20,6 +20,7 @@ TEST(AdminFormat, EndsWithTheWorstOfItsFiles) {
   writeFile("good.cdf", fileOf("CDF", linesOf("CDF", {"AABBBB"})));
   writeFile("hole.EFF", fileOf("EFF", linesOf("EFF", {"BBBB.BBBBBBBBBB"})));
   writeFile("text.txt", "");
+  fs::create_directory("d.cdf");
   writeFile("long.vff", fileOf("VFF", linesOf("VFF", {std::string(100, '*') + 'P', "", "X"})));
   writeFile("cut.eff", fileOf("EFF", {"1"}));
   expectRuns({
@@ -33,6 +34,8 @@ TEST(AdminFormat, EndsWithTheWorstOfItsFiles) {
        "gone.vff: cannot be opened: No such"},
       {"format --svg good.cdf good.cdf", 2, "good.cdf: CDF\n", "good.cdf"},
       {"format --svg hole.EFF good.cdf", 2, "good.cdf: CDF\n", "hole.EFF already exists and"},
+      {"format --svg text.txt good.cdf", 2, "good.cdf: CDF\n", "text.txt already exists and"},
+      {"format d.cdf good.cdf", 3, "\ngood.cdf: CDF", "d.cdf is not a regular file"},
       {"format --svg a.svg good.cdf good.cdf", 3, "", "--svg draws one format file, but 2 were"},
   });
 }

@@ -13,7 +13,7 @@ class Holders : public testing::Test {
     writeFile("cardsets.txt", "f 1 1 A=21\nf 2 2\nf 7 9\nf 254 2\n");
     const std::vector<IdentRecord> idents = {{{0, 0, 0x3E, 0x12}, 5, 2},
                                              {{0, 0, 0, 7}, 2, 2},
-                                             {{0x1A}, 2, kFormatlessCode, 1},
+                                             {{0x0A}, 2, kFormatlessCode, 1},
                                              {{0x47, 0x11, 0xF0}, 2, kPinIdentCode},
                                              {{1}, 3, 7},
                                              {{0x02, 0x2A, 0x7C, 0x24}, 3, 1}};
@@ -38,7 +38,7 @@ TEST_F(Holders, AreFoundByFiltersIdsAndCards) {
   const std::map<std::string, std::vector<std::string>> kLines = {
       {"2 3 4 5 ", {"list", "show 0-4294967295"}},
       {"2 ",
-       {"list --level 3", "list --set 254", "list --expired", "list --deleted",
+       {"list --level 3", "list --set 254", "list --expired", "list --deleted", "show --card 0a",
         "list --pin --with-pins", "list --expires-before \"1970/01/01 00:03:21\""}},
       {"2 5 ", {"list --set 2"}},
       {"3 4 5 ", {"list --no-level", "list --no-pin --with-pins"}},
@@ -61,10 +61,10 @@ TEST_F(Holders, AreFoundByFiltersIdsAndCards) {
 
 TEST_F(Holders, AreListedWhateverTheyHave) {
   const std::string listed = runAdmin("list --set 254").output + runAdmin("list --set 7").output;
-  EXPECT_TRUE(listed.starts_with("2          2:7,1A(deleted),PIN  3,1 ")) << listed;
+  EXPECT_TRUE(listed.starts_with("2          2:7,0A(deleted),PIN  3,1 ")) << listed;
   EXPECT_TRUE(listed.ends_with(" - (0 access records)\n")) << listed;
   const std::string json = runAdmin("list --set 254 --json").output;
-  EXPECT_TRUE(contains(json, R"({"kind":"card without format","card":"1A",)"));
+  EXPECT_TRUE(contains(json, R"({"kind":"card without format","card":"0A",)"));
 }
 
 TEST_F(Holders, AreNotFoundByWordsThatMeanNothing) {

@@ -143,6 +143,10 @@ TEST_F(VerifyTest, AcceptsWhatABuildMakes) {
   build(kF + "o 4711 1\n" + kN);  // A PIN without a card, of the lowest unique ID.
   EXPECT_EQ(faults("--cards cards"), "");
   EXPECT_TRUE(faults().ends_with("PIN **** beside a card has no card [pair]\n"));
+  build(kF + "p 99 9 1 0 0 0 0 0 0 0 0 0 0 8 2025/1/1 0 2024/1/1 0\n");  // An escort, a period.
+  EXPECT_EQ(faults("--cards cards"), "");
+  build(kF);
+  EXPECT_EQ(faults("--cards cards"), "");
   build("f 1 1 A=-5\n" + kC);  // The card sets file keeps no negative values.
   EXPECT_EQ(faults("--cards cards"), "");
 }

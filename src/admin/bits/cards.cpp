@@ -1,7 +1,5 @@
 #include "admin/bits/cards.h"
 
-#include <algorithm>
-
 #include "admin/check/sitecheck.h"
 #include "support/result.h"
 

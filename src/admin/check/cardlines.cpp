@@ -180,31 +180,35 @@ bool FieldsCheck::reportWrong(size_t field) const {
 
 bool FieldsCheck::reportEncoding(const CheckedLine& line, std::optional<int64_t> number) const {
   const cardset* const set = _check.findSet(_csid);
-  const Place place = line.at(_words[1]);
   if (_listed != nullptr && _listed->format != nullptr) {
     if (!number) return false;
     const CardEncoder encoder{_listed->format, _listed->format->encodeSite(set->fldvalues)};
     const int64_t decoded = encoder.decode(encoder.encode(*number));
     if (decoded == *number) return false;
-    line.error(place, kCardMismatch,
+    line.error(line.at(_words[1]), kCardMismatch,
                "the card number does not fit format {}: it would be read as card {}", set->fmtid,
                decoded);
   } else if (line.findings != nullptr && _listed != nullptr) {
     _check.findings.countFurther(_listed->error);
   } else if (line.findings != nullptr && (set == nullptr || _check.formats.complete)) {
-    const int32_t code = set == nullptr ? kInvalidCardSet : kFormatNotDefined;
-    const uint32_t id = set == nullptr ? static_cast<uint32_t>(_csid) : set->fmtid;
-    const auto [error, isFirst] = _check.causes.try_emplace({code, id});
-    if (!isFirst)
-      _check.findings.countFurther(error->second);
-    else if (set == nullptr)
-      error->second =
-          line.error(line.whole(), code, "card set {} has no 'f' line before this line", _csid);
-    else
-      error->second = line.error(
-          place, code, "the formats file does not list format {} of card set {}", id, _csid);
+    reportNoFormat(line, set);
   }
   return true;
+}
+
+void FieldsCheck::reportNoFormat(const CheckedLine& line, const cardset* set) const {
+  const int32_t code = set == nullptr ? kInvalidCardSet : kFormatNotDefined;
+  const uint32_t id = set == nullptr ? static_cast<uint32_t>(_csid) : set->fmtid;
+  const auto [error, isFirst] = _check.causes.try_emplace({code, id});
+  if (!isFirst)
+    _check.findings.countFurther(error->second);
+  else if (set == nullptr)
+    error->second =
+        line.error(line.whole(), code, "card set {} has no 'f' line before this line", _csid);
+  else
+    error->second =
+        line.error(line.at(_words[1]), code,
+                   "the formats file does not list format {} of card set {}", id, _csid);
 }
 
 void FieldsCheck::checkLevel(size_t field) const {

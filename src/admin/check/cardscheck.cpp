@@ -6,9 +6,7 @@
 #include <new>
 
 #include "admin/files/folder.h"
-#include "admin/json.h"
 #include "cardsets/card_functions.h"
-#include "support/linereader.h"
 #include "support/result.h"
 
 namespace badgemint::admin {
@@ -58,14 +56,14 @@ int32_t reportLineType(CardsCheck& check, const CheckedLine& line) {
   check.findings.setVerdict(kInvalidLine, line.whole());
   if (isMergeMark(text)) {
     reportMergeMark(check.findings, check.mergeMark, line.whole(), kInvalidLine);
-    return kInvalidLine;
+  } else {
+    line.error(line.at(text), kInvalidLine,
+               "{} is not a line type: a line begins with f, c, n, p, o, d or #",
+               text.starts_with(kByteOrderMark) ? "a byte order mark"
+               : isDigit(text[0])               ? "a digit"
+                                                : shownName(text.substr(0, 1)));
+    readDespiteType(check, line);
   }
-  line.error(line.at(text), kInvalidLine,
-             "{} is not a line type: a line begins with f, c, n, p, o, d or #",
-             text.starts_with(kByteOrderMark) ? "a byte order mark"
-             : isDigit(text[0])               ? "a digit"
-                                              : shownName(text.substr(0, 1)));
-  readDespiteType(check, line);
   return kInvalidLine;
 }
 
@@ -108,21 +106,15 @@ const char* otherFileText(const std::string& path) {
   return hasWords ? kCsvText : nullptr;
 }
 
-// Reports an error of the file as a whole.
-void failFile(CardsCheck& check, int32_t result, const std::string& text) {
-  check.findings.setVerdict(result, {check.file});
-  check.findings.error({check.file}, result, "{}", text);
-}
-
 void checkLines(CardsCheck& check, InputFile& input) {
   LineReader& lines = input.lines();
   LineReader::Status status = LineReader::Status::kLine;
   while ((status = lines.readLine(kMaxInputLine)) == LineReader::Status::kLine)
     checkLine(check, lines);
   if (status == LineReader::Status::kError)
-    failFile(check, kInputReadFailed, fmt::format("cannot be read: {}", std::strerror(errno)));
+    check.findings.fail({check.file}, kInputReadFailed, "cannot be read: {}", std::strerror(errno));
   else if (input.checkUnchanged() < 0)
-    failFile(check, kInputReadFailed, "was changed while it was read");
+    check.findings.fail({check.file}, kInputReadFailed, "was changed while it was read");
   else if (!lines.endedLine())
     check.findings.warn({check.file, lines.lineNumber(), 0}, "text", kNoNewlineText);
 }
@@ -131,7 +123,7 @@ SiteSummary checkCards(CardsCheck& check) {
   const auto input = std::make_unique<InputFile>();
   if (!input->setName(check.options.cards.c_str())) throw std::bad_alloc();
   if (const int32_t result = input->open(); result != kSuccess) {
-    failFile(check, result, fmt::format("cannot be opened: {}", std::strerror(errno)));
+    check.findings.fail({check.file}, result, "cannot be opened: {}", std::strerror(errno));
     return {};
   }
   checkLines(check, *input);

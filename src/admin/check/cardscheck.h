@@ -37,10 +37,9 @@ struct CheckedLine {
   int32_t number() const { return static_cast<int32_t>(start.line); }
   Place whole() const { return {start.file, start.line, 0}; }
   // `word` points into the text.
-  Place at(const char* word) const {
-    return {start.file, start.line, start.column + (word - text)};
+  Place at(std::string_view word) const {
+    return {start.file, start.line, start.column + (word.data() - text)};
   }
-  Place at(std::string_view word) const { return at(word.data()); }
 
   // As a build reads it, whatever the words are.
   About about() const;
@@ -169,6 +168,9 @@ class FieldsCheck {
   // Reports a card that cannot be encoded; its card set ID must be valid. `number` is empty when
   // the card number itself is invalid. Returns whether it did.
   bool reportEncoding(const CheckedLine& line, std::optional<int64_t> number) const;
+
+  // The same where the card set has no 'f' line (null), or its format is not listed.
+  void reportNoFormat(const CheckedLine& line, const cardset* set) const;
 
   // What a build accepts silently in fields of several lines, and a site would not want. A build
   // keeps the low bits of a number that is too large; checkRange() returns it as it is written.

@@ -189,14 +189,16 @@ int32_t checkCardSetLine(CardsCheck& check, CheckedLine& line) {
   line.card = About{.set = id};
   const bool isRepeated = check.findSet(id) != nullptr;
   const int32_t result = check.checkAsBuild(line, copy.data(), nullptr);
-  if (result < 0) check.causes[{kInvalidCardSet, csid}] = words.reportError(result);
+  if (result < 0)
+    check.causes[{kInvalidCardSet, csid}] = words.reportError(result);
+  else if (!isRepeated)
+    check.lineOfSet[csid] = line.start.line;
   if (result < 0 || line.isHidden) return result;
   const cardset& set = *check.findSet(id);
   if (isRepeated) {
     words.checkRepeated(set, check.lineOfSet[csid]);
     return result;
   }
-  check.lineOfSet[csid] = line.start.line;
   const CheckedFormat* const listed = check.formatOf(id);
   const CardFormat* const format = listed == nullptr ? nullptr : listed->format;
   words.checkNumbers();

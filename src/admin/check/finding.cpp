@@ -2,7 +2,6 @@
 
 #include <tuple>
 
-#include "admin/json.h"
 #include "cardsets/card_functions.h"
 #include "support/fieldscanner.h"
 
@@ -116,11 +115,9 @@ std::string Findings::placeText(const Place& place) const {
 
 void Findings::print(Console& console, bool asJson) const {
   for (const Finding& finding : sorted()) {
-    const std::string severity =
-        finding.isError() ? console.inErrorColour("error") : console.inWarningColour("warning");
     asJson ? console.printJson(json(finding))
-           : console.print("{}: {}: {} [{}]\n", placeText(finding.place), severity, finding.text,
-                           finding.kind());
+           : console.print("{}: {}: {} [{}]\n", placeText(finding.place),
+                           console.severityText(finding.isError()), finding.text, finding.kind());
   }
   if (asJson) return;
   for (const auto& [kind, count] : notKept())
@@ -146,16 +143,6 @@ JsonObject Findings::json(const Finding& finding) const {
   if (about.hasNumber()) object.add("card", about.card);
   if (!about.key.empty()) object.add("key", about.key);
   return object;
-}
-
-std::string printable(std::string_view text) {
-  std::string shown;
-  for (const char c : text)
-    if (c >= ' ' && c <= '~')
-      shown += c;
-    else
-      shown += fmt::format("\\x{:02X}", static_cast<uint8_t>(c));
-  return shown;
 }
 
 std::string keyText(const CardPattern& key) {

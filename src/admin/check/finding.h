@@ -96,6 +96,12 @@ class Findings {
             Args&&... args) {
     add({place, {}, 0, rule}, format, fmt::make_format_args(args...));
   }
+  // The same for an error at which a build ends if it gets there.
+  template <typename... Args>
+  size_t fail(Place place, int32_t code, fmt::format_string<Args...> format, Args&&... args) {
+    setVerdict(code, {place.file, place.line});
+    return error(place, code, format, std::forward<Args>(args)...);
+  }
   // The same for a fault.
   void fault(Place place, std::string_view rule, const std::string& text, const About& about = {}) {
     add({.place = place, .rule = rule, .isFault = true, .about = about}, "{}",
@@ -147,8 +153,6 @@ class Findings {
   Verdict _verdict;
 };
 
-// A text whose bytes may be any: what does not print is shown as "\xNN".
-std::string printable(std::string_view text);
 // The 32 hexadecimal digits of a key.
 std::string keyText(const CardPattern& key);
 // printable() in double quotes, as messages show a word of a file; cut where it is long.

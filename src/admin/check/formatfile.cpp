@@ -1,7 +1,6 @@
 // One format file: loaded as a build loads it and then read once more, line by line, because a
 // loaded format does not know what its file contained, and one that did not load cannot report why.
 // And its masks against each other, position by position: the rule `mask`.
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -15,7 +14,6 @@
 #include "formats/VffCardFormat.h"
 #include "support/fieldscanner.h"
 #include "support/result.h"
-#include "support/textutil.h"
 
 namespace badgemint::admin {
 namespace {
@@ -24,7 +22,7 @@ namespace {
 constexpr size_t kCardNumberFieldLine = 8;
 constexpr size_t kParityCountLine = 9;
 constexpr size_t kFirstFieldLine = 13;
-constexpr size_t kFirstMaskLine = 21;
+constexpr size_t kFirstMaskLine = 21, kLastMaskLine = 50;
 constexpr size_t kPositionsPerLine = 48;
 constexpr size_t kDefinitionRecord = 6;
 constexpr size_t kFirstMaskRecord = 7;
@@ -77,9 +75,7 @@ class FormatFileCheck : TextFileCheck {
 
   template <typename... Args>
   void fail(Place place, int32_t code, fmt::format_string<Args...> format, Args&&... args) {
-    _entry.error = _findings.error(place, code, format, std::forward<Args>(args)...);
-    place.column = 0;
-    _findings.setVerdict(code, place);
+    _entry.error = _findings.fail(place, code, format, std::forward<Args>(args)...);
   }
 
   // Reads as far as the format goes. False, with a finding, when the lines are not those of a
@@ -172,8 +168,12 @@ class FormatFileCheck : TextFileCheck {
       if (hasHiddenByte(line)) return false;
       const std::string_view text = _lines[line].c_str();
       if (text.find_first_not_of(". ", kPositionsPerLine) == std::string_view::npos) continue;
-      _findings.warn(placeOf(line, kPositionsPerLine + 1), "mask",
-                     "a mask line has 48 positions: the rest belongs in line {}", line + kMasks);
+      const std::string effect =
+          line + kMasks > kLastMaskLine
+              ? "a layout has 144 positions: the rest is ignored"
+              : fmt::format("a mask line has 48 positions: the rest belongs in line {}",
+                            line + kMasks);
+      _findings.warn(placeOf(line, kPositionsPerLine + 1), "mask", "{}", effect);
       return false;
     }
     return true;

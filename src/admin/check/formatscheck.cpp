@@ -1,6 +1,5 @@
 #include "admin/check/sitecheck.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -18,17 +17,16 @@ constexpr LineField kFormatId = {"format ID", FieldKind::kNumber, UINT32_MAX};
 // Loads each format where its entry is read, as a build does.
 class FormatsCheck : TextFileCheck {
  public:
-  FormatsCheck(Findings& findings, int file, CardFormatSet& formats, CheckedFormats& checked)
-      : TextFileCheck(findings, file), _formats(formats), _checked(checked) {}
+  FormatsCheck(Findings& findings, int file, CardFormatSet& formats, const std::string& folder,
+               CheckedFormats& checked)
+      : TextFileCheck(findings, file), _formats(formats), _folder(folder), _checked(checked) {}
 
   void run(const std::string& path) {
     requireRegularFile(path);
     const bool isOpen = _reader.open(path.c_str());
     while (isOpen && _reader.readLine(kMaxFormatsLine) == LineReader::Status::kLine) {
-      if (isUtf16(_reader)) {
-        // A build finds no format in it.
+      if (isUtf16(_reader))  // A build finds no format in it.
         return _findings.warn({_file, 1, 0}, "text", kUtf16Text);
-      }
       checkLine();
     }
     Place place = {_file, _reader.lineNumber()};
@@ -37,8 +35,7 @@ class FormatsCheck : TextFileCheck {
     if (_checked.complete) return;
     if (isOpen) ++place.line;
     const int32_t result = isOpen ? kFormatsReadFailed : kFormatsOpenFailed;
-    _findings.error(place, result, "cannot be read: {}", std::strerror(errno));
-    _findings.setVerdict(result, place);
+    _findings.fail(place, result, "cannot be read: {}", std::strerror(errno));
   }
 
  private:
@@ -70,11 +67,10 @@ class FormatsCheck : TextFileCheck {
       load(entry);
       return true;
     }
-    _findings.setVerdict(kFormatNotAdded, line);
     entry.error = isMark ? reportMergeMark(_findings, _mergeMark, line, kFormatNotAdded)
-                         : _findings.error(at(words.word(1)), kFormatNotAdded,
-                                           "the second word is not the name of a format file: it "
-                                           "does not contain .cdf, .eff or .vff");
+                         : _findings.fail(at(words.word(1)), kFormatNotAdded,
+                                          "the second word is not the name of a format file: it "
+                                          "does not contain .cdf, .eff or .vff");
     return false;
   }
 
@@ -90,7 +86,7 @@ class FormatsCheck : TextFileCheck {
            entry.id, sameId.line);
     const std::string name = inQuotes(entry.fileName);
     struct stat meant, read;
-    if (stat(path, &meant) == 0 && stat(entry.fileName.c_str(), &read) == 0 &&
+    if (stat(path, &meant) == 0 && stat(pathIn(_folder, entry.fileName).c_str(), &read) == 0 &&
         !isSameFile(meant, read))
       warn(path, "format-id",
            "the folder is ignored: {} in the current folder is read, which is another file", name);
@@ -104,7 +100,8 @@ class FormatsCheck : TextFileCheck {
   void load(CheckedFormat& entry) {
     const CheckedFormat& first = firstOf(entry.fileName);
     Findings repeated;
-    checkFormatFile(entry.fileName, entry, _formats, &first == &entry ? _findings : repeated);
+    checkFormatFile(pathIn(_folder, entry.fileName), entry, _formats,
+                    &first == &entry ? _findings : repeated);
     entry.error = first.error;
   }
 
@@ -113,6 +110,7 @@ class FormatsCheck : TextFileCheck {
   }
 
   CardFormatSet& _formats;
+  const std::string& _folder;
   CheckedFormats& _checked;
 };
 
@@ -124,9 +122,9 @@ const CheckedFormat* CheckedFormats::find(uint32_t id) const {
 }
 
 CheckedFormats checkFormats(const std::string& formatsFile, CardFormatSet& formats,
-                            Findings& findings) {
+                            Findings& findings, const std::string& folder) {
   CheckedFormats checked;
-  FormatsCheck(findings, findings.addFile(formatsFile), formats, checked).run(formatsFile);
+  FormatsCheck(findings, findings.addFile(formatsFile), formats, folder, checked).run(formatsFile);
   return checked;
 }
 

@@ -146,11 +146,16 @@ class HolderLine : FieldsCheck {
   // The words before a comment.
   size_t countWords() const {
     const auto isEnd = [](std::string_view word) { return word.empty() || word[0] == '#'; };
-    return static_cast<size_t>(std::ranges::find_if(_words, isEnd) - _words.begin());
+    auto count = static_cast<size_t>(std::ranges::find_if(_words, isEnd) - _words.begin());
+    if (count < _words.size()) return count;
+    FieldScanner scanner(_words.back().data() + _words.back().size());
+    while (!isEnd(scanner.nextWord(SIZE_MAX))) ++count;
+    return count;
   }
 
   // Whether words are missing, or too many, before the dates, which shows in the place of a date.
   bool hasShiftedDates(size_t count) const {
+    count = std::min(count, _words.size());
     const auto isDateAt = [this, count](size_t field) {
       const size_t at = field + count - _fields.size();
       return at < count && std::ranges::count(_words[at], '/') == 2;

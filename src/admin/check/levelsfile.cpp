@@ -1,6 +1,5 @@
 // What is wrong in an access levels file. Messages quote no word but a level number: the file may
 // be another one, given by mistake, in which any word may be a PIN.
-#include <map>
 #include <new>
 
 #include "admin/check/oddtext.h"

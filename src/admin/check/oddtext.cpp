@@ -1,8 +1,5 @@
 #include "admin/check/oddtext.h"
 
-#include <algorithm>
-
-#include "support/textutil.h"
 #include "support/tokenizer.h"
 
 namespace badgemint::admin {
@@ -83,8 +80,8 @@ size_t reportMergeMark(Findings& findings, size_t& finding, Place place, int32_t
   if (finding != Findings::kNotKept)
     findings.countFurther(finding);
   else
-    finding = findings.add({.place = place, .code = result, .rule = result < 0 ? "" : "text"},
-                           kMergeMarkText, {});
+    finding = result < 0 ? findings.fail(place, result, kMergeMarkText)
+                         : findings.add({.place = place, .rule = "text"}, kMergeMarkText, {});
   return finding;
 }
 

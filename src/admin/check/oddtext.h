@@ -68,9 +68,9 @@ class TextFileCheck {
 // Whether a line is one of those that a version control system leaves where versions conflict.
 bool isMergeMark(std::string_view line);
 
-// Reports the first such line of a file, as an error with the result of a build or as a warning
-// when that is 0, and counts the others. Returns `finding`, the number of the finding, which is
-// kNotKept before the first.
+// Reports the first such line of a file, as the error that ends a build, or as a warning
+// when the result is 0, and counts the others. Returns `finding`, the number of the finding, which
+// is kNotKept before the first.
 size_t reportMergeMark(Findings& findings, size_t& finding, Place place, int32_t result);
 
 }  // namespace badgemint::admin

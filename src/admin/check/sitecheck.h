@@ -16,10 +16,11 @@
 
 namespace badgemint::admin {
 
+// Format files are looked up by their base names in the current folder.
 struct SiteCheckOptions {
-  std::string cards;
-  std::string formats;      // Format files are looked up by their base names in the current folder.
-  std::string levels;       // The access levels file; empty for none.
+  std::string cards = "cards.txt";
+  std::string formats = "formats.txt";
+  std::string levels{};     // The access levels file; empty for none.
   bool withPins = false;    // Whether texts may show PINs.
   bool allowEmpty = false;  // Without the rule `empty`.
 };
@@ -65,9 +66,9 @@ struct CheckedFormats {
 // Loads every format that can be loaded into `formats`, which owns them. Adds the formats file and
 // then the format files, as listed and each once, to the findings, and sets their verdict at the
 // first thing for which a build would fail. Throws std::bad_alloc, and std::system_error when a
-// file that loaded cannot be read again.
+// file that loaded cannot be read again. Format files are looked up in `folder`.
 CheckedFormats checkFormats(const std::string& formatsFile, CardFormatSet& formats,
-                            Findings& findings);
+                            Findings& findings, const std::string& folder = ".");
 
 // Loads the format of an entry into `formats`, and checks its file, which `path` leads to, line by
 // line. Adds the file to the findings, sets `format` or `error` of the entry, and throws, as above.

@@ -6,7 +6,6 @@
 
 #include "admin/check/cardscheck.h"
 #include "cardsets/card_functions.h"
-#include "inputcards/cardline.h"
 #include "support/result.h"
 
 namespace badgemint::admin {

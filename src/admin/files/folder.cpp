@@ -2,11 +2,12 @@
 
 #include <fcntl.h>
 
-#include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <system_error>
 
+#include "formats/CardFormatSet.h"
 #include "formats/fmtfile.h"
 #include "support/result.h"
 
@@ -75,12 +76,14 @@ void reportReadableByOthers(const std::vector<std::string>& paths, Console& cons
 }
 
 std::vector<std::string> formatFiles(const std::string& formatsName) {
+  requireRegularFile(formatsName);
   std::vector<std::string> names;
   fmtfile file;
   if (file.open(formatsName.c_str()) < 0) return names;
   uint32_t id = 0;
   FormatFileName name;
-  while (file.readEntryBaseName(id, name) == kSuccess) names.emplace_back(name.data());
+  while (file.readEntryBaseName(id, name) == kSuccess)
+    if (CardFormatSet::isFormatFile(name.data())) names.emplace_back(name.data());
   return names;
 }
 
@@ -198,7 +201,7 @@ void NewFile::checkTarget() const {
     throw Refused("{} already exists (--force replaces it)", _folder.pathOf(_name));
 }
 
-bool NewFile::finish() {
+bool NewFile::finish(Console& console) {
   throwErrnoUnless(fsync(_file->number()) == 0, _folder.pathOf(_name));
   checkTarget();
   if (_mayReplace)
@@ -206,7 +209,10 @@ bool NewFile::finish() {
   else  // Fails where there is such a file since a moment ago.
     _folder.linkTo(_unfinishedName, _folder, _name);
   _isFinished = _mayReplace || _folder.tryRemove(_unfinishedName);
-  return fsync(_folder.number()) == 0 && _isFinished;
+  if (fsync(_folder.number()) == 0 && _isFinished) return true;
+  console.report("{} is written, but a power cut may undo that: {}", _folder.pathOf(_name),
+                 std::strerror(errno));
+  return false;
 }
 
 }  // namespace badgemint::admin

@@ -34,7 +34,7 @@ struct SitePaths {
 // wait for any of them. A missing file is left to whoever opens it.
 void requireRegularFile(const std::string& path);
 
-// The format files that a formats file lists, as a build opens them.
+// The format files that a formats file lists, as a build opens them. Throws as above.
 std::vector<std::string> formatFiles(const std::string& formatsName);
 
 // The states of files; none of one that is missing.
@@ -53,6 +53,11 @@ void requireDistinctFiles(const std::vector<std::string>& inputs,
 [[noreturn]] void throwErrno(const std::string& path);
 inline void throwErrnoUnless(bool succeeded, const std::string& path) {
   if (!succeeded) throwErrno(path);
+}
+
+// The path of a file in a folder.
+inline std::string pathIn(const std::string& folder, const std::string& name) {
+  return folder == "." ? name : folder + '/' + name;
 }
 
 // The folder of a path ("." for a name alone), and its last name. Throws Failure (not done) for a
@@ -100,9 +105,7 @@ class Folder {
   static Folder open(const std::string& path);
 
   const std::string& path() const { return _path; }
-  std::string pathOf(const std::string& name) const {
-    return _path == "." ? name : _path + '/' + name;
-  }
+  std::string pathOf(const std::string& name) const { return pathIn(_path, name); }
   int number() const { return _descriptor.number(); }
   struct stat status() const {
     return _descriptor.status(_path);
@@ -151,10 +154,12 @@ class NewFile {
   NewFile& operator=(const NewFile&) = delete;
 
   void write(std::string_view text) { writeAll(*_file, text, _folder.pathOf(_name)); }
+  // For a file without secrets.
+  void letOthersRead() { static_cast<void>(fchmod(_file->number(), usualMode())); }
   // Writes through to the disk and gives the file its name. Throws when there is a file of this
-  // name meanwhile that must not be replaced. False, with errno set, when
-  // the file is in place but its name may be lost in a power cut.
-  [[nodiscard]] bool finish();
+  // name meanwhile that must not be replaced. Returns false, with a report, when the file is in
+  // place but its name may be lost in a power cut.
+  [[nodiscard]] bool finish(Console& console);
 
  private:
   void checkTarget() const;

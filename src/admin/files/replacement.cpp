@@ -2,9 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <exception>

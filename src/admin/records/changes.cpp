@@ -2,10 +2,6 @@
 
 #include <array>
 #include <bit>
-#include <iterator>
-#include <tuple>
-#include <type_traits>
-#include <utility>
 
 #include "admin/records/wording.h"
 

@@ -1,6 +1,5 @@
 #include "admin/records/expected.h"
 
-#include <algorithm>
 #include <new>
 
 #include "admin/records/wording.h"
@@ -58,14 +57,15 @@ void ExpectedRecords::readFile(const std::string& cardsName) {
   throwErrnoUnless(!lines.failed(), cardsName);
 }
 
-std::string differenceOfCardSets(const cardsets& expected, const cardsets& stored) {
+std::string differenceOfCardSets(const Site& site) {
+  const cardsets &expected = site.siteCards().cardSets(), &stored = site.sets();
   for (uint32_t id = 0; id <= UINT8_MAX; ++id)
     if (lineOf(expected.getCardSet(id)) != lineOf(stored.getCardSet(id)))
       return fmt::format("card set {} differs from the cards file", id);
   return stored.count() == expected.count() ? "" : "some card sets are not in the cards file";
 }
 
-Databases prove(const SitePaths& files) {
+Site prove(const SitePaths& files) {
   Site site(files, {.formats = true, .wholeRecords = ExitStatus::kRefused});
   Databases &databases = site.databases(), expected;
   ExpectedRecords records(site, [&expected](const ExpectedRecord& made) {
@@ -75,9 +75,10 @@ Databases prove(const SitePaths& files) {
   records.readFile(files.cards);
   requireEqual(databases.idents, expected.idents, files.ident);
   requireEqual(databases.accesses, expected.accesses, files.access);
-  const std::string difference = differenceOfCardSets(records.cardSets(), site.sets());
+  const std::string difference = differenceOfCardSets(site);
   if (!difference.empty()) throw Refused("{}: {}; build again", files.cardSets, difference);
-  return std::move(databases);
+  databases.sort();
+  return site;
 }
 
 }  // namespace badgemint::admin

@@ -37,8 +37,6 @@ class ExpectedRecords final : private RecordSink {
   // accept, and std::system_error.
   void readFile(const std::string& cardsName);
 
-  const cardsets& cardSets() const { return _site.cardSets(); }
-
  private:
   [[nodiscard]] int32_t put(const IdentRecord& ident, const AccessRecord* access) override;
 
@@ -49,18 +47,19 @@ class ExpectedRecords final : private RecordSink {
   std::exception_ptr _thrown;  // By `visit`.
 };
 
-// How stored card sets differ from those that a build would write; empty if they do not.
-std::string differenceOfCardSets(const cardsets& expected, const cardsets& stored);
+// How the card sets file of a site differs from the one that a build would write, once all lines of
+// the cards file are read; empty if it does not.
+std::string differenceOfCardSets(const Site& site);
 
 // Proves that the databases hold the records that a build makes of the cards file, in its order,
-// and no others, and that the card sets file has its card sets. Returns what it has
-// read. Throws Failure (refused) that names what differs, and std::system_error.
+// and no others, and that the card sets file has its card sets. Returns the site,
+// its databases sorted. Throws Failure (refused) that names what differs, and std::system_error.
 //
 // Both sides are made by the same encoding, so this does not find an error in the encoding; that
 // every card decodes to its own number, the build itself checks. What it finds is all that can
 // happen to files on their way to the disk and back: records that are cut, torn, swapped or from
 // another build, and inputs that have changed since they were read.
-Databases prove(const SitePaths& files);
+Site prove(const SitePaths& files);
 
 }  // namespace badgemint::admin
 

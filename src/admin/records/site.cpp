@@ -6,12 +6,10 @@
 #include <exception>
 #include <filesystem>
 #include <new>
-#include <thread>
 
 #include "admin/files/replacement.h"
 #include "cardsets/card_functions.h"
 #include "cardsets/cardset.h"
-#include "inputcards/inputfile.h"
 #include "support/linereader.h"
 #include "support/result.h"
 #include "support/tokenizer.h"
@@ -37,14 +35,18 @@ std::string noteOfReplacement(std::span<const std::string> paths) {
   return "";
 }
 
-// Restores the current folder.
-struct CurrentFolder {
-  const std::filesystem::path path = std::filesystem::current_path();
-  ~CurrentFolder() {
-    std::error_code ignored;
-    std::filesystem::current_path(path, ignored);
-  }
-};
+// What is wrong with a line of a card sets file, whose words these are; empty for nothing.
+std::string problemOf(bool isWhole, const Tokenizer& words, const cardsets& before) {
+  std::string text;
+  for (uint32_t i = 0; i < words.count(); ++i) text.append(words.word(i)).append(" ");
+  cardset set;
+  const bool isSet = isWhole && parseCardSetText(set, text.c_str()) == kSuccess &&
+                     badgemint::CardSetLine(set).text() == text + '\n' &&
+                     set.csid >= kFirstCardSetId && set.csid <= kLastCardSetId;
+  if (!isSet) return "this line is not a card set as a build writes it";
+  if (before.getCardSet(set.csid) == nullptr) return "";
+  return fmt::format("card set {} is defined twice", set.csid);
+}
 
 }  // namespace
 
@@ -77,7 +79,7 @@ void openLevels(const std::string& path, AccessLevelSet& levels) {
 }
 
 Site::Site(const SitePaths& paths, const Needs& needs, Console* console) {
-  if (!paths.formats.empty()) loadFormats(paths.formats, paths.formatFolder);
+  if (!paths.formats.empty()) loadFormats(paths);
   const std::vector<std::string> formatsProblems = _problems;
   std::vector<std::string> replaced = {paths.access, paths.ident, paths.cardSets};
   std::erase(replaced, "");
@@ -95,19 +97,14 @@ Site::Site(const SitePaths& paths, const Needs& needs, Console* console) {
     if (needs.wholeRecords) throw Failure(*needs.wholeRecords, rest);
     _problems.push_back(rest);
   }
+  if (needs.sorted) _databases.sort();
   if (console != nullptr)
     for (const std::string& problem : _problems) console->report("{}", problem);
 }
 
-void Site::loadFormats(std::string path, const std::string& formatFolder) {
-  std::optional<CurrentFolder> before;  // The library looks for format files in the current one.
-  if (formatFolder != ".") {
-    path = std::filesystem::absolute(path).string();
-    before.emplace();
-    std::filesystem::current_path(formatFolder);
-  }
+void Site::loadFormats(const SitePaths& paths) {
   Findings findings;
-  _checked = checkFormats(path, _siteCards->formats(), findings);
+  _checked = checkFormats(paths.formats, _siteCards->formats(), findings, paths.formatFolder);
   for (const Finding& finding : findings.sorted())
     if (finding.isError() && _problems.empty())
       _problems.push_back(findings.placeText(finding.place) + ": " + finding.text);
@@ -124,17 +121,9 @@ void Site::readCardSets(const std::string& path) {
     const std::string_view line(reader.line(), reader.length());
     const bool isWhole = line.ends_with('\n') && line.find('\0') == std::string_view::npos;
     words.split(reader.line(), kWordDelimiters);
-    std::string text;
-    for (uint32_t i = 0; i < words.count(); ++i) text.append(words.word(i)).append(" ");
-    if (text.empty()) continue;
-    cardset set;
-    const bool isSet = isWhole && parseCardSetText(set, text.c_str()) == kSuccess &&
-                       badgemint::CardSetLine(set).text() == text + '\n' &&
-                       set.csid >= kFirstCardSetId && set.csid <= kLastCardSetId;
-    if (!isSet)
-      _cardSetProblems[reader.lineNumber()] = "this line is not a card set as a build writes it";
-    else if (_sets->getCardSet(set.csid) != nullptr)
-      _cardSetProblems[reader.lineNumber()] = fmt::format("card set {} is defined twice", set.csid);
+    if (words.count() == 0) continue;
+    if (std::string problem = problemOf(isWhole, words, *_sets); !problem.empty())
+      _cardSetProblems[reader.lineNumber()] = std::move(problem);
     if (_sets->addCardSetLine(words, 0) == 0 && _sets->count() == _sets->capacity())
       throw std::bad_alloc();
   }

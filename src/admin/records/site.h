@@ -19,13 +19,14 @@
 namespace badgemint::admin {
 
 // Formats, card sets and databases of one site. Owns all of them; the records are in the order of
-// their files until somebody sorts them.
+// their files unless they are to be sorted.
 class Site {
  public:
   // What a verb cannot do without.
   struct Needs {
     bool formats = false;  // And card sets; else cards may be known by their keys only.
     std::optional<ExitStatus> wholeRecords{};  // Thrown when a database ends within a record.
+    bool sorted = false;                       // The records, by unique IDs.
   };
 
   // Reads what the paths name, card sets and databases as one state, and leaves out what has an
@@ -42,8 +43,8 @@ class Site {
   const Databases& databases() const { return _databases; }
   Databases& databases() { return _databases; }
 
-  // In the order of the formats file; those that did not load have no `format`.
-  const std::vector<CheckedFormat>& formats() const { return _checked.formats; }
+  // Those that did not load have no `format`.
+  const CheckedFormats& formats() const { return _checked; }
   const CardFormatSet& formatSet() const { return _siteCards->formats(); }
   const cardsets& sets() const { return *_sets; }
   // What a build knows of the site: the formats, and the card sets of the lines that it has read.
@@ -56,10 +57,10 @@ class Site {
 
  private:
   // Loads every format that loads. The first error is a problem.
-  void loadFormats(std::string path, const std::string& formatFolder);
+  void loadFormats(const SitePaths& paths);
   void readCardSets(const std::string& path);
 
-  const std::unique_ptr<SiteCards> _siteCards = std::make_unique<SiteCards>();
+  std::unique_ptr<SiteCards> _siteCards = std::make_unique<SiteCards>();
   CheckedFormats _checked;
   std::unique_ptr<cardsets> _sets = std::make_unique<cardsets>();
   Databases _databases;

@@ -1,9 +1,7 @@
 #include "admin/records/wording.h"
 
-#include <algorithm>
 #include <array>
 #include <bit>
-#include <functional>
 
 #include "cardsets/card_functions.h"
 

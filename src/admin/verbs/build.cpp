@@ -3,16 +3,13 @@
 
 #include <cstdio>
 #include <ctime>
-#include <map>
 #include <new>
 #include <set>
 
-#include "admin/check/sitecheck.h"
 #include "admin/files/replacement.h"
 #include "admin/records/changes.h"
 #include "admin/records/expected.h"
 #include "admin/verbs/verb.h"
-#include "support/textutil.h"
 #include "tools/build.h"
 
 namespace badgemint::admin {
@@ -24,12 +21,8 @@ struct BuildOptions {
   std::string log;  // Empty for none.
   std::string logLevel = "25";
   std::string maxRemoved = "50%";  // Of the old holders: a number, or a percentage with its sign.
-  bool strict = false;
-  bool allowEmpty = false;
-  bool dryRun = false;
-  bool keep = false;
-  bool changes = false;
-  bool quiet = false;
+  bool strict = false, allowEmpty = false, dryRun = false, keep = false;
+  bool changes = false, quiet = false;
 };
 
 // How many of the old holders may lose something.
@@ -129,16 +122,25 @@ class Build {
     static_cast<void>(mostLosers(_options.maxRemoved, 0));  // What is not a limit is refused first.
     _logLevel = parseNumber("--level", _options.logLevel, UINT32_MAX);
     rememberInputs();
-    _replacement.emplace(PartPaths{_site.access, _site.ident, _site.cardSets}, _options.keep,
-                         !_options.dryRun);
-    if (!_replacement->note().empty()) _console.reportText(_replacement->note());
+    lock();
     checkOutputs();  // A replacement that was cut short had given files two names.
     checkFiles();
     buildFiles();
     readOld();
-    const Changes changes = compare(_old, _fresh);
-    if (_options.changes) printDifferences(changes);
+    const Changes changes = compare(*_old, *_fresh);
+    if (_options.changes) printChanges(changes, *_old, *_fresh, {}, _console);
     requireFewLosses();
+    replace(changes);
+    return finish();
+  }
+
+  void lock() {
+    _replacement.emplace(PartPaths{_site.access, _site.ident, _site.cardSets}, _options.keep,
+                         !_options.dryRun);
+    if (!_replacement->note().empty()) _console.reportText(_replacement->note());
+  }
+
+  void replace(const Changes& changes) {
     const bool isUnchanged = _replacement->isUnchanged();
     const std::string summary = _options.quiet ? "" : summaryOf(changes, isUnchanged);
     throwIfInterrupted();
@@ -149,17 +151,20 @@ class Build {
       _console.keepStatus();
     }
     _console.output() << summary;
+  }
+
+  ExitStatus finish() {
     for (std::string& problem : _replacement->cleanUp()) _problems.push_back(std::move(problem));
     for (const std::string& problem : _problems) _console.reportText(problem);
-    if (!_options.quiet)
+    const bool isWell = !_hasWarnings && _problems.empty();
+    if (!_options.quiet || !isWell)
       reportReadableByOthers({_site.cards, _site.access, _site.ident, _site.access + kKeptSuffix,
                               _site.ident + kKeptSuffix},
                              _console);
-    return _hasWarnings || !_problems.empty() ? ExitStatus::kFound : ExitStatus::kAllWell;
+    return isWell ? ExitStatus::kAllWell : ExitStatus::kFound;
   }
 
   void rememberInputs() {
-    requireRegularFile(_site.formats);
     _inputs = formatFiles(_site.formats);
     _inputs.insert(_inputs.end(), {_site.formats, _site.cards});
     for (const std::string& name : _inputs) requireRegularFile(name);
@@ -184,11 +189,9 @@ class Build {
 
   void checkFiles() {
     Findings findings;
-    const SiteSummary summary = checkSite({.cards = _site.cards,
-                                           .formats = _site.formats,
-                                           .levels = {},
-                                           .allowEmpty = _options.allowEmpty},
-                                          findings);
+    const SiteCheckOptions files = {
+        .cards = _site.cards, .formats = _site.formats, .allowEmpty = _options.allowEmpty};
+    const SiteSummary summary = checkSite(files, findings);
     const bool isSilent = _options.quiet && findings.errors() + findings.warnings() == 0;
     const ExitStatus status =
         isSilent ? ExitStatus::kAllWell : report(findings, summary, _options.strict, _console);
@@ -204,10 +207,9 @@ class Build {
     const int32_t result = runLibrary();
     requireUnchangedInputs();
     if (result < 0) throw NotDone("the build ended with result {} (see badgemint(1))", result);
-    _fresh = prove(_staged);
-    _fresh.sort();
+    _fresh.emplace(prove(_staged));
     requireUnchangedInputs();
-    if (_fresh.idents.empty() && !_options.allowEmpty)
+    if (_fresh->databases().idents.empty() && !_options.allowEmpty)
       throw Refused("the cards file has no credential (--allow-empty builds all the same)");
   }
 
@@ -233,30 +235,23 @@ class Build {
 
   // With a limit of all holders it does not matter what the old databases are.
   void readOld() {
-    if (_replacement->hasTarget(kIdentPart)) _old.readIdents(_site.ident);
-    if (_replacement->hasTarget(kAccessPart)) _old.readAccesses(_site.access);
-    const std::string problem = whyImpossible(_old, _site);
+    SitePaths paths = _site;
+    if (!_replacement->hasTarget(kIdentPart)) paths.ident = "";
+    if (!_replacement->hasTarget(kAccessPart)) paths.access = "";
+    if (!_replacement->hasTarget(kCardSetsPart)) paths.cardSets = "";
+    _old.emplace(paths, Site::Needs{.sorted = true}, _options.changes ? &_console : nullptr);
+    const std::string problem = whyImpossible(_old->databases(), _site);
     if (!problem.empty() && _options.maxRemoved != "100%")
       throw Refused("{} (--max-removed 100% replaces it all the same)", problem);
-    if (!problem.empty()) _old = {};
-    _old.sort();
-  }
-
-  // What `diff` prints of the old and the new databases.
-  void printDifferences(const Changes& changes) {
-    SitePaths before = _site, now = _site;
-    before.ident = before.access = now.ident = now.access = "";
-    if (!_replacement->hasTarget(kCardSetsPart)) before.cardSets = "";
-    now.cardSets = _staged.cardSets;
-    printChanges(changes, Site(before, {}, &_console), Site(now, {}, &_console), {}, _console);
+    if (!problem.empty()) _old->databases() = {};
   }
 
   void requireFewLosses() const {
     const auto now = static_cast<uint32_t>(std::time(nullptr));
     size_t holders = 0, losers = 0;
     std::map<std::string_view, size_t> counts;
-    _old.forEachHolder([&](const Holder& holder) {
-      const auto losses = lossesOf(holder, _fresh.holder(holder.uniqid), now);
+    _old->databases().forEachHolder([&](const Holder& holder) {
+      const auto losses = lossesOf(holder, _fresh->databases().holder(holder.uniqid), now);
       ++holders;
       losers += losses.empty() ? 0 : 1;
       for (const std::string_view loss : losses) ++counts[loss];
@@ -279,9 +274,9 @@ class Build {
         "{}, {} and {} {}\n"
         "credentials: {} added, {} removed, {} changed\n"
         "holders: {} added, {} removed, {} changed\n",
-        _site.access, _site.ident, _site.cardSets, result, added, removed,
-        credentials.size() - added - removed, countOf(kAdded, holders), countOf(kRemoved, holders),
-        countOf(kChanged, holders));
+        printable(_site.access), printable(_site.ident), printable(_site.cardSets), result, added,
+        removed, credentials.size() - added - removed, countOf(kAdded, holders),
+        countOf(kRemoved, holders), countOf(kChanged, holders));
   }
 
   const BuildOptions& _options;
@@ -293,7 +288,7 @@ class Build {
   std::optional<Replacement> _replacement;
   bool _isReplaced = false;  // Whatever fails after that.
   SitePaths _staged;
-  Databases _old, _fresh;
+  std::optional<Site> _old, _fresh;
   std::vector<std::string> _problems;  // Reported at the end, with status kFound.
   bool _hasWarnings = false;
 };

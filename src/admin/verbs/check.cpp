@@ -1,6 +1,4 @@
 // The verb `check`: reports errors and probable mistakes in the files of a site.
-
-#include "admin/check/sitecheck.h"
 #include "admin/verbs/verb.h"
 
 namespace badgemint::admin {
@@ -8,18 +6,13 @@ namespace badgemint::admin {
 namespace {
 
 struct CheckOptions {
-  SitePaths site;
-  std::string levels;  // The access levels file; empty for none.
-  bool strict = false;
-  bool all = false;
-  bool withPins = false;
-  bool json = false;
+  SiteCheckOptions site;
+  bool strict = false, all = false, json = false;
 };
 
 ExitStatus check(const CheckOptions& options, Console& console) {
   Findings findings(options.all);
-  const SiteSummary summary = checkSite(
-      {options.site.cards, options.site.formats, options.levels, options.withPins}, findings);
+  const SiteSummary summary = checkSite(options.site, findings);
   return report(findings, summary, options.strict, console, options.json);
 }
 
@@ -31,10 +24,10 @@ Run addCheck(Options options) {
                    "badgemint-admin check --strict");
   options.file("--cards", given->site.cards, "The cards file");
   options.file("--formats", given->site.formats, "The formats file");
-  options.file("--levels", given->levels, "Check access levels against this file");
+  options.file("--levels", given->site.levels, "Check access levels against this file");
   options.flag("--strict", given->strict, "Warnings count as errors for the exit status");
   options.flag("--all", given->all, "Print all findings, not only 100 of each kind");
-  options.flag("--with-pins", given->withPins, "Show PINs");
+  options.flag("--with-pins", given->site.withPins, "Show PINs");
   options.flag("--json", given->json, "Print JSON, one object a line");
   return [given](Console& console) { return check(*given, console); };
 }

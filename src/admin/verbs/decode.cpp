@@ -1,13 +1,9 @@
 // The verb `decode`: which cards the bits that a reader sent can be, in the formats of a site.
-#include <unistd.h>
-
 #include <cerrno>
 #include <set>
-#include <stdexcept>
 
 #include "admin/bits/cards.h"
 #include "admin/verbs/verb.h"
-#include "support/textutil.h"
 
 namespace badgemint::admin {
 
@@ -111,7 +107,7 @@ class Decode {
   bool hasFit() const { return !_matches.empty() && _matches.front().fits(); }
 
   void findMatches() {
-    for (const CheckedFormat& listed : _site.formats())
+    for (const CheckedFormat& listed : _site.formats().formats)
       // Of two formats with one ID the second is never used.
       if (listed.format != nullptr && listed.format == _site.formatSet().findFormat(listed.id))
         addMatches(listed);

@@ -16,8 +16,7 @@ struct DiffOptions {
   std::vector<std::string> oldFiles, newFiles;  // Ident and access database, instead of folders.
   bool kept = false;                            // The kept files with those that replaced them.
   bool counts = false;                          // Instead of a line for each change.
-  bool json = false;
-  bool withPins = false;
+  bool json = false, withPins = false;
 };
 
 // Formats and card sets are beside the databases, in a folder of their own; those that are not are
@@ -28,10 +27,9 @@ SitePaths sideOf(const std::vector<std::string>& databases, const SitePaths& giv
   side.access = databases[1];
   const std::string folder = splitPath(side.ident).folder;
   if (folder == ".") return side;
-  const auto inFolder = [&](const std::string& name) { return folder + '/' + name; };
+  const auto inFolder = [&](const std::string& name) { return pathIn(folder, name); };
   const auto exists = [&](const auto& name) { return std::filesystem::exists(inFolder(name)); };
   const std::string formats = inFolder(given.formats);
-  requireRegularFile(formats);
   if (exists(given.formats) && std::ranges::all_of(formatFiles(formats), exists))
     side.formatFolder = folder, side.formats = formats;
   if (exists(given.cardSets)) side.cardSets = inFolder(given.cardSets);
@@ -60,7 +58,7 @@ std::pair<SitePaths, SitePaths> sidesOf(const DiffOptions& options) {
     if (std::filesystem::is_regular_file(folder))
       throw NotDone("{} is not a folder; for files write --old IDENT ACCESS --new IDENT ACCESS",
                     folder);
-    return sideOf({folder + '/' + site.ident, folder + '/' + site.access}, site);
+    return sideOf({pathIn(folder, site.ident), pathIn(folder, site.access)}, site);
   };
   return {sideOfFolder(folders[0]), sideOfFolder(folders[1])};
 }
@@ -89,14 +87,13 @@ void printCounts(const Changes& changes, bool asJson, Console& console) {
 
 ExitStatus diff(const DiffOptions& options, Console& console) {
   const auto [oldSide, newSide] = sidesOf(options);
+  const Site::Needs needs = {.wholeRecords = ExitStatus::kRefused, .sorted = true};
   std::optional<Site> before, now;
   readOneState(std::vector{oldSide.ident, oldSide.access, newSide.ident, newSide.access},
                [&, &oldSide = oldSide, &newSide = newSide] {  // A build --keep replaces both sides.
-                 before.emplace(oldSide, Site::Needs{.wholeRecords = ExitStatus::kRefused});
-                 now.emplace(newSide, Site::Needs{.wholeRecords = ExitStatus::kRefused});
+                 before.emplace(oldSide, needs);
+                 now.emplace(newSide, needs);
                });
-  before->databases().sort();
-  now->databases().sort();
   const Changes changes = compare(*before, *now);
   if (changes.empty() && !options.counts) return ExitStatus::kAllWell;
   std::set<std::string> problems(before->problems().begin(), before->problems().end());

@@ -1,12 +1,8 @@
 // The verb `dump`: writes the cards file of existing databases, and reports what such a file cannot
 // express. Each line is given to a build's own code, which must make the records that it came from.
-#include <cerrno>
-#include <concepts>
-#include <cstring>
 #include <filesystem>
 #include <iostream>
 
-#include "admin/check/sitecheck.h"
 #include "admin/records/expected.h"
 #include "admin/verbs/verb.h"
 #include "inputcards/cardindex.h"
@@ -18,8 +14,7 @@ namespace {
 struct DumpOptions {
   SitePaths site;
   std::string output;  // Empty for standard output.
-  bool force = false;
-  bool withPins = false;
+  bool force = false, withPins = false;
 };
 
 // Records of one credential.
@@ -158,7 +153,8 @@ class Dump {
   // The 'f' line of a card set, once, where there is such a set.
   void define(uint32_t csid) {
     const cardset* const set = _site.sets().getCardSet(csid);
-    if (set == nullptr || csid > kLastCardSetId || _expected.cardSets().getCardSet(csid) != nullptr)
+    if (set == nullptr || csid > kLastCardSetId ||
+        _site.siteCards().cardSets().getCardSet(csid) != nullptr)
       return;
     std::string line = fieldsLine(*set, _site.formatOfSet(csid));
     addLine(line);
@@ -247,30 +243,28 @@ class Dump {
   int32_t _lines = 0;
 };
 
-ExitStatus dump(const DumpOptions& options, Console& console) {
+void openOutput(const DumpOptions& options, std::optional<NewFile>& file) {
+  deferTerminationSignals();
   const SitePaths& paths = options.site;
+  std::vector<std::string> inputs = formatFiles(paths.formats);
+  inputs.insert(inputs.end(), {paths.formats, paths.ident, paths.access, paths.cardSets});
+  requireDistinctFiles(inputs, {options.output});
+  file.emplace(options.output, options.force);
+}
+
+ExitStatus dump(const DumpOptions& options, Console& console) {
   std::optional<NewFile> file;
-  if (!options.output.empty()) {
-    deferTerminationSignals();
-    std::vector<std::string> inputs = formatFiles(paths.formats);
-    inputs.insert(inputs.end(), {paths.formats, paths.ident, paths.access, paths.cardSets});
-    requireDistinctFiles(inputs, {options.output});
-    file.emplace(options.output, options.force);
-  }
-  const Site site(paths, {.formats = true});
+  if (!options.output.empty()) openOutput(options, file);
+  const Site site(options.site, {.formats = true});
   const auto dump = std::make_unique<Dump>(options, site, console);
   const std::string text = dump->run();
   ExitStatus status = dump->hasWarned() ? ExitStatus::kFound : ExitStatus::kAllWell;
   if (!file) console.output() << text;
   if (file) file->write(text);
   throwIfInterrupted();
-  if (file && !file->finish()) {  // It is complete nevertheless.
-    console.report("{} is written, but a power cut may undo that: {}", options.output,
-                   std::strerror(errno));
-    status = ExitStatus::kFound;
-  }
+  if (file && !file->finish(console)) status = ExitStatus::kFound;
   if (options.withPins) {
-    std::vector<std::string> withPins = {paths.ident, paths.access};
+    std::vector<std::string> withPins = {options.site.ident, options.site.access};
     std::error_code isPipe;
     if (!file && &console.output() == &std::cout)
       withPins.push_back(std::filesystem::canonical("/dev/stdout", isPipe));

@@ -1,14 +1,11 @@
 // The verb `format`: shows format files so that two can be compared, and draws their layouts.
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 
 #include "admin/bits/cards.h"
-#include "admin/check/sitecheck.h"
 #include "admin/verbs/verb.h"
 
 namespace badgemint::admin {
@@ -142,22 +139,24 @@ std::string svgOf(const Drawing& drawing) {
       width + 2 * kMargin, y + kMargin, body);
 }
 
-void writeSvg(const std::string& path, const std::string& source, const Drawing& drawing) {
+// False when a power cut may undo it.
+bool writeSvg(const std::string& path, const std::string& source, const Drawing& drawing,
+              Console& console) {
   requireDistinctFiles({source}, {path});
+  requireRegularFile(path);
   std::string start(4, ' ');
-  const bool isOther = std::ifstream(path).read(start.data(), 4) && start != "<svg";
-  if (isOther) throw Refused("{} already exists and is not an SVG picture", path);
+  const bool isPicture = std::ifstream(path).read(start.data(), 4) && start == "<svg";
+  if (!isPicture && std::filesystem::exists(path))
+    throw Refused("{} already exists and is not an SVG picture", path);
   NewFile file(path, true);
   file.write(svgOf(drawing));
-  static_cast<void>(file.finish());
-  static_cast<void>(chmod(path.c_str(), usualMode()));  // It has no secrets.
+  file.letOthersRead();
+  return file.finish(console);
 }
 
 ExitStatus show(const std::string& path, const FormatOptions& options, Console& console) {
-  if (access(path.c_str(), R_OK) != 0) {
-    console.report("{}: cannot be opened: {}", path, std::strerror(errno));
-    return ExitStatus::kNotDone;
-  }
+  if (access(path.c_str(), R_OK) != 0)
+    throw NotDone("{}: cannot be opened: {}", path, std::strerror(errno));
   CardFormatSet formats;
   Findings findings(true);
   CheckedFormat checked;
@@ -167,10 +166,11 @@ ExitStatus show(const std::string& path, const FormatOptions& options, Console& 
                                   format != nullptr ? kindName(*format) : "does not load")}};
   if (format != nullptr) draw(*format, drawing);
   for (const DrawnLine& line : drawing) console.print("{}\n", line.text);
-  if (format != nullptr && !options.svg.empty()) writeSvg(options.svg, path, drawing);
+  const bool isSafe =
+      format == nullptr || options.svg.empty() || writeSvg(options.svg, path, drawing, console);
   findings.print(console);
   if (format == nullptr) return ExitStatus::kRefused;
-  return findings.warnings() > 0 ? ExitStatus::kFound : ExitStatus::kAllWell;
+  return findings.warnings() == 0 && isSafe ? ExitStatus::kAllWell : ExitStatus::kFound;
 }
 
 ExitStatus format(const FormatOptions& options, Console& console) {
@@ -180,7 +180,12 @@ ExitStatus format(const FormatOptions& options, Console& console) {
   ExitStatus worst = ExitStatus::kAllWell;
   for (const std::string& file : options.files) {
     if (&file != &options.files.front()) console.print("\n");
-    worst = std::max(worst, show(file, options, console));
+    try {
+      worst = std::max(worst, show(file, options, console));
+    } catch (const Failure& failure) {
+      console.reportText(failure.what());
+      worst = std::max(worst, failure.status());
+    }
   }
   return worst;
 }

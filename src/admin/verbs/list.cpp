@@ -1,7 +1,4 @@
 // The verb `list`: holders, one a line, as far as filters choose them.
-#include <unistd.h>
-
-#include <iostream>
 #include <unordered_set>
 
 #include "admin/records/changes.h"
@@ -39,10 +36,9 @@ bool ownsPin(const Holder& holder) {
 HolderTest changedSince(const SitePaths& site, const std::string& folder, const Databases& now) {
   SitePaths paths = site;
   paths.formats = paths.cardSets = "";
-  paths.ident = folder + '/' + site.ident;
-  paths.access = folder + '/' + site.access;
-  Site before(paths, {.wholeRecords = ExitStatus::kRefused});
-  before.databases().sort();
+  paths.ident = pathIn(folder, site.ident);
+  paths.access = pathIn(folder, site.access);
+  const Site before(paths, {.wholeRecords = ExitStatus::kRefused, .sorted = true});
   const Changes changes = compare(before.databases(), now);
   std::unordered_set<uint32_t> changed;
   for (const HolderChange& change : changes.holders) changed.insert(uniqidOf(change));
@@ -94,10 +90,9 @@ class ListPrinter {
       : _options(options), _site(site), _now(now), _console(console) {}
 
   void printHead() {
-    const bool isTerminal = &_console.output() == &std::cout && isatty(STDOUT_FILENO) == 1;
     if (_options.csv)
       _console.print("holder,credentials,levels,from,until,flags,access records\r\n");
-    else if (isTerminal && !_options.json)
+    else if (_console.isTerminal() && !_options.json)
       _console.print("{:10} {:20} {:15} {:19} {:19} {}\n", "HOLDER", "CREDENTIALS", "LEVELS",
                      "FROM", "UNTIL", "FLAGS");
   }
@@ -183,9 +178,8 @@ ExitStatus list(const ListOptions& options, Console& console) {
     throw NotDone("give only one of --count, --csv and --json");
   if ((options.pin || options.noPin) && !options.withPins)
     throw NotDone("--pin and --no-pin need --with-pins");
-  Site site(options.site, {.wholeRecords = ExitStatus::kRefused}, &console);
-  Databases& databases = site.databases();
-  databases.sort();
+  const Site site(options.site, {.wholeRecords = ExitStatus::kRefused, .sorted = true}, &console);
+  const Databases& databases = site.databases();
   const uint32_t now = parseTimeOrNow("", "");
   const std::vector<HolderTest> filters = filtersOf(options, now, databases);
   ListPrinter printer(options, site, now, console);

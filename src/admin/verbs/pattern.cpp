@@ -1,12 +1,8 @@
 // The verb `pattern`: what a reader sends for cards of these numbers, bit by bit.
-#include <unistd.h>
-
 #include <cerrno>
-#include <utility>
 
 #include "admin/bits/cards.h"
 #include "admin/verbs/verb.h"
-#include "inputcards/cardline.h"
 #include "support/result.h"
 
 namespace badgemint::admin {
@@ -68,7 +64,8 @@ ExitStatus printCardsOfSet(const PatternOptions& options, Console& console) {
   const cardsets& sets = hasSets ? site.sets() : site.siteCards().cardSets();
   const std::string& set = options.words.front();
   const CardEncoder encoder = encoderOfSet(set, sets, site.formats());
-  const auto listed = std::ranges::find(site.formats(), encoder.format, &CheckedFormat::format);
+  const auto listed =
+      std::ranges::find(site.formats().formats, encoder.format, &CheckedFormat::format);
   return printCards(
       std::span(options.words).subspan(1), encoder,
       fmt::format("set {}   format {} {}", *numberOf(set), listed->id, printable(listed->fileName)),

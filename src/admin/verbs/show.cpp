@@ -1,4 +1,6 @@
 // The verb `show`: what the databases contain about a holder, in words.
+#include <strings.h>
+
 #include <set>
 
 #include "admin/verbs/verb.h"
@@ -14,8 +16,7 @@ struct ShowOptions {
   std::vector<std::string> keys;     // Hexadecimal.
   std::string levels;                // The access levels file; empty for none.
   std::string at;                    // The time that counts as now; empty for the clock.
-  bool json = false;
-  bool withPins = false;
+  bool json = false, withPins = false;
 };
 
 // Prints holders of an open site, each once.
@@ -121,31 +122,37 @@ Query parseHolders(const std::string& word) {
           }};
 }
 
-// In the given card set, or in any.
+// In the given card set, or in any; that of a card without format is hexadecimal as `list` shows
+// it.
 Query parseCards(const std::string& word, const Site& site) {
   const std::string subject = "card " + word;
   if (word.find(':') != std::string::npos)
     return {subject, anyCredential(hasKey(parseCard(word, site), false))};
   const std::string number = word.substr(std::min(word.find_first_not_of('0'), word.size() - 1));
-  return {subject, anyCredential([number, &site](const IdentRecord& record) {
-            return cardNumberText(record, site) == number;
+  return {subject, anyCredential([word, number, &site](const IdentRecord& record) {
+            const auto text = cardNumberText(record, site);
+            const bool isHex = record.cardsetcode == kFormatlessCode;
+            return text && (isHex ? strcasecmp(text->c_str(), word.c_str()) == 0 : *text == number);
           })};
 }
 
-ExitStatus show(const ShowOptions& options, Console& console) {
-  if (options.holders.empty() && options.cards.empty() && options.keys.empty())
-    throw NotDone("no holder given; write a unique ID, a --card or a --key");
-  Site site(options.site, {}, &console);
-  HolderPrinter printer(options, site, console);
+std::vector<Query> queriesOf(const ShowOptions& options, const Site& site) {
   std::vector<Query> queries;
   for (const std::string& word : options.holders) queries.push_back(parseHolders(word));
   for (const std::string& word : options.cards) queries.push_back(parseCards(word, site));
   for (const std::string& word : options.keys)
     queries.push_back(
         {"credential with key " + word, anyCredential(hasKey(parseKey(word), options.withPins))});
-  site.databases().sort();
+  return queries;
+}
+
+ExitStatus show(const ShowOptions& options, Console& console) {
+  if (options.holders.empty() && options.cards.empty() && options.keys.empty())
+    throw NotDone("no holder given; write a unique ID, a --card or a --key");
+  const Site site(options.site, {.sorted = true}, &console);
+  HolderPrinter printer(options, site, console);
   ExitStatus status = ExitStatus::kAllWell;
-  for (const auto& [subject, isAbout] : queries) {
+  for (const auto& [subject, isAbout] : queriesOf(options, site)) {
     bool isFound = false;
     site.databases().forEachHolder([&, &isWanted = isAbout](const Holder& holder) {
       if (!isWanted(holder)) return;

@@ -4,7 +4,6 @@
 #include <ctime>
 
 #include "admin/bits/cards.h"
-#include "admin/records/site.h"
 #include "support/fieldscanner.h"
 #include "support/result.h"
 
@@ -26,12 +25,12 @@ std::optional<uint32_t> numberOf(std::string_view word) {
 }
 
 CardEncoder encoderOfSet(std::string_view set, const cardsets& sets,
-                         const std::vector<CheckedFormat>& formats) {
+                         const CheckedFormats& formats) {
   const uint32_t csid = numberOf(set).value_or(UINT32_MAX);
   const cardset* const record = csid <= kLastCardSetId ? sets.getCardSet(csid) : nullptr;
   if (record == nullptr) throw Refused("there is no card set {}", inQuotes(set));
-  const auto listed = std::ranges::find(formats, record->fmtid, &CheckedFormat::id);
-  if (listed == formats.end() || listed->format == nullptr)
+  const CheckedFormat* const listed = formats.find(record->fmtid);
+  if (listed == nullptr || listed->format == nullptr)
     throw Refused("format {} of card set {} is not available", record->fmtid, record->csid);
   return {listed->format, listed->format->encodeSite(record->fldvalues)};
 }

@@ -63,8 +63,7 @@ std::optional<uint32_t> numberOf(std::string_view word);
 
 // The encoder for the cards of a card set. Throws Failure (refused) when there is no such card set,
 // or its format is missing.
-CardEncoder encoderOfSet(std::string_view set, const cardsets& sets,
-                         const std::vector<CheckedFormat>& formats);
+CardEncoder encoderOfSet(std::string_view set, const cardsets& sets, const CheckedFormats& formats);
 
 // Words of the command line. Throw Failure: not done for a word that cannot be one, refused for a
 // card that the site does not have.

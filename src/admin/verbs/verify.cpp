@@ -1,12 +1,10 @@
 // The verb `verify`: what is wrong with existing databases, and where they differ from what a build
 // of a cards file makes.
-#include <map>
+#include <unordered_set>
 
-#include "admin/check/sitecheck.h"
 #include "admin/records/expected.h"
 #include "admin/verbs/verb.h"
 #include "support/result.h"
-#include "support/textutil.h"
 
 namespace badgemint::admin {
 
@@ -14,9 +12,7 @@ namespace {
 
 struct VerifyOptions {
   SitePaths site{.cards = ""};  // Without a cards file the databases are compared with none.
-  bool all = false;
-  bool withPins = false;
-  bool json = false;
+  bool all = false, withPins = false, json = false;
 };
 
 // The files that can have faults, in the order in which these are printed.
@@ -51,12 +47,7 @@ class DatabasesCheck {
  public:
   // All outlive it.
   DatabasesCheck(const VerifyOptions& options, const Site& site, Findings& faults)
-      : _options(options),
-        _site(site),
-        _idents(site.databases().idents),
-        _accesses(site.databases().accesses),
-        _faults(faults),
-        _isExpected(_idents.size()) {}
+      : _options(options), _site(site), _faults(faults) {}
 
   void run() {
     checkFiles();
@@ -64,7 +55,8 @@ class DatabasesCheck {
     for (const IdentRecord& record : _idents)
       if (!isExpected(record)) checkIdent(record);
     const auto accesses = orderByUniqid(_accesses);
-    for (const AccessRecord& record : _accesses) checkAccess(record, accesses);
+    for (const AccessRecord& record : _accesses)
+      if (!isExpected(record)) checkAccess(record, accesses);
     checkSharedKeys();
     forEachUniqid(orderByUniqid(_idents), accesses, [&](uint32_t, auto own, auto rights) {
       checkAccessesOfHolder(own, rights);
@@ -83,7 +75,7 @@ class DatabasesCheck {
          {std::pair(kIdentFile, databases.identRest), std::pair(kAccessFile, databases.accessRest)})
       if (rest != 0)
         _faults.fault({file}, "size", fmt::format("{} bytes after the last whole record", rest));
-    if (_idents.empty() && _accesses.empty())
+    if (_idents.empty() && _accesses.empty() && _options.site.cards.empty())
       _faults.fault({kIdentFile}, "empty",
                     fmt::format("neither this database nor {} has a record: nobody has access",
                                 printable(_options.site.access)));
@@ -96,39 +88,42 @@ class DatabasesCheck {
     IdentWalk idents(_idents);
     AccessWalk accesses(_accesses);
     ExpectedRecords records(_site, [&](const ExpectedRecord& made) {
-      const auto found = idents.next(made.ident.cardnumber);
-      if (compare(made, made.ident, found, "is not in the ident database"))
-        isExpected(*found.record) = true;
+      compare(made, made.ident, idents.next(made.ident.cardnumber), "is not in the ident database");
       if (made.access != nullptr)
         compare(made, *made.access, accesses.next(made.access->uniqid), "has no access record");
     });
     records.readFile(_options.site.cards);
     reportOthers(_idents, idents);
     reportOthers(_accesses, accesses);
-    const std::string difference = differenceOfCardSets(records.cardSets(), _site.sets());
+    const std::string difference = differenceOfCardSets(_site);
     if (!difference.empty())
       _faults.fault({kCardSetsFile}, "differs", "a build would not write it: " + difference);
   }
 
-  // Returns whether the record is there as a build makes it.
   template <typename Record, typename Step>
-  bool compare(const ExpectedRecord& expected, const Record& made, const Step& found,
+  void compare(const ExpectedRecord& expected, const Record& made, const Step& found,
                const char* missing) {
-    if (found.record == nullptr || found.isShared) {
-      addFault({kCardsFile, expected.line}, expected.ident, "missing", missing);
-      return false;
-    }
-    const char* const field = differingField(*found.record, made);
-    if (field != nullptr)
-      addFault(*found.record, "differs",
-               fmt::format("differs from line {} of the cards file: {}", expected.line, field));
-    return field == nullptr;
+    if (found.record == nullptr || found.isShared)
+      return addFault({kCardsFile, expected.line}, expected.ident, "missing", missing);
+    if (const char* const field = differingField(*found.record, made))
+      addUnexpected(
+          *found.record, "differs",
+          fmt::format("differs from line {} of the cards file: {}", expected.line, field));
   }
 
   template <typename Record, typename Walk>
   void reportOthers(const std::vector<Record>& records, const Walk& walk) {
     for (size_t i = 0; i < records.size(); ++i)
-      if (!walk.isUsed(i)) addFault(records[i], "other", "is in no line of the cards file");
+      if (!walk.isUsed(i)) addUnexpected(records[i], "other", "is in no line of the cards file");
+  }
+
+  void addUnexpected(const auto& record, std::string_view rule, std::string_view text) {
+    _unexpected.insert(&record);
+    addFault(record, rule, text);
+  }
+  // Whether a build of the cards file makes this record.
+  bool isExpected(const auto& record) const {
+    return !_options.site.cards.empty() && !_unexpected.contains(&record);
   }
 
   void checkIdent(const IdentRecord& record) {
@@ -229,17 +224,13 @@ class DatabasesCheck {
                   fmt::format("holder {} {}", record.uniqid, text), {.holder = record.uniqid});
   }
 
-  std::vector<bool>::reference isExpected(const IdentRecord& record) {
-    return _isExpected[static_cast<size_t>(&record - _idents.data())];
-  }
-
   const VerifyOptions& _options;
   const Site& _site;
-  const std::vector<IdentRecord>& _idents;
-  const std::vector<AccessRecord>& _accesses;
   Findings& _faults;
-  std::vector<bool> _isExpected;              // By ident record; none without a cards file.
-  std::map<uint32_t, CardEncoder> _encoders;  // By card set; without format until first used.
+  const std::vector<IdentRecord>& _idents = _site.databases().idents;
+  const std::vector<AccessRecord>& _accesses = _site.databases().accesses;
+  std::unordered_set<const void*> _unexpected;  // Records that no build of the cards file makes.
+  std::map<uint32_t, CardEncoder> _encoders;    // By card set; without format until first used.
 };
 
 // Reads the databases with their names swapped, if they are valid only that way.
@@ -253,8 +244,17 @@ bool readSwapped(const SitePaths& names, Databases& databases) {
   return true;
 }
 
-// Of a rule with more than twenty faults, their number comes first. The last line always has the
-// same words, for programs that read it.
+// Always of the same words, for programs that read it.
+void printTotals(size_t faults, const Databases& databases, const auto& print) {
+  const size_t credentials = databases.idents.size(), holders = databases.countHolders();
+  JsonObject numbers;
+  numbers.add("faults", faults).add("credentials", credentials).add("holders", holders);
+  print(fmt::format("{} faults; {} credentials of {} holders",
+                    faults == 0 ? "no" : fmt::to_string(faults), credentials, holders),
+        JsonObject().add("summary", numbers));
+}
+
+// Of a rule with more than twenty faults, their number comes first.
 void printFaults(const Findings& faults, const Site& site, const VerifyOptions& options,
                  Console& console) {
   constexpr size_t kMostUncounted = 20;
@@ -275,13 +275,7 @@ void printFaults(const Findings& faults, const Site& site, const VerifyOptions& 
   for (const auto& [rule, rest] : faults.notKept())
     print(fmt::format("{} more faults [{}] (--all prints them)", rest, rule),
           JsonObject().add("rule", rule).add("not_printed", rest));
-  const size_t count = faults.errors(), credentials = site.databases().idents.size();
-  const size_t holders = site.databases().countHolders();
-  JsonObject numbers;
-  numbers.add("faults", count).add("credentials", credentials).add("holders", holders);
-  print(fmt::format("{} faults; {} credentials of {} holders",
-                    count == 0 ? "no" : fmt::to_string(count), credentials, holders),
-        JsonObject().add("summary", numbers));
+  printTotals(faults.errors(), site.databases(), print);
 }
 
 ExitStatus verify(const VerifyOptions& options, Console& console) {
@@ -290,7 +284,7 @@ ExitStatus verify(const VerifyOptions& options, Console& console) {
   if (!names.cards.empty()) {
     Findings findings(options.all);
     const SiteSummary summary =
-        checkSite({names.cards, names.formats, "", options.withPins}, findings);
+        checkSite({names.cards, names.formats, {}, options.withPins}, findings);
     if (findings.errors() > 0) return report(findings, summary, false, console, options.json);
   }
   Findings faults(options.all);

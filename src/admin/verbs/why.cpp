@@ -13,8 +13,7 @@ struct WhyOptions {
   std::string door;               // The door group.
   std::string levels;             // The access levels file.
   std::string at;                 // The time that counts as now; empty for the clock.
-  bool json = false;
-  bool withPins = false;
+  bool json = false, withPins = false;
 };
 
 // The answer: the first reason decides, and all others apply as well.
@@ -155,8 +154,9 @@ ExitStatus why(const WhyOptions& options, Console& console) {
   openLevels(options.levels, levels);
   const Question question{levels, *door, parseTimeOrNow("--at", options.at)};
   // Only a card number needs formats.
-  Site site(options.site, {.formats = !options.card.empty(), .wholeRecords = ExitStatus::kNotDone});
-  site.databases().sort();
+  const Site site(
+      options.site,
+      {.formats = !options.card.empty(), .wholeRecords = ExitStatus::kNotDone, .sorted = true});
   Subject subject;
   Decision decision;
   try {
