@@ -11,7 +11,6 @@ TEST(CommandLine, DoesWhatItIsAskedOrReportsWhyNot) {
       {"--version", 0, "badgemint-admin " BADGEMINT_VERSION "\n"},
       {"-C . help", 0, "Usage: badgemint-admin [OPTIONS]"},
       {"help build", 0, "Usage: badgemint-admin build [OPTIONS]"},
-      {"build --help", 0, "--max-removed N or N%"},
       {"", 3, "", "no verb given (badgemint-admin help lists them)"},
       {"biuld --keep", 3, "", "there is no verb biuld; did you mean build? (see"},
       {"check --form x", 3, "", "check has no option --form; did you mean --formats? (see"},

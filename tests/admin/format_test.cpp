@@ -32,7 +32,6 @@ TEST(AdminFormat, EndsWithTheWorstOfItsFiles) {
       {"format text.txt hole.EFF", 2, "text.txt: does not load\ntext.txt: error: "},
       {"format none.cdf gone.vff cut.eff", 3, "cut.eff: does",
        "gone.vff: cannot be opened: No such"},
-      {"format --svg good.cdf good.cdf", 2, "good.cdf: CDF\n", "good.cdf"},
       {"format --svg hole.EFF good.cdf", 2, "good.cdf: CDF\n", "hole.EFF already exists and"},
       {"format --svg text.txt good.cdf", 2, "good.cdf: CDF\n", "text.txt already exists and"},
       {"format d.cdf good.cdf", 3, "\ngood.cdf: CDF", "d.cdf is not a regular file"},

@@ -35,7 +35,6 @@ TEST(Pattern, ReportsWhatBitsCanBeAndWhichNumbersCannot) {
        "none: No such file"},
       {"decode 01101111110 --ident folder", 3, "wrong\n", "folder is not a regular"},
       {"decode 022C7C24 --ident 26.txt", 0, "no holder has", "26.txt ends within a record"},
-      {"decode 022A7C24 --ident folder", 0, card, "folder"},
       {"decode FFFFFFFFFFFFFFFF --cardsets none", 1,
        "615; does not fit\n  the number is above 9223372036854775807\n", "none: No such file"},
       {"decode 0x5", 0,
