@@ -33,6 +33,11 @@ bool isNone(std::string_view word) {
   return word.size() == 1 && word[0] == '0';
 }
 
+// Whether the words of a line end here.
+bool isEnd(std::string_view word) {
+  return word.empty() || word[0] == '#';
+}
+
 std::string_view lastPart(std::string_view word, char separator) {
   return word.substr(word.rfind(separator) + 1);
 }
@@ -64,10 +69,11 @@ class HolderLine : FieldsCheck {
       const uint32_t uniqid = _line.about().holder.value_or(0);
       _check.addUnindexed(uniqid, uniqid);
     }
-    const bool isReported = result < 0 && _whole < firstHolderField();
+    const size_t ofHolder = firstHolderField();
+    const bool isReported = result < 0 && _whole < ofHolder;
     if (_line.isHidden || isReported || !checkWords()) return result;
-    for (size_t i = result < 0 ? firstHolderField() : 0; i < _whole; ++i)
-      if (i < firstHolderField() || !isNone(_words[i])) checkField(i);
+    for (size_t i = result < 0 ? ofHolder : 0; i < _whole; ++i)
+      if (i < ofHolder || !isNone(_words[i])) checkField(i);
     if (_whole >= firstDateField() + 4) checkPeriod();
     return result;
   }
@@ -100,9 +106,10 @@ class HolderLine : FieldsCheck {
   // What fails no build: one finding for the line. Returns whether the fields before it can be
   // checked.
   bool checkWords() {
-    const size_t expected = _fields.size(), count = countWords();
+    const size_t expected = _fields.size();
     const std::string_view wrong = _words[_whole];
-    if (_whole == expected && count == expected) return true;
+    if (_whole == expected && isEnd(wrong)) return true;
+    const size_t count = countWords();
     if (hasShiftedDates(count))
       reportUnreliable(
           _line.whole(), "fields", 0,
@@ -145,7 +152,6 @@ class HolderLine : FieldsCheck {
 
   // The words before a comment.
   size_t countWords() const {
-    const auto isEnd = [](std::string_view word) { return word.empty() || word[0] == '#'; };
     auto count = static_cast<size_t>(std::ranges::find_if(_words, isEnd) - _words.begin());
     if (count < _words.size()) return count;
     FieldScanner scanner(_words.back().data() + _words.back().size());
