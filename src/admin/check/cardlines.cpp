@@ -212,11 +212,12 @@ void FieldsCheck::reportNoFormat(const CheckedLine& line, const cardset* set) co
 }
 
 void FieldsCheck::checkLevel(size_t field) const {
+  const std::string_view word = _words[field];
+  if (word.size() < 5 && isDigit(word[0]) && _check.options.levels.empty()) return;  // As most are.
   const int64_t level = checkRange(field);
   if (!_check.options.levels.empty() && level > 0 && level <= UINT16_MAX &&
       _check.levels.findLevel(static_cast<uint32_t>(level)) < 0)
-    _line.warn(_line.at(_words[field]), "level", "access level {} is not defined and opens no door",
-               level);
+    _line.warn(_line.at(word), "level", "access level {} is not defined and opens no door", level);
 }
 
 int64_t FieldsCheck::checkRange(size_t field) const {
@@ -230,15 +231,19 @@ int64_t FieldsCheck::checkRange(size_t field) const {
   return value;
 }
 
-bool FieldsCheck::checkNumberRange(int64_t number) const {
-  if (_listed == nullptr || _listed->format == nullptr) return false;
+const FieldDefinition* FieldsCheck::numberRange() const {
+  if (_listed == nullptr || _listed->format == nullptr) return nullptr;
   const CardFormat& format = *_listed->format;
-  const auto& [label, low, high, order, type] =
-      format.fieldDefinitions()[static_cast<size_t>(format.cardNumberField())];
-  if (high == 0 || high == INT32_MAX || (number >= low && number <= high)) return false;
+  const auto& number = format.fieldDefinitions()[static_cast<size_t>(format.cardNumberField())];
+  return number.maxval == 0 || number.maxval == INT32_MAX ? nullptr : &number;
+}
+
+bool FieldsCheck::checkNumberRange(int64_t number) const {
+  const FieldDefinition* const range = numberRange();
+  if (range == nullptr || (number >= range->minval && number <= range->maxval)) return false;
   _line.warn(_line.at(_words[1]), "range",
              "card {} is outside the range {} to {} of its format: no such card should exist",
-             number, low, high);
+             number, range->minval, range->maxval);
   return true;
 }
 

@@ -175,7 +175,9 @@ class FieldsCheck {
   // What a build accepts silently in fields of several lines, and a site would not want. A build
   // keeps the low bits of a number that is too large; checkRange() returns it as it is written.
   int64_t checkRange(size_t field) const;
-  // Reports a card number outside the range of its format. Returns whether it is outside.
+  // What the format of the card set allows as card numbers; null for any.
+  const FieldDefinition* numberRange() const;
+  // Reports a card number outside that range. Returns whether it is outside.
   bool checkNumberRange(int64_t number) const;
   void checkLevel(size_t field) const;
   void warnIfZero(size_t field) const {

@@ -215,7 +215,7 @@ class HolderLine : FieldsCheck {
       case FieldKind::kCardNumber:
         if (isHex() && word.size() % 2 == 1)
           warn(field, "hex", "has an odd number of digits, and a 0 is added at its end");
-        checkNumberRange(wordValue(word));
+        if (numberRange() != nullptr) checkNumberRange(wordValue(word));
         return warnIfZero(field);
       case FieldKind::kPin:
         return checkPin(word);
