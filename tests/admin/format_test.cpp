@@ -7,6 +7,7 @@ TEST(AdminFormat, DrawsAPictureThatOthersMayRead) {
   FormatLines lines = linesOf("CDF", {"PABBBBBBBP.", "..........1", "X", "EX", "........XO"});
   lines[12] = "<Si\x01te> & more,0,1,LSB,BCD";
   writeFile("a.cdf", fileOf("CDF", lines));
+  writeFile("a.svg", "<svg> of before");
   umask(022);
   const std::string shown = runAdmin("format --svg a.svg a.cdf").output, svg = contentOf("a.svg");
   EXPECT_EQ(fs::status("a.svg").permissions(), fs::perms(0644));

@@ -179,7 +179,7 @@ TEST_F(CardsCheck, Number) {
 TEST_F(CardsCheck, Range) {
   expectFound({{card(" 1 ", " 4294967297 "), "3:3 range"},
                {card(" 9 ", " 4294967305 "), "3:45 range"},
-               {card(" 20 ", " 256 "), "3:87 range"},
+               {card(" 20 21 0", " 256 21 0# x"), "3:87 range"},
                {"d 1 4294967304 1 20 1", "3:5 range"},
                {"d 1 8 4294967297 20 1", "3:7 range"},
                {"d 1 8 2 4294967295 1", "3:9 range"}});
@@ -247,9 +247,9 @@ TEST_F(CardsCheck, CardSet) {
 
 TEST_F(CardsCheck, Errors) {
   expectFound({{"f 2 2 x=1", "3:7 -1006"},
-               {"f 9 9\nd 9 1 1 20 1\nd 9 2 1 21 1", "4:5 -1007"},
+               {"f 9 9\nd 9 1 2 20 1\no 6 21\nd 9 3 1 22 1", "4:5 -1007"},
                {"d1 8 1 20 1", "3 -1006, 3:2 text"},
-               {"x\nc 1 15 # 5", "3:1 -503, 4:8 -1004"}});
+               {"F 3 1 A=1\nc 3 15 # 5", "3:1 -503, 4:8 -1004"}});
 }
 
 // The PIN is 9364..., in mistakes that put it where another word or another file is expected.
@@ -280,7 +280,7 @@ TEST_F(CardsCheck, NoVerbShowsAPin) {
 // One finding for a file that is no cards file at all.
 TEST_F(CardsCheck, OtherFiles) {
   const auto only = [](const std::string& cards) { return placesIn("c", check(cards)); };
-  EXPECT_EQ(only("# holders\nc,1,15890,4711,1001\nc,1,15891,4712,1002\n"), "2 -1006");
+  EXPECT_EQ(only("# holders\nc,1,15890,4711,1001\nc;1;15891;4712;1002\n"), "2 -1006");
   EXPECT_EQ(only("\377\376f\0 \0\n"s), "1 -503");
   EXPECT_EQ(only("\0c\0 \0\n"s), "1 text");
 }
