@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <optional>
 #include <span>
@@ -96,7 +97,7 @@ struct CardsCheck {
   // Ranges of unique IDs in lines with an error. They count as holders: as partners of PINs and as
   // escorts.
   std::map<uint32_t, uint32_t> unindexed{};
-  std::vector<EscortUse> escorts{};
+  std::deque<EscortUse> escorts{};
   std::vector<int32_t> unreliableLines{};  // In order; their fields are not what they look like.
 
   std::unordered_map<uint32_t, int64_t> lineOfSet{};  // The 'f' line of each card set ID.

@@ -164,9 +164,14 @@ size_t numberLength(std::string_view text) {
 }
 
 int64_t wordValue(std::string_view word) {
-  if (word.size() == 1 && isDigit(word[0])) return word[0] - '0';  // As most are.
-  SaturatedInt64 number{};
-  return digitsToInt64(word, number) ? number.value : textToInt64(word.data());
+  constexpr size_t kShort = 18;  // Digits that stay within 63 bits.
+  int64_t value = 0;
+  if (word.size() > kShort) return textToInt64(word.data());
+  for (const char c : word) {
+    if (!isDigit(c)) return textToInt64(word.data());
+    value = value * 10 + (c - '0');
+  }
+  return value;
 }
 
 std::string shown(std::string_view word, const LineField& field, bool isHex) {

@@ -45,9 +45,11 @@ std::string_view lastPart(std::string_view word, char separator) {
 // Whether the seconds are of the day that the date names: one that its month does not have runs on
 // into the next month.
 bool hasDay(std::string_view date, uint32_t seconds) {
+  const int64_t written = wordValue(lastPart(date, '/'));
+  if (written > 0 && written <= 28) return true;  // All months have it.
   const std::chrono::sys_seconds time{std::chrono::seconds{seconds}};
   const std::chrono::year_month_day day{std::chrono::floor<std::chrono::days>(time)};
-  return wordValue(lastPart(date, '/')) == static_cast<unsigned>(day.day());
+  return written == static_cast<unsigned>(day.day());
 }
 
 bool isUnlimited(PeriodEnd end, std::string_view date, std::string_view time) {
@@ -59,7 +61,8 @@ bool isUnlimited(PeriodEnd end, std::string_view date, std::string_view time) {
 class HolderLine : FieldsCheck {
  public:
   HolderLine(CardsCheck& check, CheckedLine& line) : FieldsCheck(check, line, line.text + 1) {
-    while (_whole < _fields.size() && isWhole(_words[_whole], _fields[_whole])) ++_whole;
+    const auto firstWrong = std::ranges::mismatch(_words, _fields, isWhole).in1;
+    _whole = static_cast<size_t>(firstWrong - _words.begin());
   }
 
   int32_t run() {

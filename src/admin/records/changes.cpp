@@ -15,6 +15,7 @@ using enum ChangeKind;
 std::vector<CredentialChange> differences(const std::vector<IdentRecord>& before,
                                           const std::vector<IdentRecord>& now) {
   std::vector<CredentialChange> changes;
+  changes.reserve(before.size() + now.size());
   auto old = before.begin(), fresh = now.begin();
   while (old != before.end() || fresh != now.end()) {
     if (fresh == now.end() || (old != before.end() && orderOf(*old) < orderOf(*fresh)))
@@ -27,29 +28,61 @@ std::vector<CredentialChange> differences(const std::vector<IdentRecord>& before
   return changes;
 }
 
+bool isOpen(const CredentialChange& change) {
+  return change.before == nullptr || change.now == nullptr;
+}
+
 // Joins a removed and an added credential of the same identity into one change. Credentials without
 // an identity are left alone.
 template <typename IdentityOf>
 void joinPairs(std::vector<CredentialChange>& changes, IdentityOf identityOf) {
   using Identity = typename std::invoke_result_t<IdentityOf, CredentialChange&>::value_type;
-  std::vector<std::pair<Identity, CredentialChange*>> removed, added;
-  for (CredentialChange& change : changes) {
-    if (change.before != nullptr && change.now != nullptr) continue;
-    if (const auto identity = identityOf(change))
-      (change.now == nullptr ? removed : added).emplace_back(*identity, &change);
-  }
-  std::sort(removed.begin(), removed.end());
-  std::sort(added.begin(), added.end());
-  auto to = added.begin();
-  for (const auto& [identity, change] : removed) {
-    while (to != added.end() && to->first < identity) ++to;
-    if (to != added.end() && to->first == identity)
-      change->now = std::exchange(to++->second->now, nullptr);
+  std::vector<std::pair<Identity, CredentialChange*>> open;
+  open.reserve(changes.size());
+  for (CredentialChange& change : changes)
+    if (isOpen(change))
+      if (const auto identity = identityOf(change)) open.emplace_back(*identity, &change);
+  if (!std::is_sorted(open.begin(), open.end())) std::sort(open.begin(), open.end());
+  const auto isAdded = [](const auto& one) {
+    return one.second->before == nullptr && one.second->now != nullptr;
+  };
+  for (auto removed = open.begin(), added = removed; removed != open.end(); ++removed) {
+    if (removed->second->now != nullptr || removed->second->before == nullptr) continue;
+    while (added != open.end() && (added->first < removed->first || !isAdded(*added))) ++added;
+    if (added != open.end() && added->first == removed->first)
+      removed->second->now = std::exchange(added->second->now, nullptr);
   }
   std::erase_if(changes, [](const CredentialChange& change) {
     return change.before == nullptr && change.now == nullptr;
   });
 }
+
+PatternWords keyOf(const CredentialChange& change) {  // Two words are compared sooner.
+  return std::bit_cast<PatternWords>(change.record().cardnumber);
+}
+
+// Tells of most keys that they are not both of a removed and of an added credential: where all keys
+// have changed, this spares sorting them.
+class SharedKeys {
+ public:
+  explicit SharedKeys(const std::vector<CredentialChange>& changes)
+      : _removed(std::bit_ceil(16 * changes.size() + 1)), _added(_removed.size()) {
+    for (const CredentialChange& change : changes)
+      if (isOpen(change)) (change.now == nullptr ? _removed : _added)[slotOf(change)] = true;
+  }
+  bool mayHave(const CredentialChange& change) const {
+    return _removed[slotOf(change)] && _added[slotOf(change)];
+  }
+
+ private:
+  size_t slotOf(const CredentialChange& change) const {
+    constexpr uint64_t kMix = 0x9E3779B97F4A7C15;  // Spreads over all bits, the upper ones most.
+    const auto [first, second] = keyOf(change);
+    return ((first * kMix ^ second) * kMix >> 24) & (_removed.size() - 1);
+  }
+
+  std::vector<bool> _removed, _added;
+};
 
 // Calls `visit` with the name and both values, as numbers or as texts, of each field that differs
 // in the access records of a holder.
@@ -206,13 +239,13 @@ Changes compare(const Databases& before, const Databases& now) {
     if (!std::ranges::equal(old, fresh)) changes.holders.push_back({old, fresh});
   });
   changes.credentials = differences(before.idents, now.idents);
-  const auto keyOf = [](const CredentialChange& change) {  // Two words are compared sooner.
-    return std::optional(std::bit_cast<PatternWords>(change.record().cardnumber));
-  };
-  joinPairs(changes.credentials, [keyOf](const CredentialChange& change) {
-    return std::optional(std::pair(uniqidOf(change), keyOf(change)));
+  joinPairs(changes.credentials, [](const CredentialChange& change) {
+    return std::optional(std::pair(uniqidOf(change), change.record().cardnumber));
   });
-  joinPairs(changes.credentials, keyOf);
+  const SharedKeys shared(changes.credentials);
+  joinPairs(changes.credentials, [&shared](const CredentialChange& change) {
+    return shared.mayHave(change) ? std::optional(keyOf(change)) : std::nullopt;
+  });
   joinPairs(changes.credentials, [](const CredentialChange& change) {  // PINs of any digits.
     const std::pair owner(uniqidOf(change), change.record().cardsetcode);
     return isPinEntry(change.record()) ? std::optional(owner) : std::nullopt;

@@ -41,10 +41,12 @@ class CardsLine {
   void operator()(const LineField& field, const Value& value) {
     _text += ' ';
     const size_t start = _text.size();
-    if constexpr (std::integral<Value>)
-      _text += fmt::format_int(int64_t{value}).str();
-    else
+    if constexpr (std::integral<Value>) {
+      const fmt::format_int digits(value);
+      _text.append(digits.data(), digits.size());
+    } else {
       _text += value;
+    }
     if (field.kind == FieldKind::kPin) _pin = {start, _text.size() - start};
   }
 
