@@ -2,8 +2,6 @@
 // help, completion.
 #include <poll.h>
 
-#include <fmt/ranges.h>
-
 #include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cstring>

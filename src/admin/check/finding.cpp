@@ -1,5 +1,6 @@
 #include "admin/check/finding.h"
 
+#include <charconv>
 #include <tuple>
 
 #include "cardsets/card_functions.h"
@@ -27,7 +28,7 @@ Notation notationOf(const LineField& field, bool isHex) {
     case FieldKind::kTime:
       return {"0123456789:", 6};
     default:
-      return {kDigits, fmt::formatted_size("{}", field.most)};
+      return {kDigits, fmt::format_int(field.most).size()};
   }
 }
 
@@ -164,14 +165,9 @@ size_t numberLength(std::string_view text) {
 }
 
 int64_t wordValue(std::string_view word) {
-  constexpr size_t kShort = 18;  // Digits that stay within 63 bits.
   int64_t value = 0;
-  if (word.size() > kShort) return textToInt64(word.data());
-  for (const char c : word) {
-    if (!isDigit(c)) return textToInt64(word.data());
-    value = value * 10 + (c - '0');
-  }
-  return value;
+  const std::errc error = std::from_chars(word.begin(), word.end(), value).ec;
+  return error == std::errc() ? value : textToInt64(word.data());
 }
 
 std::string shown(std::string_view word, const LineField& field, bool isHex) {

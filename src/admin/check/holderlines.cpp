@@ -1,6 +1,4 @@
 // The check of 'c', 'n', 'p' and 'o' lines: a card or a PIN, and what its holder may do.
-#include <chrono>
-
 #include "admin/check/cardscheck.h"
 #include "support/datetime.h"
 #include "support/result.h"
@@ -45,11 +43,10 @@ std::string_view lastPart(std::string_view word, char separator) {
 // Whether the seconds are of the day that the date names: one that its month does not have runs on
 // into the next month.
 bool hasDay(std::string_view date, uint32_t seconds) {
-  const int64_t written = wordValue(lastPart(date, '/'));
-  if (written > 0 && written <= 28) return true;  // All months have it.
-  const std::chrono::sys_seconds time{std::chrono::seconds{seconds}};
-  const std::chrono::year_month_day day{std::chrono::floor<std::chrono::days>(time)};
-  return written == static_cast<unsigned>(day.day());
+  const auto dayOf = [](std::string_view text) { return wordValue(lastPart(text, '/')); };
+  const int64_t day = dayOf(date);
+  return (day >= 1 && day <= 28) ||  // All months have it.
+         day == dayOf(splitDateTime(formatDateTime(seconds).data()).date.data());
 }
 
 bool isUnlimited(PeriodEnd end, std::string_view date, std::string_view time) {

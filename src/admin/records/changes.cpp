@@ -1,9 +1,10 @@
 #include "admin/records/changes.h"
 
 #include <array>
-#include <bit>
+#include <new>
 
 #include "admin/records/wording.h"
+#include "inputcards/cardindex.h"
 
 namespace badgemint::admin {
 
@@ -29,7 +30,7 @@ std::vector<CredentialChange> differences(const std::vector<IdentRecord>& before
 }
 
 bool isOpen(const CredentialChange& change) {
-  return change.before == nullptr || change.now == nullptr;
+  return (change.before == nullptr) != (change.now == nullptr);
 }
 
 // Joins a removed and an added credential of the same identity into one change. Credentials without
@@ -37,52 +38,38 @@ bool isOpen(const CredentialChange& change) {
 template <typename IdentityOf>
 void joinPairs(std::vector<CredentialChange>& changes, IdentityOf identityOf) {
   using Identity = typename std::invoke_result_t<IdentityOf, CredentialChange&>::value_type;
-  std::vector<std::pair<Identity, CredentialChange*>> open;
-  open.reserve(changes.size());
+  std::vector<std::pair<Identity, CredentialChange*>> removed, added;
+  for (auto* const list : {&removed, &added}) list->reserve(changes.size());
   for (CredentialChange& change : changes)
-    if (isOpen(change))
-      if (const auto identity = identityOf(change)) open.emplace_back(*identity, &change);
-  if (!std::is_sorted(open.begin(), open.end())) std::sort(open.begin(), open.end());
-  const auto isAdded = [](const auto& one) {
-    return one.second->before == nullptr && one.second->now != nullptr;
-  };
-  for (auto removed = open.begin(), added = removed; removed != open.end(); ++removed) {
-    if (removed->second->now != nullptr || removed->second->before == nullptr) continue;
-    while (added != open.end() && (added->first < removed->first || !isAdded(*added))) ++added;
-    if (added != open.end() && added->first == removed->first)
-      removed->second->now = std::exchange(added->second->now, nullptr);
+    if (const auto identity = isOpen(change) ? identityOf(change) : std::nullopt)
+      (change.now == nullptr ? removed : added).emplace_back(*identity, &change);
+  for (auto* const list : {&removed, &added})
+    if (!std::is_sorted(list->begin(), list->end())) std::sort(list->begin(), list->end());
+  auto to = added.begin();
+  for (const auto& [identity, change] : removed) {
+    while (to != added.end() && to->first < identity) ++to;
+    if (to != added.end() && to->first == identity)
+      change->now = std::exchange(to++->second->now, nullptr);
   }
   std::erase_if(changes, [](const CredentialChange& change) {
     return change.before == nullptr && change.now == nullptr;
   });
 }
 
-PatternWords keyOf(const CredentialChange& change) {  // Two words are compared sooner.
-  return std::bit_cast<PatternWords>(change.record().cardnumber);
+// Which changes have a key that another has, too, and few besides. Where all keys have changed,
+// this spares sorting them.
+std::vector<bool> findSharedKeys(const std::vector<CredentialChange>& changes) {
+  CardIndex keys;
+  CardIndexSuspects suspects;
+  bool isDone = keys.isInitialised();
+  for (const CredentialChange& change : changes)
+    isDone = isDone && keys.add(change.record().cardnumber, 0, 0, 0, 0, 0) == kSuccess;
+  if (!isDone || !keys.collectByKey(suspects)) throw std::bad_alloc();
+  std::vector<bool> isShared(changes.size());
+  for (const auto& suspect : suspects.elements())
+    isShared[static_cast<size_t>(suspect.position)] = true;
+  return isShared;
 }
-
-// Tells of most keys that they are not both of a removed and of an added credential: where all keys
-// have changed, this spares sorting them.
-class SharedKeys {
- public:
-  explicit SharedKeys(const std::vector<CredentialChange>& changes)
-      : _removed(std::bit_ceil(16 * changes.size() + 1)), _added(_removed.size()) {
-    for (const CredentialChange& change : changes)
-      if (isOpen(change)) (change.now == nullptr ? _removed : _added)[slotOf(change)] = true;
-  }
-  bool mayHave(const CredentialChange& change) const {
-    return _removed[slotOf(change)] && _added[slotOf(change)];
-  }
-
- private:
-  size_t slotOf(const CredentialChange& change) const {
-    constexpr uint64_t kMix = 0x9E3779B97F4A7C15;  // Spreads over all bits, the upper ones most.
-    const auto [first, second] = keyOf(change);
-    return ((first * kMix ^ second) * kMix >> 24) & (_removed.size() - 1);
-  }
-
-  std::vector<bool> _removed, _added;
-};
 
 // Calls `visit` with the name and both values, as numbers or as texts, of each field that differs
 // in the access records of a holder.
@@ -204,7 +191,7 @@ class ChangePrinter {
 
   template <typename... Args>
   void add(fmt::format_string<Args...> format, Args&&... args) {
-    fmt::format_to(std::back_inserter(_text), format, std::forward<Args>(args)...);
+    _text += fmt::format(format, std::forward<Args>(args)...);
   }
 
   const Site &_before, &_now;
@@ -242,9 +229,10 @@ Changes compare(const Databases& before, const Databases& now) {
   joinPairs(changes.credentials, [](const CredentialChange& change) {
     return std::optional(std::pair(uniqidOf(change), change.record().cardnumber));
   });
-  const SharedKeys shared(changes.credentials);
-  joinPairs(changes.credentials, [&shared](const CredentialChange& change) {
-    return shared.mayHave(change) ? std::optional(keyOf(change)) : std::nullopt;
+  const auto isShared = findSharedKeys(changes.credentials);
+  joinPairs(changes.credentials, [&](const CredentialChange& change) {
+    const bool mayMatch = isShared[static_cast<size_t>(&change - changes.credentials.data())];
+    return mayMatch ? std::optional(change.record().cardnumber) : std::nullopt;
   });
   joinPairs(changes.credentials, [](const CredentialChange& change) {  // PINs of any digits.
     const std::pair owner(uniqidOf(change), change.record().cardsetcode);
