@@ -137,10 +137,11 @@ size_t CheckedLine::add(const Finding& finding, fmt::string_view format,
 }
 
 FieldsCheck::FieldsCheck(CardsCheck& check, CheckedLine& line, const char* words)
-    : _check(check), _line(line), _fields(lineFields(*line.text)) {
+    : _check(check), _line(line), _fields(lineFields(*line.text)), _words(check.words) {
   FieldScanner scanner(words);
-  for (std::string_view& word : _words)
-    if ((word = scanner.nextWord(SIZE_MAX)).empty()) break;
+  auto end = _words.begin();
+  while (end != _words.end() && !(*end = scanner.nextWord(SIZE_MAX)).empty()) ++end;
+  std::fill(end, _words.end(), std::string_view());
   if (_fields[0].kind == FieldKind::kCardSet && !isHex()) _csid = numberIn(0);
   _listed = check.formatOf(_csid);
 }

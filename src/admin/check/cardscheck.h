@@ -107,6 +107,9 @@ struct CardsCheck {
   OtherDates otherDates{};
   size_t mergeMark = Findings::kNotKept;
 
+  // Of the line that is checked: more than any line has fields, with empty ones at the end.
+  std::array<std::string_view, 32> words{};
+
   // The card sets by their format and the bits that their site values give a card.
   std::map<std::pair<uint32_t, PatternWords>, uint32_t> setsByValues{};
 
@@ -136,9 +139,7 @@ class FieldsCheck {
   bool isHex() const { return *_line.text == kNoFormatCardLine; }
   bool hasCardSet() const { return _csid >= kFirstCardSetId && _csid <= kLastCardSetId; }
   // As a build reads it.
-  int32_t numberIn(size_t field) const {
-    return _words[field].empty() ? 0 : textToInt32(_words[field].data());
-  }
+  int32_t numberIn(size_t field) const { return static_cast<int32_t>(wordValue(_words[field])); }
 
   std::string shownWord(size_t field) const {
     return shown(_words[field], _fields[field], isHex());
@@ -188,9 +189,9 @@ class FieldsCheck {
   CardsCheck& _check;
   CheckedLine& _line;
   std::span<const LineField> _fields;
-  std::array<std::string_view, 32> _words;  // More than any line has fields; empty ones at the end.
-  int32_t _csid = 0;                        // As a build reads it; 0 for a line without one.
-  const CheckedFormat* _listed = nullptr;   // That of the card set, if it is listed.
+  std::array<std::string_view, 32>& _words;
+  int32_t _csid = 0;                       // As a build reads it; 0 for a line without one.
+  const CheckedFormat* _listed = nullptr;  // That of the card set, if it is listed.
 };
 
 // The checks of the lines, by their types. They return the result of a build for the line.

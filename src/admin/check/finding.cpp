@@ -1,6 +1,5 @@
 #include "admin/check/finding.h"
 
-#include <charconv>
 #include <tuple>
 
 #include "cardsets/card_functions.h"
@@ -165,9 +164,11 @@ size_t numberLength(std::string_view text) {
 }
 
 int64_t wordValue(std::string_view word) {
+  // Up to 18 digits stay within 63 bits.
+  if (word.size() > 18 || !std::ranges::all_of(word, isDigit)) return textToInt64(word.data());
   int64_t value = 0;
-  const std::errc error = std::from_chars(word.begin(), word.end(), value).ec;
-  return error == std::errc() ? value : textToInt64(word.data());
+  for (const char c : word) value = value * 10 + (c - '0');
+  return value;
 }
 
 std::string shown(std::string_view word, const LineField& field, bool isHex) {

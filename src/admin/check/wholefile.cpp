@@ -1,5 +1,6 @@
 // What only the whole cards file can show: keys and unique IDs that occur twice, PIN idents without
 // their card, escorts that are not holders.
+#include <bitset>
 #include <new>
 #include <tuple>
 #include <unordered_set>
@@ -40,13 +41,15 @@ class WholeFileCheck {
     // before an ID matters.
     for (uint32_t highest = 0; auto& [first, last] : _unindexed)
       highest = last = std::max(highest, last);
-    for (const EscortUse& use : check.escorts) _escorts[use.escort];
+    for (const EscortUse& use : check.escorts) {
+      _escorts[use.escort];
+      _mayBeEscort.set(use.escort % _mayBeEscort.size());
+    }
     // Sites have few escorts: to look for them among the holders needs no sorted holders.
     for (int32_t i = 0; i < _index.count(); ++i) {
       const uint32_t uniqid = entry(i).uniqid;
       _lowest = std::min(_lowest, uniqid);
-      if (const auto escort = _escorts.find(uniqid); escort != _escorts.end())
-        escort->second = true;
+      if (isEscort(uniqid)) _escorts[uniqid] = true;
     }
   }
 
@@ -78,6 +81,9 @@ class WholeFileCheck {
   bool isUnindexed(uint32_t uniqid) const {
     const auto after = _unindexed.upper_bound(uniqid);
     return after != _unindexed.begin() && std::prev(after)->second >= uniqid;
+  }
+  bool isEscort(uint32_t uniqid) const {
+    return _mayBeEscort[uniqid % _mayBeEscort.size()] && _escorts.contains(uniqid);
   }
   bool isHolder(uint32_t escort) const { return _escorts.at(escort) || isUnindexed(escort); }
 
@@ -216,7 +222,7 @@ class WholeFileCheck {
   // Whether holders escort each other in a ring, of one or more, and this is the last line of it.
   // Only the first line of a holder counts.
   bool closesRing(const EscortUse& use) {
-    if (!_escorts.contains(use.uniqid)) return false;  // As most: they escort nobody.
+    if (!isEscort(use.uniqid)) return false;  // As most: they escort nobody.
     const auto [own, isFirst] = _lastEscorts.try_emplace(use.uniqid, use.uniqid);
     if (isFirst) own->second = lastEscort(use.escort);
     return isFirst && own->second == use.uniqid;
@@ -238,6 +244,7 @@ class WholeFileCheck {
   std::map<uint32_t, uint32_t> _unindexed;
   uint32_t _lowest = UINT32_MAX;                // Of all unique IDs.
   std::unordered_map<uint32_t, bool> _escorts;  // That lines name, and whether the index has them.
+  std::bitset<65536> _mayBeEscort;              // By the low bits of the ID; sooner than a search.
   // Of escorts with an escort the last one known, or one on the way to him.
   std::unordered_map<uint32_t, uint32_t> _lastEscorts;
   std::vector<Conflict> _conflicts;

@@ -107,9 +107,7 @@ class Folder {
   const std::string& path() const { return _path; }
   std::string pathOf(const std::string& name) const { return pathIn(_path, name); }
   int number() const { return _descriptor.number(); }
-  struct stat status() const {
-    return _descriptor.status(_path);
-  }
+  auto status() const { return _descriptor.status(_path); }
 
   // The status of an entry; none when there is no such entry.
   std::optional<struct stat> look(const std::string& name) const;

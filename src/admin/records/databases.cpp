@@ -95,12 +95,6 @@ Holder Databases::holder(uint32_t uniqid) const {
   return {uniqid, recordsOf(uniqid, accesses), recordsOf(uniqid, idents)};
 }
 
-size_t Databases::countHolders() const {
-  size_t holders = 0;
-  forEachHolder([&](const Holder& holder) { holders += holder.accesses.empty() ? 0 : 1; });
-  return holders;
-}
-
 std::string whyNotWhole(const Databases& databases, const SitePaths& paths) {
   for (const auto& [rest, path] :
        {std::pair(databases.identRest, paths.ident), std::pair(databases.accessRest, paths.access)})

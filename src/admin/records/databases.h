@@ -89,8 +89,6 @@ struct Databases {
       visit(Holder{uniqid, own, credentials});
     });
   }
-  // The number of different unique IDs in the access database.
-  size_t countHolders() const;
 };
 
 // Which of the files, which `paths` names, ends within a record; empty when both are whole.

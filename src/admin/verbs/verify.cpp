@@ -246,7 +246,8 @@ bool readSwapped(const SitePaths& names, Databases& databases) {
 
 // Always of the same words, for programs that read it.
 void printTotals(size_t faults, const Databases& databases, const auto& print) {
-  const size_t credentials = databases.idents.size(), holders = databases.countHolders();
+  size_t credentials = databases.idents.size(), holders = 0;
+  databases.forEachHolder([&](const Holder& holder) { holders += !holder.accesses.empty(); });
   JsonObject numbers;
   numbers.add("faults", faults).add("credentials", credentials).add("holders", holders);
   print(fmt::format("{} faults; {} credentials of {} holders",
