@@ -163,6 +163,9 @@ TEST_F(Why, GivesTheVerdictWithItsReasons) {
       {"77 --door 4", 2, "denied: holder 77 is not in the databases\n"},
       {"--card 2:77 --door 4", 2, "denied: card 2:77 is not in the databases\n"},
       {"--card 9:1 --door 4", 2, "denied: there is no card set \"9\"\n"},
+      {"--key 4711F --door 4", 2,
+       "denied: the credential with key 4711F000000000000000000000000000 is not in the "
+       "databases\n"},
       {"--key 4711F --with-pins --door 5", 0,
        "granted by access level 3 while schedule 3 is active\n"
        "  by access level 1 while schedule 8 is active\n"},

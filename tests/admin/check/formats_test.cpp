@@ -112,7 +112,8 @@ TEST_F(FormatsCheck, RuleField) {
                        {"EFF", {{13, "F,,255,MSB,BIN"}}, "13"},
                        {"CDF", {{14, "F,0,0,MSB,MSD"}}, "14:11"},
                        {"CDF", {{21, "."}, {23, ""}, {24, ""}}, "8:1"},
-                       {"VFF", {{6, "26 2"}}, "6"}});
+                       {"VFF", {{6, "26 2"}}, "6"},
+                       {"VFF", {{6, "26 2 msb BIN"}}, "6:6"}});
 }
 
 TEST_F(FormatsCheck, RuleNumber) {
