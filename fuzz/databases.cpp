@@ -1,6 +1,10 @@
 // Both database files, damaged in any way: the indexes, lookups, changes, checks and the dump.
 // Input: a byte with the number of whole ident records, a byte with the number of records that the
 // indexes get room for, the ident records, and the access database.
+#include <algorithm>
+#include <map>
+#include <vector>
+
 #include "carddb/accessfile.h"
 #include "carddb/identfile.h"
 #include "cardsets/cardsets.h"
@@ -16,28 +20,84 @@ extern "C" unsigned sleep(unsigned /*seconds*/) {  // The pause of the dump.
 namespace badgemint {
 namespace {
 
-void useIdent(const MemoryFile& file, uint32_t requested, uint32_t records) {
+// What an ident file does, done to a plain list. Of several records of a card the first counts.
+struct PlainIdents {
+  std::vector<IdentRecord> records;
+  std::map<CardPattern, CardPattern> pairs;  // Neighbours by unique ID when the file was loaded.
+
+  explicit PlainIdents(std::string_view bytes) {
+    for (; bytes.size() >= IdentRecord::kSize; bytes.remove_prefix(IdentRecord::kSize)) {
+      RecordImage<IdentRecord> image;
+      std::copy_n(bytes.begin(), image.size(), image.begin());
+      records.push_back(decodeRecord<IdentRecord>(image));
+    }
+    std::vector<IdentRecord> byHolder = records;
+    std::ranges::stable_sort(byHolder, {}, &IdentRecord::uniqid);
+    for (size_t i = 1; i < byHolder.size(); ++i) {
+      const IdentRecord &one = byHolder[i - 1], &other = byHolder[i];
+      if (one.uniqid != other.uniqid) continue;
+      pairs[one.cardnumber] = other.cardnumber;
+      pairs[other.cardnumber] = one.cardnumber;
+    }
+  }
+
+  auto firstOf(const CardPattern& card) {
+    return std::ranges::find(records, card, &IdentRecord::cardnumber);
+  }
+  void addOrReplace(const IdentRecord& record) {
+    if (firstOf(record.cardnumber) == records.end()) records.push_back(record);
+    *firstOf(record.cardnumber) = record;
+  }
+  int32_t mark(const CardPattern& card, uint32_t deleted) {
+    const CardPattern other = pairs[card];
+    const bool isPaired = other != CardPattern{};
+    const bool differs = isPaired && firstOf(other)->uniqid != firstOf(card)->uniqid;
+    firstOf(card)->deleted = deleted;
+    if (isPaired && !differs) firstOf(other)->deleted = deleted;
+    return differs ? kPairedHolderDiffers : kSuccess;
+  }
+  bool areIn(const MemoryFile& file) const {
+    return PlainIdents(WorkFolder::read(file.path())).records == records;
+  }
+};
+
+void useIdent(const MemoryFile& file, uint32_t requested, PlainIdents plain) {
   IdentFile ident;
   require(ident.loadIndex(file.path(), requested), "every file gives an index");
-  require(ident.index()->count() == records, "the index holds every whole record");
+  require(ident.index()->count() == plain.records.size(), "the index holds every whole record");
   static_cast<void>(ident.index()->countDuplicates());
-  for (uint32_t recno = 0; recno < records; ++recno) {
-    IdentRecord record;
-    IdentRecord found;
-    uint32_t foundAt = 0;
-    uint32_t uniqid = 0;
-    uint32_t deleted = 0;
-    CardPattern paired;
-    require(ident.readRecordAt(record, recno) == kSuccess, "every record can be read");
-    require(ident.findCard(record.cardnumber, found, foundAt) == kSuccess, "and found");
-    require(found.cardnumber == record.cardnumber && foundAt <= recno, "by its card number");
-    require(ident.verifyCard(record.cardnumber, uniqid, deleted) == kSuccess, "and verified");
-    require(ident.getPairedCard(record.cardnumber, paired) == kSuccess, "and has a pair or none");
-    static_cast<void>(ident.setCardDeleted(record.cardnumber, uniqid));
-    static_cast<void>(ident.setCardUndeleted(record.cardnumber, uniqid));
-    record.cardnumber[0] ^= 1;
-    static_cast<void>(ident.addOrReplace(record));
+  const auto given = plain.records;
+  for (size_t i = 0; i < given.size(); ++i) {
+    IdentRecord any = given[given.size() - 1 - i];
+    if (i % 2 == 0) any.cardnumber[i % any.cardnumber.size()] ^= 0x7F;
+    if (ident.addOrReplace(any) != kSuccess) return;  // There is no room, or the end is cut.
+    plain.addOrReplace(any);
   }
+  require(plain.areIn(file), "records are replaced and appended");
+  for (const IdentRecord& record : plain.records) {
+    const CardPattern& card = record.cardnumber;
+    const IdentRecord& first = *plain.firstOf(card);
+    IdentRecord found;
+    CardPattern paired;
+    uint32_t number = 0, deleted = 7;
+    require(ident.findCard(card, found, number) == kSuccess && found == first &&
+                &plain.records[number] == &first,
+            "every card is found");
+    require(ident.getPairedCard(card, paired) == kSuccess && paired == plain.pairs[card],
+            "and has its pair or none");
+    require(ident.verifyCard(card, number, deleted) == kSuccess && number == first.uniqid &&
+                deleted == first.deleted,
+            "and is verified");
+  }
+  for (size_t i = 0; i < given.size(); ++i) {
+    const CardPattern& card = given[i].cardnumber;
+    uint32_t uniqid = 0;
+    const int32_t result =
+        i % 3 == 0 ? ident.setCardUndeleted(card, uniqid) : ident.setCardDeleted(card, uniqid);
+    require(result == plain.mark(card, i % 3 == 0 ? 0 : 1) && uniqid == plain.firstOf(card)->uniqid,
+            "cards are marked");
+  }
+  require(plain.areIn(file), "with their pairs");
   cardsets sets;
   require(sets.create(0) == kSuccess && ident.countUnloadedCardSets(sets) >= 0, "it is walked");
 }
@@ -90,7 +150,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
   dump(ident, access);
   const DroppedLog everything(100);
-  useIdent(ident, requested, static_cast<uint32_t>(identSize / IdentRecord::kSize));
+  useIdent(ident, requested, PlainIdents(bytes.substr(0, identSize)));
   useAccess(access, requested,
             static_cast<uint32_t>((bytes.size() - identSize) / AccessRecord::kSize));
   return 0;

@@ -1,4 +1,5 @@
-// The files of the card databases: what both kinds share, then one by one.
+// The files of the card databases: what both kinds share, then one by one. What the ident file does
+// is compared with a plain list in fuzz/databases.cpp, whose seeds all tests run.
 #include <fcntl.h>
 
 #include <functional>
@@ -156,63 +157,6 @@ TEST(Databases, AreNamedByTheConfigurationAsTheOtherFiles) {
             "0 [5 cardsets] cardsets.load cardsets\n[report 1/15 \"\"]\n22 [report 2/15 \"\"]\n");
   EXPECT_EQ(idents.index()->count(), 3);
   EXPECT_EQ(idents.index()->capacity() + accesses.index()->capacity(), 206);
-}
-
-// Random files against plain lists. Of several records of a card the first counts.
-TEST(IdentFile, DoesWhatPlainListsDo) {
-  std::mt19937 random(1);
-  for (int round = 0; round < 300 && !HasFailure(); ++round) {
-    SCOPED_TRACE(round);
-    const auto anyIdent = [&random] {
-      IdentRecord any{
-          {}, static_cast<uint32_t>(random() % 20), 1, static_cast<uint32_t>(random() % 2)};
-      any.cardnumber[random() % 16] = static_cast<uint8_t>(random() % 3 * 0x7F);
-      return any;
-    };
-    std::vector<IdentRecord> list(random() % 40);
-    std::ranges::generate(list, anyIdent);
-    const auto firstOf = [&list](const CardPattern& card) {
-      return std::ranges::find(list, card, &IdentRecord::cardnumber);
-    };
-    writeRecords("ident", list);
-    IdentFile file;
-    EXPECT_TRUE(file.loadIndex("ident", 0));
-    std::map<CardPattern, CardPattern> pairs;
-    std::vector<IdentRecord> byHolder = list;
-    std::ranges::stable_sort(byHolder, {}, &IdentRecord::uniqid);
-    for (size_t i = 1; i < byHolder.size(); ++i) {
-      if (byHolder[i - 1].uniqid != byHolder[i].uniqid) continue;
-      pairs[byHolder[i - 1].cardnumber] = byHolder[i].cardnumber;
-      pairs[byHolder[i].cardnumber] = byHolder[i - 1].cardnumber;
-    }
-    for (int i = 0; i < 10; ++i) {
-      const IdentRecord any = anyIdent();
-      if (firstOf(any.cardnumber) == list.end()) list.push_back({any.cardnumber});
-      *firstOf(any.cardnumber) = any;
-      EXPECT_EQ(file.addOrReplace(any), 0);
-    }
-    EXPECT_EQ(contentOf("ident"), bytesOf(list));
-    IdentRecord found;
-    CardPattern paired;
-    uint32_t number = 0, deleted = 7;
-    for (const IdentRecord& any : list) {
-      EXPECT_EQ(file.findCard(any.cardnumber, found, number), 0);
-      EXPECT_EQ(number, firstOf(any.cardnumber) - list.begin());
-      EXPECT_EQ(found, list[number]);
-      EXPECT_EQ(file.getPairedCard(any.cardnumber, paired), 0);
-      EXPECT_EQ(paired, pairs[any.cardnumber]);
-      EXPECT_EQ(file.verifyCard(any.cardnumber, number, deleted), 0);
-      EXPECT_EQ(std::pair(number, deleted), std::pair(found.uniqid, found.deleted));
-    }
-    const CardPattern card = list.back().cardnumber, other = pairs[card];
-    const bool isPaired = other != CardPattern{};
-    const bool differs = isPaired && firstOf(other)->uniqid != firstOf(card)->uniqid;
-    EXPECT_EQ(file.setCardDeleted(card, number), differs ? -1019 : 0);
-    EXPECT_EQ(number, firstOf(card)->uniqid);
-    firstOf(card)->deleted = 1;
-    if (isPaired && !differs) firstOf(other)->deleted = 1;
-    EXPECT_EQ(contentOf("ident"), bytesOf(list));
-  }
 }
 
 // Without an index; beside it, in a file that was changed meanwhile.
