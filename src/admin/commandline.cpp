@@ -28,7 +28,7 @@ std::string refuseEmpty(const std::string& value) {
 }
 
 CLI::Option* valued(CLI::Option* option, const char* type) {
-  return option->type_name(type)->check(CLI::Validator(refuseEmpty, ""));
+  return option->type_name(type)->check(refuseEmpty);
 }
 
 // How many letters must be added, removed or changed to make one word of the other.
@@ -91,16 +91,13 @@ class CommandLine {
     _app.get_formatter()->label("SUBCOMMAND", "VERB");
     _app.get_formatter()->label("Positionals", "Arguments");
     _app.allow_extras();
-    CLI::App* const help = addVerb("help", [this](Console& console) { return printHelp(console); });
-    help->description("Show the options of a verb");
-    help->add_option("VERB", _helpTopic, "The verb; without it, all of them are listed");
-    addVerb("completion", [this](Console& console) { return printCompletion(console); })
-        ->description("Print the completion script for bash")
+    _runs["help"] = [this](Console& console) { return printHelp(console); };
+    _app.add_subcommand("help", "Show the options of a verb")
+        ->add_option("VERB", _helpTopic, "The verb; without it, all of them are listed");
+    _runs["completion"] = [this](Console& console) { return printCompletion(console); };
+    _app.add_subcommand("completion", "Print the completion script for bash")
         ->group("");  // Not in the list of verbs: packages install what it prints.
-    for (const auto& [name, add] : kVerbs) {
-      CLI::App* const verb = _app.add_subcommand(name);
-      verb->callback([this, run = add(Options(*verb))] { _run = run; });
-    }
+    for (const auto& [name, add] : kVerbs) _runs[name] = add(Options(*_app.add_subcommand(name)));
   }
 
   ExitStatus run(int argc, const char* const* argv, Console& console) {
@@ -111,7 +108,7 @@ class CommandLine {
       console.print("{}\n", version.what());
       return ExitStatus::kAllWell;
     } catch (const CLI::CallForHelp&) {
-      console.print("{}", helpOf(chosen()));
+      console.print("{}", _app.help());  // Of the verb, if there is one.
       return ExitStatus::kAllWell;
     } catch (const CLI::ArgumentMismatch& wrong) {
       const std::string_view text = wrong.what();
@@ -122,20 +119,15 @@ class CommandLine {
     }
     refuseUnknown();
     if (!problem.empty()) throw NotDone("{} (see badgemint-admin help)", problem);
-    if (!_run) throw NotDone("no verb given (badgemint-admin help lists them)");
+    const auto verb = _runs.find(chosen().get_name());
+    if (verb == _runs.end()) throw NotDone("no verb given (badgemint-admin help lists them)");
     if (!_folder.empty() && chdir(_folder.c_str()) != 0)
       throw NotDone("{}: {}", _folder, std::strerror(errno));
-    console.showProgress(chosen().get_name());
-    return _run(console);
+    console.showProgress(verb->first);
+    return verb->second(console);
   }
 
  private:
-  CLI::App* addVerb(const char* name, const Run& run) {
-    CLI::App* const verb = _app.add_subcommand(name);
-    verb->callback([this, run] { _run = run; });
-    return verb;
-  }
-
   // The verb that the arguments name, or the program itself.
   const CLI::App& chosen() const {
     const auto verbs = _app.get_subcommands();
@@ -185,19 +177,14 @@ class CommandLine {
     return names;
   }
 
-  // Not CLI::App::help, which describes the verb on the command line whatever it is asked about.
-  std::string helpOf(const CLI::App& app) const {
-    const std::string verb = &app == &_app ? "" : ' ' + app.get_name();
-    return app.get_formatter()->make_help(&app, "badgemint-admin" + verb,
-                                          CLI::AppFormatMode::Normal);
-  }
-
   ExitStatus printHelp(Console& console) const {
-    const auto verbs = _app.get_subcommands({});
-    const auto topic =
-        std::ranges::find(verbs, _helpTopic, [](const CLI::App* verb) { return verb->get_name(); });
-    if (!_helpTopic.empty() && topic == verbs.end()) refuseVerb(_helpTopic);
-    console.print("{}", helpOf(_helpTopic.empty() ? _app : **topic));
+    if (!_helpTopic.empty() && !_runs.contains(_helpTopic)) refuseVerb(_helpTopic);
+    const std::string program = _app.get_name();
+    if (!_helpTopic.empty())
+      console.print("{}", _app.get_subcommand(_helpTopic)->help(program));
+    else  // Not CLI::App::help, which would describe the verb `help`.
+      console.print("{}",
+                    _app.get_formatter()->make_help(&_app, program, CLI::AppFormatMode::Normal));
     return ExitStatus::kAllWell;
   }
 
@@ -214,7 +201,7 @@ class CommandLine {
   CLI::App _app{"Looks after the files of a badgemint site."};
   std::string _folder;
   std::string _helpTopic;
-  Run _run;
+  std::map<std::string, Run> _runs;  // By the names of the verbs.
 };
 
 // Whether standard output is a pipe that nobody reads any more, as with `head`.
