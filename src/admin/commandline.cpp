@@ -27,10 +27,6 @@ std::string refuseEmpty(const std::string& value) {
   return value.empty() ? "the value is empty" : "";
 }
 
-CLI::Option* valued(CLI::Option* option, const char* type) {
-  return option->type_name(type)->check(refuseEmpty);
-}
-
 // How many letters must be added, removed or changed to make one word of the other.
 size_t distanceOf(std::string_view a, std::string_view b) {
   std::vector<size_t> row(b.size() + 1);
@@ -104,11 +100,8 @@ class CommandLine {
     std::string problem;
     try {
       _app.parse(argc, argv);
-    } catch (const CLI::CallForVersion& version) {
-      console.print("{}\n", version.what());
-      return ExitStatus::kAllWell;
-    } catch (const CLI::CallForHelp&) {
-      console.print("{}", _app.help());  // Of the verb, if there is one.
+    } catch (const CLI::Success& asked) {  // For help or for the version.
+      _app.exit(asked, console.output());
       return ExitStatus::kAllWell;
     } catch (const CLI::ArgumentMismatch& wrong) {
       const std::string_view text = wrong.what();
@@ -214,8 +207,8 @@ bool isReaderGone() {
 
 void Options::describe(const char* summary, const char* example) {
   _verb.description(summary);
-  _verb.footer(std::string("Example: ") + example + "\nManual: badgemint-admin-" +
-               _verb.get_name() + "(1)");
+  _verb.footer(
+      fmt::format("Example: {}\nManual: badgemint-admin-{}(1)", example, _verb.get_name()));
 }
 
 CLI::Option* Options::flag(const char* option, bool& isSet, const char* help) {
@@ -227,7 +220,7 @@ void Options::filter(const char* option, bool& isSet, const char* help) {
 }
 
 void Options::text(const char* option, const char* type, std::string& value, const char* help) {
-  valued(_verb.add_option(option, value, help), type)->capture_default_str();
+  _verb.add_option(option, value, help)->type_name(type)->check(refuseEmpty)->capture_default_str();
 }
 
 void Options::file(const char* option, std::string& path, const char* help) {
@@ -236,7 +229,8 @@ void Options::file(const char* option, std::string& path, const char* help) {
 
 void Options::texts(const char* option, const char* type, std::vector<std::string>& values,
                     const char* help, int count) {
-  CLI::Option* const declared = valued(_verb.add_option(option, values, help), type);
+  CLI::Option* const declared = _verb.add_option(option, values, help);
+  declared->type_name(type)->check(refuseEmpty);
   count > 0 ? declared->expected(count) : declared->allow_extra_args(*option != '-');
 }
 
