@@ -19,17 +19,15 @@ namespace badgemint::admin {
 // values may be any bytes: those that are not UTF-8 become the text "\xNN".
 class JsonObject {
  public:
-  JsonObject() {
-    _text.reserve(500);  // Enough for nearly all.
-    _text = "{}";
-  }
+  JsonObject() { _text.reserve(500); }  // Enough for nearly all.
 
   // A text, a number, a truth value, an object, or an array of such values.
   template <typename Value>
   JsonObject& add(std::string_view key, const Value& value) {
     begin(key);
     append(value);
-    return end();
+    _text += '}';
+    return *this;
   }
   // An array of objects: `fill` adds to this one, as it is then, what the object of an element has.
   template <typename Elements, typename Fill>
@@ -39,7 +37,8 @@ class JsonObject {
       _text += "{}";
       fill(*this, element);
     });
-    return end();
+    _text += '}';
+    return *this;
   }
 
   // Without a newline.
@@ -88,8 +87,7 @@ class JsonObject {
   void append(std::same_as<bool> auto value) { _text += value ? "true" : "false"; }
   template <std::integral Number>
   requires(!std::same_as<Number, bool>) void append(Number value) {
-    const fmt::format_int digits(value);
-    _text.append(digits.data(), digits.size());
+    _text += fmt::format_int(value).str();
   }
   void append(const JsonObject& value) { _text += value._text; }
   template <std::ranges::range Values>
@@ -106,12 +104,8 @@ class JsonObject {
     }
     _text += ']';
   }
-  JsonObject& end() {
-    _text += '}';
-    return *this;
-  }
 
-  std::string _text;  // Always a whole object.
+  std::string _text = "{}";  // Always a whole object.
 };
 
 }  // namespace badgemint::admin
