@@ -81,15 +81,14 @@ class BlockLine : FieldsCheck {
       return;
     }
     const bool hasComment = _words[kLevel].find('#') != std::string_view::npos;
-    if (hasComment || _words[kAfterLast].empty() || _words[kAfterLast][0] == '#')
-      return checkBlock();
+    if (hasComment || isEnd(_words[kAfterLast])) return checkBlock();
     _line.warn(_line.at(_words[kAfterLast]), "fields", "what follows the access level is ignored");
   }
 
   // Numbers that leave a range only together, and blocks that are valid but probably a mistake.
   void checkBlock() const {
     for (const Field field : {kSet, kFirstCard, kCount, kUniqid}) checkRange(field);
-    const bool hasLevel = !_words[kLevel].empty() && _words[kLevel][0] != '#';
+    const bool hasLevel = !isEnd(_words[kLevel]);
     if (hasLevel) checkLevel(kLevel);
     warnIfZero(kUniqid);
     const int64_t first = numberIn(kFirstCard), count = numberIn(kCount);
@@ -137,11 +136,10 @@ size_t CheckedLine::add(const Finding& finding, fmt::string_view format,
 }
 
 FieldsCheck::FieldsCheck(CardsCheck& check, CheckedLine& line, const char* words)
-    : _check(check), _line(line), _fields(lineFields(*line.text)), _words(check.words) {
+    : _check(check), _line(line), _fields(lineFields(*line.text)) {
   FieldScanner scanner(words);
   auto end = _words.begin();
   while (end != _words.end() && !(*end = scanner.nextWord(SIZE_MAX)).empty()) ++end;
-  std::fill(end, _words.end(), std::string_view());
   if (_fields[0].kind == FieldKind::kCardSet && !isHex()) _csid = numberIn(0);
   _listed = check.formatOf(_csid);
 }
@@ -232,19 +230,15 @@ int64_t FieldsCheck::checkRange(size_t field) const {
   return value;
 }
 
-const FieldDefinition* FieldsCheck::numberRange() const {
-  if (_listed == nullptr || _listed->format == nullptr) return nullptr;
-  const CardFormat& format = *_listed->format;
-  const auto& number = format.fieldDefinitions()[static_cast<size_t>(format.cardNumberField())];
-  return number.maxval == 0 || number.maxval == INT32_MAX ? nullptr : &number;
-}
-
 bool FieldsCheck::checkNumberRange(int64_t number) const {
-  const FieldDefinition* const range = numberRange();
-  if (range == nullptr || (number >= range->minval && number <= range->maxval)) return false;
+  if (_listed == nullptr || _listed->format == nullptr) return false;
+  const CardFormat& format = *_listed->format;
+  const auto& range = format.fieldDefinitions()[static_cast<size_t>(format.cardNumberField())];
+  const bool isLimited = range.maxval != 0 && range.maxval != INT32_MAX;
+  if (!isLimited || (number >= range.minval && number <= range.maxval)) return false;
   _line.warn(_line.at(_words[1]), "range",
              "card {} is outside the range {} to {} of its format: no such card should exist",
-             number, range->minval, range->maxval);
+             number, range.minval, range.maxval);
   return true;
 }
 

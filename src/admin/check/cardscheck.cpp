@@ -6,7 +6,6 @@
 #include <new>
 
 #include "admin/files/folder.h"
-#include "cardsets/card_functions.h"
 #include "support/result.h"
 
 namespace badgemint::admin {
@@ -108,10 +107,8 @@ const char* otherFileText(const std::string& path) {
 
 void checkLines(CardsCheck& check, InputFile& input) {
   LineReader& lines = input.lines();
-  LineReader::Status status = LineReader::Status::kLine;
-  while ((status = lines.readLine(kMaxInputLine)) == LineReader::Status::kLine)
-    checkLine(check, lines);
-  if (status == LineReader::Status::kError)
+  while (lines.readLine(kMaxInputLine) == LineReader::Status::kLine) checkLine(check, lines);
+  if (lines.failed())
     check.findings.fail({check.file}, kInputReadFailed, "cannot be read: {}", std::strerror(errno));
   else if (input.checkUnchanged() < 0)
     check.findings.fail({check.file}, kInputReadFailed, "was changed while it was read");
@@ -128,15 +125,16 @@ SiteSummary checkCards(CardsCheck& check) {
   }
   checkLines(check, *input);
   const SiteSummary summary = {check.index.count(), checkWholeFile(check)};
-  const OtherDates& dates = check.otherDates;
+  const auto& dates = check.otherDates;
+  const size_t alike = dates.size() == 1 && !check.hasDate ? dates.begin()->second : 0;
   if (check.index.count() == 0 && check.findings.errors() == 0 && !check.options.allowEmpty)
     check.findings.warn({check.file, 0, 0}, "empty",
                         "no card and no PIN: a build makes empty databases, which open no door");
-  else if (dates.count > 1 && !dates.isMixed && check.findings.counts().at("date") == dates.count)
+  else if (alike > 1 && check.findings.counts().at("date") == alike)
     check.findings.combine(
         "date", fmt::format("no date of the file is year/month/day, so no card has a start or an "
                             "end; dates like this one: {}",
-                            dates.count));
+                            alike));
   return summary;
 }
 
@@ -168,12 +166,11 @@ void printJsonSummary(const Findings& findings, const SiteSummary& summary, Cons
 
 }  // namespace
 
-void OtherDates::add(std::string_view date) {
-  std::string numbers;
+void CardsCheck::addOtherDate(std::string_view date) {
+  std::string notation;
   for (const char c : date)
-    if (!isDigit(c) || !numbers.ends_with('N')) numbers += isDigit(c) ? 'N' : c;
-  if (count++ == 0) notation = numbers;
-  isMixed = isMixed || numbers != notation;
+    if (!isDigit(c) || !notation.ends_with('N')) notation += isDigit(c) ? 'N' : c;
+  ++otherDates[notation];
 }
 
 int32_t CardsCheck::checkAsBuild(const CheckedLine& line, char* text, const CheckedFormat* format) {
@@ -182,16 +179,6 @@ int32_t CardsCheck::checkAsBuild(const CheckedLine& line, char* text, const Chec
   if (result == kOutOfMemory) throw std::bad_alloc();
   if (result < 0) findings.setVerdict(result, line.whole());
   return result;
-}
-
-const cardset* CardsCheck::findSet(int32_t csid) const {
-  if (csid < kFirstCardSetId || csid > kLastCardSetId) return nullptr;
-  return site.cardSets().getCardSet(static_cast<uint32_t>(csid));
-}
-
-const CheckedFormat* CardsCheck::formatOf(int32_t csid) const {
-  const cardset* const set = findSet(csid);
-  return set == nullptr ? nullptr : formats.find(set->fmtid);
 }
 
 SiteSummary checkSite(const SiteCheckOptions& options, Findings& findings) {

@@ -70,16 +70,6 @@ struct EscortUse {
   size_t finding = Findings::kNotKept;
 };
 
-// Dates that are not year/month/day: when all dates are in one other notation they become one
-// finding.
-struct OtherDates {
-  bool isMixed = false;    // Whether there is a date in another notation than the first.
-  std::string notation{};  // Of the first, with N for each number.
-  size_t count = 0;
-
-  void add(std::string_view date);
-};
-
 // One check of a cards file: what its lines share. Owned by checkSite(); the references must
 // outlive it.
 struct CardsCheck {
@@ -104,11 +94,10 @@ struct CardsCheck {
   // Errors that explain others, by result and ID: a card set whose 'f' line is missing or wrong, a
   // format that is not listed.
   std::map<std::pair<int32_t, uint32_t>, size_t> causes{};
-  OtherDates otherDates{};
+  // When all dates are in one notation that is not year/month/day they become one finding.
+  bool hasDate = false;                        // That is year/month/day.
+  std::map<std::string, size_t> otherDates{};  // How many by notation, with N for each number.
   size_t mergeMark = Findings::kNotKept;
-
-  // Of the line that is checked: more than any line has fields, with empty ones at the end.
-  std::array<std::string_view, 32> words{};
 
   // The card sets by their format and the bits that their site values give a card.
   std::map<std::pair<uint32_t, PatternWords>, uint32_t> setsByValues{};
@@ -117,15 +106,22 @@ struct CardsCheck {
   // encoded. The words of an 'f' or 'd' line are split in place. Throws std::bad_alloc.
   int32_t checkAsBuild(const CheckedLine& line, char* text, const CheckedFormat* format);
 
+  void addOtherDate(std::string_view date);
+
   void addUnindexed(uint32_t first, int64_t last) {
     uint32_t& known = unindexed[first];
     known = std::max(known, static_cast<uint32_t>(std::min<int64_t>(last, UINT32_MAX)));
   }
 
-  // Null for an ID that no card set may have, and for a card set that is not defined.
-  const cardset* findSet(int32_t csid) const;
+  // Null for a card set that is not defined.
+  const cardset* findSet(int32_t csid) const {
+    return site.cardSets().getCardSet(static_cast<uint32_t>(csid));
+  }
   // Null also when the formats file does not list the format of the card set.
-  const CheckedFormat* formatOf(int32_t csid) const;
+  const CheckedFormat* formatOf(int32_t csid) const {
+    const cardset* const set = findSet(csid);
+    return set == nullptr ? nullptr : formats.find(set->fmtid);
+  }
 };
 
 inline constexpr char kBlockDelimiters[] = " \n\r";  // What separates the words of a 'd' line.
@@ -137,6 +133,8 @@ class FieldsCheck {
   FieldsCheck(CardsCheck& check, CheckedLine& line, const char* words);
 
   bool isHex() const { return *_line.text == kNoFormatCardLine; }
+  // Whether the words of a line end here.
+  static bool isEnd(std::string_view word) { return word.empty() || word[0] == '#'; }
   bool hasCardSet() const { return _csid >= kFirstCardSetId && _csid <= kLastCardSetId; }
   // As a build reads it.
   int32_t numberIn(size_t field) const { return static_cast<int32_t>(wordValue(_words[field])); }
@@ -177,9 +175,7 @@ class FieldsCheck {
   // What a build accepts silently in fields of several lines, and a site would not want. A build
   // keeps the low bits of a number that is too large; checkRange() returns it as it is written.
   int64_t checkRange(size_t field) const;
-  // What the format of the card set allows as card numbers; null for any.
-  const FieldDefinition* numberRange() const;
-  // Reports a card number outside that range. Returns whether it is outside.
+  // Reports a card number that the format of the card set does not allow. Returns whether it did.
   bool checkNumberRange(int64_t number) const;
   void checkLevel(size_t field) const;
   void warnIfZero(size_t field) const {
@@ -189,9 +185,9 @@ class FieldsCheck {
   CardsCheck& _check;
   CheckedLine& _line;
   std::span<const LineField> _fields;
-  std::array<std::string_view, 32>& _words;
-  int32_t _csid = 0;                       // As a build reads it; 0 for a line without one.
-  const CheckedFormat* _listed = nullptr;  // That of the card set, if it is listed.
+  std::array<std::string_view, 32> _words{};  // More than a line has fields; empty at the end.
+  int32_t _csid = 0;                          // As a build reads it; 0 for a line without one.
+  const CheckedFormat* _listed = nullptr;     // That of the card set, if it is listed.
 };
 
 // The checks of the lines, by their types. They return the result of a build for the line.

@@ -3,7 +3,6 @@
 #include <tuple>
 
 #include "cardsets/card_functions.h"
-#include "support/fieldscanner.h"
 
 namespace badgemint::admin {
 
@@ -12,13 +11,8 @@ namespace {
 constexpr char kDigits[] = "0123456789";
 constexpr char kHexDigits[] = "0123456789ABCDEFabcdef";
 
-// What a word of a field can have after a sign.
-struct Notation {
-  const char* characters;
-  size_t mostDigits;
-};
-
-Notation notationOf(const LineField& field, bool isHex) {
+// The characters that a word of a field can have after a sign, and the most digits.
+std::pair<const char*, size_t> notationOf(const LineField& field, bool isHex) {
   switch (field.kind) {
     case FieldKind::kCardNumber:
       return {isHex ? kHexDigits : kDigits, kMaxCardNumberDigits};
@@ -39,8 +33,7 @@ size_t signLength(std::string_view word) {
 // shown that may be of a PIN.
 std::string quoted(std::string_view word, size_t length) {
   const bool showsNext = length < word.size() && !isDigit(word[length]);
-  const size_t end = length + (showsNext ? 1 : 0);
-  return fmt::format("\"{}{}\"", printable(word.substr(0, end)), end < word.size() ? "..." : "");
+  return inQuotes(word, length + (showsNext ? 1 : 0));
 }
 
 }  // namespace
@@ -64,7 +57,7 @@ int Findings::addFile(std::string name) {
 
 size_t Findings::add(Finding finding, fmt::string_view format, fmt::format_args args) {
   ++(finding.isError() ? _errors : _warnings);
-  if (++_counts[finding.kind()] > kMostOfOneKind && !_keepAll) return kNotKept;
+  if (++_counts[finding.kind()] > _mostOfOneKind) return kNotKept;
   finding.text = fmt::vformat(format, args);
   _kept.push_back(std::move(finding));
   return _kept.size() - 1;
@@ -100,7 +93,7 @@ std::vector<Finding> Findings::sorted() const {
 std::map<std::string, size_t> Findings::notKept() const {
   std::map<std::string, size_t> more;
   for (const auto& [kind, count] : _counts)
-    if (!_keepAll && count > kMostOfOneKind) more[kind] = count - kMostOfOneKind;
+    if (count > _mostOfOneKind) more[kind] = count - _mostOfOneKind;
   return more;
 }
 
@@ -151,9 +144,8 @@ std::string keyText(const CardPattern& key) {
   return text;
 }
 
-std::string inQuotes(std::string_view word) {
-  constexpr size_t kMost = 60;
-  return '"' + printable(word.substr(0, kMost)) + (word.size() > kMost ? "...\"" : "\"");
+std::string inQuotes(std::string_view word, size_t most) {
+  return fmt::format("\"{}{}\"", printable(word.substr(0, most)), word.size() > most ? "..." : "");
 }
 
 size_t numberLength(std::string_view text) {
@@ -163,22 +155,13 @@ size_t numberLength(std::string_view text) {
   return end > sign ? end : 0;
 }
 
-int64_t wordValue(std::string_view word) {
-  // Up to 18 digits stay within 63 bits.
-  if (word.size() > 18 || !std::ranges::all_of(word, isDigit)) return textToInt64(word.data());
-  int64_t value = 0;
-  for (const char c : word) value = value * 10 + (c - '0');
-  return value;
-}
-
 std::string shown(std::string_view word, const LineField& field, bool isHex) {
   if (field.kind == FieldKind::kPin) return {};
-  const Notation notation = notationOf(field, isHex);
-  const size_t end = word.find_first_not_of(notation.characters, signLength(word));
+  const auto [characters, mostDigits] = notationOf(field, isHex);
+  const size_t end = word.find_first_not_of(characters, signLength(word));
   const std::string_view part = word.substr(0, end);
   const auto digits = static_cast<size_t>(std::ranges::count_if(part, isDigit));
-  return digits > notation.mostDigits ? fmt::format("of {} digits", digits)
-                                      : quoted(word, part.size());
+  return digits > mostDigits ? fmt::format("of {} digits", digits) : quoted(word, part.size());
 }
 
 std::string effectOf(std::string_view shownWord, const char* effect, int64_t number) {

@@ -19,6 +19,7 @@
 #include "carddb/identrecord.h"
 #include "formats/bitpattern.h"
 #include "inputcards/cardline.h"
+#include "support/fieldscanner.h"
 #include "support/textutil.h"
 
 namespace badgemint::admin {
@@ -74,33 +75,28 @@ struct Verdict {
 // finding that is not kept is never made.
 class Findings {
  public:
-  static constexpr size_t kMostOfOneKind = 100;
   static constexpr size_t kNotKept = SIZE_MAX;
 
-  explicit Findings(bool keepAll = false) : _keepAll(keepAll) {}
+  explicit Findings(bool keepAll = false) : _mostOfOneKind(keepAll ? SIZE_MAX : 100) {}
 
   // Files are numbered in the order in which their findings are to be printed. `name` is as the
   // user knows it.
   int addFile(std::string name);
   const std::string& fileName(int file) const { return _files.at(static_cast<size_t>(file)); }
 
-  // Add an error with the result code of the build, and a warning with its rule. The compiler
-  // checks the arguments against the format. `rule` must be a literal. error() returns the error's
-  // number for countFurther(), kNotKept when the error was not kept.
+  // Add an error at which a build ends, if it gets there, with the result code of the build, and a
+  // warning with its rule. The compiler checks the arguments against the format. `rule` must be a
+  // literal. fail() returns the error's number for countFurther(), kNotKept when the error was not
+  // kept.
   template <typename... Args>
-  size_t error(Place place, int32_t code, fmt::format_string<Args...> format, Args&&... args) {
+  size_t fail(Place place, int32_t code, fmt::format_string<Args...> format, Args&&... args) {
+    setVerdict(code, {place.file, place.line});
     return add({place, {}, code, {}}, format, fmt::make_format_args(args...));
   }
   template <typename... Args>
   void warn(Place place, std::string_view rule, fmt::format_string<Args...> format,
             Args&&... args) {
     add({place, {}, 0, rule}, format, fmt::make_format_args(args...));
-  }
-  // The same for an error at which a build ends if it gets there.
-  template <typename... Args>
-  size_t fail(Place place, int32_t code, fmt::format_string<Args...> format, Args&&... args) {
-    setVerdict(code, {place.file, place.line});
-    return error(place, code, format, std::forward<Args>(args)...);
   }
   // The same for a fault.
   void fault(Place place, std::string_view rule, const std::string& text, const About& about = {}) {
@@ -144,7 +140,7 @@ class Findings {
   JsonObject json(const Finding& finding) const;
 
  private:
-  bool _keepAll;
+  size_t _mostOfOneKind;
   std::vector<std::string> _files;
   std::vector<Finding> _kept;
   std::map<std::string, size_t> _counts;  // By their kinds.
@@ -155,8 +151,8 @@ class Findings {
 
 // The 32 hexadecimal digits of a key.
 std::string keyText(const CardPattern& key);
-// printable() in double quotes, as messages show a word of a file; cut where it is long.
-std::string inQuotes(std::string_view word);
+// printable() in double quotes, as messages show a word of a file; cut after `most` characters.
+std::string inQuotes(std::string_view word, size_t most = 60);
 
 // The length of the decimal number at the start of a text, with its sign; 0 for none.
 size_t numberLength(std::string_view text);
@@ -170,7 +166,10 @@ inline bool isZero(std::string_view word) {
 
 // The number that a word begins with, and 0 where there is none; it saturates at 64 bits. A NUL or
 // another character that is not a digit must follow the word.
-int64_t wordValue(std::string_view word);
+inline int64_t wordValue(std::string_view word) {
+  SaturatedInt64 number{};
+  return digitsToInt64(word, number) ? number.value : textToInt64(word.data());
+}
 
 // How a message shows a word of a wrong line, which may be a PIN. The word of a PIN field is not
 // shown. Any other is quoted up to the first character that its field cannot have, or shown as "of

@@ -395,8 +395,8 @@ void checkFormatFile(const std::string& path, CheckedFormat& entry, CardFormatSe
   const int file = findings.addFile(path);
   const std::string name = path.substr(path.rfind('/') + 1);
   if (!CardFormatSet::isFormatFile(name.c_str())) {
-    findings.error({file}, kFormatNotAdded,
-                   "not a format file: its name does not contain .cdf, .eff or .vff");
+    findings.fail({file}, kFormatNotAdded,
+                  "not a format file: its name does not contain .cdf, .eff or .vff");
     return;
   }
   CardFormat* const format = formats.addFormat(entry.id, name.c_str());

@@ -31,11 +31,6 @@ bool isNone(std::string_view word) {
   return word.size() == 1 && word[0] == '0';
 }
 
-// Whether the words of a line end here.
-bool isEnd(std::string_view word) {
-  return word.empty() || word[0] == '#';
-}
-
 std::string_view lastPart(std::string_view word, char separator) {
   return word.substr(word.rfind(separator) + 1);
 }
@@ -146,15 +141,14 @@ class HolderLine : FieldsCheck {
       effect = "is not a number: its first digits are read, and the rest is read as the next field";
     reportUnreliable(_line.at(word), isDateOrTime(field) ? "date" : "number", _whole,
                      fmt::format("{} {} {}", field.name, shownWord(_whole), effect));
-    if (field.kind == FieldKind::kDate) _check.otherDates.add(word);
+    if (field.kind == FieldKind::kDate) _check.addOtherDate(word);
     return true;
   }
 
   // The words before a comment.
   size_t countWords() const {
-    auto count = static_cast<size_t>(std::ranges::find_if(_words, isEnd) - _words.begin());
-    if (count < _words.size()) return count;
-    FieldScanner scanner(_words.back().data() + _words.back().size());
+    size_t count = 0;
+    FieldScanner scanner(_line.text + 1);
     while (!isEnd(scanner.nextWord(SIZE_MAX))) ++count;
     return count;
   }
@@ -215,7 +209,7 @@ class HolderLine : FieldsCheck {
       case FieldKind::kCardNumber:
         if (isHex() && word.size() % 2 == 1)
           warn(field, "hex", "has an odd number of digits, and a 0 is added at its end");
-        if (numberRange() != nullptr) checkNumberRange(wordValue(word));
+        checkNumberRange(wordValue(word));
         return warnIfZero(field);
       case FieldKind::kPin:
         return checkPin(word);
@@ -274,7 +268,7 @@ class HolderLine : FieldsCheck {
     } else if (parsePeriodEnd(end, date, time, seconds) != kSuccess) {
       reportUnreadable(end, field);
     } else {
-      _check.otherDates.isMixed = true;
+      _check.hasDate = true;
       if (!isNone(time) && (std::ranges::count(time, ':') > 2 || !isNumber(lastPart(time, ':'))))
         warn(field + 1, "date", "is read only up to its seconds");
       else if (!hasDay(date, seconds))
@@ -292,7 +286,7 @@ class HolderLine : FieldsCheck {
     if (parsePeriodEnd(end, _words[field], "0", midnight) == kSuccess)
       return warn(field + 1, "date", fmt::format("is not hours:minutes:seconds: {}", effect));
     warn(field, "date", fmt::format("is not year/month/day from 1970 to 2037: {}", effect));
-    _check.otherDates.add(_words[field]);
+    _check.addOtherDate(_words[field]);
   }
 
   size_t _whole = 0;  // Fields before the first that the line lacks or that is not a whole word.

@@ -1,6 +1,5 @@
 // What only the whole cards file can show: keys and unique IDs that occur twice, PIN idents without
 // their card, escorts that are not holders.
-#include <bitset>
 #include <new>
 #include <tuple>
 #include <unordered_set>
@@ -34,22 +33,19 @@ About aboutOf(const CardIndexEntry& entry) {
 // Entries are known by their positions in the index, which are in the order of the file.
 class WholeFileCheck {
  public:
-  explicit WholeFileCheck(CardsCheck& check)
-      : _check(check), _index(check.index), _unindexed(std::move(check.unindexed)) {
-    if (!_unindexed.empty()) _lowest = _unindexed.begin()->first;
+  explicit WholeFileCheck(CardsCheck& check) : _check(check), _index(check.index) {
+    if (!check.unindexed.empty()) _lowest = check.unindexed.begin()->first;
     // Extends each range to the highest end so far: then only the last range that begins at or
     // before an ID matters.
-    for (uint32_t highest = 0; auto& [first, last] : _unindexed)
+    for (uint32_t highest = 0; auto& [first, last] : check.unindexed)
       highest = last = std::max(highest, last);
-    for (const EscortUse& use : check.escorts) {
-      _escorts[use.escort];
-      _mayBeEscort.set(use.escort % _mayBeEscort.size());
-    }
+    for (const EscortUse& use : check.escorts) _escorts[use.escort];
     // Sites have few escorts: to look for them among the holders needs no sorted holders.
     for (int32_t i = 0; i < _index.count(); ++i) {
       const uint32_t uniqid = entry(i).uniqid;
       _lowest = std::min(_lowest, uniqid);
-      if (isEscort(uniqid)) _escorts[uniqid] = true;
+      if (const auto escort = _escorts.find(uniqid); escort != _escorts.end())
+        escort->second = true;
     }
   }
 
@@ -79,11 +75,8 @@ class WholeFileCheck {
   Place placeOf(const CardIndexEntry& entry) const { return {_check.file, entry.line, 0}; }
 
   bool isUnindexed(uint32_t uniqid) const {
-    const auto after = _unindexed.upper_bound(uniqid);
-    return after != _unindexed.begin() && std::prev(after)->second >= uniqid;
-  }
-  bool isEscort(uint32_t uniqid) const {
-    return _mayBeEscort[uniqid % _mayBeEscort.size()] && _escorts.contains(uniqid);
+    const auto after = _check.unindexed.upper_bound(uniqid);
+    return after != _check.unindexed.begin() && std::prev(after)->second >= uniqid;
   }
   bool isHolder(uint32_t escort) const { return _escorts.at(escort) || isUnindexed(escort); }
 
@@ -197,19 +190,16 @@ class WholeFileCheck {
         reportMissingEscort(use);
       else if (closesRing(use))
         warn(use,
-             "holder {} is his own escort, directly or through others: doors that need an escort "
-             "never open for him",
-             use.uniqid);
+             "holder {0} is his own escort, directly or through others: doors that need an escort "
+             "never open for him");
       else if (!isHolder(use.escort))
-        warn(use, "escort {} does not exist: doors that need an escort never open for holder {}",
-             use.escort, use.uniqid);
+        warn(use, "escort {1} does not exist: doors that need an escort never open for holder {0}");
   }
 
-  template <typename... Args>
-  void warn(const EscortUse& use, fmt::format_string<Args...> format, Args&&... args) const {
+  void warn(const EscortUse& use, fmt::format_string<const uint32_t&, const uint32_t&> text) const {
     const Place place{_check.file, use.line, use.column};
-    _check.findings.add({.place = place, .rule = "escort", .about = {.holder = use.uniqid}}, format,
-                        fmt::make_format_args(args...));
+    _check.findings.add({.place = place, .rule = "escort", .about = {.holder = use.uniqid}}, text,
+                        fmt::make_format_args(use.uniqid, use.escort));
   }
 
   void reportMissingEscort(const EscortUse& use) const {
@@ -222,29 +212,26 @@ class WholeFileCheck {
   // Whether holders escort each other in a ring, of one or more, and this is the last line of it.
   // Only the first line of a holder counts.
   bool closesRing(const EscortUse& use) {
-    if (!isEscort(use.uniqid)) return false;  // As most: they escort nobody.
+    if (!_escorts.contains(use.uniqid)) return false;  // As most: they escort nobody.
     const auto [own, isFirst] = _lastEscorts.try_emplace(use.uniqid, use.uniqid);
     if (isFirst) own->second = lastEscort(use.escort);
     return isFirst && own->second == use.uniqid;
   }
   // The end of the chain of escorts that begins with this holder.
   uint32_t lastEscort(uint32_t holder) {
-    auto at = _lastEscorts.find(holder);
-    while (at != _lastEscorts.end() && at->first != at->second) {
-      holder = at->second;
-      const auto next = _lastEscorts.find(holder);
+    for (;;) {
+      const auto at = _lastEscorts.find(holder);
+      if (at == _lastEscorts.end() || at->second == holder) return holder;
+      const auto next = _lastEscorts.find(at->second);
       if (next != _lastEscorts.end()) at->second = next->second;  // Shortens the next way.
-      at = next;
+      holder = at->second;
     }
-    return holder;
   }
 
   CardsCheck& _check;
   const CardIndex& _index;
-  std::map<uint32_t, uint32_t> _unindexed;
   uint32_t _lowest = UINT32_MAX;                // Of all unique IDs.
   std::unordered_map<uint32_t, bool> _escorts;  // That lines name, and whether the index has them.
-  std::bitset<65536> _mayBeEscort;              // By the low bits of the ID; sooner than a search.
   // Of escorts with an escort the last one known, or one on the way to him.
   std::unordered_map<uint32_t, uint32_t> _lastEscorts;
   std::vector<Conflict> _conflicts;
