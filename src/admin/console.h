@@ -33,7 +33,6 @@ class Failure : public std::runtime_error {
   template <typename... Args>
   Failure(ExitStatus status, fmt::format_string<Args...> format, Args&&... args)
       : std::runtime_error(fmt::format(format, std::forward<Args>(args)...)), _status(status) {}
-  Failure(ExitStatus status, const std::string& text) : std::runtime_error(text), _status(status) {}
 
   ExitStatus status() const { return _status; }
 
@@ -47,7 +46,6 @@ class FailureOf : public Failure {
   template <typename... Args>
   explicit FailureOf(fmt::format_string<Args...> format, Args&&... args)
       : Failure(kStatus, format, std::forward<Args>(args)...) {}
-  explicit FailureOf(const std::string& text) : Failure(kStatus, text) {}
 };
 using Refused = FailureOf<ExitStatus::kRefused>;
 using NotDone = FailureOf<ExitStatus::kNotDone>;

@@ -121,7 +121,7 @@ void Replacement::recover(bool mayFinish) {
     return _private->look(file.after).has_value();
   };
   if (_private->look(kJournal)) {
-    if (!mayFinish) throw Refused(noteOfCutShort(_folder.path()));
+    if (!mayFinish) throw Refused("{}", noteOfCutShort(_folder.path()));
     finishCutShort();
   } else if (_private->look(kDone)) {
     _note = "an earlier build was cut short after it had replaced all files";

@@ -29,10 +29,6 @@ std::vector<CredentialChange> differences(const std::vector<IdentRecord>& before
   return changes;
 }
 
-bool isOpen(const CredentialChange& change) {
-  return (change.before == nullptr) != (change.now == nullptr);
-}
-
 // Joins a removed and an added credential of the same identity into one change. Credentials without
 // an identity are left alone.
 template <typename IdentityOf>
@@ -40,9 +36,11 @@ void joinPairs(std::vector<CredentialChange>& changes, IdentityOf identityOf) {
   using Identity = typename std::invoke_result_t<IdentityOf, CredentialChange&>::value_type;
   std::vector<std::pair<Identity, CredentialChange*>> removed, added;
   for (auto* const list : {&removed, &added}) list->reserve(changes.size());
-  for (CredentialChange& change : changes)
-    if (const auto identity = isOpen(change) ? identityOf(change) : std::nullopt)
+  for (CredentialChange& change : changes) {
+    if (change.before != nullptr && change.now != nullptr) continue;
+    if (const auto identity = identityOf(change))
       (change.now == nullptr ? removed : added).emplace_back(*identity, &change);
+  }
   for (auto* const list : {&removed, &added})
     if (!std::is_sorted(list->begin(), list->end())) std::sort(list->begin(), list->end());
   auto to = added.begin();
@@ -114,7 +112,7 @@ bool isKeyOfCard(const CredentialChange& change) {
          !isPinEntry(*change.before);
 }
 
-// Prints lines, each made in one text: there may be a million of them.
+// Prints a change in one line.
 class ChangePrinter {
  public:
   ChangePrinter(const Site& before, const Site& now, ChangeForm form, Console& console)
@@ -123,42 +121,42 @@ class ChangePrinter {
   template <typename Change>
   void print(const Change& change) {
     if (_form.json) return _console.printJson(json(change));
-    _text.clear();
-    addText(change);
-    _console.output() << _text << '\n';
+    printText(change);
+    _console.print("\n");
   }
 
  private:
-  void addText(const HolderChange& change) {
-    add("holder {}: {}", uniqidOf(change), nameOf(change.kind()));
+  void printText(const HolderChange& change) {
+    _console.print("holder {}: {}", uniqidOf(change), nameOf(change.kind()));
     if (change.kind() != kChanged) return;
     const char* separator = ": ";
     forEachDifference(change, _form.withPins,
                       [&](const auto& name, const auto& before, const auto& now) {
-                        add("{}{}", std::exchange(separator, ", "), name);
-                        if (before != now) add(": {} -> {}", before, now);  // Else a hidden PIN.
+                        _console.print("{}{}", std::exchange(separator, ", "), name);
+                        if (before != now)
+                          _console.print(": {} -> {}", before, now);  // Else a hidden PIN.
                       });
   }
 
-  void addText(const CredentialChange& change) {
+  void printText(const CredentialChange& change) {
     const auto& [before, now] = change;
     const ChangeKind kind = change.kind();
     const std::string name = credentialText(change.record(), siteOf(change), _form.withPins);
-    add("holder {}: {}", uniqidOf(change), name);
+    _console.print("holder {}: {}", uniqidOf(change), name);
     if (isKeyOfCard(change)) {
-      add(": key {} -> {}", keyText(before->cardnumber), keyText(now->cardnumber));
+      _console.print(": key {} -> {}", keyText(before->cardnumber), keyText(now->cardnumber));
       forEachDifference(before->cardsetcode, _before, _now,
                         [this](const auto& letter, int64_t old, int64_t fresh) {
-                          add(", {0}={1} -> {0}={2}", letter, old, fresh);
+                          _console.print(", {0}={1} -> {0}={2}", letter, old, fresh);
                         });
     } else {
-      add(" {}", nameOf(kind));
-      if (kind == kMoved) add(" to holder {}", now->uniqid);
+      _console.print(" {}", nameOf(kind));
+      if (kind == kMoved) _console.print(" to holder {}", now->uniqid);
       const std::string newName =
           change.isReplaced() ? credentialText(*now, _now, _form.withPins) : name;
-      if (newName != name) add(", now {}", newName);
+      if (newName != name) _console.print(", now {}", newName);
     }
-    if (kind != kDeleted && now != nullptr && now->deleted != 0) add(", deleted");
+    if (kind != kDeleted && now != nullptr && now->deleted != 0) _console.print(", deleted");
   }
 
   JsonObject json(const HolderChange& change) const {
@@ -189,15 +187,9 @@ class ChangePrinter {
     return change.before != nullptr ? _before : _now;
   }
 
-  template <typename... Args>
-  void add(fmt::format_string<Args...> format, Args&&... args) {
-    _text += fmt::format(format, std::forward<Args>(args)...);
-  }
-
   const Site &_before, &_now;
   const ChangeForm _form;
   Console& _console;
-  std::string _text;
 };
 
 }  // namespace
@@ -220,12 +212,13 @@ ChangeKind CredentialChange::kind() const {
   return now->deleted != 0 ? kDeleted : kRestored;
 }
 
-Changes compare(const Databases& before, const Databases& now) {
+Changes compare(const Site& before, const Site& now) {
   Changes changes;
-  forEachUniqid(before.accesses, now.accesses, [&](uint32_t, auto old, auto fresh) {
+  const auto addHolder = [&](uint32_t, auto old, auto fresh) {
     if (!std::ranges::equal(old, fresh)) changes.holders.push_back({old, fresh});
-  });
-  changes.credentials = differences(before.idents, now.idents);
+  };
+  forEachUniqid(before.databases().accesses, now.databases().accesses, addHolder);
+  changes.credentials = differences(before.databases().idents, now.databases().idents);
   joinPairs(changes.credentials, [](const CredentialChange& change) {
     return std::optional(std::pair(uniqidOf(change), change.record().cardnumber));
   });
@@ -234,20 +227,13 @@ Changes compare(const Databases& before, const Databases& now) {
     const bool mayMatch = isShared[static_cast<size_t>(&change - changes.credentials.data())];
     return mayMatch ? std::optional(change.record().cardnumber) : std::nullopt;
   });
-  joinPairs(changes.credentials, [](const CredentialChange& change) {  // PINs of any digits.
-    const std::pair owner(uniqidOf(change), change.record().cardsetcode);
-    return isPinEntry(change.record()) ? std::optional(owner) : std::nullopt;
-  });
-  return changes;
-}
-
-Changes compare(const Site& before, const Site& now) {
-  Changes changes = compare(before.databases(), now.databases());
-  using Card = std::tuple<uint32_t, uint32_t, int64_t>;
-  joinPairs(changes.credentials, [&](const CredentialChange& change) -> std::optional<Card> {
+  // The same number with another key, and PINs of any digits.
+  using Credential = std::tuple<uint32_t, uint32_t, int64_t>;
+  joinPairs(changes.credentials, [&](const CredentialChange& change) -> std::optional<Credential> {
     const auto& [key, uniqid, code, deleted] = change.record();
+    if (isPinEntry(change.record())) return Credential{uniqid, code, 0};
     const auto number = (change.before != nullptr ? before : now).cardNumberOf(change.record());
-    return number ? std::optional(Card{uniqid, code, *number}) : std::nullopt;
+    return number ? std::optional(Credential{uniqid, code, *number}) : std::nullopt;
   });
   return changes;
 }

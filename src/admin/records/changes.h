@@ -62,10 +62,9 @@ size_t countOf(ChangeKind kind, const auto& changes) {
   return static_cast<size_t>(std::ranges::count_if(changes, isOfKind));
 }
 
-// Both must be sorted. With sites, a card that is removed and one that is added are one change when
-// the same holder has both and they have the same number: only the key has changed. Each key is
-// read with the formats and card sets of its own site.
-Changes compare(const Databases& before, const Databases& now);
+// The databases of both must be sorted. A card that is removed and one that is added are one change
+// when the same holder has both and they have the same number: only the key has changed. Each key
+// is read with the formats and card sets of its own site, if it has any.
 Changes compare(const Site& before, const Site& now);
 
 // Prints a line for each change, all of one holder together. Cards are named by the formats and

@@ -28,7 +28,7 @@ class ExpectedRecords final : private RecordSink {
   using Visit = std::function<void(const ExpectedRecord&)>;
 
   ExpectedRecords(const Site& site, Visit visit)
-      : _site(site.siteCards()), _writer(_site, *this), _visit(std::move(visit)) {}
+      : _writer(site.siteCards(), *this), _visit(std::move(visit)) {}
 
   // One line. kSuccess, or the code with which a build ends at it. Exceptions of `visit` are passed
   // on.
@@ -40,7 +40,6 @@ class ExpectedRecords final : private RecordSink {
  private:
   [[nodiscard]] int32_t put(const IdentRecord& ident, const AccessRecord* access) override;
 
-  SiteCards& _site;
   LineWriter _writer;
   const Visit _visit;
   int32_t _line = 0;

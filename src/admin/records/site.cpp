@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
-#include <exception>
 #include <filesystem>
 #include <new>
 
@@ -54,18 +53,17 @@ void readOneState(std::span<const std::string> paths, const std::function<void()
   for (int pauses = 0;; ++pauses) {
     const auto states = statesOf(paths);
     std::string note = noteOfReplacement(paths);
-    if (note.empty()) {
-      std::exception_ptr failure;
-      try {
-        read();
-      } catch (const std::runtime_error&) {
-        failure = std::current_exception();
-      }
-      // In this order: a replacement that ends between the two has changed the states.
+    // In this order: a replacement that ends between the two has changed the states.
+    const auto isOneState = [&] {
       note = noteOfReplacement(paths);
-      if (note.empty() && statesOf(paths) == states)
-        return failure ? std::rethrow_exception(failure) : void();
-    }
+      return note.empty() && statesOf(paths) == states;
+    };
+    if (note.empty()) try {
+        read();
+        if (isOneState()) return;
+      } catch (const std::runtime_error&) {
+        if (isOneState()) throw;
+      }
     if (pauses == kMostPauses)
       throw NotDone("{}",
                     note.empty() ? paths.front() + " is being written again and again" : note);
@@ -89,12 +87,12 @@ Site::Site(const SitePaths& paths, const Needs& needs, Console* console) {
     if (!paths.ident.empty()) _databases.readIdents(paths.ident);
     if (!paths.access.empty()) _databases.readAccesses(paths.access);
   });
-  if (needs.formats && !_problems.empty()) throw NotDone(_problems.front());
+  if (needs.formats && !_problems.empty()) throw NotDone("{}", _problems.front());
   if (const auto first = _cardSetProblems.begin(); first != _cardSetProblems.end())
     _problems.push_back(fmt::format("{}:{}: {} ({} such lines)", paths.cardSets, first->first,
                                     first->second, _cardSetProblems.size()));
   if (const std::string rest = whyNotWhole(_databases, paths); !rest.empty()) {
-    if (needs.wholeRecords) throw Failure(*needs.wholeRecords, rest);
+    if (needs.wholeRecords) throw Failure(*needs.wholeRecords, "{}", rest);
     _problems.push_back(rest);
   }
   if (needs.sorted) _databases.sort();

@@ -33,13 +33,13 @@ bool ownsPin(const Holder& holder) {
 }
 
 // Those with a line in a diff of the databases in a folder and these.
-HolderTest changedSince(const SitePaths& site, const std::string& folder, const Databases& now) {
+HolderTest changedSince(const SitePaths& site, const std::string& folder, const Site& now) {
   SitePaths paths = site;
   paths.formats = paths.cardSets = "";
   paths.ident = pathIn(folder, site.ident);
   paths.access = pathIn(folder, site.access);
   const Site before(paths, {.wholeRecords = ExitStatus::kRefused, .sorted = true});
-  const Changes changes = compare(before.databases(), now);
+  const Changes changes = compare(before, now);
   std::unordered_set<uint32_t> changed;
   for (const HolderChange& change : changes.holders) changed.insert(uniqidOf(change));
   for (const CredentialChange& change : changes.credentials) changed.insert(uniqidOf(change));
@@ -48,8 +48,7 @@ HolderTest changedSince(const SitePaths& site, const std::string& folder, const 
   };
 }
 
-std::vector<HolderTest> filtersOf(const ListOptions& options, uint32_t now,
-                                  const Databases& databases) {
+std::vector<HolderTest> filtersOf(const ListOptions& options, uint32_t now, const Site& site) {
   const uint32_t level = parseNumber("--level", options.level, UINT16_MAX);
   const uint32_t set = parseNumber("--set", options.set, kPinIdentCode);
   const uint32_t escort = parseNumber("--escort", options.escort, UINT32_MAX);
@@ -78,7 +77,7 @@ std::vector<HolderTest> filtersOf(const ListOptions& options, uint32_t now,
   for (const auto& [isGiven, filter] : all)
     if (isGiven) filters.push_back(filter);
   if (!options.changedSince.empty())
-    filters.push_back(changedSince(options.site, options.changedSince, databases));
+    filters.push_back(changedSince(options.site, options.changedSince, site));
   return filters;
 }
 
@@ -179,13 +178,12 @@ ExitStatus list(const ListOptions& options, Console& console) {
   if ((options.pin || options.noPin) && !options.withPins)
     throw NotDone("--pin and --no-pin need --with-pins");
   const Site site(options.site, {.wholeRecords = ExitStatus::kRefused, .sorted = true}, &console);
-  const Databases& databases = site.databases();
   const uint32_t now = parseTimeOrNow("", "");
-  const std::vector<HolderTest> filters = filtersOf(options, now, databases);
+  const std::vector<HolderTest> filters = filtersOf(options, now, site);
   ListPrinter printer(options, site, now, console);
   if (!options.count) printer.printHead();
   size_t count = 0;
-  databases.forEachHolder([&](const Holder& holder) {
+  site.databases().forEachHolder([&](const Holder& holder) {
     for (const HolderTest& filter : filters)
       if (!filter(holder)) return;
     ++count;

@@ -110,7 +110,7 @@ Subject findSubject(const WhyOptions& options, const Site& site) {
                   isCard ? "card " + options.card : "the credential with key " + keyText(key));
   const auto last = std::find_if(idents.rbegin(), idents.rend(), isWanted);
   const std::string name = credentialText(*first, site, options.withPins);
-  if (last->uniqid != first->uniqid) throw NotDone(name + " belongs to several holders");
+  if (last->uniqid != first->uniqid) throw NotDone("{} belongs to several holders", name);
   return {name, {first->uniqid, databases.holder(first->uniqid).accesses, {first, last.base()}}};
 }
 
