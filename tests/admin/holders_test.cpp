@@ -128,7 +128,7 @@ class Why : public testing::Test {
     writeFile("levels", "1 4 3 5 8\n2 4 7 4 6\n3 5 3\n");
     const IdentRecord pin = {{0x47, 0x11, 0xF0}, 1, kPinIdentCode};
     writeRecords<IdentRecord>(
-        "ident.db", {card(1), card(2), card(3), card(4), card(5, 1), card(6), card(8), pin});
+        "ident.db", {card(8), card(2), card(3), card(4), card(5, 1), card(6), card(1), pin});
     writeRecords<AccessRecord>("access.db", {{.uniqid = 1, .acclevel = {3, 1, 2, 1}},
                                              {.uniqid = 2, .acclevel = {1}, .endtime = 199},
                                              {.uniqid = 3, .acclevel = {1}, .starttime = 201},
@@ -189,11 +189,13 @@ TEST_F(Why, RefusesWhatItCannotDecide) {
 }
 
 TEST(Json, EscapesWhatTextCannotHold) {
-  EXPECT_EQ(
-      JsonObject().add("text", "\"\\\n\xC3\xBC\x80\xED\xA0\x80\xF5").add("flag", false).text(),
-      R"({"text":"\"\\\u000A)"
-      "\xC3\xBC"
-      R"(\\x80\\xED\\xA0\\x80\\xF5","flag":false})");
+  EXPECT_EQ(JsonObject()
+                .add("text", "\"\\\n\xC3\xBC\xE2\x82\xAC\x80\xED\xA0\x80\xF5")
+                .add("flag", false)
+                .text(),
+            R"({"text":"\"\\\u000A)"
+            "\xC3\xBC\xE2\x82\xAC"
+            R"(\\x80\\xED\\xA0\\x80\\xF5","flag":false})");
 }
 
 }  // namespace badgemint::admin::holders_test

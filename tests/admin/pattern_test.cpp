@@ -54,6 +54,7 @@ TEST(Pattern, ReportsWhatBitsCanBeAndWhichNumbersCannot) {
       {"pattern --format 4.vff 1", 0, "mask  ..P*\nbits  0011\nkey   030000"},
       {"pattern --format 136.vff 512", 0, "0010--------\nkey   00000000000000000000000000000002\n"},
       {"pattern --format 26.cdf --set A=256 1", 2, "", "--set is refused: "},
+      {"pattern --format 26.cdf --set I=1 1", 2, "", "where a field letter A to H is expected"},
       {"pattern --format 26.cdf 1", 0, "key   000000020000", "field A"},
   });
 }

@@ -289,15 +289,18 @@ TEST_F(ReaderSweep, EachCallFails) {
 TEST_F(ReaderSweep, EachCallOfADumpFailsOrIsInterrupted) {
   const std::string dumped = runAdmin("dump" + kSite).output;
   const auto removeOutput = [] { fs::remove("out"), fs::remove("out.new"); };
-  for (const int signal : {0, SIGINT, SIGKILL})
-    for (const bool forEver : {false, true}) {
-      Fault fault = {.call = "any", .forEver = forEver, .signal = signal};
-      const std::string command = "dump --output out" + kSite;
-      for (removeOutput(); const auto run = failNext(command, fault); removeOutput()) {
-        EXPECT_TRUE(!fs::exists("out") || contentOf("out") == dumped);
-        EXPECT_TRUE(signal == SIGKILL || !run->errors.empty() || fs::exists("out"));
-        EXPECT_TRUE(signal == SIGKILL || forEver || !fs::exists("out.new"));
-      }
+  const std::string command = "dump --output out" + kSite;
+  const Fault kFaults[] = {{.call = "any"},
+                           {.call = "any", .forEver = true},
+                           {.call = "any", .error = EINTR},
+                           {.call = "any", .signal = SIGINT},
+                           {.call = "any", .signal = SIGKILL}};
+  for (Fault fault : kFaults)
+    for (removeOutput(); const auto run = failNext(command, fault); removeOutput()) {
+      const bool isKilled = fault.signal == SIGKILL;
+      EXPECT_TRUE(!fs::exists("out") || contentOf("out") == dumped);
+      EXPECT_TRUE(isKilled || !run->errors.empty() || fs::exists("out"));
+      EXPECT_TRUE(isKilled || fault.forEver || !fs::exists("out.new"));
     }
 }
 

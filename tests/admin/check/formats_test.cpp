@@ -91,6 +91,7 @@ TEST_F(FormatsCheck, RuleMask) {
       {{"CDF", {{9, "9"}}, "9:1"},
        {"CDF", {{9, ""}}, "23:1"},
        {"CDF", {{21, "PAAAAAAA.BBBBBBBBBBBBBBBBP"}}, "21:9"},
+       {"CDF", {{21, ".AAAAAAAABBBBBBBBBBBBBBBBP"}}, "23:1"},
        {"EFF", {{21, std::string(48, 'A') + "BB"}}, "21:49"},
        {"CDF", {{22, "....11.x"}}, "22:5 22:8"},
        {"CDF", {{22, dots(27) + "1"}}, "22:28"},
