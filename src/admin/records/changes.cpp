@@ -122,7 +122,7 @@ class ChangePrinter {
   void print(const Change& change) {
     if (_form.json) return _console.printJson(json(change));
     printText(change);
-    _console.print("\n");
+    _console.output() << '\n';
   }
 
  private:
