@@ -61,11 +61,42 @@ struct PlainIdents {
   }
 };
 
+// Looks for every card, and marks it as deleted or valid.
+void useCards(IdentFile& ident, PlainIdents& plain, const MemoryFile& file) {
+  const auto records = plain.records;
+  for (uint32_t recno = 0; recno < records.size(); ++recno) {
+    const CardPattern& card = records[recno].cardnumber;
+    const auto first = plain.firstOf(card);
+    IdentRecord found;
+    CardPattern paired;
+    uint32_t number = 0, deleted = 7;
+    require(ident.readRecordAt(found, recno) == kSuccess && found == plain.records[recno],
+            "every record can be read");
+    require(ident.findCard(card, found, number) == kSuccess && found == *first &&
+                number == first - plain.records.begin(),
+            "every card is found");
+    require(ident.getPairedCard(card, paired) == kSuccess && paired == plain.pairs[card],
+            "and has its pair or none");
+    require(ident.verifyCard(card, number, deleted) == kSuccess && number == first->uniqid &&
+                deleted == first->deleted,
+            "and is verified");
+    const bool isRestored = recno % 3 == 0;
+    const int32_t result =
+        isRestored ? ident.setCardUndeleted(card, number) : ident.setCardDeleted(card, number);
+    require(result == plain.mark(card, isRestored ? 0 : 1) && number == first->uniqid,
+            "and is marked");
+  }
+  require(plain.areIn(file), "the file holds what the list does");
+}
+
 void useIdent(const MemoryFile& file, uint32_t requested, PlainIdents plain) {
   IdentFile ident;
   require(ident.loadIndex(file.path(), requested), "every file gives an index");
   require(ident.index()->count() == plain.records.size(), "the index holds every whole record");
   static_cast<void>(ident.index()->countDuplicates());
+  cardsets sets;
+  require(sets.create(0) == kSuccess && ident.countUnloadedCardSets(sets) >= 0, "it is walked");
+  useCards(ident, plain, file);
   const auto given = plain.records;
   for (size_t i = 0; i < given.size(); ++i) {
     IdentRecord any = given[given.size() - 1 - i];
@@ -73,33 +104,7 @@ void useIdent(const MemoryFile& file, uint32_t requested, PlainIdents plain) {
     if (ident.addOrReplace(any) != kSuccess) return;  // There is no room, or the end is cut.
     plain.addOrReplace(any);
   }
-  require(plain.areIn(file), "records are replaced and appended");
-  for (const IdentRecord& record : plain.records) {
-    const CardPattern& card = record.cardnumber;
-    const IdentRecord& first = *plain.firstOf(card);
-    IdentRecord found;
-    CardPattern paired;
-    uint32_t number = 0, deleted = 7;
-    require(ident.findCard(card, found, number) == kSuccess && found == first &&
-                &plain.records[number] == &first,
-            "every card is found");
-    require(ident.getPairedCard(card, paired) == kSuccess && paired == plain.pairs[card],
-            "and has its pair or none");
-    require(ident.verifyCard(card, number, deleted) == kSuccess && number == first.uniqid &&
-                deleted == first.deleted,
-            "and is verified");
-  }
-  for (size_t i = 0; i < given.size(); ++i) {
-    const CardPattern& card = given[i].cardnumber;
-    uint32_t uniqid = 0;
-    const int32_t result =
-        i % 3 == 0 ? ident.setCardUndeleted(card, uniqid) : ident.setCardDeleted(card, uniqid);
-    require(result == plain.mark(card, i % 3 == 0 ? 0 : 1) && uniqid == plain.firstOf(card)->uniqid,
-            "cards are marked");
-  }
-  require(plain.areIn(file), "with their pairs");
-  cardsets sets;
-  require(sets.create(0) == kSuccess && ident.countUnloadedCardSets(sets) >= 0, "it is walked");
+  useCards(ident, plain, file);
 }
 
 void useAccess(const MemoryFile& file, uint32_t requested, uint32_t records) {

@@ -294,6 +294,7 @@ TEST_F(ReaderSweep, EachCallOfADumpFailsOrIsInterrupted) {
                            {.call = "any", .forEver = true},
                            {.call = "any", .error = EINTR},
                            {.call = "any", .signal = SIGINT},
+                           {.call = "any", .forEver = true, .signal = SIGINT},
                            {.call = "any", .signal = SIGKILL}};
   for (Fault fault : kFaults)
     for (removeOutput(); const auto run = failNext(command, fault); removeOutput()) {
